@@ -1,0 +1,45 @@
+# The options of the build. What only this project's own developers need is on in a top-level build only.
+
+include(CMakeDependentOption)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Debug, Release, RelWithDebInfo" FORCE)
+endif()
+
+option(BUILD_SHARED_LIBS "Build shared libraries" ON)
+option(TIDEWELL_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(TIDEWELL_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
+option(TIDEWELL_BUILD_TOOLS "Build the stand-in backend" ${PROJECT_IS_TOP_LEVEL})
+option(TIDEWELL_BUILD_BENCH "Build the benchmarks" OFF)
+option(TIDEWELL_BUILD_FUZZ "Build the fuzz targets (clang only)" OFF)
+option(TIDEWELL_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
+option(TIDEWELL_WARNINGS_AS_ERRORS "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
+set(TIDEWELL_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
+
+# The hosts of the backend. The defaults are reserved names (RFC 2606) that no real server answers.
+set(TIDEWELL_HOST_US "api.tidewell.example" CACHE STRING "Default API host")
+set(TIDEWELL_HOST_SERV3 "api-serv3.tidewell.example" CACHE STRING "API host of the SERV3 data centre")
+set(TIDEWELL_HOST_EU "api-eu.tidewell.example" CACHE STRING "API host of the European data centre")
+set(TIDEWELL_HOST_LOGS "logs.tidewell.example" CACHE STRING "Host of the log-collection webhook")
+
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+if(NOT CMAKE_CXX_STANDARD)
+  set(CMAKE_CXX_STANDARD 20)
+endif()
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(OpenSSL 3.0 REQUIRED)
+find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
+pkg_check_modules(LIBPLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+pkg_check_modules(URIPARSER REQUIRED IMPORTED_TARGET liburiparser)
+pkg_check_modules(LIBCURL REQUIRED IMPORTED_TARGET libcurl)
+find_path(RAPIDJSON_INCLUDE_DIR rapidjson/rapidjson.h REQUIRED)
+find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
+
+find_program(TIDEWELL_CCACHE ccache)
+if(PROJECT_IS_TOP_LEVEL AND TIDEWELL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${TIDEWELL_CCACHE}")
+endif()

@@ -1,0 +1,35 @@
+# What every target of this project is built with.
+
+# tidewell_settings(TARGET): warnings, sanitizers, visibility.
+function(tidewell_settings target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
+                                           -Woverloaded-virtual -Wcast-align -Wunused)
+  if(TIDEWELL_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(TIDEWELL_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${TIDEWELL_SANITIZE} -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${TIDEWELL_SANITIZE})
+  endif()
+  set_target_properties(${target} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# tidewell_layer(NAME [DEPENDS…] [LINK…]): an object library of the .cpp files of tidewell/NAME.
+function(tidewell_layer name)
+  cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tidewell/${name}/*.cpp")
+  if(NOT sources)
+    return()
+  endif()
+  add_library(tidewell_${name} OBJECT ${sources})
+  tidewell_settings(tidewell_${name})
+  target_include_directories(tidewell_${name} PUBLIC
+    "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>")
+  target_link_libraries(tidewell_${name} PRIVATE ${arg_LINK})
+  target_sources(TidewellCore PRIVATE $<TARGET_OBJECTS:tidewell_${name}>)
+endfunction()

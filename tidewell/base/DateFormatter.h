@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tidewell/base/Date.h"
+#include "tidewell/base/Export.h"
+#include "tidewell/base/TimeZone.h"
+
+namespace tidewell::base {
+
+/// Formats and reads dates by a pattern (Unicode TR 35, fields `y M d H m s S` and quoted text at least) in
+/// the locale en_US_POSIX, without leniency.
+///
+/// Used by one thread at a time. Never raises: a pattern that is not understood gives nothing.
+class TIDEWELL_EXPORT DateFormatter {
+ public:
+  /// Longer patterns give nothing.
+  static constexpr std::size_t kMaximumPatternLength = 1024;
+
+  DateFormatter(std::string_view dateFormat, TimeZone timeZone);
+  ~DateFormatter();
+  DateFormatter(DateFormatter&&) noexcept;
+  DateFormatter& operator=(DateFormatter&&) noexcept;
+
+  [[nodiscard]] const std::string& dateFormat() const noexcept;
+  [[nodiscard]] const TimeZone& timeZone() const noexcept;
+  /// "" where the pattern is not understood or the instant is not a finite number.
+  [[nodiscard]] std::string stringFromDate(Date date) const;
+  /// Nothing where the text does not match. White space around the text is ignored.
+  [[nodiscard]] std::optional<Date> dateFromString(std::string_view text) const;
+
+ private:
+  struct Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+/// Hours and minutes between two instants.
+struct DateComponents {
+  std::int64_t hour = 0;
+  std::int64_t minute = 0;
+  friend bool operator==(const DateComponents&, const DateComponents&) = default;
+};
+
+/// The difference from `fromDate` to `toDate` in whole hours and minutes (Gregorian calendar); both negative,
+/// or 0, where `toDate` is earlier.
+[[nodiscard]] TIDEWELL_EXPORT DateComponents hourAndMinuteComponents(Date fromDate, Date toDate);
+
+}  // namespace tidewell::base

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tidewell/base/Export.h"
+
+namespace tidewell::base {
+
+/// Whether the bytes are well-formed UTF-8 (Unicode 15, table 3-7).
+[[nodiscard]] TIDEWELL_EXPORT bool isValidUtf8(std::string_view bytes) noexcept;
+/// UTF-16 of UTF-8; ill-formed sequences become U+FFFD, one for each maximal part.
+[[nodiscard]] TIDEWELL_EXPORT std::u16string utf16FromUtf8(std::string_view text);
+/// UTF-8 of UTF-16; unpaired surrogates become U+FFFD.
+[[nodiscard]] TIDEWELL_EXPORT std::string utf8FromUtf16(std::u16string_view text);
+/// The text with every ill-formed sequence replaced by U+FFFD; the text itself where it is well-formed.
+[[nodiscard]] TIDEWELL_EXPORT std::string validUtf8(std::string_view bytes);
+/// The number of UTF-16 units that the text has.
+[[nodiscard]] TIDEWELL_EXPORT std::size_t utf16Length(std::string_view text) noexcept;
+
+struct HexScan {
+  bool found = false;
+  std::uint32_t value = 0;
+  std::size_t position = 0;  ///< in UTF-16 units, after what was consumed
+};
+/// Scans a hexadecimal integer from a UTF-16 position: white space is skipped, `0x` is optional, all digits
+/// are consumed, and more than 32 bits read as 0xFFFFFFFF.
+[[nodiscard]] TIDEWELL_EXPORT HexScan scanHexInt(std::string_view text, std::size_t fromUtf16Position);
+
+}  // namespace tidewell::base

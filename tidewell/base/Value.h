@@ -1,0 +1,249 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "tidewell/base/Data.h"
+#include "tidewell/base/Date.h"
+#include "tidewell/base/Export.h"
+#include "tidewell/base/Url.h"
+
+namespace tidewell::base {
+
+class Array;
+class Dictionary;
+class Value;
+
+/// How an object of a higher layer is printed, compared and hashed; one constant a kind of object.
+struct ObjectOperations {
+  std::string (*description)(const void* object);
+  bool (*isEqual)(const void* a, const void* b);
+  std::size_t (*hash)(const void* object);
+  /// The name of the object's class, for messages.
+  std::string (*className)(const void* object);
+};
+
+/// A counted reference to an object of a higher layer, whose type this layer does not know.
+struct ObjectHandle {
+  std::shared_ptr<void> object;
+  const ObjectOperations* operations = nullptr;
+};
+
+/// A pointer as a value (null included).
+struct BoxedPointer {
+  const void* address = nullptr;
+  friend bool operator==(const BoxedPointer&, const BoxedPointer&) = default;
+};
+
+enum class ValueKind : std::uint8_t {
+  nil,   ///< no object
+  null,  ///< the null object: JSON null
+  boolean,
+  integer,          ///< signed, 64 bits
+  unsignedInteger,  ///< unsigned, 64 bits; used only for numbers that the signed range does not hold
+  real,
+  string,  ///< UTF-8
+  data,
+  date,
+  url,
+  array,
+  dictionary,
+  pointer,
+  object,
+};
+
+/// An object reference as the system knows it: nothing (nil), or one of the kinds of `ValueKind`.
+///
+/// Immutable and cheap to copy: whatever is larger than a word is shared between copies. Any thread may read
+/// one that no thread writes. Conversions answer as the original platform's objects do, and raise
+/// `kInvalidArgumentException` ("-[CLASS integerValue]: unrecognized selector …") where an object has no
+/// answer.
+class TIDEWELL_EXPORT Value {
+ public:
+  using Kind = ValueKind;
+
+  /// nil.
+  Value() noexcept = default;
+  Value(std::nullptr_t) noexcept {}
+  Value(std::nullopt_t) noexcept {}
+  template <std::same_as<bool> T>
+  Value(T value) noexcept : storage_(value) {}
+  template <class T>
+  requires(std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>) Value(T value)
+  noexcept {
+    if constexpr (std::is_signed_v<T> || sizeof(T) < sizeof(std::uint64_t)) {
+      storage_ = static_cast<std::int64_t>(value);
+    } else {
+      setUnsigned(value);
+    }
+  }
+  Value(double value) noexcept : storage_(value) {}
+  /// A null pointer gives nil.
+  Value(const char* text);
+  Value(std::string text);
+  Value(std::string_view text);
+  Value(Data data);
+  Value(Date date);
+  Value(Url url);
+  Value(Array array);
+  Value(Dictionary dictionary);
+  Value(BoxedPointer pointer);
+  /// An empty handle gives nil.
+  Value(ObjectHandle object);
+  template <class T>
+  requires std::convertible_to<const T&, Value> Value(const std::optional<T>& optional)
+      : Value(optional ? Value(*optional) : Value()) {}
+
+  /// The null object, which stands for JSON null.
+  [[nodiscard]] static Value null();
+
+  [[nodiscard]] Kind kind() const noexcept { return static_cast<Kind>(storage_.index()); }
+  [[nodiscard]] bool isNil() const noexcept { return kind() == Kind::nil; }
+  [[nodiscard]] bool isNull() const noexcept { return kind() == Kind::null; }
+  /// Booleans are numbers, too.
+  [[nodiscard]] bool isNumber() const noexcept { return kind() >= Kind::boolean && kind() <= Kind::real; }
+  [[nodiscard]] bool isString() const noexcept { return kind() == Kind::string; }
+  explicit operator bool() const noexcept { return !isNil(); }
+
+  /// Reads of one kind: null where the value is of another.
+  [[nodiscard]] const std::string* string() const noexcept;
+  [[nodiscard]] const Data* data() const noexcept;
+  [[nodiscard]] const Date* date() const noexcept;
+  [[nodiscard]] const Url* url() const noexcept;
+  [[nodiscard]] const Array* array() const noexcept;
+  [[nodiscard]] const Dictionary* dictionary() const noexcept;
+  [[nodiscard]] const BoxedPointer* pointer() const noexcept;
+  [[nodiscard]] const ObjectHandle* object() const noexcept;
+  /// The text of a string; nothing for every other kind.
+  [[nodiscard]] std::optional<std::string> optionalString() const;
+
+  /// nil gives 0; a string its leading decimal digits, clamped to 64 bits; a number its value cut toward
+  /// zero, an unsigned one wrapped. All other kinds raise.
+  [[nodiscard]] std::int64_t integerValue() const;
+  /// nil gives NO; a string YES where it begins (after white space) with Y, y, T, t or, after an optional
+  /// sign and zeros, a digit from 1 to 9; a number YES unless 0. All other kinds raise.
+  [[nodiscard]] bool boolValue() const;
+  /// nil gives 0; numbers their value, strings their leading decimal number. All other kinds raise.
+  [[nodiscard]] double doubleValue() const;
+  /// The number of UTF-16 units of a string; nil gives 0. All other kinds raise.
+  [[nodiscard]] std::size_t length() const;
+  /// The question `isEqualToString:`: nil answers NO; a string compares its bytes. All other kinds raise.
+  [[nodiscard]] bool isEqualToString(std::string_view text) const;
+
+  /// Equality of objects: numbers by value whatever their kind (booleans included), texts by their bytes,
+  /// containers by their entries (dictionaries whatever their order). nil equals nil only. Never raises.
+  [[nodiscard]] bool isEqual(const Value& other) const noexcept;
+  [[nodiscard]] std::size_t hash() const noexcept;
+  friend bool operator==(const Value& a, const Value& b) noexcept { return a.isEqual(b); }
+
+  /// What `%@` prints: `(null)` for nil, `<null>` for the null object, a string itself, containers over
+  /// several lines with their keys in ascending order. Nesting beyond `kMaximumDescriptionDepth` prints as
+  /// `...`.
+  [[nodiscard]] std::string description() const;
+  void appendDescription(std::string& out) const;
+  static constexpr int kMaximumDescriptionDepth = 600;
+
+  /// The name of the platform's class for messages: `__NSCFString`, `__NSCFNumber`, `NSNull`, … "nil" for
+  /// nil.
+  [[nodiscard]] std::string className() const;
+
+ private:
+  struct Nil {};
+  struct Null {};
+  using Storage =
+      std::variant<Nil, Null, bool, std::int64_t, std::uint64_t, double, std::shared_ptr<const std::string>,
+                   Data, Date, Url, std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>,
+                   BoxedPointer, std::shared_ptr<const ObjectHandle>>;
+  void setUnsigned(std::uint64_t value) noexcept;
+
+  Storage storage_;
+};
+
+/// An ordered list of values. Copies share their entries until one is written to; used by one thread at a
+/// time when written, by any number when read.
+class TIDEWELL_EXPORT Array {
+ public:
+  Array() noexcept = default;
+  Array(std::initializer_list<Value> values);
+  explicit Array(std::vector<Value> values);
+
+  [[nodiscard]] std::size_t count() const noexcept { return values_ ? values_->size() : 0; }
+  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
+  /// Raises `kRangeException` beyond the end.
+  [[nodiscard]] const Value& objectAtIndex(std::size_t index) const;
+  /// nil is kept as nil.
+  void addObject(Value value);
+
+  [[nodiscard]] const Value* begin() const noexcept { return values_ ? values_->data() : nullptr; }
+  [[nodiscard]] const Value* end() const noexcept { return begin() + count(); }
+  friend bool operator==(const Array& a, const Array& b) noexcept;
+  [[nodiscard]] std::string description() const { return Value(*this).description(); }
+
+ private:
+  std::shared_ptr<std::vector<Value>> values_;
+};
+
+/// A map from text to values that keeps the order of insertion, so payloads and log lines are reproducible.
+///
+/// Copies share their entries until one is written to. Looking a key up is constant in the number of entries.
+/// Used by one thread at a time when written, by any number when read.
+class TIDEWELL_EXPORT Dictionary {
+ public:
+  struct Entry {
+    std::string key;
+    Value value;
+  };
+
+  Dictionary() noexcept = default;
+  /// Of two equal keys the later value counts, at the place of the first. A nil value raises.
+  Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries);
+
+  [[nodiscard]] std::size_t count() const noexcept;
+  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
+  /// nil where there is no such key.
+  [[nodiscard]] Value objectForKey(std::string_view key) const;
+  /// The value in place, or null where there is no such key. Valid until the dictionary is written or
+  /// destroyed.
+  [[nodiscard]] const Value* find(std::string_view key) const noexcept;
+  /// A new key goes to the end, a known one keeps its place. Raises `kInvalidArgumentException` for a nil
+  /// object.
+  void setObject(Value object, std::string_view forKey);
+  /// Nothing happens where there is no such key.
+  void removeObjectForKey(std::string_view key);
+  void removeAllObjects() noexcept;
+  /// Room for so many entries, so that filling does not grow step by step.
+  void reserve(std::size_t count);
+  /// The keys in order of insertion.
+  [[nodiscard]] std::vector<std::string> allKeys() const;
+
+  [[nodiscard]] const Entry* begin() const noexcept;
+  [[nodiscard]] const Entry* end() const noexcept;
+  /// Whatever the order.
+  friend bool operator==(const Dictionary& a, const Dictionary& b) noexcept;
+  [[nodiscard]] std::string description() const { return Value(*this).description(); }
+
+ private:
+  struct Record;
+  Record& mutableRecord();
+  std::shared_ptr<Record> record_;
+};
+
+/// `valueForKeyPath:`: the segments between full stops, one after the other. nil anywhere ends in nil; an
+/// array answers with an array of its entries' answers, null where an entry has none; a segment that begins
+/// with "@" asks the collection itself (`@count`, `@sum.x`, `@avg.x`, `@min.x`, `@max.x`). Null, strings,
+/// numbers raise `kUnknownKeyException` for a key they do not have. At most `kMaximumKeyPathSegments`
+/// segments, more raise.
+[[nodiscard]] TIDEWELL_EXPORT Value valueForKeyPath(const Value& object, std::string_view keyPath);
+inline constexpr std::size_t kMaximumKeyPathSegments = 512;
+
+}  // namespace tidewell::base

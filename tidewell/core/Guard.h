@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/Value.h"
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+
+// Internal to the core: not installed.
+namespace tidewell {
+
+/// Where a caught exception is said to come from. The line numbers are part of the log text and stay as they
+/// are, whatever happens to the source.
+struct LogCoordinates {
+  std::string_view file;  ///< without directory and extension
+  std::int32_t line;
+  std::string_view selector;  ///< in full, with its colons
+  std::string_view message;   ///< with one %@ for the exception
+  TWLogSeverity severity = TWLogSeverityException;
+};
+
+/// Logs the exception that is being handled. Call it inside a `catch` block only.
+void logCaughtException(const LogCoordinates& where) noexcept;
+/// The same with the exception's call stack, for the lines that are marked for shipping.
+void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept;
+
+/// Runs `body`; where it raises, logs that with the coordinates and answers `fallback`.
+template <class Fallback, class Body>
+auto guarded(const LogCoordinates& where, Fallback fallback, Body&& body) -> Fallback {
+  try {
+    return std::forward<Body>(body)();
+  } catch (...) {
+    logCaughtException(where);
+  }
+  return fallback;
+}
+
+/// Runs `body`; where it raises, logs that with the coordinates.
+template <class Body>
+void guarded(const LogCoordinates& where, Body&& body) {
+  try {
+    std::forward<Body>(body)();
+  } catch (...) {
+    logCaughtException(where);
+  }
+}
+
+/// Logs a plain line (verbosity default, severity none) whose text `message` builds only where it will be
+/// written.
+template <class Message>
+void logLine(Message&& message) {
+  if (!TWLogger::writes(TWLogSeverityNone)) return;
+  TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityNone,
+                             {base::Value(std::forward<Message>(message)())});
+}
+void logLine(std::string_view message);
+
+}  // namespace tidewell

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/base/Value.h"
+#include "tidewell/core/TWConfigManager/TWConfig.h"
+#include "tidewell/core/TWConfigManager/TWConfigConstant.h"
+
+namespace tidewell {
+
+/// Decides whether a download is due and keeps the record that answers every gate.
+///
+/// One instance a process, made on first use and never destroyed. Questions may come from any thread and
+/// never wait: they read what was published last. Writers are serialised; a setter has written the archive
+/// when it returns.
+class TIDEWELL_EXPORT TWConfigManager final {
+ public:
+  [[nodiscard]] static TWConfigManager& sharedInstance();
+  /// Loads the record from its archive, or makes one of defaults. An archive that cannot be decoded counts as
+  /// missing: it is kept aside as "TdwConfig.corrupt", and that is logged.
+  TWConfigManager();
+  ~TWConfigManager();
+  TWConfigManager(const TWConfigManager&) = delete;
+  TWConfigManager& operator=(const TWConfigManager&) = delete;
+
+  /// The record in force; never null. What is set through it is seen by the next question.
+  [[nodiscard]] std::shared_ptr<TWConfig> tdwConfig() const;
+  /// null puts nothing in force until the next merge, which loads the archive anew; questions answer as from
+  /// a record without values.
+  void setTdwConfig(std::shared_ptr<TWConfig> config);
+
+  /// The path of the archive. nil where the machine has no library directory.
+  [[nodiscard]] std::optional<std::string> getFilePathForConfig() const;
+  /// Whether at least 3600 s have passed since the last successful download, or none is known. A recorded
+  /// time in the future counts as recent; an entry that is not a date counts as none. Reads the user
+  /// defaults.
+  [[nodiscard]] bool shouldSyncConfig() const;
+  /// Merges a reply: a key that is absent or null resets its property to its default. The region and the
+  /// opt-outs stay. Writes the archive and logs the service status. Stops at the first value that cannot be
+  /// merged: line 118, nothing written.
+  void updateConfigFromResponse(const base::Value& response);
+  void setDataRedirectionRegion(TWDataRegion region);
+  [[nodiscard]] TWDataRegion getDataRedirectionRegion() const;
+
+  // Gates. Every one but the first answers NO while the account is blocked.
+  [[nodiscard]] bool isAccountActive() const;
+  [[nodiscard]] bool isInAppServiceActive() const;
+  [[nodiscard]] bool isGeofenceServiceActive() const;
+  [[nodiscard]] bool isInboxServiceActive() const;
+  [[nodiscard]] bool isLogentriesEnabled() const;
+  [[nodiscard]] bool isPeriodicSyncEnabled() const;
+  [[nodiscard]] bool isDeviceTriggerEnabled() const;
+  [[nodiscard]] bool isDataTrackingEnabled() const;
+  [[nodiscard]] bool isUserPushEnabled() const;
+  [[nodiscard]] bool isUserInAppEnabled() const;
+
+  // Event lists. nothing and the empty name answer NO.
+  [[nodiscard]] bool isEventBlackListed(std::optional<std::string_view> eventName) const;
+  [[nodiscard]] bool isEventInstantFlushEvent(std::optional<std::string_view> eventName) const;
+  [[nodiscard]] bool isEventWhitelistedEvent(std::optional<std::string_view> eventName) const;
+
+  // What the record holds, whatever its class; nil where it holds nothing.
+  [[nodiscard]] base::Value getBlackListedEvents() const;
+  [[nodiscard]] base::Value getInstantFlushEvents() const;
+  [[nodiscard]] base::Value getWhitelistedEvents() const;
+  /// The empty array where the record holds nothing.
+  [[nodiscard]] base::Value getSourceExtraKeys() const;
+  /// The empty array where the record holds nothing.
+  [[nodiscard]] base::Value getRestrictedUniqueIDRegex() const;
+  [[nodiscard]] base::Value getLogEntriesToken() const;
+
+  // Whole seconds; the default where the record holds 0.
+  [[nodiscard]] std::int64_t getInboxDefaultExpiry() const;
+  [[nodiscard]] std::int64_t getPeriodicSyncDuration() const;
+  [[nodiscard]] std::int64_t getRealTimeTriggerSyncInterval() const;
+  [[nodiscard]] std::int64_t getUserAttributeCachingDuration() const;
+  [[nodiscard]] std::int64_t getSessionInActiveDuration() const;
+  /// Events a batch, as stored: 0 stays 0.
+  [[nodiscard]] std::int64_t getEventBatchCount() const;
+
+  /// Whether an expression of the configuration matches the whole identifier; nothing is restricted. Raises
+  /// for an invalid expression that is reached before one that matches.
+  [[nodiscard]] bool isUniqueIDRestricted(std::optional<std::string_view> uniqueID) const;
+  /// The same question for hosts without exceptions: an invalid expression answers `invalidExpression` and
+  /// fills `reason` where one is given.
+  enum class Restriction { unrestricted, restricted, invalidExpression };
+  [[nodiscard]] Restriction restrictionOfUniqueID(std::optional<std::string_view> uniqueID,
+                                                  std::string* reason = nullptr) const noexcept;
+
+  void setDataTrackingOptedOut(bool optedOut);
+  void setUserPushNotificationOptedOut(bool optedOut);
+  void setUserInAppNotificationOptedOut(bool optedOut);
+
+  void printCurrentServicesStatus() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace tidewell

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/base/UrlComponents.h"
+#include "tidewell/base/Value.h"
+#include "tidewell/core/TWNetwork/TWNetworkClient.h"
+#include "tidewell/core/TWNetwork/TWNetworkConstants.h"
+#include "tidewell/platform/UrlSession.h"
+
+namespace tidewell {
+
+/// One call of a service: turns service, parameters, headers and body into an HTTP request on the right host
+/// and sends it.
+///
+/// Used by one thread from its making to `executeRequestWithCompletionBlock`; may be destroyed right after
+/// that. Never raises: what cannot be built is logged, and the request completes with (NO, nil).
+class TIDEWELL_EXPORT TWNetworkRequest final {
+ public:
+  TWNetworkRequest(TWService service, std::optional<base::Dictionary> params,
+                   std::optional<base::Dictionary> additionalHeaders,
+                   std::optional<base::Dictionary> requestBody,
+                   std::optional<std::string> additionalPathComponent);
+
+  [[nodiscard]] TWService service() const noexcept { return service_; }
+  /// nothing where the URL could not be built.
+  [[nodiscard]] const std::optional<base::Url>& requestURL() const noexcept { return requestURL_; }
+  [[nodiscard]] const std::optional<std::string>& requestMethod() const noexcept { return requestMethod_; }
+  [[nodiscard]] const std::optional<base::Dictionary>& requestHeaders() const noexcept {
+    return requestHeaders_;
+  }
+  [[nodiscard]] const std::optional<base::Dictionary>& requestParams() const noexcept {
+    return requestParams_;
+  }
+  [[nodiscard]] const std::optional<base::Dictionary>& requestBody() const noexcept { return requestBody_; }
+  void setService(TWService service) { service_ = service; }
+  void setRequestURL(std::optional<base::Url> url) { requestURL_ = std::move(url); }
+  void setRequestMethod(std::optional<std::string> method) { requestMethod_ = std::move(method); }
+  void setRequestHeaders(std::optional<base::Dictionary> headers) { requestHeaders_ = std::move(headers); }
+  void setRequestParams(std::optional<base::Dictionary> params) { requestParams_ = std::move(params); }
+  void setRequestBody(std::optional<base::Dictionary> body) { requestBody_ = std::move(body); }
+
+  [[nodiscard]] std::optional<base::Url> createURLWithPathComponent(std::optional<std::string> path) const;
+  void saveReportsRequestInfoWithComponents(const base::UrlComponents& components) const;
+  /// The HTTP request; nothing where it could not be built, or where there is no URL.
+  [[nodiscard]] std::optional<platform::UrlRequest> getRequestInstance() const;
+  /// Sends. The completion runs exactly once: on the main queue, or on the session's queue for the log
+  /// service.
+  void executeRequestWithCompletionBlock(TWRequestCompletion completion) const;
+
+ private:
+  TWService service_;
+  std::optional<base::Url> requestURL_;
+  std::optional<std::string> requestMethod_;
+  std::optional<base::Dictionary> requestHeaders_;
+  std::optional<base::Dictionary> requestParams_;
+  std::optional<base::Dictionary> requestBody_;
+};
+
+}  // namespace tidewell

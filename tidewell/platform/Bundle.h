@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/base/Value.h"
+
+namespace tidewell::platform {
+
+/// The Info.plist values of the application and of the libraries in it. Any thread; never raises.
+class TIDEWELL_EXPORT Bundles {
+ public:
+  virtual ~Bundles();
+  /// The main bundle's Info.plist.
+  [[nodiscard]] virtual base::Dictionary mainInfoDictionary() = 0;
+  /// The Info.plist of the bundle with an identifier; nothing where no such bundle is loaded.
+  [[nodiscard]] virtual std::optional<base::Dictionary> infoDictionaryForIdentifier(
+      std::string_view identifier) = 0;
+};
+
+inline constexpr std::string_view kBundleIdentifierKey = "CFBundleIdentifier";
+inline constexpr std::string_view kBundleShortVersionKey = "CFBundleShortVersionString";
+
+}  // namespace tidewell::platform

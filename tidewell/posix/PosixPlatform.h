@@ -1,0 +1,108 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/base/Value.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell::posix {
+
+/// Sends what is meant for one host and port to another address; certificates are still checked against the
+/// host's name.
+struct ConnectionOverride {
+  std::string host;
+  std::uint16_t port = 443;
+  std::string address;  ///< an IP address
+  std::uint16_t toPort = 443;
+};
+
+/// Who drains the main queue.
+enum class MainLoop {
+  ownThread,  ///< a thread of the platform's: completions, and delegate and interceptor calls that the SDK
+              ///< starts, come on it
+  host,       ///< the host: see `PosixPlatform::mainQueueDescriptor`, `pollMainQueue`, `runMainQueue`
+};
+
+/// What a host says once, when it installs the platform. The environment (HOME, XDG_DATA_HOME, proxies, CA
+/// files) is read at the same moment and never again.
+struct Options {
+  /// Of the application: CFBundleIdentifier and CFBundleShortVersionString. Required.
+  std::string bundleIdentifier;
+  std::string version;
+  /// More values of the application's Info.plist; those in code win over those of the file.
+  base::Dictionary infoDictionary;
+  /// A property list (XML or binary) with Info.plist values; "" reads "Info.plist" beside the executable
+  /// where there is one.
+  std::string infoPlistPath;
+  MainLoop mainLoop = MainLoop::ownThread;
+  /// Called for each log line in place of standard error, from any thread, with no lock held; it may log.
+  std::function<void(std::string_view line)> consoleSink;
+  /// A file of trusted certificates (PEM) in place of the system's.
+  std::string caFile;
+  /// A proxy (curl's syntax) in place of the environment's; "-" for none at all.
+  std::string proxy;
+  std::vector<ConnectionOverride> connectionOverrides;
+  /// Bodies of replies that are longer once decoded fail.
+  std::size_t maximumBodyBytes = 16u << 20;
+  bool modernLinkOpening = true;
+  /// In place of $XDG_DATA_HOME; "" takes the environment's.
+  std::string dataHome;
+};
+
+/// The default platform: a headless program on Linux or another POSIX system.
+///
+/// Installed once and never destroyed. Its threads (at most four: transfers, session queues, global queue,
+/// and main queue where the host has no loop) start at first need, are named and block all signals. Any
+/// thread may call any operation.
+class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
+ public:
+  explicit PosixPlatform(Options options);
+  ~PosixPlatform() override;
+
+  [[nodiscard]] platform::UserDefaults& standardUserDefaults() override;
+  [[nodiscard]] std::shared_ptr<platform::UserDefaults> userDefaultsWithSuiteName(
+      std::string_view name) override;
+  [[nodiscard]] platform::FileManager& fileManager() override;
+  [[nodiscard]] platform::Keychain& keychain() override;
+  [[nodiscard]] platform::Device& device() override;
+  [[nodiscard]] platform::Bundles& bundles() override;
+  [[nodiscard]] platform::Clock& clock() override;
+  [[nodiscard]] platform::Console& console() override;
+  [[nodiscard]] platform::Queue& mainQueue() override;
+  [[nodiscard]] platform::Queue& globalQueue() override;
+  [[nodiscard]] std::shared_ptr<platform::UrlSession> makeUrlSession(
+      platform::UrlSessionConfiguration configuration) override;
+  [[nodiscard]] platform::UrlSession& sharedUrlSession() override;
+  [[nodiscard]] bool hasModernLinkOpening() const override;
+
+  /// A descriptor that is readable while the main queue has work, for the host's own loop. -1 with
+  /// `MainLoop::ownThread`.
+  [[nodiscard]] int mainQueueDescriptor() const;
+  /// Runs what is on the main queue now and returns. How many functions ran. Does nothing with
+  /// `MainLoop::ownThread`.
+  std::size_t pollMainQueue();
+  /// Drains the main queue on the calling thread for a time, waiting for work. How many functions ran.
+  std::size_t runMainQueue(std::chrono::milliseconds duration);
+
+  /// The host says that the application comes to the foreground or leaves it: the notification is posted on
+  /// the main queue.
+  void enterForeground();
+  void enterBackground();
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+/// Makes the platform and puts it in force. Null, with one line on standard error that says why, for options
+/// without bundle identifier or version, and where a platform is installed already (the first one stays).
+TIDEWELL_EXPORT PosixPlatform* install(Options options);
+
+}  // namespace tidewell::posix
