@@ -1,0 +1,40 @@
+# What a developer types. Each command installs what is missing first.
+.PHONY: demo test bench fuzz format clean help
+
+help:
+	@echo "make demo    build, start the stand-in backend and run the examples against it"
+	@echo "make test    build and run all tests that need no display"
+	@echo "make bench   build and print each benchmark beside its floor or peer"
+	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
+	@echo "make format  format the sources"
+
+demo:
+	scripts/setup build
+	cmake --preset dev
+	cmake --build --preset dev --target demo
+	scripts/demo build/dev
+
+test:
+	scripts/setup test
+	cmake --preset dev
+	cmake --build --preset dev
+	ctest --preset dev
+
+bench:
+	scripts/setup bench
+	cmake --preset bench
+	cmake --build --preset bench
+	scripts/bench build/bench
+
+FUZZ_SECONDS ?= 60
+fuzz:
+	scripts/setup ci
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/fuzz build/fuzz $(FUZZ_SECONDS)
+
+format:
+	scripts/format --fix
+
+clean:
+	rm -rf build

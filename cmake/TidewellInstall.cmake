@@ -1,0 +1,78 @@
+# Headers, libraries, the CMake package and the pkg-config files.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(tidewell_libraries TidewellCore)
+foreach(library TidewellPosix TidewellTesting)
+  if(TARGET ${library})
+    list(APPEND tidewell_libraries ${library})
+  endif()
+endforeach()
+
+# Headers that only the library's own sources include say so in a comment, and stay here.
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/tidewell/*.h")
+foreach(header ${headers})
+  file(STRINGS "${PROJECT_SOURCE_DIR}/${header}" internal REGEX "not installed" LIMIT_COUNT 1)
+  if(NOT internal)
+    get_filename_component(folder "${header}" DIRECTORY)
+    install(FILES "${PROJECT_SOURCE_DIR}/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}")
+  endif()
+endforeach()
+install(FILES "${PROJECT_BINARY_DIR}/generated/tidewell/core/TWNetwork/TWNetworkConstants.h"
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tidewell/core/TWNetwork")
+
+install(TARGETS ${tidewell_libraries} EXPORT TidewellCoreTargets
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+if(TARGET TidewellUrlSession)
+  get_target_property(url_session_type TidewellUrlSession TYPE)
+  if(url_session_type STREQUAL MODULE_LIBRARY)
+    # Loaded by TidewellPosix from its own folder at the first request.
+    install(TARGETS TidewellUrlSession LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+  endif()
+endif()
+
+set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/TidewellCore")
+install(EXPORT TidewellCoreTargets NAMESPACE Tidewell:: DESTINATION "${package_folder}")
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/TidewellCoreConfig.cmake.in"
+                              "${PROJECT_BINARY_DIR}/TidewellCoreConfig.cmake"
+                              INSTALL_DESTINATION "${package_folder}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/TidewellCoreConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/TidewellCoreConfig.cmake" "${PROJECT_BINARY_DIR}/TidewellCoreConfigVersion.cmake"
+        DESTINATION "${package_folder}")
+
+# The pkg-config files find their prefix from where they lie, so the tree can be moved.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
+  set(pc_libdir "${CMAKE_INSTALL_LIBDIR}")
+else()
+  file(RELATIVE_PATH to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  set(pc_prefix "\${pcfiledir}/${to_prefix}")
+  set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+endif()
+if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(pc_includedir "${CMAKE_INSTALL_INCLUDEDIR}")
+else()
+  set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
+function(tidewell_pkg_config name library description requires requires_private)
+  set(PC_NAME "${name}")
+  set(PC_LIBRARY "${library}")
+  set(PC_DESCRIPTION "${description}")
+  set(PC_REQUIRES "${requires}")
+  set(PC_REQUIRES_PRIVATE "${requires_private}")
+  set(PC_LIBS_PRIVATE "-ldl -lpthread")
+  if(NOT BUILD_SHARED_LIBS)
+    set(PC_LIBS_PRIVATE "-ldl -lpthread -lstdc++")
+  endif()
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/tidewell.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endfunction()
+tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, networking, identity and logging" ""
+                    "libplist-2.0 liburiparser icu-uc icu-i18n libcrypto")
+tidewell_pkg_config(tidewell-posix TidewellPosix "Tidewell Core on a headless POSIX system" "tidewell-core" "libcurl libcrypto")
+if(TARGET TidewellTesting)
+  tidewell_pkg_config(tidewell-testing TidewellTesting "A scripted machine and a stand-in backend for tests" "tidewell-core" "libssl libcrypto")
+endif()

@@ -1,0 +1,23 @@
+// The whole of what an application does: install a platform, start the SDK, ask it.
+#include <chrono>
+#include <cstdio>
+
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TidewellCore.h"
+#include "tidewell/posix/PosixPlatform.h"
+
+int main(int argc, char** argv) {
+  tidewell::posix::Options options;
+  options.bundleIdentifier = "org.example.hello";
+  options.version = "1.0";
+  options.mainLoop = tidewell::posix::MainLoop::host;
+  tidewell::posix::PosixPlatform* platform = tidewell::posix::install(options);
+  if (platform == nullptr) return 1;
+
+  tidewell::TidewellCore::sharedInstance().initializeWithAppID(argc > 1 ? argv[1] : "DEMO_APP");
+  platform->runMainQueue(std::chrono::milliseconds(500));  // an application with an event loop does this there
+
+  const auto& config = tidewell::TWConfigManager::sharedInstance();
+  std::printf("account active: %s\n", config.isAccountActive() ? "yes" : "no");
+  std::printf("events a batch: %lld\n", static_cast<long long>(config.getEventBatchCount()));
+}
