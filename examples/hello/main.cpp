@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "../StandIn.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TidewellCore.h"
 #include "tidewell/posix/PosixPlatform.h"
@@ -11,11 +12,13 @@ int main(int argc, char** argv) {
   options.bundleIdentifier = "org.example.hello";
   options.version = "1.0";
   options.mainLoop = tidewell::posix::MainLoop::host;
+  useStandIn(options);  // the demo's backend; an application leaves this out
   tidewell::posix::PosixPlatform* platform = tidewell::posix::install(options);
   if (platform == nullptr) return 1;
 
   tidewell::TidewellCore::sharedInstance().initializeWithAppID(argc > 1 ? argv[1] : "DEMO_APP");
-  platform->runMainQueue(std::chrono::milliseconds(500));  // an application with an event loop does this there
+  platform->runMainQueue(
+      std::chrono::milliseconds(500));  // an application with an event loop does this there
 
   const auto& config = tidewell::TWConfigManager::sharedInstance();
   std::printf("account active: %s\n", config.isAccountActive() ? "yes" : "no");

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdlib>
+#include <string>
+
+#include "tidewell/core/TWNetwork/TWNetworkConstants.h"
+#include "tidewell/posix/PosixPlatform.h"
+
+/// For the demo only: sends what is meant for the backend to the stand-in on this machine, where the
+/// environment names one (TIDEWELL_STAND_IN_PORT and TIDEWELL_STAND_IN_CA). The URLs stay those of
+/// production.
+inline void useStandIn(tidewell::posix::Options& options) {
+  const char* port = std::getenv("TIDEWELL_STAND_IN_PORT");
+  const char* ca = std::getenv("TIDEWELL_STAND_IN_CA");
+  if (port == nullptr || ca == nullptr) return;
+  options.caFile = ca;
+  options.proxy = "-";
+  for (const auto host : {tidewell::HOST_TDW_PROD_US, tidewell::HOST_TDW_PROD_SERV3,
+                          tidewell::HOST_TDW_PROD_EU, tidewell::HOST_LOGENTRIES}) {
+    options.connectionOverrides.push_back(
+        {std::string(host), 443, "127.0.0.1", static_cast<std::uint16_t>(std::stoi(port))});
+  }
+}
