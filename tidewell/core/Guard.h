@@ -1,6 +1,8 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -22,8 +24,9 @@ struct LogCoordinates {
   TWLogSeverity severity = TWLogSeverityException;
 };
 
-/// Logs the exception that is being handled. Call it inside a `catch` block only.
-void logCaughtException(const LogCoordinates& where) noexcept;
+/// Logs the exception that is being handled. Call it inside a `catch` block only. `before` fills the %@ of
+/// the message that come before the one for the exception.
+void logCaughtException(const LogCoordinates& where, std::initializer_list<base::Value> before = {}) noexcept;
 /// The same with the exception's call stack, for the lines that are marked for shipping.
 void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept;
 
@@ -50,7 +53,7 @@ void guarded(const LogCoordinates& where, Body&& body) {
 
 /// Logs a plain line (verbosity default, severity none) whose text `message` builds only where it will be
 /// written.
-template <class Message>
+template <std::invocable Message>
 void logLine(Message&& message) {
   if (!TWLogger::writes(TWLogSeverityNone)) return;
   TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityNone,

@@ -40,7 +40,8 @@ class TIDEWELL_EXPORT TWDateUtils final {
   [[nodiscard]] static base::DateComponents getTimeDifferenceBetweenDate(base::Date firstDate,
                                                                          base::Date secondDate);
   [[nodiscard]] static bool isDateTimeGreaterThanNow(double secondsSince1970);
-  // Exact to the clock's resolution. A nil first date counts as the same as any.
+  // Exact to the clock's resolution. A nil first date counts as the same as any; with a nil second
+  // one all three answer NO.
   [[nodiscard]] static bool isDate1SameAsDate2(std::optional<base::Date> date1,
                                                std::optional<base::Date> date2);
   [[nodiscard]] static bool isDate1LaterToDate2(std::optional<base::Date> date1,

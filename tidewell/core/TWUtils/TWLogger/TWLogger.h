@@ -77,7 +77,14 @@ class TIDEWELL_EXPORT TWLogger final {
 
   /// Whether a line of this severity would be written now: one load and a branch. The library's own lines ask
   /// before they build an argument.
-  [[nodiscard]] static bool writes(std::int32_t severity) noexcept;
+  [[nodiscard]] static bool writes(std::int32_t severity) noexcept {
+    return static_cast<std::uint32_t>(severity) >= threshold_.load(std::memory_order_relaxed);
+  }
+
+ private:
+  friend struct LoggerSwitches;
+  /// The lowest severity that is written, in step with the switches; beyond 32 bits while nothing is.
+  static std::atomic<std::uint64_t> threshold_;
 };
 
 }  // namespace tidewell

@@ -1,0 +1,41 @@
+#include "tidewell/core/Guard.h"
+
+#include <vector>
+
+#include "tidewell/base/TextFormat.h"
+
+namespace tidewell {
+namespace {
+
+base::Array formatArguments(const LogCoordinates& where, std::initializer_list<base::Value> before) {
+  std::vector<base::Value> values(before);
+  values.emplace_back(base::currentExceptionDescription());
+  return {where.file, where.line, where.selector,
+          base::stringWithFormat(where.message, values.data(), values.size())};
+}
+
+}  // namespace
+
+void logCaughtException(const LogCoordinates& where, std::initializer_list<base::Value> before) noexcept {
+  if (!TWLogger::writes(where.severity)) return;
+  try {
+    TWLogger::logWithVerbosity(TWLogVerbosityDetailed, where.severity, formatArguments(where, before));
+  } catch (...) {
+    // Out of memory while an exception is described: there is nobody left to tell.
+  }
+}
+
+void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept {
+  // Lines with a stack trace are shipped whatever the console's switches say, so the line is always made.
+  try {
+    TWLogger::logWithVerbosity(TWLogVerbosityDetailed, where.severity, formatArguments(where, {}),
+                               base::currentExceptionCallStackSymbols());
+  } catch (...) {
+  }
+}
+
+void logLine(std::string_view message) {
+  logLine([&] { return message; });
+}
+
+}  // namespace tidewell

@@ -1,0 +1,274 @@
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <mutex>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/TextFormat.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+constexpr std::string_view kDefaultFormat = "Tidewell - %@";
+constexpr std::string_view kDetailedFormat = "Tidewell - <file - %@, line number - %@ , method - '%@'> %@";
+/// Arguments beyond these are ignored.
+constexpr std::size_t kMaximumFormatArguments = 11;
+/// A threshold that no severity reaches.
+constexpr std::uint64_t kNothingIsWritten = std::uint64_t{1} << 32;
+
+using Format = std::shared_ptr<const std::string>;
+
+Format makeFormat(std::string_view text) { return std::make_shared<const std::string>(text); }
+
+void writeToConsole(std::string_view text) { platform::Platform::current().console().write(text); }
+
+/// For the last lines of defence: whatever the console does, nothing leaves.
+void writeToConsoleNoThrow(std::string_view text) noexcept {
+  try {
+    writeToConsole(text);
+  } catch (...) {
+  }
+}
+
+void writeReport(std::string_view text) {
+  if (!TWLogger::writes(TWLogSeverityWarning)) return;
+  TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityWarning, {base::Value(text)});
+}
+
+/// What the switches guard: the templates, and the order of writers.
+///
+/// Made by whatever touches a template or a switch first. As long as no switch was touched nothing is
+/// written, so this is early enough to become the listener of the layers below.
+struct State {
+  State() : formats{makeFormat(kDefaultFormat), makeFormat(kDetailedFormat)} {
+    platform::setReporter(&writeReport);
+  }
+
+  std::mutex mutex;
+  std::array<Format, 2> formats;
+};
+
+State& state() {
+  static base::NeverDestroyed<State> state;
+  return *state;
+}
+
+/// nil for a verbosity without a template.
+Format formatOfVerbosity(std::int64_t verbosity) {
+  if (verbosity != TWLogVerbosityDefault && verbosity != TWLogVerbosityDetailed) return nullptr;
+  State& shared = state();
+  const std::lock_guard lock(shared.mutex);
+  return shared.formats[static_cast<std::size_t>(verbosity - 1)];
+}
+
+constexpr std::string_view label(std::int64_t severity) {
+  switch (severity) {
+    case TWLogSeverityDebug:
+      return "DEBUG";
+    case TWLogSeverityInfo:
+      return "INFO";
+    case TWLogSeverityWarning:
+      return "WARNING";
+    case TWLogSeverityException:
+      return "EXCEPTION";
+    case TWLogSeverityError:
+      return "ERROR";
+    default:
+      return "";
+  }
+}
+
+/// The template of a line: with the label in front while filtering is in force, even where there is none.
+Format lineFormat(std::int64_t verbosity, std::int32_t severity) {
+  Format format = formatOfVerbosity(verbosity);
+  if (!TWLogger::usingSeverityFiltering()) return format;
+  std::string labelled = "[";
+  labelled += label(severity);
+  labelled += "]\t";
+  labelled += format ? std::string_view(*format) : "(null)";
+  return makeFormat(labelled);
+}
+
+std::optional<std::string_view> view(const Format& format) {
+  if (!format) return std::nullopt;
+  return std::string_view(*format);
+}
+
+std::string textOf(std::string_view format, const base::Array& arguments) {
+  return base::stringWithFormat(format, arguments.begin(),
+                                std::min(arguments.count(), kMaximumFormatArguments));
+}
+
+void writeLine(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs) {
+  if (verbosity == TWLogVerbosityNone || !TWLogger::writes(severity)) return;
+  TWLogger::log(view(lineFormat(verbosity, severity)), formatArgs);
+}
+
+/// Says that logging itself raised, once: where that fails, too, there is nobody left to tell.
+void writeFailure(std::string_view message) noexcept {
+  try {
+    const base::Value exception(base::currentExceptionDescription());
+    writeLine(TWLogVerbosityDefault, TWLogSeverityNone, {base::stringWithFormat(message, {exception})});
+  } catch (...) {
+  }
+}
+
+}  // namespace
+
+/// The switches as they were set. Readers look at them one by one; writers take turns, so that the threshold
+/// always fits the switches that were set last.
+struct LoggerSwitches {
+  std::atomic<std::int32_t> minimumSeverity{0};
+  std::atomic<bool> inDebug{false};
+  std::atomic<bool> inVerboseMessage{true};
+
+  [[nodiscard]] bool filtering() const { return minimumSeverity != 0 && inVerboseMessage; }
+
+  template <class Change>
+  void set(Change change) {
+    const std::lock_guard lock(state().mutex);
+    change(*this);
+    TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
+  }
+
+ private:
+  [[nodiscard]] std::uint64_t threshold() const {
+    if (filtering()) return static_cast<std::uint32_t>(minimumSeverity.load());
+    return inDebug ? 0 : kNothingIsWritten;
+  }
+};
+
+namespace {
+constinit LoggerSwitches switches;
+}
+
+constinit std::atomic<std::uint64_t> TWLogger::threshold_{kNothingIsWritten};
+
+void TWLogger::initialize() { (void)state(); }
+
+void TWLogger::setupDefaultFormats() {
+  setFormat(std::string(kDefaultFormat), TWLogVerbosityDefault);
+  setFormat(std::string(kDetailedFormat), TWLogVerbosityDetailed);
+}
+
+void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerbosity) {
+  if (forVerbosity != TWLogVerbosityDefault && forVerbosity != TWLogVerbosityDetailed) return;
+  Format made = format ? makeFormat(*format) : nullptr;
+  State& shared = state();
+  const std::lock_guard lock(shared.mutex);
+  shared.formats[static_cast<std::size_t>(forVerbosity - 1)].swap(made);
+}
+
+std::optional<std::string> TWLogger::formatForVerbosity(std::int64_t verbosity) {
+  const Format format = formatOfVerbosity(verbosity);
+  if (!format) return std::nullopt;
+  return *format;
+}
+
+void TWLogger::setMinimumSeverity(std::int32_t severity) {
+  switches.set([&](LoggerSwitches& all) { all.minimumSeverity = severity; });
+}
+
+std::int32_t TWLogger::minimumSeverity() { return switches.minimumSeverity; }
+
+std::string TWLogger::labelForSeverity(std::int64_t severity) { return std::string(label(severity)); }
+
+bool TWLogger::usingSeverityFiltering() { return switches.filtering(); }
+
+bool TWLogger::meetsMinimumSeverity(std::int32_t severity) {
+  return static_cast<std::uint32_t>(minimumSeverity()) <= static_cast<std::uint32_t>(severity);
+}
+
+bool TWLogger::shouldLogInDebug() { return switches.inDebug; }
+
+void TWLogger::setShouldLogInDebug(bool flag) {
+  switches.set([&](LoggerSwitches& all) { all.inDebug = flag; });
+}
+
+bool TWLogger::shouldLogInVerboseMessage() { return switches.inVerboseMessage; }
+
+void TWLogger::setShouldLogInVerboseMessage(bool flag) {
+  switches.set([&](LoggerSwitches& all) { all.inVerboseMessage = flag; });
+}
+
+bool TWLogger::loggingEnabled() {
+  if (shouldLogInDebug()) return true;
+  return usingSeverityFiltering() && shouldLogInVerboseMessage();
+}
+
+void TWLogger::debug(std::int64_t level) {
+  try {
+    switches.set([&](LoggerSwitches& all) {
+      switch (level) {
+        case TWLogLevelOff:
+          all.inDebug = false;
+          all.inVerboseMessage = false;
+          break;
+        case TWLogLevelDebug:
+          all.inDebug = true;
+          break;
+        case TWLogLevelExceptionsAndErrors:
+          all.inDebug = false;
+          all.inVerboseMessage = true;
+          all.minimumSeverity = TWLogSeverityException;
+          break;
+        default:
+          break;
+      }
+    });
+  } catch (...) {
+    writeToConsoleNoThrow("Tidewell - Caught an exception in TWLogger : " +
+                          base::currentExceptionDescription());
+  }
+}
+
+void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity,
+                                const base::Array& formatArgs) {
+  try {
+    writeLine(verbosity, severity, formatArgs);
+  } catch (...) {
+    writeFailure("LogEntries Logger exception in logWithVerbosity: %@");
+  }
+}
+
+void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs,
+                                const base::Value&) {
+  logWithVerbosity(verbosity, severity, formatArgs);
+}
+
+std::optional<std::string> TWLogger::getLogforVerbosity(std::int64_t verbosity, std::int32_t severity,
+                                                        const base::Array& formatArgs) {
+  try {
+    return createLog(view(lineFormat(verbosity, severity)), formatArgs);
+  } catch (...) {
+    writeToConsoleNoThrow("Tidewell - Caught an exception in TWLogger " +
+                          base::currentExceptionDescription());
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> TWLogger::createLog(std::optional<std::string_view> format,
+                                               const base::Array& arguments) {
+  if (!format) return std::nullopt;
+  try {
+    return textOf(*format, arguments);
+  } catch (...) {
+    writeToConsoleNoThrow("Tidewell - Caught an exception in TWLogger");
+  }
+  return std::nullopt;
+}
+
+void TWLogger::log(std::optional<std::string_view> format, const base::Array& arguments) {
+  if (!format || !loggingEnabled()) return;
+  try {
+    writeToConsole(textOf(*format, arguments));
+  } catch (...) {
+    writeToConsoleNoThrow("Caught an exception in TWLogger");
+  }
+}
+
+}  // namespace tidewell
