@@ -48,6 +48,7 @@ class TIDEWELL_EXPORT FileManager {
   /// Replaces the file whole (written beside, flushed, renamed; mode 0600): after a kill or a power loss
   /// there is the old content or the new one.
   virtual std::error_code replaceFile(std::string_view path, std::string_view contents) = 0;
+  /// Renames a file or a folder with all that is in it. A file at `toPath` is replaced.
   virtual std::error_code moveItem(std::string_view fromPath, std::string_view toPath) = 0;
   /// Waits for the lock that goes with a path ("PATH.lock" beside it), at most `kMaximumLockWaitSeconds`.
   /// Null where it cannot be had; the caller goes on without.
@@ -55,7 +56,8 @@ class TIDEWELL_EXPORT FileManager {
   static constexpr double kMaximumLockWaitSeconds = 2.0;
 };
 
-/// "directory/component", with exactly one separator.
+/// "directory/component", with exactly one separator. An empty path gives the component as it is, an empty
+/// component the path.
 [[nodiscard]] TIDEWELL_EXPORT std::string stringByAppendingPathComponent(std::string_view path,
                                                                          std::string_view component);
 

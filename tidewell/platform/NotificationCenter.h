@@ -43,7 +43,8 @@ class TIDEWELL_EXPORT NotificationCenter {
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
-  /// Each call adds a registration: a function added twice is called twice.
+  /// Each call adds a registration: a function added twice is called twice. An empty function is not added,
+  /// and 0 comes back.
   Token addObserver(std::string_view name, Observer observer);
   /// Nothing happens for a token that is not known.
   void removeObserver(Token token);

@@ -10,7 +10,7 @@ namespace tidewell::platform {
 ///
 /// `async` may be called from any thread, never runs the function before it returns, never waits, and never
 /// raises. Functions run with no lock of the platform held; an exception that leaves one is caught by the
-/// queue and handed to `Platform::report`, and the next function runs all the same.
+/// queue and handed to `report` (see `runReportingExceptions`), and the next function runs all the same.
 class TIDEWELL_EXPORT Queue {
  public:
   virtual ~Queue();
@@ -20,5 +20,8 @@ class TIDEWELL_EXPORT Queue {
   /// Whether the calling thread is running one of this queue's functions, or is the thread that drains it.
   [[nodiscard]] virtual bool isCurrent() const = 0;
 };
+
+/// Runs a function as every queue must: an exception that leaves it ends here and is reported.
+TIDEWELL_EXPORT void runReportingExceptions(const std::function<void()>& function) noexcept;
 
 }  // namespace tidewell::platform

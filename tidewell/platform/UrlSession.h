@@ -47,9 +47,10 @@ class TIDEWELL_EXPORT UrlRequest {
   [[nodiscard]] UrlRequestCachePolicy cachePolicy() const noexcept { return cachePolicy_; }
   [[nodiscard]] const std::string& HTTPMethod() const noexcept { return method_; }
   void setHTTPMethod(std::string method) { method_ = std::move(method); }
-  /// Replaces a value of the same name, compared without regard to case. A name that is not a token (RFC
-  /// 9110, section 5.6.2) and a value with CR, LF or NUL are left out. nothing removes the header; "" is sent
-  /// as a header without a value.
+  /// Replaces a value of the same name, compared without regard to case; the header keeps its place and takes
+  /// the new spelling. nothing removes the header; "" is sent as a header without a value. A name that is not
+  /// a token (RFC 9110, section 5.6.2) or a value with CR, LF or NUL changes nothing: it could smuggle in
+  /// headers of its own.
   void setValue(std::optional<std::string_view> value, std::string_view forHTTPHeaderField);
   [[nodiscard]] std::optional<std::string> valueForHTTPHeaderField(std::string_view name) const;
   [[nodiscard]] const std::vector<std::pair<std::string, std::string>>& allHTTPHeaderFields() const noexcept {
@@ -73,7 +74,8 @@ struct TIDEWELL_EXPORT UrlResponse {
   std::int64_t statusCode = 0;
   std::vector<std::pair<std::string, std::string>> headers;
 
-  /// `<NSHTTPURLResponse> { URL: https://… } { Status Code: 404, Headers {…} }`
+  /// `<NSHTTPURLResponse> { URL: https://… } { Status Code: 404, Headers {…} }`, with the headers as a
+  /// dictionary of lists prints: names in ascending order, the values of a repeated header in their order.
   [[nodiscard]] std::string description() const;
 };
 

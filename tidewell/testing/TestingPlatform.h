@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "tidewell/base/Export.h"
@@ -46,12 +48,13 @@ class TIDEWELL_EXPORT RecordingConsole final : public platform::Console {
 };
 
 /// A queue that runs its functions when it is told, on the thread that tells it. Functions may be added from
-/// any thread.
+/// any thread, and a function that runs may tell the queue to go on.
 class TIDEWELL_EXPORT ManualQueue final : public platform::Queue {
  public:
   ManualQueue();
   ~ManualQueue() override;
   void async(std::function<void()> function) override;
+  /// Whether the calling thread runs one of this queue's functions now.
   [[nodiscard]] bool isCurrent() const override;
   [[nodiscard]] std::size_t pending() const;
   /// Runs the first function; NO where there is none.
@@ -65,7 +68,7 @@ class TIDEWELL_EXPORT ManualQueue final : public platform::Queue {
   std::unique_ptr<State> state_;
 };
 
-/// User defaults in memory. What was set but not synchronised is seen, and is lost by `restart`.
+/// User defaults in memory. What was set but not synchronised is seen, and is lost by `restart`. Any thread.
 class TIDEWELL_EXPORT MemoryUserDefaults final : public platform::UserDefaults {
  public:
   MemoryUserDefaults();
@@ -76,10 +79,12 @@ class TIDEWELL_EXPORT MemoryUserDefaults final : public platform::UserDefaults {
   bool synchronize() override;
   /// What is on the (imagined) disk.
   [[nodiscard]] base::Dictionary synchronized() const;
+  /// Another process stores an object (nil removes it): seen here after the next `synchronize`.
+  void setSynchronized(base::Value object, std::string_view forKey);
   [[nodiscard]] std::size_t synchronizeCount() const;
-  /// The life of a process ends: what was not synchronised is forgotten.
+  /// The life of a process ends: what was not synchronised is forgotten, what others wrote is seen.
   void restart();
-  /// Makes every `synchronize` fail until it is switched off.
+  /// Makes every `synchronize` fail, and report so, until it is switched off.
   void setFailing(bool failing);
 
  private:
@@ -90,6 +95,10 @@ class TIDEWELL_EXPORT MemoryUserDefaults final : public platform::UserDefaults {
 enum class FileOperation { exists, createDirectory, read, replace, move, lock };
 
 /// Files in memory. Folders exist once made; `library` and `documents` exist from the start. Any thread.
+///
+/// The operations of `FileManager` behave as a disk does: parents must exist, a folder is no file. Those of
+/// the test make the folders they need. A lock is held against every other taker, whichever thread asks: one
+/// on the holder's own thread is refused at once, another waits up to `kMaximumLockWaitSeconds`.
 class TIDEWELL_EXPORT MemoryFileManager final : public platform::FileManager {
  public:
   MemoryFileManager();
@@ -102,26 +111,31 @@ class TIDEWELL_EXPORT MemoryFileManager final : public platform::FileManager {
   std::error_code moveItem(std::string_view fromPath, std::string_view toPath) override;
   [[nodiscard]] std::unique_ptr<platform::FileLock> lockForPath(std::string_view path) override;
 
-  /// nothing: a machine without a home.
+  /// nothing: a machine without a home. A path becomes a folder that exists.
   void setLibraryPath(std::optional<std::string> path);
   void setDocumentsPath(std::optional<std::string> path);
+  /// nothing where there is no file.
   [[nodiscard]] std::optional<std::string> contents(std::string_view path) const;
   void setContents(std::string_view path, std::string contents);
+  /// A file, or a folder with all that is in it.
   void removeItem(std::string_view path);
   /// How often an operation was called.
   [[nodiscard]] std::size_t count(FileOperation operation) const;
-  /// Lets the n-th call from now (1 is the next) of an operation fail with an error, and every one after it
-  /// for `times` calls.
+  /// Lets the n-th call from now (1 is the next) of an operation fail with an error, `times` calls in a row;
+  /// what was planned for the operation before is dropped. `exists` then answers that there is nothing, and
+  /// `lock` gives none.
   void failCall(FileOperation operation, std::size_t n, std::error_code error, std::size_t times = 1);
   /// Called at the beginning of every operation, with no lock held: for what another process does meanwhile.
+  /// What the hook itself calls is not hooked, counted or failed. A `move` shows the path it moves from.
   void setHook(std::function<void(FileOperation, const std::string& path)> hook);
 
  private:
   struct State;
-  std::unique_ptr<State> state_;
+  std::shared_ptr<State> state_;  ///< shared with the locks that are held
 };
 
-/// A keychain in memory, which outlives a `TestingPlatform` where it is handed to the next one. Any thread.
+/// A keychain in memory with the rules of generic passwords: an item is known by its service and account, a
+/// query matches by those of the two that it names. Any thread.
 class TIDEWELL_EXPORT MemoryKeychain final : public platform::Keychain {
  public:
   MemoryKeychain();
@@ -177,14 +191,22 @@ class TIDEWELL_EXPORT TestBundles final : public platform::Bundles {
   std::unique_ptr<State> state_;
 };
 
+struct ScriptedNetworkState;
+
 /// A network that a test answers. Tasks wait until the test lets them go on, or are answered by a handler.
+/// Any thread.
+///
+/// What a session promises holds here, too: each completion comes once, later, on the session queue; a task
+/// without a URL, one that is not https where the session insists on it, and a body beyond the session's
+/// bound fail with the codes of `platform::UrlSession`.
 class TIDEWELL_EXPORT ScriptedNetwork {
  public:
   using Handler = std::function<platform::UrlTaskResult(const platform::UrlRequest& request)>;
 
   ScriptedNetwork();
   ~ScriptedNetwork();
-  /// Answers every task from now on. Without one, tasks stay pending.
+  /// Answers every task that is started from now on; called on the session queue, with no lock held. An
+  /// exception that leaves it fails the task. An empty one leaves tasks pending again.
   void setHandler(Handler handler);
   /// Every request so far, the pending ones included, with the name of its session.
   struct Sent {
@@ -193,18 +215,17 @@ class TIDEWELL_EXPORT ScriptedNetwork {
   };
   [[nodiscard]] std::vector<Sent> sent() const;
   [[nodiscard]] std::size_t pending() const;
-  /// Ends the oldest pending task. Its completion is put on the queue of its session. NO where none is
-  /// pending.
+  /// Ends the oldest pending task: its completion is put on the session queue. NO where none is pending.
   bool answer(platform::UrlTaskResult result);
 
-  /// A result with a status and a body, for handlers.
+  /// A result with a status and a body, for handlers. The task's own URL becomes that of the response.
   [[nodiscard]] static platform::UrlTaskResult reply(std::int64_t statusCode, std::string body = {});
+  /// A result that is no answer, only an error of `base::kUrlErrorDomain`.
   [[nodiscard]] static platform::UrlTaskResult failure(std::int64_t code, std::string description);
 
  private:
   friend class TestingPlatform;
-  struct State;
-  std::shared_ptr<State> state_;
+  std::shared_ptr<ScriptedNetworkState> state_;
 };
 
 /// A machine in the hands of a test: virtual clock, scripted network, queues that run when told, defaults,
@@ -216,8 +237,13 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
  public:
   TestingPlatform();
   ~TestingPlatform() override;
-  /// Makes one and puts it in force, whatever was installed before.
+  /// Makes one and puts it in force, whatever was installed before. The earlier one stays whole, so that what
+  /// still runs of an earlier life finds it.
   static std::shared_ptr<TestingPlatform> install();
+  /// The process ends and starts anew on the same machine: makes the next platform and puts it in force. It
+  /// shares this one's defaults (without what was not synchronised), files, keychain, device, bundles and
+  /// clock; its queues, network and console are new.
+  std::shared_ptr<TestingPlatform> restart();
 
   [[nodiscard]] platform::UserDefaults& standardUserDefaults() override;
   [[nodiscard]] std::shared_ptr<platform::UserDefaults> userDefaultsWithSuiteName(
@@ -237,7 +263,8 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
 
   // The same parts with the handles of a test.
   [[nodiscard]] MemoryUserDefaults& testDefaults();
-  /// Made on first use; the same object as `userDefaultsWithSuiteName` answers.
+  /// Made on first use; the same object as `userDefaultsWithSuiteName` answers. Every name has a suite, but
+  /// the empty one.
   [[nodiscard]] MemoryUserDefaults& testSuite(std::string_view name);
   [[nodiscard]] MemoryFileManager& testFiles();
   [[nodiscard]] MemoryKeychain& testKeychain();
@@ -252,13 +279,15 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
   [[nodiscard]] ScriptedNetwork& testNetwork();
   void setModernLinkOpening(bool modern);
 
-  /// Runs all three queues until none has anything left. How many functions ran.
+  /// Runs all three queues until none has anything left. How many functions ran. Never returns where
+  /// functions go on adding functions.
   std::size_t runUntilIdle();
   /// Posts the notification of a return to the foreground on the calling thread.
   void enterForeground();
 
  private:
   struct State;
+  explicit TestingPlatform(std::unique_ptr<State> state);
   std::unique_ptr<State> state_;
 };
 

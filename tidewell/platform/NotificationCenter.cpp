@@ -1,0 +1,78 @@
+#include "tidewell/platform/NotificationCenter.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "tidewell/base/NeverDestroyed.h"
+
+namespace tidewell::platform {
+
+struct NotificationCenter::State {
+  /// One call of `addObserver`. A post that is under way shares it, and looks at `isRemoved` before it calls.
+  struct Registration {
+    Token token;
+    std::string name;
+    Observer observer;
+    std::atomic<bool> isRemoved{false};
+  };
+
+  std::vector<std::shared_ptr<Registration>> registrationsForName(std::string_view name) {
+    std::vector<std::shared_ptr<Registration>> found;
+    const std::lock_guard lock(mutex);
+    for (const auto& registration : registrations) {
+      if (registration->name == name) found.push_back(registration);
+    }
+    return found;
+  }
+
+  std::mutex mutex;
+  Token lastToken = 0;
+  std::vector<std::shared_ptr<Registration>> registrations;  ///< in order of addition
+};
+
+NotificationCenter& NotificationCenter::defaultCenter() {
+  static base::NeverDestroyed<NotificationCenter> center;
+  return *center;
+}
+
+NotificationCenter::NotificationCenter() : state_(std::make_unique<State>()) {}
+NotificationCenter::~NotificationCenter() = default;
+
+NotificationCenter::Token NotificationCenter::addObserver(std::string_view name, Observer observer) {
+  if (!observer) return 0;
+  auto registration = std::make_shared<State::Registration>();
+  registration->name = name;
+  registration->observer = std::move(observer);
+  const std::lock_guard lock(state_->mutex);
+  registration->token = ++state_->lastToken;
+  state_->registrations.push_back(std::move(registration));
+  return state_->lastToken;
+}
+
+void NotificationCenter::removeObserver(Token token) {
+  // Destroys the observer, which is foreign code, after the lock is gone.
+  std::shared_ptr<State::Registration> removed;
+  const std::lock_guard lock(state_->mutex);
+  auto& registrations = state_->registrations;
+  const auto found = std::find_if(registrations.begin(), registrations.end(),
+                                  [token](const auto& each) { return each->token == token; });
+  if (found == registrations.end()) return;
+  removed = std::move(*found);
+  registrations.erase(found);
+  removed->isRemoved = true;
+}
+
+void NotificationCenter::postNotificationName(std::string_view name, base::Value object,
+                                              base::Value userInfo) {
+  const auto registrations = state_->registrationsForName(name);
+  if (registrations.empty()) return;
+  const Notification notification{std::string(name), std::move(object), std::move(userInfo)};
+  for (const auto& registration : registrations) {
+    if (!registration->isRemoved) registration->observer(notification);
+  }
+}
+
+}  // namespace tidewell::platform

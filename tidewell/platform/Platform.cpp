@@ -1,0 +1,89 @@
+#include "tidewell/platform/Platform.h"
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/platform/UnknownMachine.h"
+
+namespace tidewell::platform {
+namespace {
+
+/// Null until a platform is installed. Constant-initialised, so that a global constructor of the host may
+/// ask.
+constinit std::atomic<Platform*> platformInForce{nullptr};
+constinit std::atomic<Reporter> reporterInForce{nullptr};
+
+/// Every platform that was ever in force, so that a thread that still uses an earlier one finds it whole.
+struct Keeper {
+  std::mutex mutex;
+  std::vector<std::shared_ptr<Platform>> platforms;
+};
+
+Keeper& keeper() {
+  static base::NeverDestroyed<Keeper> instance;
+  return *instance;
+}
+
+void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) {
+  Platform* const pointer = platform.get();
+  keeper.platforms.push_back(std::move(platform));
+  platformInForce.store(pointer, std::memory_order_release);
+}
+
+}  // namespace
+
+Bundles::~Bundles() = default;
+Clock::~Clock() = default;
+Console::~Console() = default;
+Device::~Device() = default;
+Keychain::~Keychain() = default;
+Platform::~Platform() = default;
+
+Platform& Platform::current() {
+  if (Platform* const installed = platformInForce.load(std::memory_order_acquire)) return *installed;
+  return unknownMachine();
+}
+
+bool Platform::isInstalled() { return platformInForce.load(std::memory_order_acquire) != nullptr; }
+
+bool Platform::install(std::shared_ptr<Platform> platform) {
+  if (!platform) {
+    report("There is no platform to install");
+    return false;
+  }
+  {
+    const std::lock_guard lock(keeper().mutex);
+    if (!isInstalled()) {
+      putInForce(keeper(), std::move(platform));
+      return true;
+    }
+  }
+  report("A platform is installed already and stays in force");
+  return false;
+}
+
+void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
+  if (!platform) {
+    report("There is no platform to put in force");
+    return;
+  }
+  const std::lock_guard lock(keeper().mutex);
+  putInForce(keeper(), std::move(platform));
+}
+
+void report(std::string_view text) noexcept {
+  const Reporter reporter = reporterInForce.load(std::memory_order_acquire);
+  if (!reporter) return;
+  try {
+    reporter(text);
+  } catch (...) {
+    // Reporting is the last resort: there is nobody left to tell.
+  }
+}
+
+void setReporter(Reporter reporter) noexcept { reporterInForce.store(reporter, std::memory_order_release); }
+
+}  // namespace tidewell::platform

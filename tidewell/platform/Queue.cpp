@@ -1,0 +1,24 @@
+#include "tidewell/platform/Queue.h"
+
+#include <string>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell::platform {
+
+Queue::~Queue() = default;
+
+void runReportingExceptions(const std::function<void()>& function) noexcept {
+  try {
+    function();
+  } catch (...) {
+    try {
+      report("A function on a queue raised: " + base::currentExceptionDescription());
+    } catch (...) {
+      report("A function on a queue raised, and there is no memory for more");
+    }
+  }
+}
+
+}  // namespace tidewell::platform

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "tidewell/platform/Platform.h"
+
+// Internal to this layer: not installed.
+namespace tidewell::platform {
+
+/// The platform that answers while none is installed: it knows nothing, keeps nothing and sends nothing.
+/// Made on first use and never destroyed.
+[[nodiscard]] Platform& unknownMachine();
+
+}  // namespace tidewell::platform

@@ -1,0 +1,88 @@
+#include "tidewell/platform/UrlSession.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+#include <unordered_map>
+
+namespace tidewell::platform {
+namespace {
+
+constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char left, char right) { return asciiLower(left) == asciiLower(right); });
+}
+
+constexpr bool isTokenCharacter(char c) {
+  const char lower = asciiLower(c);
+  return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') ||
+         std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
+}
+
+bool isToken(std::string_view name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), isTokenCharacter);
+}
+
+bool isFieldValue(std::string_view value) {
+  return value.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+template <class Headers>
+auto findHeader(Headers& headers, std::string_view name) {
+  return std::find_if(headers.begin(), headers.end(),
+                      [name](const auto& header) { return equalsIgnoringCase(header.first, name); });
+}
+
+}  // namespace
+
+UrlSession::~UrlSession() = default;
+
+UrlRequest::UrlRequest(std::optional<base::Url> url, UrlRequestCachePolicy cachePolicy)
+    : url_(std::move(url)), cachePolicy_(cachePolicy) {}
+
+void UrlRequest::setValue(std::optional<std::string_view> value, std::string_view forHTTPHeaderField) {
+  const auto found = findHeader(headers_, forHTTPHeaderField);
+  if (!value) {
+    if (found != headers_.end()) headers_.erase(found);
+    return;
+  }
+  if (!isToken(forHTTPHeaderField) || !isFieldValue(*value)) return;
+  std::pair<std::string, std::string> header(forHTTPHeaderField, *value);
+  if (found != headers_.end()) {
+    *found = std::move(header);
+  } else {
+    headers_.push_back(std::move(header));
+  }
+}
+
+std::optional<std::string> UrlRequest::valueForHTTPHeaderField(std::string_view name) const {
+  const auto found = findHeader(headers_, name);
+  if (found == headers_.end()) return std::nullopt;
+  return found->second;
+}
+
+std::string UrlResponse::description() const {
+  std::vector<std::pair<std::string_view, base::Array>> lists;
+  std::unordered_map<std::string, std::size_t> listOfName;  // a server may send very many
+  for (const auto& [name, value] : headers) {
+    std::string key(name);
+    std::transform(key.begin(), key.end(), key.begin(), asciiLower);
+    const auto [place, isNew] = listOfName.emplace(std::move(key), lists.size());
+    if (isNew) lists.emplace_back(name, base::Array());
+    lists[place->second].second.addObject(value);
+  }
+  base::Dictionary fields;
+  for (auto& [name, values] : lists) fields.setObject(std::move(values), name);
+  std::string text = "<NSHTTPURLResponse> { URL: ";
+  text += url;
+  text += " } { Status Code: ";
+  text += std::to_string(statusCode);
+  text += ", Headers ";
+  base::Value(std::move(fields)).appendDescription(text);
+  text += " }";
+  return text;
+}
+
+}  // namespace tidewell::platform

@@ -1,0 +1,61 @@
+#include <algorithm>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "tidewell/testing/TestingPlatform.h"
+
+namespace tidewell::testing {
+
+struct ManualQueue::State {
+  mutable std::mutex mutex;
+  std::deque<std::function<void()>> waiting;
+  /// One entry for each function that runs: a thread is in it twice where a function runs another one.
+  std::vector<std::thread::id> runners;
+};
+
+ManualQueue::ManualQueue() : state_(std::make_unique<State>()) {}
+ManualQueue::~ManualQueue() = default;
+
+void ManualQueue::async(std::function<void()> function) {
+  if (!function) return;
+  const std::lock_guard lock(state_->mutex);
+  state_->waiting.push_back(std::move(function));
+}
+
+bool ManualQueue::isCurrent() const {
+  const std::lock_guard lock(state_->mutex);
+  const auto& runners = state_->runners;
+  return std::find(runners.begin(), runners.end(), std::this_thread::get_id()) != runners.end();
+}
+
+std::size_t ManualQueue::pending() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->waiting.size();
+}
+
+bool ManualQueue::runOne() {
+  std::function<void()> next;
+  const auto self = std::this_thread::get_id();
+  {
+    const std::lock_guard lock(state_->mutex);
+    if (state_->waiting.empty()) return false;
+    next = std::move(state_->waiting.front());
+    state_->waiting.pop_front();
+    state_->runners.push_back(self);
+  }
+  platform::runReportingExceptions(next);
+  next = nullptr;  // what the function holds is let go of on the queue, too
+  const std::lock_guard lock(state_->mutex);
+  state_->runners.erase(std::find(state_->runners.begin(), state_->runners.end(), self));
+  return true;
+}
+
+std::size_t ManualQueue::runAll() {
+  std::size_t count = 0;
+  while (runOne()) ++count;
+  return count;
+}
+
+}  // namespace tidewell::testing

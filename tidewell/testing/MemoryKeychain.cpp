@@ -1,0 +1,112 @@
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+#include "tidewell/testing/TestingPlatform.h"
+
+namespace tidewell::testing {
+namespace {
+
+struct Item {
+  std::string service;
+  std::string account;
+  base::Data data;
+};
+
+/// What a query says of one of the two attributes that name an item.
+struct Attribute {
+  bool isValid = true;
+  std::optional<std::string> text;
+
+  Attribute(const base::Dictionary& query, std::string_view name) {
+    const base::Value* const value = query.find(name);
+    if (!value) return;
+    text = value->optionalString();
+    isValid = text.has_value();
+  }
+  [[nodiscard]] bool matches(const std::string& other) const { return !text || *text == other; }
+};
+
+/// A query, read. Only generic passwords are kept here.
+struct Query {
+  Attribute service;
+  Attribute account;
+  bool isValid;
+
+  explicit Query(const base::Dictionary& query)
+      : service(query, platform::kSecAttrService), account(query, platform::kSecAttrAccount) {
+    isValid = service.isValid && account.isValid &&
+              query.objectForKey(platform::kSecClass) == base::Value(platform::kSecClassGenericPassword);
+  }
+  [[nodiscard]] bool matches(const Item& item) const {
+    return service.matches(item.service) && account.matches(item.account);
+  }
+};
+
+}  // namespace
+
+struct MemoryKeychain::State {
+  mutable std::mutex mutex;
+  std::vector<Item> items;
+  std::int32_t status = platform::errSecSuccess;
+
+  /// What stands in the way of a query; `errSecSuccess` where nothing does.
+  [[nodiscard]] std::int32_t refusal(const Query& query) const {
+    if (status != platform::errSecSuccess) return status;
+    return query.isValid ? platform::errSecSuccess : platform::errSecParam;
+  }
+};
+
+MemoryKeychain::MemoryKeychain() : state_(std::make_unique<State>()) {}
+MemoryKeychain::~MemoryKeychain() = default;
+
+std::int32_t MemoryKeychain::itemAdd(const base::Dictionary& attributes) {
+  const Query query(attributes);
+  const base::Value value = attributes.objectForKey(platform::kSecValueData);
+  const std::lock_guard lock(state_->mutex);
+  if (const auto refusal = state_->refusal(query)) return refusal;
+  if (value && !value.data()) return platform::errSecParam;
+  Item item{query.service.text.value_or(""), query.account.text.value_or(""),
+            value ? *value.data() : base::Data()};
+  for (const Item& each : state_->items) {
+    if (each.service == item.service && each.account == item.account) return platform::errSecDuplicateItem;
+  }
+  state_->items.push_back(std::move(item));
+  return platform::errSecSuccess;
+}
+
+std::int32_t MemoryKeychain::itemCopyMatching(const base::Dictionary& query, base::Data& result) {
+  const Query wanted(query);
+  const std::lock_guard lock(state_->mutex);
+  if (const auto refusal = state_->refusal(wanted)) return refusal;
+  for (const Item& each : state_->items) {
+    if (!wanted.matches(each)) continue;
+    result = each.data;
+    return platform::errSecSuccess;
+  }
+  return platform::errSecItemNotFound;
+}
+
+std::int32_t MemoryKeychain::itemDelete(const base::Dictionary& query) {
+  const Query wanted(query);
+  const std::lock_guard lock(state_->mutex);
+  if (const auto refusal = state_->refusal(wanted)) return refusal;
+  auto& items = state_->items;
+  const auto kept = std::remove_if(items.begin(), items.end(),
+                                   [&wanted](const Item& each) { return wanted.matches(each); });
+  if (kept == items.end()) return platform::errSecItemNotFound;
+  items.erase(kept, items.end());
+  return platform::errSecSuccess;
+}
+
+std::size_t MemoryKeychain::itemCount() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->items.size();
+}
+
+void MemoryKeychain::setStatus(std::int32_t status) {
+  const std::lock_guard lock(state_->mutex);
+  state_->status = status;
+}
+
+}  // namespace tidewell::testing

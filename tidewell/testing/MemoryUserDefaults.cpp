@@ -1,0 +1,94 @@
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "tidewell/base/PropertyList.h"
+#include "tidewell/testing/TestingPlatform.h"
+
+namespace tidewell::testing {
+namespace {
+
+void apply(base::Dictionary& dictionary, const std::string& key, base::Value object) {
+  if (object.isNil()) {
+    dictionary.removeObjectForKey(key);
+  } else {
+    dictionary.setObject(std::move(object), key);
+  }
+}
+
+}  // namespace
+
+struct MemoryUserDefaults::State {
+  mutable std::mutex mutex;
+  base::Dictionary disk;
+  base::Dictionary seen;                       ///< what this process sees
+  std::map<std::string, base::Value> changes;  ///< what it has not synchronised; nil for a removal
+  std::size_t synchronizeCount = 0;
+  bool isFailing = false;
+
+  void change(std::string_view key, base::Value object) {
+    const std::lock_guard lock(mutex);
+    std::string name(key);
+    apply(seen, name, object);
+    changes.insert_or_assign(std::move(name), std::move(object));
+  }
+};
+
+MemoryUserDefaults::MemoryUserDefaults() : state_(std::make_unique<State>()) {}
+MemoryUserDefaults::~MemoryUserDefaults() = default;
+
+base::Value MemoryUserDefaults::objectForKey(std::string_view key) {
+  const std::lock_guard lock(state_->mutex);
+  return state_->seen.objectForKey(key);
+}
+
+void MemoryUserDefaults::setObject(base::Value object, std::string_view forKey) {
+  // The writer raises for what a property list cannot carry; its bytes are not needed.
+  if (object) static_cast<void>(base::dataWithPropertyList(object, base::PropertyListFormat::binary));
+  state_->change(forKey, std::move(object));
+}
+
+void MemoryUserDefaults::removeObjectForKey(std::string_view key) { state_->change(key, {}); }
+
+bool MemoryUserDefaults::synchronize() {
+  {
+    const std::lock_guard lock(state_->mutex);
+    ++state_->synchronizeCount;
+    if (!state_->isFailing) {
+      for (const auto& [key, object] : state_->changes) apply(state_->disk, key, object);
+      state_->changes.clear();
+      state_->seen = state_->disk;
+      return true;
+    }
+  }
+  platform::report("The user defaults could not be written");
+  return false;
+}
+
+base::Dictionary MemoryUserDefaults::synchronized() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->disk;
+}
+
+void MemoryUserDefaults::setSynchronized(base::Value object, std::string_view forKey) {
+  const std::lock_guard lock(state_->mutex);
+  apply(state_->disk, std::string(forKey), std::move(object));
+}
+
+std::size_t MemoryUserDefaults::synchronizeCount() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->synchronizeCount;
+}
+
+void MemoryUserDefaults::restart() {
+  const std::lock_guard lock(state_->mutex);
+  state_->changes.clear();
+  state_->seen = state_->disk;
+}
+
+void MemoryUserDefaults::setFailing(bool failing) {
+  const std::lock_guard lock(state_->mutex);
+  state_->isFailing = failing;
+}
+
+}  // namespace tidewell::testing
