@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "tidewell/base/TextFormat.h"
+#include "tidewell/platform/Platform.h"
 
 namespace tidewell {
 namespace {
@@ -31,6 +32,14 @@ void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept {
     TWLogger::logWithVerbosity(TWLogVerbosityDetailed, where.severity, formatArguments(where, {}),
                                base::currentExceptionCallStackSymbols());
   } catch (...) {
+  }
+}
+
+void runForHost(const std::function<void()>& function) noexcept {
+  try {
+    function();
+  } catch (...) {
+    platform::report("a completion raised: " + base::currentExceptionDescription());
   }
 }
 

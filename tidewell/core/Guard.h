@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -50,6 +51,10 @@ void guarded(const LogCoordinates& where, Body&& body) {
     logCaughtException(where);
   }
 }
+
+/// Runs a function of the host's on the thread on which the host called. What it raises is reported and goes
+/// no further.
+void runForHost(const std::function<void()>& function) noexcept;
 
 /// Logs a plain line (verbosity default, severity none) whose text `message` builds only where it will be
 /// written.

@@ -41,13 +41,15 @@ class TIDEWELL_EXPORT TWNetworkConfiguration final {
 
   /// Builds the session: cache off, 10 s of silence, 60 s in all.
   void setTWURLSession();
-  [[nodiscard]] std::shared_ptr<platform::UrlSession> getTWURLSession() const;
-  [[nodiscard]] std::shared_ptr<platform::UrlSession> tdwNetworkSession() const { return getTWURLSession(); }
+  /// The session of the platform in force.
+  [[nodiscard]] std::shared_ptr<platform::UrlSession> getTWURLSession();
+  [[nodiscard]] std::shared_ptr<platform::UrlSession> tdwNetworkSession() { return getTWURLSession(); }
 
   /// nil where the parameters cannot be built.
   [[nodiscard]] static std::optional<base::Dictionary> getQueryParamsBodyDictForService(TWService service);
 
  private:
+  [[nodiscard]] bool belongsToCurrentPlatform() const;
   struct State;
   std::unique_ptr<State> state_;
 };

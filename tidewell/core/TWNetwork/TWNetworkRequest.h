@@ -45,7 +45,8 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
 
   [[nodiscard]] std::optional<base::Url> createURLWithPathComponent(std::optional<std::string> path) const;
   void saveReportsRequestInfoWithComponents(const base::UrlComponents& components) const;
-  /// The HTTP request; nothing where it could not be built, or where there is no URL.
+  /// The HTTP request; nothing where it could not be built (line 162). Without a URL it is built all the same
+  /// and fails when it is sent.
   [[nodiscard]] std::optional<platform::UrlRequest> getRequestInstance() const;
   /// Sends. The completion runs exactly once: on the main queue, or on the session's queue for the log
   /// service.

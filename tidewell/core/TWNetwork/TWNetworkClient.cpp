@@ -1,0 +1,131 @@
+#include "tidewell/core/TWNetwork/TWNetworkClient.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/Json.h"
+#include "tidewell/base/TextFormat.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+constexpr std::int64_t kStatusOK = 200;
+constexpr std::int64_t kStatusNoContent = 204;
+
+constexpr std::string_view kFetchSelector = "fetchRequest:withCompletionHandler:";
+constexpr std::string_view kSyncSelector = "syncRequest:withCompletionHandler:";
+
+/// Shared between the handler of a task and the function for the main queue, so that the host's function
+/// object is never copied.
+using SharedCompletion = std::shared_ptr<const TWRequestCompletion>;
+
+SharedCompletion share(TWRequestCompletion completion) {
+  return std::make_shared<const TWRequestCompletion>(std::move(completion));
+}
+
+void call(const TWRequestCompletion& completion, bool success, const base::Value& response) {
+  if (completion) completion(success, response);
+}
+
+void callOnMainQueue(const SharedCompletion& completion, bool success, base::Value response) {
+  platform::Platform::current().mainQueue().async(
+      [completion, success, response = std::move(response)] { call(*completion, success, response); });
+}
+
+bool succeeded(const platform::UrlTaskResult& result, std::int64_t expectedStatus) {
+  return !result.error && result.response && result.response->statusCode == expectedStatus;
+}
+
+template <class Described>
+base::Value description(const std::optional<Described>& described) {
+  if (!described) return {};
+  return described->description();
+}
+
+std::string failureMessage(std::string_view format, const platform::UrlTaskResult& result) {
+  return base::stringWithFormat(format, {description(result.response), description(result.error)});
+}
+
+/// A failed transfer, as a line that is marked for shipping.
+void logFailedTransfer(std::int32_t line, std::string_view selector, std::string_view format,
+                       const platform::UrlTaskResult& result) {
+  TWLogger::logWithVerbosity(TWLogVerbosityDetailed, TWLogSeverityDebug,
+                             {"TWNetworkClient", line, selector, failureMessage(format, result)},
+                             base::Value());
+}
+
+void sendOnSession(std::optional<platform::UrlRequest> request, platform::UrlTaskCompletion handler) {
+  if (!request) base::raise(base::kInvalidArgumentException, "Cannot create data task with nil request");
+  TWNetworkConfiguration::defaultConfiguration().getTWURLSession()->dataTaskWithRequest(*std::move(request),
+                                                                                        std::move(handler));
+}
+
+/// The decoded reply; an empty dictionary where there is none or it is not JSON.
+base::Value decodedReply(const platform::UrlTaskResult& result) {
+  base::Value reply = result.data ? base::JSONObjectWithData(result.data->view()) : base::Value();
+  return reply.isNil() ? base::Value(base::Dictionary()) : reply;
+}
+
+void handleFetched(const platform::UrlTaskResult& result, const SharedCompletion& completion) {
+  static constexpr LogCoordinates kWhere{"TWNetworkClient", 66, kFetchSelector, "🛑 Exception : %@ 🛑"};
+  try {
+    if (succeeded(result, kStatusOK)) {
+      callOnMainQueue(completion, true, decodedReply(result));
+    } else {
+      logFailedTransfer(59, kFetchSelector, "🛑 Api failed with response %@ and error %@ 🛑 ", result);
+      callOnMainQueue(completion, false, {});
+    }
+  } catch (...) {
+    logCaughtException(kWhere);
+    call(*completion, false, {});
+  }
+}
+
+}  // namespace
+
+void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request,
+                                   TWRequestCompletion withCompletionHandler) const {
+  static constexpr LogCoordinates kWhere{"TWNetworkClient", 74, kFetchSelector, "Exception : %@"};
+  const SharedCompletion completion = share(std::move(withCompletionHandler));
+  try {
+    sendOnSession(std::move(request),
+                  [completion](const platform::UrlTaskResult& result) { handleFetched(result, completion); });
+  } catch (...) {
+    logCaughtException(kWhere);
+    runForHost([&] { call(*completion, false, {}); });
+  }
+}
+
+void TWNetworkClient::syncRequest(std::optional<platform::UrlRequest> request,
+                                  TWRequestCompletion withCompletionHandler) const {
+  const SharedCompletion completion = share(std::move(withCompletionHandler));
+  sendOnSession(std::move(request), [completion](const platform::UrlTaskResult& result) {
+    const bool success = succeeded(result, kStatusOK);
+    if (!success) {
+      logFailedTransfer(95, kSyncSelector, "🛑 Api failed with response %@ and error %@ 🛑", result);
+    }
+    call(*completion, success, {});
+  });
+}
+
+void TWNetworkClient::sendLogRequest(std::optional<platform::UrlRequest> request,
+                                     TWRequestCompletion withCompletionHandler) const {
+  const SharedCompletion completion = share(std::move(withCompletionHandler));
+  sendOnSession(std::move(request), [completion](const platform::UrlTaskResult& result) {
+    const bool success = succeeded(result, kStatusNoContent);
+    if (!success) {
+      logLine([&] {
+        return failureMessage("🛑 The connection failed with response %@ error %@ 🛑", result);
+      });
+    }
+    call(*completion, success, {});
+  });
+}
+
+}  // namespace tidewell

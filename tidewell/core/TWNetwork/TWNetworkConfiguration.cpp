@@ -1,0 +1,125 @@
+#include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
+
+#include <mutex>
+
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+constexpr double kLongestSilenceSeconds = 10.0;
+constexpr double kLongestTransferSeconds = 60.0;
+
+platform::UrlSessionConfiguration sessionConfiguration() {
+  platform::UrlSessionConfiguration configuration;
+  configuration.name = "tidewell";
+  configuration.requestCachePolicy = platform::UrlRequestCachePolicy::reloadIgnoringLocalCacheData;
+  configuration.timeoutIntervalForRequest = kLongestSilenceSeconds;
+  configuration.timeoutIntervalForResource = kLongestTransferSeconds;
+  configuration.headersBoundToHost = {std::string(kAPIHeadersAppID)};
+  configuration.httpsOnly = true;
+  return configuration;
+}
+
+}  // namespace
+
+struct TWNetworkConfiguration::State {
+  mutable std::mutex mutex;
+  std::string scheme{REQ_SCHEME_TDW_PROD};
+  std::string host{HOST_TDW_PROD_US};
+  std::optional<std::int64_t> port = REQ_PORT_TDW_PROD;
+  std::shared_ptr<platform::UrlSession> session;
+  /// Whose session it is.
+  const platform::Platform* platform = nullptr;
+};
+
+TWNetworkConfiguration& TWNetworkConfiguration::defaultConfiguration() {
+  static base::NeverDestroyed<TWNetworkConfiguration> configuration;
+  return *configuration;
+}
+
+TWNetworkConfiguration::TWNetworkConfiguration() : state_(std::make_unique<State>()) { setTWURLSession(); }
+
+TWNetworkConfiguration::~TWNetworkConfiguration() = default;
+
+std::string TWNetworkConfiguration::scheme() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->scheme;
+}
+
+std::string TWNetworkConfiguration::host() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->host;
+}
+
+std::optional<std::int64_t> TWNetworkConfiguration::port() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->port;
+}
+
+void TWNetworkConfiguration::updateDefaultHost(std::optional<std::string_view> host) {
+  if (!host) return;
+  const std::lock_guard lock(state_->mutex);
+  state_->host = *host;
+}
+
+void TWNetworkConfiguration::updateDefaultScheme(std::optional<std::string_view> scheme) {
+  if (!scheme) return;
+  const std::lock_guard lock(state_->mutex);
+  state_->scheme = *scheme;
+}
+
+void TWNetworkConfiguration::updateDefaultPort(std::int64_t port) {
+  const std::lock_guard lock(state_->mutex);
+  state_->port = port < 1 ? std::nullopt : std::optional(port);
+}
+
+std::string TWNetworkConfiguration::hostForService(TWService service) const {
+  if (service == TWServiceSendLogs) return std::string(HOST_LOGENTRIES);
+  switch (TWConfigManager::sharedInstance().getDataRedirectionRegion()) {
+    case TWDataRegionEurope:
+      return std::string(HOST_TDW_PROD_EU);
+    case TWDataRegionServ3:
+      return std::string(HOST_TDW_PROD_SERV3);
+    default:
+      return std::string(HOST_TDW_PROD_US);
+  }
+}
+
+std::string TWNetworkConfiguration::schemeForService(TWService) const {
+  return std::string(REQ_SCHEME_TDW_PROD);
+}
+
+std::optional<std::int64_t> TWNetworkConfiguration::portForService(TWService) const {
+  return REQ_PORT_TDW_PROD;
+}
+
+void TWNetworkConfiguration::setTWURLSession() {
+  platform::Platform& current = platform::Platform::current();
+  std::shared_ptr<platform::UrlSession> session = current.makeUrlSession(sessionConfiguration());
+  const std::lock_guard lock(state_->mutex);
+  state_->session.swap(session);
+  state_->platform = &current;
+}
+
+std::shared_ptr<platform::UrlSession> TWNetworkConfiguration::getTWURLSession() {
+  // Made anew where the host installed its platform only after the first question to the SDK; the session
+  // from before would fail every request for ever.
+  if (!belongsToCurrentPlatform()) setTWURLSession();
+  const std::lock_guard lock(state_->mutex);
+  return state_->session;
+}
+
+bool TWNetworkConfiguration::belongsToCurrentPlatform() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->platform == &platform::Platform::current();
+}
+
+std::optional<base::Dictionary> TWNetworkConfiguration::getQueryParamsBodyDictForService(TWService service) {
+  return TWNetworkUtils::getQueryParamsBodyDictForService(service);
+}
+
+}  // namespace tidewell

@@ -1,0 +1,128 @@
+#include "tidewell/core/TWNetwork/TWNetworkRequest.h"
+
+#include <utility>
+#include <vector>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/Json.h"
+#include "tidewell/base/TextFormat.h"
+#include "tidewell/core/AppGroup.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
+#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/foundation/NSDictionary+TWExtension.h"
+
+namespace tidewell {
+namespace {
+
+/// Stands for a port in the record for extensions where the URL has none.
+constexpr std::int64_t kNoPort = -1;
+
+/// The text of a value that has to be one; raises for values of other classes.
+const std::string& requiredText(const base::Value& value) {
+  if (value.isNil()) base::raise(base::kInvalidArgumentException, "nil where a text is required");
+  (void)value.length();
+  return *value.string();
+}
+
+std::vector<base::UrlQueryItem> queryItems(const base::Dictionary& parameters) {
+  std::vector<base::UrlQueryItem> items;
+  for (const auto& entry : parameters) {
+    const base::Value value = validObjectForKey(parameters, entry.key);
+    if (!value.isNil()) items.push_back({entry.key, requiredText(value)});
+  }
+  return items;
+}
+
+}  // namespace
+
+TWNetworkRequest::TWNetworkRequest(TWService service, std::optional<base::Dictionary> params,
+                                   std::optional<base::Dictionary> additionalHeaders,
+                                   std::optional<base::Dictionary> requestBody,
+                                   std::optional<std::string> additionalPathComponent)
+    : service_(service),
+      requestHeaders_(std::move(additionalHeaders)),
+      requestParams_(std::move(params)),
+      requestBody_(std::move(requestBody)) {
+  // After the parameters: the URL's query is made of them.
+  requestURL_ =
+      createURLWithPathComponent(TWNetworkUtils::getAPIPathForService(service, additionalPathComponent));
+  requestMethod_ = TWNetworkUtils::getRequestMethodForService(service);
+}
+
+std::optional<base::Url> TWNetworkRequest::createURLWithPathComponent(std::optional<std::string> path) const {
+  static constexpr LogCoordinates kWhere{"TWNetworkRequest", 89,
+                                         "createURLWithPathComponent:", "Exception in creating URL %@"};
+  return guarded(kWhere, std::optional<base::Url>(), [&] {
+    const TWNetworkConfiguration& configuration = TWNetworkConfiguration::defaultConfiguration();
+    base::UrlComponents components;
+    components.setScheme(configuration.schemeForService(service_));
+    components.setHost(configuration.hostForService(service_));
+    components.setPath(path);
+    if (const auto port = configuration.portForService(service_)) components.setPort(port);
+
+    if (service_ == TWServiceSendReports) saveReportsRequestInfoWithComponents(components);
+
+    if (requestParams_) {
+      std::vector<base::UrlQueryItem> items = queryItems(*requestParams_);
+      if (!items.empty()) components.setQueryItems(std::move(items));
+    }
+    return components.URL();
+  });
+}
+
+void TWNetworkRequest::saveReportsRequestInfoWithComponents(const base::UrlComponents& components) const {
+  const std::shared_ptr<platform::UserDefaults> suite = appGroupDefaults();
+  if (!suite) return;
+  suite->setObject(components.host(), "tdw_reports_host");
+  suite->setObject(components.scheme(), "tdw_reports_scheme");
+  suite->setObject(components.path(), "tdw_reports_path");
+  suite->setObject(components.port().value_or(kNoPort), "tdw_reports_port");
+  suite->synchronize();
+}
+
+std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const {
+  static constexpr LogCoordinates kWhere{"TWNetworkRequest", 162, "getRequestInstance",
+                                         "Exception in Request Generator %@"};
+  using Result = std::optional<platform::UrlRequest>;
+  return guarded(kWhere, Result(), [&]() -> Result {
+    platform::UrlRequest request(requestURL_);
+    request.setHTTPMethod(requiredText(requestMethod_));
+
+    base::Dictionary headers = requestHeaders_.value_or(base::Dictionary());
+    if (const auto appId = TWCoreUtils::getTidewellAppId()) headers.setObject(*appId, kAPIHeadersAppID);
+    for (const auto& entry : headers) {
+      const base::Value value = validObjectForKey(headers, entry.key);
+      if (!value.isNil()) request.setValue(requiredText(value), entry.key);
+    }
+
+    logLine([&] { return base::stringWithFormat("Request URL : %@", {request.URL()}); });
+    logLine([&] { return base::stringWithFormat("Request Method : %@", {request.HTTPMethod()}); });
+    logLine([&] { return base::stringWithFormat("Request headers : %@", {headers}); });
+
+    if (requestMethod_ == kPOST) {
+      request.setValue("application/json", "content-type");
+      if (requestBody_) {
+        logLine([&] { return base::stringWithFormat("Request Body : %@", {*requestBody_}); });
+        request.setHTTPBody(base::dataWithJSONObject(*requestBody_));
+      }
+    }
+    return request;
+  });
+}
+
+void TWNetworkRequest::executeRequestWithCompletionBlock(TWRequestCompletion completion) const {
+  std::optional<platform::UrlRequest> request = getRequestInstance();
+  const TWNetworkClient client;
+  if (service_ != TWServiceSendLogs) {
+    client.fetchRequest(std::move(request), std::move(completion));
+  } else if (request) {
+    client.sendLogRequest(std::move(request), std::move(completion));
+  } else if (completion) {
+    // Sending it would raise; why there is none is logged already.
+    runForHost([&] { completion(false, {}); });
+  }
+}
+
+}  // namespace tidewell

@@ -1,0 +1,188 @@
+#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <utility>
+
+#include "tidewell/base/TextFormat.h"
+#include "tidewell/core/AppGroup.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/core/foundation/TWDateUtils.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+using platform::Platform;
+
+/// The paths by the number of their service.
+constexpr std::array kServicePaths = {
+    kServiceGetConfig,         kServiceDeviceAdd,
+    kServiceSendReports,       kServiceGetInAppMetaV3,
+    kServiceGetInAppPayloadV3, kServiceGetTestInAppPayloadV3,
+    kServiceSendInAppStats,    kServiceInbox,
+    kServiceSendCategories,    kServiceOfflineTriggersSync,
+    kServiceUserInSegment,     kServiceGeofenceHit,
+    kServiceGetGeofences,      kServiceSendLogs,
+};
+
+bool isKnown(TWService service) {
+  return service >= 0 && static_cast<std::size_t>(service) < kServicePaths.size();
+}
+
+/// The wrappers in the order in which they are asked; the last one that left a version wins.
+constexpr auto kIntegrations = std::to_array<std::pair<std::string_view, std::string_view>>({
+    {Tidewell_Cordova_SDK_Version, "cordova"},
+    {Tidewell_React_Native_SDK_Version, "react_native"},
+    {Tidewell_Segment_SDK_Version, "segment"},
+    {Tidewell_Xamarin_SDK_Version, "xamarin"},
+    {Tidewell_Flutter_SDK_Version, "flutter"},
+});
+
+constexpr std::string_view kOperatingSystem = "iOS";
+
+/// The device unique ID of this process, once it is known. Published once and never freed.
+constinit std::atomic<const std::string*> tdw_device_unique_id{nullptr};
+
+std::string keychainService() {
+  return base::stringWithFormat("%@.%@", {TW_KEYCHAIN_SERVICE, TWCoreUtils::bundleIdentifier()});
+}
+
+/// The push token, where there is one and the user gets push messages at all.
+std::optional<std::string> usablePushToken() {
+  std::optional<std::string> token = TWCoreUtils::getDeviceToken();
+  if (!token || token->empty() || !TWConfigManager::sharedInstance().isUserPushEnabled()) return std::nullopt;
+  return token;
+}
+
+void addEntries(base::Dictionary& dictionary, const base::Dictionary& others) {
+  for (const auto& [key, value] : others) dictionary.setObject(value, key);
+}
+
+void addTimeAndZone(base::Dictionary& parameters) {
+  const platform::Clock& clock = Platform::current().clock();
+  const base::TimeZone zone = clock.systemTimeZone();
+  const std::int64_t offset = std::int64_t{zone.secondsFromGMTForDate(clock.now())} * 1000;
+  setObjectNilHandled(parameters, base::stringWithFormat("%ld", {offset}), "device_tz_offset");
+  setObjectNilHandled(parameters, TWDateUtils::getGMTtime(), "device_ts");
+  setObjectNilHandled(parameters, zone.name(), "device_tz");
+}
+
+void shareWithExtensions(const base::Dictionary& parameters) {
+  const std::shared_ptr<platform::UserDefaults> suite = appGroupDefaults();
+  if (!suite) return;
+  suite->setObject(parameters, "tdw_params");
+  suite->synchronize();
+}
+
+}  // namespace
+
+std::optional<std::string> TWNetworkUtils::getAPIPathForService(
+    TWService service, std::optional<std::string_view> withAdditionalPathComponent) {
+  if (!isKnown(service)) return std::nullopt;
+  std::string path(kServicePaths[static_cast<std::size_t>(service)]);
+  return path.append(withAdditionalPathComponent.value_or(""));
+}
+
+std::optional<std::string> TWNetworkUtils::getRequestMethodForService(TWService service) {
+  if (!isKnown(service)) return std::nullopt;
+  return std::string(service == TWServiceGetTestInAppPayloadV3 ? kGET : kPOST);
+}
+
+std::optional<base::Dictionary> TWNetworkUtils::getQueryParamsBodyDictForService(TWService service) {
+  static constexpr LogCoordinates kWhere{"TWNetworkUtils", 134, "getQueryParamsBodyDictForService:",
+                                         "Exception while getting Param for API : %@", TWLogSeverityError};
+  return guarded(kWhere, std::optional<base::Dictionary>(), [&] {
+    const bool isGeofenceService = service == TWServiceGeofenceHit || service == TWServiceGetGeofences;
+    return getRequestParamsWithV1(isGeofenceService);
+  });
+}
+
+std::optional<base::Dictionary> TWNetworkUtils::getRequestParamsWithV1(bool withV1) {
+  static constexpr LogCoordinates kWhere{"TWNetworkUtils", 165, "getRequestParamsWithV1:",
+                                         "Exception while getting Param for API : %@", TWLogSeverityError};
+  return guarded(kWhere, std::optional<base::Dictionary>(), [&]() -> std::optional<base::Dictionary> {
+    base::Dictionary parameters = getRequestParamsForV2();
+    shareWithExtensions(parameters);
+    if (withV1) addEntries(parameters, getRequestParamsForV1APIs());
+    return parameters;
+  });
+}
+
+base::Dictionary TWNetworkUtils::getRequestParamsForV1APIs() {
+  base::Dictionary parameters{{"os_value", kOperatingSystem}, {"appId", TWCoreUtils::getTidewellAppId()}};
+  if (const auto token = usablePushToken()) parameters.setObject(*token, "pushToken");
+  return parameters;
+}
+
+base::Dictionary TWNetworkUtils::getRequestParamsForV2() {
+  const std::optional<std::string> appVersion = TWCoreUtils::appVersion();
+  const std::optional<std::string> uniqueId = TWCoreUtils::getSDKUniqueIdForUser();
+  const std::optional<std::string> appId = TWCoreUtils::getTidewellAppId();
+  const std::optional<std::string> sdkVersion = TWCoreUtils::getTidewellSDKVersion();
+  if (!appId || appId->empty()) logLine("App ID is missing in the initialize call");
+
+  base::Dictionary parameters{
+      {"os", kOperatingSystem}, {"app_ver", appVersion}, {"app_id", appId}, {"sdk_ver", sdkVersion}};
+  setObjectNilHandled(parameters, uniqueId, "unique_id");
+  if (const auto token = usablePushToken()) parameters.setObject(*token, "push_id");
+  if (const auto deviceId = getDeviceUniqueID()) {
+    setObjectNilHandled(parameters, deviceId, "device_unique_id");
+  }
+  addTimeAndZone(parameters);
+  addEntries(parameters, getIntegrationParams());
+  if (TWConfigManager::sharedInstance().isDataTrackingEnabled()) {
+    addEntries(parameters, getDeviceAttributeParams());
+  }
+  return parameters;
+}
+
+base::Dictionary TWNetworkUtils::getIntegrationParams() {
+  platform::UserDefaults& defaults = Platform::current().standardUserDefaults();
+  base::Dictionary parameters;
+  for (const auto& [key, type] : kIntegrations) {
+    const base::Value version = defaults.objectForKey(key);
+    if (version.isNil()) continue;
+    parameters.setObject(version, "integration_version");
+    parameters.setObject(type, "integration_type");
+  }
+  return parameters;
+}
+
+base::Dictionary TWNetworkUtils::getDeviceAttributeParams() {
+  return {{"model", TWCoreUtils::getDeviceModel()},
+          {"model_name", TWCoreUtils::getDeviceName()},
+          {"os_ver", TWCoreUtils::getDeviceSystemVersion()}};
+}
+
+std::optional<std::string> TWNetworkUtils::getDeviceUniqueID() {
+  if (const std::string* known = tdw_device_unique_id.load(std::memory_order_acquire)) return *known;
+  std::optional<std::string> found = getDeviceUniqueIDFromKeyChain();
+  if (!found) return std::nullopt;
+
+  // Where two first calls meet, both answer what was published first.
+  auto made = std::make_unique<const std::string>(*std::move(found));
+  const std::string* published = nullptr;
+  if (tdw_device_unique_id.compare_exchange_strong(published, made.get(), std::memory_order_acq_rel)) {
+    published = made.release();
+  }
+  return *published;
+}
+
+std::optional<std::string> TWNetworkUtils::getDeviceUniqueIDFromKeyChain() {
+  const std::string service = keychainService();
+  const base::Value loaded = TWKeychain::load(service);
+  if (loaded.isNil()) return TWKeychain::createDeviceUniqueIDForService(service);
+  return loaded.optionalString();
+}
+
+bool TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain() {
+  return !TWKeychain::load(keychainService()).isNil();
+}
+
+}  // namespace tidewell

@@ -1,0 +1,146 @@
+#include "tidewell/core/TidewellCore.h"
+
+#include <utility>
+
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/TextFormat.h"
+#include "tidewell/core/AppGroup.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
+#include "tidewell/core/TWNetwork/TWNetworkRequest.h"
+#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+using platform::Platform;
+
+constexpr std::int64_t kStatusOK = 200;
+
+/// What `initializeWithAppID` finds out about the App ID before anything starts.
+enum class AppIDCheck { proceed, stop };
+
+AppIDCheck storeAppID(std::optional<std::string_view> appID) {
+  if (const std::optional<std::string> stored = TWCoreUtils::getTidewellAppId()) {
+    if (appID == stored) return AppIDCheck::proceed;
+    TWCoreUtils::saveAppId(appID);
+    platform::NotificationCenter::defaultCenter().postNotificationName(
+        kNotificationNameUserResetOnAppIDChange);
+    return AppIDCheck::stop;
+  }
+  if (!appID || appID->empty()) {
+    logLine("Please check the initialize call. You have missed the APP ID");
+    return AppIDCheck::stop;
+  }
+  TWCoreUtils::saveAppId(appID);
+  return AppIDCheck::proceed;
+}
+
+/// The end of a sync. A dictionary counts, whatever the flag beside it says.
+void handleConfigReply(bool success, const base::Value& response) {
+  static constexpr LogCoordinates kWhere{"TidewellCore", 116, "updateConfig",
+                                         "Exception Config API completion Block : %@", TWLogSeverityError};
+  try {
+    if (success) logLine("SDK Config Synced");
+    if (response.isNil()) return;
+    logLine([&] { return base::stringWithFormat("Config Response : %@", {response}); });
+
+    Platform& platform = Platform::current();
+    platform.standardUserDefaults().setObject(platform.clock().now(), kConfigLastUpdatedKey);
+    platform.standardUserDefaults().synchronize();
+    TWConfigManager::sharedInstance().updateConfigFromResponse(response);
+  } catch (...) {
+    logCaughtExceptionWithStackTrace(kWhere);
+  }
+}
+
+}  // namespace
+
+TidewellCore& TidewellCore::sharedInstance() {
+  static base::NeverDestroyed<TidewellCore> core;
+  return *core;
+}
+
+void TidewellCore::initializeWithAppID(std::optional<std::string_view> appID) {
+  static constexpr LogCoordinates kWhere{
+      "TidewellCore", 68, "initializeWithAppID:", "exception in initializing TidewellCore is %@"};
+  guarded(kWhere, [&] {
+    if (storeAppID(appID) == AppIDCheck::stop) return;
+    addObserverForApplicationLifeCycle();
+    TWConfigManager::sharedInstance().printCurrentServicesStatus();
+    updateConfig();
+  });
+}
+
+void TidewellCore::addObserverForApplicationLifeCycle() {
+  // The core has no state of its own, so the one that never dies serves for every instance.
+  auto& center = platform::NotificationCenter::defaultCenter();
+  center.addObserver(platform::UIApplicationWillEnterForegroundNotification, [](const auto& notification) {
+    sharedInstance().applicationEnteredForeground(notification);
+  });
+  center.addObserver(kNotificationNameUserReset, [](const auto&) { sharedInstance().userReset(); });
+  center.addObserver(kNotificationNameUpdateModules, [](const auto&) { sharedInstance().updateConfig(); });
+}
+
+void TidewellCore::applicationEnteredForeground(const platform::Notification&) {
+  TWConfigManager::sharedInstance().printCurrentServicesStatus();
+  updateConfig();
+}
+
+void TidewellCore::userReset() {
+  platform::UserDefaults& defaults = Platform::current().standardUserDefaults();
+  defaults.removeObjectForKey(kConfigLastUpdatedKey);
+  defaults.synchronize();
+}
+
+void TidewellCore::updateConfig() {
+  static constexpr LogCoordinates kWhere{"TidewellCore", 122, "updateConfig",
+                                         "exception while config Sync %@"};
+  guarded(kWhere, [] {
+    if (!TWConfigManager::sharedInstance().shouldSyncConfig()) return;
+    logLine("Config request initiated:");
+    base::Dictionary body;
+    setObjectNilHandled(body, TWNetworkConfiguration::getQueryParamsBodyDictForService(TWServiceGetConfig),
+                        "query_params");
+    const TWNetworkRequest request(TWServiceGetConfig, std::nullopt, std::nullopt, std::move(body),
+                                   TWCoreUtils::getTidewellAppId());
+    request.executeRequestWithCompletionBlock(&handleConfigReply);
+  });
+}
+
+void TidewellCore::debug(std::int64_t level) { TWLogger::debug(level); }
+
+void TidewellCore::redirectDataToRegion(TWDataRegion region) {
+  TWConfigManager::sharedInstance().setDataRedirectionRegion(region);
+}
+
+void TidewellCore::setAppGroupID(std::optional<std::string_view> appGroupID) {
+  if (!TWConfigManager::sharedInstance().isAccountActive() || !appGroupID || appGroupID->empty()) return;
+  platform::UserDefaults& defaults = Platform::current().standardUserDefaults();
+  defaults.setObject(*appGroupID, kAppGroupIDKey);
+  defaults.synchronize();
+}
+
+bool TidewellCore::isDeviceUniqueIDPresentInKeyChain() {
+  return TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain();
+}
+
+void TidewellCore::downloadImageForURL(std::optional<base::Url> url, TWImageCompletion andCompletionHandler) {
+  if (!url) {
+    if (andCompletionHandler) runForHost([&] { andCompletionHandler(false, std::nullopt); });
+    return;
+  }
+  Platform::current().sharedUrlSession().dataTaskWithRequest(
+      platform::UrlRequest(std::move(url)),
+      [completion = std::move(andCompletionHandler)](const platform::UrlTaskResult& result) {
+        const bool success =
+            result.data && !result.error && result.response && result.response->statusCode == kStatusOK;
+        if (completion) completion(success, result.data);
+      });
+}
+
+}  // namespace tidewell
