@@ -1,0 +1,73 @@
+#include "tidewell/posix/WorkerQueue.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include "tidewell/posix/ForkGuard.h"
+#include "tidewell/posix/Thread.h"
+
+namespace tidewell::posix {
+
+/// Shared with the thread, which outlives the queue.
+struct WorkerQueue::State {
+  explicit State(const char* name) : threadName(name) {}
+
+  [[noreturn]] void drain();
+
+  const char* const threadName;
+  ForkGuard forkGuard;
+  std::mutex mutex;
+  std::condition_variable filled;
+  std::deque<std::function<void()>> functions;
+  bool hasThread = false;
+};
+
+namespace {
+
+thread_local const void* currentQueue = nullptr;
+
+}  // namespace
+
+void WorkerQueue::State::drain() {
+  currentQueue = this;
+  for (;;) {
+    std::function<void()> function;
+    {
+      std::unique_lock lock(mutex);
+      filled.wait(lock, [this] { return !functions.empty(); });
+      function = std::move(functions.front());
+      functions.pop_front();
+    }
+    platform::runReportingExceptions(function);
+  }
+}
+
+WorkerQueue::WorkerQueue(const char* threadName) : state_(std::make_shared<State>(threadName)) {}
+
+WorkerQueue::~WorkerQueue() = default;
+
+void WorkerQueue::async(std::function<void()> function) { static_cast<void>(tryAsync(function)); }
+
+bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {
+  if (!function) return true;
+  if (!state_->forkGuard.claim()) return false;
+  try {
+    const std::lock_guard lock(state_->mutex);
+    if (!state_->hasThread) {
+      state_->hasThread = startThread(state_->threadName, [state = state_] { state->drain(); });
+      if (!state_->hasThread) return false;
+    }
+    state_->functions.push_back(std::move(function));
+    state_->filled.notify_one();
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool WorkerQueue::isCurrent() const { return currentQueue == state_.get(); }
+
+}  // namespace tidewell::posix

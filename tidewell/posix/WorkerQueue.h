@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "tidewell/platform/Queue.h"
+
+// Internal to the posix layer: not installed.
+namespace tidewell::posix {
+
+/// A serial queue with a thread of its own, which starts with the first function, sleeps while there is
+/// nothing to do and never ends.
+///
+/// In the child of a fork it has no thread any more, and lets go of what it is given. Any thread.
+class WorkerQueue final : public platform::Queue {
+ public:
+  /// The name of the thread: a literal of at most 15 characters.
+  explicit WorkerQueue(const char* threadName);
+  ~WorkerQueue() override;
+
+  void async(std::function<void()> function) override;
+  /// The same for functions that must not get lost: where the queue has no thread it answers NO and leaves
+  /// the function alone.
+  [[nodiscard]] bool tryAsync(std::function<void()>& function) noexcept;
+  [[nodiscard]] bool isCurrent() const override;
+
+ private:
+  struct State;
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace tidewell::posix
