@@ -19,16 +19,17 @@ class TIDEWELL_EXPORT TimeZone {
   [[nodiscard]] static TimeZone UTC();
   /// The zone of a name ("Asia/Kolkata"), or nothing where the database does not hold it.
   [[nodiscard]] static std::optional<TimeZone> timeZoneWithName(std::string_view name);
-  /// A zone without changes, named "GMT+0530" and the like.
+  /// A zone without changes, named "GMT+0530" and the like. At most 18 hours from GMT, more counts as 18.
   [[nodiscard]] static TimeZone timeZoneForSecondsFromGMT(std::int32_t seconds);
 
   [[nodiscard]] const std::string& name() const noexcept;
-  /// Seconds to add to UTC for local time at an instant, daylight saving included.
+  /// Seconds to add to UTC for local time at an instant, daylight saving included. An instant that is not a
+  /// finite number counts as 1970.
   [[nodiscard]] std::int32_t secondsFromGMTForDate(Date date) const;
 
  private:
-  explicit TimeZone(std::string name, std::string icuIdentifier);
   struct Record;
+  explicit TimeZone(std::shared_ptr<const Record> record);
   std::shared_ptr<const Record> record_;
   friend class DateFormatter;
 };

@@ -20,9 +20,8 @@ struct UrlQueryItem {
 /// The parts of a URL, given unescaped, from which a URL is built (RFC 3986).
 ///
 /// A plain value, used by one thread. What each part keeps unescaped is the platform's choice: letters,
-/// digits and
-/// `-._~` everywhere, beside them `!$&'()*+,/:=@` in paths and `!$'()*+,/:;?@` in names and values of a
-/// query.
+/// digits and `-._~` everywhere, beside them `!$&'()*+,/:=@` in paths and `!$'()*+,/:;?@` in names and
+/// values of a query. Ill-formed UTF-8 is replaced by U+FFFD first.
 class TIDEWELL_EXPORT UrlComponents {
  public:
   /// Raises `kInvalidArgumentException` for a text that is not a scheme of RFC 3986.
@@ -43,7 +42,7 @@ class TIDEWELL_EXPORT UrlComponents {
   }
 
   /// The URL, or nothing where the parts do not make one: an authority with a path that is neither empty nor
-  /// begins with "/", or no authority with a path that begins with "//".
+  /// begins with "/", no authority with a path that begins with "//", or a text beyond `Url::kMaximumLength`.
   [[nodiscard]] std::optional<Url> URL() const;
 
  private:

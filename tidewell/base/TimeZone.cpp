@@ -1,0 +1,87 @@
+#include "tidewell/base/TimeZone.h"
+
+#include <unicode/ucal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/detail/TimeZoneRecord.h"
+
+namespace tidewell::base {
+
+namespace {
+
+/// The longest name of the database has 32 characters.
+constexpr std::size_t kMaximumNameLength = 64;
+/// No place is farther from GMT, and the platform refuses more.
+constexpr std::int32_t kMaximumOffset = 18 * 3600;
+
+}  // namespace
+
+void TimeZone::Record::CloseCalendar::operator()(void** open) const noexcept { ucal_close(open); }
+
+TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
+    : name(std::move(zoneName)), icuIdentifier(std::move(identifier)) {
+  UErrorCode status = U_ZERO_ERROR;
+  calendar.reset(ucal_open(icuIdentifier.data(), static_cast<std::int32_t>(icuIdentifier.size()),
+                           "en_US_POSIX", UCAL_GREGORIAN, &status));
+}
+
+std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
+  if (!std::isfinite(millisecondsSince1970)) millisecondsSince1970 = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  // A calendar is set to the instant that it is asked about, so each question has its own.
+  const std::unique_ptr<void*, CloseCalendar> asked(ucal_clone(calendar.get(), &status));
+  if (U_FAILURE(status)) return 0;
+  ucal_setMillis(asked.get(),
+                 std::clamp(millisecondsSince1970, -detail::kFarthestInstant, detail::kFarthestInstant),
+                 &status);
+  const std::int32_t offset =
+      ucal_get(asked.get(), UCAL_ZONE_OFFSET, &status) + ucal_get(asked.get(), UCAL_DST_OFFSET, &status);
+  return U_FAILURE(status) ? 0 : offset / 1000;
+}
+
+TimeZone::TimeZone(std::shared_ptr<const Record> record) : record_(std::move(record)) {}
+
+TimeZone TimeZone::UTC() {
+  static NeverDestroyed<TimeZone> zone(TimeZone(std::make_shared<const Record>("UTC", u"UTC")));
+  return *zone;
+}
+
+std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {
+  if (name.empty() || name.size() > kMaximumNameLength || name == "Etc/Unknown") return std::nullopt;
+  if (!std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < 0x7f; })) return std::nullopt;
+  const std::u16string identifier(name.begin(), name.end());
+  char16_t canonical[kMaximumNameLength * 2];
+  UBool isSystemZone = false;
+  UErrorCode status = U_ZERO_ERROR;
+  ucal_getCanonicalTimeZoneID(identifier.data(), static_cast<std::int32_t>(identifier.size()), canonical,
+                              static_cast<std::int32_t>(std::size(canonical)), &isSystemZone, &status);
+  if (U_FAILURE(status)) return std::nullopt;
+  auto record = std::make_shared<const Record>(std::string(name), identifier);
+  if (!record->calendar) return std::nullopt;
+  return TimeZone(std::move(record));
+}
+
+TimeZone TimeZone::timeZoneForSecondsFromGMT(std::int32_t seconds) {
+  seconds = std::clamp(seconds, -kMaximumOffset, kMaximumOffset);
+  if (seconds == 0) return TimeZone(std::make_shared<const Record>("GMT", u"GMT"));
+  const int distance = std::abs(seconds);
+  char name[32];
+  const int length =
+      std::snprintf(name, sizeof name, distance % 60 == 0 ? "GMT%c%02d%02d" : "GMT%c%02d%02d%02d",
+                    seconds < 0 ? '-' : '+', distance / 3600, distance / 60 % 60, distance % 60);
+  return TimeZone(std::make_shared<const Record>(name, std::u16string(name, name + length)));
+}
+
+const std::string& TimeZone::name() const noexcept { return record_->name; }
+
+std::int32_t TimeZone::secondsFromGMTForDate(Date date) const {
+  return record_->offsetAt(date.secondsSince1970 * 1000.0);
+}
+
+}  // namespace tidewell::base
