@@ -9,10 +9,20 @@
 
 namespace tidewell {
 
-/// Utilities of the core: identifiers and facts of application and device.
+/// A colour, each component from 0 to 1.
+struct TWColor {
+  double red = 0;
+  double green = 0;
+  double blue = 0;
+  double alpha = 1;
+  friend bool operator==(const TWColor&, const TWColor&) = default;
+};
+
+/// Utilities of the core: identifiers and facts of application and device, and encoders of values for the
+/// backend.
 ///
-/// Class operations only; any thread. What they read comes from the platform; nil where the platform does not
-/// know it. They do not catch.
+/// Class operations only; any thread. Facts come from the platform; nil where the platform does not know one.
+/// They do not catch, `transformPayloadForIncompatibleTypes` apart.
 class TIDEWELL_EXPORT TWCoreUtils final {
  public:
   TWCoreUtils() = delete;
@@ -48,6 +58,29 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   [[nodiscard]] static std::optional<std::string> getDeviceUniqueID();
   /// The marketing name of the device; "Unknown" where its family is not known.
   [[nodiscard]] static std::string getDeviceName();
+
+  /// The first 32 bytes, the size of a push token, as lower-case hexadecimal digits; fewer where there are
+  /// fewer. "" for nil.
+  [[nodiscard]] static std::string hexTokenForData(const std::optional<base::Data>& data);
+  /// The MD5 digest of the UTF-8 bytes up to the first NUL, as 32 lower-case hexadecimal digits. nil counts
+  /// as the empty text.
+  [[nodiscard]] static std::string MD5hashForString(std::optional<std::string_view> string);
+  /// Pretty-printed JSON. nil for nil, and (logged) for a dictionary that JSON cannot carry.
+  [[nodiscard]] static std::optional<std::string> getJSONStringFromDictionary(
+      const std::optional<base::Dictionary>& dictionary);
+  /// The opaque colour of a text like "#FF8000". The first character is skipped whatever it is; the low 24
+  /// bits of the hexadecimal number that follows count, so short forms are not expanded. Black for an empty
+  /// or nil text, and where there is no number.
+  [[nodiscard]] static TWColor getColorFromHexValue(std::optional<std::string_view> hexValue);
+  /// Whether the second text occurs in the first, byte for byte. A nil first text contains everything; an
+  /// empty or nil second one is not contained.
+  [[nodiscard]] static bool checkIfString(std::optional<std::string_view> string,
+                                          std::optional<std::string_view> containsString);
+  /// A copy with what JSON cannot carry replaced, in nested dictionaries, too: data by `hexTokenForData`,
+  /// URLs by their text, null by "", dates by their milliseconds since 1970. Arrays stay as they are.
+  /// Dictionaries nested deeper than `base::kMaximumJsonDepth` are logged (line 529) and come out empty.
+  [[nodiscard]] static base::Dictionary transformPayloadForIncompatibleTypes(const base::Dictionary& payload);
+  [[nodiscard]] static std::string helveticaFont();
 };
 
 }  // namespace tidewell

@@ -8,6 +8,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/TextFormat.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -236,8 +237,15 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity,
 }
 
 void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs,
-                                const base::Value&) {
+                                const base::Value& stackTrace) {
   logWithVerbosity(verbosity, severity, formatArgs);
+  try {
+    if (!TWConfigManager::sharedInstance().isLogentriesEnabled()) return;
+    const std::optional<std::string> line = getLogforVerbosity(verbosity, severity, formatArgs);
+    if (line) sendLogToLogEntries(*line, stackTrace, labelForSeverity(severity));
+  } catch (...) {
+    writeFailure("LogEntries Logger exception logWithVerbosity:andStackTrace: %@");
+  }
 }
 
 std::optional<std::string> TWLogger::getLogforVerbosity(std::int64_t verbosity, std::int32_t severity,

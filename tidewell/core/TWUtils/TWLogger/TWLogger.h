@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -61,7 +62,8 @@ class TIDEWELL_EXPORT TWLogger final {
 
   /// Formats and writes one line where the switches let it through.
   static void logWithVerbosity(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs);
-  /// The same.
+  /// The same, and ships the line to the log service where the configuration enables that, whatever the
+  /// switches say. Never waits.
   static void logWithVerbosity(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs,
                                const base::Value& stackTrace);
   /// The line without writing it, whatever the switches say; nil for a verbosity without a template, unless
@@ -74,6 +76,17 @@ class TIDEWELL_EXPORT TWLogger final {
                                                             const base::Array& arguments = {});
   /// Writes the text of a format where logging is enabled.
   static void log(std::optional<std::string_view> format, const base::Array& arguments = {});
+
+  /// Sends one line to the log service and returns at once. A line that does not arrive is lost, and
+  /// "Logentries failed to sync" is logged for it. So is one that finds the bounds below reached: a silent
+  /// service must not fill the host's memory. Lines in flight arrive in any order.
+  static void sendLogToLogEntries(const base::Value& message, const base::Value& andTraceBack,
+                                  const base::Value& andLevel);
+  /// Lines in flight to the log service.
+  static constexpr std::size_t kMaximumShippedLines = 256;
+  /// Bytes of message and trace-back in flight. (Their JSON may take six times that, where every byte is a
+  /// control character.)
+  static constexpr std::size_t kMaximumShippedBytes = 4u << 20;
 
   /// Whether a line of this severity would be written now: one load and a branch. The library's own lines ask
   /// before they build an argument.

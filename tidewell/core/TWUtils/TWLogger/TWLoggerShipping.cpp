@@ -1,0 +1,110 @@
+// The way of a log line to the log service.
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "tidewell/base/Unicode.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWNetwork/TWNetworkRequest.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+#include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/core/foundation/TWDateUtils.h"
+
+namespace tidewell {
+namespace {
+
+constinit std::atomic<std::size_t> linesInFlight{0};
+constinit std::atomic<std::size_t> bytesInFlight{0};
+
+/// Adds to a counter, unless that would pass the bound.
+bool reserve(std::atomic<std::size_t>& counter, std::size_t amount, std::size_t bound) {
+  std::size_t current = counter.load(std::memory_order_relaxed);
+  do {
+    if (amount > bound || current > bound - amount) return false;
+  } while (!counter.compare_exchange_weak(current, current + amount, std::memory_order_relaxed));
+  return true;
+}
+
+/// One line's share of the bounds, given back when its request has completed or will never complete.
+class ShippingSlot {
+ public:
+  /// Null where a bound is reached.
+  static std::shared_ptr<const ShippingSlot> take(std::size_t bytes) {
+    if (!reserve(linesInFlight, 1, TWLogger::kMaximumShippedLines)) return nullptr;
+    if (!reserve(bytesInFlight, bytes, TWLogger::kMaximumShippedBytes)) {
+      linesInFlight.fetch_sub(1, std::memory_order_relaxed);
+      return nullptr;
+    }
+    return std::make_shared<const ShippingSlot>(bytes);
+  }
+
+  explicit ShippingSlot(std::size_t bytes) : bytes_(bytes) {}
+  ~ShippingSlot() {
+    bytesInFlight.fetch_sub(bytes_, std::memory_order_relaxed);
+    linesInFlight.fetch_sub(1, std::memory_order_relaxed);
+  }
+  ShippingSlot(const ShippingSlot&) = delete;
+  ShippingSlot& operator=(const ShippingSlot&) = delete;
+
+ private:
+  std::size_t bytes_;
+};
+
+std::size_t byteCount(const base::Value& text) { return text.string() ? text.string()->size() : 0; }
+
+/// JSON carries well-formed UTF-8 only, a log line may hold anything.
+base::Value wellFormed(const base::Value& text) {
+  if (!text.string() || base::isValidUtf8(*text.string())) return text;
+  return base::validUtf8(*text.string());
+}
+
+void logFailedSync() { logLine("Logentries failed to sync"); }
+
+std::optional<std::string> tokenPathComponent() {
+  const base::Value token = TWConfigManager::sharedInstance().getLogEntriesToken();
+  (void)token.length();  // raises where the server sent no text
+  return token.optionalString();
+}
+
+}  // namespace
+
+void TWLogger::sendLogToLogEntries(const base::Value& message, const base::Value& andTraceBack,
+                                   const base::Value& andLevel) {
+  static constexpr LogCoordinates kWhere{"TWLogger", 209, "sendLogToLogEntries:andTraceBack:andLevel:",
+                                         "Exception Config API : %@", TWLogSeverityError};
+  guarded(kWhere, [&] {
+    const std::optional<std::string> uniqueId = TWCoreUtils::getSDKUniqueIdForUser();
+    const std::optional<std::string> appId = TWCoreUtils::getTidewellAppId();
+    const std::optional<std::string> sdkVersion = TWCoreUtils::getTidewellSDKVersion();
+    if (!appId || appId->empty()) {
+      logLine("App ID is missing in the initialize call");
+      return;
+    }
+    auto slot = ShippingSlot::take(byteCount(message) + byteCount(andTraceBack));
+    if (!slot) {
+      logFailedSync();
+      return;
+    }
+
+    base::Dictionary payload;
+    setObjectNilHandled(payload, appId, "appid");
+    setObjectNilHandled(payload, uniqueId, "uid");
+    setObjectNilHandled(payload, andLevel, "lvl");
+    setObjectNilHandled(payload, wellFormed(andTraceBack), "tb");
+    setObjectNilHandled(payload, sdkVersion, "sdk_ver");
+    setObjectNilHandled(payload, wellFormed(message), "msg");
+    setObjectNilHandled(payload, TWDateUtils::getGMTtime(), "tm_s");
+
+    const TWNetworkRequest request(TWServiceSendLogs, std::nullopt, std::nullopt, std::move(payload),
+                                   tokenPathComponent());
+    request.executeRequestWithCompletionBlock([slot = std::move(slot)](bool success, const base::Value&) {
+      if (!success) logFailedSync();
+    });
+  });
+}
+
+}  // namespace tidewell
