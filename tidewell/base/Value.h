@@ -3,19 +3,21 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "tidewell/base/Data.h"
 #include "tidewell/base/Date.h"
 #include "tidewell/base/Export.h"
+#include "tidewell/base/Shared.h"
 #include "tidewell/base/Url.h"
 
 namespace tidewell::base {
@@ -52,14 +54,82 @@ enum class ValueKind : std::uint8_t {
   integer,          ///< signed, 64 bits
   unsignedInteger,  ///< unsigned, 64 bits; used only for numbers that the signed range does not hold
   real,
-  string,  ///< UTF-8
-  data,
   date,
+  pointer,
+  string,  ///< UTF-8; this kind and those below lie in a record that copies share
+  data,
   url,
+  object,
   array,
   dictionary,
-  pointer,
-  object,
+};
+
+/// An ordered list of values. Copies share their entries until one is written to; used by one thread at a
+/// time when written, by any number when read.
+class TIDEWELL_EXPORT Array {
+ public:
+  Array() noexcept = default;
+  Array(std::initializer_list<Value> values);
+  explicit Array(std::vector<Value> values);
+
+  [[nodiscard]] std::size_t count() const noexcept;
+  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
+  /// Raises `kRangeException` beyond the end.
+  [[nodiscard]] const Value& objectAtIndex(std::size_t index) const;
+  /// nil is kept as nil.
+  void addObject(Value value);
+
+  [[nodiscard]] const Value* begin() const noexcept;
+  [[nodiscard]] const Value* end() const noexcept;
+  friend TIDEWELL_EXPORT bool operator==(const Array& a, const Array& b) noexcept;
+  [[nodiscard]] std::string description() const;
+
+ private:
+  friend class Value;
+  SharedPointer record_;
+};
+
+/// A map from text to values that keeps the order of insertion, so payloads and log lines are reproducible.
+///
+/// Copies share their entries until one is written to. Looking a key up is constant in the number of entries,
+/// whoever chose the keys. Used by one thread at a time when written, by any number when read.
+class TIDEWELL_EXPORT Dictionary {
+ public:
+  struct Entry;
+
+  Dictionary() noexcept = default;
+  /// Of two equal keys the later value counts, at the place of the first. A nil value raises.
+  Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries);
+
+  [[nodiscard]] std::size_t count() const noexcept;
+  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
+  /// nil where there is no such key.
+  [[nodiscard]] Value objectForKey(std::string_view key) const;
+  /// The value in place, or null where there is no such key. Valid until the dictionary is written or
+  /// destroyed.
+  [[nodiscard]] const Value* find(std::string_view key) const noexcept;
+  /// A new key goes to the end, a known one keeps its place. Raises `kInvalidArgumentException` for a nil
+  /// object.
+  void setObject(Value object, std::string_view forKey);
+  /// Adds a pair unless the key is there already: whether it was added. Raises as `setObject` does.
+  bool addObject(std::string key, Value object);
+  /// Nothing happens where there is no such key. Takes time in proportion to the number of entries.
+  void removeObjectForKey(std::string_view key);
+  void removeAllObjects() noexcept;
+  /// Room for so many entries, so that filling does not grow step by step.
+  void reserve(std::size_t count);
+  /// The keys in order of insertion.
+  [[nodiscard]] std::vector<std::string> allKeys() const;
+
+  [[nodiscard]] const Entry* begin() const noexcept;
+  [[nodiscard]] const Entry* end() const noexcept;
+  /// Whatever the order.
+  friend TIDEWELL_EXPORT bool operator==(const Dictionary& a, const Dictionary& b) noexcept;
+  [[nodiscard]] std::string description() const;
+
+ private:
+  friend class Value;
+  SharedPointer record_;
 };
 
 /// An object reference as the system knows it: nothing (nil), or one of the kinds of `ValueKind`.
@@ -73,21 +143,22 @@ class TIDEWELL_EXPORT Value {
   using Kind = ValueKind;
 
   /// nil.
-  Value() noexcept = default;
-  Value(std::nullptr_t) noexcept {}
-  Value(std::nullopt_t) noexcept {}
+  Value() noexcept : integer_(0) {}
+  Value(std::nullptr_t) noexcept : Value() {}
+  Value(std::nullopt_t) noexcept : Value() {}
   template <std::same_as<bool> T>
-  Value(T value) noexcept : storage_(value) {}
+  Value(T value) noexcept : boolean_(value), kind_(Kind::boolean) {}
   template <class T>
   requires(std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>) Value(T value)
-  noexcept {
-    if constexpr (std::is_signed_v<T> || sizeof(T) < sizeof(std::uint64_t)) {
-      storage_ = static_cast<std::int64_t>(value);
-    } else {
-      setUnsigned(value);
+  noexcept : integer_(static_cast<std::int64_t>(value)), kind_(Kind::integer) {
+    if constexpr (std::is_unsigned_v<T> && sizeof(T) >= sizeof(std::uint64_t)) {
+      if (integer_ < 0) {
+        unsigned_ = value;
+        kind_ = Kind::unsignedInteger;
+      }
     }
   }
-  Value(double value) noexcept : storage_(value) {}
+  Value(double value) noexcept : real_(value), kind_(Kind::real) {}
   /// A null pointer gives nil.
   Value(const char* text);
   Value(std::string text);
@@ -104,10 +175,24 @@ class TIDEWELL_EXPORT Value {
   requires std::convertible_to<const T&, Value> Value(const std::optional<T>& optional)
       : Value(optional ? Value(*optional) : Value()) {}
 
+  Value(const Value& other) noexcept : integer_(0), kind_(other.kind_) { copyFrom(other); }
+  Value(Value&& other) noexcept : integer_(0), kind_(other.kind_) { moveFrom(other); }
+  Value& operator=(const Value& other) noexcept { return *this = Value(other); }
+  Value& operator=(Value&& other) noexcept {
+    // The old content is destroyed last: it may hold `other`.
+    Value old;
+    old.kind_ = kind_;
+    old.moveFrom(*this);
+    kind_ = other.kind_;
+    moveFrom(other);
+    return *this;
+  }
+  ~Value() { destroy(); }
+
   /// The null object, which stands for JSON null.
   [[nodiscard]] static Value null();
 
-  [[nodiscard]] Kind kind() const noexcept { return static_cast<Kind>(storage_.index()); }
+  [[nodiscard]] Kind kind() const noexcept { return kind_; }
   [[nodiscard]] bool isNil() const noexcept { return kind() == Kind::nil; }
   [[nodiscard]] bool isNull() const noexcept { return kind() == Kind::null; }
   /// Booleans are numbers, too.
@@ -158,85 +243,66 @@ class TIDEWELL_EXPORT Value {
   [[nodiscard]] std::string className() const;
 
  private:
-  struct Nil {};
-  struct Null {};
-  using Storage =
-      std::variant<Nil, Null, bool, std::int64_t, std::uint64_t, double, std::shared_ptr<const std::string>,
-                   Data, Date, Url, std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>,
-                   BoxedPointer, std::shared_ptr<const ObjectHandle>>;
-  void setUnsigned(std::uint64_t value) noexcept;
+  explicit Value(SharedRecord* record, Kind kind) noexcept : shared_(record), kind_(kind) {}
 
-  Storage storage_;
-};
+  [[nodiscard]] bool isScalar() const noexcept { return kind_ < Kind::string; }
+  // The three below expect `kind_` to be set, and, but for the last, no content yet.
+  void copyFrom(const Value& other) noexcept {
+    if (isScalar()) {
+      std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
+    } else if (kind_ == Kind::array) {
+      ::new (static_cast<void*>(&array_)) Array(other.array_);
+    } else if (kind_ == Kind::dictionary) {
+      ::new (static_cast<void*>(&dictionary_)) Dictionary(other.dictionary_);
+    } else {
+      ::new (static_cast<void*>(&shared_)) SharedPointer(other.shared_);
+    }
+  }
+  /// Leaves nil in `other`.
+  void moveFrom(Value& other) noexcept {
+    if (isScalar()) {
+      std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
+    } else if (kind_ == Kind::array) {
+      ::new (static_cast<void*>(&array_)) Array(std::move(other.array_));
+    } else if (kind_ == Kind::dictionary) {
+      ::new (static_cast<void*>(&dictionary_)) Dictionary(std::move(other.dictionary_));
+    } else {
+      ::new (static_cast<void*>(&shared_)) SharedPointer(std::move(other.shared_));
+    }
+    other.destroy();
+    other.kind_ = Kind::nil;
+  }
+  void destroy() noexcept {
+    if (isScalar()) return;
+    if (kind_ == Kind::array) {
+      array_.~Array();
+    } else if (kind_ == Kind::dictionary) {
+      dictionary_.~Dictionary();
+    } else {
+      shared_.~SharedPointer();
+    }
+  }
 
-/// An ordered list of values. Copies share their entries until one is written to; used by one thread at a
-/// time when written, by any number when read.
-class TIDEWELL_EXPORT Array {
- public:
-  Array() noexcept = default;
-  Array(std::initializer_list<Value> values);
-  explicit Array(std::vector<Value> values);
-
-  [[nodiscard]] std::size_t count() const noexcept { return values_ ? values_->size() : 0; }
-  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
-  /// Raises `kRangeException` beyond the end.
-  [[nodiscard]] const Value& objectAtIndex(std::size_t index) const;
-  /// nil is kept as nil.
-  void addObject(Value value);
-
-  [[nodiscard]] const Value* begin() const noexcept { return values_ ? values_->data() : nullptr; }
-  [[nodiscard]] const Value* end() const noexcept { return begin() + count(); }
-  friend bool operator==(const Array& a, const Array& b) noexcept;
-  [[nodiscard]] std::string description() const { return Value(*this).description(); }
-
- private:
-  std::shared_ptr<std::vector<Value>> values_;
-};
-
-/// A map from text to values that keeps the order of insertion, so payloads and log lines are reproducible.
-///
-/// Copies share their entries until one is written to. Looking a key up is constant in the number of entries.
-/// Used by one thread at a time when written, by any number when read.
-class TIDEWELL_EXPORT Dictionary {
- public:
-  struct Entry {
-    std::string key;
-    Value value;
+  union {
+    bool boolean_;
+    std::int64_t integer_;
+    std::uint64_t unsigned_;
+    double real_;
+    Date date_;
+    BoxedPointer pointer_;
+    SharedPointer shared_;  // string, data, url, object
+    Array array_;
+    Dictionary dictionary_;
   };
-
-  Dictionary() noexcept = default;
-  /// Of two equal keys the later value counts, at the place of the first. A nil value raises.
-  Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries);
-
-  [[nodiscard]] std::size_t count() const noexcept;
-  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
-  /// nil where there is no such key.
-  [[nodiscard]] Value objectForKey(std::string_view key) const;
-  /// The value in place, or null where there is no such key. Valid until the dictionary is written or
-  /// destroyed.
-  [[nodiscard]] const Value* find(std::string_view key) const noexcept;
-  /// A new key goes to the end, a known one keeps its place. Raises `kInvalidArgumentException` for a nil
-  /// object.
-  void setObject(Value object, std::string_view forKey);
-  /// Nothing happens where there is no such key.
-  void removeObjectForKey(std::string_view key);
-  void removeAllObjects() noexcept;
-  /// Room for so many entries, so that filling does not grow step by step.
-  void reserve(std::size_t count);
-  /// The keys in order of insertion.
-  [[nodiscard]] std::vector<std::string> allKeys() const;
-
-  [[nodiscard]] const Entry* begin() const noexcept;
-  [[nodiscard]] const Entry* end() const noexcept;
-  /// Whatever the order.
-  friend bool operator==(const Dictionary& a, const Dictionary& b) noexcept;
-  [[nodiscard]] std::string description() const { return Value(*this).description(); }
-
- private:
-  struct Record;
-  Record& mutableRecord();
-  std::shared_ptr<Record> record_;
+  Kind kind_ = Kind::nil;
 };
+
+struct Dictionary::Entry {
+  std::string key;
+  Value value;
+};
+
+inline const Value* Array::end() const noexcept { return begin() + count(); }
 
 /// `valueForKeyPath:`: the segments between full stops, one after the other. nil anywhere ends in nil; an
 /// array answers with an array of its entries' answers, null where an entry has none; a segment that begins

@@ -1,0 +1,163 @@
+#include <algorithm>
+#include <memory>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/Records.h"
+#include "tidewell/base/StringHash.h"
+
+namespace tidewell::base {
+
+std::size_t DictionaryRecord::indexOf(std::string_view key) const noexcept {
+  if (slots_.empty()) {
+    for (std::size_t index = 0; index < entries.size(); ++index) {
+      if (entries[index].key == key) return index;
+    }
+    return kNone;
+  }
+  const auto hash = static_cast<std::uint32_t>(stringHash(key));
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t at = hash & mask; slots_[at].place != 0; at = (at + 1) & mask) {
+    const std::size_t index = slots_[at].place - 1;
+    if (slots_[at].hash == hash && entries[index].key == key) return index;
+  }
+  return kNone;
+}
+
+void DictionaryRecord::append(std::string key, Value value) {
+  if (entries.size() + 1 > kWalked && (entries.size() + 1) * 4 > slots_.size() * 3) {
+    rebuild(std::max<std::size_t>(slots_.size() * 2, kWalked * 4));
+  }
+  entries.push_back({std::move(key), std::move(value)});
+  if (!slots_.empty()) {
+    enter(static_cast<std::uint32_t>(stringHash(entries.back().key)), entries.size() - 1);
+  }
+}
+
+void DictionaryRecord::reserve(std::size_t count) {
+  entries.reserve(count);
+  if (count <= kWalked) return;
+  std::size_t slotCount = kWalked * 4;
+  while (count * 4 > slotCount * 3) slotCount *= 2;
+  if (slotCount > slots_.size()) rebuild(slotCount);
+}
+
+void DictionaryRecord::remove(std::size_t index) {
+  entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(index));
+  if (!slots_.empty()) rebuild(entries.size() > kWalked ? slots_.size() : 0);
+}
+
+void DictionaryRecord::rebuild(std::size_t slotCount) {
+  slots_.assign(slotCount, Slot());
+  if (slotCount == 0) return;
+  for (std::size_t index = 0; index < entries.size(); ++index) {
+    enter(static_cast<std::uint32_t>(stringHash(entries[index].key)), index);
+  }
+}
+
+void DictionaryRecord::enter(std::uint32_t hash, std::size_t index) noexcept {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t at = hash & mask;
+  while (slots_[at].place != 0) at = (at + 1) & mask;
+  slots_[at] = {hash, static_cast<std::uint32_t>(index + 1)};
+}
+
+namespace {
+
+const DictionaryRecord* recordOf(const SharedPointer& pointer) {
+  return static_cast<const DictionaryRecord*>(pointer.get());
+}
+
+/// The record that only `pointer` sees: the one it has, or a copy of it.
+DictionaryRecord& uniqueRecord(SharedPointer& pointer) {
+  if (!pointer.isUnique()) {
+    auto copy = std::make_unique<DictionaryRecord>();
+    if (const DictionaryRecord* shared = recordOf(pointer)) {
+      copy->reserve(shared->entries.size() + 1);
+      for (const Dictionary::Entry& entry : shared->entries) copy->append(entry.key, entry.value);
+    }
+    pointer = SharedPointer(copy.release());
+  }
+  return *static_cast<DictionaryRecord*>(pointer.get());
+}
+
+void refuseNil(const Value& object, std::string_view key) {
+  if (!object.isNil()) return;
+  raise(kInvalidArgumentException,
+        "-[__NSDictionaryM setObject:forKey:]: object cannot be nil (key: " + std::string(key) + ")");
+}
+
+}  // namespace
+
+Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries) {
+  reserve(entries.size());
+  for (const auto& [key, value] : entries) setObject(value, key);
+}
+
+std::size_t Dictionary::count() const noexcept {
+  const DictionaryRecord* record = recordOf(record_);
+  return record ? record->entries.size() : 0;
+}
+
+const Dictionary::Entry* Dictionary::begin() const noexcept {
+  const DictionaryRecord* record = recordOf(record_);
+  return record ? record->entries.data() : nullptr;
+}
+
+const Dictionary::Entry* Dictionary::end() const noexcept { return begin() + count(); }
+
+const Value* Dictionary::find(std::string_view key) const noexcept {
+  const DictionaryRecord* record = recordOf(record_);
+  if (!record) return nullptr;
+  const std::size_t index = record->indexOf(key);
+  return index == DictionaryRecord::kNone ? nullptr : &record->entries[index].value;
+}
+
+Value Dictionary::objectForKey(std::string_view key) const {
+  const Value* found = find(key);
+  return found ? *found : Value();
+}
+
+void Dictionary::setObject(Value object, std::string_view forKey) {
+  refuseNil(object, forKey);
+  std::string key(forKey);  // before the record is touched: the text may lie in it
+  DictionaryRecord& record = uniqueRecord(record_);
+  const std::size_t index = record.indexOf(key);
+  if (index == DictionaryRecord::kNone) {
+    record.append(std::move(key), std::move(object));
+  } else {
+    record.entries[index].value = std::move(object);
+  }
+}
+
+bool Dictionary::addObject(std::string key, Value object) {
+  refuseNil(object, key);
+  if (find(key)) return false;
+  uniqueRecord(record_).append(std::move(key), std::move(object));
+  return true;
+}
+
+void Dictionary::removeObjectForKey(std::string_view key) {
+  const DictionaryRecord* shared = recordOf(record_);
+  if (!shared) return;
+  const std::size_t index = shared->indexOf(key);
+  if (index != DictionaryRecord::kNone) uniqueRecord(record_).remove(index);
+}
+
+void Dictionary::removeAllObjects() noexcept { record_ = SharedPointer(); }
+
+void Dictionary::reserve(std::size_t count) {
+  if (count > 0) uniqueRecord(record_).reserve(count);
+}
+
+std::vector<std::string> Dictionary::allKeys() const {
+  std::vector<std::string> keys;
+  keys.reserve(count());
+  for (const Entry& entry : *this) keys.push_back(entry.key);
+  return keys;
+}
+
+bool operator==(const Dictionary& a, const Dictionary& b) noexcept { return Value(a).isEqual(Value(b)); }
+
+std::string Dictionary::description() const { return Value(*this).description(); }
+
+}  // namespace tidewell::base

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+#include "tidewell/base/Export.h"
+
+namespace tidewell::base {
+
+/// What copies of a value share: a counter, and what the record holds, so that whoever drops the last
+/// reference can destroy it. The records themselves are made in `Value.cpp`.
+struct SharedRecord {
+  enum class Content : std::uint32_t { string, data, url, object, array, dictionary };
+
+  explicit SharedRecord(Content held) noexcept : content(held) {}
+  SharedRecord(const SharedRecord&) = delete;
+  SharedRecord& operator=(const SharedRecord&) = delete;
+
+  std::atomic<std::uint32_t> references{1};
+  const Content content;
+};
+
+/// A counted reference to a `SharedRecord`, or none.
+///
+/// `std::shared_ptr` would do but for two things: its `use_count` does not order the reads of a thread that
+/// has just let go before the writes of the one that is left, which copy on write relies on, and it cannot
+/// put off the destruction of an entry, which deeply nested containers need.
+class SharedPointer {
+ public:
+  SharedPointer() noexcept = default;
+  /// Takes over the one reference that a new record has.
+  explicit SharedPointer(SharedRecord* record) noexcept : record_(record) {}
+  SharedPointer(const SharedPointer& other) noexcept : record_(other.record_) {
+    if (record_) record_->references.fetch_add(1, std::memory_order_relaxed);
+  }
+  SharedPointer(SharedPointer&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
+  SharedPointer& operator=(SharedPointer other) noexcept {
+    std::swap(record_, other.record_);
+    return *this;
+  }
+  ~SharedPointer() {
+    if (record_ && record_->references.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy(record_);
+  }
+
+  [[nodiscard]] SharedRecord* get() const noexcept { return record_; }
+  /// Whether nobody else can see the record, so that it may be written in place.
+  [[nodiscard]] bool isUnique() const noexcept {
+    return record_ && record_->references.load(std::memory_order_acquire) == 1;
+  }
+
+ private:
+  TIDEWELL_EXPORT static void destroy(SharedRecord* record) noexcept;
+
+  SharedRecord* record_ = nullptr;
+};
+
+}  // namespace tidewell::base
