@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+/// Prints what the SDK answered, line by line, and remembers whether every answer was the one that the tour
+/// had to get.
+class Transcript {
+ public:
+  void heading(std::string_view text) { std::printf("\n%.*s\n", static_cast<int>(text.size()), text.data()); }
+  void note(std::string_view text) { std::printf("  %.*s\n", static_cast<int>(text.size()), text.data()); }
+
+  void expect(std::string_view question, std::string_view expected, std::string_view answer) {
+    const bool right = expected == answer;
+    std::printf("  %s %-50.*s %.*s", right ? "ok" : "!!", static_cast<int>(question.size()), question.data(),
+                static_cast<int>(answer.size()), answer.data());
+    if (!right) std::printf("   (should be %.*s)", static_cast<int>(expected.size()), expected.data());
+    std::printf("\n");
+    std::fflush(stdout);
+    allRight_ = allRight_ && right;
+  }
+  void expect(std::string_view question, bool expected, bool answer) {
+    expect(question, expected ? std::string_view("YES") : "NO", answer ? std::string_view("YES") : "NO");
+  }
+  void expect(std::string_view question, long long expected, long long answer) {
+    expect(question, std::to_string(expected), std::to_string(answer));
+  }
+
+  [[nodiscard]] bool allRight() const { return allRight_; }
+
+ private:
+  bool allRight_ = true;
+};

@@ -1,0 +1,275 @@
+// A tour through the life of an application with the SDK in it: first start, second start, a start without a
+// network, and a sync that fails.
+//
+//   tour CONTROL_PORT
+//
+// The environment names the stand-in backend (see ../StandIn.h) and the folder for the application's data
+// (XDG_DATA_HOME). Each life runs in a process of its own, as it would for a user. Ends with status 0 only
+// when every answer was the right one.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "../StandIn.h"
+#include "BackendControl.h"
+#include "Transcript.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWNetwork/TWNetworkRequest.h"
+#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TidewellCore.h"
+
+namespace {
+
+using tidewell::TidewellCore;
+using tidewell::TWConfigManager;
+using tidewell::TWNetworkRequest;
+using tidewell::base::Value;
+using tidewell::platform::NotificationCenter;
+
+constexpr std::string_view kAppID = "DEMO_APP";
+
+constexpr const char* kFirstConfiguration = R"({
+  "a_s": "allowed", "i_s": "allowed", "in_s": "allowed", "g_s": "blocked", "le_s": "blocked", "d_t": "allowed", "p_f_s": "allowed",
+  "p_f_t": 120, "i_d_e": 604800, "dt_s_t": 0, "u_a_c_t": 900, "s_i_d": "1200", "e_b_c": 50,
+  "b_e": ["debug_click", "spam"], "f_e": ["purchase"], "d_t_w_e": ["consent_given"], "src_ext": ["campaign"],
+  "b_uid_r": ["[0-9]+", "test_.*"], "le_tkn": "demo-token"
+})";
+constexpr const char* kSecondConfiguration = R"({"i_s": "blocked", "b_e": ["purchase"], "e_b_c": 5})";
+
+/// One life of the application: a process, a platform, the SDK, and the transcript of what it answered.
+class Life {
+ public:
+  explicit Life(int controlPort) : backend(controlPort) {}
+
+  bool start(bool withNetwork) {
+    tidewell::posix::Options options;
+    options.bundleIdentifier = "org.example.tour";
+    options.version = "2.1";
+    options.mainLoop = tidewell::posix::MainLoop::host;
+    options.consoleSink = [](std::string_view line) {
+      if (line.size() > 110) line = line.substr(0, 110);
+      std::printf("     log: %.*s\n", static_cast<int>(line.substr(0, line.find('\n')).size()), line.data());
+    };
+    useStandIn(options);
+    if (!withNetwork) {
+      for (auto& connection : options.connectionOverrides) connection.toPort = 1;  // where nobody listens
+    }
+    platform_ = tidewell::posix::install(options);
+    return platform_ != nullptr;
+  }
+
+  void initialize() { TidewellCore::sharedInstance().initializeWithAppID(kAppID); }
+
+  /// Runs the application's loop until something has happened, or five seconds have passed.
+  bool waitUntil(const std::function<bool()>& happened) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!happened() && std::chrono::steady_clock::now() < end)
+      platform_->runMainQueue(std::chrono::milliseconds(10));
+    return happened();
+  }
+  bool synced() {
+    return !platform_->standardUserDefaults().objectForKey(tidewell::kConfigLastUpdatedKey).isNil();
+  }
+
+  /// Sends a request and answers whether it succeeded.
+  bool call(tidewell::TWService service) {
+    int answer = -1;
+    TWNetworkRequest request(service, std::nullopt, std::nullopt,
+                             tidewell::base::Dictionary{{"query_params", Value(TWNetworkUtilsParams())}},
+                             std::nullopt);
+    out.note("POST " +
+             (request.requestURL() ? request.requestURL()->absoluteString() : std::string("(no URL)")));
+    request.executeRequestWithCompletionBlock(
+        [&answer](bool success, const Value&) { answer = success ? 1 : 0; });
+    waitUntil([&] { return answer >= 0; });
+    return answer == 1;
+  }
+
+  Transcript out;
+  BackendControl backend;
+  TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
+  tidewell::posix::PosixPlatform& platform() { return *platform_; }
+
+ private:
+  static tidewell::base::Dictionary TWNetworkUtilsParams() {
+    return tidewell::TWNetworkUtils::getRequestParamsWithV1(false).value_or(tidewell::base::Dictionary());
+  }
+  tidewell::posix::PosixPlatform* platform_ = nullptr;
+};
+
+void showGates(Life& life, bool inApp, bool geofence, bool dataTracking) {
+  auto& config = life.config();
+  life.out.expect("isAccountActive", true, config.isAccountActive());
+  life.out.expect("isInAppServiceActive", inApp, config.isInAppServiceActive());
+  life.out.expect("isGeofenceServiceActive", geofence, config.isGeofenceServiceActive());
+  life.out.expect("isInboxServiceActive", true, config.isInboxServiceActive());
+  life.out.expect("isLogentriesEnabled", false, config.isLogentriesEnabled());
+  life.out.expect("isPeriodicSyncEnabled", true, config.isPeriodicSyncEnabled());
+  life.out.expect("isDeviceTriggerEnabled", true, config.isDeviceTriggerEnabled());
+  life.out.expect("isDataTrackingEnabled", dataTracking, config.isDataTrackingEnabled());
+  life.out.expect("isUserPushEnabled", true, config.isUserPushEnabled());
+  life.out.expect("isUserInAppEnabled", true, config.isUserInAppEnabled());
+}
+
+void firstStart(Life& life) {
+  auto& out = life.out;
+  auto& config = life.config();
+  out.expect("backend takes the first configuration", true,
+             life.backend.setConfiguration(kFirstConfiguration));
+  out.note("before the first reply every answer is a default:");
+  out.expect("isGeofenceServiceActive", true, config.isGeofenceServiceActive());
+  out.expect("getEventBatchCount", 30, config.getEventBatchCount());
+  life.initialize();
+  out.expect("configuration synced over HTTPS", true,
+             life.waitUntil([&] { return life.synced() && config.getEventBatchCount() == 50; }));
+
+  out.heading("  Gates");
+  showGates(life, true, false, true);
+  out.heading("  Numbers (seconds; a 0 from the server means the default)");
+  out.expect("getPeriodicSyncDuration", 120, config.getPeriodicSyncDuration());
+  out.expect("getInboxDefaultExpiry", 604800, config.getInboxDefaultExpiry());
+  out.expect("getRealTimeTriggerSyncInterval", 10800, config.getRealTimeTriggerSyncInterval());
+  out.expect("getUserAttributeCachingDuration", 900, config.getUserAttributeCachingDuration());
+  out.expect("getSessionInActiveDuration", 1200, config.getSessionInActiveDuration());
+  out.expect("getEventBatchCount", 50, config.getEventBatchCount());
+  out.heading("  Events");
+  out.expect("isEventBlackListed(\"spam\")", true, config.isEventBlackListed("spam"));
+  out.expect("isEventBlackListed(\"Spam\")", false, config.isEventBlackListed("Spam"));
+  out.expect("isEventInstantFlushEvent(\"purchase\")", true, config.isEventInstantFlushEvent("purchase"));
+  out.expect("isEventWhitelistedEvent(\"consent_given\")", true,
+             config.isEventWhitelistedEvent("consent_given"));
+  out.expect("getSourceExtraKeys, how many", 1,
+             config.getSourceExtraKeys().array() == nullptr
+                 ? 0
+                 : static_cast<long long>(config.getSourceExtraKeys().array()->count()));
+  out.expect("getLogEntriesToken", "demo-token", config.getLogEntriesToken().description());
+  out.heading("  Unique IDs (an expression must match the whole ID)");
+  out.expect("isUniqueIDRestricted(\"12345\")", true, config.isUniqueIDRestricted("12345"));
+  out.expect("isUniqueIDRestricted(\"user-12345\")", false, config.isUniqueIDRestricted("user-12345"));
+  out.expect("isUniqueIDRestricted(nothing)", true, config.isUniqueIDRestricted(std::nullopt));
+
+  out.heading("  The user opts out of data tracking");
+  config.setDataTrackingOptedOut(true);
+  showGates(life, true, false, false);
+
+  out.heading("  Another service, then another region");
+  out.expect("inbox answers", true, life.call(tidewell::TWServiceInbox));
+  TidewellCore::sharedInstance().redirectDataToRegion(tidewell::TWDataRegionEurope);
+  out.expect("inbox answers in Europe", true, life.call(tidewell::TWServiceInbox));
+}
+
+void secondStart(Life& life) {
+  auto& out = life.out;
+  auto& config = life.config();
+  const int before = life.backend.requestCount();
+  out.note("answers from the archive, before anything else:");
+  showGates(life, true, false, false);
+  out.expect("getEventBatchCount", 50, config.getEventBatchCount());
+  out.expect("getDataRedirectionRegion", tidewell::TWDataRegionEurope, config.getDataRedirectionRegion());
+  life.initialize();
+  life.platform().runMainQueue(std::chrono::milliseconds(200));
+  out.expect("requests sent within the hour", 0, life.backend.requestCount() - before);
+
+  out.heading("  The server changes its mind; a reset of the user makes the sync due");
+  out.expect("backend takes the second configuration", true,
+             life.backend.setConfiguration(kSecondConfiguration));
+  NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUserReset);
+  NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUpdateModules);
+  out.expect("configuration synced", true,
+             life.waitUntil([&] { return life.synced() && config.getEventBatchCount() == 5; }));
+  out.note("what the reply leaves out is a default again; the opt-out is the user's and stays:");
+  out.expect("isInAppServiceActive", false, config.isInAppServiceActive());
+  out.expect("getPeriodicSyncDuration", 60, config.getPeriodicSyncDuration());
+  out.expect("isEventBlackListed(\"purchase\")", true, config.isEventBlackListed("purchase"));
+  out.expect("isUniqueIDRestricted(\"12345\")", false, config.isUniqueIDRestricted("12345"));
+  out.expect("isDataTrackingEnabled", false, config.isDataTrackingEnabled());
+}
+
+void offlineStart(Life& life) {
+  auto& out = life.out;
+  auto& config = life.config();
+  life.initialize();
+  out.heading("  The user resets; the sync goes out and fails");
+  TidewellCore::sharedInstance().debug(tidewell::TWLogLevelDebug);
+  NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUserReset);
+  bool ended = false;
+  TWNetworkRequest request(tidewell::TWServiceGetConfig, std::nullopt, std::nullopt, std::nullopt,
+                           std::string(kAppID));
+  request.executeRequestWithCompletionBlock([&ended](bool, const Value&) { ended = true; });
+  life.waitUntil([&] { return ended; });
+  TidewellCore::sharedInstance().debug(tidewell::TWLogLevelOff);
+  out.expect("the request ended", true, ended);
+  out.expect("synced", false, life.synced());
+  out.expect("isInAppServiceActive (from the archive)", false, config.isInAppServiceActive());
+  out.expect("getEventBatchCount (from the archive)", 5, config.getEventBatchCount());
+}
+
+void failedSync(Life& life) {
+  auto& out = life.out;
+  auto& config = life.config();
+  out.expect("backend will fail once with status 500", true,
+             life.backend.addFault("service=0,kind=status:500,times=1"));
+  const int before = life.backend.requestCount();
+  life.initialize();
+  life.waitUntil([&] { return life.backend.requestCount() > before; });
+  life.platform().runMainQueue(std::chrono::milliseconds(200));
+  out.expect("synced", false, life.synced());
+  out.expect("getEventBatchCount (from the archive)", 5, config.getEventBatchCount());
+
+  out.heading("  The application returns to the foreground: the next try");
+  out.expect("backend takes the first configuration", true,
+             life.backend.setConfiguration(kFirstConfiguration));
+  life.platform().enterForeground();
+  out.expect("configuration synced", true,
+             life.waitUntil([&] { return life.synced() && config.getEventBatchCount() == 50; }));
+  out.expect("isInAppServiceActive", true, config.isInAppServiceActive());
+}
+
+struct Chapter {
+  const char* title;
+  bool withNetwork;
+  void (*tell)(Life&);
+};
+
+constexpr Chapter kChapters[] = {
+    {"First start", true, firstStart},
+    {"Second start", true, secondStart},
+    {"A start without a network", false, offlineStart},
+    {"A sync that fails", true, failedSync},
+};
+
+/// Runs one life in a process of its own; whether it went well.
+bool live(const Chapter& chapter, int controlPort) {
+  std::printf("\n=== %s\n", chapter.title);
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    Life life(controlPort);
+    if (!life.start(chapter.withNetwork)) std::exit(1);
+    chapter.tell(life);
+    std::fflush(stdout);
+    std::exit(life.out.allRight() ? 0 : 1);
+  }
+  int status = -1;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2 || std::atoi(argv[1]) <= 0) {
+    std::fprintf(stderr, "usage: tour CONTROL_PORT\n");
+    return 2;
+  }
+  bool allRight = true;
+  for (const Chapter& chapter : kChapters) allRight = live(chapter, std::atoi(argv[1])) && allRight;
+  std::printf("\n%s\n",
+              allRight ? "Every answer was right." : "Some answers were wrong: see the lines with !!");
+  return allRight ? 0 : 1;
+}
