@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -41,6 +40,8 @@ struct TIDEWELL_EXPORT TWConfigFields {
 
   friend bool operator==(const TWConfigFields&, const TWConfigFields&) = default;
 };
+
+class ConfigRecord;
 
 /// The configuration record: statuses, lists, durations and the token that the server sends, and the region
 /// and opt-outs that are set on the device.
@@ -130,8 +131,8 @@ class TIDEWELL_EXPORT TWConfig final {
 
  private:
   friend class TWConfigManager;
-  struct State;
-  std::unique_ptr<State> state_;
+  explicit TWConfig(TWConfigFields fields);
+  std::unique_ptr<ConfigRecord> record_;
 };
 
 }  // namespace tidewell

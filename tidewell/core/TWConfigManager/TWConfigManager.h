@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -12,6 +13,9 @@
 #include "tidewell/core/TWConfigManager/TWConfigConstant.h"
 
 namespace tidewell {
+
+struct CompiledConfig;
+class ConfigRecord;
 
 /// Decides whether a download is due and keeps the record that answers every gate.
 ///
@@ -30,8 +34,8 @@ class TIDEWELL_EXPORT TWConfigManager final {
 
   /// The record in force; never null. What is set through it is seen by the next question.
   [[nodiscard]] std::shared_ptr<TWConfig> tdwConfig() const;
-  /// null puts nothing in force until the next merge, which loads the archive anew; questions answer as from
-  /// a record without values.
+  /// null puts nothing in force until the next merge or setter, which loads the archive anew; questions
+  /// answer as from a record without values.
   void setTdwConfig(std::shared_ptr<TWConfig> config);
 
   /// The path of the archive. nil where the machine has no library directory.
@@ -100,6 +104,15 @@ class TIDEWELL_EXPORT TWConfigManager final {
 
  private:
   struct State;
+  /// Makes a manager that keeps to itself what there is to say about loading.
+  enum class Quietly { yes };
+  explicit TWConfigManager(Quietly);
+  [[nodiscard]] static TWConfigManager& makeSharedInstance();
+  static ConfigRecord& recordOf(const TWConfig& config);
+
+  // What questions read: written when a record is published.
+  std::atomic<std::uint32_t> gates_{0};
+  std::atomic<const CompiledConfig*> current_{nullptr};
   std::unique_ptr<State> state_;
 };
 

@@ -1,0 +1,79 @@
+#include "tidewell/core/TWConfigManager/ConfigRecord.h"
+
+#include <utility>
+
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+/// The first expression of a process takes a millisecond to compile: on no thread of the host's. A list that
+/// was replaced meanwhile is not compiled any more.
+void compileInBackground(const std::shared_ptr<const RestrictedExpressions>& expressions) {
+  platform::Platform::current().globalQueue().async(
+      [waiting = std::weak_ptr<const RestrictedExpressions>(expressions)] {
+        if (const auto wanted = waiting.lock()) wanted->compileAhead();
+      });
+}
+
+}  // namespace
+
+Aftermath::~Aftermath() {
+  if (!newExpressions || !newExpressions->hasSomethingToCompile()) return;
+  try {
+    compileInBackground(newExpressions);
+  } catch (...) {  // no memory for the errand: the first question compiles
+  }
+}
+
+void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath) {
+  const auto& latest = publisher_.latest();
+  if (!latest || latest->restrictedExpressions != snapshot->restrictedExpressions) {
+    aftermath.newExpressions = snapshot->restrictedExpressions;
+  }
+  const std::uint32_t gates = snapshot->gates;
+  publisher_.publish(std::move(snapshot), aftermath.garbage);
+  gates_.store(gates, std::memory_order_release);
+}
+
+ConfigRecord::ConfigRecord(TWConfigFields fields) {
+  Aftermath aftermath;
+  publisher_.publish(CompiledConfig::compile(std::move(fields)), aftermath.garbage);
+}
+
+void ConfigRecord::apply(const ConfigChange& change) {
+  if (change.properties == 0) return;
+  Aftermath aftermath;
+  const std::lock_guard lock(mutex_);
+  written_ |= change.properties;
+  replace(change.fields, change.properties, aftermath);
+}
+
+void ConfigRecord::adopt(const TWConfigFields& fields, PropertySet properties) {
+  Aftermath aftermath;
+  const std::lock_guard lock(mutex_);
+  properties &= ~written_;
+  if (!equalFields(fields, publisher_.latest()->fields, properties)) replace(fields, properties, aftermath);
+}
+
+void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties, Aftermath& aftermath) {
+  TWConfigFields next = publisher_.latest()->fields;
+  copyFields(fields, next, properties);
+  const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
+  for (ConfigPublication* const publication : publications_) publication->publish(snapshot, aftermath);
+  publisher_.publish(snapshot, aftermath.garbage);
+}
+
+void ConfigRecord::attach(ConfigPublication& publication) {
+  Aftermath aftermath;
+  const std::lock_guard lock(mutex_);
+  publications_.push_back(&publication);
+  publication.publish(publisher_.latest(), aftermath);
+}
+
+void ConfigRecord::detach(ConfigPublication& publication) {
+  const std::lock_guard lock(mutex_);
+  std::erase(publications_, &publication);
+}
+
+}  // namespace tidewell

@@ -1,0 +1,70 @@
+#include "tidewell/core/TWConfigManager/RestrictedExpressions.h"
+
+#include <string>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/core/TWConfigManager/WrongClass.h"
+
+namespace tidewell {
+namespace {
+
+base::RegularExpression compile(const base::Value& entry) {
+  if (const std::string* const pattern = entry.string()) return base::RegularExpression(*pattern);
+  base::raise(base::kInvalidArgumentException,
+              "Can't do regex matching on object " + entry.description() + ".");
+}
+
+}  // namespace
+
+RestrictedExpressions::RestrictedExpressions(base::Value list) : list_(std::move(list)) {
+  const base::Array* const entries = list_.array();
+  if (entries == nullptr) return;
+  std::size_t bytes = 0;
+  for (const base::Value& entry : *entries) {
+    const std::string* const pattern = entry.string();
+    if (keptCount_ == kMaximumKept || pattern == nullptr) break;
+    bytes += pattern->size();
+    if (bytes > kMaximumKeptBytes) break;
+    ++keptCount_;
+  }
+  if (keptCount_ > 0) kept_ = std::make_unique<std::atomic<const base::RegularExpression*>[]>(keptCount_);
+}
+
+RestrictedExpressions::~RestrictedExpressions() {
+  for (std::size_t index = 0; index < keptCount_; ++index)
+    delete kept_[index].load(std::memory_order_relaxed);
+}
+
+const base::RegularExpression& RestrictedExpressions::kept(std::size_t index) const {
+  std::atomic<const base::RegularExpression*>& place = kept_[index];
+  if (const base::RegularExpression* const known = place.load(std::memory_order_acquire)) return *known;
+  auto made = std::make_unique<const base::RegularExpression>(*list_.array()->begin()[index].string());
+  const base::RegularExpression* first = nullptr;
+  if (place.compare_exchange_strong(first, made.get(), std::memory_order_acq_rel)) return *made.release();
+  return *first;
+}
+
+void RestrictedExpressions::compileAhead() const {
+  for (std::size_t index = 0; index < keptCount_; ++index) static_cast<void>(kept(index));
+}
+
+RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniqueID) const {
+  const base::Array& entries = arrayOf(list_, "countByEnumeratingWithState:objects:count:");
+  base::MatchBudget budget;
+  bool undecided = false;
+  for (std::size_t index = 0; index < entries.count(); ++index) {
+    base::MatchResult result = base::MatchResult::undecided;
+    if (index < keptCount_) {
+      result = kept(index).matches(uniqueID, budget);
+    } else if (budget.steps > 0) {
+      budget.steps -= kCompilingSteps;
+      result = compile(entries.begin()[index]).matches(uniqueID, budget);
+    }
+    if (result == base::MatchResult::matches) return Answer::matches;
+    undecided |= result == base::MatchResult::undecided;
+  }
+  return undecided ? Answer::undecided : Answer::differs;
+}
+
+}  // namespace tidewell

@@ -1,0 +1,368 @@
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+
+#include <mutex>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWConfigManager/ConfigArchive.h"
+#include "tidewell/core/TWConfigManager/ConfigRecord.h"
+#include "tidewell/core/TWConfigManager/WrongClass.h"
+#include "tidewell/core/TWCoreConstants.h"
+#include "tidewell/core/foundation/NSDictionary+TWExtension.h"
+#include "tidewell/core/foundation/TWDateUtils.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+/// How long a downloaded configuration counts as recent, in seconds.
+constexpr double kConfigSyncInterval = 3600;
+
+constexpr LogCoordinates at(std::int32_t line, std::string_view selector) {
+  return {"TWConfigManager", line, selector, "exception is %@"};
+}
+
+/// The properties that a reply sets, in the order in which they are merged. The region and the opt-outs are
+/// not among them.
+constexpr TWConfigProperty kMergedProperties[] = {
+    TWConfigPropertyAccountStatus,
+    TWConfigPropertyInAppStatus,
+    TWConfigPropertyInboxStatus,
+    TWConfigPropertyGeofenceStatus,
+    TWConfigPropertyLogentriesStatus,
+    TWConfigPropertyDeviceTriggerStatus,
+    TWConfigPropertyPeriodicSyncStatus,
+    TWConfigPropertyPeriodicSyncInterval,
+    TWConfigPropertyInboxDefaultDuration,
+    TWConfigPropertyDeviceTriggerSyncInterval,
+    TWConfigPropertyUserAttrCacheInterval,
+    TWConfigPropertySessionInactiveDuration,
+    TWConfigPropertyBlackListedEvents,
+    TWConfigPropertyInstantFlushEvents,
+    TWConfigPropertyDataTrackingWhitelistedEvents,
+    TWConfigPropertySourceExtraKeys,
+    TWConfigPropertyRestrictedUniqueIDRegex,
+    TWConfigPropertyLogentriesToken,
+    TWConfigPropertyEventsBatchCount,
+};
+
+/// What questions read while no record is in force.
+const std::shared_ptr<const CompiledConfig>& nothingKnown() {
+  static base::NeverDestroyed<std::shared_ptr<const CompiledConfig>> nothing(CompiledConfig::compile({}));
+  return *nothing;
+}
+
+/// What is to be said when the locks are released: made before they are taken.
+struct Tidings {
+  Tidings() = default;
+  Tidings(const Tidings&) = delete;
+  Tidings& operator=(const Tidings&) = delete;
+  ~Tidings() {
+    try {
+      tell();
+    } catch (...) {  // no memory for words
+    }
+  }
+
+  void tell() {
+    if (std::exchange(madeDefaults, false)) logLine(kUnknownConfigProperty);
+    for (const std::string& report : std::exchange(reports, {})) platform::report(report);
+  }
+
+  bool madeDefaults = false;
+  ConfigArchive::Reports reports;
+};
+
+constinit std::atomic<TWConfigManager*> sharedManager{nullptr};
+
+inline bool answer(Gate gate, const std::atomic<std::uint32_t>& gates,
+                   const std::atomic<const CompiledConfig*>& current) {
+  const std::uint32_t answers = gates.load(std::memory_order_acquire);
+  if ((answers & raisesBit(gate)) != 0) [[unlikely]] {
+    const auto snapshot = Reading(current).retain();
+    return answerGate(gate, snapshot->fields);
+  }
+  return (answers & yesBit(gate)) != 0;
+}
+
+inline bool isListed(std::optional<std::string_view> name, const std::atomic<const CompiledConfig*>& current,
+                     std::shared_ptr<const EventList> CompiledConfig::*list, const LogCoordinates& where) {
+  if (!name || name->empty()) return false;
+  return guarded(where, false, [&] { return ((*Reading(current)).*list)->contains(*name); });
+}
+
+std::int64_t durationOrDefault(std::uint64_t seconds, TWConfigProperty property) {
+  return seconds != 0 ? static_cast<std::int64_t>(seconds)
+                      : TWConfig::getDefaultValForDurationProperty(property);
+}
+
+base::Value arrayForNil(base::Value value) { return value ? std::move(value) : base::Value(base::Array()); }
+
+}  // namespace
+
+struct TWConfigManager::State {
+  explicit State(TWConfigManager& manager) : publication(manager.gates_, manager.current_) {}
+
+  ConfigPublication publication;
+  std::mutex configMutex;
+  std::shared_ptr<TWConfig> config;  // under `configMutex`
+  std::mutex archiveMutex;           // taken before `configMutex`
+  ConfigArchive archive;             // under `archiveMutex`
+  Tidings ofLoading;                 // only while the manager is made
+
+  std::shared_ptr<TWConfig> current() {
+    const std::lock_guard lock(configMutex);
+    return config;
+  }
+
+  void put(std::shared_ptr<TWConfig> next) {
+    Aftermath aftermath;
+    const std::lock_guard lock(configMutex);
+    if (config) recordOf(*config).detach(publication);
+    config.swap(next);
+    if (config) {
+      recordOf(*config).attach(publication);
+    } else {
+      publication.publish(nothingKnown(), aftermath);
+    }
+  }
+
+  /// The record in force; where there is none, that of the archive is put in force, or one of defaults.
+  std::shared_ptr<TWConfig> currentOrLoaded(Tidings& tidings) {
+    if (auto known = current()) return known;
+    const std::lock_guard lock(archiveMutex);
+    if (auto known = current()) return known;
+    std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), tidings.reports);
+    tidings.madeDefaults = !fields;
+    put(std::shared_ptr<TWConfig>(new TWConfig(fields ? std::move(*fields) : defaultFields())));
+    return current();
+  }
+
+  std::shared_ptr<TWConfig> currentOrLoaded() {
+    Tidings tidings;
+    return currentOrLoaded(tidings);
+  }
+
+  void store(const std::optional<std::string>& path, const TWConfig& record) {
+    Tidings tidings;
+    const std::lock_guard lock(archiveMutex);
+    archive.store(path, recordOf(record), tidings.reports);
+  }
+
+  /// Writes a property that is set on the device, and the archive.
+  void set(TWConfigProperty property, const base::Value& value) {
+    const std::optional<std::string> path = ConfigArchive::path();
+    const std::shared_ptr<TWConfig> record = currentOrLoaded();
+    record->updateConfigProperty(property, value);
+    store(path, *record);
+  }
+};
+
+ConfigRecord& TWConfigManager::recordOf(const TWConfig& config) { return *config.record_; }
+
+TWConfigManager& TWConfigManager::sharedInstance() {
+  if (TWConfigManager* const made = sharedManager.load(std::memory_order_acquire)) [[likely]]
+    return *made;
+  return makeSharedInstance();
+}
+
+TWConfigManager& TWConfigManager::makeSharedInstance() {
+  static TWConfigManager* const instance = new TWConfigManager(Quietly::yes);  // never destroyed
+  // What loading has to say may reach code of the host's, which may ask for the instance: so it is said when
+  // there is one.
+  if (sharedManager.exchange(instance, std::memory_order_acq_rel) == nullptr) {
+    instance->state_->ofLoading.tell();
+  }
+  return *instance;
+}
+
+TWConfigManager::TWConfigManager() : TWConfigManager(Quietly::yes) { state_->ofLoading.tell(); }
+
+TWConfigManager::TWConfigManager(Quietly) : state_(std::make_unique<State>(*this)) {
+  state_->currentOrLoaded(state_->ofLoading);
+}
+
+TWConfigManager::~TWConfigManager() {
+  if (const auto config = state_->current()) recordOf(*config).detach(state_->publication);
+}
+
+std::shared_ptr<TWConfig> TWConfigManager::tdwConfig() const { return state_->current(); }
+void TWConfigManager::setTdwConfig(std::shared_ptr<TWConfig> config) { state_->put(std::move(config)); }
+
+std::optional<std::string> TWConfigManager::getFilePathForConfig() const { return ConfigArchive::path(); }
+
+bool TWConfigManager::shouldSyncConfig() const {
+  platform::Platform& platform = platform::Platform::current();
+  const base::Value lastUpdated = platform.standardUserDefaults().objectForKey(kConfigLastUpdatedKey);
+  const base::Date* const date = lastUpdated.date();
+  if (date == nullptr) return true;
+  const base::Date due{date->secondsSince1970 + kConfigSyncInterval};
+  return !TWDateUtils::isDate1LaterToDate2(due, platform.clock().now());
+}
+
+void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
+  guarded(at(118, "updateConfigFromResponse:"), [&] {
+    const std::optional<std::string> path = ConfigArchive::path();
+    const std::shared_ptr<TWConfig> record = state_->currentOrLoaded();
+    static const base::Dictionary kEmpty;
+    const base::Dictionary* const reply = response ? response.dictionary() : &kEmpty;
+    if (reply == nullptr) raiseUnrecognizedSelector(response, "validObjectForKey:");
+
+    ConfigChange change;
+    std::string_view line;
+    const auto publish = [&] {
+      recordOf(*record).apply(change);
+      if (!line.empty()) logLine(line);
+    };
+    try {
+      for (const TWConfigProperty property : kMergedProperties) {
+        const std::string_view said = change.write(property, validObjectForKey(*reply, keyOf(property)));
+        if (!said.empty()) line = said;
+      }
+    } catch (...) {
+      publish();  // what came before the value that raised
+      throw;
+    }
+    publish();
+    state_->store(path, *record);
+    printCurrentServicesStatus();
+  });
+}
+
+void TWConfigManager::setDataRedirectionRegion(TWDataRegion region) {
+  guarded(at(142, "setDataRedirectionRegion:"), [&] {
+    std::string_view text = CONFIG_DATA_REGION_DEFAULT;
+    if (region == TWDataRegionServ3) text = CONFIG_DATA_REGION_SERV3;
+    if (region == TWDataRegionEurope) text = CONFIG_DATA_REGION_EU;
+    state_->set(TWConfigPropertyDataRedirectionRegion, text);
+  });
+}
+
+TWDataRegion TWConfigManager::getDataRedirectionRegion() const {
+  return guarded(at(589, "getDataRedirectionRegion"), TWDataRegionDefault, [&] {
+    const base::Value region = Reading(current_)->fields.dataRedirectionRegion;
+    if (region.isEqualToString(CONFIG_DATA_REGION_SERV3)) return TWDataRegionServ3;
+    if (region.isEqualToString(CONFIG_DATA_REGION_EU)) return TWDataRegionEurope;
+    return TWDataRegionDefault;
+  });
+}
+
+bool TWConfigManager::isAccountActive() const { return answer(Gate::accountActive, gates_, current_); }
+bool TWConfigManager::isInAppServiceActive() const {
+  return answer(Gate::inAppServiceActive, gates_, current_);
+}
+bool TWConfigManager::isGeofenceServiceActive() const {
+  return answer(Gate::geofenceServiceActive, gates_, current_);
+}
+bool TWConfigManager::isInboxServiceActive() const {
+  return answer(Gate::inboxServiceActive, gates_, current_);
+}
+bool TWConfigManager::isLogentriesEnabled() const {
+  return answer(Gate::logentriesEnabled, gates_, current_);
+}
+bool TWConfigManager::isPeriodicSyncEnabled() const {
+  return answer(Gate::periodicSyncEnabled, gates_, current_);
+}
+bool TWConfigManager::isDeviceTriggerEnabled() const {
+  return answer(Gate::deviceTriggerEnabled, gates_, current_);
+}
+bool TWConfigManager::isDataTrackingEnabled() const {
+  return answer(Gate::dataTrackingEnabled, gates_, current_);
+}
+bool TWConfigManager::isUserPushEnabled() const { return answer(Gate::userPushEnabled, gates_, current_); }
+bool TWConfigManager::isUserInAppEnabled() const { return answer(Gate::userInAppEnabled, gates_, current_); }
+
+bool TWConfigManager::isEventBlackListed(std::optional<std::string_view> eventName) const {
+  return isListed(eventName, current_, &CompiledConfig::blackListedEvents, at(400, "isEventBlackListed:"));
+}
+bool TWConfigManager::isEventInstantFlushEvent(std::optional<std::string_view> eventName) const {
+  return isListed(eventName, current_, &CompiledConfig::instantFlushEvents,
+                  at(423, "isEventInstantFlushEvent:"));
+}
+bool TWConfigManager::isEventWhitelistedEvent(std::optional<std::string_view> eventName) const {
+  return isListed(eventName, current_, &CompiledConfig::whitelistedEvents,
+                  at(564, "isEventWhitelistedEvent:"));
+}
+
+base::Value TWConfigManager::getBlackListedEvents() const {
+  return Reading(current_)->fields.blackListedEventsArray;
+}
+base::Value TWConfigManager::getInstantFlushEvents() const {
+  return Reading(current_)->fields.instantFlushEventsArray;
+}
+base::Value TWConfigManager::getWhitelistedEvents() const {
+  return Reading(current_)->fields.dataTrackingOptedOutWhitelistedEventsArray;
+}
+base::Value TWConfigManager::getSourceExtraKeys() const {
+  return arrayForNil(Reading(current_)->fields.analyticsSourceExtraKeysArray);
+}
+base::Value TWConfigManager::getRestrictedUniqueIDRegex() const {
+  return arrayForNil(Reading(current_)->fields.restrictedUniqueIDRegexArray);
+}
+base::Value TWConfigManager::getLogEntriesToken() const { return Reading(current_)->fields.logEntriesToken; }
+
+std::int64_t TWConfigManager::getInboxDefaultExpiry() const {
+  return durationOrDefault(Reading(current_)->fields.inboxDefaultDuration,
+                           TWConfigPropertyInboxDefaultDuration);
+}
+std::int64_t TWConfigManager::getPeriodicSyncDuration() const {
+  return durationOrDefault(Reading(current_)->fields.periodicSyncInterval,
+                           TWConfigPropertyPeriodicSyncInterval);
+}
+std::int64_t TWConfigManager::getRealTimeTriggerSyncInterval() const {
+  return durationOrDefault(Reading(current_)->fields.deviceTriggerSyncDuration,
+                           TWConfigPropertyDeviceTriggerSyncInterval);
+}
+std::int64_t TWConfigManager::getUserAttributeCachingDuration() const {
+  return durationOrDefault(Reading(current_)->fields.userAttrCachingDuration,
+                           TWConfigPropertyUserAttrCacheInterval);
+}
+std::int64_t TWConfigManager::getSessionInActiveDuration() const {
+  return durationOrDefault(Reading(current_)->fields.analyticsSessionInactiveDuration,
+                           TWConfigPropertySessionInactiveDuration);
+}
+std::int64_t TWConfigManager::getEventBatchCount() const {
+  return static_cast<std::int64_t>(Reading(current_)->fields.eventsBatchCount);
+}
+
+bool TWConfigManager::isUniqueIDRestricted(std::optional<std::string_view> uniqueID) const {
+  if (!uniqueID) return true;
+  switch (Reading(current_)->restrictedExpressions->match(*uniqueID)) {
+    case RestrictedExpressions::Answer::matches:
+      return true;
+    case RestrictedExpressions::Answer::undecided:
+      platform::report(
+          "An expression for restricted unique IDs takes too long to match: it counts as no match");
+      return false;
+    case RestrictedExpressions::Answer::differs:
+      break;
+  }
+  return false;
+}
+
+TWConfigManager::Restriction TWConfigManager::restrictionOfUniqueID(std::optional<std::string_view> uniqueID,
+                                                                    std::string* reason) const noexcept {
+  try {
+    return isUniqueIDRestricted(uniqueID) ? Restriction::restricted : Restriction::unrestricted;
+  } catch (...) {
+    if (reason != nullptr) *reason = base::currentExceptionDescription();
+    return Restriction::invalidExpression;
+  }
+}
+
+void TWConfigManager::setDataTrackingOptedOut(bool optedOut) {
+  guarded(at(474, "setDataTrackingOptedOut:"),
+          [&] { state_->set(TWConfigPropertyDataTrackingOptedOut, optedOut); });
+}
+void TWConfigManager::setUserPushNotificationOptedOut(bool optedOut) {
+  guarded(at(485, "setUserPushNotificationOptedOut:"),
+          [&] { state_->set(TWConfigPropertyUserPushOptedOut, optedOut); });
+}
+void TWConfigManager::setUserInAppNotificationOptedOut(bool optedOut) {
+  guarded(at(497, "setUserInAppNotificationOptedOut:"),
+          [&] { state_->set(TWConfigPropertyUserInAppOptedOut, optedOut); });
+}
+
+}  // namespace tidewell
