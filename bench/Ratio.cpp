@@ -1,0 +1,185 @@
+#include "Ratio.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace bench {
+namespace {
+
+struct Row {
+  std::string what;
+  double goal = 0;
+  Options options;
+  Work ours;
+  Work floor;
+  std::function<Pair()> measure;
+  std::function<std::string()> value;
+};
+
+std::vector<Row>& rows() {
+  static std::vector<Row> all;
+  return all;
+}
+
+/// Keeps the time of the last run instead of printing it.
+class Collector final : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
+        seconds_ = run.real_accumulated_time / static_cast<double>(run.iterations);
+      }
+    }
+  }
+  [[nodiscard]] double seconds() const { return seconds_; }
+
+ private:
+  double seconds_ = 0;
+};
+
+void registerWork(const std::string& name, const Work& work, const Options& options) {
+  benchmark::RegisterBenchmark(name.c_str(),
+                               [work](benchmark::State& state) {
+                                 while (state.KeepRunningBatch(state.max_iterations)) {
+                                   work(static_cast<std::size_t>(state.max_iterations));
+                                 }
+                               })
+      ->MinTime(options.secondsPerTurn)
+      ->UseRealTime();
+}
+
+double timeOf(const std::string& name) {
+  Collector collector;
+  benchmark::RunSpecifiedBenchmarks(&collector, "^" + name + "(/.*)?$");
+  return collector.seconds();
+}
+
+/// The two in turn; the best turn of each, which is the one that nothing else disturbed.
+Pair interleaved(const Row& row) {
+  benchmark::ClearRegisteredBenchmarks();
+  registerWork("ours", row.ours, row.options);
+  registerWork("floor", row.floor, row.options);
+  Pair best{std::numeric_limits<double>::max(), std::numeric_limits<double>::max()};
+  for (int turn = 0; turn < row.options.turns; ++turn) {
+    best.ours = std::min(best.ours, timeOf("ours"));
+    best.floor = std::min(best.floor, timeOf("floor"));
+  }
+  return best;
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+Pair medians(const Row& row) {
+  std::vector<double> ours;
+  std::vector<double> floor;
+  for (int turn = 0; turn < row.options.turns; ++turn) {
+    const Pair pair = row.measure();
+    ours.push_back(pair.ours);
+    floor.push_back(pair.floor);
+  }
+  return {median(std::move(ours)), median(std::move(floor))};
+}
+
+std::string formatted(const char* format, double number) {
+  char text[64];
+  std::snprintf(text, sizeof text, format, number);
+  return text;
+}
+
+std::string timeText(double seconds) {
+  if (seconds < 1e-6) return formatted("%.2f ns", seconds * 1e9);
+  if (seconds < 1e-3) return formatted("%.2f us", seconds * 1e6);
+  if (seconds < 1) return formatted("%.2f ms", seconds * 1e3);
+  return formatted("%.2f s", seconds);
+}
+
+void printLine(const char* what, const char* ours, const char* floor, const char* ratio, const char* goal) {
+  std::printf("%-64s %12s %12s %7s  %s\n", what, ours, floor, ratio, goal);
+  std::fflush(stdout);
+}
+
+void printPair(const Row& row, const Pair& pair) {
+  const bool faster = row.options.higherIsBetter;
+  const double ratio = faster ? pair.floor / pair.ours : pair.ours / pair.floor;
+  std::string goal = "-";
+  if (row.goal > 0) {
+    const bool met = faster ? ratio >= row.goal : ratio <= row.goal;
+    goal = formatted(faster ? ">= %.2f" : "<= %.2f", row.goal) + (met ? "" : "  MISSED");
+  }
+  printLine(row.what.c_str(), timeText(pair.ours).c_str(), timeText(pair.floor).c_str(),
+            formatted("%.2f", ratio).c_str(), goal.c_str());
+}
+
+}  // namespace
+
+void ratio(std::string what, double goal, Work ours, Work floor, Options options) {
+  Row row;
+  row.what = std::move(what);
+  row.goal = goal;
+  row.ours = std::move(ours);
+  row.floor = std::move(floor);
+  row.options = options;
+  rows().push_back(std::move(row));
+}
+
+void measured(std::string what, double goal, std::function<Pair()> measure, Options options) {
+  Row row;
+  row.what = std::move(what);
+  row.goal = goal;
+  row.measure = std::move(measure);
+  row.options = options;
+  rows().push_back(std::move(row));
+}
+
+void figure(std::string what, std::function<std::string()> value) {
+  Row row;
+  row.what = std::move(what);
+  row.value = std::move(value);
+  rows().push_back(std::move(row));
+}
+
+void figure(std::string what, std::string value) {
+  figure(std::move(what), [value = std::move(value)] { return value; });
+}
+
+int run(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  std::optional<std::string_view> wanted;
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i][0] == '-' || wanted) {
+      std::fprintf(stderr, "usage: %s [--benchmark_OPTION=...] [TEXT IN THE NAME OF A ROW]\n", argv[0]);
+      return 2;
+    }
+    wanted = argv[i];
+  }
+  printLine("what", "ours", "floor", "ratio", "goal");
+  for (const Row& row : rows()) {
+    if (wanted && row.what.find(*wanted) == std::string::npos) continue;
+    if (row.value) {
+      std::printf("%-64s %s\n", row.what.c_str(), row.value().c_str());
+    } else {
+      printPair(row, row.measure ? medians(row) : interleaved(row));
+    }
+  }
+  return 0;
+}
+
+double secondsOf(const std::function<void()>& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+}  // namespace bench

@@ -1,0 +1,125 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tidewell/base/Value.h"
+
+/// Files of the platform's recorded answers (tests/data), read with a JSON reader that is not the library's
+/// own.
+namespace vectors {
+
+namespace rj = tidewell_rapidjson;
+
+inline std::string contents(const std::string& name) {
+  std::ifstream file(std::string(TIDEWELL_TEST_DATA) + "/" + name, std::ios::binary);
+  EXPECT_TRUE(file) << name;
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+inline std::string textOf(const rj::Value& json) { return {json.GetString(), json.GetStringLength()}; }
+/// A text member, or "" where it is missing.
+inline std::string textOf(const rj::Value& object, const char* member) {
+  const auto found = object.FindMember(member);
+  return found != object.MemberEnd() && found->value.IsString() ? textOf(found->value) : std::string();
+}
+
+inline std::string bytesOfHex(std::string_view hex) {
+  std::string bytes;
+  for (std::size_t at = 0; at + 1 < hex.size(); at += 2) {
+    bytes += static_cast<char>(std::strtol(std::string(hex.substr(at, 2)).c_str(), nullptr, 16));
+  }
+  return bytes;
+}
+
+/// A file whose root is an object with the list `cases`.
+inline rj::Document jsonFile(const std::string& name) {
+  rj::Document document;
+  document.Parse<rj::kParseFullPrecisionFlag>(contents(name));
+  EXPECT_FALSE(document.HasParseError()) << name;
+  EXPECT_GT(document["cases"].Size(), 0u) << name;
+  return document;
+}
+
+/// The value of `{"t": TYPE, "v": CONTENT}`.
+inline tidewell::base::Value valueOf(const rj::Value& typed) {
+  using namespace tidewell::base;
+  const std::string type = textOf(typed, "t");
+  if (type == "nil") return {};
+  if (type == "null") return Value::null();
+  const rj::Value& content = typed["v"];
+  if (type == "bool") return content.IsBool() ? content.GetBool() : textOf(content) == "true";
+  if (type == "int") return static_cast<std::int64_t>(std::strtoll(textOf(content).c_str(), nullptr, 10));
+  if (type == "uint") return static_cast<std::uint64_t>(std::strtoull(textOf(content).c_str(), nullptr, 10));
+  if (type == "double") return std::strtod(textOf(content).c_str(), nullptr);
+  if (type == "string") return textOf(content);
+  if (type == "data") return Data(bytesOfHex(textOf(content)));
+  if (type == "date") return Date{content.GetDouble()};
+  if (type == "url") {
+    const auto url = Url::URLWithString(textOf(content));
+    EXPECT_TRUE(url) << textOf(content);
+    return url;
+  }
+  if (type == "array") {
+    Array array;
+    for (const rj::Value& entry : content.GetArray()) array.addObject(valueOf(entry));
+    return array;
+  }
+  if (type == "dictionary") {
+    Dictionary dictionary;
+    for (const rj::Value& pair : content.GetArray()) dictionary.setObject(valueOf(pair[1]), textOf(pair[0]));
+    return dictionary;
+  }
+  ADD_FAILURE() << "unknown type " << type;
+  return {};
+}
+
+/// A row of a tab-separated file by the names of its columns.
+using Row = std::map<std::string, std::string>;
+
+inline std::vector<std::string> cellsOf(const std::string& line) {
+  std::vector<std::string> cells;
+  for (std::size_t at = 0;;) {
+    const std::size_t tab = line.find('\t', at);
+    cells.push_back(line.substr(at, tab - at));
+    if (tab == std::string::npos) return cells;
+    at = tab + 1;
+  }
+}
+
+inline std::vector<Row> tableFile(const std::string& name) {
+  std::istringstream lines(contents(name));
+  std::string line;
+  std::getline(lines, line);
+  const std::vector<std::string> columns = cellsOf(line);
+  std::vector<Row> rows;
+  while (std::getline(lines, line)) {
+    if (line.empty()) continue;
+    const std::vector<std::string> cells = cellsOf(line);
+    EXPECT_EQ(cells.size(), columns.size()) << name << ": " << line;
+    Row row;
+    for (std::size_t i = 0; i < columns.size() && i < cells.size(); ++i) row[columns[i]] = cells[i];
+    rows.push_back(std::move(row));
+  }
+  EXPECT_FALSE(rows.empty()) << name;
+  return rows;
+}
+
+/// The text of a cell that is a JSON string literal.
+inline std::string cellText(const std::string& cell) {
+  rj::Document document;
+  document.Parse(cell);
+  EXPECT_TRUE(document.IsString()) << cell;
+  return textOf(document);
+}
+
+}  // namespace vectors
