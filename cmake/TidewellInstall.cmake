@@ -74,5 +74,5 @@ tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, ne
                     "libplist-2.0 liburiparser icu-uc icu-i18n libcrypto")
 tidewell_pkg_config(tidewell-posix TidewellPosix "Tidewell Core on a headless POSIX system" "tidewell-core" "libcurl libcrypto")
 if(TARGET TidewellTesting)
-  tidewell_pkg_config(tidewell-testing TidewellTesting "A scripted machine and a stand-in backend for tests" "tidewell-core" "libssl libcrypto")
+  tidewell_pkg_config(tidewell-testing TidewellTesting "A scripted machine and a stand-in backend for tests" "tidewell-core" "libssl libcrypto libbrotlienc zlib")
 endif()

@@ -1,0 +1,634 @@
+#include "tidewell/testing/StandInBackend.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <list>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "tidewell/core/TWNetwork/TWNetworkConstants.h"
+#include "tidewell/testing/Answer.h"
+#include "tidewell/testing/Certificates.h"
+#include "tidewell/testing/HttpConnection.h"
+#include "tidewell/testing/RequestChecks.h"
+
+// A server of its own rather than a library's: half of the faults live below HTTP (resets, handshakes, bytes
+// that are not TLS, answers cut or dripped), where a library hides the socket. A thread a connection is the
+// simplest thing that can wait in the middle of an answer, and enough for tests.
+
+namespace tidewell::testing {
+namespace {
+
+constexpr std::size_t kMaximumConnections = 1024;
+
+/// Closes a descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  ~Descriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  [[nodiscard]] int get() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+/// The folder of the certificates: the caller's, or a temporary one that is removed in the end.
+class Folder {
+ public:
+  explicit Folder(const std::string& path) : path_(path), temporary_(path.empty()) {
+    if (!temporary_) return;
+    const char* base = std::getenv("TMPDIR");
+    std::string made =
+        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/tidewell-backend.XXXXXX";
+    if (::mkdtemp(made.data()) == nullptr) {
+      throw std::runtime_error("cannot make " + made + ": " + std::generic_category().message(errno));
+    }
+    path_ = made;
+  }
+  ~Folder() {
+    std::error_code ignored;
+    if (temporary_) std::filesystem::remove_all(path_, ignored);
+  }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+  bool temporary_;
+};
+
+/// Blocks all signals for the threads that are started meanwhile: the host's handlers do not run on them, and
+/// a client that goes while it is written to makes an error, not a SIGPIPE.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
+Descriptor listenOnLoopback(std::uint16_t port, std::uint16_t& actual) {
+  Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const int on = 1;
+  ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
+  socklen_t size = sizeof address;
+  auto* generic = reinterpret_cast<sockaddr*>(&address);
+  if (::bind(listener.get(), generic, size) != 0 || ::listen(listener.get(), SOMAXCONN) != 0 ||
+      ::getsockname(listener.get(), generic, &size) != 0) {
+    throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + ": " +
+                             std::generic_category().message(errno));
+  }
+  actual = ntohs(address.sin_port);
+  return listener;
+}
+
+std::vector<std::string> certifiedHosts(const std::vector<std::string>& extraHosts) {
+  std::vector<std::string> hosts{std::string(HOST_TDW_PROD_US), std::string(HOST_TDW_PROD_SERV3),
+                                 std::string(HOST_TDW_PROD_EU), std::string(HOST_LOGENTRIES), "localhost"};
+  hosts.insert(hosts.end(), extraHosts.begin(), extraHosts.end());
+  return hosts;
+}
+
+Answer errorAnswer(int status, const std::string& text) {
+  Answer answer;
+  answer.status = status;
+  answer.text = R"({"error":")" + text + "\"}";
+  return answer;
+}
+
+bool startsWith(std::string_view text, std::string_view beginning) {
+  return text.substr(0, beginning.size()) == beginning;
+}
+
+double secondsSince1970() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+class StandInBackend::Server {
+ public:
+  explicit Server(StandInBackendOptions options)
+      : options_(std::move(options)),
+        folder_(options_.directory),
+        certificates_(folder_.path(), certifiedHosts(options_.extraHosts)),
+        caFile_(std::filesystem::absolute(options_.caFile.empty() ? certificates_.authorityFile()
+                                                                  : std::filesystem::path(options_.caFile))
+                    .string()),
+        stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+        configuration_(options_.configuration),
+        configurationFile_(options_.configurationFile) {
+    if (stop_.get() < 0) throw std::runtime_error("no event descriptor");
+    if (!options_.onMessage) {
+      options_.onMessage = [](std::string_view message) {
+        std::fprintf(stderr, "tidewell-backend: %.*s\n", static_cast<int>(message.size()), message.data());
+      };
+    }
+    if (!options_.caFile.empty()) copyAuthority();
+    HttpConnection::prepare(certificates_.right());
+    listener_ = listenOnLoopback(options_.port, port_);
+    if (options_.control) controlListener_ = listenOnLoopback(options_.controlPort, controlPort_);
+    const SignalsBlocked blocked;
+    acceptor_ = std::thread([this] { acceptConnections(); });
+  }
+
+  ~Server() {
+    const std::uint64_t one = 1;
+    (void)!::write(stop_.get(), &one, sizeof one);
+    acceptor_.join();
+    for (auto& worker : workers_) worker.thread.join();
+  }
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  [[nodiscard]] std::uint16_t port() const { return port_; }
+  [[nodiscard]] std::uint16_t controlPort() const { return controlPort_; }
+  [[nodiscard]] const std::string& caFile() const { return caFile_; }
+
+  void setConfiguration(std::string json) {
+    const std::lock_guard lock(mutex_);
+    configuration_ = std::move(json);
+    configurationFile_.clear();
+  }
+
+  void setConfigurationFile(std::string path) {
+    const std::lock_guard lock(mutex_);
+    configurationFile_ = std::move(path);
+  }
+
+  void setResource(std::string path, std::string body, std::string contentType) {
+    const std::lock_guard lock(mutex_);
+    resources_[std::move(path)] = {std::move(body), std::move(contentType)};
+  }
+
+  void addFault(StandInFault fault, bool alone) {
+    const bool meetsConnections = fault.meetsConnections();
+    const std::lock_guard lock(mutex_);
+    if (alone) faults_.clear();
+    faults_.push_back(std::move(fault));
+    if (!meetsConnections) return;
+    for (auto& worker : workers_) worker.connection.dropIfIdle();
+  }
+
+  void clearFaults() {
+    const std::lock_guard lock(mutex_);
+    faults_.clear();
+  }
+
+  [[nodiscard]] std::vector<StandInFault> faults() const {
+    const std::lock_guard lock(mutex_);
+    return faults_;
+  }
+
+  [[nodiscard]] std::vector<StandInRequest> requests() const {
+    const std::lock_guard lock(mutex_);
+    return {requests_.begin(), requests_.end()};
+  }
+
+  [[nodiscard]] std::size_t requestCount() const {
+    const std::lock_guard lock(mutex_);
+    return requestCount_;
+  }
+
+  bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
+    std::unique_lock lock(mutex_);
+    return requestAdded_.wait_for(lock, timeout, [&] { return requestCount_ >= count; });
+  }
+
+  void clearRequests() {
+    const std::lock_guard lock(mutex_);
+    requests_.clear();
+    requestCount_ = 0;
+  }
+
+  [[nodiscard]] std::size_t connectionCount() const {
+    const std::lock_guard lock(mutex_);
+    return connectionCount_;
+  }
+
+  [[nodiscard]] std::size_t openConnectionCount() const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<std::size_t>(std::count_if(workers_.begin(), workers_.end(), [](const Worker& worker) {
+      return !worker.control && !worker.done;
+    }));
+  }
+
+ private:
+  /// A connection and its thread.
+  struct Worker {
+    Worker(int socket, int stop, bool isControl, std::uint64_t connectionNumber)
+        : connection(socket, stop), control(isControl), number(connectionNumber) {}
+    HttpConnection connection;
+    const bool control;
+    const std::uint64_t number;
+    std::atomic<bool> done{false};
+    std::thread thread;
+  };
+
+  struct Resource {
+    std::string body;
+    std::string contentType;
+  };
+
+  void copyAuthority() const {
+    std::ifstream in(certificates_.authorityFile(), std::ios::binary);
+    writePrivateFile(caFile_, {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()});
+  }
+
+  void message(const std::string& text) const { options_.onMessage(text); }
+
+  void acceptConnections() {
+    pollfd descriptors[] = {
+        {listener_.get(), POLLIN, 0}, {controlListener_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
+    for (;;) {
+      if (::poll(descriptors, 3, -1) < 0 && errno != EINTR) return;
+      if (descriptors[2].revents != 0) return;
+      for (const bool control : {false, true}) {
+        if (descriptors[control ? 1 : 0].revents != 0) acceptOne(control);
+      }
+    }
+  }
+
+  void acceptOne(bool control) {
+    const int listener = control ? controlListener_.get() : listener_.get();
+    const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (socket < 0) {
+      if (errno != EMFILE && errno != ENFILE && errno != ENOMEM) return;
+      message("cannot accept a connection: " + std::generic_category().message(errno));
+      pollfd stopped{stop_.get(), POLLIN, 0};
+      ::poll(&stopped, 1, 100);  // the connection stays in the queue: do not spin meanwhile
+      return;
+    }
+    const int on = 1;
+    ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+
+    std::list<Worker> finished;
+    {
+      const std::lock_guard lock(mutex_);
+      for (auto worker = workers_.begin(); worker != workers_.end();) {
+        const auto next = std::next(worker);
+        if (worker->done) finished.splice(finished.end(), workers_, worker);
+        worker = next;
+      }
+      if (workers_.size() < kMaximumConnections) {
+        startWorker(socket, control);
+      } else {
+        ::close(socket);
+      }
+    }
+    for (auto& worker : finished) worker.thread.join();
+  }
+
+  void startWorker(int socket, bool control) {
+    if (!control) ++connectionCount_;
+    auto& worker = workers_.emplace_back(socket, stop_.get(), control, connectionCount_);
+    try {
+      worker.thread = std::thread([this, &worker] { run(worker); });
+    } catch (const std::system_error& error) {
+      message(std::string("cannot serve a connection: ") + error.what());
+      workers_.pop_back();
+    }
+  }
+
+  void run(Worker& worker) {
+    try {
+      if (worker.control) {
+        serveControl(worker.connection);
+      } else {
+        serve(worker);
+      }
+    } catch (const std::exception& error) {
+      message(std::string("a connection failed: ") + error.what());
+    }
+    worker.connection.finish();
+    worker.done = true;
+  }
+
+  void serve(Worker& worker) {
+    auto& connection = worker.connection;
+    if (const auto fault = takeConnectionFault([](const StandInFault& candidate) {
+          return candidate.kind == StandInFaultKind::garbage ||
+                 candidate.kind == StandInFaultKind::silentHandshake;
+        })) {
+      if (fault->kind == StandInFaultKind::silentHandshake) return connection.waitForEnd();
+      connection.write("220 This is not the protocol that you are looking for\r\n");
+      return;
+    }
+    const auto choose = [this](std::string_view serverName) { return certificateFor(serverName); };
+    if (!connection.startTls(certificates_.right(), choose)) return;
+    while (serveRequest(worker)) {
+    }
+  }
+
+  SSL_CTX* certificateFor(std::string_view serverName) {
+    const auto fault = takeConnectionFault([&](const StandInFault& candidate) {
+      return candidate.kind != StandInFaultKind::garbage &&
+             candidate.kind != StandInFaultKind::silentHandshake &&
+             (candidate.host.empty() || candidate.host == serverName);
+    });
+    if (!fault) return certificates_.right();
+    switch (fault->kind) {
+      case StandInFaultKind::wrongAuthority:
+        return certificates_.wrongAuthority();
+      case StandInFaultKind::wrongHostName:
+        return certificates_.wrongHostName();
+      default:
+        return certificates_.expired();
+    }
+  }
+
+  /// Takes the first fault that fits, and counts it.
+  template <class Fits>
+  std::optional<StandInFault> takeFault(Fits fits) {
+    const std::lock_guard lock(mutex_);
+    const auto fault = std::find_if(faults_.begin(), faults_.end(), fits);
+    if (fault == faults_.end()) return std::nullopt;
+    StandInFault taken = *fault;
+    if (fault->times == 1) {
+      faults_.erase(fault);
+    } else if (fault->times > 1) {
+      --fault->times;
+    }
+    return taken;
+  }
+
+  template <class Fits>
+  std::optional<StandInFault> takeConnectionFault(Fits fits) {
+    return takeFault([&](const StandInFault& fault) { return fault.meetsConnections() && fits(fault); });
+  }
+
+  std::optional<StandInFault> takeRequestFault(const StandInRequest& request) {
+    return takeFault([&](const StandInFault& fault) {
+      return !fault.meetsConnections() && (!fault.service || fault.service == request.service) &&
+             startsWith(request.path, fault.path) &&
+             (fault.host.empty() || fault.host == hostName(request.host));
+    });
+  }
+
+  /// Reads one request and answers it. YES where the connection can carry another.
+  bool serveRequest(Worker& worker) {
+    auto& connection = worker.connection;
+    HttpRequest raw;
+    const auto outcome = connection.readRequest(raw);
+    if (outcome == ReadOutcome::end) return false;
+
+    StandInRequest request = describe(worker, raw);
+    if (outcome != ReadOutcome::request) {
+      const bool large = outcome == ReadOutcome::tooLarge;
+      request.problems.emplace_back(large ? "the request is too large" : "the request is not HTTP/1.1");
+      keep(request);
+      return sendAnswer(connection, errorAnswer(large ? 413 : 400, request.problems.back()), false);
+    }
+    const auto* entry = serviceForPath(request.path);
+    if (entry != nullptr) request.service = entry->service;
+    const auto resource = request.method == kGET ? resourceFor(request.path) : std::nullopt;
+    const auto& extra = options_.extraHosts;
+    if (!resource && std::find(extra.begin(), extra.end(), hostName(request.host)) == extra.end()) {
+      checkRequest(request, entry, port_);
+    }
+    const auto fault = takeRequestFault(request);
+    if (fault) request.fault = nameOfFaultKind(fault->kind);
+    keep(request);
+
+    if (fault && !connection.pause(fault->delay)) return false;
+    if (fault && fault->kind == StandInFaultKind::silence) {
+      connection.waitForEnd();
+      return false;
+    }
+    if (fault && fault->kind == StandInFaultKind::close) return false;
+    if (fault && fault->kind == StandInFaultKind::reset) {
+      connection.reset();
+      return false;
+    }
+    Answer answer = resource ? answerWith(*resource) : usualAnswer(request, entry);
+    if (fault) answer = withFault(std::move(answer), *fault, raw.target);
+    return sendAnswer(connection, std::move(answer), raw.keepAlive);
+  }
+
+  static StandInRequest describe(const Worker& worker, const HttpRequest& raw) {
+    StandInRequest request;
+    request.time = secondsSince1970();
+    request.connection = worker.number;
+    request.serverName = worker.connection.serverName();
+    request.method = raw.method;
+    const auto question = std::min(raw.target.find('?'), raw.target.size());
+    request.path = raw.target.substr(0, question);
+    request.query = raw.target.substr(std::min(question + 1, raw.target.size()));
+    request.headers = raw.headers;
+    request.host = request.header("host").value_or("");
+    request.body = raw.body;
+    return request;
+  }
+
+  void keep(const StandInRequest& request) {
+    {
+      const std::lock_guard lock(mutex_);
+      requests_.push_back(request);
+      if (requests_.size() > kMaximumRequests) requests_.pop_front();
+      ++requestCount_;
+    }
+    requestAdded_.notify_all();
+    if (options_.onRequest) options_.onRequest(request);
+  }
+
+  [[nodiscard]] std::optional<Resource> resourceFor(const std::string& path) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = resources_.find(path);
+    if (found == resources_.end()) return std::nullopt;
+    return found->second;
+  }
+
+  static Answer answerWith(const Resource& resource) {
+    Answer answer;
+    answer.text = resource.body;
+    answer.contentType = resource.contentType;
+    return answer;
+  }
+
+  [[nodiscard]] Answer usualAnswer(const StandInRequest& request, const ServiceEntry* entry) const {
+    if (entry == nullptr) return errorAnswer(404, "there is nothing here");
+    if (request.method != entry->method) return errorAnswer(405, "the method is wrong");
+    if (entry->service == TWServiceGetConfig) return configurationAnswer();
+    Answer answer;
+    if (entry->usualReply.empty()) answer.status = 204;
+    answer.text = entry->usualReply;
+    return answer;
+  }
+
+  [[nodiscard]] Answer configurationAnswer() const {
+    Answer answer;
+    std::string file;
+    {
+      const std::lock_guard lock(mutex_);
+      file = configurationFile_;
+      answer.text = configuration_;
+    }
+    if (file.empty()) return answer;
+    std::ifstream in(file, std::ios::binary);
+    answer.text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    if (!in.is_open() || in.bad()) {
+      message("cannot read the configuration " + file + "; answered with status 500");
+      return errorAnswer(500, "the configuration cannot be read");
+    }
+    if (const auto reason = whyNotJson(answer.text)) {
+      message("the configuration " + file + " is not JSON: " + *reason + "; answered with status 500");
+      return errorAnswer(500, "the configuration is not JSON");
+    }
+    return answer;
+  }
+
+  void serveControl(HttpConnection& connection) {
+    HttpRequest request;
+    while (connection.readRequest(request) == ReadOutcome::request &&
+           sendAnswer(connection, controlAnswer(request), request.keepAlive)) {
+    }
+  }
+
+  Answer controlAnswer(const HttpRequest& request) {
+    const auto is = [&](std::string_view method, std::string_view target) {
+      return request.method == method && request.target == target;
+    };
+    Answer done;
+    done.status = 204;
+    if (is("POST", "/control/fault")) {
+      std::string problem;
+      const auto fault = StandInFault::parse(request.body, problem);
+      if (!fault) return plainAnswer(400, problem + "\n");
+      addFault(*fault, false);
+      return done;
+    }
+    if (is("DELETE", "/control/fault")) {
+      clearFaults();
+      return done;
+    }
+    if (is("GET", "/control/fault")) return linesAnswer(faults());
+    if (is("POST", "/control/config")) {
+      if (const auto reason = whyNotJson(request.body)) {
+        return plainAnswer(400, "it is not JSON: " + *reason + "\n");
+      }
+      setConfiguration(request.body);
+      return done;
+    }
+    if (is("DELETE", "/control/config")) {
+      const std::lock_guard lock(mutex_);
+      configuration_ = options_.configuration;
+      configurationFile_ = options_.configurationFile;
+      return done;
+    }
+    if (is("GET", "/control/requests")) return linesAnswer(requests());
+    if (is("DELETE", "/control/requests")) {
+      clearRequests();
+      return done;
+    }
+    return plainAnswer(404,
+                       "POST, DELETE, GET /control/fault; POST, DELETE /control/config; "
+                       "GET, DELETE /control/requests\n");
+  }
+
+  static Answer plainAnswer(int status, std::string text) {
+    Answer answer;
+    answer.status = status;
+    answer.contentType = "text/plain; charset=utf-8";
+    answer.text = std::move(text);
+    return answer;
+  }
+
+  template <class Item>
+  static Answer linesAnswer(const std::vector<Item>& items) {
+    Answer answer;
+    answer.contentType = "application/x-ndjson";
+    for (const auto& item : items) answer.text += item.json() + "\n";
+    return answer;
+  }
+
+  StandInBackendOptions options_;
+  const Folder folder_;
+  const Certificates certificates_;
+  const std::string caFile_;
+  const Descriptor stop_;  // readable from the moment on when everything ends
+  Descriptor listener_;
+  Descriptor controlListener_;
+  std::uint16_t port_ = 0;
+  std::uint16_t controlPort_ = 0;
+
+  mutable std::mutex mutex_;  // everything below, the threads' handles apart
+  mutable std::condition_variable requestAdded_;
+  std::string configuration_;
+  std::string configurationFile_;  // wins unless empty
+  std::map<std::string, Resource> resources_;
+  std::vector<StandInFault> faults_;
+  std::deque<StandInRequest> requests_;
+  std::size_t requestCount_ = 0;
+  std::size_t connectionCount_ = 0;
+  std::list<Worker> workers_;
+
+  std::thread acceptor_;
+};
+
+StandInBackend::StandInBackend(StandInBackendOptions options)
+    : server_(std::make_unique<Server>(std::move(options))) {}
+StandInBackend::~StandInBackend() = default;
+
+std::uint16_t StandInBackend::port() const noexcept { return server_->port(); }
+std::uint16_t StandInBackend::controlPort() const noexcept { return server_->controlPort(); }
+const std::string& StandInBackend::caFile() const noexcept { return server_->caFile(); }
+void StandInBackend::setConfiguration(std::string json) { server_->setConfiguration(std::move(json)); }
+void StandInBackend::setConfigurationFile(std::string path) {
+  server_->setConfigurationFile(std::move(path));
+}
+void StandInBackend::setResource(std::string path, std::string body, std::string contentType) {
+  server_->setResource(std::move(path), std::move(body), std::move(contentType));
+}
+void StandInBackend::setFault(StandInFault fault) { server_->addFault(std::move(fault), true); }
+void StandInBackend::addFault(StandInFault fault) { server_->addFault(std::move(fault), false); }
+void StandInBackend::clearFaults() { server_->clearFaults(); }
+std::vector<StandInFault> StandInBackend::faults() const { return server_->faults(); }
+std::vector<StandInRequest> StandInBackend::requests() const { return server_->requests(); }
+std::size_t StandInBackend::requestCount() const { return server_->requestCount(); }
+bool StandInBackend::waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
+  return server_->waitForRequests(count, timeout);
+}
+void StandInBackend::clearRequests() { server_->clearRequests(); }
+std::size_t StandInBackend::connectionCount() const { return server_->connectionCount(); }
+std::size_t StandInBackend::openConnectionCount() const { return server_->openConnectionCount(); }
+
+}  // namespace tidewell::testing
