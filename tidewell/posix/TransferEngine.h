@@ -1,0 +1,66 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tidewell/platform/UrlSession.h"
+#include "tidewell/posix/UrlSessionModule.h"
+
+// Internal to the posix layer: not installed. What the platform's library and the module with libcurl in it
+// know of each other. Both are built together, so they may share C++ types.
+namespace tidewell::posix {
+
+/// A task on its way to the transfer thread.
+struct TransferTask {
+  platform::UrlRequest request;
+  platform::UrlTaskCompletion completion;
+  std::shared_ptr<const platform::UrlSessionConfiguration> session;
+  std::chrono::steady_clock::time_point handedOver;
+};
+
+/// What an engine asks of the library that loaded it. Used on the transfer thread only.
+class TransferClient {
+ public:
+  /// The tasks that came since the last call, in their order. Never waits.
+  [[nodiscard]] virtual std::vector<TransferTask> takeTasks() = 0;
+  /// Sends a result to the session's queue. No lock may be held: where there is no thread for the queue, the
+  /// completion runs before this returns.
+  virtual void complete(platform::UrlTaskCompletion completion, platform::UrlTaskResult result) noexcept = 0;
+
+ protected:
+  ~TransferClient() = default;
+};
+
+/// Drives transfers. Made once and never destroyed.
+class TransferEngine {
+ public:
+  /// Takes tasks, transfers, completes, and sleeps while there is nothing to do, for the rest of the
+  /// process's life. On the transfer thread.
+  [[noreturn]] virtual void run() noexcept = 0;
+  /// Has `run` look for new tasks. Any thread, before `run` is entered too.
+  virtual void wake() noexcept = 0;
+
+ protected:
+  ~TransferEngine() = default;
+};
+
+/// The engine, on the transfer thread, which is the first of this library to touch libcurl. Null, and a
+/// sentence in `problem`, where it cannot be had now; a later call may succeed. `client` and `settings` stay
+/// for ever.
+[[nodiscard]] TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
+                                                 std::string& problem) noexcept;
+
+}  // namespace tidewell::posix
+
+#if defined(TIDEWELL_URL_SESSION_MODULE)
+#define TIDEWELL_MODULE_ENTRY __attribute__((visibility("default")))
+#else
+#define TIDEWELL_MODULE_ENTRY
+#endif
+
+/// The only name that the module exports. Refuses another version of the library than its own.
+extern "C" TIDEWELL_MODULE_ENTRY tidewell::posix::TransferEngine* tidewell_make_transfer_engine(
+    const char* version, tidewell::posix::TransferClient& client,
+    const tidewell::posix::TransportSettings& settings, std::string& problem) noexcept;

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "tidewell/posix/TransferEngine.h"
+#include "tidewell/posix/curl/CurlTransfer.h"
+
+// Internal to the posix layer: not installed.
+namespace tidewell::posix {
+
+/// Drives every transfer of the process with one multi handle, on one thread.
+///
+/// It sleeps in libcurl's poll until a socket is ready, a transfer is due, or a task arrives; with no
+/// transfer in flight, until a task arrives.
+class CurlEngine final : public TransferEngine {
+ public:
+  /// More than this many requests of one session wait for their turn: each may cost a connection, and the
+  /// descriptors are the host's.
+  static constexpr std::size_t kMaximumAtOnce = 64;
+
+  /// Null, and a sentence in `problem`, where libcurl cannot be had.
+  static CurlEngine* make(TransferClient& client, const TransportSettings& settings, std::string& problem);
+
+  [[noreturn]] void run() noexcept override;
+  void wake() noexcept override;
+
+ private:
+  using Clock = CurlTransfer::Clock;
+  struct Load {
+    std::size_t running = 0;
+    std::deque<CurlTransfer*> waiting;
+  };
+  struct Finished {
+    platform::UrlTaskCompletion completion;
+    platform::UrlTaskResult result;
+  };
+
+  CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share);
+
+  void admit(TransferTask task);
+  void startWaiting();
+  void request(CurlTransfer& transfer);
+  void takeReplies();
+  void replyEnded(CurlTransfer& transfer, CURLcode code);
+  void endWhatIsDue();
+  void reschedule(CurlTransfer& transfer);
+  void finish(CurlTransfer& transfer, platform::UrlTaskResult result);
+  void sleep();
+
+  TransferClient& client_;
+  CURLM* const multi_;
+  CurlEnvironment environment_;
+  struct Entry {
+    std::unique_ptr<CurlTransfer> transfer;
+    Clock::time_point due;  ///< its place in `due_`
+  };
+  std::unordered_map<CurlTransfer*, Entry> transfers_;
+  /// When to look at a transfer next: never later than it is due. Progress does not move it, so it costs
+  /// nothing.
+  std::set<std::pair<Clock::time_point, CurlTransfer*>> due_;
+  std::unordered_map<const platform::UrlSessionConfiguration*, Load> loads_;
+  std::vector<Finished> finished_;
+};
+
+}  // namespace tidewell::posix

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tidewell/platform/UrlSession.h"
+#include "tidewell/posix/TransferEngine.h"
+#include "tidewell/posix/curl/ResponseHead.h"
+
+// Internal to the posix layer: not installed.
+namespace tidewell::posix {
+
+/// What all transfers of an engine have in common.
+struct CurlEnvironment {
+  const TransportSettings& settings;
+  curl_slist* connectTo;  ///< the connection overrides as libcurl takes them; null for none
+  CURLSH* share;          ///< cookies and TLS sessions, in memory
+};
+
+/// One task from the first request to the last reply, redirects included. Used on the transfer thread only.
+class CurlTransfer {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  CurlTransfer(TransferTask task, const CurlEnvironment& environment);
+  ~CurlTransfer();
+  CurlTransfer(const CurlTransfer&) = delete;
+  CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+  /// Makes the handle ready for the next request. An error where there is nothing that could be sent.
+  [[nodiscard]] std::optional<base::Error> prepare();
+  /// Null before `prepare`.
+  [[nodiscard]] CURL* handle() const { return handle_.get(); }
+  [[nodiscard]] const platform::UrlSessionConfiguration* session() const { return task_.session.get(); }
+
+  /// When it has been silent, or has lived, for too long, if nothing more arrives. Before `prepare` only its
+  /// life counts.
+  [[nodiscard]] Clock::time_point due() const;
+
+  /// Forgets all cookies where servers have set more than anybody needs.
+  void boundCookies();
+  /// Whether the reply that has just ended sends it on; `prepare` then comes next. An error where it must not
+  /// go there.
+  [[nodiscard]] std::pair<bool, std::optional<base::Error>> follow(CURLcode code);
+  /// What came of it.
+  [[nodiscard]] platform::UrlTaskResult result(CURLcode code);
+  [[nodiscard]] platform::UrlTaskResult failure(base::Error error);
+
+  [[nodiscard]] platform::UrlTaskCompletion takeCompletion() { return std::move(task_.completion); }
+
+ private:
+  struct EasyCleanup {
+    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+  };
+  struct ListCleanup {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+
+  void setOnce();
+  void setMethodAndBody();
+  void setProxy();
+  [[nodiscard]] bool setHeaders();
+  [[nodiscard]] bool mayTravel(const std::string& headerName) const;
+  void noteProgress() { lastProgress_ = Clock::now(); }
+
+  // What libcurl calls while it works.
+  static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+  static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+  static int countBytes(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) noexcept;
+  static curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
+
+  TransferTask task_;
+  const CurlEnvironment& environment_;
+  std::unique_ptr<CURL, EasyCleanup> handle_;
+  std::unique_ptr<curl_slist, ListCleanup> headers_;
+
+  // What the next request asks for; redirects change it.
+  std::string url_;
+  std::string method_;
+  bool sendsBody_ = false;
+  bool leftItsHost_ = false;
+  int redirects_ = 0;
+
+  // What has arrived.
+  ResponseHead head_;
+  std::string body_;
+  std::optional<base::Error> refused_;  ///< why this side has stopped the transfer
+
+  Clock::time_point lastProgress_{};
+  curl_off_t bytesCounted_ = 0;
+  char curlDetail_[CURL_ERROR_SIZE] = {};
+};
+
+}  // namespace tidewell::posix

@@ -1,0 +1,36 @@
+#include "tidewell/posix/curl/ExitLock.h"
+
+#include <openssl/crypto.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "tidewell/base/NeverDestroyed.h"
+
+namespace tidewell::posix {
+namespace {
+
+/// A step of libcurl takes milliseconds; a process that ends waits no longer than this for one.
+constexpr std::chrono::seconds kLongestWait{2};
+
+pid_t owner = 0;
+
+void holdExitLock() {
+  if (getpid() != owner) return;  // the child of a fork: the thread that may hold the lock is not here
+  static_cast<void>(exitLock().try_lock_for(kLongestWait));
+}
+
+}  // namespace
+
+std::timed_mutex& exitLock() {
+  static base::NeverDestroyed<std::timed_mutex> lock;
+  return *lock;
+}
+
+void holdExitLockWhenOpenSslEnds() {
+  owner = getpid();
+  OPENSSL_init_crypto(0, nullptr);
+  OPENSSL_atexit(holdExitLock);
+}
+
+}  // namespace tidewell::posix

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <curl/curl.h>
+
+// Internal to the posix layer: not installed.
+namespace tidewell::posix {
+
+/// A multi handle whose own wake-up sockets close when the host starts another program: libcurl makes them
+/// without that flag and names them nowhere. Null where there is no memory or no descriptor.
+[[nodiscard]] CURLM* makeMultiHandle();
+
+}  // namespace tidewell::posix
