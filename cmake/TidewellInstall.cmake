@@ -71,7 +71,7 @@ function(tidewell_pkg_config name library description requires requires_private)
   install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endfunction()
 tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, networking, identity and logging" ""
-                    "libplist-2.0 liburiparser icu-uc icu-i18n libcrypto")
+                    "liburiparser icu-uc icu-i18n libcrypto")
 tidewell_pkg_config(tidewell-posix TidewellPosix "Tidewell Core on a headless POSIX system" "tidewell-core" "libcurl libcrypto")
 if(TARGET TidewellTesting)
   tidewell_pkg_config(tidewell-testing TidewellTesting "A scripted machine and a stand-in backend for tests" "tidewell-core" "libssl libcrypto libbrotlienc zlib")

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string_view>
+
+#include "tidewell/base/Value.h"
+#include "tidewell/base/detail/PropertyListBounds.h"
+
+namespace tidewell::base::detail {
+
+/// Reads a property list in either format; nil for anything malformed or beyond the bounds.
+[[nodiscard]] Value readPropertyList(std::string_view bytes, ArchiveReferences references);
+
+}  // namespace tidewell::base::detail
