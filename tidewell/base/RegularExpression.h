@@ -9,12 +9,26 @@
 
 namespace tidewell::base {
 
-/// What a match may still cost, in ICU's own steps, so that an answer does not depend on the machine's load.
-/// One budget may be handed to several matches, which share it.
+/// What matches may still cost, in steps of 500 places that ICU keeps to come back to (so that an answer does
+/// not depend on the machine's load). One budget may be handed to several matches, which share it.
+///
+/// ICU counts by twenty steps: a match that takes fewer costs one, and one that takes more costs their number
+/// times a weight that grows with the pattern and the text.
 struct MatchBudget {
-  /// About 10 ms of backtracking on a present-day machine.
+  /// About 10 ms of backtracking on a present-day machine, or as many harmless matches.
   static constexpr std::int32_t kDefaultSteps = 2000;
   std::int32_t steps = kDefaultSteps;
+};
+
+/// A text made ready for matching, so that asking many expressions about it converts it once. A plain value;
+/// any thread may read.
+class TIDEWELL_EXPORT MatchText {
+ public:
+  explicit MatchText(std::string_view utf8);
+  [[nodiscard]] const std::u16string& utf16() const noexcept { return utf16_; }
+
+ private:
+  std::u16string utf16_;
 };
 
 enum class MatchResult {
@@ -31,8 +45,12 @@ enum class MatchResult {
 /// Immutable once made. Any number of threads may ask one at the same time; they do not wait for each other.
 class TIDEWELL_EXPORT RegularExpression {
  public:
-  /// Longer patterns are refused as invalid, so that compiling one is bounded in time and memory.
-  static constexpr std::size_t kMaximumPatternLength = 64u << 10;
+  /// Longer patterns are refused as invalid (U_REGEX_PATTERN_TOO_BIG): a pattern of this length compiles in
+  /// some milliseconds, and what it does between two places that ICU keeps is bounded by it.
+  static constexpr std::size_t kMaximumPatternLength = 8u << 10;
+  /// So are patterns with more sets of characters ("[", "\\p"): one that ignores case may cost half a
+  /// millisecond to compile.
+  static constexpr std::size_t kMaximumSets = 128;
 
   /// Compiles. Never raises: an expression that ICU refuses is kept with its error, and raises when it is
   /// asked.
@@ -49,11 +67,14 @@ class TIDEWELL_EXPORT RegularExpression {
   /// Raises `kInvalidArgumentException` ("Can't do regex matching, reason: Can't open pattern U_REGEX_…
   /// (string S, pattern P, case 0, canon 0)") for an invalid expression. What the match cost is taken off the
   /// budget.
-  [[nodiscard]] MatchResult matches(std::string_view text, MatchBudget& budget) const;
+  [[nodiscard]] MatchResult matches(const MatchText& text, MatchBudget& budget) const;
+  [[nodiscard]] MatchResult matches(std::string_view text, MatchBudget& budget) const {
+    return matches(MatchText(text), budget);
+  }
 
  private:
   struct Implementation;
-  std::unique_ptr<Implementation> implementation_;
+  std::unique_ptr<const Implementation> implementation_;
 };
 
 }  // namespace tidewell::base

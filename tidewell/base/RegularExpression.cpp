@@ -1,0 +1,169 @@
+#include "tidewell/base/RegularExpression.h"
+
+#include <unicode/uregex.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <limits>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/Unicode.h"
+
+namespace tidewell::base {
+
+namespace {
+
+/// ICU reports after every 10,000 places that it has kept.
+constexpr std::int32_t kStepsPerReport = 20;
+/// What the places that one match keeps may take in memory.
+constexpr std::int32_t kStackLimit = 1 << 20;
+/// Matchers of an expression that are kept: as many threads ask without making one.
+constexpr std::size_t kKeptMatchers = 8;
+
+struct CloseExpression {
+  void operator()(URegularExpression* expression) const noexcept { uregex_close(expression); }
+};
+using Expression = std::unique_ptr<URegularExpression, CloseExpression>;
+
+std::size_t countOfSets(std::string_view pattern) {
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    const bool isProperty = pattern[i] == '\\' && i + 1 < pattern.size() && (pattern[i + 1] | 0x20) == 'p';
+    if (pattern[i] == '[' || isProperty) ++count;
+  }
+  return count;
+}
+
+/// An ICU matcher, which holds the state of one match and so serves one thread at a time.
+class Matcher {
+ public:
+  /// Matchers of one expression share what was compiled.
+  [[nodiscard]] bool prepare(const URegularExpression* compiled) {
+    if (expression_) return true;
+    UErrorCode status = U_ZERO_ERROR;
+    expression_.reset(uregex_clone(compiled, &status));
+    uregex_setStackLimit(expression_.get(), kStackLimit, &status);
+    uregex_setMatchCallback(expression_.get(), &Matcher::mayGoOn, this, &status);
+    if (U_FAILURE(status)) expression_.reset();
+    return expression_ != nullptr;
+  }
+
+  /// What one report costs is `weight` steps times those it stands for.
+  MatchResult match(const std::u16string& text, std::int32_t weight, MatchBudget& budget) {
+    const std::int32_t costOfReport = kStepsPerReport * weight;
+    reports_ = 0;
+    allowedReports_ = std::max(budget.steps / costOfReport, 1);
+    UErrorCode status = U_ZERO_ERROR;
+    uregex_setText(expression_.get(), text.data(), static_cast<std::int32_t>(text.size()), &status);
+    const bool isMatch = uregex_matches(expression_.get(), -1, &status) != 0;
+    budget.steps -= std::min(budget.steps, 1 + reports_ * costOfReport);
+    if (U_FAILURE(status)) return MatchResult::undecided;
+    return isMatch ? MatchResult::matches : MatchResult::differs;
+  }
+
+ private:
+  static UBool mayGoOn(const void* context, std::int32_t reports) {
+    auto* const matcher = static_cast<Matcher*>(const_cast<void*>(context));
+    matcher->reports_ = reports;
+    return reports < matcher->allowedReports_;
+  }
+
+  Expression expression_;
+  std::int32_t reports_ = 0;
+  std::int32_t allowedReports_ = 0;
+};
+
+/// The matchers of one expression. A thread that wants one looks first where it found one before, and takes
+/// it by a single exchange; it never waits.
+class MatcherPool {
+ public:
+  template <class Use>
+  auto with(const URegularExpression* compiled, const Use& use) const {
+    const std::size_t first = stripeOfThisThread();
+    for (std::size_t i = 0; i < kKeptMatchers; ++i) {
+      Slot& slot = slots_[(first + i) % kKeptMatchers];
+      if (slot.taken.exchange(true, std::memory_order_acquire)) continue;
+      const Release release{slot.taken};
+      return use(slot.matcher, slot.matcher.prepare(compiled));
+    }
+    Matcher matcher;
+    return use(matcher, matcher.prepare(compiled));
+  }
+
+ private:
+  /// A cache line each, so that threads with different slots do not disturb each other.
+  struct alignas(64) Slot {
+    std::atomic<bool> taken = false;
+    Matcher matcher;
+  };
+  struct Release {
+    std::atomic<bool>& taken;
+    ~Release() { taken.store(false, std::memory_order_release); }
+  };
+
+  static std::size_t stripeOfThisThread() {
+    static std::atomic<std::size_t> threads = 0;
+    thread_local const std::size_t stripe = threads.fetch_add(1, std::memory_order_relaxed);
+    return stripe;
+  }
+
+  mutable std::array<Slot, kKeptMatchers> slots_;
+};
+
+}  // namespace
+
+MatchText::MatchText(std::string_view utf8) : utf16_(utf16FromUtf8(utf8)) {}
+
+struct RegularExpression::Implementation {
+  explicit Implementation(std::string_view text) : pattern(text) {
+    if (text.size() > kMaximumPatternLength || countOfSets(text) > kMaximumSets) {
+      status = U_REGEX_PATTERN_TOO_BIG;
+      return;
+    }
+    const std::u16string units = utf16FromUtf8(text);
+    UParseError where;
+    compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
+    if (compiled) matchers = std::make_unique<MatcherPool>();
+  }
+
+  /// What a pattern and a text multiply the cost between two reports with.
+  [[nodiscard]] std::int32_t weightFor(const std::u16string& text) const {
+    return static_cast<std::int32_t>(1 + pattern.size() / 256 + text.size() / 4096);
+  }
+
+  std::string pattern;
+  UErrorCode status = U_ZERO_ERROR;
+  Expression compiled;  ///< only ever copied, so that any thread may
+  std::unique_ptr<const MatcherPool> matchers;
+};
+
+RegularExpression::RegularExpression(std::string_view pattern)
+    : implementation_(std::make_unique<const Implementation>(pattern)) {}
+RegularExpression::~RegularExpression() = default;
+RegularExpression::RegularExpression(RegularExpression&&) noexcept = default;
+RegularExpression& RegularExpression::operator=(RegularExpression&&) noexcept = default;
+
+bool RegularExpression::isValid() const noexcept { return implementation_->compiled != nullptr; }
+const std::string& RegularExpression::pattern() const noexcept { return implementation_->pattern; }
+std::string RegularExpression::errorName() const {
+  return isValid() ? std::string() : std::string(u_errorName(implementation_->status));
+}
+
+MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budget) const {
+  const std::u16string& units = text.utf16();
+  if (!isValid()) {
+    raise(kInvalidArgumentException, "Can't do regex matching, reason: Can't open pattern " + errorName() +
+                                         " (string " + utf8FromUtf16(units) + ", pattern " + pattern() +
+                                         ", case 0, canon 0)");
+  }
+  constexpr auto kLongestText = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
+  if (budget.steps <= 0 || units.size() > kLongestText) return MatchResult::undecided;
+  const std::int32_t weight = implementation_->weightFor(units);
+  return implementation_->matchers->with(
+      implementation_->compiled.get(), [&units, weight, &budget](Matcher& matcher, bool isReady) {
+        return isReady ? matcher.match(units, weight, budget) : MatchResult::undecided;
+      });
+}
+
+}  // namespace tidewell::base
