@@ -1,0 +1,146 @@
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "Ratio.h"
+#include "tidewell/base/Json.h"
+#include "tidewell/base/TextFormat.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+#include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/testing/TestingPlatform.h"
+
+using namespace tidewell;
+
+namespace {
+
+void addOffLine() {
+  static std::atomic<bool> on{false};
+  bench::ratio(
+      "log line that is off, beside a load and a branch", 2,
+      [](std::size_t times) {
+        TWLogger::debug(0);
+        while (times--) logLine([&] { return base::stringWithFormat("line %ld", {times}); });
+      },
+      [](std::size_t times) {
+        while (times--) {
+          if (on.load(std::memory_order_relaxed)) bench::keep(base::stringWithFormat("line %ld", {times}));
+        }
+      });
+}
+
+/// A session that forgets what it is given at once, so that only the caller's part is measured.
+class ForgetfulSession final : public platform::UrlSession {
+ public:
+  void dataTaskWithRequest(platform::UrlRequest request, platform::UrlTaskCompletion) override {
+    bench::keep(request.HTTPBody()->size());
+  }
+  [[nodiscard]] const platform::UrlSessionConfiguration& configuration() const override {
+    return configuration_;
+  }
+
+ private:
+  platform::UrlSessionConfiguration configuration_;
+};
+
+/// A machine in memory with that session.
+class BenchPlatform final : public platform::Platform {
+ public:
+  platform::UserDefaults& standardUserDefaults() override { return machine_.standardUserDefaults(); }
+  std::shared_ptr<platform::UserDefaults> userDefaultsWithSuiteName(std::string_view name) override {
+    return machine_.userDefaultsWithSuiteName(name);
+  }
+  platform::FileManager& fileManager() override { return machine_.fileManager(); }
+  platform::Keychain& keychain() override { return machine_.keychain(); }
+  platform::Device& device() override { return machine_.device(); }
+  platform::Bundles& bundles() override { return machine_.bundles(); }
+  platform::Clock& clock() override { return machine_.clock(); }
+  platform::Console& console() override { return machine_.console(); }
+  platform::Queue& mainQueue() override { return machine_.mainQueue(); }
+  platform::Queue& globalQueue() override { return machine_.globalQueue(); }
+  std::shared_ptr<platform::UrlSession> makeUrlSession(platform::UrlSessionConfiguration) override {
+    return std::make_shared<ForgetfulSession>();
+  }
+  platform::UrlSession& sharedUrlSession() override { return machine_.sharedUrlSession(); }
+
+ private:
+  testing::TestingPlatform machine_;
+};
+
+void addShippedLine(const std::string& what, const std::string& message) {
+  const std::string trace(1500, 't');
+  bench::ratio(
+      what, 1.5,
+      [=](std::size_t times) {
+        const base::Value traceBack(trace);
+        while (times--)
+          TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityError, {message}, traceBack);
+      },
+      [=](std::size_t times) {
+        while (times--) {
+          base::Dictionary payload;
+          setObjectNilHandled(payload, "ABC123", "appid");
+          setObjectNilHandled(payload, "6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309", "uid");
+          setObjectNilHandled(payload, "ERROR", "lvl");
+          setObjectNilHandled(payload, trace, "tb");
+          setObjectNilHandled(payload, "1.0.0", "sdk_ver");
+          setObjectNilHandled(payload, base::stringWithFormat("Tidewell - %@", {message}), "msg");
+          setObjectNilHandled(payload, base::stringWithFormat("%lli", {1542042309}), "tm_s");
+          bench::keep(base::dataWithJSONObject(payload).size());
+        }
+      });
+}
+
+void addEncoders() {
+  const base::Data token(std::string(32, '\xA5'));
+  bench::ratio(
+      "hex of a token, beside a loop over a table", 1.2,
+      [=](std::size_t times) {
+        while (times--) bench::keep(TWCoreUtils::hexTokenForData(token));
+      },
+      [=](std::size_t times) {
+        while (times--) {
+          std::string hex;
+          hex.reserve(64);
+          for (const char byte : token.view()) {
+            hex += "0123456789abcdef"[static_cast<unsigned char>(byte) >> 4];
+            hex += "0123456789abcdef"[byte & 15];
+          }
+          bench::keep(hex);
+        }
+      });
+
+  base::Dictionary payload;
+  for (int i = 0; i < 10'000; ++i) payload.setObject(i, "attribute_" + std::to_string(i));
+  bench::ratio(
+      "payload of 10,000 keys transformed, beside a plain copy", 2,
+      [=](std::size_t times) {
+        while (times--) bench::keep(TWCoreUtils::transformPayloadForIncompatibleTypes(payload).count());
+      },
+      [=](std::size_t times) {
+        while (times--) {
+          base::Dictionary copy;
+          copy.reserve(payload.count());
+          for (const auto& [key, value] : payload) copy.setObject(value, key);
+          bench::keep(copy.count());
+        }
+      });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  platform::Platform::install(std::make_shared<BenchPlatform>());
+  TWCoreUtils::saveAppId("ABC123");
+  TWConfigManager::sharedInstance().updateConfigFromResponse(
+      base::Dictionary{{"le_s", "allowed"}, {"le_tkn", "6c4a9e1c-1f0b-4d3e-9a55-0d3a2f7f1a10"}});
+
+  addOffLine();
+  addShippedLine("shipped line with its trace, beside building and serialising its payload",
+                 "something failed");
+  addShippedLine("shipped line of 1 MB, beside the same", std::string(1 << 20, 'm'));
+  addEncoders();
+  return bench::run(argc, argv);
+}
