@@ -103,6 +103,9 @@ std::optional<std::string> utf8Of(std::string_view bytes) {
 /// that holds them ends; it says how many are its own.
 class ValueBuilder {
  public:
+  /// `mayHoldSurrogates`: whether the text has escapes, which alone can bring a surrogate into a string.
+  explicit ValueBuilder(bool mayHoldSurrogates) : mayHoldSurrogates_(mayHoldSurrogates) {}
+
   bool Null() { return add(Value::null()); }
   bool Bool(bool value) { return add(value); }
   bool Int(int value) { return add(value); }
@@ -113,9 +116,14 @@ class ValueBuilder {
   bool RawNumber(const char*, rj::SizeType, bool) {
     return false;
   }  // only where numbers are asked for as texts
-  bool String(const char* text, rj::SizeType length, bool) { return add(std::string_view(text, length)); }
-  bool Key(const char* text, rj::SizeType length, bool) {
-    keys_.emplace_back(text, length);
+  bool String(const char* bytes, rj::SizeType length, bool) {
+    const std::string_view text(bytes, length);
+    return isAcceptable(text) && add(text);
+  }
+  bool Key(const char* bytes, rj::SizeType length, bool) {
+    const std::string_view text(bytes, length);
+    if (!isAcceptable(text)) return false;
+    keys_.emplace_back(text);
     return true;
   }
   bool StartArray() { return descend(); }
@@ -146,6 +154,10 @@ class ValueBuilder {
     values_.push_back(std::move(value));
     return true;
   }
+  /// The reader refuses a lead surrogate without its other half, but takes the other half alone.
+  [[nodiscard]] bool isAcceptable(std::string_view text) const {
+    return !mayHoldSurrogates_ || isValidUtf8(text);
+  }
   bool descend() { return ++depth_ <= kMaximumJsonDepth; }
   bool replace(rj::SizeType count, Value container) {
     --depth_;
@@ -156,6 +168,7 @@ class ValueBuilder {
   std::vector<Value> values_;
   std::vector<std::string> keys_;
   int depth_ = 0;
+  const bool mayHoldSurrogates_;
 };
 
 // Encoding is checked before, over the whole text. Iterative: hostile nesting costs no stack.
@@ -165,7 +178,7 @@ constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag | r
 Value read(std::string_view bytes) {
   std::optional<std::string> text = utf8Of(bytes);
   if (!text) return Value();
-  ValueBuilder builder;
+  ValueBuilder builder(text->find("\\u") != std::string::npos);
   rj::InsituStringStream stream(text->data());
   rj::Reader reader;
   // The reader takes a NUL in the text for its end.

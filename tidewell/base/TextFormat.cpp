@@ -243,7 +243,9 @@ class Formatter {
     auto value = static_cast<std::uint64_t>(next().integerValue());
     if (conversion.bits < 64) value &= (std::uint64_t{1} << conversion.bits) - 1;
     const std::string digits = withPrecision(fmt::format(fmt::runtime(pattern), value), conversion.precision);
-    appendNumber(conversion, conversion.alternate && value != 0 ? prefix : "", digits,
+    // The zero of an octal number is one of its digits.
+    const bool needsPrefix = prefix == "0" ? digits.substr(0, 1) != "0" : value != 0;
+    appendNumber(conversion, conversion.alternate && needsPrefix ? prefix : "", digits,
                  conversion.zero && conversion.precision < 0);
   }
 
@@ -276,7 +278,14 @@ class Formatter {
     }
     pattern += conversion.letter;
     pattern += '}';
-    appendNumber(conversion, sign, fmt::format(fmt::runtime(pattern), magnitude), conversion.zero);
+    std::string digits = fmt::format(fmt::runtime(pattern), magnitude);
+    if (conversion.alternate && (conversion.letter | 0x20) == 'g' && conversion.precision >= 0 &&
+        conversion.precision <= 1) {
+      // {fmt} puts a zero behind a point that ends the digits; printf leaves the point bare.
+      const std::size_t end = std::min(digits.find_first_of("eE"), digits.size());
+      if (end >= 2 && digits.substr(end - 2, 2) == ".0") digits.erase(end - 1, 1);
+    }
+    appendNumber(conversion, sign, digits, conversion.zero);
   }
 
   void appendPointer(const Conversion& conversion) {

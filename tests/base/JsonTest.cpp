@@ -1,0 +1,166 @@
+#include "tidewell/base/Json.h"
+
+#include <chrono>
+#include <cmath>
+#include <functional>
+
+#include "VectorFile.h"
+#include "tidewell/base/Exception.h"
+
+using namespace tidewell::base;
+
+namespace {
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+/// How many containers lie in each other, each the only entry of the one around it.
+std::size_t levelsOf(Value value) {
+  std::size_t levels = 0;
+  for (; value.array() || value.dictionary(); ++levels) {
+    if (value.dictionary()) {
+      value = value.dictionary()->objectForKey("a");
+    } else {
+      value = value.array()->empty() ? Value() : value.array()->objectAtIndex(0);
+    }
+  }
+  return levels;
+}
+
+/// The row's text, spelled out or built of a repeated pattern.
+std::string bytesOf(const vectors::rj::Value& row) {
+  if (!row.HasMember("build")) return vectors::bytesOfHex(vectors::textOf(row, "hex"));
+  const std::string pattern = vectors::textOf(row["build"], "pattern");
+  const std::size_t count = row["build"]["count"].GetUint();
+  const bool object = pattern.front() == '{';
+  return repeated(pattern, count) + (object ? "null" : "") + repeated(object ? "}" : "]", count);
+}
+
+}  // namespace
+
+TEST(JsonReading, AnswersAsThePlatformDoes) {
+  const auto file = vectors::jsonFile("json_read.json");
+  int read = 0;
+  for (const auto& row : file["cases"].GetArray()) {
+    if (vectors::textOf(row, "options") == "fragments") continue;  // never asked for
+    const std::string id = vectors::textOf(row, "id");
+    const std::string type = vectors::textOf(row["expected"], "t");
+    Error error;
+    const Value value = JSONObjectWithData(bytesOf(row), &error);
+    if (type == "error") {
+      EXPECT_TRUE(value.isNil()) << id;
+      EXPECT_EQ(error.code, 3840) << id;
+      EXPECT_EQ(error.domain, kCocoaErrorDomain) << id;
+    } else if (type == "nested") {
+      EXPECT_EQ(levelsOf(value), row["expected"]["v"].GetUint()) << id;
+    } else {
+      EXPECT_EQ(value, vectors::valueOf(row["expected"])) << id << value.description();
+      EXPECT_EQ(error, Error()) << id;
+    }
+    ++read;
+  }
+  EXPECT_GT(read, 50);
+}
+
+TEST(JsonReading, KindsOfNumbersFollowTheirText) {
+  const std::pair<const char*, Value::Kind> cases[] = {
+      {"[9223372036854775807]", Value::Kind::integer},
+      {"[-9223372036854775808]", Value::Kind::integer},
+      {"[9223372036854775808]", Value::Kind::unsignedInteger},
+      {"[-9223372036854775809]", Value::Kind::real},
+      {"[18446744073709551616]", Value::Kind::real},
+      {"[1.0]", Value::Kind::real},
+      {"[true]", Value::Kind::boolean}};
+  for (const auto& [text, kind] : cases) {
+    EXPECT_EQ(JSONObjectWithData(text).array()->objectAtIndex(0).kind(), kind) << text;
+  }
+}
+
+TEST(JsonReading, MalformedEncodingsAreErrors) {
+  using namespace std::string_view_literals;
+  const std::string_view cases[] = {"[1]\0"sv,
+                                    "[1]\0[2]"sv,
+                                    "\xEF\xBB"sv,
+                                    "\xFF\xFE"sv,
+                                    "\xFE\xFF\0[\0]\0"sv,
+                                    "[\"\xED\xA0\x80\"]"sv,
+                                    "\xFE\xFF\0[\0\"\xD8\0\0\"\0]"sv,
+                                    "\xFE\xFF\0[\0\"\xDC\0\0\"\0]"sv,
+                                    "\0\0\0[\0\x11\0\0\0\0\0]"sv,
+                                    "\0"sv};
+  for (const std::string_view text : cases) EXPECT_TRUE(JSONObjectWithData(text).isNil()) << text;
+  EXPECT_EQ(JSONObjectWithData("\xFE\xFF\0[\0\"\xD8\x3D\xDE\0\0\"\0]"sv), Value(Array{"\U0001F600"}));
+}
+
+TEST(JsonReading, HostileTextsTakeTimeInProportion) {
+  const std::size_t many = 1000000;
+  std::string differentKeys = "{";
+  for (std::size_t i = 0; i < many; ++i) differentKeys += "\"k" + std::to_string(i) + "\":1,";
+  const std::pair<std::string, std::size_t> cases[] = {{repeated("[", 100000) + repeated("]", 100000), 0},
+                                                       {repeated("{\"a\":", 100000), 0},
+                                                       {"{" + repeated("\"a\":1,", many) + "}", 1},
+                                                       {differentKeys + "}", many},
+                                                       {"[" + repeated("1,", many) + "1]", many + 1},
+                                                       {"[" + repeated("9", many) + "]", 0},
+                                                       {"[0." + repeated("9", many) + "]", 1},
+                                                       {"[1e-" + repeated("9", many) + "]", 1}};
+  for (const auto& [text, count] : cases) {
+    const auto start = std::chrono::steady_clock::now();
+    const Value value = JSONObjectWithData(text);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    const std::string name = text.substr(0, 20);
+    EXPECT_EQ(value.array() ? value.array()->count()
+              : value       ? value.dictionary()->count()
+                            : 0,
+              count)
+        << name;
+    EXPECT_LT(taken.count(), 30) << name;  // a quadratic reader would take hours
+  }
+}
+
+TEST(JsonWriting, WritesAsThePlatformDoes) {
+  const auto file = vectors::jsonFile("json_write.json");
+  for (const auto& row : file["cases"].GetArray()) {
+    const std::string id = vectors::textOf(row, "id");
+    const Value value = vectors::valueOf(row["value"]);
+    if (row["raises"].GetBool()) {
+      EXPECT_THROW((void)dataWithJSONObject(value), Exception) << id;
+      continue;
+    }
+    const std::string compact = dataWithJSONObject(value);
+    if (row.HasMember("compact")) {
+      EXPECT_EQ(compact, vectors::textOf(row, "compact")) << id;
+    } else {
+      EXPECT_EQ(JSONObjectWithData(compact), value) << id << compact;
+    }
+    if (row.HasMember("pretty")) {
+      EXPECT_EQ(dataWithJSONObject(value, JsonWriting::prettyPrinted), vectors::textOf(row, "pretty")) << id;
+    }
+  }
+}
+
+TEST(JsonWriting, WhatJsonCannotCarryRaisesWithItsClass) {
+  Value nested = 1;
+  for (int i = 0; i < 100000; ++i) nested = Array{nested};
+  const std::pair<Value, const char*> cases[] = {
+      {Array{Date{1}}, "Invalid type in JSON write (NSDate)"},
+      {Array{NAN}, "Invalid number value (NaN) in JSON write"},
+      {Array{Value()}, "Invalid type in JSON write (nil)"},
+      {nested, "Too many nested arrays or dictionaries in JSON write"}};
+  for (const auto& [value, reason] : cases) {
+    try {
+      (void)dataWithJSONObject(value);
+      ADD_FAILURE() << reason;
+    } catch (const Exception& exception) {
+      EXPECT_EQ(exception.name(), kInvalidArgumentException);
+      EXPECT_EQ(exception.reason(), reason);
+    }
+  }
+}
+
+TEST(JsonWriting, IllFormedTextStillGivesWellFormedJson) {
+  EXPECT_EQ(dataWithJSONObject(Dictionary{{"\xFF", "a\xC3"}}), "{\"\uFFFD\":\"a\uFFFD\"}");
+}
