@@ -1,0 +1,93 @@
+#include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
+
+#include <thread>
+
+#include "core/CoreFixture.h"
+#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+
+namespace tidewell {
+namespace {
+
+using Text = std::optional<std::string>;
+constexpr std::string_view kService = "com.tidewell.org.example.shop";
+
+class KeychainTest : public CoreFixture {};
+
+TEST_F(KeychainTest, AnItemIsReplacedAndRemoved) {
+  EXPECT_EQ(TWKeychain::keychainItem("s"), "");
+  TWKeychain::save("s", "first");
+  TWKeychain::save("s", "second");
+  TWKeychain::save("t", 7);
+  EXPECT_EQ(platform->testKeychain().itemCount(), 2u);
+  EXPECT_EQ(TWKeychain::load("s"), base::Value("second"));
+  EXPECT_EQ(TWKeychain::keychainItem("s"), "second");
+  EXPECT_EQ(TWKeychain::load("t"), base::Value(7));
+  EXPECT_EQ(TWKeychain::keychainItem("t"), "");
+  TWKeychain::remove("s");
+  EXPECT_TRUE(TWKeychain::load("s").isNil());
+  EXPECT_EQ(platform->testKeychain().itemCount(), 1u);
+}
+
+TEST_F(KeychainTest, AnItemIsAnArchiveUnderServiceAndAccount) {
+  const base::Dictionary query{{"class", "genp"}, {"svce", "s"}, {"acct", "s"}, {"pdmn", "ck"}};
+  EXPECT_EQ(TWKeychain::getKeychainQuery("s"), query);
+  TWKeychain::save("s", "value");
+  base::Data data;
+  ASSERT_EQ(platform->keychain().itemCopyMatching(query, data), platform::errSecSuccess);
+  EXPECT_EQ(base::unarchiveObjectWithData(data.view()), base::Value("value"));
+}
+
+TEST_F(KeychainTest, AnItemThatIsNoArchiveIsLoggedAndReadsAsNothing) {
+  TWLogger::debug(1);
+  base::Dictionary item = TWKeychain::getKeychainQuery("a%@b");
+  item.setObject(base::Data("garbage"), platform::kSecValueData);
+  platform->keychain().itemAdd(item);
+  EXPECT_TRUE(TWKeychain::load("a%@b").isNil());
+  const auto logged = lines();
+  ASSERT_EQ(logged.size(), 1u);
+  EXPECT_TRUE(logged[0].starts_with(
+      "Tidewell - <file - TWKeychain, line number - 34 , method - 'load:'> Unarchive of a%@b failed: "))
+      << logged[0];
+}
+
+TEST_F(KeychainTest, TheDeviceIDIsAnsweredAtOnceAndSavedLater) {
+  EXPECT_FALSE(TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain());
+  const Text expected("P-6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309");
+  EXPECT_EQ(TWKeychain::createDeviceUniqueIDForService(kService), expected);
+  EXPECT_TRUE(TWKeychain::load(kService).isNil());
+  platform->testGlobalQueue().runAll();
+  EXPECT_EQ(TWKeychain::load(kService), base::Value(expected));
+  EXPECT_TRUE(TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain());
+}
+
+TEST_F(KeychainTest, TheDeviceIDOutlivesTheUniqueId) {
+  TWKeychain::save(kService, "P-old");
+  EXPECT_EQ(TWCoreUtils::getDeviceUniqueID(), Text("P-old"));
+  TWKeychain::save(kService, "P-new");
+  EXPECT_EQ(TWCoreUtils::getDeviceUniqueID(), Text("P-old")) << "known for the rest of the process";
+}
+
+TEST_F(KeychainTest, NoDeviceIDIsAskedForAgain) {
+  platform->testKeychain().setStatus(platform::errSecInteractionNotAllowed);
+  platform->testDevice().identifierForVendorValue = std::nullopt;
+  EXPECT_EQ(TWNetworkUtils::getDeviceUniqueID(), Text());
+  EXPECT_FALSE(TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain());
+  platform->testKeychain().setStatus(0);
+  TWKeychain::save(kService, "P-late");
+  EXPECT_EQ(TWNetworkUtils::getDeviceUniqueID(), Text("P-late"));
+}
+
+TEST_F(KeychainTest, TwoThreadsThatAskFirstGetOneDeviceID) {
+  Text other;
+  std::thread thread([&] { other = TWNetworkUtils::getDeviceUniqueID(); });
+  const Text mine = TWNetworkUtils::getDeviceUniqueID();
+  thread.join();
+  EXPECT_TRUE(mine);
+  EXPECT_EQ(mine, other);
+}
+
+}  // namespace
+}  // namespace tidewell
