@@ -91,7 +91,7 @@ using UrlTaskCompletion = std::function<void(UrlTaskResult)>;
 
 struct UrlSessionConfiguration {
   /// A text for logs and for the name of the queue's thread.
-  std::string name;
+  std::string name{};
   UrlRequestCachePolicy requestCachePolicy = UrlRequestCachePolicy::useProtocolCachePolicy;
   /// The longest silence of one transfer, connecting included, in seconds.
   double timeoutIntervalForRequest = 60.0;
@@ -100,7 +100,7 @@ struct UrlSessionConfiguration {
   /// Bodies that are longer once decoded fail with `kUrlErrorDataLengthExceedsMaximum`.
   std::size_t maximumBodyBytes = 16u << 20;
   /// Names of headers that do not travel to another host with a redirect (beside those of authorisation).
-  std::vector<std::string> headersBoundToHost;
+  std::vector<std::string> headersBoundToHost{};
   /// Refuses everything but https, in redirects too.
   bool httpsOnly = false;
 };

@@ -105,6 +105,12 @@ struct MemoryFileManager::State {
     return std::pair(nodes.lower_bound(folder + "/"), nodes.lower_bound(folder + "0"));  // '0' follows '/'
   }
 
+  void remove(const std::string& path) {
+    const auto [begin, end] = below(path);
+    nodes.erase(begin, end);
+    nodes.erase(path);
+  }
+
   void setStandardPath(std::optional<std::string>& place, std::optional<std::string> path) {
     if (path) makeFolders(tidy(*path));
     place = std::move(path);
@@ -241,16 +247,14 @@ std::optional<std::string> MemoryFileManager::contents(std::string_view path) co
 void MemoryFileManager::setContents(std::string_view path, std::string contents) {
   const std::string place = tidy(path);
   const std::lock_guard lock(state_->mutex);
+  state_->remove(place);
   state_->makeFolders(parentOf(place));
   state_->nodes.insert_or_assign(place, std::move(contents));
 }
 
 void MemoryFileManager::removeItem(std::string_view path) {
-  const std::string place = tidy(path);
   const std::lock_guard lock(state_->mutex);
-  const auto [begin, end] = state_->below(place);
-  state_->nodes.erase(begin, end);
-  state_->nodes.erase(place);
+  state_->remove(tidy(path));
 }
 
 std::size_t MemoryFileManager::count(FileOperation operation) const {

@@ -1,0 +1,121 @@
+#include "tidewell/platform/Platform.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/testing/TestingPlatform.h"
+
+namespace tidewell::platform {
+namespace {
+
+std::vector<std::string>& reports() {
+  static base::NeverDestroyed<std::vector<std::string>> texts;
+  return *texts;
+}
+
+TEST(Platform, KnowsNothingBeforeInstallation) {
+  Platform& machine = Platform::current();
+  EXPECT_FALSE(Platform::isInstalled());
+  machine.standardUserDefaults().setObject("value", "key");
+  EXPECT_TRUE(machine.standardUserDefaults().objectForKey("key").isNil());
+  EXPECT_FALSE(machine.standardUserDefaults().synchronize());
+  EXPECT_EQ(machine.userDefaultsWithSuiteName("group"), nullptr);
+  EXPECT_FALSE(machine.fileManager().pathForDirectory(SearchPathDirectory::library));
+  EXPECT_EQ(machine.fileManager().contentsOfFile("/etc/passwd").error, std::errc::no_such_file_or_directory);
+  EXPECT_TRUE(machine.fileManager().replaceFile("/tmp/file", "text"));
+  EXPECT_EQ(machine.keychain().itemAdd({}), errSecNotAvailable);
+  EXPECT_FALSE(machine.device().model());
+  EXPECT_TRUE(machine.bundles().mainInfoDictionary().empty());
+  EXPECT_GT(machine.clock().now().secondsSince1970, 1.6e9);
+  machine.mainQueue().async([] { ADD_FAILURE() << "a function ran although there is no queue"; });
+  EXPECT_FALSE(machine.mainQueue().isCurrent());
+}
+
+TEST(Platform, TasksFailInOrderOnAnotherThreadBeforeInstallation) {
+  const auto session = Platform::current().makeUrlSession({.name = "early"});
+  EXPECT_EQ(session->configuration().name, "early");
+  std::vector<std::int64_t> codes;
+  std::promise<std::thread::id> finished;
+  const auto url = base::Url::URLWithString("https://api.example/");
+  session->dataTaskWithRequest(UrlRequest(url), [&](UrlTaskResult result) {
+    codes.push_back(result.error->code);
+    throw std::runtime_error("a completion's own fault");
+  });
+  session->dataTaskWithRequest(UrlRequest(url), nullptr);
+  session->dataTaskWithRequest(UrlRequest(std::nullopt), [&](UrlTaskResult result) {
+    codes.push_back(result.error->code);
+    finished.set_value(std::this_thread::get_id());
+  });
+  EXPECT_NE(finished.get_future().get(), std::this_thread::get_id());
+  EXPECT_EQ(codes, (std::vector{kUrlErrorResourceUnavailable, kUrlErrorUnsupportedUrl}));
+}
+
+TEST(Platform, TheFirstInstalledStaysAndTheSecondIsReportedAndLetGo) {
+  setReporter([](std::string_view text) { reports().emplace_back(text); });
+  EXPECT_FALSE(Platform::install(nullptr));
+  EXPECT_FALSE(Platform::isInstalled());
+  const auto first = std::make_shared<testing::TestingPlatform>();
+  EXPECT_TRUE(Platform::install(first));
+  EXPECT_EQ(&Platform::current(), first.get());
+
+  auto second = std::make_shared<testing::TestingPlatform>();
+  const std::weak_ptr<Platform> watched = second;
+  reports().clear();
+  EXPECT_FALSE(Platform::install(std::move(second)));
+  EXPECT_EQ(&Platform::current(), first.get());
+  EXPECT_TRUE(watched.expired());
+  EXPECT_EQ(reports(), std::vector<std::string>{"A platform is installed already and stays in force"});
+}
+
+TEST(Platform, AnEarlierPlatformOutlivesItsReplacement) {
+  const std::weak_ptr<Platform> earlier = testing::TestingPlatform::install();
+  const auto later = testing::TestingPlatform::install();
+  EXPECT_EQ(&Platform::current(), later.get());
+  EXPECT_FALSE(earlier.expired());
+  EXPECT_FALSE(Platform::install(std::make_shared<testing::TestingPlatform>()));
+}
+
+TEST(Platform, AReporterThatThrowsHarmsNobody) {
+  report("nobody listens yet");
+  setReporter([](std::string_view) { throw std::runtime_error("full"); });
+  report("a sentence");
+}
+
+TEST(StringByAppendingPathComponent, HasExactlyOneSeparator) {
+  const struct {
+    const char *path, *component, *expected;
+  } cases[] = {
+      {"/a", "b", "/a/b"}, {"/a/", "b", "/a/b"}, {"/a//", "//b", "/a/b"}, {"/", "b", "/b"},
+      {"", "b", "b"},      {"/a", "", "/a"},     {"a", "b/c", "a/b/c"},
+  };
+  for (const auto& each : cases) {
+    EXPECT_EQ(stringByAppendingPathComponent(each.path, each.component), each.expected);
+  }
+}
+
+TEST(UserDefaults, OnlyStringsAndNumbersHaveAText) {
+  testing::MemoryUserDefaults defaults;
+  const std::pair<base::Value, std::optional<std::string>> cases[] = {
+      {"text", "text"},
+      {"", ""},
+      {42, "42"},
+      {true, "1"},
+      {0.5, "0.5"},
+      {base::Data("text"), std::nullopt},
+      {base::Array{"text"}, std::nullopt},
+      {nullptr, std::nullopt},
+  };
+  for (const auto& [stored, expected] : cases) {
+    defaults.setObject(stored, "key");
+    EXPECT_EQ(defaults.stringForKey("key"), expected) << stored.description();
+  }
+}
+
+}  // namespace
+}  // namespace tidewell::platform
