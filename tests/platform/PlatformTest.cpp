@@ -54,6 +54,11 @@ TEST(Platform, TasksFailInOrderOnAnotherThreadBeforeInstallation) {
   });
   EXPECT_NE(finished.get_future().get(), std::this_thread::get_id());
   EXPECT_EQ(codes, (std::vector{kUrlErrorResourceUnavailable, kUrlErrorUnsupportedUrl}));
+  for (int later = 0; later < 20; ++later) {  // the thread of the first may have ended
+    std::promise<void> completed;
+    session->dataTaskWithRequest(UrlRequest(url), [&](const UrlTaskResult&) { completed.set_value(); });
+    completed.get_future().wait();
+  }
 }
 
 TEST(Platform, TheFirstInstalledStaysAndTheSecondIsReportedAndLetGo) {

@@ -40,7 +40,7 @@ TEST(MemoryFileManager, RefusesWhatADiskRefuses) {
       {"a file over a file", files.moveItem("/app/Library/a/new", "/app/Library/file"), none},
       {"a folder moved", files.moveItem("/app/Library", "/app/Elsewhere"), none},
   };
-  for (const auto& each : cases) EXPECT_EQ(each.found, std::make_error_code(each.expected)) << each.what;
+  for (const auto& each : cases) EXPECT_EQ(each.found.value(), static_cast<int>(each.expected)) << each.what;
   EXPECT_EQ(files.contents("/app/Elsewhere/file"), "1");
   EXPECT_TRUE(files.fileExistsAtPath("/app/Elsewhere/a").isDirectory);
   EXPECT_FALSE(files.fileExistsAtPath("/app/Library/a").exists);

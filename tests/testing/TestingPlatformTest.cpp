@@ -41,6 +41,7 @@ TEST(TestingPlatform, ARestartKeepsWhatADeviceKeepsAndForgetsTheRest) {
   first->testDefaults().synchronize();
   first->testSuite("group").synchronize();
   first->testDefaults().setObject("lost", "lost");
+  first->testSuite("group").setObject("lost", "lost");
   first->testDefaults().removeObjectForKey("kept");
   first->testFiles().setContents("/app/Library/file", "bytes");
   EXPECT_EQ(first->testKeychain().itemAdd({{platform::kSecClass, platform::kSecClassGenericPassword}}), 0);
@@ -54,6 +55,7 @@ TEST(TestingPlatform, ARestartKeepsWhatADeviceKeepsAndForgetsTheRest) {
   EXPECT_EQ(second->testDefaults().objectForKey("kept"), base::Value("kept"));
   EXPECT_TRUE(second->testDefaults().objectForKey("lost").isNil());
   EXPECT_EQ(second->userDefaultsWithSuiteName("group")->objectForKey("kept"), base::Value("kept"));
+  EXPECT_TRUE(second->testSuite("group").objectForKey("lost").isNil());
   EXPECT_EQ(second->testFiles().contents("/app/Library/file"), "bytes");
   EXPECT_EQ(second->testKeychain().itemCount(), 1u);
   EXPECT_EQ(second->clock().now().secondsSince1970, 1542042309.0 + 3600);
@@ -132,7 +134,11 @@ TEST(MemoryUserDefaults, OtherProcessesAreSeenWithTheNextSynchronizeAndNothingIs
   EXPECT_TRUE(defaults.synchronize());
   EXPECT_EQ(defaults.synchronized(), (base::Dictionary{{"a", "mine"}, {"b", "theirs"}}));
   EXPECT_EQ(defaults.objectForKey("b"), base::Value("theirs"));
-  EXPECT_EQ(defaults.synchronizeCount(), 2u);
+
+  defaults.setSynchronized("theirs", "a");  // over what is no change of ours any more
+  EXPECT_TRUE(defaults.synchronize());
+  EXPECT_EQ(defaults.objectForKey("a"), base::Value("theirs"));
+  EXPECT_EQ(defaults.synchronizeCount(), 3u);
 }
 
 TEST(MemoryUserDefaults, RefusesWhatAPropertyListCannotCarry) {
