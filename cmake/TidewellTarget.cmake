@@ -12,6 +12,10 @@ function(tidewell_settings target)
     target_compile_options(${target} PRIVATE -fsanitize=${TIDEWELL_SANITIZE} -fno-sanitize-recover=all
                                              -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${TIDEWELL_SANITIZE})
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+      target_compile_options(${target} PRIVATE
+        "-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt")
+    endif()
   endif()
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden

@@ -148,6 +148,7 @@ ReadOutcome HttpConnection::readRequest(HttpRequest& request) {
     if (received_.size() > kMaximumHeadBytes) return ReadOutcome::tooLarge;
     if (!fill()) return ReadOutcome::end;
   }
+  if (headEnd > kMaximumHeadBytes) return ReadOutcome::tooLarge;
   const bool understood = parseHead(std::string_view(received_).substr(0, headEnd), request);
   received_.erase(0, headEnd + 4);
   return understood ? readBody(request) : ReadOutcome::malformed;

@@ -175,6 +175,8 @@ class StandInBackend::Server {
     const std::uint64_t one = 1;
     (void)!::write(stop_.get(), &one, sizeof one);
     acceptor_.join();
+    listener_ = Descriptor();  // nobody shall wait in its queue
+    controlListener_ = Descriptor();
     for (auto& worker : workers_) worker.thread.join();
   }
   Server(const Server&) = delete;

@@ -1,0 +1,344 @@
+#include "tidewell/testing/StandInBackend.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "testing/StandInClient.h"
+
+using namespace std::chrono_literals;
+using tidewell::testing::StandInBackend;
+using tidewell::testing::StandInBackendOptions;
+using tidewell::testing::StandInFault;
+using tidewell::testing::StandInFaultKind;
+using tidewell::testing::StandInRequest;
+
+namespace {
+
+const std::string kConfigPath = "/v3/sdkconfig/ios/APP";
+const std::string kConfigBody =
+    R"({"query_params":{"os":"iOS","app_ver":"1","app_id":"APP","sdk_ver":"1","unique_id":"u",)"
+    R"("device_tz_offset":"0","device_ts":"1","device_tz":"GMT"}})";
+const std::string kLogBody =
+    R"({"appid":"APP","uid":"u","lvl":"","tb":"","sdk_ver":"1","msg":"m","tm_s":"1"})";
+
+StandInFault fault(const std::string& text) {
+  std::string problem;
+  const auto parsed = StandInFault::parse(text, problem);
+  EXPECT_TRUE(parsed) << text << ": " << problem;
+  return parsed.value_or(StandInFault());
+}
+
+std::size_t entriesOf(const char* folder) {
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+std::string nested(std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
+
+struct TemporaryFolder {
+  TemporaryFolder() {
+    std::string made = ::testing::TempDir() + "backend.XXXXXX";
+    path = ::mkdtemp(made.data());
+  }
+  ~TemporaryFolder() { std::filesystem::remove_all(path); }
+  std::filesystem::path path;
+};
+
+}  // namespace
+
+TEST(StandInBackendTest, EachFaultReachesTheClientAsThatFault) {
+  struct Case {
+    std::string fault;
+    CURLcode code;
+    long status = 0;
+    std::string body = {};
+    std::optional<long> verifyResult = {};  // of the certificate; 1 where its chain is in order
+  };
+  const std::string usual = R"({"a_s":"blocked"})";
+  const std::string padded = R"({"pad":")" + std::string(2'000'000 - 10, 'a') + R"("})";
+  const std::vector<Case> cases{
+      {"kind=status:503", CURLE_OK, 503, R"({"error":"status 503"})"},
+      {"kind=status:204", CURLE_OK, 204, ""},
+      {"kind=delay:30", CURLE_OK, 200, usual},
+      {"kind=silence", CURLE_OPERATION_TIMEDOUT},
+      {"kind=close", CURLE_GOT_NOTHING},
+      {"kind=reset", CURLE_RECV_ERROR},
+      {"kind=truncation:5", CURLE_PARTIAL_FILE, 200, usual.substr(0, 5)},
+      {"kind=truncation:5,framing=chunked", CURLE_PARTIAL_FILE, 200, usual.substr(0, 5)},
+      {"kind=drip:1", CURLE_OK, 200, usual},
+      {"kind=drip:1000", CURLE_OPERATION_TIMEDOUT},
+      {"kind=redirect,status=307,times=3", CURLE_OK, 200, usual},
+      {"kind=redirect,status=308", CURLE_TOO_MANY_REDIRECTS, 308, ""},
+      {"kind=redirect:/nowhere,service=0", CURLE_OK, 404, R"({"error":"there is nothing here"})"},
+      {"kind=oversized:2000000", CURLE_OK, 200, padded},
+      {"kind=oversized:2000000,framing=chunked", CURLE_OK, 200, padded},
+      {"kind=oversized:2000000,framing=until-close", CURLE_OK, 200, padded},
+      {"kind=gzip-bomb:2000000", CURLE_OK, 200, padded},
+      {"kind=encoding:gzip", CURLE_OK, 200, usual},
+      {"kind=encoding:deflate", CURLE_OK, 200, usual},
+      {"kind=encoding:br", CURLE_OK, 200, usual},
+      {"kind=not-json", CURLE_OK, 200, "<html><body>It works!</body></html>"},
+      {"kind=empty", CURLE_OK, 200, ""},
+      {"kind=nesting:100000", CURLE_OK, 200, nested(100'000)},
+      {R"({"kind":"reply","status":201,"body":"a,b","headers":{"Content-Encoding":"gzip"}})",
+       CURLE_BAD_CONTENT_ENCODING, 201, ""},
+      {R"({"kind":"reply","headers":{"content-length":"3"}})", CURLE_OK, 200, usual.substr(0, 3)},
+      {"kind=wrong-authority", CURLE_PEER_FAILED_VERIFICATION, 0, "", 20},
+      {"kind=wrong-host-name", CURLE_PEER_FAILED_VERIFICATION, 0, "", 1},
+      {"kind=expired", CURLE_PEER_FAILED_VERIFICATION, 0, "", 10},
+      {"kind=garbage", CURLE_SSL_CONNECT_ERROR},
+      {"kind=silent-handshake", CURLE_OPERATION_TIMEDOUT},
+  };
+  StandInBackend backend;
+  backend.setConfiguration(usual);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    StandInClient client(backend);
+    if (c.code == CURLE_OPERATION_TIMEDOUT) client.timeoutMilliseconds = 300;
+    backend.setFault(fault(c.fault));
+    const Seen seen = client.post(kConfigPath, kConfigBody);
+    EXPECT_EQ(seen.code, c.code) << curl_easy_strerror(seen.code);
+    EXPECT_EQ(seen.status, c.status);
+    EXPECT_EQ(seen.body.size(), c.body.size());
+    EXPECT_TRUE(seen.body == c.body);
+    if (c.verifyResult) {
+      EXPECT_EQ(seen.verifyResult, *c.verifyResult);
+    }
+  }
+  backend.clearFaults();
+  EXPECT_EQ(StandInClient(backend).post(kConfigPath, kConfigBody).body, usual);
+}
+
+TEST(StandInBackendTest, FaultsAreMetInOrderByWhatTheyAreMeantForAndThenAreOver) {
+  StandInBackend backend;
+  backend.addFault(fault("kind=status:501,times=2"));
+  backend.addFault(fault("kind=status:502,service=13"));
+  backend.addFault(fault("kind=status:503,path=/v1/geo,times=1"));
+  StandInClient client(backend);
+  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 501);
+  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 501);
+  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 503);
+  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 200);
+  client.host = tidewell::HOST_LOGENTRIES;
+  EXPECT_EQ(client.post("/noformat/logs/token", kLogBody).status, 502);
+  EXPECT_EQ(backend.faults().size(), 1u);
+  EXPECT_EQ(backend.requests().back().fault, "status");
+}
+
+TEST(StandInBackendTest, FaultTextsThatMeanNothingSayWhy) {
+  for (const auto* text :
+       {"", "kind=bogus", "service=0", "kind=status", "kind=status:9", "kind=reset:1", "kind=oversized",
+        "kind=reset,service=14", "kind=reset,colour=red", "kind=encoding:zip", "kind=expired,service=0",
+        "kind=garbage,host=a", "kind=reset,times=-1", "kind=reset,,", "{\"kind\":", "{\"kind\":true}",
+        "{\"kind\":\"reply\",\"headers\":[]}", "kind=reset,framing=none"}) {
+    std::string problem;
+    EXPECT_FALSE(StandInFault::parse(text, problem)) << text;
+    EXPECT_FALSE(problem.empty()) << text;
+  }
+  const std::string json = R"({"kind":"reply","service":3,"path":"/v3","host":"h","times":2,"status":201,)"
+                           R"("delay":5,"interval":7,"bytes":9,"location":"/l","encoding":"br",)"
+                           R"("framing":"chunked","headers":{"A":"b"},"body":"x,y"})";
+  EXPECT_EQ(fault(json).json(), json);
+}
+
+TEST(StandInBackendTest, ObjectsToWhatTheBackendWouldRefuse) {
+  struct Case {
+    std::string problem;  // "" for none
+    std::string path = kConfigPath;
+    std::string body = kConfigBody;
+    std::vector<std::string> headers = {"TDW-APPKEY: APP", "content-type: application/json"};
+    std::string_view host = tidewell::HOST_TDW_PROD_EU;
+    std::string method = "POST";
+  };
+  const std::vector<std::string> bare{"TDW-APPKEY: APP", "Content-Type:"};
+  const std::vector<Case> cases{
+      {""},
+      {"", "/v1/getInboxMessages?a=1", ""},
+      {"", "/v3/campaigns/inapp/test/ID", "", bare, tidewell::HOST_TDW_PROD_SERV3, "GET"},
+      {"", "/noformat/logs/t", kLogBody, Case{}.headers, tidewell::HOST_LOGENTRIES},
+      {"no service has the path \"/v9\"", "/v9"},
+      {"does not offer", kConfigPath, kConfigBody, Case{}.headers, tidewell::HOST_LOGENTRIES},
+      {"no host of the backend",
+       kConfigPath,
+       kConfigBody,
+       {"TDW-APPKEY: APP", "content-type: application/json", "Host: other.example"}},
+      {"Host names the port \":8443\"",
+       kConfigPath,
+       kConfigBody,
+       {"TDW-APPKEY: APP", "content-type: application/json", "Host: api-eu.tidewell.example:8443"}},
+      {"the method is PUT, not POST", kConfigPath, kConfigBody, Case{}.headers, tidewell::HOST_TDW_PROD_US,
+       "PUT"},
+      {"0 headers TDW-APPKEY", "/v1/geoFences", "", {"content-type: application/json"}},
+      {"the content type is \"application/json; charset=utf-8\"",
+       kConfigPath,
+       kConfigBody,
+       {"TDW-APPKEY: APP", "content-type: application/json; charset=utf-8"}},
+      {"there is no content type", "/v1/geoFences", "{}", bare},
+      {"a GET has a body", "/v3/campaigns/inapp/test/ID", "{}", bare, tidewell::HOST_TDW_PROD_US, "GET"},
+      {"a GET has the content type", "/v3/campaigns/inapp/test/ID", "", Case{}.headers,
+       tidewell::HOST_TDW_PROD_US, "GET"},
+      {"there is no body", kConfigPath, ""},
+      {"the body is not JSON", kConfigPath, "{\"query_params\":"},
+      {"not a JSON object", "/v1/geoFences", "[]"},
+      {"no object under \"query_params\"", kConfigPath, R"({"query_params":""})"},
+      {"no text under \"device_tz\"", kConfigPath,
+       R"({"query_params":{"os":"iOS","app_ver":"1","app_id":"APP","sdk_ver":"1","unique_id":"u",)"
+       R"("device_tz_offset":"0","device_ts":"1","device_tz":1}})"},
+      {"the path asks for the application \"B C\"", "/v3/sdkconfig/ios/B%20C"},
+      {"in this order", "/noformat/logs/t",
+       R"({"uid":"u","appid":"APP","lvl":"","tb":"","sdk_ver":"1","msg":"m","tm_s":"1"})", Case{}.headers,
+       tidewell::HOST_LOGENTRIES},
+      {"without a token", "/noformat/logs/", kLogBody, Case{}.headers, tidewell::HOST_LOGENTRIES},
+      {"not HTTP/1.1", kConfigPath, kConfigBody, {"Transfer-Encoding: chunked"}},
+      {"too large", kConfigPath, kConfigBody, {"X: " + std::string(70'000, 'x')}},
+      {"not HTTP/1.1", kConfigPath, kConfigBody, Case{}.headers, tidewell::HOST_TDW_PROD_US, "TWO WORDS"},
+  };
+  StandInBackend backend;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.problem + " " + c.path);
+    StandInClient client(backend);
+    client.headers = c.headers;
+    client.host = c.host;
+    client.method = c.method;
+    backend.clearRequests();
+    const bool get = c.method == "GET" && c.body.empty();
+    get ? client.get(c.path) : client.post(c.path, c.body);
+    ASSERT_EQ(backend.requestCount(), 1u);
+    std::string all;
+    const auto requests = backend.requests();
+    for (const auto& problem : requests.front().problems) all += problem + "\n";
+    EXPECT_TRUE(c.problem.empty() ? all.empty() : all.find(c.problem) != std::string::npos) << all;
+  }
+}
+
+TEST(StandInBackendTest, AnEditedConfigurationFileIsServedAtOnceAndABrokenOneReported) {
+  const TemporaryFolder folder;
+  const auto file = folder.path / "config.json";
+  const auto write = [&](const std::string& text) { std::ofstream(file, std::ios::trunc) << text; };
+  std::vector<std::string> messages;
+  std::mutex mutex;
+  StandInBackendOptions options;
+  options.configurationFile = file;
+  options.onMessage = [&](std::string_view message) {
+    const std::lock_guard lock(mutex);
+    messages.emplace_back(message);
+  };
+  StandInBackend backend(options);
+  StandInClient client(backend);
+  EXPECT_EQ(client.post(kConfigPath, kConfigBody).status, 500);
+  write(R"({"e_b_c":1})");
+  EXPECT_EQ(client.post(kConfigPath, kConfigBody).body, R"({"e_b_c":1})");
+  write("{\n\"e_b_c\":");
+  EXPECT_EQ(client.post(kConfigPath, kConfigBody).status, 500);
+  write("[2]");
+  EXPECT_EQ(client.post(kConfigPath, kConfigBody).body, "[2]");
+  backend.setConfiguration("{]");  // in code a broken one is meant
+  EXPECT_EQ(client.post(kConfigPath, kConfigBody).body, "{]");
+  const std::lock_guard lock(mutex);
+  ASSERT_EQ(messages.size(), 2u);
+  EXPECT_NE(messages[0].find("cannot read"), std::string::npos);
+  EXPECT_NE(messages[1].find("line 2"), std::string::npos) << messages[1];
+}
+
+TEST(StandInBackendTest, ARequestIsOneLineOfJson) {
+  StandInRequest request;
+  request.time = 1.5;
+  request.connection = 3;
+  request.method = "POST";
+  request.path = "/a";
+  request.headers = {{"A", "\xE9"}, {"A", "\xC3\xA9"}};  // Latin-1, UTF-8
+  request.body = "line\n\"two\"";
+  request.service = 7;
+  request.problems = {"p"};
+  const std::string beginning =
+      R"({"time":1.5,"connection":3,"server_name":"","host":"","method":"POST","path":"/a","query":"",)"
+      R"("service":7,"headers":[["A","é"],["A","é"]],)";
+  EXPECT_EQ(request.json(), beginning + R"("body":"line\n\"two\"","problems":["p"],"fault":""})");
+  request.body = "\xFF\x01";
+  EXPECT_EQ(request.json(), beginning + R"("body_base64":"/wE=","problems":["p"],"fault":""})");
+}
+
+TEST(StandInBackendTest, AConnectionIsKeptUntilAFaultForNewOnesIsSet) {
+  StandInBackend backend;
+  backend.setResource("/image.png", std::string("\x89PNG\0", 5), "image/png");
+  StandInClient client(backend);
+  client.post("/v1/geoFences", std::string(3u << 20, ' ') + "{}");  // large enough for "Expect: 100-continue"
+  EXPECT_EQ(client.get("/image.png").body, std::string("\x89PNG\0", 5));
+  client.post(kConfigPath, kConfigBody);
+  EXPECT_EQ(backend.connectionCount(), 1u);
+  backend.addFault(fault("kind=expired,host=api.tidewell.example,times=1"));
+  EXPECT_EQ(client.post(kConfigPath, kConfigBody).code, CURLE_PEER_FAILED_VERIFICATION);
+  EXPECT_EQ(client.post(kConfigPath, kConfigBody).code, CURLE_OK);
+  const auto requests = backend.requests();
+  ASSERT_EQ(requests.size(), 4u);
+  EXPECT_EQ(requests[0].body.size(), (3u << 20) + 2);
+  EXPECT_EQ(requests[2].connection, 1u);
+  EXPECT_EQ(requests[3].connection, 3u);
+  EXPECT_TRUE(requests[1].problems.empty());
+}
+
+TEST(StandInBackendTest, ServesTwoHundredConnectionsAtOnceAndStopsWithThemOpen) {
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  {
+    const StandInBackend first;
+    StandInClient(first).get("/");  // what the libraries open once stays open
+  }
+  const auto descriptors = entriesOf("/proc/self/fd");
+  const auto threads = entriesOf("/proc/self/task");
+  constexpr std::size_t kClients = 200;
+  std::atomic<std::size_t> cutOff{0};
+  std::vector<std::thread> clients;
+  {
+    StandInBackend backend;
+    backend.addFault(fault("kind=silence,service=12"));
+    for (std::size_t i = 0; i < kClients; ++i) {
+      clients.emplace_back([&backend, &cutOff] {
+        StandInClient client(backend);
+        client.timeoutMilliseconds = 100'000;
+        if (client.post(kConfigPath, kConfigBody).status != 200) return;
+        // Which error it is depends on how far the end has come when curl tries the kept connection once
+        // more.
+        const auto code = client.post("/v1/geoFences", "{}").code;
+        if (code != CURLE_OK && code != CURLE_OPERATION_TIMEDOUT) ++cutOff;
+      });
+    }
+    EXPECT_TRUE(backend.waitForRequests(2 * kClients, 60s));
+    EXPECT_EQ(backend.openConnectionCount(), kClients);
+  }
+  for (auto& client : clients) client.join();
+  EXPECT_EQ(cutOff, kClients);
+  EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
+  EXPECT_EQ(entriesOf("/proc/self/task"), threads);
+}
+
+TEST(StandInBackendTest, TheAuthorityOfAnEarlierRunIsTrustedStill) {
+  const TemporaryFolder folder;
+  StandInBackendOptions options;
+  options.directory = folder.path / "made" / "here";
+  options.caFile = folder.path / "ca-copy.pem";
+  { const StandInBackend earlier(options); }
+  const std::string trusted = std::exchange(options.caFile, "");
+  options.extraHosts = {"images.example"};  // which the earlier run's certificate does not name
+  const StandInBackend backend(options);
+  StandInClient client(backend);
+  client.ca = trusted;
+  client.host = "images.example";
+  EXPECT_EQ(client.get("/a").status, 404);
+  EXPECT_TRUE(backend.requests().back().problems.empty());
+  for (const auto* key : {"ca.key", "server.key"}) {
+    struct stat status {};
+    ASSERT_EQ(::stat((std::filesystem::path(options.directory) / key).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+  }
+}
