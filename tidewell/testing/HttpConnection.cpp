@@ -136,12 +136,22 @@ bool HttpConnection::fill() {
   return count > 0;
 }
 
+bool HttpConnection::awaitRequest() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (served_ && dropping_) return false;
+    idle_ = served_;
+  }
+  const bool begun = fill();
+  const std::lock_guard lock(mutex_);
+  idle_ = false;
+  served_ = true;
+  return begun;
+}
+
 ReadOutcome HttpConnection::readRequest(HttpRequest& request) {
   request = {};
-  idle_ = received_.empty();
-  const bool begun = !received_.empty() || fill();
-  idle_ = false;
-  if (!begun) return ReadOutcome::end;
+  if (received_.empty() && !awaitRequest()) return ReadOutcome::end;
 
   std::size_t headEnd = 0;
   while ((headEnd = received_.find("\r\n\r\n")) == std::string::npos) {
@@ -243,13 +253,14 @@ void HttpConnection::reset() {
   closeSocket();
 }
 
-void HttpConnection::dropIfIdle() {
-  const std::lock_guard lock(socketMutex_);
+void HttpConnection::dropOnceIdle() {
+  const std::lock_guard lock(mutex_);
+  dropping_ = true;
   if (idle_ && socket_ >= 0) ::shutdown(socket_, SHUT_RDWR);
 }
 
 void HttpConnection::closeSocket() {
-  const std::lock_guard lock(socketMutex_);
+  const std::lock_guard lock(mutex_);
   SSL_free(tls_);
   tls_ = nullptr;
   if (socket_ >= 0) ::close(socket_);

@@ -2,7 +2,6 @@
 
 #include <openssl/ssl.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -32,8 +31,9 @@ enum class ReadOutcome {
 
 /// One accepted connection, plain or TLS, on which requests are read and bytes written.
 ///
-/// Used by the connection's own thread, `dropIfIdle` apart. Every wait ends when the stop descriptor becomes
-/// readable; the operations then answer as if the client had gone. A thread with SIGPIPE blocked is expected.
+/// Used by the connection's own thread, `dropOnceIdle` apart. Every wait ends when the stop descriptor
+/// becomes readable; the operations then answer as if the client had gone. A thread with SIGPIPE blocked is
+/// expected.
 class HttpConnection {
  public:
   static constexpr std::size_t kMaximumHeadBytes = 64u << 10;
@@ -64,8 +64,9 @@ class HttpConnection {
   void finish();
   /// Ends it with a TCP reset.
   void reset();
-  /// From any thread: ends the connection where it waits for a request and has received nothing of it.
-  void dropIfIdle();
+  /// From any thread: ends a kept connection as soon as no request is on its way. One that has carried none
+  /// yet goes on, for its client would not try again.
+  void dropOnceIdle();
 
  private:
   enum class Wait { ready, timeOut, stopped };
@@ -74,14 +75,18 @@ class HttpConnection {
   std::size_t receive(char* buffer, std::size_t size);
   bool retry(int tlsResult);
   bool fill();
+  /// Waits for the first byte of a request.
+  bool awaitRequest();
   ReadOutcome readBody(HttpRequest& request);
   void closeSocket();
   static int chooseCertificate(SSL* tls, int* alert, void* unused);
 
-  std::mutex socketMutex_;  // between the owner's close and `dropIfIdle`
+  std::mutex mutex_;  // between the owner's thread and `dropOnceIdle`
   int socket_;
   const int stop_;
-  std::atomic<bool> idle_{false};
+  bool idle_ = false;      // waits for a request that is not the first
+  bool dropping_ = false;  // ends when it is idle
+  bool served_ = false;
   SSL* tls_ = nullptr;
   std::function<SSL_CTX*(std::string_view)> choose_;
   std::string serverName_;

@@ -208,7 +208,7 @@ class StandInBackend::Server {
     if (alone) faults_.clear();
     faults_.push_back(std::move(fault));
     if (!meetsConnections) return;
-    for (auto& worker : workers_) worker.connection.dropIfIdle();
+    for (auto& worker : workers_) worker.connection.dropOnceIdle();
   }
 
   void clearFaults() {

@@ -76,8 +76,8 @@ class TIDEWELL_EXPORT StandInBackend final {
 
   /// The only fault from now on.
   void setFault(StandInFault fault);
-  /// One more. A request meets the first that fits it, in the order in which they were added. Idle kept
-  /// connections are closed by a fault that new connections meet.
+  /// One more. A request meets the first that fits it, in the order in which they were added. A fault that
+  /// new connections meet closes the kept ones, each once its request is answered.
   void addFault(StandInFault fault);
   void clearFaults();
   [[nodiscard]] std::vector<StandInFault> faults() const;
