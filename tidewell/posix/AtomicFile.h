@@ -1,0 +1,52 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "tidewell/platform/FileManager.h"
+
+// Internal to the posix layer: not installed. All functions may be called from any thread; paths are
+// absolute, and a relative one is an error: nothing is ever looked for or left in the working folder.
+namespace tidewell::posix {
+
+/// The whole of a regular file of at most `bound` bytes. Never waits: a FIFO, a folder or a device is an
+/// error.
+[[nodiscard]] platform::FileContents readFile(const std::string& path,
+                                              std::size_t bound = platform::FileManager::kMaximumFileBytes);
+
+/// Replaces a file whole, mode 0600: written beside, flushed, renamed, and the folder flushed. Whatever stops
+/// it, the old file stays and nothing is left beside it; what a killed process left is removed by the first
+/// write of another. Anything but a regular file is not replaced.
+[[nodiscard]] std::error_code replaceFile(const std::string& path, std::string_view contents);
+
+/// Makes a folder (mode 0700) and those above it that are missing, up to but not including `existing`, a
+/// folder that others have to make ("" for none). No error where it is there already.
+[[nodiscard]] std::error_code makeFolders(const std::string& path, const std::string& existing);
+
+/// The folder that holds a path.
+[[nodiscard]] std::string folderOf(const std::string& path);
+
+/// No error where the system can take the path: absolute, without NUL.
+[[nodiscard]] std::error_code checkPath(std::string_view path);
+
+/// Which content a path held at an instant; two equal ones hold the same.
+class FileStamp {
+ public:
+  FileStamp() = default;
+  /// Of what the path leads to now. One system call.
+  [[nodiscard]] static FileStamp of(const std::string& path);
+  /// Whether nothing was written since. A content younger than the file system's clock can tell apart is
+  /// never the same as another.
+  [[nodiscard]] bool isSameAs(const FileStamp& now) const noexcept;
+
+ private:
+  int error_ = -1;  ///< -1 for a stamp of nothing, which is the same as no other
+  bool isSettled_ = true;
+  struct stat record_ {};
+};
+
+}  // namespace tidewell::posix
