@@ -1,11 +1,14 @@
 #include "tidewell/posix/WorkerQueue.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <new>
+#include <string>
 #include <utility>
 
+#include "tidewell/platform/Platform.h"
 #include "tidewell/posix/ForkGuard.h"
 #include "tidewell/posix/Thread.h"
 
@@ -49,7 +52,14 @@ WorkerQueue::WorkerQueue(const char* threadName) : state_(std::make_shared<State
 
 WorkerQueue::~WorkerQueue() = default;
 
-void WorkerQueue::async(std::function<void()> function) { static_cast<void>(tryAsync(function)); }
+void WorkerQueue::async(std::function<void()> function) {
+  if (tryAsync(function)) return;
+  function = nullptr;
+  constinit static std::atomic<bool> reported{false};
+  if (reported.exchange(true)) return;
+  platform::report(std::string("Work is dropped: the thread ") + state_->threadName +
+                   " cannot be started, or was lost in a fork");
+}
 
 bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {
   if (!function) return true;

@@ -11,7 +11,8 @@ namespace tidewell::posix {
 /// A serial queue with a thread of its own, which starts with the first function, sleeps while there is
 /// nothing to do and never ends.
 ///
-/// In the child of a fork it has no thread any more, and lets go of what it is given. Any thread.
+/// In the child of a fork it has no thread any more, and lets go of what it is given; so it does where the
+/// system has no thread to give. That is reported once a process. Any thread.
 class WorkerQueue final : public platform::Queue {
  public:
   /// The name of the thread: a literal of at most 15 characters.
