@@ -30,8 +30,8 @@ enum class MainLoop {
   host,       ///< the host: see `PosixPlatform::mainQueueDescriptor`, `pollMainQueue`, `runMainQueue`
 };
 
-/// What a host says once, when it installs the platform. The environment (HOME, XDG_DATA_HOME, proxies, CA
-/// files) is read at the same moment and never again.
+/// What a host says once, when it installs the platform. The environment (HOME, XDG_DATA_HOME, TZ,
+/// SSL_CERT_FILE, SSL_CERT_DIR, and the proxies' variables) is read at the same moment and never again.
 struct Options {
   /// Of the application: CFBundleIdentifier and CFBundleShortVersionString. Required.
   std::string bundleIdentifier;
@@ -42,8 +42,9 @@ struct Options {
   /// where there is one.
   std::string infoPlistPath;
   MainLoop mainLoop = MainLoop::ownThread;
-  /// Called for each log line in place of standard error, from any thread, with no lock held; it may log.
-  std::function<void(std::string_view line)> consoleSink;
+  /// Called with the text of each log line in place of standard error, without time, program and line feed;
+  /// from any thread, with no lock held; it may log. What it throws is swallowed.
+  std::function<void(std::string_view text)> consoleSink;
   /// A file of trusted certificates (PEM) in place of the system's.
   std::string caFile;
   /// A proxy (curl's syntax) in place of the environment's; "-" for none at all.
@@ -52,8 +53,11 @@ struct Options {
   /// Bodies of replies that are longer once decoded fail.
   std::size_t maximumBodyBytes = 16u << 20;
   bool modernLinkOpening = true;
-  /// In place of $XDG_DATA_HOME; "" takes the environment's.
+  /// An absolute path in place of $XDG_DATA_HOME; "" takes the environment's.
   std::string dataHome;
+  /// Stands before the paths of the system's own files (machine-id, os-release, hardware, time zone, trusted
+  /// certificates), where a sandbox shows them elsewhere; "" for none.
+  std::string systemRoot;
 };
 
 /// The default platform: a headless program on Linux or another POSIX system.
@@ -61,6 +65,9 @@ struct Options {
 /// Installed once and never destroyed. Its threads (at most four: transfers, session queues, global queue,
 /// and main queue where the host has no loop) start at first need, are named and block all signals. Any
 /// thread may call any operation.
+///
+/// In the child of a fork everything that needs no thread goes on working: files, user defaults, keychain,
+/// and a main queue that the host drains (it begins empty: what waited is the parent's to run).
 class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
  public:
   explicit PosixPlatform(Options options);
@@ -83,12 +90,14 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   [[nodiscard]] bool hasModernLinkOpening() const override;
 
   /// A descriptor that is readable while the main queue has work, for the host's own loop. -1 with
-  /// `MainLoop::ownThread`.
+  /// `MainLoop::ownThread`, and where the system had no descriptor left.
   [[nodiscard]] int mainQueueDescriptor() const;
   /// Runs what is on the main queue now and returns. How many functions ran. Does nothing with
-  /// `MainLoop::ownThread`.
+  /// `MainLoop::ownThread`, and while another thread drains the queue. The thread that drained it last is the
+  /// main queue's.
   std::size_t pollMainQueue();
   /// Drains the main queue on the calling thread for a time, waiting for work. How many functions ran.
+  /// Returns at once with `MainLoop::ownThread`.
   std::size_t runMainQueue(std::chrono::milliseconds duration);
 
   /// The host says that the application comes to the foreground or leaves it: the notification is posted on
@@ -102,7 +111,8 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
 };
 
 /// Makes the platform and puts it in force. Null, with one line on standard error that says why, for options
-/// without bundle identifier or version, and where a platform is installed already (the first one stays).
+/// without bundle identifier or version, for a `dataHome` that is not absolute, and where a platform is
+/// installed already (the first one stays).
 TIDEWELL_EXPORT PosixPlatform* install(Options options);
 
 }  // namespace tidewell::posix

@@ -1,0 +1,123 @@
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+
+#include <chrono>
+#include <cstddef>
+#include <ctime>
+#include <regex>
+
+#include "posix/PosixTest.h"
+
+namespace tidewell::posix {
+namespace {
+
+/// Makes this process's kernel one that does not know writes without SIGPIPE.
+bool forgetWritesWithoutSignal() {
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pwritev2, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog filter{4, program};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+class ConsoleTest : public PosixTest {
+ protected:
+  PosixPlatform platform{options()};
+  platform::Console& console = platform.console();
+};
+
+TEST_F(ConsoleTest, ALineHasTimeProgramProcessAndTheTextAsItIs) {
+  setenv("TZ", "Asia/Tokyo", 1);  // the line's time is UTC wherever the host is
+  const std::string path = folder + "/stderr";
+  int child = 0;
+  ASSERT_EQ(inChild([&] {
+              dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
+              console.write("first\nof two %@");
+              console.write(std::string(1 << 20, 'x'));
+              writeFile(folder + "/pid", std::to_string(getpid()));
+              return 0;
+            }),
+            0);
+  child = std::stoi(bytesOf(folder + "/pid"));
+  const std::string written = bytesOf(path);
+  std::smatch match;
+  const std::regex shape(
+      "(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\.\\d{6}\\+0000 tests_posix\\[(\\d+)\\] "
+      "first\nof two %@\n");
+  const std::string first = written.substr(0, written.find("%@\n") + 3);
+  ASSERT_TRUE(std::regex_match(first, match, shape)) << first;
+  EXPECT_EQ(std::stoi(match[2]), child);
+  tm parts{};
+  strptime(match[1].str().c_str(), "%Y-%m-%d %H:%M:%S", &parts);
+  EXPECT_NEAR(static_cast<double>(timegm(&parts)), static_cast<double>(std::time(nullptr)), 60);
+  EXPECT_TRUE(written.ends_with(" " + std::string(1 << 20, 'x') + "\n"));
+}
+
+TEST_F(ConsoleTest, AReaderThatIsGoneDoesNotEndTheProcess) {
+  for (const bool isSocket : {false, true}) {
+    for (const bool isOlderKernel : {false, true}) {
+      for (const bool isBlockedByHost : {false, true}) {
+        const int status = inChild([&] {
+          int ends[2];
+          if (isSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends)) return kSkipped;
+          std::signal(SIGPIPE, SIG_DFL);
+          sigset_t signals;
+          sigemptyset(&signals);
+          sigaddset(&signals, SIGPIPE);
+          if (isBlockedByHost) sigprocmask(SIG_BLOCK, &signals, nullptr);
+          dup2(ends[1], STDERR_FILENO);
+          close(ends[0]);
+          if (isOlderKernel && !forgetWritesWithoutSignal()) return kSkipped;
+          errno = 5;
+          console.write("nobody reads this");
+          if (errno != 5) return 2;
+          // What the library caused is gone, and the host's own signals come as ever.
+          if (sigpending(&signals) != 0 || sigismember(&signals, SIGPIPE) != 0) return 3;
+          sigfillset(&signals);
+          sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+          raise(SIGPIPE);
+          return 4;
+        });
+        if (status == kSkipped) GTEST_SKIP() << "this machine does not let a test make an older kernel";
+        EXPECT_EQ(status, -SIGPIPE) << isSocket << isOlderKernel << isBlockedByHost;
+      }
+    }
+  }
+}
+
+TEST_F(ConsoleTest, AFullPipeThatTheHostMadeNonBlockingIsNotWaitedForLong) {
+  EXPECT_EQ(inChild([&] {
+              int ends[2];
+              if (pipe2(ends, O_NONBLOCK) != 0) return 1;
+              dup2(ends[1], STDERR_FILENO);
+              const auto start = std::chrono::steady_clock::now();
+              console.write(std::string(1 << 20, 'x'));
+              return std::chrono::steady_clock::now() - start < std::chrono::seconds(2) ? 0 : 2;
+            }),
+            0);
+}
+
+TEST_F(ConsoleTest, TheHostsSinkTakesTheTextAndMayLogAndThrow) {
+  std::vector<std::string> lines;
+  PosixPlatform* self = nullptr;
+  Options with = options();
+  with.consoleSink = [&](std::string_view text) {
+    lines.emplace_back(text);
+    if (lines.size() == 1) self->console().write("from the sink");
+    throw 1;
+  };
+  PosixPlatform other(with);
+  self = &other;
+  other.console().write("text");
+  EXPECT_EQ(lines, (std::vector<std::string>{"text", "from the sink"}));
+}
+
+}  // namespace
+}  // namespace tidewell::posix

@@ -1,0 +1,122 @@
+#include "posix/PosixTest.h"
+#include "tidewell/base/PropertyList.h"
+
+namespace tidewell::posix {
+namespace {
+
+class InstallTest : public PosixTest {
+ protected:
+  /// What a function writes to standard error.
+  std::string errorOutput(const std::function<void()>& function) const {
+    testing::internal::CaptureStderr();
+    function();
+    return testing::internal::GetCapturedStderr();
+  }
+  [[nodiscard]] Options fromEnvironment() const {
+    Options result = options();
+    result.dataHome.clear();
+    return result;
+  }
+  static std::string libraryOf(PosixPlatform& platform) {
+    return platform.fileManager().pathForDirectory(platform::SearchPathDirectory::library).value_or("none");
+  }
+};
+
+TEST_F(InstallTest, UnsoundOptionsAreRefusedWithOneLineAndTheFirstPlatformStays) {
+  Options sound = options();
+  Options withoutBundle = sound;
+  withoutBundle.bundleIdentifier.clear();
+  Options withoutVersion = sound;
+  withoutVersion.version.clear();
+  Options relative = sound;
+  relative.dataHome = "data";
+  for (const auto& [given, word] :
+       {std::pair{withoutBundle, "bundle identifier"}, {withoutVersion, "version"}, {relative, "absolute"}}) {
+    const std::string output = errorOutput([&, given = given] { EXPECT_EQ(install(given), nullptr); });
+    EXPECT_NE(output.find(word), std::string::npos) << output;
+    EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1) << output;
+    EXPECT_FALSE(platform::Platform::isInstalled());
+  }
+  PosixPlatform* const first = install(sound);
+  ASSERT_NE(first, nullptr);
+  const std::string output = errorOutput([&] { EXPECT_EQ(install(sound), nullptr); });
+  EXPECT_NE(output.find("installed already"), std::string::npos) << output;
+  EXPECT_EQ(&platform::Platform::current(), first);
+}
+
+TEST_F(InstallTest, TheContainerLiesWhereTheEnvironmentSaysAtInstallation) {
+  const std::string home = folder + "/a 'b\" \n\xFF\xD0\x96";
+  std::filesystem::create_directory(home);
+  const auto expected = home + "/.local/share/org.example.shop/Library";
+  setenv("HOME", home.c_str(), 1);
+  setenv("XDG_DATA_HOME", "relative", 1);
+  PosixPlatform platform(fromEnvironment());
+  setenv("HOME", "/nowhere", 1);
+  EXPECT_EQ(libraryOf(platform), expected);
+  EXPECT_TRUE(std::filesystem::is_directory(expected));
+  platform.standardUserDefaults().setObject("value", "key");
+  EXPECT_TRUE(platform.standardUserDefaults().synchronize());
+  setenv("XDG_DATA_HOME", (folder + "/xdg").c_str(), 1);
+  PosixPlatform other(fromEnvironment());
+  EXPECT_EQ(libraryOf(other), folder + "/xdg/org.example.shop/Library");
+}
+
+TEST_F(InstallTest, AHomeThatDoesNotExistIsNotMade) {
+  unsetenv("XDG_DATA_HOME");
+  setenv("HOME", (folder + "/nonexistent").c_str(), 1);
+  PosixPlatform platform(fromEnvironment());
+  libraryOf(platform);
+  platform.standardUserDefaults().setObject("value", "key");
+  EXPECT_FALSE(platform.standardUserDefaults().synchronize());
+  EXPECT_FALSE(std::filesystem::exists(folder + "/nonexistent"));
+}
+
+TEST_F(InstallTest, AMachineWithoutAHomeWorksInMemory) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become a user without a record";
+  EXPECT_EQ(inChild([&] {
+              unsetenv("XDG_DATA_HOME");
+              unsetenv("HOME");
+              if (setuid(54321) != 0) return kSkipped;
+              PosixPlatform platform(fromEnvironment());
+              EXPECT_EQ(libraryOf(platform), "none");
+              platform.standardUserDefaults().setObject("value", "key");
+              EXPECT_FALSE(platform.standardUserDefaults().synchronize());
+              EXPECT_EQ(platform.standardUserDefaults().objectForKey("key"), base::Value("value"));
+              base::Data data;
+              EXPECT_EQ(platform.keychain().itemCopyMatching(
+                            {{platform::kSecClass, platform::kSecClassGenericPassword}}, data),
+                        platform::errSecNotAvailable);
+              EXPECT_TRUE(platform.device().identifierForVendor());
+              return exitStatus();
+            }),
+            0);
+}
+
+TEST_F(InstallTest, ValuesInCodeWinOverThoseOfTheInfoPlist) {
+  Options with = options();
+  with.infoPlistPath = folder + "/Info.plist";
+  with.infoDictionary = {{"InCode", 1}, {"InBoth", "code"}};
+  writeFile(with.infoPlistPath,
+            base::dataWithPropertyList(
+                base::Dictionary{{"InBoth", "file"}, {"InFile", true}, {"CFBundleIdentifier", "x"}},
+                base::PropertyListFormat::xml));
+  PosixPlatform platform(with);
+  EXPECT_EQ(base::Value(platform.bundles().mainInfoDictionary()),
+            base::Value(base::Dictionary{{"InBoth", "code"},
+                                         {"InFile", true},
+                                         {"InCode", 1},
+                                         {"CFBundleIdentifier", "org.example.shop"},
+                                         {"CFBundleShortVersionString", "2.5"}}));
+  const auto sdk = platform.bundles().infoDictionaryForIdentifier("com.tidewell.TidewellSDK");
+  ASSERT_TRUE(sdk);
+  EXPECT_EQ(sdk->objectForKey("CFBundleShortVersionString"), base::Value(TIDEWELL_VERSION_STRING));
+  EXPECT_TRUE(platform.bundles().infoDictionaryForIdentifier("org.example.shop"));
+  EXPECT_FALSE(platform.bundles().infoDictionaryForIdentifier("org.example.none"));
+
+  with.infoPlistPath = folder + "/none.plist";
+  const std::string output = errorOutput([&] { PosixPlatform without(with); });
+  EXPECT_NE(output.find("none.plist"), std::string::npos) << output;
+}
+
+}  // namespace
+}  // namespace tidewell::posix

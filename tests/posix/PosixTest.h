@@ -1,0 +1,98 @@
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tidewell/posix/PosixPlatform.h"
+
+namespace tidewell::posix {
+
+inline void writeFile(const std::string& path, std::string_view bytes) {
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+inline std::string bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline mode_t modeOf(const std::string& path) {
+  struct stat record {};
+  return stat(path.c_str(), &record) == 0 ? record.st_mode & 07777 : 0;
+}
+
+/// Runs a function in a process of its own: what it returned, or minus the signal that ended it.
+inline int inChild(const std::function<int()>& function) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(60);
+    _exit(function());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+/// The exit status of a child that could not set up what it was to test.
+inline constexpr int kSkipped = 77;
+/// The exit status of a child for whether all went well. EXPECT_… in a child prints to its standard error.
+inline int exitStatus() { return testing::Test::HasFailure() ? 1 : 0; }
+
+/// A folder of its own for each test, an empty working folder that must stay empty, and the sentences that
+/// the platform reported.
+class PosixTest : public testing::Test {
+ protected:
+  PosixTest() {
+    char name[] = "/tmp/tidewell-posix-XXXXXX";
+    folder = mkdtemp(name);
+    std::filesystem::create_directory(folder + "/working");
+    std::filesystem::current_path(folder + "/working");
+    platform::setReporter([](std::string_view text) {
+      const std::lock_guard lock(reportsMutex);
+      reports.emplace_back(text);
+    });
+  }
+  ~PosixTest() override {
+    platform::setReporter(nullptr);
+    EXPECT_TRUE(std::filesystem::is_empty(folder + "/working")) << "a file was left in the working folder";
+    std::filesystem::current_path("/");
+    std::filesystem::remove_all(folder);
+  }
+
+  [[nodiscard]] Options options() const {
+    Options result;
+    result.bundleIdentifier = "org.example.shop";
+    result.version = "2.5";
+    result.dataHome = folder + "/data";
+    result.mainLoop = MainLoop::host;
+    result.proxy = "-";
+    return result;
+  }
+  [[nodiscard]] std::string domainPath() const {
+    return folder + "/data/org.example.shop/Library/Preferences/org.example.shop.plist";
+  }
+  [[nodiscard]] static std::size_t reportCount() {
+    const std::lock_guard lock(reportsMutex);
+    return reports.size();
+  }
+
+  std::string folder;
+  inline static std::mutex reportsMutex;
+  inline static std::vector<std::string> reports;
+};
+
+}  // namespace tidewell::posix

@@ -1,0 +1,150 @@
+#include <poll.h>
+#include <pthread.h>
+
+#include <chrono>
+#include <future>
+#include <stdexcept>
+
+#include "posix/PosixTest.h"
+
+namespace tidewell::posix {
+namespace {
+
+using platform::Queue;
+
+class QueueTest : public PosixTest {
+ protected:
+  static bool isReadable(int descriptor) {
+    pollfd waiting{descriptor, POLLIN, 0};
+    return poll(&waiting, 1, 0) == 1;
+  }
+  static void waitFor(Queue& queue) {
+    std::promise<void> done;
+    queue.async([&] { done.set_value(); });
+    done.get_future().wait();
+  }
+};
+
+TEST_F(QueueTest, TheLibrarysThreadsAreNamedBlockAllSignalsAndKeepTheOrder) {
+  Options with = options();
+  with.mainLoop = MainLoop::ownThread;
+  PosixPlatform platform(with);
+  EXPECT_EQ(platform.mainQueueDescriptor(), -1);
+  EXPECT_EQ(platform.pollMainQueue(), 0u);
+  for (const auto& [queue, name] : {std::pair<Queue*, std::string>{&platform.mainQueue(), "tw-main"},
+                                    {&platform.globalQueue(), "tw-global"}}) {
+    std::string order;
+    for (const char c : {'a', 'b', 'c'}) queue->async([&order, c] { order += c; });
+    queue->async([] { throw std::runtime_error("from a function"); });
+    queue->async([&, name = name, queue = queue] {
+      char nameNow[16];
+      pthread_getname_np(pthread_self(), nameNow, sizeof nameNow);
+      EXPECT_EQ(nameNow, name);
+      sigset_t blocked;
+      pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+      for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD, SIGUSR1, SIGALRM}) {
+        EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+      }
+      EXPECT_TRUE(queue->isCurrent());
+    });
+    waitFor(*queue);
+    EXPECT_EQ(order, "abc");
+    EXPECT_FALSE(queue->isCurrent());
+  }
+  EXPECT_EQ(reportCount(), 2u) << "one for each function that threw";
+}
+
+TEST_F(QueueTest, AHostsLoopWaitsOnTheDescriptorAndDrains) {
+  PosixPlatform platform(options());
+  Queue& queue = platform.mainQueue();
+  const int descriptor = platform.mainQueueDescriptor();
+  EXPECT_FALSE(isReadable(descriptor));
+  std::string ran;
+  queue.async([&] {
+    ran += '1';
+    queue.async([&] { ran += '3'; });
+  });
+  queue.async([&] {
+    EXPECT_TRUE(queue.isCurrent());
+    ran += '2';
+  });
+  queue.async(nullptr);
+  EXPECT_TRUE(isReadable(descriptor));
+  EXPECT_EQ(platform.pollMainQueue(), 2u);
+  EXPECT_EQ(ran, "12");
+  EXPECT_TRUE(isReadable(descriptor)) << "a function waits that another added";
+  EXPECT_EQ(platform.pollMainQueue(), 1u);
+  EXPECT_FALSE(isReadable(descriptor));
+
+  platform.globalQueue().async([&] { queue.async([&] { ran += '4'; }); });
+  const auto start = std::chrono::steady_clock::now();
+  while (ran.back() != '4' && std::chrono::steady_clock::now() - start < std::chrono::seconds(20)) {
+    platform.runMainQueue(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(ran, "1234");
+  std::promise<bool> current;
+  platform.globalQueue().async([&] { current.set_value(queue.isCurrent()); });
+  EXPECT_FALSE(current.get_future().get());
+}
+
+TEST_F(QueueTest, AFunctionMayDrainTheQueueAndOnlyOneThreadDrains) {
+  PosixPlatform platform(options());
+  std::string ran;
+  platform.mainQueue().async([&] {
+    ran += 'a';
+    EXPECT_EQ(platform.pollMainQueue(), 1u);
+    std::promise<std::size_t> elsewhere;
+    platform.mainQueue().async([&] { ran += 'c'; });
+    platform.globalQueue().async([&] { elsewhere.set_value(platform.pollMainQueue()); });
+    EXPECT_EQ(elsewhere.get_future().get(), 0u);
+  });
+  platform.mainQueue().async([&] { ran += 'b'; });
+  platform.runMainQueue(std::chrono::milliseconds(0));
+  platform.pollMainQueue();
+  EXPECT_EQ(ran, "abc");
+}
+
+TEST_F(QueueTest, AForkedChildDropsWorkWithOneReportAndItsMainQueueIsItsOwn) {
+  PosixPlatform platform(options());
+  const int descriptor = platform.mainQueueDescriptor();
+  waitFor(platform.globalQueue());
+  bool hasRun = false;
+  platform.mainQueue().async([&] { hasRun = true; });
+  EXPECT_EQ(inChild([&] {
+              platform.globalQueue().async([] { _exit(9); });
+              platform.globalQueue().async([] { _exit(9); });
+              EXPECT_EQ(reports.size(), 1u);
+              EXPECT_FALSE(isReadable(descriptor));
+              EXPECT_EQ(platform.pollMainQueue(), 0u) << "the parent's to run";
+              bool hasRunHere = false;
+              platform.mainQueue().async([&] { hasRunHere = true; });
+              EXPECT_TRUE(isReadable(descriptor));
+              EXPECT_EQ(platform.pollMainQueue(), 1u);
+              EXPECT_TRUE(hasRunHere);
+              return exitStatus();
+            }),
+            0);
+  EXPECT_TRUE(isReadable(descriptor));
+  EXPECT_EQ(platform.pollMainQueue(), 1u);
+  EXPECT_TRUE(hasRun);
+  EXPECT_FALSE(isReadable(descriptor));
+}
+
+TEST_F(QueueTest, ComingToTheForegroundIsPostedOnTheMainQueue) {
+  PosixPlatform platform(options());
+  std::vector<std::string> seen;
+  auto& center = platform::NotificationCenter::defaultCenter();
+  for (const auto name : {platform::UIApplicationWillEnterForegroundNotification,
+                          platform::UIApplicationDidEnterBackgroundNotification}) {
+    center.addObserver(name, [&](const platform::Notification& posted) { seen.push_back(posted.name); });
+  }
+  platform.enterBackground();
+  platform.enterForeground();
+  EXPECT_TRUE(seen.empty());
+  platform.pollMainQueue();
+  EXPECT_EQ(seen, (std::vector<std::string>{"UIApplicationDidEnterBackgroundNotification",
+                                            "UIApplicationWillEnterForegroundNotification"}));
+}
+
+}  // namespace
+}  // namespace tidewell::posix

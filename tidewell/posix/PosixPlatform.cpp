@@ -1,0 +1,181 @@
+#include "tidewell/posix/PosixPlatform.h"
+
+#include <cerrno>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "tidewell/posix/AtomicFile.h"
+#include "tidewell/posix/Container.h"
+#include "tidewell/posix/Environment.h"
+#include "tidewell/posix/Fork.h"
+#include "tidewell/posix/HostQueue.h"
+#include "tidewell/posix/PosixBundles.h"
+#include "tidewell/posix/PosixClock.h"
+#include "tidewell/posix/PosixConsole.h"
+#include "tidewell/posix/PosixDevice.h"
+#include "tidewell/posix/PosixFileManager.h"
+#include "tidewell/posix/PosixKeychain.h"
+#include "tidewell/posix/PosixUserDefaults.h"
+#include "tidewell/posix/UrlSessionModule.h"
+#include "tidewell/posix/WorkerQueue.h"
+
+namespace tidewell::posix {
+namespace {
+
+/// Two separators before a root would not hurt, but they would show in messages.
+std::string withoutTrailingSeparators(std::string path) {
+  while (path.ends_with('/')) path.pop_back();
+  return path;
+}
+
+Container makeContainer(const Options& options, const Environment& environment) {
+  if (!checkPath(options.dataHome)) return Container(options.dataHome, "", options.bundleIdentifier);
+  // A home that does not exist is not the library's to make; the user's own XDG_DATA_HOME is.
+  return Container(environment.dataHome, environment.dataHomeIsOwn ? "" : environment.home,
+                   options.bundleIdentifier);
+}
+
+/// Why options are refused; "" for sound ones.
+std::string complaintAbout(const Options& options) {
+  if (options.bundleIdentifier.empty()) return "the options name no bundle identifier";
+  if (options.version.empty()) return "the options name no version of the application";
+  if (!options.dataHome.empty() && checkPath(options.dataHome)) {
+    return "the data folder of the options is no absolute path: " + options.dataHome;
+  }
+  return {};
+}
+
+}  // namespace
+
+struct PosixPlatform::State {
+  explicit State(Options given, const Environment& environment)
+      : options(std::move(given)),
+        container(makeContainer(options, environment)),
+        standardUserDefaults(container, container.userDefaultsFile()),
+        fileManager(container),
+        keychain(container),
+        device(container, options.systemRoot, options.bundleIdentifier),
+        bundles(options),
+        clock(environment.timeZone, options.systemRoot),
+        console(options.consoleSink),
+        workerMainQueue("tw-main"),
+        globalQueue("tw-global"),
+        transport(makeTransport(transportSettings(options, environment))) {
+    if (options.mainLoop == MainLoop::host) hostMainQueue.emplace();
+    platform::UrlSessionConfiguration shared;
+    shared.name = "shared";
+    shared.maximumBodyBytes = options.maximumBodyBytes;
+    sharedUrlSession = transport->makeSession(std::move(shared));
+  }
+
+  const Options options;
+  const Container container;
+  PosixUserDefaults standardUserDefaults;
+  PosixFileManager fileManager;
+  PosixKeychain keychain;
+  PosixDevice device;
+  PosixBundles bundles;
+  PosixClock clock;
+  PosixConsole console;
+  std::optional<HostQueue> hostMainQueue;  ///< nothing where the library's own thread drains
+  WorkerQueue workerMainQueue;
+  WorkerQueue globalQueue;
+  std::unique_ptr<Transport> transport;
+  std::shared_ptr<platform::UrlSession> sharedUrlSession;
+
+  StateMutex suitesMutex;
+  std::map<std::string, std::shared_ptr<platform::UserDefaults>, std::less<>> suites;
+
+  [[nodiscard]] platform::Queue& mainQueue() {
+    if (hostMainQueue) return *hostMainQueue;
+    return workerMainQueue;
+  }
+
+  [[nodiscard]] std::shared_ptr<platform::UserDefaults> knownSuite(std::string_view name) {
+    const std::lock_guard lock(suitesMutex);
+    const auto found = suites.find(name);
+    return found == suites.end() ? nullptr : found->second;
+  }
+
+  void post(std::string_view notification) {
+    mainQueue().async(
+        [notification] { platform::NotificationCenter::defaultCenter().postNotificationName(notification); });
+  }
+};
+
+PosixPlatform::PosixPlatform(Options options) {
+  prepareForForks();
+  options.systemRoot = withoutTrailingSeparators(std::move(options.systemRoot));
+  state_ = std::make_unique<State>(std::move(options), Environment::read());
+  if (!state_->bundles.complaint().empty()) {
+    console().write("Tidewell: Info.plist is not used: " + state_->bundles.complaint());
+  }
+}
+
+PosixPlatform::~PosixPlatform() = default;
+
+platform::UserDefaults& PosixPlatform::standardUserDefaults() { return state_->standardUserDefaults; }
+
+std::shared_ptr<platform::UserDefaults> PosixPlatform::userDefaultsWithSuiteName(std::string_view name) {
+  if (name.empty()) return nullptr;
+  if (auto known = state_->knownSuite(name)) return known;
+  auto suite =
+      std::make_shared<PosixUserDefaults>(state_->container, state_->container.userDefaultsFileOfGroup(name));
+  // Of two threads that make one, the first one's is everybody's.
+  const std::lock_guard lock(state_->suitesMutex);
+  return state_->suites.emplace(std::string(name), suite).first->second;
+}
+
+platform::FileManager& PosixPlatform::fileManager() { return state_->fileManager; }
+platform::Keychain& PosixPlatform::keychain() { return state_->keychain; }
+platform::Device& PosixPlatform::device() { return state_->device; }
+platform::Bundles& PosixPlatform::bundles() { return state_->bundles; }
+platform::Clock& PosixPlatform::clock() { return state_->clock; }
+platform::Console& PosixPlatform::console() { return state_->console; }
+
+platform::Queue& PosixPlatform::mainQueue() { return state_->mainQueue(); }
+platform::Queue& PosixPlatform::globalQueue() { return state_->globalQueue; }
+
+std::shared_ptr<platform::UrlSession> PosixPlatform::makeUrlSession(
+    platform::UrlSessionConfiguration configuration) {
+  configuration.maximumBodyBytes = state_->options.maximumBodyBytes;
+  return state_->transport->makeSession(std::move(configuration));
+}
+
+platform::UrlSession& PosixPlatform::sharedUrlSession() { return *state_->sharedUrlSession; }
+
+bool PosixPlatform::hasModernLinkOpening() const { return state_->options.modernLinkOpening; }
+
+int PosixPlatform::mainQueueDescriptor() const {
+  return state_->hostMainQueue ? state_->hostMainQueue->descriptor() : -1;
+}
+
+std::size_t PosixPlatform::pollMainQueue() {
+  return state_->hostMainQueue ? state_->hostMainQueue->poll() : 0;
+}
+
+std::size_t PosixPlatform::runMainQueue(std::chrono::milliseconds duration) {
+  return state_->hostMainQueue ? state_->hostMainQueue->run(duration) : 0;
+}
+
+void PosixPlatform::enterForeground() {
+  state_->post(platform::UIApplicationWillEnterForegroundNotification);
+}
+void PosixPlatform::enterBackground() { state_->post(platform::UIApplicationDidEnterBackgroundNotification); }
+
+PosixPlatform* install(Options options) {
+  std::string complaint = complaintAbout(options);
+  if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
+  if (complaint.empty()) {
+    auto made = std::make_shared<PosixPlatform>(std::move(options));
+    PosixPlatform* const pointer = made.get();
+    if (platform::Platform::install(std::move(made))) return pointer;
+    complaint = "a platform is installed already";
+  }
+  writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
+  return nullptr;
+}
+
+}  // namespace tidewell::posix
