@@ -1,0 +1,327 @@
+#include "tidewell/base/KeyedArchive.h"
+
+#include <plist/plist.h>
+
+#include "VectorFile.h"
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/PropertyList.h"
+
+using namespace tidewell::base;
+namespace rj = vectors::rj;
+
+namespace {
+
+/// The fields of the vectors' records and the keys that they lie under, in the order of an archive.
+constexpr std::pair<const char*, const char*> kFields[] = {
+    {"accountStatus", "a_s"},
+    {"inAppServiceStatus", "i_s"},
+    {"geofenceServiceStatus", "g_s"},
+    {"inboxServiceStatus", "in_s"},
+    {"logEntriesServiceStatus", "le_s"},
+    {"periodicSyncStatus", "p_f_s"},
+    {"deviceTriggerServiceStatus", "d_t"},
+    {"inboxDefaultDuration", "i_d_e"},
+    {"periodicSyncInterval", "p_f_t"},
+    {"deviceTriggerSyncDuration", "dt_s_t"},
+    {"userAttrCachingDuration", "u_a_c_t"},
+    {"analyticsSessionInactiveDuration", "s_i_d"},
+    {"blackListedEventsArray", "b_e"},
+    {"instantFlushEventsArray", "f_e"},
+    {"dataTrackingOptedOutWhitelistedEventsArray", "d_t_w_e"},
+    {"analyticsSourceExtraKeysArray", "src_ext"},
+    {"restrictedUniqueIDRegexArray", "b_uid_r"},
+    {"dataTrackingOptedOut", "d_t_opt_out"},
+    {"userPushOptedOut", "user_push_opt_out"},
+    {"userInAppOptedOut", "user_inapp_opt_out"},
+    {"eventsBatchCount", "e_b_c"},
+    {"dataRedirectionRegion", "d_r_r"},
+    {"logEntriesToken", "le_tkn"},
+};
+
+bool isNumberField(std::string_view field) {
+  return field.ends_with("Duration") || field.ends_with("Interval") || field.ends_with("BatchCount");
+}
+bool isFlagField(std::string_view field) { return field.ends_with("OptedOut"); }
+
+rj::Document twin(const std::string& name) {
+  rj::Document document;
+  document.Parse(vectors::contents("keyed_archive/" + name + ".json"));
+  EXPECT_FALSE(document.HasParseError()) << name;
+  return document;
+}
+
+std::vector<std::string> archiveNames() {
+  std::vector<std::string> names;
+  const rj::Document index = twin("index");
+  for (const auto& name : index["archives"].GetArray()) names.push_back(vectors::textOf(name));
+  EXPECT_GT(names.size(), 20u);
+  return names;
+}
+
+Value decodeField(KeyedDecoder& decoder, const char* field, const char* key) {
+  if (isNumberField(field)) return decoder.decodeInt64ForKey(key);
+  if (isFlagField(field)) return decoder.decodeBoolForKey(key);
+  return decoder.decodeObjectForKey(key);
+}
+
+/// The fields of a record by the names of the vectors; nil fields are left out.
+Dictionary decodeRecord(std::string_view bytes) {
+  Dictionary fields;
+  const bool found = unarchiveRecord(bytes, "TWConfig", [&fields](KeyedDecoder& decoder) {
+    for (const auto& [field, key] : kFields) {
+      const Value value = decodeField(decoder, field, key);
+      if (!value.isNil()) fields.setObject(value, field);
+    }
+  });
+  EXPECT_TRUE(found);
+  return fields;
+}
+
+std::string encodeRecord(const Dictionary& fields) {
+  return archivedDataWithRecord("TWConfig", [&fields](KeyedEncoder& encoder) {
+    for (const auto& [field, key] : kFields) {
+      const Value value = fields.objectForKey(field);
+      if (isNumberField(field)) {
+        encoder.encodeInt64(value.integerValue(), key);
+      } else if (isFlagField(field)) {
+        encoder.encodeBool(value.boolValue(), key);
+      } else {
+        encoder.encodeObject(value, key);
+      }
+    }
+  });
+}
+
+/// An XML archive whose entries after "$null" are given; `N` stands for a reference to entry N.
+std::string xmlArchive(const std::string& objects, int root = 1, const char* version = "100000") {
+  std::string text =
+      "<plist><dict><key>$archiver</key><string>NSKeyedArchiver</string><key>$version</key><integer>" +
+      std::string(version) + "</integer><key>$top</key><dict><key>root</key>`" + std::to_string(root) +
+      "`</dict><key>$objects</key><array><string>$null</string>" + objects + "</array></dict></plist>";
+  for (std::size_t at = 0; (at = text.find('`', at)) != std::string::npos;) {
+    const std::size_t end = text.find('`', at + 1);
+    const std::string number = text.substr(at + 1, end - at - 1);
+    text.replace(at, end - at + 1, "<dict><key>CF$UID</key><integer>" + number + "</integer></dict>");
+  }
+  return text;
+}
+
+std::string arrayEntry(const std::string& references, int classEntry) {
+  return "<dict><key>NS.objects</key><array>" + references + "</array><key>$class</key>`" +
+         std::to_string(classEntry) + "`</dict>";
+}
+std::string classEntry(const std::string& name) {
+  return "<dict><key>$classes</key><array><string>" + name +
+         "</string><string>NSObject</string></array></dict>";
+}
+
+}  // namespace
+
+TEST(KeyedArchive, ReadsThePlatformsArchives) {
+  for (const std::string& name : archiveNames()) {
+    SCOPED_TRACE(name);
+    const std::string bytes = vectors::contents("keyed_archive/" + name + ".plist");
+    const rj::Document expected = twin(name);
+    if (!expected.HasMember("fields")) {
+      const Value value = unarchiveObjectWithData(bytes);
+      EXPECT_EQ(value, vectors::valueOf(expected["value"]));
+      EXPECT_EQ(value.kind(), vectors::valueOf(expected["value"]).kind());
+      continue;
+    }
+    const Dictionary fields = decodeRecord(bytes);
+    for (const auto& member : expected["fields"].GetObject()) {
+      const Value value = fields.objectForKey(vectors::textOf(member.name));
+      const Value wanted = vectors::valueOf(member.value);
+      EXPECT_EQ(value, wanted) << member.name.GetString() << ": " << value.description();
+      EXPECT_EQ(value.kind(), wanted.kind()) << member.name.GetString();
+    }
+  }
+}
+
+TEST(KeyedArchive, WritesWhatItReads) {
+  for (const std::string& name : archiveNames()) {
+    if (!twin(name).HasMember("fields")) continue;
+    const Dictionary fields = decodeRecord(vectors::contents("keyed_archive/" + name + ".plist"));
+    EXPECT_EQ(decodeRecord(encodeRecord(fields)), fields) << name;
+  }
+  const Value plain = Dictionary{{"a", Array{1, -1, UINT64_MAX, 0.5, true, "x", "x", Value::null()}},
+                                 {"when", Date{1542000000.25}},
+                                 {"raw", Data(std::string("\0\1", 2))},
+                                 {"d", Dictionary{{"$k", Array{}}}}};
+  EXPECT_EQ(unarchiveObjectWithData(archivedDataWithRootObject(plain)), plain);
+  EXPECT_TRUE(unarchiveObjectWithData(archivedDataWithRootObject(Value())).isNil());
+  EXPECT_THROW((void)archivedDataWithRootObject(Array{BoxedPointer{}}), Exception);
+}
+
+// What another implementation's reader sees: the layout, and that equal strings lie in the archive once.
+TEST(KeyedArchive, HasThePlatformsLayout) {
+  const std::string bytes = archivedDataWithRecord("TWConfig", [](KeyedEncoder& encoder) {
+    encoder.encodeObject("allowed", "a_s");
+    encoder.encodeObject(Array{"allowed", Value::null(), Value::null()}, "b_e");
+    encoder.encodeInt64(-1, "p_f_t");
+    encoder.encodeBool(true, "$flag");
+    encoder.encodeObject(Value(), "le_tkn");
+  });
+  plist_t list = nullptr;
+  plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &list);
+  char* xml = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(list, &xml, &length);
+  std::string text(xml, length);
+  plist_free(list);
+  plist_to_bin_free(xml);
+  std::erase_if(text, [](char c) { return c == '\t' || c == '\n'; });
+  const auto reference = [](int entry) {
+    return "<dict><key>CF$UID</key><integer>" + std::to_string(entry) + "</integer></dict>";
+  };
+  const auto description = [](const std::string& name) {
+    return "<dict><key>$classname</key><string>" + name + "</string><key>$classes</key><array><string>" +
+           name + "</string><string>NSObject</string></array></dict>";
+  };
+  EXPECT_NE(
+      text.find(
+          "<key>$version</key><integer>100000</integer><key>$objects</key><array><string>$null</string><dict>"
+          "<key>a_s</key>" +
+          reference(2) + "<key>b_e</key>" + reference(3) +
+          "<key>p_f_t</key><integer>-1</integer><key>$$flag</key><true/><key>le_tkn</key>" + reference(0) +
+          "<key>$class</key>" + reference(7) +
+          "</dict><string>allowed</string><dict><key>NS.objects</key><array>" + reference(2) + reference(4) +
+          reference(4) + "</array><key>$class</key>" + reference(6) + "</dict><dict><key>$class</key>" +
+          reference(5) + "</dict>" + description("NSNull") + description("NSArray") +
+          description("TWConfig") +
+          "</array><key>$archiver</key><string>NSKeyedArchiver</string><key>$top</key><dict><key>root</key>" +
+          reference(1) + "</dict>"),
+      std::string::npos)
+      << text;
+}
+
+TEST(KeyedArchive, AnswersMissingKeysAndRaisesForWrongKinds) {
+  const std::string bytes = archivedDataWithRecord("Record", [](KeyedEncoder& encoder) {
+    encoder.encodeInt64(7, "number");
+    encoder.encodeObject("7", "text");
+    encoder.encodeBool(true, "$flag");
+  });
+  const bool found = unarchiveRecord(bytes, "Record", [](KeyedDecoder& decoder) {
+    EXPECT_TRUE(decoder.decodeObjectForKey("none").isNil());
+    EXPECT_EQ(decoder.decodeInt64ForKey("none"), 0);
+    EXPECT_FALSE(decoder.decodeBoolForKey("none"));
+    EXPECT_TRUE(decoder.decodeBoolForKey("$flag"));
+    EXPECT_EQ(decoder.decodeInt64ForKey("$flag"), 1);
+    EXPECT_TRUE(decoder.decodeObjectForKey("$class").isNil());
+    EXPECT_THROW((void)decoder.decodeInt64ForKey("text"), Exception);
+    EXPECT_THROW((void)decoder.decodeBoolForKey("text"), Exception);
+    EXPECT_THROW((void)decoder.decodeObjectForKey("number"), Exception);
+  });
+  EXPECT_TRUE(found);
+  const auto nothing = [](KeyedDecoder&) { ADD_FAILURE(); };
+  EXPECT_THROW((void)unarchiveRecord(bytes, "Other", nothing), Exception);
+  EXPECT_FALSE(unarchiveRecord(xmlArchive("", 0), "Record", nothing));
+}
+
+TEST(KeyedArchive, RefusesWhatIsNoArchive) {
+  const std::string array = classEntry("NSArray");
+  const struct {
+    const char* what;
+    std::string bytes;
+  } cases[] = {
+      {"nothing", ""},
+      {"a plain list", "<plist><dict/></plist>"},
+      {"another version", xmlArchive("<string>a</string>", 1, "100001")},
+      {"a root beyond the end", xmlArchive("<string>a</string>", 9)},
+      {"a cycle", xmlArchive(arrayEntry("`1`", 2) + array)},
+      {"a longer cycle", xmlArchive(arrayEntry("`3`", 2) + array + arrayEntry("`1`", 2))},
+      {"an entry beyond the end", xmlArchive(arrayEntry("`99`", 2) + array)},
+      {"an entry that is nil", xmlArchive(arrayEntry("`0`", 2) + array)},
+      {"an entry in place", xmlArchive(arrayEntry("<string>a</string>", 2) + array)},
+      {"a class beyond the end", xmlArchive(arrayEntry("", 99))},
+      {"a class that is a string", xmlArchive(arrayEntry("", 2) + "<string>NSArray</string>")},
+      {"a class that is not known", xmlArchive(arrayEntry("", 2) + classEntry("NSWindow"))},
+      {"no class", xmlArchive("<dict/>")},
+      {"a list as an entry", xmlArchive("<array/>")},
+      {"a date without time", xmlArchive("<dict><key>$class</key>`2`</dict>" + classEntry("NSDate"))},
+      {"a string that is itself",
+       xmlArchive("<dict><key>NS.string</key>`1`<key>$class</key>`2`</dict>" + classEntry("NSString"))},
+      {"more keys than objects", xmlArchive("<dict><key>NS.keys</key><array>`3`</array><key>NS.objects</"
+                                            "key><array/><key>$class</key>`2`</dict>" +
+                                            classEntry("NSDictionary") + "<string>k</string>")},
+      {"a key that is a number",
+       xmlArchive("<dict><key>NS.keys</key><array>`3`</array><key>NS.objects</key><array>`3`</array>"
+                  "<key>$class</key>`2`</dict>" +
+                  classEntry("NSDictionary") + "<integer>1</integer>")},
+  };
+  for (const auto& wrong : cases) {
+    try {
+      (void)unarchiveObjectWithData(wrong.bytes);
+      ADD_FAILURE() << wrong.what;
+    } catch (const Exception& exception) {
+      EXPECT_EQ(exception.name(), kInvalidUnarchiveOperationException) << wrong.what;
+    }
+  }
+  EXPECT_EQ(unarchiveObjectWithData(xmlArchive("<string>a</string>")), Value("a"))
+      << "the maker itself is right";
+}
+
+TEST(KeyedArchive, DecodesWhatIsSharedOnceAndRefusesWhatGrows) {
+  const Value twice = unarchiveObjectWithData(xmlArchive(arrayEntry("`3``3`", 2) + classEntry("NSArray") +
+                                                         arrayEntry("`4`", 2) + "<string>x</string>"));
+  ASSERT_TRUE(twice.array());
+  EXPECT_EQ(twice.array()->objectAtIndex(0).array()->begin(),
+            twice.array()->objectAtIndex(1).array()->begin());
+
+  for (const bool doubling : {false, true}) {
+    // A chain of arrays, deepest first or last, that holds each next one once or twice.
+    for (const int length : {20, kMaximumArchiveDepth - 2, kMaximumArchiveDepth + 5}) {
+      std::string objects = arrayEntry("`3`", 2) + classEntry("NSArray");
+      for (int i = 3; i < length + 3; ++i) {
+        const std::string next = "`" + std::to_string(i + 1) + "`";
+        objects += arrayEntry(i + 1 == length + 3 ? "" : doubling ? next + next : next, 2);
+      }
+      const bool fits = length == 20 || (!doubling && length < kMaximumArchiveDepth);
+      if (fits) {
+        EXPECT_NO_THROW((void)unarchiveObjectWithData(xmlArchive(objects))) << length;
+      } else {
+        EXPECT_THROW((void)unarchiveObjectWithData(xmlArchive(objects)), Exception) << length;
+      }
+    }
+  }
+}
+
+TEST(KeyedArchive, CarriesALongList) {
+  std::vector<Value> events;
+  for (int i = 0; i < 300'000; ++i) events.push_back("event " + std::to_string(i));
+  const Dictionary fields{{"blackListedEventsArray", Array(events)}};
+  const std::string bytes = encodeRecord(fields);
+  EXPECT_LT(bytes.size(), events.size() * 40);
+  EXPECT_EQ(decodeRecord(bytes).objectForKey("blackListedEventsArray"), Value(Array(std::move(events))));
+}
+
+TEST(KeyedArchive, SurvivesDamageAnywhere) {
+  for (const char* name :
+       {"keyed_archive/unexpected_classes.plist", "keyed_archive/object_dictionary.plist"}) {
+    const std::string whole = vectors::contents(name);
+    const auto read = [](std::string_view bytes) {
+      try {
+        (void)unarchiveObjectWithData(bytes).description();
+      } catch (const Exception&) {
+      }
+      try {
+        (void)unarchiveRecord(bytes, "TWConfig", [](KeyedDecoder& decoder) {
+          for (const auto& [field, key] : kFields) (void)decodeField(decoder, field, key);
+        });
+        return true;
+      } catch (const Exception&) {
+        return false;
+      }
+    };
+    for (std::size_t length = 0; length + 20 < whole.size(); ++length) {
+      EXPECT_FALSE(read(std::string_view(whole).substr(0, length))) << name << length;
+    }
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+      for (const int bit : {0x01, 0xff}) {
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ bit);
+        (void)read(damaged);
+      }
+    }
+  }
+}
