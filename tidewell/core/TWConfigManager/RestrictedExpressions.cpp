@@ -1,5 +1,6 @@
 #include "tidewell/core/TWConfigManager/RestrictedExpressions.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -9,8 +10,17 @@
 namespace tidewell {
 namespace {
 
-base::RegularExpression compile(const base::Value& entry) {
-  if (const std::string* const pattern = entry.string()) return base::RegularExpression(*pattern);
+/// Compiling so many bytes of a pattern takes about as long as one step of a match.
+constexpr std::size_t kBytesAStep = 16;
+
+/// Compiles an expression that is not kept, and takes about what that costs off the budget.
+base::RegularExpression compile(const base::Value& entry, base::MatchBudget& budget) {
+  if (const std::string* const pattern = entry.string()) {
+    budget.steps -=
+        1 + static_cast<std::int32_t>(
+                std::min(pattern->size(), base::RegularExpression::kMaximumPatternLength) / kBytesAStep);
+    return base::RegularExpression(*pattern);
+  }
   base::raise(base::kInvalidArgumentException,
               "Can't do regex matching on object " + entry.description() + ".");
 }
@@ -51,15 +61,15 @@ void RestrictedExpressions::compileAhead() const {
 
 RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniqueID) const {
   const base::Array& entries = arrayOf(list_, "countByEnumeratingWithState:objects:count:");
+  const base::MatchText text(uniqueID);
   base::MatchBudget budget;
   bool undecided = false;
   for (std::size_t index = 0; index < entries.count(); ++index) {
     base::MatchResult result = base::MatchResult::undecided;
     if (index < keptCount_) {
-      result = kept(index).matches(uniqueID, budget);
+      result = kept(index).matches(text, budget);
     } else if (budget.steps > 0) {
-      budget.steps -= kCompilingSteps;
-      result = compile(entries.begin()[index]).matches(uniqueID, budget);
+      result = compile(entries.begin()[index], budget).matches(text, budget);
     }
     if (result == base::MatchResult::matches) return Answer::matches;
     undecided |= result == base::MatchResult::undecided;

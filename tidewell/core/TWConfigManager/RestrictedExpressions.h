@@ -17,10 +17,9 @@ class RestrictedExpressions {
  public:
   /// So many expressions from the first on, with so many bytes of text together, are compiled ahead and kept.
   /// The others are compiled when a question reaches them and then let go of, so that a hostile list costs
-  /// bounded memory; each takes `kCompilingSteps` off the question's budget, so that it costs bounded time.
-  static constexpr std::size_t kMaximumKept = 4096;
-  static constexpr std::size_t kMaximumKeptBytes = 1u << 20;
-  static constexpr std::int32_t kCompilingSteps = 1;
+  /// bounded memory; that is taken off the question's budget, so that it costs bounded time, too.
+  static constexpr std::size_t kMaximumKept = 1000;
+  static constexpr std::size_t kMaximumKeptBytes = 256u << 10;
 
   /// nil is a list without expressions.
   explicit RestrictedExpressions(base::Value list);
