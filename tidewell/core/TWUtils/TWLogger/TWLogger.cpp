@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/NeverDestroyed.h"
@@ -241,8 +242,8 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, c
   logWithVerbosity(verbosity, severity, formatArgs);
   try {
     if (!TWConfigManager::sharedInstance().isLogentriesEnabled()) return;
-    const std::optional<std::string> line = getLogforVerbosity(verbosity, severity, formatArgs);
-    if (line) sendLogToLogEntries(*line, stackTrace, labelForSeverity(severity));
+    std::optional<std::string> line = getLogforVerbosity(verbosity, severity, formatArgs);
+    if (line) sendLogToLogEntries(*std::move(line), stackTrace, labelForSeverity(severity));
   } catch (...) {
     writeFailure("LogEntries Logger exception logWithVerbosity:andStackTrace: %@");
   }

@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "tidewell/base/Unicode.h"
 #include "tidewell/core/Guard.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
@@ -56,12 +55,6 @@ class ShippingSlot {
 
 std::size_t byteCount(const base::Value& text) { return text.string() ? text.string()->size() : 0; }
 
-/// JSON carries well-formed UTF-8 only, a log line may hold anything.
-base::Value wellFormed(const base::Value& text) {
-  if (!text.string() || base::isValidUtf8(*text.string())) return text;
-  return base::validUtf8(*text.string());
-}
-
 void logFailedSync() { logLine("Logentries failed to sync"); }
 
 std::optional<std::string> tokenPathComponent() {
@@ -77,10 +70,10 @@ void TWLogger::sendLogToLogEntries(const base::Value& message, const base::Value
   static constexpr LogCoordinates kWhere{"TWLogger", 209, "sendLogToLogEntries:andTraceBack:andLevel:",
                                          "Exception Config API : %@", TWLogSeverityError};
   guarded(kWhere, [&] {
-    const std::optional<std::string> uniqueId = TWCoreUtils::getSDKUniqueIdForUser();
-    const std::optional<std::string> appId = TWCoreUtils::getTidewellAppId();
-    const std::optional<std::string> sdkVersion = TWCoreUtils::getTidewellSDKVersion();
-    if (!appId || appId->empty()) {
+    const base::Value uniqueId = TWCoreUtils::getSDKUniqueIdForUser();
+    const base::Value appId = TWCoreUtils::getTidewellAppId();
+    const base::Value sdkVersion = TWCoreUtils::getTidewellSDKVersion();
+    if (appId.length() == 0) {
       logLine("App ID is missing in the initialize call");
       return;
     }
@@ -91,12 +84,13 @@ void TWLogger::sendLogToLogEntries(const base::Value& message, const base::Value
     }
 
     base::Dictionary payload;
+    payload.reserve(7);
     setObjectNilHandled(payload, appId, "appid");
     setObjectNilHandled(payload, uniqueId, "uid");
     setObjectNilHandled(payload, andLevel, "lvl");
-    setObjectNilHandled(payload, wellFormed(andTraceBack), "tb");
+    setObjectNilHandled(payload, andTraceBack, "tb");
     setObjectNilHandled(payload, sdkVersion, "sdk_ver");
-    setObjectNilHandled(payload, wellFormed(message), "msg");
+    setObjectNilHandled(payload, message, "msg");
     setObjectNilHandled(payload, TWDateUtils::getGMTtime(), "tm_s");
 
     const TWNetworkRequest request(TWServiceSendLogs, std::nullopt, std::nullopt, std::move(payload),
