@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -20,10 +22,11 @@ class Transcript {
     std::fflush(stdout);
     allRight_ = allRight_ && right;
   }
-  void expect(std::string_view question, bool expected, bool answer) {
+  template <std::same_as<bool> Answer>
+  void expect(std::string_view question, bool expected, Answer answer) {
     expect(question, expected ? std::string_view("YES") : "NO", answer ? std::string_view("YES") : "NO");
   }
-  void expect(std::string_view question, long long expected, long long answer) {
+  void expect(std::string_view question, int expected, std::int64_t answer) {
     expect(question, std::to_string(expected), std::to_string(answer));
   }
 

@@ -147,7 +147,7 @@ void firstStart(Life& life) {
   out.expect("getSourceExtraKeys, how many", 1,
              config.getSourceExtraKeys().array() == nullptr
                  ? 0
-                 : static_cast<long long>(config.getSourceExtraKeys().array()->count()));
+                 : static_cast<std::int64_t>(config.getSourceExtraKeys().array()->count()));
   out.expect("getLogEntriesToken", "demo-token", config.getLogEntriesToken().description());
   out.heading("  Unique IDs (an expression must match the whole ID)");
   out.expect("isUniqueIDRestricted(\"12345\")", true, config.isUniqueIDRestricted("12345"));
