@@ -5,6 +5,10 @@ function(tidewell_settings target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
                                            -Woverloaded-virtual -Wcast-align -Wunused)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # gcc 12 loses track of std::string's buffers when it inlines, and warns of what is not there. The sanitizers look for the real ones.
+    target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized -Wno-restrict)
+  endif()
   if(TIDEWELL_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
