@@ -24,14 +24,14 @@ bench:
 	scripts/setup bench
 	cmake --preset bench
 	cmake --build --preset bench
-	scripts/bench build/bench
+	scripts/bench build/dev
 
 FUZZ_SECONDS ?= 60
 fuzz:
 	scripts/setup ci
-	cmake --preset fuzz
-	cmake --build --preset fuzz
-	scripts/fuzz build/fuzz $(FUZZ_SECONDS)
+	cmake --preset asan
+	cmake --build --preset asan --target fuzzers
+	scripts/fuzz build/asan $(FUZZ_SECONDS)
 
 format:
 	scripts/format --fix

@@ -21,6 +21,9 @@ function(tidewell_settings target)
         "-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt")
     endif()
   endif()
+  if(TIDEWELL_BUILD_FUZZ)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)  # so that fuzzers see which code they reach
+  endif()
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
