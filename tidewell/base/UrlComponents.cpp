@@ -27,7 +27,9 @@ std::string escaped(std::string_view text, std::string_view keep) {
 
 std::string escapedHost(std::string_view host) {
   if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-    return "[" + escaped(host.substr(1, host.size() - 2), ":") + "]";
+    std::string literal = "[";
+    literal.append(escaped(host.substr(1, host.size() - 2), ":")).append("]");
+    return literal;
   }
   return escaped(host, detail::kSubDelimiters);
 }

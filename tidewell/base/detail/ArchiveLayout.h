@@ -27,7 +27,10 @@ inline constexpr std::string_view kBytes = "NS.data";
 
 /// A record's key as it is written: "$" belongs to the archive, so a key that begins with it gets another.
 inline std::string escapedKey(std::string_view key) {
-  return key.starts_with('$') ? "$" + std::string(key) : std::string(key);
+  std::string escaped;
+  if (key.starts_with('$')) escaped += '$';
+  escaped += key;
+  return escaped;
 }
 
 }  // namespace tidewell::base::detail::archive
