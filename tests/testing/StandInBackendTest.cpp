@@ -334,7 +334,7 @@ TEST(StandInBackendTest, TheAuthorityOfAnEarlierRunIsTrustedStill) {
   StandInClient client(backend);
   client.ca = trusted;
   client.host = "images.example";
-  EXPECT_EQ(client.get("/a").status, 404);
+  ASSERT_EQ(client.get("/a").status, 404);
   EXPECT_TRUE(backend.requests().back().problems.empty());
   for (const auto* key : {"ca.key", "server.key"}) {
     struct stat status {};
