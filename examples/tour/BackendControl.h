@@ -13,6 +13,8 @@ class BackendControl {
   [[nodiscard]] bool addFault(const std::string& fault) const;
   /// How many requests the backend has received.
   [[nodiscard]] int requestCount() const;
+  /// The text of the log line that was shipped last; "" where none was.
+  [[nodiscard]] std::string lastShippedLine() const;
 
  private:
   int port_;

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -40,7 +41,8 @@ constexpr const char* kFirstConfiguration = R"({
   "b_e": ["debug_click", "spam"], "f_e": ["purchase"], "d_t_w_e": ["consent_given"], "src_ext": ["campaign"],
   "b_uid_r": ["[0-9]+", "test_.*"], "le_tkn": "demo-token"
 })";
-constexpr const char* kSecondConfiguration = R"({"i_s": "blocked", "b_e": ["purchase"], "e_b_c": 5})";
+constexpr const char* kSecondConfiguration =
+    R"({"i_s": "blocked", "b_e": ["purchase"], "e_b_c": 5, "le_s": "allowed", "le_tkn": "demo-token"})";
 
 /// One life of the application: a process, a platform, the SDK, and the transcript of what it answered.
 class Life {
@@ -53,8 +55,9 @@ class Life {
     options.version = "2.1";
     options.mainLoop = tidewell::posix::MainLoop::host;
     options.consoleSink = [](std::string_view line) {
-      if (line.size() > 110) line = line.substr(0, 110);
-      std::printf("     log: %.*s\n", static_cast<int>(line.substr(0, line.find('\n')).size()), line.data());
+      std::string text(line.substr(0, 160));
+      std::replace(text.begin(), text.end(), '\n', ' ');
+      std::printf("     log: %s%s\n", text.c_str(), line.size() > text.size() ? "…" : "");
     };
     useStandIn(options);
     if (!withNetwork) {
@@ -189,6 +192,17 @@ void secondStart(Life& life) {
   out.expect("isEventBlackListed(\"purchase\")", true, config.isEventBlackListed("purchase"));
   out.expect("isUniqueIDRestricted(\"12345\")", false, config.isUniqueIDRestricted("12345"));
   out.expect("isDataTrackingEnabled", false, config.isDataTrackingEnabled());
+
+  out.heading("  This configuration also has marked log lines shipped: a request that fails is one");
+  out.expect("isLogentriesEnabled", true, config.isLogentriesEnabled());
+  out.expect("backend will fail the inbox once with status 503", true,
+             life.backend.addFault("service=7,kind=status:503,times=1"));
+  out.expect("inbox answers", false, life.call(tidewell::TWServiceInbox));
+  std::string shipped;
+  life.waitUntil([&] { return !(shipped = life.backend.lastShippedLine()).empty(); });
+  out.expect("the backend received a line about it", true,
+             shipped.find("Status Code: 503") != std::string::npos);
+  out.note("as it arrived: " + shipped.substr(0, shipped.find("{ Status")));
 }
 
 void offlineStart(Life& life) {
