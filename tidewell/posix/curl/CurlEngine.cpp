@@ -32,8 +32,7 @@ curl_slist* connectToList(const std::vector<ConnectionOverride>& overrides) {
 /// would pull it from under the host.
 bool initializeLibcurl() {
   static const bool initialized = [] {
-    holdExitLockWhenOpenSslEnds();
-    return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    return holdExitLockWhenOpenSslEnds() && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
   }();
   return initialized;
 }
@@ -64,7 +63,7 @@ CurlEngine* CurlEngine::make(TransferClient& client, const TransportSettings& se
 CurlEngine::CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share)
     : client_(client),
       multi_(multi),
-      environment_{settings, connectToList(settings.connectionOverrides), share} {}
+      environment_{settings, connectToList(settings.connectionOverrides), share, sockets_} {}
 
 void CurlEngine::run() noexcept {
   for (;;) {
@@ -158,6 +157,7 @@ void CurlEngine::endWhatIsDue() {
   const Clock::time_point now = Clock::now();
   while (!due_.empty() && due_.begin()->first <= now) {
     CurlTransfer& transfer = *due_.begin()->second;
+    transfer.noteBytesOnTheWire();
     if (transfer.due() <= now) {
       finish(transfer, transfer.failure(urlError(platform::kUrlErrorTimedOut)));
     } else {

@@ -59,6 +59,7 @@ class CurlEngine final : public TransferEngine {
 
   TransferClient& client_;
   CURLM* const multi_;
+  OpenSockets sockets_;
   CurlEnvironment environment_;
   struct Entry {
     std::unique_ptr<CurlTransfer> transfer;

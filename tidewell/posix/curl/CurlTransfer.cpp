@@ -1,7 +1,6 @@
 #include "tidewell/posix/curl/CurlTransfer.h"
 
 #include <strings.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <climits>
@@ -85,6 +84,7 @@ std::optional<base::Error> CurlTransfer::prepare() {
   head_.clear();
   body_.clear();
   bytesCounted_ = 0;
+  ports_ = {};
   curlDetail_[0] = '\0';
   noteProgress();
   return std::nullopt;
@@ -107,7 +107,9 @@ void CurlTransfer::setOnce() {
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, environment_.connectTo);
-  curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  environment_.sockets.attach(curl);
+  curl_easy_setopt(curl, CURLOPT_PREREQFUNCTION, noteConnection);
+  curl_easy_setopt(curl, CURLOPT_PREREQDATA, this);
   // Requests that start together wait for the first connection, and share it where it is HTTP/2.
   curl_easy_setopt(curl, CURLOPT_PIPEWAIT, 1L);
 
@@ -197,6 +199,12 @@ CurlTransfer::Clock::time_point CurlTransfer::due() const {
   return std::min(endOfLife, lastProgress_ + boundOf(session()->timeoutIntervalForRequest));
 }
 
+void CurlTransfer::noteBytesOnTheWire() {
+  if (const auto silence = environment_.sockets.silence(ports_)) {
+    lastProgress_ = std::max(lastProgress_, Clock::now() - *silence);
+  }
+}
+
 void CurlTransfer::boundCookies() {
   if (!head_.hasField("Set-Cookie")) return;
   curl_slist* cookies = nullptr;
@@ -240,7 +248,7 @@ platform::UrlTaskResult CurlTransfer::failure(base::Error error) {
   result.error = std::move(error);
   long status = 0;
   if (handle_) curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  if (status == 0) return result;
+  if (status < 200 || !head_.isComplete()) return result;  // nothing, or an interim reply
   result.response.emplace();
   result.response->url = url_;
   result.response->statusCode = status;
@@ -292,8 +300,11 @@ int CurlTransfer::countBytes(void* self, curl_off_t, curl_off_t received, curl_o
   return 0;
 }
 
-curl_socket_t CurlTransfer::openSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
-  return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+int CurlTransfer::noteConnection(void* self, char*, char*, int remotePort, int localPort) noexcept {
+  auto& transfer = *static_cast<CurlTransfer*>(self);
+  transfer.ports_ = {localPort, remotePort};
+  transfer.noteProgress();
+  return CURL_PREREQFUNC_OK;
 }
 
 }  // namespace tidewell::posix

@@ -12,6 +12,7 @@
 
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/TransferEngine.h"
+#include "tidewell/posix/curl/OpenSockets.h"
 #include "tidewell/posix/curl/ResponseHead.h"
 
 // Internal to the posix layer: not installed.
@@ -22,6 +23,7 @@ struct CurlEnvironment {
   const TransportSettings& settings;
   curl_slist* connectTo;  ///< the connection overrides as libcurl takes them; null for none
   CURLSH* share;          ///< cookies and TLS sessions, in memory
+  OpenSockets& sockets;
 };
 
 /// One task from the first request to the last reply, redirects included. Used on the transfer thread only.
@@ -43,6 +45,8 @@ class CurlTransfer {
   /// When it has been silent, or has lived, for too long, if nothing more arrives. Before `prepare` only its
   /// life counts.
   [[nodiscard]] Clock::time_point due() const;
+  /// Asks the socket for bytes that have not made a whole line or record yet; `due` may be later then.
+  void noteBytesOnTheWire();
 
   /// Forgets all cookies where servers have set more than anybody needs.
   void boundCookies();
@@ -74,7 +78,7 @@ class CurlTransfer {
   static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static int countBytes(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) noexcept;
-  static curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
+  static int noteConnection(void* self, char*, char*, int remotePort, int localPort) noexcept;
 
   TransferTask task_;
   const CurlEnvironment& environment_;
@@ -95,6 +99,7 @@ class CurlTransfer {
 
   Clock::time_point lastProgress_{};
   curl_off_t bytesCounted_ = 0;
+  OpenSockets::Ports ports_;
   char curlDetail_[CURL_ERROR_SIZE] = {};
 };
 

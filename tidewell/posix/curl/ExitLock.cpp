@@ -3,6 +3,7 @@
 #include <openssl/crypto.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 
 #include "tidewell/base/NeverDestroyed.h"
@@ -27,10 +28,12 @@ std::timed_mutex& exitLock() {
   return *lock;
 }
 
-void holdExitLockWhenOpenSslEnds() {
+bool holdExitLockWhenOpenSslEnds() {
   owner = getpid();
-  OPENSSL_init_crypto(0, nullptr);
-  OPENSSL_atexit(holdExitLock);
+  if (OPENSSL_atexit(holdExitLock) != 1) return false;
+  // Either the teardown finds the handler, or this finds that it has begun.
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  return OPENSSL_init_crypto(0, nullptr) == 1;
 }
 
 }  // namespace tidewell::posix

@@ -11,7 +11,8 @@ namespace tidewell::posix {
 /// waits for the lock until the process is gone. Nobody is joined.
 [[nodiscard]] std::timed_mutex& exitLock();
 
-/// Ties the lock to OpenSSL's teardown. Once, before libcurl is initialised.
-void holdExitLockWhenOpenSslEnds();
+/// Ties the lock to OpenSSL's teardown. Once, while the lock is held, before libcurl is initialised. NO where
+/// the teardown has begun already: the process is about to end, and OpenSSL must not be touched any more.
+[[nodiscard]] bool holdExitLockWhenOpenSslEnds();
 
 }  // namespace tidewell::posix

@@ -22,9 +22,13 @@ bool ResponseHead::addLine(std::string_view line) {
   if (bytes_ > kMaximumBytes) return false;
   if (line.substr(0, 5) == "HTTP/") {
     fields_.clear();
+    complete_ = false;
     return true;
   }
-  if (trimmed(line).empty()) return true;
+  if (trimmed(line).empty()) {
+    complete_ = true;
+    return true;
+  }
   const bool continues = line[0] == ' ' || line[0] == '\t';
   if (continues && !fields_.empty()) {
     fields_.back().second.append(" ").append(trimmed(line));
@@ -46,6 +50,7 @@ bool ResponseHead::hasField(std::string_view name) const {
 void ResponseHead::clear() {
   fields_.clear();
   bytes_ = 0;
+  complete_ = false;
 }
 
 }  // namespace tidewell::posix

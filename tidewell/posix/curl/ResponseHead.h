@@ -20,6 +20,8 @@ class ResponseHead {
   /// bound.
   [[nodiscard]] bool addLine(std::string_view line);
 
+  /// Whether the empty line after the last one has come.
+  [[nodiscard]] bool isComplete() const { return complete_; }
   [[nodiscard]] const std::vector<std::pair<std::string, std::string>>& fields() const { return fields_; }
   [[nodiscard]] bool hasField(std::string_view name) const;
   void clear();
@@ -27,6 +29,7 @@ class ResponseHead {
  private:
   std::vector<std::pair<std::string, std::string>> fields_;
   std::size_t bytes_ = 0;
+  bool complete_ = false;
 };
 
 }  // namespace tidewell::posix

@@ -24,6 +24,7 @@ std::set<int> openDescriptors() {
   while (const dirent* entry = readdir(folder.get())) {
     if (entry->d_name[0] != '.') descriptors.insert(std::atoi(entry->d_name));
   }
+  descriptors.erase(dirfd(folder.get()));
   return descriptors;
 }
 

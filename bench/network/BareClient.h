@@ -1,0 +1,47 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace bench {
+
+/// The floor: a bare libcurl multi handle on a thread of its own. A request is handed over to the thread, and
+/// its body back to a function that runs on it. It keeps its parsed CA store, and does nothing else that a
+/// client library has to do.
+class BareClient {
+ public:
+  /// Requests to https://HOST/ go to a port of this machine.
+  BareClient(std::string host, std::uint16_t port, std::string caFile);
+  ~BareClient();
+  BareClient(const BareClient&) = delete;
+  BareClient& operator=(const BareClient&) = delete;
+
+  void get(const char* path, std::function<void(std::string)> completion);
+
+ private:
+  struct Transfer {
+    const char* path;
+    std::function<void(std::string)> completion;
+    std::string body;
+  };
+
+  void run();
+  void start(Transfer* transfer);
+
+  const std::string host_;
+  const std::string caFile_;
+  curl_slist* connectTo_;
+  CURLM* const multi_;
+  std::mutex mutex_;
+  std::vector<Transfer*> waiting_;
+  bool ends_ = false;
+  std::thread thread_;
+};
+
+}  // namespace bench

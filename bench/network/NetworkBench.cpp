@@ -1,0 +1,236 @@
+#include <dirent.h>
+#include <malloc.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "BareClient.h"
+#include "Ratio.h"
+#include "tidewell/posix/PosixPlatform.h"
+#include "tidewell/testing/StandInBackend.h"
+
+// The URL session beside a bare libcurl multi handle, against a backend in a process of its own.
+namespace {
+
+using namespace tidewell;
+
+constexpr const char* kHost = "shop.example";
+/// Faults of the backend by path, so that one backend serves all rows: a page that comes at once, one whose
+/// connection is closed after it, and one that never comes.
+constexpr const char* kPage = "/page";
+constexpr const char* kSilentPage = "/silence";
+
+std::string bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+struct Server {
+  std::uint16_t port = 0;
+  std::string caFile;  ///< the system's certificates and the backend's authority
+};
+
+testing::StandInFault fault(const char* text) {
+  std::string problem;
+  return testing::StandInFault::parse(text, problem).value();
+}
+
+/// Starts a backend in a child that ends with this process.
+Server startServer(const std::string& folder, bool closesConnections) {
+  const std::string authority = folder + (closesConnections ? "/closing.pem" : "/keeping.pem");
+  int ends[2];
+  if (pipe(ends) != 0) std::abort();
+  if (fork() == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    testing::StandInBackendOptions options;
+    options.extraHosts = {kHost};
+    options.caFile = authority;
+    testing::StandInBackend backend(options);
+    backend.setResource(kPage, std::string(2048, 'x'), "text/plain");
+    backend.addFault(fault("kind=silence,path=/silence"));
+    if (closesConnections) {
+      testing::StandInFault closing = fault("kind=status:200");
+      closing.headers = {{"Connection", "close"}};
+      backend.addFault(closing);
+    }
+    const std::uint16_t port = backend.port();
+    if (write(ends[1], &port, sizeof port) != sizeof port) std::abort();
+    for (;;) pause();
+  }
+  Server server;
+  if (read(ends[0], &server.port, sizeof server.port) != sizeof server.port) std::abort();
+  server.caFile = authority + ".all";
+  std::ofstream(server.caFile) << bytesOf("/etc/ssl/certs/ca-certificates.crt") << bytesOf(authority);
+  return server;
+}
+
+std::unique_ptr<posix::PosixPlatform> makePlatform(const std::string& folder, const Server& server) {
+  posix::Options options;
+  options.bundleIdentifier = "org.example.bench";
+  options.version = "1";
+  options.dataHome = folder;
+  options.proxy = "-";
+  options.caFile = server.caFile;
+  options.connectionOverrides = {{kHost, 443, "127.0.0.1", server.port}};
+  return std::make_unique<posix::PosixPlatform>(std::move(options));
+}
+
+/// Counts down to nothing left.
+class Latch {
+ public:
+  explicit Latch(std::size_t count) : count_(count) {}
+  void countDown() {
+    const std::lock_guard lock(mutex_);
+    if (--count_ == 0) changed_.notify_one();
+  }
+  void wait() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return count_ == 0; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t count_;
+};
+
+/// Both clients for one server.
+class Pair {
+ public:
+  Pair(const std::string& folder, const Server& server)
+      : platform_(makePlatform(folder, server)), bare_(kHost, server.port, server.caFile) {
+    platform::UrlSessionConfiguration configuration;
+    configuration.httpsOnly = true;
+    session_ = platform_->makeUrlSession(configuration);
+  }
+
+  void send(const std::string& path, std::function<void(bool)> completion) {
+    session_->dataTaskWithRequest(
+        platform::UrlRequest(base::Url::URLWithString("https://" + std::string(kHost) + path)),
+        [completion = std::move(completion)](const platform::UrlTaskResult& result) {
+          completion(!result.error);
+        });
+  }
+
+  /// So many requests, a number of them at once.
+  void ours(std::size_t times, std::size_t atOnce) {
+    for (std::size_t done = 0; done < times; done += atOnce) {
+      Latch latch(atOnce);
+      for (std::size_t i = 0; i < atOnce; ++i) {
+        send(kPage, [&](bool good) {
+          if (!good) std::abort();
+          latch.countDown();
+        });
+      }
+      latch.wait();
+    }
+  }
+
+  void floor(std::size_t times, std::size_t atOnce) {
+    for (std::size_t done = 0; done < times; done += atOnce) {
+      Latch latch(atOnce);
+      for (std::size_t i = 0; i < atOnce; ++i) {
+        bare_.get(kPage, [&](const std::string& body) {
+          if (body.empty()) std::abort();
+          latch.countDown();
+        });
+      }
+      latch.wait();
+    }
+  }
+
+  [[nodiscard]] bench::BareClient& bare() { return bare_; }
+
+ private:
+  std::unique_ptr<posix::PosixPlatform> platform_;
+  std::shared_ptr<platform::UrlSession> session_;
+  bench::BareClient bare_;
+};
+
+/// Heap that each of so many requests holds while its server says nothing.
+template <class Send>
+double kilobytesInFlight(std::size_t count, Send send) {
+  const std::size_t before = mallinfo2().uordblks;
+  for (std::size_t i = 0; i < count; ++i) send();
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  return static_cast<double>(mallinfo2().uordblks - before) / static_cast<double>(count) / 1024;
+}
+
+std::string text(const char* format, double a, double b = 0) {
+  char line[100];
+  std::snprintf(line, sizeof line, format, a, b);
+  return line;
+}
+
+long contextSwitchesOfOurThreads() {
+  long sum = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    const std::string folder = task.path().string();
+    if (bytesOf(folder + "/comm").rfind("tw-", 0) != 0) continue;
+    std::ifstream status(folder + "/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.find("ctxt_switches") != std::string::npos)
+        sum += std::atol(line.c_str() + line.find(':') + 1);
+    }
+  }
+  return sum;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  char name[] = "/tmp/tidewell-bench-XXXXXX";
+  const std::string folder = mkdtemp(name);
+  const Server keeping = startServer(folder, false);
+  const Server closing = startServer(folder, true);
+  Pair kept(folder, keeping);
+  Pair fresh(folder, closing);
+  for (Pair* pair : {&kept, &fresh}) {
+    pair->ours(64, 64);  // connections, CA files and threads are there from now on
+    pair->floor(64, 64);
+  }
+
+  bench::Options longer;
+  longer.secondsPerTurn = 0.1;
+  const auto row = [&](const char* what, double goal, Pair& pair, std::size_t atOnce) {
+    bench::ratio(
+        what, goal, [&pair, atOnce](std::size_t n) { pair.ours(n, atOnce); },
+        [&pair, atOnce](std::size_t n) { pair.floor(n, atOnce); }, longer);
+  };
+  row("request on a kept connection", 1.3, kept, 1);
+  row("request on a new connection, system's CA bundle", 1.5, fresh, 1);
+  row("request, 8 at once", 1 / 0.9, kept, 8);
+  row("request, 64 at once", 1 / 0.9, kept, 64);
+
+  bench::figure("context switches of our threads in 2 s of idleness", [] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const long before = contextSwitchesOfOurThreads();
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    return std::to_string(contextSwitchesOfOurThreads() - before);
+  });
+  bench::figure("heap of a request in flight, 64 at once (bare libcurl)", [&] {
+    const double ours = kilobytesInFlight(64, [&] { kept.send(kSilentPage, [](bool) {}); });
+    const double bare =
+        kilobytesInFlight(64, [&] { kept.bare().get(kSilentPage, [](const std::string&) {}); });
+    return text("%.1f KB (%.1f KB)", ours, bare);
+  });
+  bench::figure("heap of each of 1000 further requests", [&] {
+    return text("%.1f KB", kilobytesInFlight(1000, [&] { kept.send(kSilentPage, [](bool) {}); }));
+  });
+  const int status = bench::run(argc, argv);
+  std::filesystem::remove_all(folder);
+  _exit(status);  // with requests in flight
+}

@@ -1,0 +1,142 @@
+#include "UrlSessionTesting.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell::posix {
+namespace {
+
+TEST_F(UrlSessionTest, ARequestGoesOutAsItWasBuilt) {
+  platform::UrlRequest asked = request("https://shop.example:443/a/../b/./c%2F?x=1&y=%20");
+  asked.setHTTPMethod("POST");
+  asked.setValue("application/json", "Content-Type");
+  asked.setValue("", "TDW-APPKEY");
+  asked.setValue("7", "Content-Length");
+  const std::string body = std::string(100'000, 'x') + std::string("\0\xff", 2);
+  asked.setHTTPBody(body);
+  const platform::UrlTaskResult result = fetch(asked);
+  ASSERT_FALSE(result.error) << result.error->description();
+
+  const auto received = backend.requests().at(0);
+  EXPECT_EQ("POST", received.method);
+  EXPECT_EQ("/a/../b/./c%2F", received.path);
+  EXPECT_EQ("x=1&y=%20", received.query);
+  EXPECT_EQ(body, received.body);
+  EXPECT_EQ("application/json", received.header("Content-Type"));
+  EXPECT_EQ("", received.header("TDW-APPKEY"));
+  EXPECT_EQ("100002", received.header("Content-Length"));
+  EXPECT_EQ(std::nullopt, received.header("Expect"));
+  EXPECT_EQ("shop.example", received.serverName);
+}
+
+TEST_F(UrlSessionTest, EveryMethodArrivesWithAndWithoutABody) {
+  for (const char* method : {"GET", "POST", "PUT", "DELETE", "HEAD"}) {
+    for (const char* body : {"", "{}"}) {
+      platform::UrlRequest asked = request();
+      asked.setHTTPMethod(method);
+      if (*body != '\0') asked.setHTTPBody(body);
+      if (std::string(method) == "HEAD" && *body != '\0') continue;
+      backend.clearRequests();
+      const platform::UrlTaskResult result = fetch(asked);
+      ASSERT_FALSE(result.error) << method << result.error->description();
+      EXPECT_EQ(method, backend.requests().at(0).method);
+      EXPECT_EQ(body, backend.requests().at(0).body) << method;
+    }
+  }
+}
+
+TEST_F(UrlSessionTest, CompressedRepliesAreDecoded) {
+  for (const char* encoding : {"gzip", "deflate", "br"}) {
+    backend.setFault(fault(std::string("kind=encoding:") + encoding));
+    const platform::UrlTaskResult result = fetch();
+    EXPECT_EQ("hello", bodyOf(result)) << encoding;
+  }
+}
+
+TEST_F(UrlSessionTest, CookiesAreSentBackAndABadServerCannotHoardThem) {
+  StandInFault reply = fault("kind=reply");
+  reply.headers = {{"Set-Cookie", "visitor=7; Path=/; Secure"}};
+  backend.setFault(reply);
+  static_cast<void>(fetch());
+  backend.clearFaults();
+  static_cast<void>(fetch());
+  EXPECT_EQ("visitor=7", backend.requests().at(1).header("Cookie"));
+
+  for (int batch = 0; batch < 12; ++batch) {
+    reply.headers.clear();
+    for (int i = 0; i < 50; ++i) {
+      reply.headers.emplace_back("Set-Cookie", "c" + std::to_string(batch * 50 + i) + "=1; Path=/");
+    }
+    backend.setFault(reply);
+    static_cast<void>(fetch());
+  }
+  backend.clearRequests();
+  static_cast<void>(fetch());
+  const std::string sent = backend.requests().at(0).header("Cookie").value_or("");
+  EXPECT_LT(std::count(sent.begin(), sent.end(), '='), 150);  // an all too good memory sends 150
+}
+
+TEST_F(UrlSessionTest, RequestsOneAfterTheOtherShareAConnection) {
+  const auto session = makeSession();
+  for (int i = 0; i < 20; ++i) ASSERT_EQ("hello", bodyOf(send(*session, request()).get()));
+  EXPECT_EQ(1u, backend.connectionCount());
+}
+
+TEST_F(UrlSessionTest, ManyAtOnceAllCompleteOnceAndOpenNoMoreThan64Connections) {
+  const auto session = makeSession();
+  std::vector<std::future<platform::UrlTaskResult>> replies;
+  backend.setFault(fault("kind=delay:2"));
+  for (int i = 0; i < 300; ++i) replies.push_back(send(*session, request()));
+  for (auto& reply : replies) EXPECT_EQ("hello", bodyOf(reply.get()));
+  EXPECT_EQ(300u, backend.requestCount());
+  EXPECT_LE(backend.connectionCount(), 64u);
+  EXPECT_GE(backend.connectionCount(), 2u);
+}
+
+TEST_F(UrlSessionTest, ASessionMayGoRightAfterItsRequest) {
+  auto session = makeSession();
+  auto reply = send(*session, request());
+  session.reset();
+  EXPECT_EQ("hello", bodyOf(reply.get()));
+}
+
+TEST_F(UrlSessionTest, CompletionsAreSerialAndSurviveOneThatThrows) {
+  const auto session = makeSession();
+  constexpr int kCount = 50;
+  std::promise<void> last;
+  std::atomic<int> inside{0};
+  int completed = 0;
+  bool overlapped = false;
+  for (int i = 0; i < kCount; ++i) {
+    session->dataTaskWithRequest(request(), [&](platform::UrlTaskResult) {
+      overlapped = overlapped || inside.fetch_add(1) != 0;
+      std::this_thread::yield();
+      inside.fetch_sub(1);
+      if (++completed == kCount) last.set_value();
+      if (completed == 3) throw std::runtime_error("of the host");
+    });
+    session->dataTaskWithRequest(request(), nullptr);
+  }
+  last.get_future().wait();
+  static_cast<void>(fetch());
+  EXPECT_FALSE(overlapped);
+  EXPECT_EQ(1u, reportCount());
+}
+
+TEST_F(UrlSessionTest, ACompletionMaySendTheNextRequest) {
+  const auto session = makeSession();
+  std::promise<std::string> done;
+  session->dataTaskWithRequest(request(), [&](platform::UrlTaskResult) {
+    session->dataTaskWithRequest(request(),
+                                 [&](platform::UrlTaskResult result) { done.set_value(bodyOf(result)); });
+  });
+  EXPECT_EQ("hello", done.get_future().get());
+}
+
+}  // namespace
+}  // namespace tidewell::posix
