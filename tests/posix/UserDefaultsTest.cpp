@@ -72,6 +72,29 @@ TEST_F(UserDefaultsTest, ProcessesThatWriteDifferentKeysLoseNone) {
   EXPECT_EQ(all.dictionary()->count(), static_cast<std::size_t>(kProcesses * kKeys));
 }
 
+TEST_F(UserDefaultsTest, OfThreadsThatSynchronizeAtOnceTheLastChangeStays) {
+  PosixPlatform platform(options());
+  platform::UserDefaults& defaults = platform.standardUserDefaults();
+  std::mutex counting;
+  int count = 0;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 50; ++i) {
+        {
+          const std::lock_guard lock(counting);
+          defaults.setObject(++count, "count");
+        }
+        EXPECT_TRUE(defaults.synchronize());
+        const std::lock_guard lock(counting);
+        EXPECT_EQ(defaults.objectForKey("count"), Value(count));
+      }
+    });
+  }
+  for (std::thread& each : threads) each.join();
+  EXPECT_EQ(base::propertyListWithData(bytesOf(domainPath())), Value(base::Dictionary{{"count", count}}));
+}
+
 TEST_F(UserDefaultsTest, AKillAtAnyInstantLeavesTheOldOrTheNewValuesWhole) {
   std::mt19937 random(7);
   for (int round = 0; round < 40; ++round) {

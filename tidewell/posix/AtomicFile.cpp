@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <mutex>
@@ -248,7 +249,7 @@ FileStamp FileStamp::of(const std::string& path) {
   if (stamp.error_ != 0) return stamp;
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  stamp.isSettled_ = nanoseconds(now) - nanoseconds(stamp.record_.st_ctim) > kClockStepNanoseconds;
+  stamp.isSettled_ = std::abs(nanoseconds(now) - nanoseconds(stamp.record_.st_ctim)) > kClockStepNanoseconds;
   return stamp;
 }
 

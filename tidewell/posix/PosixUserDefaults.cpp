@@ -1,6 +1,7 @@
 #include "tidewell/posix/PosixUserDefaults.h"
 
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -98,6 +99,7 @@ struct PosixUserDefaults::State {
   Changes changes;
   std::uint64_t changeCount = 0;
   std::string lastReadFailure;
+  std::string lastWriteFailure;
 
   void change(std::string_view key, base::Value object) {
     const std::lock_guard lock(mutex);
@@ -117,7 +119,7 @@ struct PosixUserDefaults::State {
     if (read.error) return read.error;
     if (read.isCorrupt && !isLocked) {
       const LockResult lock = lockFile(path);
-      return lock.lock ? load(true, reports) : lock.error;
+      return !lock.error || hasNoLocks(lock.error) ? load(true, reports) : lock.error;
     }
     {
       const std::lock_guard lock(mutex);
@@ -145,7 +147,8 @@ struct PosixUserDefaults::State {
         working.lock();
         if (isFresh(FileStamp::of(path))) return;
       }
-      noteReading(load(false, reports), reports);
+      const auto failure = load(false, reports);
+      noteOutcome(lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);
     }
     for (const std::string& each : reports) platform::report(each);
   }
@@ -160,12 +163,11 @@ struct PosixUserDefaults::State {
            ": " + reason;
   }
 
-  /// A failure is reported once: each read would repeat it.
-  void noteReading(std::error_code error, std::vector<std::string>& reports) {
-    std::string failure = error ? sentence("read", error.message()) : "";
+  /// A failure that repeats is reported once: each read and each request would say it again.
+  void noteOutcome(std::string& last, std::string failure, std::vector<std::string>& reports) {
     const std::lock_guard lock(mutex);
-    if (error && failure != lastReadFailure) reports.push_back(failure);
-    lastReadFailure = std::move(failure);
+    if (!failure.empty() && failure != last) reports.push_back(failure);
+    last = std::move(failure);
   }
 
   [[nodiscard]] Changes unwritten() {
@@ -195,6 +197,18 @@ struct PosixUserDefaults::State {
       if (found != changes.end() && found->second.number == change.number) changes.erase(found);
     }
     return {};
+  }
+
+  /// Brings what is changed now to the disk, with `file` held: another thread may just have written it. Why
+  /// it did not get there; "" where it did.
+  std::string writeChanges(std::vector<std::string>& reports) {
+    try {
+      const Changes toWrite = unwritten();
+      const auto error = toWrite.empty() ? std::error_code() : write(toWrite, reports);
+      return error ? sentence("written", error.message()) : "";
+    } catch (const std::exception&) {
+      return sentence("written", base::currentExceptionDescription());
+    }
   }
 
   [[nodiscard]] base::Dictionary copyOfStored() {
@@ -227,23 +241,19 @@ void PosixUserDefaults::setObject(base::Value object, std::string_view forKey) {
 void PosixUserDefaults::removeObjectForKey(std::string_view key) { state_->change(key, {}); }
 
 bool PosixUserDefaults::synchronize() {
-  const Changes changes = state_->unwritten();
-  if (changes.empty()) {
+  if (state_->unwritten().empty()) {
     state_->refresh();
     return true;
   }
   std::vector<std::string> reports;
-  bool isWritten = false;
-  try {
+  std::string failure;
+  {
     const std::lock_guard working(state_->file);
-    const auto failure = state_->write(changes, reports);
-    isWritten = !failure;
-    if (failure) reports.push_back(state_->sentence("written", failure.message()));
-  } catch (const std::exception&) {
-    reports.push_back(state_->sentence("written", base::currentExceptionDescription()));
+    failure = state_->writeChanges(reports);
+    state_->noteOutcome(state_->lastWriteFailure, failure, reports);
   }
   for (const std::string& each : reports) platform::report(each);
-  return isWritten;
+  return failure.empty();
 }
 
 }  // namespace tidewell::posix
