@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <regex.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +34,15 @@ inline std::string bytesOf(const std::string& path) {
 inline mode_t modeOf(const std::string& path) {
   struct stat record {};
   return stat(path.c_str(), &record) == 0 ? record.st_mode & 07777 : 0;
+}
+
+/// Whether an extended regular expression of POSIX describes the whole of a text.
+inline bool matches(const std::string& text, const std::string& pattern) {
+  regex_t compiled{};
+  if (regcomp(&compiled, ("^(" + pattern + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0) return false;
+  const bool result = regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
+  regfree(&compiled);
+  return result;
 }
 
 /// Runs a function in a process of its own: what it returned, or minus the signal that ended it.

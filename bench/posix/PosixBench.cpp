@@ -1,0 +1,128 @@
+// What the default platform adds to the system calls that it cannot do without.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "Ratio.h"
+#include "tidewell/posix/PosixPlatform.h"
+
+namespace {
+
+using namespace tidewell;
+
+/// A folder on the disk of the build tree: in memory a flush costs nothing, and nothing would be measured.
+const std::string& folder() {
+  static const std::string path = [] {
+    std::string name = std::filesystem::current_path() / "tidewell-bench-XXXXXX";
+    if (!mkdtemp(name.data())) std::abort();
+    return name;
+  }();
+  return path;
+}
+
+posix::PosixPlatform& platform() {
+  static auto* const made = [] {
+    posix::Options options;
+    options.bundleIdentifier = "org.example.bench";
+    options.version = "1";
+    options.dataHome = folder() + "/data";
+    options.mainLoop = posix::MainLoop::host;
+    return new posix::PosixPlatform(options);
+  }();
+  return *made;
+}
+
+void writeWhole(int descriptor, std::string_view bytes) {
+  if (write(descriptor, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) std::abort();
+}
+
+/// Write, flush and rename; with `flushFolder` also the flush that makes the rename itself last.
+void replaceBare(const std::string& path, std::string_view bytes, bool flushFolder) {
+  const std::string temporary = path + ".tmp";
+  const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  writeWhole(file, bytes);
+  if (fsync(file) != 0 || close(file) != 0 || std::rename(temporary.c_str(), path.c_str()) != 0) std::abort();
+  if (!flushFolder) return;
+  const int directory = open(folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fsync(directory) != 0) std::abort();
+  close(directory);
+}
+
+void fileRows() {
+  static const std::string archive(2048, 'x');
+  const bench::Options options{.turns = 15, .secondsPerTurn = 0.1};
+  const auto ours = [](std::size_t n) {
+    while (n--) {
+      if (platform().fileManager().replaceFile(folder() + "/ours", archive)) std::abort();
+    }
+  };
+  bench::ratio(
+      "file replaced: bare write, flush, rename, flush of the folder", 1.1, ours,
+      [](std::size_t n) {
+        while (n--) replaceBare(folder() + "/bare", archive, true);
+      },
+      options);
+  bench::ratio(
+      "file replaced: bare write, flush, rename", 1.1, ours,
+      [](std::size_t n) {
+        while (n--) replaceBare(folder() + "/bare", archive, false);
+      },
+      options);
+}
+
+void userDefaultsRows() {
+  bench::ratio(
+      "user default read: one stat", 0,
+      [](std::size_t n) {
+        while (n--) bench::keep(platform().standardUserDefaults().objectForKey("key"));
+      },
+      [](std::size_t n) {
+        struct stat record {};
+        while (n--) bench::keep(stat((folder() + "/ours").c_str(), &record));
+      });
+}
+
+/// Runs work with standard error led elsewhere.
+template <class Work>
+void withStandardError(int descriptor, Work work) {
+  const int before = dup(STDERR_FILENO);
+  dup2(descriptor, STDERR_FILENO);
+  work();
+  dup2(before, STDERR_FILENO);
+  close(before);
+}
+
+void consoleRow(const std::string& what, int descriptor) {
+  static const std::string text(100, 't');
+  static const std::string line = "2026-11-24 21:18:35.123456+0000 bench_posix[123456] " + text + "\n";
+  bench::ratio(
+      "log line to " + what + ": bare write of the same bytes", 1.5,
+      [descriptor](std::size_t n) {
+        withStandardError(descriptor, [n] {
+          for (std::size_t i = 0; i < n; ++i) platform().console().write(text);
+        });
+      },
+      [descriptor](std::size_t n) {
+        withStandardError(descriptor, [n] {
+          for (std::size_t i = 0; i < n; ++i) writeWhole(STDERR_FILENO, line);
+        });
+      });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  fileRows();
+  userDefaultsRows();
+  consoleRow("a file", open((folder() + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+  consoleRow("/dev/null", open("/dev/null", O_WRONLY | O_CLOEXEC));
+  const int status = bench::run(argc, argv);
+  std::filesystem::remove_all(folder());
+  return status;
+}
