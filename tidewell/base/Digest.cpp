@@ -64,9 +64,10 @@ std::array<std::uint8_t, 32> hmacSha256(std::string_view key, std::string_view m
 std::string hexString(const std::uint8_t* bytes, std::size_t count) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string text(count * 2, '\0');
-  for (std::size_t i = 0; i < count; ++i) {
-    text[2 * i] = kDigits[bytes[i] >> 4];
-    text[2 * i + 1] = kDigits[bytes[i] & 15];
+  char* out = text.data();
+  for (const std::uint8_t* byte = bytes; byte != bytes + count; ++byte) {
+    *out++ = kDigits[*byte >> 4];
+    *out++ = kDigits[*byte & 15];
   }
   return text;
 }

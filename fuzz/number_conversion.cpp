@@ -1,0 +1,45 @@
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "tidewell/base/PercentEncoding.h"
+#include "tidewell/base/Unicode.h"
+#include "tidewell/base/Value.h"
+
+using namespace tidewell::base;
+
+namespace {
+
+void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+/// The rule of `boolValue`, said once more.
+bool startsLikeYes(const std::string& text) {
+  const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
+  if (start == std::string::npos) return false;
+  if (std::string("YyTt").find(text[start]) != std::string::npos) return true;
+  const std::size_t digits = start + (text[start] == '+' || text[start] == '-');
+  const std::size_t first = text.find_first_not_of('0', digits);
+  return first != std::string::npos && text[first] >= '1' && text[first] <= '9';
+}
+
+}  // namespace
+
+/// The numbers in a text, against the C library's; and the conversions of the text itself.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const std::string text(reinterpret_cast<const char*>(bytes), size);
+  const Value value(text);
+  require(value.integerValue() == std::strtoll(text.c_str(), nullptr, 10));
+  require(value.boolValue() == startsLikeYes(text));
+  if (text.find_first_of("xXnN") == std::string::npos) {  // neither hexadecimal nor inf nor nan
+    require(value.doubleValue() == std::strtod(text.c_str(), nullptr));
+  }
+  const HexScan scan = scanHexInt(text, size % 3);
+  require(scan.found || scan.value == 0);
+  require(isValidUtf8(validUtf8(text)));
+  require(utf8FromUtf16(utf16FromUtf8(text)) == validUtf8(text));
+  require(utf16FromUtf8(text).size() == value.length());
+  require(percentDecode(percentEncode(text, "")) == text);
+  return 0;
+}
