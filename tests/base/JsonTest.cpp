@@ -79,6 +79,21 @@ TEST(JsonReading, KindsOfNumbersFollowTheirText) {
   }
 }
 
+TEST(JsonReading, NumbersAreExactAtTheEdges) {
+  const std::pair<const char*, double> cases[] = {
+      {"[0e-40]", 0},
+      {"[0.00000000000000001e-2147483639]", 0},
+      {"[1e-999999999999999999999]", 0},
+      {"[4.9406564584124654e-324]", 0x1p-1074},
+      {"[1.7976931348623157e308]", 0x1.fffffffffffffp1023},
+      {"[9007199254740993.0]", 9007199254740992.0},
+      {"[0.500000000000000166533453693773481063544750213623046875]", 0x1.0000000000002p-1},
+      {"[-9223372036854775809]", -0x1p63}};
+  for (const auto& [text, expected] : cases)
+    EXPECT_EQ(JSONObjectWithData(text), Value(Array{expected})) << text;
+  EXPECT_TRUE(JSONObjectWithData("[1.7976931348623159e308]").isNil());
+}
+
 TEST(JsonReading, MalformedEncodingsAreErrors) {
   using namespace std::string_view_literals;
   const std::string_view cases[] = {"[1]\0"sv,

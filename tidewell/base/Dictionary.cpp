@@ -7,14 +7,21 @@
 
 namespace tidewell::base {
 
+namespace {
+std::uint32_t hashOf(std::string_view key) noexcept { return static_cast<std::uint32_t>(stringHash(key)); }
+}  // namespace
+
 std::size_t DictionaryRecord::indexOf(std::string_view key) const noexcept {
+  return indexOf(key, slots_.empty() ? 0 : hashOf(key));
+}
+
+std::size_t DictionaryRecord::indexOf(std::string_view key, std::uint32_t hash) const noexcept {
   if (slots_.empty()) {
     for (std::size_t index = 0; index < entries.size(); ++index) {
       if (entries[index].key == key) return index;
     }
     return kNone;
   }
-  const auto hash = static_cast<std::uint32_t>(stringHash(key));
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t at = hash & mask; slots_[at].place != 0; at = (at + 1) & mask) {
     const std::size_t index = slots_[at].place - 1;
@@ -23,14 +30,17 @@ std::size_t DictionaryRecord::indexOf(std::string_view key) const noexcept {
   return kNone;
 }
 
-void DictionaryRecord::append(std::string key, Value value) {
-  if (entries.size() + 1 > kWalked && (entries.size() + 1) * 4 > slots_.size() * 3) {
+std::pair<std::size_t, bool> DictionaryRecord::insert(std::string&& key, Value&& value) {
+  const std::size_t count = entries.size() + 1;
+  if (count > kWalked && count * 4 > slots_.size() * 3) {
     rebuild(std::max<std::size_t>(slots_.size() * 2, kWalked * 4));
   }
+  const std::uint32_t hash = slots_.empty() ? 0 : hashOf(key);
+  const std::size_t known = indexOf(key, hash);
+  if (known != kNone) return {known, false};
   entries.push_back({std::move(key), std::move(value)});
-  if (!slots_.empty()) {
-    enter(static_cast<std::uint32_t>(stringHash(entries.back().key)), entries.size() - 1);
-  }
+  if (!slots_.empty()) enter(hash, count - 1);
+  return {count - 1, true};
 }
 
 void DictionaryRecord::reserve(std::size_t count) {
@@ -50,7 +60,7 @@ void DictionaryRecord::rebuild(std::size_t slotCount) {
   slots_.assign(slotCount, Slot());
   if (slotCount == 0) return;
   for (std::size_t index = 0; index < entries.size(); ++index) {
-    enter(static_cast<std::uint32_t>(stringHash(entries[index].key)), index);
+    enter(hashOf(entries[index].key), index);
   }
 }
 
@@ -73,7 +83,9 @@ DictionaryRecord& uniqueRecord(SharedPointer& pointer) {
     auto copy = std::make_unique<DictionaryRecord>();
     if (const DictionaryRecord* shared = recordOf(pointer)) {
       copy->reserve(shared->entries.size() + 1);
-      for (const Dictionary::Entry& entry : shared->entries) copy->append(entry.key, entry.value);
+      for (const Dictionary::Entry& entry : shared->entries) {
+        copy->insert(std::string(entry.key), Value(entry.value));
+      }
     }
     pointer = SharedPointer(copy.release());
   }
@@ -121,19 +133,13 @@ void Dictionary::setObject(Value object, std::string_view forKey) {
   refuseNil(object, forKey);
   std::string key(forKey);  // before the record is touched: the text may lie in it
   DictionaryRecord& record = uniqueRecord(record_);
-  const std::size_t index = record.indexOf(key);
-  if (index == DictionaryRecord::kNone) {
-    record.append(std::move(key), std::move(object));
-  } else {
-    record.entries[index].value = std::move(object);
-  }
+  const auto [index, added] = record.insert(std::move(key), std::move(object));
+  if (!added) record.entries[index].value = std::move(object);
 }
 
 bool Dictionary::addObject(std::string key, Value object) {
   refuseNil(object, key);
-  if (find(key)) return false;
-  uniqueRecord(record_).append(std::move(key), std::move(object));
-  return true;
+  return uniqueRecord(record_).insert(std::move(key), std::move(object)).second;
 }
 
 void Dictionary::removeObjectForKey(std::string_view key) {

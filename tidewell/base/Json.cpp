@@ -4,13 +4,16 @@
 #include <rapidjson/reader.h>
 #include <rapidjson/stream.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <iterator>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/NumberText.h"
 #include "tidewell/base/Unicode.h"
 
 namespace tidewell::base {
@@ -99,23 +102,42 @@ std::optional<std::string> utf8Of(std::string_view bytes) {
   return utf8FromUtf16(*units);
 }
 
+/// The value of a number of JSON's grammar, which lies in a text that goes on or ends with a NUL behind it;
+/// nil for one that is too large for a double.
+Value numberOf(std::string_view text) {
+  if (text.find_first_of(".eE") == std::string_view::npos) {
+    const char* const end = text.data() + text.size();
+    std::int64_t integer = 0;
+    if (std::from_chars(text.data(), end, integer).ec == std::errc()) return integer;
+    std::uint64_t unsignedInteger = 0;
+    if (std::from_chars(text.data(), end, unsignedInteger).ec == std::errc()) return unsignedInteger;
+  }
+  const double real = realAt(text.data());
+  return std::isfinite(real) ? Value(real) : Value();
+}
+
 /// Builds the value from the reader's events. Finished values and keys lie on two stacks until the container
 /// that holds them ends; it says how many are its own.
 class ValueBuilder {
  public:
   /// `mayHoldSurrogates`: whether the text has escapes, which alone can bring a surrogate into a string.
-  explicit ValueBuilder(bool mayHoldSurrogates) : mayHoldSurrogates_(mayHoldSurrogates) {}
+  explicit ValueBuilder(bool mayHoldSurrogates) : mayHoldSurrogates_(mayHoldSurrogates) {
+    values_.reserve(kUsualEntries);
+    keys_.reserve(kUsualEntries);
+  }
 
   bool Null() { return add(Value::null()); }
   bool Bool(bool value) { return add(value); }
-  bool Int(int value) { return add(value); }
-  bool Uint(unsigned value) { return add(value); }
-  bool Int64(std::int64_t value) { return add(value); }
-  bool Uint64(std::uint64_t value) { return add(value); }
-  bool Double(double value) { return add(value); }
-  bool RawNumber(const char*, rj::SizeType, bool) {
-    return false;
-  }  // only where numbers are asked for as texts
+  bool RawNumber(const char* text, rj::SizeType length, bool) {
+    const Value number = numberOf({text, length});
+    return number && add(number);
+  }
+  // Never called: the numbers come as texts.
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(std::int64_t) { return false; }
+  bool Uint64(std::uint64_t) { return false; }
+  bool Double(double) { return false; }
   bool String(const char* bytes, rj::SizeType length, bool) {
     const std::string_view text(bytes, length);
     return isAcceptable(text) && add(text);
@@ -165,15 +187,19 @@ class ValueBuilder {
     return add(std::move(container));
   }
 
+  static constexpr std::size_t kUsualEntries = 64;
+
   std::vector<Value> values_;
   std::vector<std::string> keys_;
   int depth_ = 0;
   const bool mayHoldSurrogates_;
 };
 
-// Encoding is checked before, over the whole text. Iterative: hostile nesting costs no stack.
-constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag | rj::kParseFullPrecisionFlag |
-                              rj::kParseTrailingCommasFlag;
+// Encoding is checked before, over the whole text. Iterative: hostile nesting costs no stack. Numbers as
+// texts: the reader's own exact conversion shifts by a bit count that a zero does not have, and adds
+// exponents beyond the range of an int.
+constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag |
+                              rj::kParseNumbersAsStringsFlag | rj::kParseTrailingCommasFlag;
 
 Value read(std::string_view bytes) {
   std::optional<std::string> text = utf8Of(bytes);

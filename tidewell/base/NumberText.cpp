@@ -76,10 +76,13 @@ bool leadingBoolean(std::string_view text) noexcept {
 double leadingReal(std::string_view text) {
   text = withoutLeadingSpace(text);
   const std::string number(text.substr(0, realLength(text)));
-  if (number.empty()) return 0;
+  return number.empty() ? 0 : realAt(number.c_str());
+}
+
+double realAt(const char* text) noexcept {
   // The C locale, whatever the process has set: a comma must not become the decimal separator.
   static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
-  return strtod_l(number.c_str(), nullptr, cLocale);
+  return strtod_l(text, nullptr, cLocale);
 }
 
 void appendReal(std::string& out, double real) { fmt::format_to(std::back_inserter(out), "{:.16g}", real); }

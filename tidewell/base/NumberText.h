@@ -17,6 +17,8 @@ namespace tidewell::base {
 [[nodiscard]] bool leadingBoolean(std::string_view text) noexcept;
 /// The decimal number at the start, with fraction and exponent; 0 where there is none.
 [[nodiscard]] double leadingReal(std::string_view text);
+/// The same where the number is known to begin at once; stops at the first character that is no part of it.
+[[nodiscard]] double realAt(const char* text) noexcept;
 /// `%.16g`.
 void appendReal(std::string& out, double real);
 

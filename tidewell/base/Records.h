@@ -46,14 +46,16 @@ struct DictionaryRecord final : ContainerRecord {
 
   DictionaryRecord() noexcept : ContainerRecord(Content::dictionary) {}
   [[nodiscard]] std::size_t indexOf(std::string_view key) const noexcept;
-  /// Adds an entry whose key is not there yet.
-  void append(std::string key, Value value);
+  /// The place of the key's entry, and whether it was added. Where the key was there already both arguments
+  /// stay as they are.
+  std::pair<std::size_t, bool> insert(std::string&& key, Value&& value);
   void reserve(std::size_t count);
   void remove(std::size_t index);
 
   std::vector<Dictionary::Entry> entries;
 
  private:
+  [[nodiscard]] std::size_t indexOf(std::string_view key, std::uint32_t hash) const noexcept;
   void rebuild(std::size_t slotCount);
   void enter(std::uint32_t hash, std::size_t index) noexcept;
 
