@@ -10,9 +10,10 @@
 namespace tidewell::base {
 
 /// MD5 (RFC 1321). Works where a FIPS provider forbids MD5 to default callers: the digest is a name for
-/// content here, never a protection. Any thread; never raises.
+/// content here, never a protection. Any thread. Raises `kInternalInconsistencyException` only where
+/// libcrypto was built without it.
 [[nodiscard]] TIDEWELL_EXPORT std::array<std::uint8_t, 16> md5(std::string_view bytes);
-/// HMAC-SHA-256 (RFC 2104, FIPS 180-4). Any thread; never raises.
+/// HMAC-SHA-256 (RFC 2104, FIPS 180-4). Any thread; raises as `md5` does.
 [[nodiscard]] TIDEWELL_EXPORT std::array<std::uint8_t, 32> hmacSha256(std::string_view key,
                                                                       std::string_view message);
 /// Two lower-case hexadecimal digits a byte.

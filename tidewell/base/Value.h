@@ -220,7 +220,7 @@ class TIDEWELL_EXPORT Value {
   [[nodiscard]] bool boolValue() const;
   /// nil gives 0; numbers their value, strings their leading decimal number. All other kinds raise.
   [[nodiscard]] double doubleValue() const;
-  /// The number of UTF-16 units of a string; nil gives 0. All other kinds raise.
+  /// The number of UTF-16 units of a string, of bytes of data; nil gives 0. All other kinds raise.
   [[nodiscard]] std::size_t length() const;
   /// The question `isEqualToString:`: nil answers NO; a string compares its bytes. All other kinds raise.
   [[nodiscard]] bool isEqualToString(std::string_view text) const;
@@ -228,6 +228,7 @@ class TIDEWELL_EXPORT Value {
   /// Equality of objects: numbers by value whatever their kind (booleans included), texts by their bytes,
   /// containers by their entries (dictionaries whatever their order). nil equals nil only. Never raises.
   [[nodiscard]] bool isEqual(const Value& other) const noexcept;
+  /// Equal values hash alike within one process; a container's hash is its count, as on the platform.
   [[nodiscard]] std::size_t hash() const noexcept;
   friend bool operator==(const Value& a, const Value& b) noexcept { return a.isEqual(b); }
 
