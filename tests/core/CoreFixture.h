@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,9 @@
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell {
+
+using Text = std::optional<std::string>;
+using Lines = std::vector<std::string>;
 
 /// A process whose machine is in the test's hands: `platform` is in force before the test begins.
 ///

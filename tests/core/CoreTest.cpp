@@ -12,8 +12,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
-using Lines = std::vector<std::string>;
 using testing::ScriptedNetwork;
 
 constexpr std::string_view kBlockingConfig =

@@ -5,7 +5,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
 using MaybeDate = std::optional<base::Date>;
 
 class DateUtilsTest : public CoreFixture {

@@ -8,8 +8,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
-using Lines = std::vector<std::string>;
 using namespace std::string_view_literals;
 
 class EncodersTest : public CoreFixture {};

@@ -7,7 +7,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
 using testing::FileOperation;
 
 class IdentifiersTest : public CoreFixture {

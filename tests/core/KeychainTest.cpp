@@ -11,7 +11,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
 constexpr std::string_view kService = "com.tidewell.org.example.shop";
 
 class KeychainTest : public CoreFixture {};

@@ -15,8 +15,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
-using Lines = std::vector<std::string>;
 using testing::ScriptedNetwork;
 
 class LogShippingTest : public CoreFixture {

@@ -11,8 +11,6 @@
 namespace tidewell {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 class LoggerTest : public CoreFixture {
  protected:
   static void setLevels(const std::vector<std::int64_t>& levels) {
@@ -23,12 +21,15 @@ class LoggerTest : public CoreFixture {
   }
 };
 
-/// A value whose description raises, as an object of a host's may.
+/// A value whose description logs and raises, as an object of a host's may.
 base::Value raisingValue() {
-  static const base::ObjectOperations operations{
-      [](const void*) -> std::string { throw std::runtime_error("no description"); },
-      [](const void* a, const void* b) { return a == b; }, [](const void*) { return std::size_t{0}; },
-      [](const void*) { return std::string("Raising"); }};
+  static const base::ObjectOperations operations{[](const void*) -> std::string {
+                                                   TWLogger::logWithVerbosity(1, 5, {"inside"});
+                                                   throw std::runtime_error("no description");
+                                                 },
+                                                 [](const void* a, const void* b) { return a == b; },
+                                                 [](const void*) { return std::size_t{0}; },
+                                                 [](const void*) { return std::string("Raising"); }};
   return base::ObjectHandle{std::make_shared<int>(0), &operations};
 }
 
@@ -98,7 +99,6 @@ TEST_F(LoggerTest, EveryCombinationOfSwitchesFollowsTheRules) {
 }
 
 TEST_F(LoggerTest, LinesAreFormattedWhateverTheSwitchesSay) {
-  using Text = std::optional<std::string>;
   EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message"));
   EXPECT_EQ(TWLogger::getLogforVerbosity(0, 5, kMessage), Text());
   EXPECT_EQ(TWLogger::getLogforVerbosity(3, 5, kMessage), Text());
@@ -134,7 +134,7 @@ TEST_F(LoggerTest, AnArgumentThatRaisesEndsInALineAndNothingElse) {
   EXPECT_EQ(lines(), Lines());
   TWLogger::debug(1);
   TWLogger::logWithVerbosity(1, 5, arguments);
-  EXPECT_EQ(lines(), Lines{"Caught an exception in TWLogger"});
+  EXPECT_EQ(lines(), (Lines{"Tidewell - inside", "Caught an exception in TWLogger"}));
 }
 
 TEST_F(LoggerTest, AnOffLineNeverBuildsItsText) {
@@ -181,15 +181,20 @@ struct LogsAtExit {
   ~LogsAtExit() {
     TWLogger::logWithVerbosity(1, 5, {"goodbye"});
     auto& machine = dynamic_cast<testing::TestingPlatform&>(platform::Platform::current());
-    for (const std::string& line : machine.testConsole().lines()) std::fprintf(stderr, "%s\n", line.c_str());
+    for (const std::string& line : machine.testConsole().lines()) {
+      if (line.ends_with("goodbye")) std::fprintf(stderr, "%s\n", line.c_str());
+    }
   }
 };
 
-TEST_F(LoggerTest, LinesAreWrittenFromDestructorsAtExit) {
+TEST_F(LoggerTest, LinesAreWrittenFromDestructorsAtExitWhileAThreadStillLogs) {
   EXPECT_EXIT(
       {
         static const LogsAtExit last;
         TWLogger::debug(1);
+        std::thread([] {
+          for (;;) TWLogger::logWithVerbosity(1, 5, {"running"});
+        }).detach();
         std::exit(0);
       },
       ::testing::ExitedWithCode(0), "Tidewell - goodbye");

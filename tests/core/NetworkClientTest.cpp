@@ -11,7 +11,6 @@
 namespace tidewell {
 namespace {
 
-using Lines = std::vector<std::string>;
 using testing::ScriptedNetwork;
 using Send = void (TWNetworkClient::*)(std::optional<platform::UrlRequest>, TWRequestCompletion) const;
 

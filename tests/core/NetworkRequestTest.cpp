@@ -10,8 +10,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
-using Lines = std::vector<std::string>;
 using Dict = std::optional<base::Dictionary>;
 const base::Value kNull = base::Value::null();
 const std::string kUS = "https://" + std::string(HOST_TDW_PROD_US) + ":443";

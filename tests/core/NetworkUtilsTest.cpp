@@ -11,9 +11,6 @@
 namespace tidewell {
 namespace {
 
-using Text = std::optional<std::string>;
-using Lines = std::vector<std::string>;
-
 const std::string kUniqueId = "6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309";
 
 std::string json(const std::optional<base::Dictionary>& dictionary) {

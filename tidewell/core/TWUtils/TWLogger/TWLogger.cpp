@@ -5,10 +5,12 @@
 #include <memory>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/TextFormat.h"
+#include "tidewell/core/TWConfigManager/SnapshotPointer.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/platform/Platform.h"
 
@@ -22,9 +24,17 @@ constexpr std::size_t kMaximumFormatArguments = 11;
 /// A threshold that no severity reaches.
 constexpr std::uint64_t kNothingIsWritten = std::uint64_t{1} << 32;
 
-using Format = std::shared_ptr<const std::string>;
+/// The templates by verbosity, from 1. Never changed once they are in force.
+struct Templates : std::enable_shared_from_this<Templates> {
+  std::array<std::optional<std::string>, 2> formats{std::string(kDefaultFormat),
+                                                    std::string(kDetailedFormat)};
+};
 
-Format makeFormat(std::string_view text) { return std::make_shared<const std::string>(text); }
+bool hasTemplate(std::int64_t verbosity) {
+  return verbosity == TWLogVerbosityDefault || verbosity == TWLogVerbosityDetailed;
+}
+
+std::size_t templateIndex(std::int64_t verbosity) { return static_cast<std::size_t>(verbosity - 1); }
 
 void writeToConsole(std::string_view text) { platform::Platform::current().console().write(text); }
 
@@ -41,30 +51,30 @@ void writeReport(std::string_view text) {
   TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityWarning, {base::Value(text)});
 }
 
-/// What the switches guard: the templates, and the order of writers.
+constinit std::atomic<const Templates*> templatesInForce{nullptr};
+
+/// The writers' side of templates and switches.
 ///
-/// Made by whatever touches a template or a switch first. As long as no switch was touched nothing is
-/// written, so this is early enough to become the listener of the layers below.
+/// Made by whatever touches one of them first. As long as no switch was touched nothing is written, so this
+/// is early enough to become the listener of the layers below.
 struct State {
-  State() : formats{makeFormat(kDefaultFormat), makeFormat(kDetailedFormat)} {
+  State() {
+    publish(std::make_shared<const Templates>());
     platform::setReporter(&writeReport);
   }
 
-  std::mutex mutex;
-  std::array<Format, 2> formats;
+  void publish(std::shared_ptr<const Templates> next) {
+    std::vector<std::shared_ptr<const Templates>> garbage;
+    templates.publish(std::move(next), garbage);
+  }
+
+  std::mutex writers;
+  SnapshotPublisher<Templates> templates{templatesInForce};
 };
 
 State& state() {
   static base::NeverDestroyed<State> state;
   return *state;
-}
-
-/// nil for a verbosity without a template.
-Format formatOfVerbosity(std::int64_t verbosity) {
-  if (verbosity != TWLogVerbosityDefault && verbosity != TWLogVerbosityDetailed) return nullptr;
-  State& shared = state();
-  const std::lock_guard lock(shared.mutex);
-  return shared.formats[static_cast<std::size_t>(verbosity - 1)];
 }
 
 constexpr std::string_view label(std::int64_t severity) {
@@ -85,19 +95,13 @@ constexpr std::string_view label(std::int64_t severity) {
 }
 
 /// The template of a line: with the label in front while filtering is in force, even where there is none.
-Format lineFormat(std::int64_t verbosity, std::int32_t severity) {
-  Format format = formatOfVerbosity(verbosity);
+std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t severity) {
+  std::optional<std::string> format = TWLogger::formatForVerbosity(verbosity);
   if (!TWLogger::usingSeverityFiltering()) return format;
   std::string labelled = "[";
   labelled += label(severity);
   labelled += "]\t";
-  labelled += format ? std::string_view(*format) : "(null)";
-  return makeFormat(labelled);
-}
-
-std::optional<std::string_view> view(const Format& format) {
-  if (!format) return std::nullopt;
-  return std::string_view(*format);
+  return labelled += format.value_or("(null)");
 }
 
 std::string textOf(std::string_view format, const base::Array& arguments) {
@@ -107,7 +111,7 @@ std::string textOf(std::string_view format, const base::Array& arguments) {
 
 void writeLine(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs) {
   if (verbosity == TWLogVerbosityNone || !TWLogger::writes(severity)) return;
-  TWLogger::log(view(lineFormat(verbosity, severity)), formatArgs);
+  TWLogger::log(lineFormat(verbosity, severity), formatArgs);
 }
 
 /// Says that logging itself raised, once: where that fails, too, there is nobody left to tell.
@@ -132,7 +136,7 @@ struct LoggerSwitches {
 
   template <class Change>
   void set(Change change) {
-    const std::lock_guard lock(state().mutex);
+    const std::lock_guard lock(state().writers);
     change(*this);
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
   }
@@ -158,17 +162,18 @@ void TWLogger::setupDefaultFormats() {
 }
 
 void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerbosity) {
-  if (forVerbosity != TWLogVerbosityDefault && forVerbosity != TWLogVerbosityDetailed) return;
-  Format made = format ? makeFormat(*format) : nullptr;
+  if (!hasTemplate(forVerbosity)) return;
   State& shared = state();
-  const std::lock_guard lock(shared.mutex);
-  shared.formats[static_cast<std::size_t>(forVerbosity - 1)].swap(made);
+  const std::lock_guard lock(shared.writers);
+  auto next = std::make_shared<Templates>(*shared.templates.latest());
+  next->formats[templateIndex(forVerbosity)] = std::move(format);
+  shared.publish(std::move(next));
 }
 
 std::optional<std::string> TWLogger::formatForVerbosity(std::int64_t verbosity) {
-  const Format format = formatOfVerbosity(verbosity);
-  if (!format) return std::nullopt;
-  return *format;
+  if (!hasTemplate(verbosity)) return std::nullopt;
+  initialize();
+  return Reading(templatesInForce)->formats[templateIndex(verbosity)];
 }
 
 void TWLogger::setMinimumSeverity(std::int32_t severity) {
@@ -252,7 +257,7 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, c
 std::optional<std::string> TWLogger::getLogforVerbosity(std::int64_t verbosity, std::int32_t severity,
                                                         const base::Array& formatArgs) {
   try {
-    return createLog(view(lineFormat(verbosity, severity)), formatArgs);
+    return createLog(lineFormat(verbosity, severity), formatArgs);
   } catch (...) {
     writeToConsoleNoThrow("Tidewell - Caught an exception in TWLogger " +
                           base::currentExceptionDescription());

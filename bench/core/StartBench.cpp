@@ -1,0 +1,169 @@
+// What a host notices of the SDK on the default platform: the second start, and the lines that are written.
+
+#include <fcntl.h>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "Ratio.h"
+#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/PropertyList.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TidewellCore.h"
+#include "tidewell/posix/PosixPlatform.h"
+
+using namespace tidewell;
+
+namespace {
+
+constexpr const char* kBundle = "org.example.bench";
+
+void install(const std::string& dataHome) {
+  posix::Options options;
+  options.bundleIdentifier = kBundle;
+  options.version = "1.2.3";
+  options.dataHome = dataHome;
+  if (posix::install(std::move(options)) == nullptr) std::abort();
+}
+
+/// The first life: what the second one finds on the disk.
+void prepare(const std::string& dataHome) {
+  install(dataHome);
+  TWCoreUtils::saveAppId("ABC123");
+  (void)TWCoreUtils::getSDKUniqueIdForUser();
+  base::Array events;
+  for (int i = 0; i < 30; ++i) events.addObject("event_name_" + std::to_string(i));
+  TWConfigManager::sharedInstance().updateConfigFromResponse(base::Dictionary{
+      {"a_s", "allowed"}, {"b_e", events}, {"f_e", events}, {"b_uid_r", base::Array{"test.*"}}});
+  platform::Platform& platform = platform::Platform::current();
+  platform.standardUserDefaults().setObject(platform.clock().now(), kConfigLastUpdatedKey);
+  platform.standardUserDefaults().synchronize();
+}
+
+double ourStart(const std::string& dataHome) {
+  install(dataHome);
+  return bench::secondsOf([] { TidewellCore::sharedInstance().initializeWithAppID("ABC123"); });
+}
+
+std::string contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) std::abort();
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Reads and decodes the same files and starts two threads.
+double bareStart(const std::string& dataHome) {
+  const std::string library = dataHome + "/" + kBundle + "/Library/";
+  std::thread threads[2];
+  const double seconds = bench::secondsOf([&] {
+    bench::keep(base::propertyListWithData(contents(library + "Preferences/" + kBundle + ".plist")));
+    base::unarchiveRecord(
+        contents(library + "Tidewell/TdwConfig"), "TWConfig", [](base::KeyedDecoder& decoder) {
+          for (const char* key : {"a_s", "i_s", "in_s", "g_s", "le_s", "d_t", "p_f_s", "b_e", "d_t_w_e",
+                                  "f_e", "src_ext", "b_uid_r", "le_tkn", "d_r_r"}) {
+            bench::keep(decoder.decodeObjectForKey(key));
+          }
+          for (const char* key : {"i_d_e", "p_f_t", "dt_s_t", "u_a_c_t", "s_i_d", "e_b_c"}) {
+            bench::keep(decoder.decodeInt64ForKey(key));
+          }
+        });
+    for (std::thread& thread : threads) thread = std::thread([] {});
+  });
+  for (std::thread& thread : threads) thread.join();
+  return seconds;
+}
+
+/// Runs this program again, for a life of its own, and reads the number that it prints.
+double life(const char* what, const std::string& dataHome) {
+  int ends[2];
+  if (pipe(ends) != 0) std::abort();
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    execl("/proc/self/exe", "bench_start", what, dataHome.c_str(), nullptr);
+    _exit(127);
+  }
+  close(ends[1]);
+  char text[64] = {};
+  if (read(ends[0], text, sizeof text - 1) < 0) std::abort();
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0) std::abort();
+  return std::strtod(text, nullptr);
+}
+
+/// Sends standard error to the beginning of a file for as long as it lives.
+class ErrorToFile {
+ public:
+  explicit ErrorToFile(const std::string& path) : saved_(dup(STDERR_FILENO)) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(file, STDERR_FILENO);
+    close(file);
+  }
+  ~ErrorToFile() {
+    dup2(saved_, STDERR_FILENO);
+    close(saved_);
+  }
+  ErrorToFile(const ErrorToFile&) = delete;
+  ErrorToFile& operator=(const ErrorToFile&) = delete;
+
+ private:
+  int saved_;
+};
+
+void addWrittenLines(const std::string& folder) {
+  const std::string path = folder + "/stderr";
+  const bench::Work ours = [path](std::size_t times) {
+    const ErrorToFile redirected(path);
+    TWLogger::debug(TWLogLevelDebug);
+    while (times--) logLine([] { return "Config request initiated:"; });
+    TWLogger::debug(TWLogLevelOff);
+  };
+  ours(1);
+  bench::ratio("log line written, beside a bare write of its bytes", 1.5, ours,
+               [path, line = contents(path)](std::size_t times) {
+                 const ErrorToFile redirected(path);
+                 while (times--) bench::keep(write(STDERR_FILENO, line.data(), line.size()));
+               });
+  bench::ratio("log line written, beside spdlog flushed", 1, ours, [path](std::size_t times) {
+    const ErrorToFile redirected(path);
+    spdlog::logger logger("bench", std::make_shared<spdlog::sinks::stderr_sink_mt>());
+    logger.flush_on(spdlog::level::info);
+    while (times--) logger.info("Tidewell - {}", "Config request initiated:");
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc == 3 && std::strcmp(argv[1], "--prepare") == 0) return prepare(argv[2]), std::puts("0"), 0;
+  if (argc == 3 && std::strcmp(argv[1], "--ours") == 0) return std::printf("%.9f\n", ourStart(argv[2])), 0;
+  if (argc == 3 && std::strcmp(argv[1], "--bare") == 0) return std::printf("%.9f\n", bareStart(argv[2])), 0;
+
+  char folder[] = "/tmp/tidewell-bench-XXXXXX";
+  if (mkdtemp(folder) == nullptr) return 1;
+  const std::string dataHome = folder;
+  (void)life("--prepare", dataHome);
+  bench::measured("initializeWithAppID, second start, beside reading its files and two threads", 2.5, [=] {
+    return bench::Pair{life("--ours", dataHome), life("--bare", dataHome)};
+  });
+  install(dataHome);
+  addWrittenLines(dataHome);
+  const int status = bench::run(argc, argv);
+  std::filesystem::remove_all(folder);
+  return status;
+}
