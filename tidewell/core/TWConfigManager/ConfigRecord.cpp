@@ -32,13 +32,19 @@ void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, 
     aftermath.newExpressions = snapshot->restrictedExpressions;
   }
   const std::uint32_t gates = snapshot->gates;
-  publisher_.publish(std::move(snapshot), aftermath.garbage);
+  publisher_.publish(std::move(snapshot));
   gates_.store(gates, std::memory_order_release);
 }
 
+void ConfigPublication::reclaim(Aftermath& aftermath) { publisher_.reclaim(aftermath.garbage); }
+
+void ConfigPublication::replace(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath) {
+  publish(std::move(snapshot), aftermath);
+  if (seeReaders()) reclaim(aftermath);
+}
+
 ConfigRecord::ConfigRecord(TWConfigFields fields) {
-  Aftermath aftermath;
-  publisher_.publish(CompiledConfig::compile(std::move(fields)), aftermath.garbage);
+  publisher_.publish(CompiledConfig::compile(std::move(fields)));
 }
 
 void ConfigRecord::apply(const ConfigChange& change) {
@@ -61,14 +67,17 @@ void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties,
   copyFields(fields, next, properties);
   const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
   for (ConfigPublication* const publication : publications_) publication->publish(snapshot, aftermath);
-  publisher_.publish(snapshot, aftermath.garbage);
+  publisher_.publish(snapshot);
+  if (!seeReaders()) return;
+  for (ConfigPublication* const publication : publications_) publication->reclaim(aftermath);
+  publisher_.reclaim(aftermath.garbage);
 }
 
 void ConfigRecord::attach(ConfigPublication& publication) {
   Aftermath aftermath;
   const std::lock_guard lock(mutex_);
   publications_.push_back(&publication);
-  publication.publish(publisher_.latest(), aftermath);
+  publication.replace(publisher_.latest(), aftermath);
 }
 
 void ConfigRecord::detach(ConfigPublication& publication) {

@@ -30,8 +30,12 @@ class ConfigPublication {
  public:
   ConfigPublication(std::atomic<std::uint32_t>& gates, std::atomic<const CompiledConfig*>& current)
       : gates_(gates), publisher_(current) {}
-  /// Puts a snapshot in force for the questions.
+  /// Puts a snapshot in force for the questions; the old one waits for `reclaim`.
   void publish(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath);
+  /// Takes back what no question can read any more. Call it after `seeReaders`.
+  void reclaim(Aftermath& aftermath);
+  /// Both.
+  void replace(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath);
 
  private:
   std::atomic<std::uint32_t>& gates_;

@@ -4,13 +4,16 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/StringHash.h"
 #include "tidewell/core/TWConfigManager/WrongClass.h"
 
 namespace tidewell {
 
-EventList::EventList(base::Value list) : list_(std::move(list)) {
+EventList::EventList(base::Value list)
+    : seed_(base::stringHash("seed")), factor_(base::stringHash("factor") | 1), list_(std::move(list)) {
   const base::Array* const names = list_.array();
-  slots_.resize(std::bit_ceil(names != nullptr ? 2 * names->count() + 1 : 1));
+  const std::size_t count = names != nullptr ? names->count() : 0;
+  slots_.resize(std::bit_ceil(count + count / 3 + 1));
   mask_ = slots_.size() - 1;
   raises_ = names == nullptr && !list_.isNil();
   if (names == nullptr) return;
@@ -25,7 +28,7 @@ EventList::EventList(base::Value list) : list_(std::move(list)) {
 }
 
 void EventList::insert(const std::string& name) {
-  const std::uint64_t hash = base::stringHash(name);
+  const std::uint64_t hash = hashOf(name);
   std::size_t index = hash & mask_;
   for (; slots_[index].name != nullptr; index = (index + 1) & mask_) {
     if (slots_[index].hash == hash && *slots_[index].name == name) return;

@@ -1,5 +1,7 @@
 #include "tidewell/core/TWConfigManager/SnapshotPointer.h"
 
+#include <utility>
+
 #if defined(__linux__)
 #include <linux/membarrier.h>
 #include <sys/syscall.h>
@@ -9,17 +11,30 @@
 namespace tidewell {
 
 constinit thread_local ReaderSlot* threadReaderSlot = nullptr;
-constinit std::atomic<bool> writersSeeReaders{false};
 
 namespace {
 
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 constinit std::atomic<ReaderSlot*> slots{nullptr};
+/// The slot that the thread keeps until it ends.
+constinit thread_local ReaderSlot* keptSlot = nullptr;
 constinit thread_local bool threadEnds = false;
 
 /// Gives the slot of a thread back when the thread ends. Destructors that run later borrow slots instead.
 struct SlotReturn {
   ~SlotReturn() {
-    ReaderSlot* const slot = threadReaderSlot;
+    ReaderSlot* const slot = std::exchange(keptSlot, nullptr);
     threadReaderSlot = nullptr;
     threadEnds = true;
     slot->taken.store(false, std::memory_order_release);
@@ -50,31 +65,32 @@ bool registerBarrier() noexcept { return false; }
 bool processBarrier() noexcept { return false; }
 #endif
 
-/// Decides once whether writers spare the readers their barriers. Readers that asked before it was decided
-/// made barriers of their own, which is always right.
-bool decideWhoMakesBarriers() noexcept {
-  static const bool writersDo = [] {
-    const bool possible = !kThreadSanitizer && registerBarrier() && processBarrier();
-    writersSeeReaders.store(possible, std::memory_order_relaxed);
-    return possible;
-  }();
+/// Whether writers spare the readers their barriers. ThreadSanitizer knows nothing of barriers that one
+/// thread makes for another.
+bool writersMakeBarriers() noexcept {
+  static const bool writersDo = !kThreadSanitizer && registerBarrier() && processBarrier();
   return writersDo;
 }
 
 }  // namespace
 
 ReaderSlot& borrowReaderSlot() {
-  decideWhoMakesBarriers();
+  if (keptSlot != nullptr && keptSlot->held.load(std::memory_order_relaxed) == nullptr) return *keptSlot;
   ReaderSlot& slot = takeSlot();
-  if (threadReaderSlot == nullptr && !threadEnds) {
+  if (keptSlot == nullptr && !threadEnds) {
     thread_local SlotReturn slotReturn;
     slotReturn.keepAlive();
-    threadReaderSlot = &slot;
+    keptSlot = &slot;
+    if (writersMakeBarriers()) threadReaderSlot = &slot;
   }
   return slot;
 }
 
-bool seeReaders() noexcept { return !decideWhoMakesBarriers() || processBarrier(); }
+void giveReaderSlotBack(ReaderSlot& slot) noexcept {
+  if (&slot != keptSlot) slot.taken.store(false, std::memory_order_release);
+}
+
+bool seeReaders() noexcept { return !writersMakeBarriers() || processBarrier(); }
 
 bool isHeldByReader(const void* snapshot) noexcept {
   for (ReaderSlot* slot = slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {

@@ -18,29 +18,16 @@ struct alignas(64) ReaderSlot {
   ReaderSlot* next = nullptr;
 };
 
-/// ThreadSanitizer knows nothing of barriers that one thread makes for another.
-#if defined(__SANITIZE_THREAD__)
-inline constexpr bool kThreadSanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-inline constexpr bool kThreadSanitizer = true;
-#else
-inline constexpr bool kThreadSanitizer = false;
-#endif
-#else
-inline constexpr bool kThreadSanitizer = false;
-#endif
-
-/// The calling thread's own slot; null until it reads for the first time, and again while it ends. The model
-/// makes it one instruction to find; eight bytes fit where a library is loaded late, too.
+/// The calling thread's own slot where writers make the stores of readers visible (`seeReaders`), so that
+/// announcing a snapshot needs no barrier; else null. The model makes it one instruction to find; eight bytes
+/// fit where a library is loaded late, too.
 extern constinit thread_local ReaderSlot* threadReaderSlot __attribute__((tls_model("initial-exec")));
 
-/// Whether writers make the stores of readers visible (`seeReaders`), so that a reader needs no barrier.
-extern constinit std::atomic<bool> writersSeeReaders;
-
-/// A slot for a reading that cannot use the thread's own: the first of a thread, one inside another reading,
-/// or one while the thread ends. Never waits.
+/// A slot for a reading that cannot use the one above: the first of a thread, one inside another reading, one
+/// while the thread ends, and every one where the system has no barrier for writers. Never waits.
 [[nodiscard]] ReaderSlot& borrowReaderSlot();
+/// Ends what `borrowReaderSlot` began.
+void giveReaderSlotBack(ReaderSlot& slot) noexcept;
 
 /// Makes visible what every reader announced before; NO where the system refuses, and then nothing may be
 /// freed.
@@ -54,19 +41,24 @@ extern constinit std::atomic<bool> writersSeeReaders;
 template <class Snapshot>
 class Reading {
  public:
-  explicit Reading(const std::atomic<const Snapshot*>& current) : slot_(claimSlot()) {
-    // A snapshot that still is the current one after it was announced cannot have been freed before.
-    const Snapshot* seen = current.load(std::memory_order_relaxed);
-    for (;;) {
-      announce(seen);
-      snapshot_ = current.load(std::memory_order_seq_cst);
-      if (snapshot_ == seen) return;
-      seen = snapshot_;
+  explicit Reading(const std::atomic<const Snapshot*>& current) : slot_(threadReaderSlot) {
+    if (slot_ != nullptr && slot_->held.load(std::memory_order_relaxed) == nullptr) [[likely]] {
+      snapshot_ = current.load(std::memory_order_relaxed);
+      slot_->held.store(snapshot_, std::memory_order_relaxed);
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+      // A snapshot that still is the current one after it was announced has not been freed before.
+      if (current.load(std::memory_order_acquire) == snapshot_) [[likely]] {
+        return;
+      }
+      slot_->held.store(nullptr, std::memory_order_relaxed);
     }
+    readWithBarriers(current);
   }
   ~Reading() {
-    slot_.held.store(nullptr, std::memory_order_release);
-    if (&slot_ != threadReaderSlot) slot_.taken.store(false, std::memory_order_release);
+    slot_->held.store(nullptr, std::memory_order_release);
+    if (slot_ != threadReaderSlot) [[unlikely]] {
+      giveReaderSlotBack(*slot_);
+    }
   }
   Reading(const Reading&) = delete;
   Reading& operator=(const Reading&) = delete;
@@ -76,23 +68,19 @@ class Reading {
   [[nodiscard]] std::shared_ptr<const Snapshot> retain() const { return snapshot_->shared_from_this(); }
 
  private:
-  static ReaderSlot& claimSlot() {
-    ReaderSlot* const own = threadReaderSlot;
-    if (own != nullptr && own->held.load(std::memory_order_relaxed) == nullptr) [[likely]]
-      return *own;
-    return borrowReaderSlot();
-  }
-  void announce(const Snapshot* snapshot) noexcept {
-    if (!kThreadSanitizer && writersSeeReaders.load(std::memory_order_relaxed)) [[likely]] {
-      slot_.held.store(snapshot, std::memory_order_relaxed);
-      std::atomic_signal_fence(std::memory_order_seq_cst);
-    } else {
-      slot_.held.store(snapshot, std::memory_order_seq_cst);
-    }
+  /// The same for any slot, and while snapshots change quickly.
+  [[gnu::noinline]] void readWithBarriers(const std::atomic<const Snapshot*>& current) {
+    slot_ = &borrowReaderSlot();
+    const Snapshot* seen = nullptr;
+    do {
+      seen = current.load(std::memory_order_seq_cst);
+      slot_->held.store(seen, std::memory_order_seq_cst);
+      snapshot_ = current.load(std::memory_order_seq_cst);
+    } while (snapshot_ != seen);
   }
 
-  ReaderSlot& slot_;
-  const Snapshot* snapshot_;
+  ReaderSlot* slot_;
+  const Snapshot* snapshot_ = nullptr;
 };
 
 /// The writer's side of a pointer to snapshots. Callers take turns.
@@ -103,15 +91,17 @@ class SnapshotPublisher {
 
   explicit SnapshotPublisher(std::atomic<const Snapshot*>& current) : current_(current) {}
 
-  /// Puts a snapshot in force. What no reader can hold any more is handed out, so that the caller destroys it
-  /// after the locks are released; what a reader still holds waits for the next call.
-  void publish(Shared next, std::vector<Shared>& garbage) {
+  /// Puts a snapshot in force; the old one waits for `reclaim`.
+  void publish(Shared next) {
     retired_.reserve(retired_.size() + 1);  // from here on nothing fails half-way
-    garbage.reserve(garbage.size() + retired_.size() + 1);
     current_.store(next.get(), std::memory_order_seq_cst);
     if (latest_) retired_.push_back(std::move(latest_));
     latest_ = std::move(next);
-    if (retired_.empty() || !seeReaders()) return;
+  }
+  /// Hands out what no reader can hold any more, so that the caller destroys it after the locks are released;
+  /// what a reader still holds waits for the next call. Call it after `seeReaders`.
+  void reclaim(std::vector<Shared>& garbage) {
+    garbage.reserve(garbage.size() + retired_.size());
     std::erase_if(retired_, [&](Shared& snapshot) {
       if (isHeldByReader(snapshot.get())) return false;
       garbage.push_back(std::move(snapshot));

@@ -87,8 +87,14 @@ inline bool answer(Gate gate, const std::atomic<std::uint32_t>& gates,
   return (answers & yesBit(gate)) != 0;
 }
 
-inline bool isListed(std::optional<std::string_view> name, const std::atomic<const CompiledConfig*>& current,
-                     std::shared_ptr<const EventList> CompiledConfig::*list, const LogCoordinates& where) {
+constexpr LogCoordinates kBlackListed = at(400, "isEventBlackListed:");
+constexpr LogCoordinates kInstantFlush = at(423, "isEventInstantFlushEvent:");
+constexpr LogCoordinates kWhitelisted = at(564, "isEventWhitelistedEvent:");
+
+/// A template, so that each question is one piece of code without a call but the probe's.
+template <std::shared_ptr<const EventList> CompiledConfig::*list, const LogCoordinates& where>
+bool isListed(const std::optional<std::string_view>& name,
+              const std::atomic<const CompiledConfig*>& current) {
   if (!name || name->empty()) return false;
   return guarded(where, false, [&] { return ((*Reading(current)).*list)->contains(*name); });
 }
@@ -125,7 +131,7 @@ struct TWConfigManager::State {
     if (config) {
       recordOf(*config).attach(publication);
     } else {
-      publication.publish(nothingKnown(), aftermath);
+      publication.replace(nothingKnown(), aftermath);
     }
   }
 
@@ -274,16 +280,14 @@ bool TWConfigManager::isDataTrackingEnabled() const {
 bool TWConfigManager::isUserPushEnabled() const { return answer(Gate::userPushEnabled, gates_, current_); }
 bool TWConfigManager::isUserInAppEnabled() const { return answer(Gate::userInAppEnabled, gates_, current_); }
 
-bool TWConfigManager::isEventBlackListed(std::optional<std::string_view> eventName) const {
-  return isListed(eventName, current_, &CompiledConfig::blackListedEvents, at(400, "isEventBlackListed:"));
+bool TWConfigManager::isEventBlackListed(const std::optional<std::string_view>& eventName) const {
+  return isListed<&CompiledConfig::blackListedEvents, kBlackListed>(eventName, current_);
 }
-bool TWConfigManager::isEventInstantFlushEvent(std::optional<std::string_view> eventName) const {
-  return isListed(eventName, current_, &CompiledConfig::instantFlushEvents,
-                  at(423, "isEventInstantFlushEvent:"));
+bool TWConfigManager::isEventInstantFlushEvent(const std::optional<std::string_view>& eventName) const {
+  return isListed<&CompiledConfig::instantFlushEvents, kInstantFlush>(eventName, current_);
 }
-bool TWConfigManager::isEventWhitelistedEvent(std::optional<std::string_view> eventName) const {
-  return isListed(eventName, current_, &CompiledConfig::whitelistedEvents,
-                  at(564, "isEventWhitelistedEvent:"));
+bool TWConfigManager::isEventWhitelistedEvent(const std::optional<std::string_view>& eventName) const {
+  return isListed<&CompiledConfig::whitelistedEvents, kWhitelisted>(eventName, current_);
 }
 
 base::Value TWConfigManager::getBlackListedEvents() const {

@@ -63,10 +63,11 @@ class TIDEWELL_EXPORT TWConfigManager final {
   [[nodiscard]] bool isUserPushEnabled() const;
   [[nodiscard]] bool isUserInAppEnabled() const;
 
-  // Event lists. nothing and the empty name answer NO.
-  [[nodiscard]] bool isEventBlackListed(std::optional<std::string_view> eventName) const;
-  [[nodiscard]] bool isEventInstantFlushEvent(std::optional<std::string_view> eventName) const;
-  [[nodiscard]] bool isEventWhitelistedEvent(std::optional<std::string_view> eventName) const;
+  // Event lists. nothing and the empty name answer NO. (By reference: an optional view does not fit into
+  // registers, and putting a copy on the stack takes longer than all the rest.)
+  [[nodiscard]] bool isEventBlackListed(const std::optional<std::string_view>& eventName) const;
+  [[nodiscard]] bool isEventInstantFlushEvent(const std::optional<std::string_view>& eventName) const;
+  [[nodiscard]] bool isEventWhitelistedEvent(const std::optional<std::string_view>& eventName) const;
 
   // What the record holds, whatever its class; nil where it holds nothing.
   [[nodiscard]] base::Value getBlackListedEvents() const;
