@@ -1,0 +1,273 @@
+#include <rapidjson/document.h>
+#include <unicode/uregex.h>
+#include <unicode/ustring.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+#include "Floor.h"
+#include "Ratio.h"
+#include "tidewell/base/Json.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/testing/TestingPlatform.h"
+
+using namespace tidewell;
+namespace rj = tidewell_rapidjson;
+
+namespace {
+
+base::Array eventNames(int count) {
+  base::Array names;
+  for (int index = 0; index < count; ++index) names.addObject("event_name_" + std::to_string(index));
+  return names;
+}
+
+base::Dictionary replyWithEvents(int count) {
+  return {{"b_e", eventNames(count)}, {"f_e", eventNames(count)}, {"a_s", "allowed"}};
+}
+
+TWConfigManager& shared() { return TWConfigManager::sharedInstance(); }
+
+/// A second thread that does the same thing over and over while the first one is timed.
+class Companion {
+ public:
+  explicit Companion(std::function<void()> step) : step_(std::move(step)), thread_([this] { run(); }) {}
+  ~Companion() {
+    ends_ = true;
+    thread_.join();
+  }
+  /// Runs `work` while the companion is at work.
+  void beside(const std::function<void()>& work) {
+    steps_ = 0;
+    works_ = true;
+    while (steps_ == 0) std::this_thread::yield();
+    work();
+    works_ = false;
+  }
+
+ private:
+  void run() {
+    while (!ends_) {
+      if (works_) {
+        step_();
+        ++steps_;
+      } else {
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+      }
+    }
+  }
+
+  std::function<void()> step_;
+  std::atomic<bool> works_{false};
+  std::atomic<bool> ends_{false};
+  std::atomic<std::size_t> steps_{0};
+  std::thread thread_;
+};
+
+bench::Work asking() {
+  return [](std::size_t times) {
+    const TWConfigManager& manager = shared();
+    while (times--) bench::keep(manager.isGeofenceServiceActive());
+  };
+}
+
+bench::Work askingBeside(std::shared_ptr<Companion> companion) {
+  return
+      [companion = std::move(companion)](std::size_t times) { companion->beside([&] { asking()(times); }); };
+}
+
+void addGates() {
+  static const bench::BareLoad floor;
+  const bench::Work load = [](std::size_t times) {
+    while (times--) bench::keep(floor.answer());
+  };
+  bench::ratio("gate question / exported function with a bare load", 1.5, asking(), load);
+  bench::ratio(
+      "the same with sharedInstance() in front", 2.0,
+      [](std::size_t times) {
+        while (times--) bench::keep(TWConfigManager::sharedInstance().isGeofenceServiceActive());
+      },
+      load);
+  bench::ratio("gate question beside a second reader / alone", 1.2,
+               askingBeside(std::make_shared<Companion>([] {
+                 for (int times = 0; times < 1000; ++times) bench::keep(shared().isGeofenceServiceActive());
+               })),
+               asking());
+  bench::ratio("gate question beside merges / alone", 1.2,
+               askingBeside(std::make_shared<Companion>(
+                   [reply = base::Value(replyWithEvents(10))] { shared().updateConfigFromResponse(reply); })),
+               asking());
+  static TWConfigManager large;
+  bench::ratio(
+      "gate question, 1,000,000 events / 10 events", 1.2,
+      [](std::size_t times) {
+        static const bool filled = (large.updateConfigFromResponse(replyWithEvents(1000000)), true);
+        bench::keep(filled);
+        while (times--) bench::keep(large.isGeofenceServiceActive());
+      },
+      asking());
+}
+
+/// Some names of a list of so many, asked in turn: hot, as the names of one application are.
+std::vector<std::string> hotNames(int count) {
+  std::vector<std::string> names;
+  for (int index = 0; index < 8; ++index) names.push_back("event_name_" + std::to_string(count / 9 * index));
+  return names;
+}
+
+/// A manager with a list of so many events, and what the same questions cost at least.
+struct Listed {
+  explicit Listed(int count) : names(hotNames(count)), bare(eventNames(count)) {
+    manager.updateConfigFromResponse(base::Dictionary{{"b_e", eventNames(count)}});
+    for (const base::Value& name : eventNames(count)) peer.insert(*name.string());
+  }
+  void ask(std::size_t times) const {
+    while (times--) bench::keep(manager.isEventBlackListed(names[times & 7]));
+  }
+  void probe(std::size_t times) const {
+    while (times--) bench::keep(bare.contains(names[times & 7]));
+  }
+  void probePeer(std::size_t times) const {
+    while (times--) bench::keep(peer.count(names[times & 7]));
+  }
+
+  TWConfigManager manager;
+  std::vector<std::string> names;
+  bench::BareProbe bare;
+  std::unordered_set<std::string> peer;
+};
+
+const Listed& listed(int count) {
+  static std::unordered_map<int, std::unique_ptr<Listed>> lists;
+  auto& list = lists[count];
+  if (!list) list = std::make_unique<Listed>(count);
+  return *list;
+}
+
+void addEvents() {
+  for (const int count : {10, 10000, 1000000}) {
+    const std::string events = std::to_string(count) + " events";
+    bench::ratio(
+        "event-list test, " + events + " / bare probe", 1.2,
+        [count](std::size_t times) { listed(count).ask(times); },
+        [count](std::size_t times) { listed(count).probe(times); });
+    bench::ratio(
+        "event-list test, " + events + " / std::unordered_set", 0,
+        [count](std::size_t times) { listed(count).ask(times); },
+        [count](std::size_t times) { listed(count).probePeer(times); });
+  }
+  bench::ratio(
+      "event-list test, 10,000 events / 10 events", 1.6, [](std::size_t times) { listed(10000).ask(times); },
+      [](std::size_t times) { listed(10).ask(times); });
+}
+
+const std::vector<std::string>& expressions() {
+  static const std::vector<std::string> patterns = {"guest.*",
+                                                    "test-[0-9]+",
+                                                    "[0-9]{1,3}",
+                                                    "(anonymous|unknown)",
+                                                    "null|nil|undefined",
+                                                    "0+(-0+)*",
+                                                    ".*@example\\.(com|org)",
+                                                    "[a-f0-9]{8}-x",
+                                                    "device_\\w+",
+                                                    "\\s*"};
+  return patterns;
+}
+
+/// Ten ICU matchers that are used again and again by one thread.
+class Matchers {
+ public:
+  Matchers() {
+    for (const std::string& pattern : expressions()) {
+      UErrorCode status = U_ZERO_ERROR;
+      UParseError where;
+      const std::u16string text(pattern.begin(), pattern.end());
+      matchers_.push_back(
+          uregex_open(text.data(), static_cast<std::int32_t>(text.size()), 0, &where, &status));
+    }
+  }
+  ~Matchers() {
+    for (URegularExpression* const matcher : matchers_) uregex_close(matcher);
+  }
+  bool anyMatches(std::string_view id) {
+    UErrorCode status = U_ZERO_ERROR;
+    UChar text[128];
+    std::int32_t length = 0;
+    u_strFromUTF8(text, 128, &length, id.data(), static_cast<std::int32_t>(id.size()), &status);
+    for (URegularExpression* const matcher : matchers_) {
+      uregex_setText(matcher, text, length, &status);
+      if (uregex_matches(matcher, -1, &status)) return true;
+    }
+    return false;
+  }
+
+ private:
+  std::vector<URegularExpression*> matchers_;
+};
+
+void addExpressions(testing::TestingPlatform& platform) {
+  static TWConfigManager manager;
+  base::Array list;
+  for (const std::string& pattern : expressions()) list.addObject(pattern);
+  manager.updateConfigFromResponse(base::Dictionary{{"b_uid_r", list}});
+  platform.runUntilIdle();
+  static const std::string id = "customer-4711@shop";
+  const auto ours = [](std::size_t times) {
+    while (times--) bench::keep(manager.isUniqueIDRestricted(id));
+  };
+  const auto floor = [](std::size_t times) {
+    thread_local Matchers matchers;
+    while (times--) bench::keep(matchers.anyMatches(id));
+  };
+  bench::ratio("restricted ID, 10 expressions / reused ICU matchers", 1.1, ours, floor);
+  const auto onTwoThreads = [](const bench::Work& work) {
+    return [work](std::size_t times) {
+      std::thread second([&] { work(times); });
+      work(times);
+      second.join();
+    };
+  };
+  bench::ratio("the same on two threads", 1.1, onTwoThreads(ours), onTwoThreads(floor));
+}
+
+void addReplies() {
+  static TWConfigManager manager;
+  for (const auto& [what, count] : {std::pair("2 KB", 40), std::pair("1 MB", 23000)}) {
+    const std::string text = base::dataWithJSONObject(replyWithEvents(count));
+    bench::ratio(
+        "reply bytes to published answers, " + std::string(what) + " / RapidJSON DOM", 2.5,
+        [text](std::size_t times) {
+          while (times--) manager.updateConfigFromResponse(base::JSONObjectWithData(text));
+        },
+        [text](std::size_t times) {
+          constexpr unsigned kChecks = rj::kParseIterativeFlag | rj::kParseFullPrecisionFlag |
+                                       rj::kParseValidateEncodingFlag | rj::kParseTrailingCommasFlag;
+          while (times--) {
+            rj::Document document;
+            document.Parse<kChecks>(text.data(), text.size());
+            bench::keep(document.HasParseError());
+          }
+        });
+  }
+  // The archive apart: what a setter costs beside the same change of a record that has no file.
+  static TWConfigManager archived;
+  bench::figure("opt-out set, archive of a 1 MB reply encoded and handed to the file manager", [] {
+    return std::to_string(1e3 * bench::secondsOf([] { archived.setDataTrackingOptedOut(true); })) + " ms";
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto platform = testing::TestingPlatform::install();
+  platform->testFiles().setLibraryPath(std::nullopt);  // no archive is written
+  addGates();
+  addEvents();
+  addExpressions(*platform);
+  addReplies();
+  return bench::run(argc, argv);
+}

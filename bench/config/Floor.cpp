@@ -1,0 +1,16 @@
+#include "Floor.h"
+
+#include "tidewell/core/TWConfigManager/EventList.h"
+
+namespace bench {
+
+bool BareLoad::answer() const { return answer_.load(std::memory_order_acquire); }
+
+struct BareProbe::State {
+  tidewell::EventList list;
+};
+BareProbe::BareProbe(const tidewell::base::Value& names) : state_(new State{tidewell::EventList(names)}) {}
+BareProbe::~BareProbe() = default;
+bool BareProbe::contains(std::string_view name) const { return state_->list.contains(name); }
+
+}  // namespace bench

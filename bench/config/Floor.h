@@ -1,0 +1,32 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string_view>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/base/Value.h"
+
+/// What a question costs at least: a call of an exported function, and one load or one probe.
+namespace bench {
+
+class TIDEWELL_EXPORT BareLoad {
+ public:
+  [[nodiscard]] bool answer() const;
+
+ private:
+  std::atomic<bool> answer_{true};
+};
+
+class TIDEWELL_EXPORT BareProbe {
+ public:
+  explicit BareProbe(const tidewell::base::Value& names);
+  ~BareProbe();
+  [[nodiscard]] bool contains(std::string_view name) const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace bench
