@@ -1,0 +1,66 @@
+#include <random>
+#include <thread>
+
+#include "life/LifeTest.h"
+
+namespace tidewell::life {
+namespace {
+
+constexpr int kKills = 30;
+
+TEST_F(LifeTest, AKillAtAnyInstantLeavesTheLastRecordOrTheNext) {
+  std::mt19937 random{std::random_device()()};
+  int acknowledged = 0;
+  {
+    App app(backend, environment());
+    app.send("merge 1");
+    acknowledged = std::stoi(app.receive());
+  }
+  for (int round = 0; round < kKills; ++round) {
+    App app(backend, environment());
+    const int found = std::stoi(app.ask("merged"));
+    EXPECT_TRUE(found == acknowledged || found == acknowledged + 1) << found << " after " << acknowledged;
+    EXPECT_EQ(app.ask("count kept aside"), "0");
+    acknowledged = found;
+    app.send("merge " + std::to_string(found + 1));
+    // An instant of a write, not an event that could be waited for.
+    for (auto merges = random() % 8; merges > 0; --merges) acknowledged = std::stoi(app.receive());
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+    app.kill();
+    for (std::string line = app.receive(); line != "(ended)"; line = app.receive()) {
+      if (line != "merged") acknowledged = std::stoi(line);
+    }
+  }
+  // What the killed ones left behind is swept away.
+  App app(backend, environment());
+  app.ask("merge-json {}");
+  for (const auto& entry :
+       std::filesystem::directory_iterator(std::filesystem::path(archive).parent_path())) {
+    EXPECT_EQ(entry.path().string().substr(0, archive.size()), archive);
+  }
+}
+
+TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
+  {
+    App one(backend, environment());
+    App two(backend, environment());
+    EXPECT_EQ(one.ask("answers"), kDefaultAnswers);
+    EXPECT_EQ(two.ask("answers"), kDefaultAnswers);
+    for (const char* command : {"set-defaults a", "opt-out-push", "merge 1"}) one.send(command);
+    for (const char* command : {"set-defaults b", "region 1", "opt-out-inapp", "merge 1000"})
+      two.send(command);
+    EXPECT_EQ(one.end(), 0);
+    EXPECT_EQ(two.end(), 0);
+  }
+  App app(backend, environment());
+  EXPECT_EQ(app.ask("count-defaults a"), "50");
+  EXPECT_EQ(app.ask("count-defaults b"), "50");
+  const std::string answers = app.ask("answers");
+  EXPECT_EQ(answers.substr(0, 13), R"(["ynnnnynynn")");
+  EXPECT_EQ(answers.substr(answers.size() - 3), ",1]");
+  const int merged = std::stoi(app.ask("merged"));
+  EXPECT_TRUE(merged == 200 || merged == 1199) << merged;
+}
+
+}  // namespace
+}  // namespace tidewell::life
