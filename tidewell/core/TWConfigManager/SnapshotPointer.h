@@ -98,6 +98,12 @@ class SnapshotPublisher {
     if (latest_) retired_.push_back(std::move(latest_));
     latest_ = std::move(next);
   }
+  /// Puts a snapshot in force and reclaims. For a writer of one pointer; one of several announces all of them
+  /// before it calls `seeReaders` once.
+  void publish(Shared next, std::vector<Shared>& garbage) {
+    publish(std::move(next));
+    if (seeReaders()) reclaim(garbage);
+  }
   /// Hands out what no reader can hold any more, so that the caller destroys it after the locks are released;
   /// what a reader still holds waits for the next call. Call it after `seeReaders`.
   void reclaim(std::vector<Shared>& garbage) {
