@@ -136,7 +136,7 @@ TEST_F(ConfigRecord, ReadsArchivesOfThePlatformAndWritesThemBack) {
     if (vectors::textOf(twin, "rootClass") != "TWConfig") continue;
     ++read;
     base::Dictionary expected;
-    for (const auto& field : twin["fields"].GetObject()) {
+    for (const auto& field : std::as_const(twin)["fields"].GetObject()) {
       const Value value = vectors::valueOf(field.value);
       expected.setObject(value.isNil() ? Value("(nil)") : value, vectors::textOf(field.name));
     }
