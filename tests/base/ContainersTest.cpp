@@ -69,7 +69,7 @@ TEST(Dictionary, TakesItsOwnKeysAndValues) {
   Dictionary dictionary{{"a", "first"}};
   dictionary.setObject(Value(dictionary), dictionary.begin()->key);
   EXPECT_EQ(valueForKeyPath(dictionary, "a.a"), Value("first"));
-  Value value = Array{Array{"inner"}};
+  Value value = Array{Value(Array{"inner"})};
   value = value.array()->objectAtIndex(0);
   EXPECT_EQ(value.description(), "(\n    inner\n)");
 }

@@ -45,10 +45,28 @@ inline bool matches(const std::string& text, const std::string& pattern) {
   return result;
 }
 
+/// Whether AddressSanitizer is in the process. Its locks are not safe over a fork beside running threads, and
+/// what comes with it wants descriptors of its own: the tests that would meet either say so.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool kAddressSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool kAddressSanitizer = true;
+#else
+inline constexpr bool kAddressSanitizer = false;
+#endif
+#else
+inline constexpr bool kAddressSanitizer = false;
+#endif
+
+/// Set in the child of a fork: what its parent's threads held looks like a leak there.
+inline bool isForkedChild = false;
+
 /// Runs a function in a process of its own: what it returned, or minus the signal that ended it.
 inline int inChild(const std::function<int()>& function) {
   const pid_t child = fork();
   if (child == 0) {
+    isForkedChild = true;
     alarm(60);
     _exit(function());
   }

@@ -218,7 +218,7 @@ bool mountSmallDisk(const std::string& place) {
 std::string folderOfPath(const std::string& path) { return std::filesystem::path(path).parent_path(); }
 
 const Fault kFaults[] = {
-    {"no descriptor left", [](const std::string&) { return descriptorLimit(3) != 0; },
+    {"no descriptor left", [](const std::string&) { return !kAddressSanitizer && descriptorLimit(3) != 0; },
      [](const std::string&) { descriptorLimit(256); }},
     {"a folder in its place",
      [](const std::string& path) {
@@ -319,6 +319,8 @@ TEST_F(UserDefaultsTest, ASuiteIsOneObjectAndAFileThatExtensionsRead) {
 }
 
 TEST_F(UserDefaultsTest, AChildForkedAtAnyInstantReadsAndWrites) {
+  if (kAddressSanitizer)
+    GTEST_SKIP() << "AddressSanitizer's allocator may be locked for ever in such a child";
   PosixPlatform platform(options());
   platform::UserDefaults& defaults = platform.standardUserDefaults();
   defaults.setObject("value", "key");
