@@ -1,0 +1,19 @@
+// What the sanitizers are told by every test program. Linked into sanitized builds only.
+
+extern "C" {
+
+const char* __tsan_default_suppressions();
+const char* __tsan_default_suppressions() {
+  // ICU is not built with ThreadSanitizer, which so does not see how its one-time initialisations are
+  // ordered.
+  return "race:libicuuc.so\n"
+         "race:libicui18n.so\n";
+}
+
+const char* __tsan_default_options();
+const char* __tsan_default_options() {
+  // The tests of forks start threads in children, as a daemon does.
+  return "die_after_fork=0";
+}
+
+}  // extern "C"
