@@ -1,0 +1,2 @@
+// Links what a host of the SDK links, and calls nothing.
+int main() {}
