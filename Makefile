@@ -9,7 +9,7 @@ help:
 	@echo "make format  format the sources"
 
 demo:
-	scripts/setup build
+	scripts/setup test
 	cmake --preset dev
 	cmake --build --preset dev --target demo
 	scripts/demo build/dev

@@ -1,4 +1,4 @@
-#pragma once
+#pragma once  // Internal: not installed.
 
 #include <cstdint>
 
