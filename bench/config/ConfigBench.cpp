@@ -253,11 +253,6 @@ void addReplies() {
           }
         });
   }
-  // The archive apart: what a setter costs beside the same change of a record that has no file.
-  static TWConfigManager archived;
-  bench::figure("opt-out set, archive of a 1 MB reply encoded and handed to the file manager", [] {
-    return std::to_string(1e3 * bench::secondsOf([] { archived.setDataTrackingOptedOut(true); })) + " ms";
-  });
 }
 
 }  // namespace
