@@ -59,7 +59,12 @@ TEST_F(LifeTest, ASyncIsDueAnHourAfterTheLastOneAndAfterAReset) {
     app.ask(before);
     EXPECT_EQ(app.ask(trigger), expected) << before << ", " << trigger;
   }
-  // Since the last row each notification is heard twice, and both find the sync due.
+  // Since the last row each notification is heard twice, and both find the sync due where the first reply
+  // takes its time.
+  testing::StandInFault slow;
+  slow.kind = testing::StandInFaultKind::delay;
+  slow.delay = std::chrono::milliseconds(500);
+  backend.setFault(slow);
   backend.clearRequests();
   app.ask("reset");
   EXPECT_EQ(app.ask("update"), "synced");
