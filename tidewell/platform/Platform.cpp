@@ -65,6 +65,16 @@ bool Platform::install(std::shared_ptr<Platform> platform) {
   return false;
 }
 
+LinkOpener& Platform::linkOpener() {
+  static base::NeverDestroyed<NoLinkOpener> instance;
+  return *instance;
+}
+
+Presenter& Platform::presenter() {
+  static base::NeverDestroyed<HeadlessPresenter> instance;
+  return *instance;
+}
+
 void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
   if (!platform) {
     report("There is no platform to put in force");

@@ -11,7 +11,9 @@
 #include "tidewell/platform/Device.h"
 #include "tidewell/platform/FileManager.h"
 #include "tidewell/platform/Keychain.h"
+#include "tidewell/platform/LinkOpener.h"
 #include "tidewell/platform/NotificationCenter.h"
+#include "tidewell/platform/Presenter.h"
 #include "tidewell/platform/Queue.h"
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/platform/UserDefaults.h"
@@ -58,6 +60,10 @@ class TIDEWELL_EXPORT Platform {
   /// Whether links are opened the way that came with iOS 10: a setting of its own, never derived from a
   /// version.
   [[nodiscard]] virtual bool hasModernLinkOpening() const { return true; }
+  /// What hands URLs to other programs. A platform that says nothing else can open none.
+  [[nodiscard]] virtual LinkOpener& linkOpener();
+  /// What shows alerts and web pages. A platform that says nothing else shows nothing.
+  [[nodiscard]] virtual Presenter& presenter();
 };
 
 /// Hands a sentence to whoever listens (the logger), from code that has no caller to tell: a full disk, a

@@ -62,6 +62,7 @@ struct PosixPlatform::State {
         console(options.consoleSink),
         workerMainQueue("tw-main"),
         globalQueue("tw-global"),
+        presenter(options.screenSize),
         transport(makeTransport(transportSettings(options, environment))) {
     if (options.mainLoop == MainLoop::host) hostMainQueue.emplace();
     platform::UrlSessionConfiguration shared;
@@ -82,6 +83,7 @@ struct PosixPlatform::State {
   std::optional<HostQueue> hostMainQueue;  ///< nothing where the library's own thread drains
   WorkerQueue workerMainQueue;
   WorkerQueue globalQueue;
+  platform::HeadlessPresenter presenter;
   std::unique_ptr<Transport> transport;
   std::shared_ptr<platform::UrlSession> sharedUrlSession;
 
@@ -147,6 +149,11 @@ std::shared_ptr<platform::UrlSession> PosixPlatform::makeUrlSession(
 platform::UrlSession& PosixPlatform::sharedUrlSession() { return *state_->sharedUrlSession; }
 
 bool PosixPlatform::hasModernLinkOpening() const { return state_->options.modernLinkOpening; }
+
+platform::LinkOpener& PosixPlatform::linkOpener() {
+  return state_->options.linkOpener ? *state_->options.linkOpener : Platform::linkOpener();
+}
+platform::Presenter& PosixPlatform::presenter() { return state_->presenter; }
 
 int PosixPlatform::mainQueueDescriptor() const {
   return state_->hostMainQueue ? state_->hostMainQueue->descriptor() : -1;

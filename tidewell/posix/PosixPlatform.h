@@ -53,6 +53,10 @@ struct Options {
   /// Bodies of replies that are longer once decoded fail.
   std::size_t maximumBodyBytes = 16u << 20;
   bool modernLinkOpening = true;
+  /// What opens links; null for a platform that opens none. Its operations are called as their comments say.
+  std::shared_ptr<platform::LinkOpener> linkOpener;
+  /// The screen that the application is told of; a headless one has none.
+  platform::ScreenSize screenSize;
   /// An absolute path in place of $XDG_DATA_HOME; "" takes the environment's.
   std::string dataHome;
   /// Stands before the paths of the system's own files (machine-id, os-release, hardware, time zone, trusted
@@ -88,6 +92,8 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
       platform::UrlSessionConfiguration configuration) override;
   [[nodiscard]] platform::UrlSession& sharedUrlSession() override;
   [[nodiscard]] bool hasModernLinkOpening() const override;
+  [[nodiscard]] platform::LinkOpener& linkOpener() override;
+  [[nodiscard]] platform::Presenter& presenter() override;
 
   /// A descriptor that is readable while the main queue has work, for the host's own loop. -1 with
   /// `MainLoop::ownThread`, and where the system had no descriptor left.
