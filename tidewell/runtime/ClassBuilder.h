@@ -1,0 +1,184 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/runtime/Class.h"
+#include "tidewell/runtime/KeyValueCoding.h"
+#include "tidewell/runtime/Message.h"
+
+namespace tidewell::runtime {
+
+/// What a class of a C++ type declares, before the class holds it.
+struct ClassDescription {
+  struct MethodEntry {
+    Selector selector;
+    AnyFunction function;
+    const Signature* signature;
+    bool needsNativeReceiver;
+    bool isClassMethod;
+  };
+  std::string name;  ///< "": the type's own
+  std::vector<MethodEntry> methods;
+  std::vector<Property> properties;
+  std::vector<const Protocol*> protocols;
+};
+
+// The types of a function: the class it is a member of, what it answers, what it takes.
+
+template <class F>
+struct FunctionTypes;
+template <class R, class... A>
+struct FunctionTypes<R (*)(A...)> {
+  using Owner = void;
+  using Result = R;
+  template <template <class...> class Use>
+  using WithArguments = Use<A...>;
+};
+template <class R, class... A>
+struct FunctionTypes<R (*)(A...) noexcept> : FunctionTypes<R (*)(A...)> {};
+template <class C, class R, class... A>
+struct FunctionTypes<R (C::*)(A...)> : FunctionTypes<R (*)(A...)> {
+  using Owner = C;
+};
+template <class C, class R, class... A>
+struct FunctionTypes<R (C::*)(A...) const> : FunctionTypes<R (C::*)(A...)> {};
+template <class C, class R, class... A>
+struct FunctionTypes<R (C::*)(A...) noexcept> : FunctionTypes<R (C::*)(A...)> {};
+template <class C, class R, class... A>
+struct FunctionTypes<R (C::*)(A...) const noexcept> : FunctionTypes<R (C::*)(A...)> {};
+/// A lambda without captures: as the function that it is.
+template <class F>
+requires requires { &F::operator(); }
+struct FunctionTypes<F> {
+  using Owner = void;
+};
+
+/// Declares the methods, properties and protocols of a C++ type, once, where the type says so in
+///
+///     static void describe(ClassBuilder<Campaign>& c) {
+///       c.property<&Campaign::title>("title").method<&Campaign::show>(kShow);
+///     }
+///
+/// A `Function` is a member function, or a function or lambda without captures whose first parameter is `T&`.
+template <class T>
+class ClassBuilder {
+ public:
+  explicit ClassBuilder(ClassDescription& description) noexcept : description_(&description) {}
+
+  /// The name of the class in place of the type's own. Declaring raises where another class has it.
+  ClassBuilder& named(std::string_view name) {
+    description_->name = name;
+    return *this;
+  }
+  ClassBuilder& conformsTo(const Protocol& protocol) {
+    description_->protocols.push_back(&protocol);
+    return *this;
+  }
+  /// A method with the types of a message; the function is called with them as C++ converts.
+  template <auto function, class R, class... P>
+  ClassBuilder& method(const Message<R(P...)>& message) {
+    const Function<R, P...> thunk = [](Object& self, const Method&,
+                                       Canonical<P>... arguments) -> CanonicalResult<R> {
+      return std::invoke(function, static_cast<T&>(self), fromCanonical<P>(arguments)...);
+    };
+    return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(), false);
+  }
+  /// A method with a member function's own types.
+  template <auto function>
+  ClassBuilder& method(Selector selector) {
+    using Types = FunctionTypes<decltype(function)>;
+    static_assert(!std::is_void_v<typename Types::Owner>, "a function that is no member needs a Message");
+    return methodOfTypes<function, typename Types::Result>(
+        selector, static_cast<typename Types::template WithArguments<ArgumentList>*>(nullptr));
+  }
+  /// A method of the class itself: a function, or a lambda without captures.
+  template <auto function, class R, class... P>
+  ClassBuilder& classMethod(const Message<R(P...)>& message) {
+    const Function<R, P...> thunk = [](Object&, const Method&,
+                                       Canonical<P>... arguments) -> CanonicalResult<R> {
+      return std::invoke(function, fromCanonical<P>(arguments)...);
+    };
+    return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(), true);
+  }
+  /// A property that is a data member, or read with a member function or lambda (and then read only).
+  template <auto get>
+  ClassBuilder& property(std::string_view name) {
+    using Read = std::remove_cvref_t<decltype(std::invoke(get, std::declval<T&>()))>;
+    Property property = readable<get>(name);
+    if constexpr (std::is_member_object_pointer_v<decltype(get)>) {
+      if constexpr (std::is_assignable_v<decltype(std::invoke(get, std::declval<T&>())), Read>) {
+        property.set = [](Object& object, const base::Value& value) {
+          std::invoke(get, static_cast<T&>(object)) = fromValue<Read>(value);
+        };
+      }
+    }
+    description_->properties.push_back(std::move(property));
+    return *this;
+  }
+  /// A property with a getter, or data member, and a setter. A setter that tells observers itself (by
+  /// `changing`) is not announced twice.
+  template <auto get, auto set>
+  ClassBuilder& property(std::string_view name) {
+    using Read = std::remove_cvref_t<decltype(std::invoke(get, std::declval<T&>()))>;
+    Property property = readable<get>(name);
+    property.set = [](Object& object, const base::Value& value) {
+      std::invoke(set, static_cast<T&>(object), fromValue<Read>(value));
+    };
+    description_->properties.push_back(std::move(property));
+    return *this;
+  }
+
+ private:
+  template <class... A>
+  struct ArgumentList {};
+
+  template <auto function, class R, class... A>
+  ClassBuilder& methodOfTypes(Selector selector, ArgumentList<A...>*) {
+    const Function<R, A...> thunk = [](Object& self, const Method&,
+                                       Canonical<A>... arguments) -> CanonicalResult<R> {
+      return std::invoke(function, static_cast<T&>(self), fromCanonical<A>(arguments)...);
+    };
+    return add(selector, reinterpret_cast<AnyFunction>(thunk), signatureOf<R, A...>(), false);
+  }
+  ClassBuilder& add(Selector selector, AnyFunction function, const Signature& signature, bool isClassMethod) {
+    description_->methods.push_back({selector, function, &signature, !isClassMethod, isClassMethod});
+    return *this;
+  }
+  template <auto get>
+  static Property readable(std::string_view name) {
+    using Read = std::remove_cvref_t<decltype(std::invoke(get, std::declval<T&>()))>;
+    Property property;
+    property.name = name;
+    property.encoding = TypeText<CanonicalResult<Read>>::encoding();
+    property.get = [](Object& object) { return toValue(std::invoke(get, static_cast<T&>(object))); };
+    return property;
+  }
+
+  ClassDescription* description_;
+};
+
+template <class T>
+struct SuperclassOf;
+
+/// Registers what `T`, or a class between it and its superclass, overrides of a protocol's virtual functions:
+///
+///     adoptMethod<UIApplicationDelegate>(builder, kOpenURL, []<class U>() { return &U::openURL; });
+template <class Adopted, class T, class R, class... P, class Member>
+void adoptMethod(ClassBuilder<T>& builder, const Message<R(P...)>& message, Member) {
+  constexpr auto function = Member().template operator()<T>();
+  using Owner = typename FunctionTypes<std::remove_const_t<decltype(function)>>::Owner;
+  if constexpr (!std::is_base_of_v<Owner, typename SuperclassOf<T>::type> &&
+                !std::is_same_v<Owner, Adopted>) {
+    builder.template method<function>(message);
+  }
+}
+
+}  // namespace tidewell::runtime

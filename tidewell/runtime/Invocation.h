@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/runtime/Message.h"
+
+namespace tidewell::runtime {
+
+/// A message put together piece by piece, and sent to one object after another.
+///
+/// Made from a signature, as a protocol's method description has it. Copies its arguments and keeps objects
+/// alive: argument 2 is the method's first. One thread at a time. A wrong index or type, an argument that is
+/// missing, and a target whose method has other types raise `kInvalidArgumentException`, with the texts of
+/// both types, before anything is called.
+class TIDEWELL_EXPORT Invocation {
+ public:
+  explicit Invocation(const Signature& signature);
+  Invocation(Invocation&& other) noexcept;
+  Invocation& operator=(Invocation&& other) noexcept;
+  ~Invocation();
+
+  void setTarget(Ref target) noexcept { target_ = std::move(target); }
+  void setSelector(Selector selector) noexcept { selector_ = selector; }
+
+  /// An object as reference, pointer or `std::shared_ptr`; everything else as a value of the very type.
+  template <class T>
+  void setArgument(std::size_t index, const T& argument) {
+    const TypeInfo& type = typeInfo<Stored<T>>();
+    if constexpr (std::is_same_v<Stored<T>, Object*>) {
+      const Ref object = refOf(toCanonical<const T&>(argument));
+      store(index, type, &object);
+    } else {
+      const Stored<T>& stored = toCanonical<const T&>(argument);
+      store(index, type, &stored);
+    }
+  }
+
+  /// Sends the message to the target. nil: nothing is called, and the result is a zero of its type. What the
+  /// method raises passes.
+  void invoke();
+
+  /// What the last `invoke` answered. Raises where it answered nothing, or another type.
+  template <class R>
+  [[nodiscard]] R returnValue() const {
+    const void* result = checkedResult(typeInfo<CanonicalResult<R>>());
+    if (!result) return R();
+    return fromCanonicalResult<R>(CanonicalResult<R>(*static_cast<const CanonicalResult<R>*>(result)));
+  }
+
+ private:
+  /// Where an argument or the result lies; its bytes are alive while `isSet`.
+  struct Place {
+    void* bytes = nullptr;
+    bool isSet = false;
+  };
+  /// Enough for the delegate's messages, so that one needs no memory of its own.
+  static constexpr std::size_t kPlaces = 6;
+  static constexpr std::size_t kBytes = 192;
+
+  void store(std::size_t index, const TypeInfo& type, const void* value);
+  void destroyResult() noexcept;
+  const void* checkedResult(const TypeInfo& type) const;
+  void destroyAll() noexcept;
+
+  const Signature* signature_;
+  Ref target_;
+  Selector selector_;
+  Place* places_;  ///< the arguments', then the result's
+  alignas(std::max_align_t) unsigned char inline_[kBytes];
+  std::unique_ptr<unsigned char[]> memory_;  ///< in place of `inline_` where that is too small
+};
+
+}  // namespace tidewell::runtime

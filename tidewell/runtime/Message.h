@@ -1,0 +1,195 @@
+#pragma once
+
+#include <atomic>
+#include <concepts>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/runtime/Class.h"
+#include "tidewell/runtime/Method.h"
+#include "tidewell/runtime/Object.h"
+#include "tidewell/runtime/Selector.h"
+#include "tidewell/runtime/Signature.h"
+
+namespace tidewell::runtime {
+
+template <class Type>
+class Message;
+
+/// A selector with the types of its method, so that sends and methods are checked by the compiler:
+///
+///     inline constinit const Message<bool(UIApplication&, const Url&)> kOpen{"application:open:"};
+///
+/// A constant that costs nothing before `main`; the selector is interned at first use. Any thread.
+template <class R, class... P>
+class Message<R(P...)> {
+  static_assert((Parameter<P> && ...),
+                "a parameter is an object, a const reference or a value: one call goes to several receivers");
+
+ public:
+  constexpr explicit Message(const char* name) noexcept : name_(name) {}
+
+  [[nodiscard]] Selector selector() const {
+    const SelectorRecord* const record = selector_.load(std::memory_order_acquire);
+    return record ? Selector(record) : intern();
+  }
+  [[nodiscard]] const Signature& signature() const {
+    if (!selector_.load(std::memory_order_acquire)) intern();
+    return *signature_.load(std::memory_order_relaxed);
+  }
+
+ private:
+  Selector intern() const {
+    const Selector selector = Selector::named(name_);
+    signature_.store(&signatureOf<R, P...>(), std::memory_order_relaxed);
+    selector_.store(selector.record(), std::memory_order_release);
+    return selector;
+  }
+
+  const char* name_;
+  mutable std::atomic<const SelectorRecord*> selector_{nullptr};
+  mutable std::atomic<const Signature*> signature_{nullptr};
+};
+
+/// Raises `kInvalidArgumentException`: "-[AppDelegate foo:]: unrecognized selector sent to instance 0x…".
+[[noreturn]] TIDEWELL_EXPORT void raiseUnrecognizedSelector(const Object& receiver, Selector selector);
+/// Raises `kInvalidArgumentException` with the texts of both signatures.
+[[noreturn]] TIDEWELL_EXPORT void raiseSignatureMismatch(Selector selector, const Signature& wanted,
+                                                         const Signature& found);
+/// Raises `kInvalidArgumentException` for an argument that is nil, or of another class than `wanted`.
+[[noreturn]] TIDEWELL_EXPORT void raiseWrongObject(const Object* object, const Class& wanted);
+
+template <class T>
+[[nodiscard]] Class& classOf();
+
+/// The object as a `T`. Raises where it is nil, or no `T`.
+template <ObjectType T>
+[[nodiscard]] T& checkedObject(Object* object) {
+  if constexpr (std::is_same_v<std::remove_cv_t<T>, Object>) {
+    if (!object) raiseWrongObject(object, rootClass());
+    return *object;
+  } else {
+    const Class& wanted = classOf<std::remove_cv_t<T>>();
+    if (!object || !object->isa().nativeClass().isSubclassOf(wanted)) raiseWrongObject(object, wanted);
+    return static_cast<T&>(*object);
+  }
+}
+
+/// The owning reference of an object that somebody owns; null for nil and for one that is being destroyed.
+[[nodiscard]] inline Ref refOf(Object* object) noexcept {
+  return object ? object->weak_from_this().lock() : nullptr;
+}
+
+/// From the form in which an argument travels to the parameter that the method declares.
+template <Parameter P>
+[[nodiscard]] decltype(auto) fromCanonical(Canonical<P> argument) {
+  using T = std::remove_reference_t<P>;
+  if constexpr (!std::is_same_v<Stored<P>, Object*>) {
+    return static_cast<std::conditional_t<std::is_reference_v<P>, P, std::remove_cv_t<T>>>(argument);
+  } else if constexpr (ObjectType<T>) {
+    return checkedObject<T>(argument);
+  } else if constexpr (std::is_pointer_v<T>) {
+    return argument ? &checkedObject<std::remove_pointer_t<T>>(argument) : nullptr;
+  } else {
+    using U = typename std::remove_cv_t<T>::element_type;
+    return argument ? std::shared_ptr<U>(refOf(argument), &checkedObject<U>(argument)) : std::shared_ptr<U>();
+  }
+}
+
+/// From an argument as declared to the form in which it travels.
+template <Parameter P>
+[[nodiscard]] Canonical<P> toCanonical(const std::remove_reference_t<P>& argument) {
+  using T = std::remove_reference_t<P>;
+  if constexpr (!std::is_same_v<Stored<P>, Object*>) {
+    if constexpr (std::is_scalar_v<Stored<P>>) {
+      return static_cast<Stored<P>>(argument);
+    } else {
+      return argument;
+    }
+  } else if constexpr (ObjectType<T>) {
+    return const_cast<std::remove_const_t<T>*>(&argument);
+  } else if constexpr (std::is_pointer_v<T>) {
+    return const_cast<std::remove_const_t<std::remove_pointer_t<T>>*>(argument);
+  } else {
+    return const_cast<std::remove_const_t<typename std::remove_cv_t<T>::element_type>*>(argument.get());
+  }
+}
+
+/// From the form in which a result travels to the declared one.
+template <class R>
+[[nodiscard]] R fromCanonicalResult(CanonicalResult<R>&& result) {
+  if constexpr (std::is_same_v<CanonicalResult<R>, Ref>) {
+    if (!result) return nullptr;
+    auto& object = checkedObject<typename R::element_type>(result.get());
+    return R(std::move(result), &object);
+  } else {
+    return static_cast<R>(std::move(result));
+  }
+}
+
+/// The method that answers a send: raises where there is none, or one of another signature.
+[[nodiscard]] inline const Method& methodForSend(const Object& receiver, Selector selector,
+                                                 const Signature& signature) {
+  const Method* const method = receiver.isa().method(selector);
+  if (!method) [[unlikely]]
+    raiseUnrecognizedSelector(receiver, selector);
+  if (&method->signature() != &signature) [[unlikely]]
+    raiseSignatureMismatch(selector, signature, method->signature());
+  return *method;
+}
+
+/// Calls the function with arguments as declared. The caller has compared the signatures.
+template <class R, class... P>
+R callMethod(const Method& method, Object& self, std::type_identity_t<P>... arguments) {
+  if constexpr (std::is_void_v<R>) {
+    method.callUnchecked<R, P...>(self, toCanonical<P>(arguments)...);
+  } else {
+    return fromCanonicalResult<R>(method.callUnchecked<R, P...>(self, toCanonical<P>(arguments)...));
+  }
+}
+
+/// Calls a method that was looked up before, as one calls an implementation pointer. Raises where the
+/// message's types are not the method's.
+template <class R, class... P>
+R call(const Message<R(P...)>& as, const Method& method, Object& self, std::type_identity_t<P>... arguments) {
+  if (&method.signature() != &as.signature()) [[unlikely]]
+    raiseSignatureMismatch(method.selector(), as.signature(), method.signature());
+  return callMethod<R, P...>(method, self, static_cast<std::type_identity_t<P>>(arguments)...);
+}
+
+[[nodiscard]] inline Object* receiverOf(Object* receiver) noexcept { return receiver; }
+[[nodiscard]] inline Object* receiverOf(Object& receiver) noexcept { return &receiver; }
+template <ObjectType T>
+[[nodiscard]] Object* receiverOf(const std::shared_ptr<T>& receiver) noexcept {
+  return receiver.get();
+}
+/// What a message can be sent to: an object, a pointer to one, a `std::shared_ptr` to one.
+template <class T>
+concept Receiver = requires(T& receiver) {
+  receiverOf(receiver);
+};
+
+/// Sends a message. nil answers `R()` and calls nothing. Raises where the receiver does not respond, its
+/// method has other types, or an object among the arguments is not of the class that the method wants; what
+/// the method raises passes. The caller keeps the receiver alive.
+template <Receiver To, class R, class... P>
+R send(To&& to, const Message<R(P...)>& message, std::type_identity_t<P>... arguments) {
+  Object* const receiver = receiverOf(to);
+  if (!receiver) return R();
+  const Method& method = methodForSend(*receiver, message.selector(), message.signature());
+  return callMethod<R, P...>(method, *receiver, static_cast<std::type_identity_t<P>>(arguments)...);
+}
+
+/// Sends a selector with the types that the arguments happen to have: an `int` does not fit a method that
+/// takes 64 bits, which raises. Prefer a `Message`.
+template <class R, Receiver To, class... A>
+R send(To&& to, Selector selector, const A&... arguments) {
+  Object* const receiver = receiverOf(to);
+  if (!receiver) return R();
+  const Method& method = methodForSend(*receiver, selector, signatureOf<R, A...>());
+  return callMethod<R, const A&...>(method, *receiver, arguments...);
+}
+
+}  // namespace tidewell::runtime

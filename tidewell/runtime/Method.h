@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+#include <type_traits>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/runtime/Selector.h"
+#include "tidewell/runtime/Signature.h"
+
+namespace tidewell::runtime {
+
+class Class;
+
+/// An implementation under a selector: what a class holds and what a lookup answers. Immutable and never
+/// freed.
+class TIDEWELL_EXPORT Method {
+ public:
+  /// \param needs the class of objects that the function takes as its receiver; null for any object.
+  /// \param state what the function finds in `state()`; stays for ever.
+  Method(Selector under, AnyFunction implementation, const Signature& types, const Class* needs,
+         const void* state = nullptr) noexcept
+      : selector_(under), function_(implementation), signature_(&types), needs_(needs), state_(state) {}
+
+  /// The selector under which the method was added, which need not be the one it was copied from.
+  [[nodiscard]] Selector selector() const noexcept { return selector_; }
+  [[nodiscard]] const Signature& signature() const noexcept { return *signature_; }
+  [[nodiscard]] const std::string& typeEncoding() const noexcept { return signature_->encoding; }
+  [[nodiscard]] AnyFunction function() const noexcept { return function_; }
+  /// The class whose native type the receiver must have; null where any object will do.
+  [[nodiscard]] const Class* neededClass() const noexcept { return needs_; }
+  /// What a function with captures reads them from.
+  [[nodiscard]] const void* state() const noexcept { return state_; }
+
+  /// Whether this is the same implementation, whatever the selector: as comparing implementation pointers.
+  [[nodiscard]] bool hasImplementationOf(const Method& other) const noexcept {
+    return function_ == other.function_ && state_ == other.state_;
+  }
+
+  /// The function with its type on. The caller has compared the signature.
+  template <class R, class... P>
+  CanonicalResult<R> callUnchecked(Object& self, Canonical<P>... arguments) const {
+    return reinterpret_cast<Function<R, P...>>(function_)(self, *this, arguments...);
+  }
+
+ private:
+  Selector selector_;
+  AnyFunction function_;
+  const Signature* signature_;
+  const Class* needs_;
+  const void* state_;
+};
+
+}  // namespace tidewell::runtime

@@ -1,0 +1,230 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "tidewell/base/Error.h"
+#include "tidewell/base/Export.h"
+#include "tidewell/base/Value.h"
+#include "tidewell/runtime/Object.h"
+
+namespace tidewell::runtime {
+
+// How arguments and results travel. Each C++ type has one form in which it does, its canonical type, so that
+// callers and methods which were compiled apart agree: every object as `Object*` (as `Ref` in a result), an
+// integer or enumeration as the integer of its width and sign, a class value by `const&`.
+
+template <class T>
+concept ObjectType = std::derived_from<std::remove_cv_t<T>, Object>;
+
+/// What an integer of this size and sign travels as.
+template <std::size_t size, bool isSigned>
+struct IntegerOfWidth;
+template <>
+struct IntegerOfWidth<1, true> : std::type_identity<std::int8_t> {};
+template <>
+struct IntegerOfWidth<1, false> : std::type_identity<std::uint8_t> {};
+template <>
+struct IntegerOfWidth<2, true> : std::type_identity<std::int16_t> {};
+template <>
+struct IntegerOfWidth<2, false> : std::type_identity<std::uint16_t> {};
+template <>
+struct IntegerOfWidth<4, true> : std::type_identity<std::int32_t> {};
+template <>
+struct IntegerOfWidth<4, false> : std::type_identity<std::uint32_t> {};
+template <>
+struct IntegerOfWidth<8, true> : std::type_identity<std::int64_t> {};
+template <>
+struct IntegerOfWidth<8, false> : std::type_identity<std::uint64_t> {};
+
+/// The canonical type of a value, without reference: what an invocation stores.
+template <class T>
+struct StoredType : std::type_identity<T> {};
+template <ObjectType T>
+struct StoredType<T> : std::type_identity<Object*> {};
+template <ObjectType T>
+struct StoredType<T*> : std::type_identity<Object*> {};
+template <ObjectType T>
+struct StoredType<std::shared_ptr<T>> : std::type_identity<Object*> {};
+template <>
+struct StoredType<std::nullptr_t> : std::type_identity<Object*> {};
+template <class T>
+requires(std::integral<T> && !std::same_as<T, bool>) struct StoredType<T>
+    : IntegerOfWidth<sizeof(T), std::is_signed_v<T>> {
+};
+template <class T>
+requires std::is_enum_v<T>
+struct StoredType<T> : StoredType<std::underlying_type_t<T>> {
+};
+
+template <class T>
+using Stored = typename StoredType<std::remove_cv_t<std::remove_reference_t<T>>>::type;
+
+/// Whether a parameter may be declared so. One call goes to several receivers, so nothing may be moved out of
+/// an argument or written back through it, and a view would outlive its text.
+template <class P>
+concept Parameter = !std::same_as<std::remove_cvref_t<P>, std::string_view> &&
+                    ((std::is_lvalue_reference_v<P> && (ObjectType<std::remove_reference_t<P>> ||
+                                                        std::is_const_v<std::remove_reference_t<P>>)) ||
+                     (!std::is_reference_v<P> && !ObjectType<P>));
+
+/// The type of an argument on its way.
+template <Parameter P>
+using Canonical = std::conditional_t<std::is_scalar_v<Stored<P>>, Stored<P>, const Stored<P>&>;
+
+/// The type of a result on its way: an object as a reference that owns.
+template <class R>
+struct CanonicalResultType : StoredType<R> {
+  static_assert(!std::is_reference_v<R> && !std::is_pointer_v<R>,
+                "a method answers with a value or a std::shared_ptr");
+};
+template <>
+struct CanonicalResultType<void> : std::type_identity<void> {};
+template <ObjectType T>
+struct CanonicalResultType<std::shared_ptr<T>> : std::type_identity<Ref> {};
+template <class R>
+using CanonicalResult = typename CanonicalResultType<R>::type;
+
+/// What the object model knows of a canonical type. One a type, interned by `text`, never freed: compared by
+/// address, across modules, too.
+struct TypeInfo {
+  std::string text;      ///< tells any two types apart, as "{Dictionary}"
+  std::string encoding;  ///< the original platform's, as "@"
+  std::size_t size = 0;
+  std::size_t alignment = 1;
+  void (*copy)(void* to, const void* from) = nullptr;
+  void (*destroy)(void* value) noexcept = nullptr;
+  bool isObject = false;  ///< stored as `Ref`, passed as `Object*`
+};
+
+// The names of types. `text` of a class that has none of its own is the compiler's spelling of its name.
+
+/// The qualified name of a type as the compiler spells it.
+template <class T>
+[[nodiscard]] constexpr std::string_view spelledName() {
+  const std::string_view text = __PRETTY_FUNCTION__;
+  const std::size_t from = text.find("T = ") + 4;
+  return text.substr(from, text.find_first_of(";]", from) - from);
+}
+
+template <class T>
+struct TypeText {
+  static std::string text() { return "{" + std::string(spelledName<T>()) + "}"; }
+  static std::string encoding() { return text(); }
+};
+
+/// A type with texts of its own. Specialise `TypeText` with it for a value type that differently compiled
+/// modules exchange: `template <> struct TypeText<Score> : NamedType<"Score"> {};`
+template <std::size_t size>
+struct FixedText {
+  consteval FixedText(const char (&text)[size]) {
+    for (std::size_t i = 0; i < size; ++i) characters[i] = text[i];
+  }
+  char characters[size] = {};
+};
+template <FixedText name>
+struct NamedType {
+  static std::string text() { return std::string("{") + name.characters + "}"; }
+  static std::string encoding() { return "@"; }
+};
+/// A type whose text is its encoding.
+template <FixedText code>
+struct PlainType {
+  static std::string text() { return code.characters; }
+  static std::string encoding() { return code.characters; }
+};
+
+template <>
+struct TypeText<void> : PlainType<"v"> {};
+template <>
+struct TypeText<bool> : PlainType<"B"> {};
+template <>
+struct TypeText<std::int8_t> : PlainType<"c"> {};
+template <>
+struct TypeText<std::uint8_t> : PlainType<"C"> {};
+template <>
+struct TypeText<std::int16_t> : PlainType<"s"> {};
+template <>
+struct TypeText<std::uint16_t> : PlainType<"S"> {};
+template <>
+struct TypeText<std::int32_t> : PlainType<"i"> {};
+template <>
+struct TypeText<std::uint32_t> : PlainType<"I"> {};
+template <>
+struct TypeText<std::int64_t> : PlainType<"q"> {};
+template <>
+struct TypeText<std::uint64_t> : PlainType<"Q"> {};
+template <>
+struct TypeText<float> : PlainType<"f"> {};
+template <>
+struct TypeText<double> : PlainType<"d"> {};
+template <>
+struct TypeText<Object*> : PlainType<"@"> {};
+template <>
+struct TypeText<Ref> : PlainType<"@"> {};
+template <>
+struct TypeText<void*> : PlainType<"^v"> {};
+template <>
+struct TypeText<const void*> : PlainType<"r^v"> {};
+template <>
+struct TypeText<std::string> : NamedType<"String"> {};
+template <>
+struct TypeText<base::Value> : NamedType<"Value"> {};
+template <>
+struct TypeText<base::Array> : NamedType<"Array"> {};
+template <>
+struct TypeText<base::Dictionary> : NamedType<"Dictionary"> {};
+template <>
+struct TypeText<base::Data> : NamedType<"Data"> {};
+template <>
+struct TypeText<base::Date> : NamedType<"Date"> {};
+template <>
+struct TypeText<base::Url> : NamedType<"Url"> {};
+template <>
+struct TypeText<base::Error> : NamedType<"Error"> {};
+template <class T>
+struct TypeText<std::optional<T>> {
+  static std::string text() { return "?" + TypeText<Stored<T>>::text(); }
+  static std::string encoding() { return TypeText<Stored<T>>::encoding(); }
+};
+template <class R, class... A>
+struct TypeText<std::function<R(A...)>> {
+  static std::string text() {
+    return "@?<" + TypeText<CanonicalResult<R>>::text() +
+           (std::string() + ... + TypeText<Stored<A>>::text()) + ">";
+  }
+  static std::string encoding() { return "@?"; }
+};
+
+/// The one `TypeInfo` of this text and size; made from `recipe` where there is none yet.
+[[nodiscard]] TIDEWELL_EXPORT const TypeInfo& internType(TypeInfo recipe);
+
+/// The type of a canonical value without reference.
+template <class T>
+[[nodiscard]] const TypeInfo& typeInfo() {
+  static const TypeInfo& info = []() -> const TypeInfo& {
+    TypeInfo recipe;
+    recipe.text = TypeText<T>::text();
+    recipe.encoding = TypeText<T>::encoding();
+    if constexpr (!std::is_void_v<T>) {
+      using Kept = std::conditional_t<std::is_same_v<T, Object*>, Ref, T>;
+      recipe.size = sizeof(Kept);
+      recipe.alignment = alignof(Kept);
+      recipe.copy = [](void* to, const void* from) { ::new (to) Kept(*static_cast<const Kept*>(from)); };
+      recipe.destroy = [](void* value) noexcept { static_cast<Kept*>(value)->~Kept(); };
+      recipe.isObject = std::is_same_v<Kept, Ref>;
+    }
+    return internType(std::move(recipe));
+  }();
+  return info;
+}
+
+}  // namespace tidewell::runtime
