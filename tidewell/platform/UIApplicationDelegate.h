@@ -1,0 +1,118 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+#include "tidewell/base/Data.h"
+#include "tidewell/base/Error.h"
+#include "tidewell/base/Export.h"
+#include "tidewell/base/Url.h"
+#include "tidewell/base/Value.h"
+#include "tidewell/platform/UIApplication.h"
+#include "tidewell/platform/UserActivity.h"
+#include "tidewell/runtime/ClassBuilder.h"
+#include "tidewell/runtime/Make.h"
+#include "tidewell/runtime/Message.h"
+#include "tidewell/runtime/Protocol.h"
+
+namespace tidewell::platform {
+
+// The methods of the protocol `UIApplicationDelegate`. All are optional.
+
+inline constinit const runtime::Message<bool(UIApplication&, const base::Url&, const base::Dictionary&)>
+    kApplicationOpenURL{"application:openURL:options:"};
+inline constinit const runtime::Message<bool(UIApplication&, const base::Url&,
+                                             const std::optional<std::string>&, const base::Value&)>
+    kApplicationOpenURLFromSource{"application:openURL:sourceApplication:annotation:"};
+inline constinit const runtime::Message<bool(UIApplication&, NSUserActivity&, const RestorationHandler&)>
+    kApplicationContinueUserActivity{"application:continueUserActivity:restorationHandler:"};
+inline constinit const runtime::Message<void(UIApplication&, const std::string&,
+                                             const std::function<void()>&)>
+    kApplicationHandleEventsForBackgroundURLSession{
+        "application:handleEventsForBackgroundURLSession:completionHandler:"};
+inline constinit const runtime::Message<void(UIApplication&, const base::Data&)>
+    kApplicationDidRegisterForRemoteNotifications{
+        "application:didRegisterForRemoteNotificationsWithDeviceToken:"};
+inline constinit const runtime::Message<void(UIApplication&, const base::Error&)>
+    kApplicationDidFailToRegisterForRemoteNotifications{
+        "application:didFailToRegisterForRemoteNotificationsWithError:"};
+inline constinit const runtime::Message<void(UIApplication&, const base::Dictionary&)>
+    kApplicationDidReceiveRemoteNotification{"application:didReceiveRemoteNotification:"};
+inline constinit const runtime::Message<void(UIApplication&, const base::Dictionary&,
+                                             const FetchCompletionHandler&)>
+    kApplicationDidReceiveRemoteNotificationFetching{
+        "application:didReceiveRemoteNotification:fetchCompletionHandler:"};
+inline constinit const runtime::Message<runtime::Ref()> kApplicationDelegateWindow{"window"};
+
+/// What an application hears of the system. Derive, override what you want to hear of, and make the object
+/// with `runtime::make`:
+///
+///     class AppDelegate : public UIApplicationDelegate {
+///      public:
+///       bool openURL(UIApplication& application, const Url& url, const Dictionary& options) override;
+///     };
+///     auto delegate = runtime::make<AppDelegate>();
+///     UIApplication::sharedApplication()->setDelegate(delegate);
+///
+/// Which methods the object responds to is read from what its class overrides, when it is compiled: what is
+/// inherited from here does not count. Overrides are public. All are called on the main thread.
+///
+/// Messages are what the system sends. A plain C++ call `delegate->openURL(…)` calls this very function, past
+/// whatever the object's class was switched to: send `kApplicationOpenURL` instead.
+///
+/// A class that cannot derive from here declares the protocol and the messages in its own `describe`.
+class TIDEWELL_EXPORT UIApplicationDelegate : public runtime::Subclass<UIApplicationDelegate> {
+ public:
+  ~UIApplicationDelegate() override;
+
+  /// A URL is to be opened. Whether the application did so.
+  virtual bool openURL(UIApplication& application, const base::Url& url, const base::Dictionary& options);
+  /// The same on systems that send no options. nothing: it is not known who asks.
+  virtual bool openURLFromSource(UIApplication& application, const base::Url& url,
+                                 const std::optional<std::string>& sourceApplication,
+                                 const base::Value& annotation);
+  /// The user goes on with an activity. The handler takes the objects that were restored for it. Whether the
+  /// application did so.
+  virtual bool continueUserActivity(UIApplication& application, NSUserActivity& activity,
+                                    const RestorationHandler& restorationHandler);
+  /// Transfers of a background session ended. Call the handler when they are dealt with.
+  virtual void handleEventsForBackgroundURLSession(UIApplication& application, const std::string& identifier,
+                                                   const std::function<void()>& completionHandler);
+  virtual void didRegisterForRemoteNotifications(UIApplication& application, const base::Data& deviceToken);
+  virtual void didFailToRegisterForRemoteNotifications(UIApplication& application, const base::Error& error);
+  virtual void didReceiveRemoteNotification(UIApplication& application, const base::Dictionary& userInfo);
+  /// The same where there is something to fetch. Call the handler once that is done.
+  virtual void didReceiveRemoteNotificationFetching(UIApplication& application,
+                                                    const base::Dictionary& userInfo,
+                                                    const FetchCompletionHandler& fetchCompletionHandler);
+  /// The window of an application that shows one; null for none.
+  virtual runtime::Ref window();
+
+  [[nodiscard]] static const runtime::Protocol& protocol();
+  /// Registers what `T` overrides; `runtime::make` and `runtime::classOf` call it.
+  template <class T>
+  static void adopt(runtime::ClassBuilder<T>& c) {
+    using Self = UIApplicationDelegate;
+    if constexpr (std::is_same_v<T, Self>) c.conformsTo(protocol());  // and every class below it with it
+    runtime::adoptMethod<Self>(c, kApplicationOpenURL, []<class U>() { return &U::openURL; });
+    runtime::adoptMethod<Self>(c, kApplicationOpenURLFromSource,
+                               []<class U>() { return &U::openURLFromSource; });
+    runtime::adoptMethod<Self>(c, kApplicationContinueUserActivity,
+                               []<class U>() { return &U::continueUserActivity; });
+    runtime::adoptMethod<Self>(c, kApplicationHandleEventsForBackgroundURLSession,
+                               []<class U>() { return &U::handleEventsForBackgroundURLSession; });
+    runtime::adoptMethod<Self>(c, kApplicationDidRegisterForRemoteNotifications,
+                               []<class U>() { return &U::didRegisterForRemoteNotifications; });
+    runtime::adoptMethod<Self>(c, kApplicationDidFailToRegisterForRemoteNotifications,
+                               []<class U>() { return &U::didFailToRegisterForRemoteNotifications; });
+    runtime::adoptMethod<Self>(c, kApplicationDidReceiveRemoteNotification,
+                               []<class U>() { return &U::didReceiveRemoteNotification; });
+    runtime::adoptMethod<Self>(c, kApplicationDidReceiveRemoteNotificationFetching,
+                               []<class U>() { return &U::didReceiveRemoteNotificationFetching; });
+    runtime::adoptMethod<Self>(c, kApplicationDelegateWindow, []<class U>() { return &U::window; });
+  }
+};
+
+}  // namespace tidewell::platform
