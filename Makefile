@@ -29,8 +29,8 @@ bench:
 FUZZ_SECONDS ?= 60
 fuzz:
 	scripts/setup ci
-	cmake --preset asan
-	cmake --build --preset asan --target fuzzers
+	cmake --preset fuzz
+	cmake --build --preset fuzz
 	scripts/fuzz build/asan $(FUZZ_SECONDS)
 
 format:

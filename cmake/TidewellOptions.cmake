@@ -14,6 +14,8 @@ option(TIDEWELL_BUILD_BENCH "Build the benchmarks" OFF)
 option(TIDEWELL_BUILD_FUZZ "Build the fuzz targets (clang only)" OFF)
 option(TIDEWELL_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_WARNINGS_AS_ERRORS "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
+set(TIDEWELL_TEST_FOLDERS "" CACHE STRING "The folders of tests/ that are built; all where none is named")
+set(TIDEWELL_GTEST_SOURCE "" CACHE PATH "GoogleTest's sources, where the installed library does not fit this build")
 set(TIDEWELL_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
 
 # The hosts of the backend. The defaults are reserved names (RFC 2606) that no real server answers.
