@@ -22,6 +22,8 @@ endforeach()
 install(FILES "${PROJECT_BINARY_DIR}/generated/tidewell/core/TWNetwork/TWNetworkConstants.h"
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tidewell/core/TWNetwork")
 
+# The libraries lie side by side and find each other wherever the tree is moved.
+set_target_properties(${tidewell_libraries} PROPERTIES INSTALL_RPATH "\$ORIGIN")
 install(TARGETS ${tidewell_libraries} EXPORT TidewellCoreTargets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
@@ -30,9 +32,13 @@ if(TARGET TidewellUrlSession)
   get_target_property(url_session_type TidewellUrlSession TYPE)
   if(url_session_type STREQUAL MODULE_LIBRARY)
     # Loaded by TidewellPosix from its own folder at the first request.
+    set_target_properties(TidewellUrlSession PROPERTIES INSTALL_RPATH "\$ORIGIN")
     install(TARGETS TidewellUrlSession LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
   endif()
 endif()
+
+install(FILES "${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/TidewellCore")
 install(EXPORT TidewellCoreTargets NAMESPACE Tidewell:: DESTINATION "${package_folder}")
