@@ -58,6 +58,9 @@ Value valueForKey(const Value& object, std::string_view key, int level) {
     case Value::Kind::unsignedInteger:
     case Value::Kind::real:
       return numberForKey(object, key);
+    case Value::Kind::object:
+      if (!object.object()->operations->valueForKey) raiseUnknownKey(object, key);
+      return object.object()->operations->valueForKey(object.object()->object.get(), key);
     default:
       raiseUnknownKey(object, key);
   }

@@ -33,6 +33,8 @@ struct ObjectOperations {
   std::size_t (*hash)(const void* object);
   /// The name of the object's class, for messages.
   std::string (*className)(const void* object);
+  /// The answer of `valueForKey:`; null where objects of this kind have no keys.
+  Value (*valueForKey)(const void* object, std::string_view key) = nullptr;
 };
 
 /// A counted reference to an object of a higher layer, whose type this layer does not know.

@@ -7,6 +7,7 @@
 
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/platform/UnknownMachine.h"
+#include "tidewell/runtime/Description.h"
 
 namespace tidewell::platform {
 namespace {
@@ -94,6 +95,9 @@ void report(std::string_view text) noexcept {
   }
 }
 
-void setReporter(Reporter reporter) noexcept { reporterInForce.store(reporter, std::memory_order_release); }
+void setReporter(Reporter reporter) noexcept {
+  reporterInForce.store(reporter, std::memory_order_release);
+  runtime::setReporter(reporter ? static_cast<runtime::Reporter>(report) : nullptr);
+}
 
 }  // namespace tidewell::platform

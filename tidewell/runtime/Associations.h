@@ -17,7 +17,7 @@ enum class AssociationPolicy {
 
 /// Attaches a value to an object under a key, whose address is its identity; nil takes it away. It goes when
 /// the object does, after the object's own destructor. Any thread; what was there before is let go of with no
-/// lock held. Raises for nil objects under `copy` that do not respond to `copy`; nothing for a nil object.
+/// lock held. Raises, under `copy`, for an object that does not respond to `copy`; nothing for a nil object.
 TIDEWELL_EXPORT void setAssociatedObject(Object* object, const void* key, base::Value value,
                                          AssociationPolicy policy);
 /// nil where nothing is attached under the key.

@@ -29,7 +29,6 @@ struct ClassDescription;
 /// Any thread; a lookup takes no lock once it was answered before.
 class TIDEWELL_EXPORT Class final : public Object {
  public:
-  Class();
   ~Class() override;
 
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
@@ -64,6 +63,7 @@ class TIDEWELL_EXPORT Class final : public Object {
 
  private:
   friend class Registry;
+  Class();
   void isMadeByRuntimeMake() const override {}
   [[nodiscard]] const Method* findMethod(Selector selector) const;
 

@@ -25,7 +25,6 @@ struct ClassDescription {
     bool needsNativeReceiver;
     bool isClassMethod;
   };
-  std::string name;  ///< "": the type's own
   std::vector<MethodEntry> methods;
   std::vector<Property> properties;
   std::vector<const Protocol*> protocols;
@@ -73,11 +72,6 @@ class ClassBuilder {
  public:
   explicit ClassBuilder(ClassDescription& description) noexcept : description_(&description) {}
 
-  /// The name of the class in place of the type's own. Declaring raises where another class has it.
-  ClassBuilder& named(std::string_view name) {
-    description_->name = name;
-    return *this;
-  }
   ClassBuilder& conformsTo(const Protocol& protocol) {
     description_->protocols.push_back(&protocol);
     return *this;
@@ -123,8 +117,7 @@ class ClassBuilder {
     description_->properties.push_back(std::move(property));
     return *this;
   }
-  /// A property with a getter, or data member, and a setter. A setter that tells observers itself (by
-  /// `changing`) is not announced twice.
+  /// A property with a getter, or data member, and a setter, which tells observers itself (by `changing`).
   template <auto get, auto set>
   ClassBuilder& property(std::string_view name) {
     using Read = std::remove_cvref_t<decltype(std::invoke(get, std::declval<T&>()))>;
@@ -132,6 +125,7 @@ class ClassBuilder {
     property.set = [](Object& object, const base::Value& value) {
       std::invoke(set, static_cast<T&>(object), fromValue<Read>(value));
     };
+    property.announcesItself = true;
     description_->properties.push_back(std::move(property));
     return *this;
   }

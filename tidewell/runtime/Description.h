@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -29,5 +30,7 @@ inline constinit const Message<Ref()> kCopy{"copy"};
 /// the sentence is dropped.
 using Reporter = void (*)(std::string_view text) noexcept;
 TIDEWELL_EXPORT void setReporter(Reporter reporter) noexcept;
+/// Reports that an object died while it was observed.
+void reportObservedDeath(const Object* object, std::string_view className) noexcept;
 
 }  // namespace tidewell::runtime

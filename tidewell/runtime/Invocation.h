@@ -19,9 +19,9 @@ namespace tidewell::runtime {
 class TIDEWELL_EXPORT Invocation {
  public:
   explicit Invocation(const Signature& signature);
-  Invocation(Invocation&& other) noexcept;
-  Invocation& operator=(Invocation&& other) noexcept;
   ~Invocation();
+  Invocation(const Invocation&) = delete;
+  Invocation& operator=(const Invocation&) = delete;
 
   void setTarget(Ref target) noexcept { target_ = std::move(target); }
   void setSelector(Selector selector) noexcept { selector_ = selector; }
@@ -57,14 +57,12 @@ class TIDEWELL_EXPORT Invocation {
     void* bytes = nullptr;
     bool isSet = false;
   };
-  /// Enough for the delegate's messages, so that one needs no memory of its own.
-  static constexpr std::size_t kPlaces = 6;
-  static constexpr std::size_t kBytes = 192;
+  /// Enough for the delegate's messages: they need no memory of their own.
+  static constexpr std::size_t kBytes = 256;
 
   void store(std::size_t index, const TypeInfo& type, const void* value);
   void destroyResult() noexcept;
   const void* checkedResult(const TypeInfo& type) const;
-  void destroyAll() noexcept;
 
   const Signature* signature_;
   Ref target_;

@@ -84,6 +84,7 @@ class Made final : public T {
 struct NativeType {
   std::string_view qualifiedName;
   std::string_view name;
+  bool isNameGiven;  ///< by the author: another class of that name is an error
   std::size_t size;
   Class& (*superclass)();
   void (*describe)(ClassDescription& description);
@@ -107,9 +108,18 @@ struct NativeType {
   return name;
 }
 
+/// The name of a type's class: `T::kClassName` where the type has that, else the type's own without
+/// namespaces.
 template <class T>
 struct NativeName {
-  static constexpr std::string_view value = spelledName<T>();
+  static constexpr bool isGiven = requires { T::kClassName; };
+  static constexpr std::string_view name() {
+    if constexpr (isGiven) {
+      return T::kClassName;
+    } else {
+      return unqualifiedName(spelledName<T>());
+    }
+  }
 };
 template <class T>
 struct NativeName<Boxed<T>> : NativeName<T> {};
@@ -136,7 +146,7 @@ template <ObjectType T, class... A>
 [[nodiscard]] std::shared_ptr<T> make(A&&... arguments);
 
 /// The class that stands for a C++ type, declared on first use. A class that `T` names with `Subclass` above
-/// it is declared, too. Any thread. Raises where `describe` gives a name that another class has.
+/// it is declared, too. Any thread. Raises where `T::kClassName` is another class's name.
 template <class T>
 [[nodiscard]] Class& classOf() {
   static_assert(ObjectType<T>, "a class that does not derive from Object is boxed: classOf<Boxed<T>>()");
@@ -144,7 +154,8 @@ template <class T>
   if (Class* known = declaredClass<T>.load(std::memory_order_acquire)) return *known;
   NativeType type;
   type.qualifiedName = spelledName<T>();
-  type.name = unqualifiedName(NativeName<T>::value);
+  type.name = NativeName<T>::name();
+  type.isNameGiven = NativeName<T>::isGiven;
   type.size = sizeof(T);
   type.superclass = []() -> Class& { return classOf<typename SuperclassOf<T>::type>(); };
   type.describe = [](ClassDescription& description) {

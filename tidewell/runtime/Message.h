@@ -77,6 +77,9 @@ template <ObjectType T>
   }
 }
 
+template <>
+TIDEWELL_EXPORT Class& checkedObject<Class>(Object* object);
+
 /// The owning reference of an object that somebody owns; null for nil and for one that is being destroyed.
 [[nodiscard]] inline Ref refOf(Object* object) noexcept {
   return object ? object->weak_from_this().lock() : nullptr;

@@ -41,7 +41,7 @@ class TIDEWELL_EXPORT MethodCache {
   /// For a selector that is not in it.
   void insert(Selector selector, const Method* method);
   /// Forgets every answer.
-  void clear() noexcept;
+  void clear();
 
  private:
   struct Slot {
@@ -56,7 +56,7 @@ class TIDEWELL_EXPORT MethodCache {
   };
 
   static Table& emptyTable() noexcept;
-  void grow();
+  void replaceTable(std::size_t size);
   static void put(Table& table, Selector selector, const Method* method) noexcept;
 
   std::atomic<Table*> table_;

@@ -14,6 +14,7 @@ struct Property {
   std::string encoding;  ///< of the property's type: "q", "@"
   base::Value (*get)(Object& object) = nullptr;
   void (*set)(Object& object, const base::Value& value) = nullptr;  ///< null: read only
+  bool announcesItself = false;  ///< the setter tells observers (by `changing`)
 };
 
 }  // namespace tidewell::runtime

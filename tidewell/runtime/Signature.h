@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <atomic>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -67,18 +67,22 @@ void invokeFunction(AnyFunction function, Object& self, const Method& method, co
 }
 
 template <class R, class... P>
+inline constinit std::atomic<const Signature*> knownSignature{nullptr};
+
+/// The signature of a method with these types.
+template <class R, class... P>
 [[nodiscard]] const Signature& signatureOf() {
-  static const Signature& signature = []() -> const Signature& {
-    Signature recipe;
-    recipe.result = &typeInfo<CanonicalResult<R>>();
-    recipe.arguments = {&typeInfo<Stored<P>>()...};
-    recipe.invoke = [](AnyFunction function, Object& self, const Method& method, const void* const* arguments,
-                       void* result) {
-      invokeFunction<R, P...>(function, self, method, arguments, result, std::index_sequence_for<P...>());
-    };
-    return internSignature(std::move(recipe));
-  }();
-  return signature;
+  if (const Signature* known = knownSignature<R, P...>.load(std::memory_order_acquire)) return *known;
+  Signature recipe;
+  recipe.result = &typeInfo<CanonicalResult<R>>();
+  recipe.arguments = {&typeInfo<Stored<P>>()...};
+  recipe.invoke = [](AnyFunction function, Object& self, const Method& method, const void* const* arguments,
+                     void* result) {
+    invokeFunction<R, P...>(function, self, method, arguments, result, std::index_sequence_for<P...>());
+  };
+  const Signature& interned = internSignature(std::move(recipe));
+  knownSignature<R, P...>.store(&interned, std::memory_order_release);
+  return interned;
 }
 
 }  // namespace tidewell::runtime

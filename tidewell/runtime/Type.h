@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "tidewell/base/Error.h"
 #include "tidewell/base/Export.h"
@@ -207,24 +209,28 @@ struct TypeText<std::function<R(A...)>> {
 /// The one `TypeInfo` of this text and size; made from `recipe` where there is none yet.
 [[nodiscard]] TIDEWELL_EXPORT const TypeInfo& internType(TypeInfo recipe);
 
-/// The type of a canonical value without reference.
+/// The type of a canonical value without reference. (No function-local static: its guard would be held while
+/// the loader's lock is taken.)
+template <class T>
+inline constinit std::atomic<const TypeInfo*> knownTypeInfo{nullptr};
+
 template <class T>
 [[nodiscard]] const TypeInfo& typeInfo() {
-  static const TypeInfo& info = []() -> const TypeInfo& {
-    TypeInfo recipe;
-    recipe.text = TypeText<T>::text();
-    recipe.encoding = TypeText<T>::encoding();
-    if constexpr (!std::is_void_v<T>) {
-      using Kept = std::conditional_t<std::is_same_v<T, Object*>, Ref, T>;
-      recipe.size = sizeof(Kept);
-      recipe.alignment = alignof(Kept);
-      recipe.copy = [](void* to, const void* from) { ::new (to) Kept(*static_cast<const Kept*>(from)); };
-      recipe.destroy = [](void* value) noexcept { static_cast<Kept*>(value)->~Kept(); };
-      recipe.isObject = std::is_same_v<Kept, Ref>;
-    }
-    return internType(std::move(recipe));
-  }();
-  return info;
+  if (const TypeInfo* known = knownTypeInfo<T>.load(std::memory_order_acquire)) return *known;
+  TypeInfo recipe;
+  recipe.text = TypeText<T>::text();
+  recipe.encoding = TypeText<T>::encoding();
+  if constexpr (!std::is_void_v<T>) {
+    using Kept = std::conditional_t<std::is_same_v<T, Object*>, Ref, T>;
+    recipe.size = sizeof(Kept);
+    recipe.alignment = alignof(Kept);
+    recipe.copy = [](void* to, const void* from) { ::new (to) Kept(*static_cast<const Kept*>(from)); };
+    recipe.destroy = [](void* value) noexcept { static_cast<Kept*>(value)->~Kept(); };
+    recipe.isObject = std::is_same_v<Kept, Ref>;
+  }
+  const TypeInfo& interned = internType(std::move(recipe));
+  knownTypeInfo<T>.store(&interned, std::memory_order_release);
+  return interned;
 }
 
 }  // namespace tidewell::runtime

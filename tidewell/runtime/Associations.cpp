@@ -1,0 +1,49 @@
+#include "tidewell/runtime/Associations.h"
+
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/runtime/Description.h"
+#include "tidewell/runtime/KeyValueCoding.h"
+#include "tidewell/runtime/SideRecord.h"
+
+namespace tidewell::runtime {
+
+void setAssociatedObject(Object* object, const void* key, base::Value value, AssociationPolicy policy) {
+  if (!object) return;
+  if (value.isNil() && !ObjectAccess::side(*object).load(std::memory_order_acquire)) return;
+
+  Association association;
+  const Ref attached = objectOf(value);
+  const bool copies = policy == AssociationPolicy::copy || policy == AssociationPolicy::copyNonatomic;
+  if (attached && copies) value = objectValue(send(attached, kCopy));
+  if (attached && policy == AssociationPolicy::assign) {
+    association.isWeak = true;
+    association.object = attached;
+  } else {
+    association.value = value;
+  }
+
+  SideRecord& side = sideRecordOf(*object);
+  const std::scoped_lock lock(side.mutex);
+  if (value.isNil()) {
+    const auto found = side.associations.find(key);
+    if (found == side.associations.end()) return;
+    std::swap(found->second, association);
+    side.associations.erase(found);
+  } else {
+    std::swap(side.associations[key], association);
+  }
+  // `association` holds what was there before, and is destroyed behind the lock: it was made first.
+}
+
+base::Value associatedObject(const Object* object, const void* key) {
+  SideRecord* const side = object ? ObjectAccess::side(*object).load(std::memory_order_acquire) : nullptr;
+  if (!side) return {};
+  const std::scoped_lock lock(side->mutex);
+  const auto found = side->associations.find(key);
+  if (found == side->associations.end()) return {};
+  return found->second.isWeak ? objectValue(found->second.object.lock()) : found->second.value;
+}
+
+}  // namespace tidewell::runtime

@@ -1,0 +1,50 @@
+#include "tidewell/runtime/Description.h"
+
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <cstdint>
+
+#include "tidewell/runtime/Class.h"
+
+namespace tidewell::runtime {
+namespace {
+
+constinit std::atomic<Reporter> reporterInForce{nullptr};
+
+}  // namespace
+
+std::string addressText(const void* address) {
+  std::array<char, 2 * sizeof(void*)> digits;
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(),
+                                 reinterpret_cast<std::uintptr_t>(address), 16);
+  return "0x" + std::string(digits.data(), end.ptr);
+}
+
+std::string plainDescription(std::string_view className, const Object* object) {
+  return "<" + std::string(className) + ": " + addressText(object) + ">";
+}
+
+std::string description(const Object* object) {
+  if (!object) return "(null)";
+  Class& isa = object->isa();
+  if (isa.isMetaclass()) return isa.name();  // a class has the name of its metaclass
+  const Method* const method = isa.method(kDescription.selector());
+  if (method && &method->signature() == &kDescription.signature())
+    return call(kDescription, *method, const_cast<Object&>(*object));
+  return plainDescription(isa.name(), object);
+}
+
+void setReporter(Reporter reporter) noexcept { reporterInForce.store(reporter, std::memory_order_release); }
+
+void reportObservedDeath(const Object* object, std::string_view className) noexcept {
+  const Reporter reporter = reporterInForce.load(std::memory_order_acquire);
+  if (!reporter) return;
+  try {
+    reporter("An instance " + addressText(object) + " of class " + std::string(className) +
+             " was destroyed while observers were still registered with it.");
+  } catch (...) {  // no memory for the sentence
+  }
+}
+
+}  // namespace tidewell::runtime

@@ -1,0 +1,94 @@
+#include "tidewell/runtime/Invocation.h"
+
+#include <string>
+
+#include "tidewell/base/Exception.h"
+
+namespace tidewell::runtime {
+namespace {
+
+[[noreturn]] void refuse(const std::string& reason) { base::raise(base::kInvalidArgumentException, reason); }
+
+std::size_t aligned(std::size_t offset, std::size_t alignment) {
+  return (offset + alignment - 1) / alignment * alignment;
+}
+
+}  // namespace
+
+Invocation::Invocation(const Signature& signature) : signature_(&signature) {
+  // The places, then the bytes of the arguments and of the result, in one piece of memory.
+  const std::size_t count = signature.arguments.size() + 1;
+  const auto typeAt = [&](std::size_t i) -> const TypeInfo& {
+    return i + 1 < count ? *signature.arguments[i] : *signature.result;
+  };
+  std::size_t size = count * sizeof(Place);
+  for (std::size_t i = 0; i < count; ++i) size = aligned(size, typeAt(i).alignment) + typeAt(i).size;
+  unsigned char* bytes = inline_;
+  if (size > sizeof inline_) {
+    memory_ = std::make_unique<unsigned char[]>(size);
+    bytes = memory_.get();
+  }
+  places_ = ::new (bytes) Place[count];
+  std::size_t offset = count * sizeof(Place);
+  for (std::size_t i = 0; i < count; ++i) {
+    offset = aligned(offset, typeAt(i).alignment);
+    places_[i] = {bytes + offset, false};
+    offset += typeAt(i).size;
+  }
+}
+
+Invocation::~Invocation() {
+  for (std::size_t i = 0; i < signature_->arguments.size(); ++i) {
+    if (places_[i].isSet) signature_->arguments[i]->destroy(places_[i].bytes);
+  }
+  destroyResult();
+}
+
+void Invocation::destroyResult() noexcept {
+  Place& result = places_[signature_->arguments.size()];
+  if (result.isSet) signature_->result->destroy(result.bytes);
+  result.isSet = false;
+}
+
+void Invocation::store(std::size_t index, const TypeInfo& type, const void* value) {
+  const std::size_t place = index - Signature::kFirstArgument;
+  if (index < Signature::kFirstArgument || place >= signature_->arguments.size())
+    refuse("there is no argument " + std::to_string(index) + " in " + signature_->text);
+  const TypeInfo& wanted = *signature_->arguments[place];
+  if (&type != &wanted)
+    refuse("argument " + std::to_string(index) + " is " + type.text + " (" + type.encoding + "), not " +
+           wanted.text + " (" + wanted.encoding + ")");
+  Place& argument = places_[place];
+  if (std::exchange(argument.isSet, false)) wanted.destroy(argument.bytes);
+  wanted.copy(argument.bytes, value);
+  argument.isSet = true;
+}
+
+void Invocation::invoke() {
+  destroyResult();
+  if (!target_) return;
+  constexpr std::size_t kMaximumArguments = 16;
+  const void* arguments[kMaximumArguments];
+  const std::size_t count = signature_->arguments.size();
+  if (count > kMaximumArguments) refuse("more arguments than an invocation takes: " + signature_->text);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!places_[i].isSet)
+      refuse("argument " + std::to_string(i + Signature::kFirstArgument) + " is missing");
+    arguments[i] = places_[i].bytes;
+  }
+  const Ref target = target_;  // the method may let go of the invocation's
+  const Method& method = methodForSend(*target, selector_, *signature_);
+  Place& result = places_[count];
+  signature_->invoke(method.function(), *target, method, arguments, result.bytes);
+  result.isSet = signature_->result->destroy != nullptr;
+}
+
+const void* Invocation::checkedResult(const TypeInfo& type) const {
+  if (&type != signature_->result)
+    refuse("the result is " + signature_->result->text + " (" + signature_->result->encoding + "), not " +
+           type.text + " (" + type.encoding + ")");
+  const Place& result = places_[signature_->arguments.size()];
+  return result.isSet ? result.bytes : nullptr;
+}
+
+}  // namespace tidewell::runtime

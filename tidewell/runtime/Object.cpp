@@ -1,0 +1,36 @@
+#include "tidewell/runtime/Object.h"
+
+#include <memory>
+#include <string>
+
+#include "tidewell/runtime/Class.h"
+#include "tidewell/runtime/Description.h"
+#include "tidewell/runtime/SideRecord.h"
+
+namespace tidewell::runtime {
+
+Class& Object::rootClass() noexcept { return runtime::rootClass(); }
+
+Object::~Object() {
+  Class& was = isa();
+  // A late message then finds no method rather than an object that is gone.
+  isa_.store(nullptr, std::memory_order_release);
+  const std::unique_ptr<SideRecord> side(side_.exchange(nullptr, std::memory_order_acq_rel));
+  if (!side) return;
+  for (const auto& entry : side->observers) {
+    if (entry->function) continue;  // ends with the object
+    reportObservedDeath(this, was.name());
+    break;
+  }
+}
+
+SideRecord& sideRecordOf(Object& object) {
+  std::atomic<SideRecord*>& side = ObjectAccess::side(object);
+  SideRecord* present = side.load(std::memory_order_acquire);
+  if (present) return *present;
+  auto made = std::make_unique<SideRecord>();
+  if (side.compare_exchange_strong(present, made.get(), std::memory_order_acq_rel)) return *made.release();
+  return *present;
+}
+
+}  // namespace tidewell::runtime

@@ -1,0 +1,17 @@
+#include "tidewell/runtime/Protocol.h"
+
+namespace tidewell::runtime {
+
+Protocol& Protocol::add(Selector selector, const Signature& signature, bool isRequired) {
+  methods_.push_back({selector, &signature, isRequired});
+  return *this;
+}
+
+const MethodDescription* Protocol::methodDescription(Selector selector, bool isRequired) const noexcept {
+  for (const MethodDescription& method : methods_) {
+    if (method.selector == selector && method.isRequired == isRequired) return &method;
+  }
+  return nullptr;
+}
+
+}  // namespace tidewell::runtime

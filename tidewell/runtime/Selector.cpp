@@ -1,0 +1,43 @@
+#include "tidewell/runtime/Selector.h"
+
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <unordered_map>
+
+#include "tidewell/base/NeverDestroyed.h"
+
+namespace tidewell::runtime {
+namespace {
+
+struct SelectorTable {
+  std::shared_mutex mutex;
+  std::unordered_map<std::string_view, std::unique_ptr<const SelectorRecord>>
+      records;  // keys lie in the records
+};
+
+SelectorTable& table() {
+  static base::NeverDestroyed<SelectorTable> table;
+  return *table;
+}
+
+}  // namespace
+
+Selector Selector::named(std::string_view name) {
+  SelectorTable& known = table();
+  {
+    const std::shared_lock lock(known.mutex);
+    const auto found = known.records.find(name);
+    if (found != known.records.end()) return Selector(found->second.get());
+  }
+  const std::unique_lock lock(known.mutex);
+  const auto found = known.records.find(name);
+  if (found != known.records.end()) return Selector(found->second.get());
+  // Method caches take the low bits; consecutive numbers spread better there than any hash of the text.
+  auto record = std::make_unique<SelectorRecord>(SelectorRecord{std::string(name), known.records.size()});
+  const SelectorRecord* const made = record.get();
+  known.records.emplace(made->name, std::move(record));
+  return Selector(made);
+}
+
+}  // namespace tidewell::runtime
