@@ -37,16 +37,6 @@ Container makeContainer(const Options& options, const Environment& environment) 
                    options.bundleIdentifier);
 }
 
-/// Why options are refused; "" for sound ones.
-std::string complaintAbout(const Options& options) {
-  if (options.bundleIdentifier.empty()) return "the options name no bundle identifier";
-  if (options.version.empty()) return "the options name no version of the application";
-  if (!options.dataHome.empty() && checkPath(options.dataHome)) {
-    return "the data folder of the options is no absolute path: " + options.dataHome;
-  }
-  return {};
-}
-
 }  // namespace
 
 struct PosixPlatform::State {
@@ -171,6 +161,15 @@ void PosixPlatform::enterForeground() {
   state_->post(platform::UIApplicationWillEnterForegroundNotification);
 }
 void PosixPlatform::enterBackground() { state_->post(platform::UIApplicationDidEnterBackgroundNotification); }
+
+std::string complaintAbout(const Options& options) {
+  if (options.bundleIdentifier.empty()) return "the options name no bundle identifier";
+  if (options.version.empty()) return "the options name no version of the application";
+  if (!options.dataHome.empty() && checkPath(options.dataHome)) {
+    return "the data folder of the options is no absolute path: " + options.dataHome;
+  }
+  return {};
+}
 
 PosixPlatform* install(Options options) {
   std::string complaint = complaintAbout(options);

@@ -116,6 +116,9 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   std::unique_ptr<State> state_;
 };
 
+/// Why `install` refuses options, as half a sentence; "" for sound ones.
+[[nodiscard]] TIDEWELL_EXPORT std::string complaintAbout(const Options& options);
+
 /// Makes the platform and puts it in force. Null, with one line on standard error that says why, for options
 /// without bundle identifier or version, for a `dataHome` that is not absolute, and where a platform is
 /// installed already (the first one stays).

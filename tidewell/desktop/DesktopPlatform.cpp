@@ -1,0 +1,120 @@
+#include "tidewell/desktop/DesktopPlatform.h"
+
+#include <glib-unix.h>
+#include <gtk/gtk.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "tidewell/desktop/ForegroundWatch.h"
+#include "tidewell/desktop/GioLinkOpener.h"
+#include "tidewell/desktop/GtkPresenter.h"
+#include "tidewell/desktop/SecretKeychain.h"
+#include "tidewell/desktop/SecretService.h"
+
+namespace tidewell::desktop {
+namespace {
+
+posix::Options forPosix(const Options& options) {
+  posix::Options result = options.posix;
+  result.mainLoop = posix::MainLoop::host;  // GLib's default main context drains it
+  return result;
+}
+
+WebPageSettings pageSettings(const Options& options) {
+  // Milliseconds must fit into GLib's timers.
+  return {options.posix.caFile, options.posix.proxy, std::clamp(options.pageTimeout, 0.001, 86400.0)};
+}
+
+}  // namespace
+
+struct DesktopPlatform::State {
+  explicit State(Options given)
+      : options(std::move(given)),
+        base(forPosix(options)),
+        keychain(options.usesSecretService ? std::make_unique<SecretService>(options.posix.bundleIdentifier)
+                                           : nullptr,
+                 base.keychain()) {
+    static_cast<void>(base.pollMainQueue());  // from now on this is the main queue's thread
+    queueSource = g_unix_fd_add(
+        base.mainQueueDescriptor(), G_IO_IN,
+        +[](gint, GIOCondition, gpointer queue) -> gboolean {
+          static_cast<posix::PosixPlatform*>(queue)->pollMainQueue();
+          return G_SOURCE_CONTINUE;
+        },
+        &base);
+    if (!gtk_init_check()) return;
+    presenter.emplace(pageSettings(options));
+    if (options.followsWindows) {
+      foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });
+    }
+  }
+  ~State() { g_source_remove(queueSource); }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+
+  const Options options;
+  posix::PosixPlatform base;
+  SecretKeychain keychain;
+  GioLinkOpener linkOpener;
+  guint queueSource = 0;
+  std::optional<GtkPresenter> presenter;  ///< nothing where there is no display
+  std::optional<ForegroundWatch> foreground;
+};
+
+DesktopPlatform::DesktopPlatform(Options options) : state_(std::make_unique<State>(std::move(options))) {}
+DesktopPlatform::~DesktopPlatform() = default;
+
+platform::UserDefaults& DesktopPlatform::standardUserDefaults() {
+  return state_->base.standardUserDefaults();
+}
+std::shared_ptr<platform::UserDefaults> DesktopPlatform::userDefaultsWithSuiteName(std::string_view name) {
+  return state_->base.userDefaultsWithSuiteName(name);
+}
+platform::FileManager& DesktopPlatform::fileManager() { return state_->base.fileManager(); }
+platform::Keychain& DesktopPlatform::keychain() {
+  if (state_->options.usesSecretService) return state_->keychain;
+  return state_->base.keychain();
+}
+platform::Device& DesktopPlatform::device() { return state_->base.device(); }
+platform::Bundles& DesktopPlatform::bundles() { return state_->base.bundles(); }
+platform::Clock& DesktopPlatform::clock() { return state_->base.clock(); }
+platform::Console& DesktopPlatform::console() { return state_->base.console(); }
+platform::Queue& DesktopPlatform::mainQueue() { return state_->base.mainQueue(); }
+platform::Queue& DesktopPlatform::globalQueue() { return state_->base.globalQueue(); }
+std::shared_ptr<platform::UrlSession> DesktopPlatform::makeUrlSession(
+    platform::UrlSessionConfiguration configuration) {
+  return state_->base.makeUrlSession(std::move(configuration));
+}
+platform::UrlSession& DesktopPlatform::sharedUrlSession() { return state_->base.sharedUrlSession(); }
+bool DesktopPlatform::hasModernLinkOpening() const { return state_->base.hasModernLinkOpening(); }
+
+platform::LinkOpener& DesktopPlatform::linkOpener() {
+  if (state_->options.posix.linkOpener) return *state_->options.posix.linkOpener;
+  return state_->linkOpener;
+}
+platform::Presenter& DesktopPlatform::presenter() {
+  if (state_->presenter) return *state_->presenter;
+  return state_->base.presenter();
+}
+
+void DesktopPlatform::enterForeground() { state_->base.enterForeground(); }
+void DesktopPlatform::enterBackground() { state_->base.enterBackground(); }
+
+DesktopPlatform* install(Options options) {
+  std::string complaint = posix::complaintAbout(options.posix);
+  if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
+  if (complaint.empty()) {
+    auto made = std::make_shared<DesktopPlatform>(std::move(options));
+    DesktopPlatform* const pointer = made.get();
+    if (platform::Platform::install(std::move(made))) return pointer;
+    complaint = "a platform is installed already";
+  }
+  std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
+  return nullptr;
+}
+
+}  // namespace tidewell::desktop

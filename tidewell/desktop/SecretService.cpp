@@ -1,0 +1,228 @@
+#include "tidewell/desktop/SecretService.h"
+
+#include <libsecret/secret.h>
+
+#include <condition_variable>
+#include <csignal>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "tidewell/desktop/Glib.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell::desktop {
+namespace {
+
+constexpr const char* kSchema = "com.tidewell.keychain";
+constexpr const char* kContentType = "application/octet-stream";
+
+/// The address of the session's bus, without starting one; "" for none.
+std::string sessionBusAddress() {
+  const char* const named = g_getenv("DBUS_SESSION_BUS_ADDRESS");
+  if (named && *named) return named;
+  const char* const folder = g_getenv("XDG_RUNTIME_DIR");
+  const std::string socket = folder && *folder ? std::string(folder) + "/bus" : "";
+  if (socket.empty() || !g_file_test(socket.c_str(), G_FILE_TEST_EXISTS)) return {};
+  const OwnedText escaped(g_dbus_address_escape_value(socket.c_str()));
+  return std::string("unix:path=") + escaped.get();
+}
+
+using Attributes = SecretService::Attributes;
+using Status = SecretService::Status;
+
+struct TableDeleter {
+  void operator()(GHashTable* table) const noexcept { g_hash_table_unref(table); }
+};
+std::unique_ptr<GHashTable, TableDeleter> tableOf(const Attributes& attributes) {
+  GHashTable* const table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
+  g_hash_table_insert(table, g_strdup("xdg:schema"), g_strdup(kSchema));
+  for (const auto& [name, value] : attributes)
+    g_hash_table_insert(table, g_strdup(name.c_str()), g_strdup(value.c_str()));
+  return std::unique_ptr<GHashTable, TableDeleter>(table);
+}
+
+/// One conversation with the service. Every call ends at once when it is cancelled.
+class Conversation {
+ public:
+  Conversation(const std::string& address, GCancellable* cancellable) : cancellable_(cancellable) {
+    GError* error = nullptr;
+    connection_.reset(g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, cancellable, &error));
+    if (connection_) {
+      service_.reset(static_cast<SecretService_*>(
+          g_initable_new(SECRET_TYPE_SERVICE, cancellable, &error, "g-connection", connection_.get(),
+                         "g-name", "org.freedesktop.secrets", "g-object-path", "/org/freedesktop/secrets",
+                         "flags", SECRET_SERVICE_OPEN_SESSION, nullptr)));
+    }
+    g_clear_error(&error);
+  }
+  ~Conversation() {
+    service_.reset();
+    if (connection_) g_dbus_connection_close_sync(connection_.get(), cancellable_, nullptr);
+  }
+  Conversation(const Conversation&) = delete;
+  Conversation& operator=(const Conversation&) = delete;
+
+  /// A locked collection hides what is in it, and writing to it would ask the user.
+  [[nodiscard]] bool canBeUsed() {
+    if (!service_) return false;
+    const Owned<SecretCollection> collection(secret_collection_for_alias_sync(
+        service_.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, cancellable_, nullptr));
+    return collection && !secret_collection_get_locked(collection.get());
+  }
+
+  Status find(const Attributes& attributes, std::string& secret) {
+    GError* error = nullptr;
+    GList* const items = search(attributes, SECRET_SEARCH_LOAD_SECRETS, &error);
+    Status status = own(error) ? Status::unusable : Status::notFound;
+    for (GList* each = items; each && status == Status::notFound; each = each->next) {
+      SecretValue* const value = secret_item_get_secret(static_cast<SecretItem*>(each->data));
+      if (!value) continue;
+      gsize size = 0;
+      const char* const bytes = secret_value_get(value, &size);
+      secret.assign(bytes, size);
+      secret_value_unref(value);
+      status = Status::done;
+    }
+    g_list_free_full(items, g_object_unref);
+    return status;
+  }
+
+  Status store(const Attributes& attributes, const std::string& label, const std::string& secret) {
+    SecretValue* const value =
+        secret_value_new(secret.data(), static_cast<gssize>(secret.size()), kContentType);
+    const bool isStored = secret_service_store_sync(service_.get(), nullptr, tableOf(attributes).get(),
+                                                    SECRET_COLLECTION_DEFAULT, label.c_str(), value,
+                                                    cancellable_, nullptr) != FALSE;
+    secret_value_unref(value);
+    return isStored ? Status::done : Status::unusable;
+  }
+
+  Status remove(const Attributes& attributes) {
+    GError* error = nullptr;
+    GList* const items = search(attributes, SECRET_SEARCH_ALL, &error);
+    Status status = own(error) ? Status::unusable : Status::notFound;
+    for (GList* each = items; each; each = each->next) {
+      auto* const item = static_cast<SecretItem*>(each->data);
+      if (secret_item_get_locked(item)) continue;  // in another collection: it would ask the user
+      const bool isRemoved = secret_item_delete_sync(item, cancellable_, nullptr) != FALSE;
+      if (!isRemoved) status = Status::unusable;
+      if (isRemoved && status == Status::notFound) status = Status::done;
+    }
+    g_list_free_full(items, g_object_unref);
+    return status;
+  }
+
+ private:
+  using SecretService_ = ::SecretService;
+
+  GList* search(const Attributes& attributes, int flags, GError** error) {
+    return secret_service_search_sync(service_.get(), nullptr, tableOf(attributes).get(),
+                                      static_cast<SecretSearchFlags>(flags), cancellable_, error);
+  }
+
+  GCancellable* const cancellable_;
+  Owned<GDBusConnection> connection_;
+  Owned<SecretService_> service_;
+};
+
+/// Starts a thread with all signals blocked: the host's handlers do not run on it.
+template <class Run>
+bool startThread(Run run) noexcept {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  bool isStarted = true;
+  try {
+    std::thread thread(std::move(run));
+    pthread_setname_np(thread.native_handle(), "tw-keyring");
+    thread.detach();
+  } catch (const std::system_error&) {
+    isStarted = false;
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return isStarted;
+}
+
+}  // namespace
+
+struct SecretService::Request {
+  enum class Kind { find, store, remove };
+  Kind kind;
+  Attributes attributes;
+  std::string label{};
+  std::string secret{};
+};
+
+SecretService::SecretService(std::string application)
+    : application_(std::move(application)), busAddress_(sessionBusAddress()) {}
+
+Status SecretService::find(const Attributes& attributes, std::string& secret) {
+  return ask({Request::Kind::find, attributes}, &secret);
+}
+
+Status SecretService::store(const Attributes& attributes, const std::string& label,
+                            const std::string& secret) {
+  return ask({Request::Kind::store, attributes, label, secret}, nullptr);
+}
+
+Status SecretService::remove(const Attributes& attributes) {
+  return ask({Request::Kind::remove, attributes}, nullptr);
+}
+
+Status SecretService::ask(Request request, std::string* secret) {
+  if (busAddress_.empty() || isHopeless_) return Status::unusable;
+  request.attributes["application"] = application_;
+
+  struct Answer {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::optional<Status> status;
+    std::string secret;
+    Owned<GCancellable> cancellable{g_cancellable_new()};
+  };
+  const auto answer = std::make_shared<Answer>();
+  const bool isAsked = startThread([answer, address = busAddress_, request = std::move(request)] {
+    Status status = Status::unusable;
+    std::string found;
+    Conversation conversation(address, answer->cancellable.get());
+    if (conversation.canBeUsed()) {
+      switch (request.kind) {
+        case Request::Kind::find:
+          status = conversation.find(request.attributes, found);
+          break;
+        case Request::Kind::store:
+          status = conversation.store(request.attributes, request.label, request.secret);
+          break;
+        case Request::Kind::remove:
+          status = conversation.remove(request.attributes);
+          break;
+      }
+    }
+    const std::lock_guard lock(answer->mutex);
+    answer->status = status;
+    answer->secret = std::move(found);
+    answer->changed.notify_all();
+  });
+  if (!isAsked) return Status::unusable;
+
+  std::unique_lock lock(answer->mutex);
+  if (!answer->changed.wait_for(lock, kPatience, [&] { return answer->status.has_value(); })) {
+    lock.unlock();
+    g_cancellable_cancel(answer->cancellable.get());
+    isHopeless_ = true;
+    platform::report("The keyring does not answer and is not asked any more");
+    return Status::unusable;
+  }
+  if (secret) *secret = std::move(answer->secret);
+  return *answer->status;
+}
+
+}  // namespace tidewell::desktop
