@@ -73,8 +73,9 @@ class Boxed : public Object {
 template <class T>
 class Made final : public T {
  public:
-  template <class... A>
-  explicit Made(A&&... arguments) : T(std::forward<A>(arguments)...) {}
+  Made() = default;
+  template <class First, class... A>
+  explicit Made(First&& first, A&&... more) : T(std::forward<First>(first), std::forward<A>(more)...) {}
 
  private:
   void isMadeByRuntimeMake() const override {}
@@ -164,7 +165,7 @@ template <class T>
   };
   type.makeInstance = nullptr;
   if constexpr (!std::is_final_v<T>) {
-    if constexpr (std::is_constructible_v<Made<T>> && std::is_default_constructible_v<T>)
+    if constexpr (std::is_default_constructible_v<Made<T>>)
       type.makeInstance = []() -> Ref { return make<T>(); };
   }
   type.classOfType = &declaredClass<T>;

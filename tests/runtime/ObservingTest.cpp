@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/Delegates.h"
+#include "tidewell/runtime/Associations.h"
+
+namespace {
+
+using namespace delegates;
+
+class Lamp : public Object {
+ public:
+  [[nodiscard]] std::optional<std::string> colour() const { return colour_; }
+  void setColour(std::optional<std::string> colour) {
+    changing(*this, "colour", [&] { colour_ = std::move(colour); });
+  }
+  double watts = 0;
+  std::shared_ptr<Lamp> next;
+  std::uint8_t level = 0;
+  static void describe(ClassBuilder<Lamp>& c) {
+    c.property<&Lamp::colour, &Lamp::setColour>("colour")
+        .property<&Lamp::watts>("watts")
+        .property<&Lamp::next>("next")
+        .property<&Lamp::level>("level")
+        .property<[](Lamp& lamp) { return !lamp.colour_; }>("isDark");
+  }
+
+ private:
+  std::optional<std::string> colour_;
+};
+
+class Watcher : public Object {
+ public:
+  std::vector<std::string> seen;
+  std::function<void()> meanwhile;
+  void observe(const std::string& key, Object* object, const base::Dictionary& change, const void*) {
+    EXPECT_TRUE(isKindOf(object, classOf<Lamp>()));
+    const auto text = [&](std::string_view name) {
+      const base::Value* value = change.find(name);
+      return value ? value->description() : std::string("-");
+    };
+    seen.push_back(key + " " + text(kChangeOldKey) + ">" + text(kChangeNewKey) +
+                   (change.find(kChangeNotificationIsPriorKey) ? " prior" : ""));
+    if (meanwhile) std::exchange(meanwhile, nullptr)();
+  }
+  static void describe(ClassBuilder<Watcher>& c) { c.method<&Watcher::observe>(kObserveValueForKeyPath); }
+};
+
+using Seen = std::vector<std::string>;
+
+TEST(Observing, TellsEachObserverWhatItAskedFor) {
+  const struct {
+    std::uint32_t options;
+    Seen seen;
+  } cases[] = {
+      {0, {"colour ->-", "colour ->-"}},
+      {kObserveNew | kObserveOld, {"colour <null>>red", "colour red><null>"}},
+      {kObserveNew, {"colour ->red", "colour -><null>"}},
+      {kObserveNew | kObserveInitial, {"colour -><null>", "colour ->red", "colour -><null>"}},
+      {kObserveOld | kObservePrior,
+       {"colour <null>>- prior", "colour <null>>-", "colour red>- prior", "colour red>-"}},
+  };
+  for (const auto& c : cases) {
+    const auto lamp = make<Lamp>();
+    const auto watcher = make<Watcher>();
+    addObserver(lamp.get(), watcher, "colour", c.options);
+    lamp->setColour("red");
+    setValueForKey(lamp.get(), "colour", nullptr);
+    setValueForKey(lamp.get(), "watts", 40);
+    EXPECT_EQ(watcher->seen, c.seen) << c.options;
+    removeObserver(lamp.get(), watcher.get(), "colour");
+    lamp->setColour("blue");
+    EXPECT_EQ(watcher->seen, c.seen) << c.options;
+    EXPECT_NE(raised([&] { removeObserver(lamp.get(), watcher.get(), "colour"); }), "");
+    EXPECT_NE(raised([&] { addObserver(lamp.get(), watcher, "smell", c.options); }), "");
+  }
+}
+
+TEST(Observing, SurvivesObserversThatRemoveAddAndDieMeanwhile) {
+  const auto lamp = make<Lamp>();
+  const auto first = make<Watcher>();
+  const auto second = make<Watcher>();
+  auto third = make<Watcher>();
+  const auto late = make<Watcher>();
+  for (const Ref& watcher : {Ref(first), Ref(second), Ref(third)})
+    addObserver(lamp.get(), watcher, "colour", kObserveNew);
+  first->meanwhile = [&] {
+    removeObserver(lamp.get(), first.get(), "colour");
+    removeObserver(lamp.get(), second.get(), "colour");
+    third = nullptr;
+    addObserver(lamp.get(), late, "colour", kObserveNew);
+    lamp->setColour("blue");
+  };
+  lamp->setColour("red");
+  lamp->setColour("green");
+  EXPECT_EQ(first->seen, Seen{"colour ->red"});
+  EXPECT_EQ(second->seen, Seen{});
+  EXPECT_EQ(late->seen, (Seen{"colour ->blue", "colour ->green"}));
+}
+
+TEST(Observing, ByFunctionEndsWithItsToken) {
+  const auto lamp = make<Lamp>();
+  int told = 0;
+  {
+    const Observation observation =
+        observe(lamp, "watts", kObserveNew, [&](const base::Dictionary&) { ++told; });
+    setValueForKey(lamp.get(), "watts", 1);
+  }
+  setValueForKey(lamp.get(), "watts", 2);
+  EXPECT_EQ(told, 1);
+}
+
+std::vector<std::string> reported;
+
+TEST(Observing, SaysOnceThatAnObservedObjectDied) {
+  setReporter([](std::string_view text) noexcept { reported.emplace_back(text); });
+  const auto watcher = make<Watcher>();
+  Observation byFunction;
+  {
+    const auto quiet = make<Lamp>();
+    byFunction = observe(quiet, "watts", 0, [](const base::Dictionary&) {});
+  }
+  EXPECT_EQ(reported.size(), 0u);
+  {
+    const auto lamp = make<Lamp>();
+    addObserver(lamp.get(), watcher, "colour", 0);
+    addObserver(lamp.get(), watcher, "watts", 0);
+  }
+  ASSERT_EQ(reported.size(), 1u);
+  EXPECT_NE(reported[0].find("of class Lamp was destroyed"), std::string::npos);
+}
+
+TEST(KeyValueCoding, ReadsAndWritesByNameAndRefusesWhatDoesNotFit) {
+  const auto lamp = make<Lamp>();
+  const auto next = make<Lamp>();
+  const struct {
+    const char* key;
+    base::Value value;
+    bool fits;
+  } cases[] = {
+      {"colour", "red", true},
+      {"colour", 5, false},
+      {"colour", nullptr, true},
+      {"watts", 60.5, true},
+      {"watts", nullptr, false},
+      {"level", 255, true},
+      {"level", 256, false},
+      {"level", -1, false},
+      {"next", objectValue(next), true},
+      {"next", objectValue(make<Door>()), false},
+      {"next", "lamp", false},
+      {"next", nullptr, true},
+      {"isDark", true, false},
+      {"smell", 1, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.key) + " = " + c.value.description());
+    EXPECT_EQ(raised([&] { setValueForKey(lamp.get(), c.key, c.value); }).empty(), c.fits);
+    if (c.fits) {
+      EXPECT_EQ(valueForKey(lamp.get(), c.key), c.value);
+    }
+  }
+  lamp->next = next;
+  next->watts = 7;
+  EXPECT_EQ(valueForKeyPath(lamp.get(), "next.watts"), base::Value(7.0));
+  EXPECT_EQ(raised([&] { static_cast<void>(valueForKey(lamp.get(), "smell")); }),
+            "[" + description(lamp.get()) +
+                " valueForUndefinedKey:]: this class is not key value coding-compliant for the key smell.");
+  std::string names;
+  for (const Property& property : classOf<Lamp>().ownProperties())
+    names += property.name + property.encoding + " ";
+  EXPECT_EQ(names, "colour@ wattsd next@ levelC isDarkB ");
+}
+
+TEST(Association, HoldsAsItsPolicySays) {
+  class Copied : public Object {
+   public:
+    Ref copy() { return make<Copied>(); }
+    static void describe(ClassBuilder<Copied>& c) { c.method<&Copied::copy>(kCopy); }
+  };
+  const auto owner = make<Door>();
+  static const char key = 0;
+  auto object = make<Copied>();
+  const WeakRef watched = object;
+  const auto attached = [&] { return objectOf(associatedObject(owner.get(), &key)); };
+
+  setAssociatedObject(owner.get(), &key, objectValue(object), AssociationPolicy::copy);
+  EXPECT_TRUE(attached() && attached() != object);
+  EXPECT_NE(raised([&] {
+              setAssociatedObject(owner.get(), &key, objectValue(make<Door>()), AssociationPolicy::copy);
+            }),
+            "");
+  setAssociatedObject(owner.get(), &key, objectValue(object), AssociationPolicy::assign);
+  EXPECT_EQ(attached(), object);
+  setAssociatedObject(owner.get(), &key, objectValue(object), AssociationPolicy::retain);
+  object = nullptr;
+  EXPECT_NE(watched.lock(), nullptr);
+  setAssociatedObject(owner.get(), &key, objectValue(watched.lock()), AssociationPolicy::assign);
+  EXPECT_EQ(watched.lock(), nullptr);
+  EXPECT_EQ(attached(), nullptr);
+  setAssociatedObject(owner.get(), &key, base::Dictionary{{"a", 1}}, AssociationPolicy::retainNonatomic);
+  EXPECT_EQ(associatedObject(owner.get(), &key), base::Value(base::Dictionary{{"a", 1}}));
+  setAssociatedObject(owner.get(), &key, nullptr, AssociationPolicy::retain);
+  EXPECT_TRUE(associatedObject(owner.get(), &key).isNil());
+}
+
+}  // namespace
