@@ -1,0 +1,35 @@
+// What the compiler must refuse: compiled once without MISUSE, which must work, and once with each number.
+#include "runtime/Delegates.h"
+
+using namespace delegates;
+
+#if MISUSE == 1  // an object that does not know its class
+Ref made() { return std::make_shared<Porter>(); }
+#elif MISUSE == 2
+void onTheStack() { Porter porter; }
+#elif MISUSE == 3  // an override that the object model could not call
+class Hidden : public Keeper {
+  bool open(Door&, const std::string&) override { return true; }
+};
+Ref made() { return make<Hidden>(); }
+#elif MISUSE == 4  // a method whose types are not the message's
+class Wrong : public Object {
+ public:
+  bool open(int) { return true; }
+  static void describe(ClassBuilder<Wrong>& c) { c.method<&Wrong::open>(kOpen); }
+};
+Ref made() { return make<Wrong>(); }
+#elif MISUSE == 5  // one call goes to several receivers: nothing may be moved out of an argument
+inline constinit const Message<void(std::string&&)> kTake{"take:"};
+#elif MISUSE == 6
+inline constinit const Message<void(std::string&)> kFill{"fill:"};
+#elif MISUSE == 7  // an invocation would keep the view, not the text
+inline constinit const Message<void(std::string_view)> kLook{"look:"};
+#elif MISUSE == 8  // an argument of a type that the message does not have
+bool sent(const Ref& keeper, Door& door) { return send(keeper, kOpen, door, 5.0); }
+#elif MISUSE == 9  // a class that does not derive from Object, and is not boxed
+Class& ofRobot() { return classOf<Robot>(); }
+#else
+bool sent(const Ref& keeper, Door& door) { return send(keeper, kOpen, door, "guest"); }
+Ref made() { return make<Porter>(); }
+#endif
