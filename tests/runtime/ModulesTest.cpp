@@ -35,10 +35,8 @@ TEST(Modules, ShareClassesOfOneTypeAndKeepThoseOfOneNameApart) {
     const char* className;
     const char* guest;
   } cases[] = {
-      {first.own, "Delegate", "guest of 1"},
-      {second.own, "Delegate#2", "guest of 2"},
-      {first.shared, "Porter", "guest"},
-      {second.shared, "Porter", "guest"},
+      {first.own, "Delegate", "guest of 1"}, {second.own, "Delegate#2", "guest of 2"},
+      {first.shared, "Porter", "guest"},     {second.shared, "Porter", "guest"},
       {make<Porter>(), "Porter", "guest"},
   };
   for (const auto& c : cases) {
