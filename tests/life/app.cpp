@@ -4,6 +4,7 @@
 //   life_app PORT CA_FILE     (XDG_DATA_HOME and TZ from the environment, as for any application)
 //
 // With LIFE_HOST_LOOP in the environment it has a loop of its own, which it never runs.
+#include <algorithm>
 #include <array>
 #include <condition_variable>
 #include <cstdio>
@@ -216,7 +217,12 @@ int countDefaults(const std::string& prefix) {
   return count;
 }
 
-std::string shown(const base::Value& value) { return value.isNil() ? "nil" : value.description(); }
+/// On one line.
+std::string shown(const base::Value& value) {
+  std::string text = value.isNil() ? "nil" : value.description();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
 
 /// What stands before and after the first blank.
 std::pair<std::string, std::string> split(const std::string& text) {
@@ -290,6 +296,13 @@ const std::map<std::string, Command>& commands() {
        }},
       {"merge", [](auto& first) { return merge(std::stoi(first), 200); }},
       {"merged", [](auto&) { return std::to_string(mergedNumber()); }},
+      {"default", [](auto& key) { return shown(platform_->standardUserDefaults().objectForKey(key)); }},
+      {"shared",
+       [](auto& key) {
+         const auto group = platform_->standardUserDefaults().stringForKey("Tdw_App_Group_ID");
+         const auto suite = platform_->userDefaultsWithSuiteName(group.value_or(""));
+         return suite ? shown(suite->objectForKey(key)) : "no group";
+       }},
       {"set-defaults", setDefaults},
       {"count-defaults", [](auto& prefix) { return std::to_string(countDefaults(prefix)); }},
   };

@@ -1,0 +1,31 @@
+#include "life/LifeTest.h"
+
+namespace tidewell::life {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// What a user updates from: each folder holds the files of a release, and what it answered when it had
+/// written them (see scripts/write-golden).
+TEST_F(LifeTest, FilesOfEveryEarlierReleaseAreReadWithTheAnswersThatItGave) {
+  int releases = 0;
+  for (const auto& release : fs::directory_iterator(TIDEWELL_TEST_DATA "/golden")) {
+    SCOPED_TRACE(release.path().filename());
+    fs::remove_all(data);
+    fs::copy(release.path() / "data", data, fs::copy_options::recursive);
+    App app(backend, environment());
+    std::ifstream table(release.path() / "answers.tsv");
+    int answers = 0;
+    for (std::string line; std::getline(table, line); ++answers) {
+      const auto tab = line.find('\t');
+      EXPECT_EQ(app.ask(line.substr(0, tab)), line.substr(tab + 1)) << line.substr(0, tab);
+    }
+    EXPECT_GT(answers, 10);
+    EXPECT_EQ(app.ask("count kept aside"), "0");
+    ++releases;
+  }
+  EXPECT_GT(releases, 0);
+}
+
+}  // namespace
+}  // namespace tidewell::life
