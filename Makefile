@@ -1,12 +1,16 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: demo test bench fuzz format clean help
+.PHONY: setup demo test bench fuzz format clean help
 
 help:
+	@echo "make setup   install everything that builds, tests and checks need"
 	@echo "make demo    build, start the stand-in backend and run the examples against it"
 	@echo "make test    build and run all tests that need no display"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make format  format the sources"
+
+setup:
+	scripts/setup ci
 
 demo:
 	scripts/setup test
