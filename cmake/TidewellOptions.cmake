@@ -2,11 +2,13 @@
 
 include(CMakeDependentOption)
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Debug, Release, RelWithDebInfo" FORCE)
+# As a subdirectory the kind of build and of libraries is the host's choice, and its cache stays as it is.
+if(PROJECT_IS_TOP_LEVEL)
+  if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Debug, Release, RelWithDebInfo" FORCE)
+  endif()
+  option(BUILD_SHARED_LIBS "Build shared libraries" ON)
 endif()
-
-option(BUILD_SHARED_LIBS "Build shared libraries" ON)
 option(TIDEWELL_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_BUILD_TOOLS "Build the stand-in backend" ${PROJECT_IS_TOP_LEVEL})
