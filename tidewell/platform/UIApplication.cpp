@@ -1,0 +1,107 @@
+#include "tidewell/platform/UIApplication.h"
+
+#include <optional>
+
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/platform/Platform.h"
+#include "tidewell/platform/UIApplicationDelegate.h"
+#include "tidewell/runtime/Observing.h"
+
+namespace tidewell::platform {
+namespace {
+
+using runtime::Ref;
+using runtime::respondsTo;
+using runtime::send;
+
+/// The handler, or one that does nothing: the delegate need not ask whether there is one.
+template <class... A>
+const std::function<void(A...)>& orNothing(const std::function<void(A...)>& handler) {
+  static base::NeverDestroyed<std::function<void(A...)>> nothing([](A...) {});
+  return handler ? handler : *nothing;
+}
+
+}  // namespace
+
+UIApplication::UIApplication() = default;
+UIApplication::~UIApplication() = default;
+
+std::shared_ptr<UIApplication> UIApplication::sharedApplication() {
+  if (!Platform::isInstalled()) return nullptr;
+  static base::NeverDestroyed<std::shared_ptr<UIApplication>> application(runtime::make<UIApplication>());
+  return *application;
+}
+
+Ref UIApplication::delegate() const {
+  const std::lock_guard lock(mutex_);
+  return delegate_.lock();
+}
+
+void UIApplication::setDelegate(const Ref& delegate) {
+  runtime::changing(*this, "delegate", [&] {
+    const std::lock_guard lock(mutex_);
+    delegate_ = delegate;
+  });
+}
+
+bool UIApplication::deliverOpenURL(const base::Url& url, const base::Dictionary& options) {
+  const Ref to = delegate();
+  if (respondsTo(to.get(), kApplicationOpenURL.selector()))
+    return send(to, kApplicationOpenURL, *this, url, options);
+  if (!respondsTo(to.get(), kApplicationOpenURLFromSource.selector())) return false;
+  return send(to, kApplicationOpenURLFromSource, *this, url,
+              options.objectForKey(UIApplicationOpenURLOptionsSourceApplicationKey).optionalString(),
+              options.objectForKey(UIApplicationOpenURLOptionsAnnotationKey));
+}
+
+bool UIApplication::deliverUserActivity(NSUserActivity& activity,
+                                        const RestorationHandler& restorationHandler) {
+  const Ref to = delegate();
+  if (!respondsTo(to.get(), kApplicationContinueUserActivity.selector())) return false;
+  return send(to, kApplicationContinueUserActivity, *this, activity, orNothing(restorationHandler));
+}
+
+void UIApplication::deliverBackgroundURLSessionEvents(std::string_view identifier,
+                                                      const std::function<void()>& completionHandler) {
+  const Ref to = delegate();
+  if (respondsTo(to.get(), kApplicationHandleEventsForBackgroundURLSession.selector())) {
+    send(to, kApplicationHandleEventsForBackgroundURLSession, *this, std::string(identifier),
+         orNothing(completionHandler));
+  } else if (completionHandler) {
+    completionHandler();
+  }
+}
+
+void UIApplication::deliverDeviceToken(const base::Data& deviceToken) {
+  const Ref to = delegate();
+  if (respondsTo(to.get(), kApplicationDidRegisterForRemoteNotifications.selector()))
+    send(to, kApplicationDidRegisterForRemoteNotifications, *this, deviceToken);
+}
+
+void UIApplication::deliverRegistrationError(const base::Error& error) {
+  const Ref to = delegate();
+  if (respondsTo(to.get(), kApplicationDidFailToRegisterForRemoteNotifications.selector()))
+    send(to, kApplicationDidFailToRegisterForRemoteNotifications, *this, error);
+}
+
+void UIApplication::deliverRemoteNotification(const base::Dictionary& userInfo,
+                                              const FetchCompletionHandler& fetchCompletionHandler) {
+  const Ref to = delegate();
+  if (respondsTo(to.get(), kApplicationDidReceiveRemoteNotificationFetching.selector())) {
+    send(to, kApplicationDidReceiveRemoteNotificationFetching, *this, userInfo,
+         orNothing(fetchCompletionHandler));
+    return;
+  }
+  if (respondsTo(to.get(), kApplicationDidReceiveRemoteNotification.selector()))
+    send(to, kApplicationDidReceiveRemoteNotification, *this, userInfo);
+  if (fetchCompletionHandler) fetchCompletionHandler(UIBackgroundFetchResult::noData);
+}
+
+void UIApplication::describe(runtime::ClassBuilder<UIApplication>& c) {
+  c.classMethod<&UIApplication::sharedApplication>(kSharedApplication)
+      .method<&UIApplication::delegate>(kDelegate)
+      .method<&UIApplication::setDelegate>(kSetDelegate)
+      .property<&UIApplication::delegate, &UIApplication::setDelegate>("delegate");
+}
+
+}  // namespace tidewell::platform
