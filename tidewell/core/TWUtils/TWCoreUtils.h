@@ -81,6 +81,12 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   /// Dictionaries nested deeper than `base::kMaximumJsonDepth` are logged (line 529) and come out empty.
   [[nodiscard]] static base::Dictionary transformPayloadForIncompatibleTypes(const base::Dictionary& payload);
   [[nodiscard]] static std::string helveticaFont();
+
+  /// Whether the application's delegate may be proxied: YES unless the main bundle's Info.plist holds a
+  /// number or boolean that is false under the key below. A text there is no number.
+  [[nodiscard]] static bool isAppDelegateProxyEnabled();
+  /// "TidewellAppDelegateProxyEnabled".
+  [[nodiscard]] static std::string getAppDelegateProxyInfoPlistKey();
 };
 
 }  // namespace tidewell

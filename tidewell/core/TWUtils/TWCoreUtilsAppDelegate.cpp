@@ -1,0 +1,16 @@
+// The application's switch of the delegate proxy.
+
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+
+bool TWCoreUtils::isAppDelegateProxyEnabled() {
+  const base::Dictionary info = platform::Platform::current().bundles().mainInfoDictionary();
+  const base::Value value = info.objectForKey(getAppDelegateProxyInfoPlistKey());
+  return !value.isNumber() || value.boolValue();
+}
+
+std::string TWCoreUtils::getAppDelegateProxyInfoPlistKey() { return "TidewellAppDelegateProxyEnabled"; }
+
+}  // namespace tidewell

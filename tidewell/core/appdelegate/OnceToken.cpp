@@ -1,0 +1,29 @@
+#include "tidewell/core/appdelegate/OnceToken.h"
+
+namespace tidewell {
+
+void OnceToken::run(const std::function<void()>& work) {
+  std::unique_lock lock(mutex_);
+  if (state_ == State::running && runner_ == std::this_thread::get_id()) return;
+  isOver_.wait(lock, [this] { return state_ != State::running; });
+  if (state_ == State::done) return;
+  state_ = State::running;
+  afterRunning_ = State::done;
+  runner_ = std::this_thread::get_id();
+  lock.unlock();
+  work();
+  lock.lock();
+  state_ = afterRunning_;
+  isOver_.notify_all();
+}
+
+void OnceToken::reset() {
+  const std::lock_guard lock(mutex_);
+  if (state_ == State::running) {
+    afterRunning_ = State::notRun;
+  } else {
+    state_ = State::notRun;
+  }
+}
+
+}  // namespace tidewell

@@ -1,0 +1,158 @@
+// The donor of the methods that a proxied delegate gets: each sends its message to the interceptors first,
+// and then calls what the delegate's original class has for it.
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/core/appdelegate/DelegateProxy.h"
+#include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/platform/UIApplicationDelegate.h"
+#include "tidewell/runtime/Description.h"
+
+namespace tidewell {
+namespace {
+
+using runtime::Canonical;
+using runtime::CanonicalResult;
+using runtime::Class;
+using runtime::Method;
+using runtime::Object;
+using runtime::Ref;
+using runtime::Selector;
+
+/// The method that the class of a proxied delegate had for this one; null where it had none.
+const Method* originalImplementation(const Method& method, const Object& self) {
+  const base::Value boxed = originalImplementationForSelector(method.selector(), &self);
+  return boxed.pointer() ? static_cast<const Method*>(boxed.pointer()->address) : nullptr;
+}
+
+/// Calls a method whose types only its signature tells.
+template <class R, class... P>
+CanonicalResult<R> callAs(const Method& method, const Method& as, Object& self, Canonical<P>... arguments) {
+  if (&method.signature() != &as.signature()) [[unlikely]]
+    runtime::raiseSignatureMismatch(method.selector(), as.signature(), method.signature());
+  return method.callUnchecked<R, P...>(self, arguments...);
+}
+
+/// Forwards by sending the message itself. The answer is YES where one of those who were called said so, and
+/// nobody is left out because of that.
+template <class R, class... P>
+CanonicalResult<R> forwardMessage(Object& self, const Method& method, Canonical<P>... arguments) {
+  const Method* const original = originalImplementation(method, self);
+  const auto sendTo = [&](const Ref& interceptor) -> CanonicalResult<R> {
+    return runtime::methodForSend(*interceptor, method.selector(), method.signature())
+        .template callUnchecked<R, P...>(*interceptor, arguments...);
+  };
+  if constexpr (std::is_void_v<R>) {
+    TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(sendTo));
+    if (original) callAs<R, P...>(*original, method, self, arguments...);
+  } else {
+    static_assert(std::is_same_v<R, bool>);
+    bool answer = false;
+    const auto collect = [&](const Ref& interceptor) {
+      if (sendTo(interceptor)) answer = true;
+    };
+    TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(collect));
+    if (original && callAs<R, P...>(*original, method, self, arguments...)) answer = true;
+    return answer;
+  }
+}
+
+/// Forwards by invocations that are made from the protocol's description; an interceptor is left out where
+/// the protocol has none.
+template <class... P>
+void forwardInvocation(Object& self, const Method& method, Canonical<P>... arguments) {
+  const Method* const original = originalImplementation(method, self);
+  const auto invoke = [&](const Ref& interceptor) {
+    std::optional<runtime::Invocation> invocation =
+        TWAppDelegateSwizzler::appDelegateInvocationForSelector(method.selector());
+    if (!invocation) return;
+    invocation->setTarget(interceptor);
+    invocation->setSelector(method.selector());
+    std::size_t index = runtime::Signature::kFirstArgument;
+    (invocation->setArgument(index++, arguments), ...);
+    invocation->invoke();
+  };
+  TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(invoke));
+  if (original) callAs<void, P...>(*original, method, self, arguments...);
+}
+
+/// The delegate describes itself under its original class's name.
+std::string fakeDescription(Object& self, const Method&) {
+  return runtime::plainDescription(runtime::description(realClass(&self).get()), &self);
+}
+
+// Gives a donor's method the types of the message that it forwards.
+
+template <class R, class... P>
+void addForwarding(Class& to, const runtime::Message<R(P...)>& message) {
+  const runtime::Function<R, P...> forward = &forwardMessage<R, P...>;
+  runtime::addMethod(to, message.selector(),
+                     Method(message.selector(), reinterpret_cast<runtime::AnyFunction>(forward),
+                            message.signature(), nullptr));
+}
+
+template <class... P>
+void addForwarding(Class& to, std::string_view donorName, const runtime::Message<void(P...)>& message) {
+  const runtime::Function<void, P...> forward = &forwardInvocation<P...>;
+  const Selector selector = Selector::named(donorName);
+  runtime::addMethod(
+      to, selector,
+      Method(selector, reinterpret_cast<runtime::AnyFunction>(forward), message.signature(), nullptr));
+}
+
+Class& madeRegistered(Class* superclass, std::string_view name) {
+  Class* const made = runtime::allocateClassPair(superclass, name);
+  if (!made) base::raise(base::kInternalInconsistencyException, "a class is in the way of the proxy's own");
+  return *made;
+}
+
+Class& makeDonorClass() {
+  Class* root = runtime::classNamed("NSProxy");
+  if (!root) {
+    root = &madeRegistered(nullptr, "NSProxy");
+    runtime::registerClassPair(*root);
+  }
+  Class& donor = madeRegistered(root, "TWAppDelegateSwizzler");
+
+  const Selector describing = Selector::named("fakeDescription");
+  const runtime::Function<std::string> describe = &fakeDescription;
+  runtime::addMethod(donor, describing,
+                     Method(describing, reinterpret_cast<runtime::AnyFunction>(describe),
+                            runtime::kDescription.signature(), nullptr));
+  addForwarding(donor, platform::kApplicationOpenURL);
+  addForwarding(donor, platform::kApplicationOpenURLFromSource);
+  addForwarding(donor, platform::kApplicationHandleEventsForBackgroundURLSession);
+  addForwarding(donor, platform::kApplicationContinueUserActivity);
+  addForwarding(donor, "application:donor_didRegisterForRemoteNotificationsWithDeviceToken:",
+                platform::kApplicationDidRegisterForRemoteNotifications);
+  addForwarding(donor, "application:donor_didFailToRegisterForRemoteNotificationsWithError:",
+                platform::kApplicationDidFailToRegisterForRemoteNotifications);
+  addForwarding(donor, "application:donor_didReceiveRemoteNotification:fetchCompletionHandler:",
+                platform::kApplicationDidReceiveRemoteNotificationFetching);
+  addForwarding(donor, "application:donor_didReceiveRemoteNotification:",
+                platform::kApplicationDidReceiveRemoteNotification);
+  runtime::registerClassPair(donor);
+  return donor;
+}
+
+}  // namespace
+
+Class& donorClass() {
+  static Class& donor = makeDonorClass();
+  return donor;
+}
+
+bool isForwarding(const Method& method) {
+  for (const Method* const donated : donorClass().ownMethods()) {
+    if (method.hasImplementationOf(*donated)) return true;
+  }
+  return false;
+}
+
+}  // namespace tidewell

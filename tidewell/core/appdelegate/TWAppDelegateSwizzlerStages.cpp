@@ -1,0 +1,323 @@
+// The proxy: the two stages, the subclass of the delegate, and the delegate taken anew.
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tidewell/base/Digest.h"
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/TextFormat.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/appdelegate/DelegateProxy.h"
+#include "tidewell/core/appdelegate/OnceToken.h"
+#include "tidewell/core/appdelegate/TWAppDelegateObserver.h"
+#include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/platform/UIApplicationDelegate.h"
+#include "tidewell/runtime/Description.h"
+#include "tidewell/runtime/Message.h"
+
+namespace tidewell {
+namespace {
+
+using base::BoxedPointer;
+using base::Dictionary;
+using base::stringWithFormat;
+using platform::UIApplicationDelegate;
+using runtime::AssociationPolicy;
+using runtime::Class;
+using runtime::Method;
+using runtime::Object;
+using runtime::Ref;
+using runtime::Selector;
+
+constexpr std::string_view kSubclassPrefix = "Tdw_";
+
+/// What the proxy remembers of the process.
+struct ProxyState {
+  OnceToken proxyAppDelegateOnceToken;
+  OnceToken proxyAppDelegateRemoteNotificationOnceToken;
+
+  std::mutex mutex;  ///< guards what follows; never held while an object is let go of
+  Ref originalAppDelegate;
+  Class* originalAppDelegateClass = nullptr;
+  Class* appDelegateSubclass = nullptr;
+};
+
+ProxyState& state() {
+  static base::NeverDestroyed<ProxyState> instance;
+  return *instance;
+}
+
+void setOriginalDelegate(Ref delegate) {
+  const std::lock_guard lock(state().mutex);
+  state().originalAppDelegate.swap(delegate);
+}
+
+Ref currentDelegate() {
+  return runtime::send(TWAppDelegateSwizzler::sharedApplication(), platform::kDelegate);
+}
+
+/// Runs a part of the installation; what it raises ends here.
+template <class Work>
+void installing(Work&& work) {
+  try {
+    std::forward<Work>(work)();
+  } catch (...) {
+    logLine([] {
+      return stringWithFormat("Exception : %@ \n Cannot create App Delegate Proxy.",
+                              {base::currentExceptionDescription()});
+    });
+  }
+}
+
+/// Whether a row of the table below is taken only where the delegate responds to its selector.
+enum class Taken { always, whereDelegateResponds };
+
+struct ProxiedMethod {
+  Selector destination;
+  Selector source;
+  Taken taken;
+};
+
+/// A row whose donor bears the selector itself.
+template <class Message>
+ProxiedMethod row(const Message& message, Taken taken = Taken::always) {
+  return {message.selector(), message.selector(), taken};
+}
+
+/// A row whose donor bears another selector.
+template <class Message>
+ProxiedMethod row(const Message& message, std::string_view source, Taken taken = Taken::always) {
+  return {message.selector(), Selector::named(source), taken};
+}
+
+std::vector<ProxiedMethod> baseStageMethods() {
+  return {row(platform::kApplicationContinueUserActivity),
+          row(platform::kApplicationOpenURL, Taken::whereDelegateResponds),
+          row(platform::kApplicationHandleEventsForBackgroundURLSession),
+          row(platform::kApplicationOpenURLFromSource)};
+}
+
+std::vector<ProxiedMethod> remoteNotificationMethods() {
+  return {row(platform::kApplicationDidRegisterForRemoteNotifications,
+              "application:donor_didRegisterForRemoteNotificationsWithDeviceToken:"),
+          row(platform::kApplicationDidFailToRegisterForRemoteNotifications,
+              "application:donor_didFailToRegisterForRemoteNotificationsWithError:"),
+          row(platform::kApplicationDidReceiveRemoteNotification,
+              "application:donor_didReceiveRemoteNotification:"),
+          row(platform::kApplicationDidReceiveRemoteNotificationFetching,
+              "application:donor_didReceiveRemoteNotification:fetchCompletionHandler:",
+              Taken::whereDelegateResponds)};
+}
+
+/// Copies a method of the donor into the subclass. One that is there already stays.
+void addInstanceMethod(Class& toClass, Selector destination, Selector source) {
+  const Method* const donor = donorClass().method(source);
+  if (donor && runtime::addMethod(toClass, destination, *donor)) return;
+  logLine([&] {
+    return stringWithFormat("Cannot copy method to destination selector %@ as it already exists",
+                            {destination.name()});
+  });
+}
+
+/// Copies a method of the donor and writes down what the real class has in its place.
+///
+/// A delegate that is proxied once more has a forwarding method there. Written down as it is, that one would
+/// ask the map for the original of its own selector and find itself, for ever. What the map of the earlier
+/// proxying says stays; where there is none, the nearest method counts that forwards nothing.
+void proxyMethod(const ProxiedMethod& method, Class& toClass, const Class& realClass,
+                 Dictionary& implementations) {
+  addInstanceMethod(toClass, method.destination, method.source);
+  const Class* from = &realClass;
+  const Method* found = from->method(method.destination);
+  if (found && isForwarding(*found) && implementations.find(method.destination.name())) return;
+  while (found && isForwarding(*found)) {
+    from = from->superclass();
+    found = from ? from->method(method.destination) : nullptr;
+  }
+  implementations.setObject(BoxedPointer{found}, method.destination.name());
+}
+
+void proxyMethods(const std::vector<ProxiedMethod>& methods, Class& toClass, const Class& realClass,
+                  const Object& delegate, Dictionary& implementations) {
+  for (const ProxiedMethod& method : methods) {
+    if (method.taken == Taken::whereDelegateResponds && !runtime::respondsTo(&delegate, method.destination))
+      continue;
+    proxyMethod(method, toClass, realClass, implementations);
+  }
+}
+
+/// A copy of the object's map; empty where it has none.
+Dictionary copyOfRealImplementations(const Object& object) {
+  const base::Value attached = realImplementations(&object);
+  return attached.dictionary() ? *attached.dictionary() : Dictionary();
+}
+
+Class* createSubclassWithObject(Object& object) {
+  Class& original = object.isa();
+  const SubclassFaults& faults = subclassFaultsForTesting();
+  const std::string uuid = faults.makeUUID ? faults.makeUUID() : base::UUIDString();
+  const std::string name = std::string(kSubclassPrefix) + original.name() + "-" + uuid;
+  if (runtime::classNamed(name)) {
+    logLine([&] {
+      return stringWithFormat(
+          "Cannot create a proxy for App Delegate. Subclass already exists. Original Class: %@, subclass: %@",
+          {original.name(), name});
+    });
+    return nullptr;
+  }
+  Class* const subclass = runtime::allocateClassPair(&original, name, faults.extraBytes);
+  if (!subclass) {
+    logLine([&] {
+      return stringWithFormat(
+          "Cannot create a proxy for App Delegate. Subclass already exists. Original Class: %@, subclass: "
+          "Nil",
+          {original.name()});
+    });
+    return nullptr;
+  }
+
+  Dictionary implementations = copyOfRealImplementations(object);
+  proxyMethods(baseStageMethods(), *subclass, original, object, implementations);
+  addInstanceMethod(*subclass, runtime::kDescription.selector(), Selector::named("fakeDescription"));
+  attachRealImplementations(&object, std::move(implementations), AssociationPolicy::retainNonatomic);
+  attachRealClass(&object, original);
+
+  if (original.instanceSize() != subclass->instanceSize()) {
+    logLine([&] {
+      return stringWithFormat(
+          "Cannot create subclass of App Delegate, because the created subclass is not the same size. %@",
+          {original.name()});
+    });
+    return nullptr;
+  }
+  runtime::registerClassPair(*subclass);
+  if (runtime::setClass(&object, *subclass)) {
+    logLine([] {
+      return stringWithFormat(
+          "Successfully created App Delegate Proxy automatically. To disable the proxy, set the flag %@ to "
+          "NO "
+          "(Boolean) in the Info.plist",
+          {TWCoreUtils::getAppDelegateProxyInfoPlistKey()});
+    });
+  }
+  return subclass;
+}
+
+/// Lets the application take its delegate anew, so that it looks at the methods that were added since it was
+/// set first.
+void reassignAppDelegate() {
+  const Ref application = TWAppDelegateSwizzler::sharedApplication();
+  const Ref delegate = currentDelegate();  // perhaps the only owner while the application has none
+  runtime::send(application, platform::kSetDelegate, nullptr);
+  runtime::send(application, platform::kSetDelegate, delegate);
+  setOriginalDelegate(delegate);
+  TWAppDelegateObserver::sharedInstance()->observeUIApplication();
+}
+
+/// The work of the remote-notification stage. The delegate is held and observed in the end even where it
+/// could not be proxied.
+void proxyRemoteNotificationMethods() {
+  Class* subclass = nullptr;
+  Class* realClass = nullptr;
+  {
+    const std::lock_guard lock(state().mutex);
+    subclass = state().appDelegateSubclass;
+    realClass = state().originalAppDelegateClass;
+  }
+  const Ref delegate = currentDelegate();
+  base::Value implementations = realImplementations(delegate.get());
+  if (subclass && realClass && delegate && implementations.dictionary()) {
+    Dictionary copy = *implementations.dictionary();
+    proxyMethods(remoteNotificationMethods(), *subclass, *realClass, *delegate, copy);
+    implementations = std::move(copy);
+  }
+  attachRealImplementations(delegate.get(), std::move(implementations), AssociationPolicy::retain);
+  reassignAppDelegate();
+}
+
+}  // namespace
+
+void forgetOriginalDelegate() { setOriginalDelegate(nullptr); }
+
+SubclassFaults& subclassFaultsForTesting() {
+  static base::NeverDestroyed<SubclassFaults> faults;
+  return *faults;
+}
+
+void TWAppDelegateSwizzler::proxyOriginalDelegate() {
+  state().proxyAppDelegateOnceToken.run([] {
+    Ref delegate;
+    installing([&] { delegate = currentDelegate(); });
+    proxyAppDelegate(delegate);
+  });
+}
+
+void TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods() {
+  proxyOriginalDelegate();
+  state().proxyAppDelegateRemoteNotificationOnceToken.run(
+      [] { installing(&proxyRemoteNotificationMethods); });
+}
+
+void TWAppDelegateSwizzler::proxyAppDelegate(const Ref& appDelegate) {
+  installing([&] {
+    if (!runtime::conformsTo(appDelegate.get(), UIApplicationDelegate::protocol())) {
+      logLine([&] {
+        return stringWithFormat("App Delegate does not conform to UIApplicationDelegate protocol. %@",
+                                {runtime::description(appDelegate.get())});
+      });
+      return;
+    }
+    if (!isAppDelegateProxyEnabled()) {
+      logLine("App Delegate Proxy is disabled.");
+      return;
+    }
+    if (!appDelegate) {
+      logLine("Cannot create App Delegate Proxy because App Delegate instance is nil.");
+      return;
+    }
+    {
+      const std::lock_guard lock(state().mutex);
+      state().originalAppDelegateClass = &appDelegate->isa();
+    }
+    Class* const subclass = createSubclassWithObject(*appDelegate);
+    {
+      const std::lock_guard lock(state().mutex);
+      state().appDelegateSubclass = subclass;
+    }
+    reassignAppDelegate();
+  });
+}
+
+bool TWAppDelegateSwizzler::isAppDelegateProxyEnabled() { return TWCoreUtils::isAppDelegateProxyEnabled(); }
+
+void TWAppDelegateSwizzler::resetProxyOriginalDelegateOnceToken() {
+  state().proxyAppDelegateOnceToken.reset();
+  state().proxyAppDelegateRemoteNotificationOnceToken.reset();
+}
+
+Ref TWAppDelegateSwizzler::originalDelegate() {
+  const std::lock_guard lock(state().mutex);
+  return state().originalAppDelegate;
+}
+
+Ref TWAppDelegateSwizzler::sharedApplication() {
+  Class* const application = runtime::classNamed("UIApplication");
+  if (!runtime::respondsTo(application, platform::kSharedApplication.selector())) return nullptr;
+  return runtime::send(application, platform::kSharedApplication);
+}
+
+std::optional<runtime::Invocation> TWAppDelegateSwizzler::appDelegateInvocationForSelector(
+    Selector selector) {
+  const runtime::MethodDescription* const description =
+      UIApplicationDelegate::protocol().methodDescription(selector, false);
+  if (!description || !description->signature) return std::nullopt;
+  return std::optional<runtime::Invocation>(std::in_place, *description->signature);
+}
+
+}  // namespace tidewell
