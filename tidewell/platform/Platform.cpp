@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/UnknownMachine.h"
 #include "tidewell/runtime/Description.h"
 
@@ -27,6 +28,9 @@ Keeper& keeper() {
   static base::NeverDestroyed<Keeper> instance;
   return *instance;
 }
+
+/// Lets the application be found by the name of its class.
+void declareApplication() { (void)runtime::classOf<UIApplication>(); }
 
 void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) {
   Platform* const pointer = platform.get();
@@ -55,6 +59,7 @@ bool Platform::install(std::shared_ptr<Platform> platform) {
     report("There is no platform to install");
     return false;
   }
+  declareApplication();
   {
     const std::lock_guard lock(keeper().mutex);
     if (!isInstalled()) {
@@ -81,6 +86,7 @@ void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
     report("There is no platform to put in force");
     return;
   }
+  declareApplication();
   const std::lock_guard lock(keeper().mutex);
   putInForce(keeper(), std::move(platform));
 }
