@@ -7,8 +7,10 @@
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+#include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/platform/UIApplicationDelegate.h"
 
 using namespace tidewell;
 
@@ -19,16 +21,35 @@ void log(const char* text) {
   TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityInfo, {text});
 }
 
+/// Hears what the application's delegate hears, before it does.
+class PushListener : public platform::UIApplicationDelegate {
+ public:
+  explicit PushListener(std::function<void()> messageArrived) : messageArrived_(std::move(messageArrived)) {}
+  void didReceiveRemoteNotification(platform::UIApplication&, const base::Dictionary& userInfo) override {
+    if (validObjectForKey(userInfo, "inbox")) messageArrived_();
+  }
+
+ private:
+  std::function<void()> messageArrived_;
+};
+
 }  // namespace
 
-Inbox::Inbox() : messages_(std::make_shared<std::optional<base::Array>>()) {
+Inbox::Inbox() : messages_(std::make_shared<Messages>()) {
   reset_ = platform::NotificationCenter::defaultCenter().addObserver(
       kNotificationNameUserReset, [messages = messages_](const auto&) { messages->reset(); });
+  listener_ = runtime::make<PushListener>([this] { fetch(); });
+  listenerID_ = TWAppDelegateSwizzler::registerAppDelegateInterceptor(listener_);
+  TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
 }
 
-Inbox::~Inbox() { platform::NotificationCenter::defaultCenter().removeObserver(reset_); }
+Inbox::~Inbox() {
+  TWAppDelegateSwizzler::unregisterAppDelegateInterceptorWithID(listenerID_);
+  platform::NotificationCenter::defaultCenter().removeObserver(reset_);
+}
 
 void Inbox::fetch(Completion completion) {
+  if (!completion) completion = [](const Messages&) {};
   if (!TWConfigManager::sharedInstance().isInboxServiceActive()) {
     log("The inbox is switched off");
     return completion(std::nullopt);

@@ -3,28 +3,31 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "tidewell/base/Value.h"
 #include "tidewell/platform/NotificationCenter.h"
+#include "tidewell/runtime/Object.h"
 
 /// A sibling module: the user's messages, fetched from the backend and kept until another user comes.
 ///
-/// Used on the main queue.
+/// Made on the main thread, once the application has set its delegate, and used there.
 class Inbox {
  public:
-  /// nothing: there is no inbox for now.
-  using Completion = std::function<void(const std::optional<tidewell::base::Array>& messages)>;
+  using Messages = std::optional<tidewell::base::Array>;  ///< nothing: there is no inbox for now
+  using Completion = std::function<void(const Messages& messages)>;
 
   Inbox();
   ~Inbox();
   Inbox(const Inbox&) = delete;
   Inbox& operator=(const Inbox&) = delete;
 
-  void fetch(Completion completion);
-  [[nodiscard]] const std::optional<tidewell::base::Array>& messages() const { return *messages_; }
+  void fetch(Completion completion = {});
+  [[nodiscard]] const Messages& messages() const { return *messages_; }
 
  private:
-  /// Shared with the requests on their way, which may outlive the module.
-  std::shared_ptr<std::optional<tidewell::base::Array>> messages_;
+  std::shared_ptr<Messages> messages_;  ///< shared with requests on their way, which may outlive the module
   tidewell::platform::NotificationCenter::Token reset_;
+  tidewell::runtime::Ref listener_;  ///< the proxy does not keep it alive
+  std::optional<std::string> listenerID_;
 };

@@ -12,6 +12,8 @@
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TidewellCore.h"
+#include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/platform/UIApplicationDelegate.h"
 #include "tidewell/posix/PosixPlatform.h"
 #include "tidewell/testing/TestingPlatform.h"
 
@@ -39,6 +41,17 @@ struct Inbox {
   }
 };
 Inbox& inbox = *new Inbox;
+
+/// Classes of the host's that the library calls, and of which it makes another one at run time.
+class Delegate : public tidewell::platform::UIApplicationDelegate {
+ public:
+  void didReceiveRemoteNotification(tidewell::platform::UIApplication&,
+                                    const tidewell::base::Dictionary&) override {
+    ++heard;
+  }
+  int heard = 0;
+};
+class Interceptor : public Delegate {};
 
 tidewell::posix::Options options() {
   tidewell::posix::Options options;
@@ -93,6 +106,19 @@ void sendsARequest() {
   expect(inbox.lines.find("-1004") != std::string::npos, "because nobody listens, and for no other reason");
 }
 
+void hearsWhatTheDelegateHears() {
+  using tidewell::TWAppDelegateSwizzler;
+  const auto application = tidewell::platform::UIApplication::sharedApplication();
+  const auto delegate = tidewell::runtime::make<Delegate>();
+  const auto interceptor = tidewell::runtime::make<Interceptor>();
+  application->setDelegate(delegate);
+  expect(TWAppDelegateSwizzler::registerAppDelegateInterceptor(interceptor).has_value(),
+         "a class of the host's can be an interceptor");
+  TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
+  application->deliverRemoteNotification({{"aps", 1}});
+  expect(interceptor->heard == 1 && delegate->heard == 1, "interceptor and delegate hear once each");
+}
+
 void usesTheTestingLibrary() {
   tidewell::testing::ManualQueue queue;
   tidewell::platform::Queue& asTheLibrarySeesIt = queue;
@@ -115,6 +141,7 @@ int main() {
   tidewell::TidewellCore::sharedInstance().initializeWithAppID("HOST");
   asksTheConfiguration();
   sendsARequest();
+  hearsWhatTheDelegateHears();
   usesTheTestingLibrary();
   return allRight ? 0 : 1;
 }
