@@ -13,7 +13,7 @@ Class::~Class() = default;
 bool Class::conformsTo(const Protocol& protocol) const {
   return Registry::shared().conforms(*this, protocol);
 }
-const Method* Class::findMethod(Selector selector) const {
+const MethodCache::Answer& Class::findMethod(Selector selector) const {
   return Registry::shared().findMethod(*this, selector);
 }
 std::vector<const Method*> Class::ownMethods() const { return Registry::shared().ownMethods(*this); }

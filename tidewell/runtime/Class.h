@@ -49,9 +49,13 @@ class TIDEWELL_EXPORT Class final : public Object {
   [[nodiscard]] bool conformsTo(const Protocol& protocol) const;
 
   /// The instance method that the class has or inherits; null where there is none.
-  [[nodiscard]] const Method* method(Selector selector) const {
-    const MethodCache::Answer answer = cache_.find(selector);
-    return answer.isKnown ? answer.method : findMethod(selector);
+  [[nodiscard]] const Method* method(Selector selector) const { return lookUp(selector).method; }
+  /// The same, with what a call needs.
+  [[nodiscard]] const MethodCache::Answer& lookUp(Selector selector) const {
+    const MethodCache::Answer* const known = cache_.find(selector);
+    if (known) [[likely]]
+      return *known;
+    return findMethod(selector);
   }
   /// What the class itself declares, in the order in which it was added.
   [[nodiscard]] std::vector<const Method*> ownMethods() const;
@@ -65,7 +69,7 @@ class TIDEWELL_EXPORT Class final : public Object {
   friend class Registry;
   Class();
   void isMadeByRuntimeMake() const override {}
-  [[nodiscard]] const Method* findMethod(Selector selector) const;
+  [[nodiscard]] const MethodCache::Answer& findMethod(Selector selector) const;
 
   // Set before the class is seen by a second thread.
   std::string name_;

@@ -77,9 +77,9 @@ void Invocation::invoke() {
     arguments[i] = places_[i].bytes;
   }
   const Ref target = target_;  // the method may let go of the invocation's
-  const Method& method = methodForSend(*target, selector_, *signature_);
+  const MethodCache::Answer& found = methodForSend(*target, selector_, *signature_);
   Place& result = places_[count];
-  signature_->invoke(method.function(), *target, method, arguments, result.bytes);
+  signature_->invoke(found.function, *target, *found.method, arguments, result.bytes);
   result.isSet = signature_->result->destroy != nullptr;
 }
 

@@ -37,6 +37,10 @@ class Message<R(P...)> {
   }
   [[nodiscard]] const Signature& signature() const {
     if (!selector_.load(std::memory_order_acquire)) intern();
+    return signatureOnceInterned();
+  }
+  /// The same for a caller that has asked for the selector.
+  [[nodiscard]] const Signature& signatureOnceInterned() const noexcept {
     return *signature_.load(std::memory_order_relaxed);
   }
 
@@ -133,23 +137,25 @@ template <class R>
 }
 
 /// The method that answers a send: raises where there is none, or one of another signature.
-[[nodiscard]] inline const Method& methodForSend(const Object& receiver, Selector selector,
-                                                 const Signature& signature) {
-  const Method* const method = receiver.isa().method(selector);
-  if (!method) [[unlikely]]
-    raiseUnrecognizedSelector(receiver, selector);
-  if (&method->signature() != &signature) [[unlikely]]
-    raiseSignatureMismatch(selector, signature, method->signature());
-  return *method;
+[[nodiscard]] inline const MethodCache::Answer& methodForSend(const Object& receiver, Selector selector,
+                                                              const Signature& signature) {
+  const MethodCache::Answer& answer = receiver.isa().lookUp(selector);
+  if (answer.signature != &signature) [[unlikely]] {
+    if (!answer.method) raiseUnrecognizedSelector(receiver, selector);
+    raiseSignatureMismatch(selector, signature, *answer.signature);
+  }
+  return answer;
 }
 
-/// Calls the function with arguments as declared. The caller has compared the signatures.
+/// Calls a function with arguments as declared. The caller has compared the signatures.
 template <class R, class... P>
-R callMethod(const Method& method, Object& self, std::type_identity_t<P>... arguments) {
+R callFunction(AnyFunction function, const Method& method, Object& self,
+               std::type_identity_t<P>... arguments) {
+  const auto typed = reinterpret_cast<Function<R, P...>>(function);
   if constexpr (std::is_void_v<R>) {
-    method.callUnchecked<R, P...>(self, toCanonical<P>(arguments)...);
+    typed(self, method, toCanonical<P>(arguments)...);
   } else {
-    return fromCanonicalResult<R>(method.callUnchecked<R, P...>(self, toCanonical<P>(arguments)...));
+    return fromCanonicalResult<R>(typed(self, method, toCanonical<P>(arguments)...));
   }
 }
 
@@ -159,7 +165,8 @@ template <class R, class... P>
 R call(const Message<R(P...)>& as, const Method& method, Object& self, std::type_identity_t<P>... arguments) {
   if (&method.signature() != &as.signature()) [[unlikely]]
     raiseSignatureMismatch(method.selector(), as.signature(), method.signature());
-  return callMethod<R, P...>(method, self, static_cast<std::type_identity_t<P>>(arguments)...);
+  return callFunction<R, P...>(method.function(), method, self,
+                               static_cast<std::type_identity_t<P>>(arguments)...);
 }
 
 [[nodiscard]] inline Object* receiverOf(Object* receiver) noexcept { return receiver; }
@@ -181,8 +188,10 @@ template <Receiver To, class R, class... P>
 R send(To&& to, const Message<R(P...)>& message, std::type_identity_t<P>... arguments) {
   Object* const receiver = receiverOf(to);
   if (!receiver) return R();
-  const Method& method = methodForSend(*receiver, message.selector(), message.signature());
-  return callMethod<R, P...>(method, *receiver, static_cast<std::type_identity_t<P>>(arguments)...);
+  const Selector selector = message.selector();
+  const MethodCache::Answer& found = methodForSend(*receiver, selector, message.signatureOnceInterned());
+  return callFunction<R, P...>(found.function, *found.method, *receiver,
+                               static_cast<std::type_identity_t<P>>(arguments)...);
 }
 
 /// Sends a selector with the types that the arguments happen to have: an `int` does not fit a method that
@@ -191,8 +200,8 @@ template <class R, Receiver To, class... A>
 R send(To&& to, Selector selector, const A&... arguments) {
   Object* const receiver = receiverOf(to);
   if (!receiver) return R();
-  const Method& method = methodForSend(*receiver, selector, signatureOf<R, A...>());
-  return callMethod<R, const A&...>(method, *receiver, arguments...);
+  const MethodCache::Answer& found = methodForSend(*receiver, selector, signatureOf<R, A...>());
+  return callFunction<R, const A&...>(found.function, *found.method, *receiver, arguments...);
 }
 
 }  // namespace tidewell::runtime

@@ -2,14 +2,12 @@
 
 #include <atomic>
 #include <cstddef>
-#include <memory>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/runtime/Method.h"
 #include "tidewell/runtime/Selector.h"
 
 namespace tidewell::runtime {
-
-class Method;
 
 /// What lookups on one class answered: selector to method, null for a selector that it does not respond to.
 /// Open addressing with linear probing.
@@ -19,45 +17,55 @@ class Method;
 /// sends.
 class TIDEWELL_EXPORT MethodCache {
  public:
+  /// A method, and what a call needs of it: read here, a call waits for one memory access less. Null
+  /// throughout for a selector without method. Stays for ever, as the tables do.
   struct Answer {
-    bool isKnown;
-    const Method* method;
+    const Method* method = nullptr;
+    AnyFunction function = nullptr;
+    const Signature* signature = nullptr;
   };
 
-  MethodCache() noexcept;
+  MethodCache();
   ~MethodCache();
   MethodCache(const MethodCache&) = delete;
   MethodCache& operator=(const MethodCache&) = delete;
 
-  [[nodiscard]] Answer find(Selector selector) const noexcept {
+  /// Null for a selector that was not asked for yet.
+  [[nodiscard]] const Answer* find(Selector selector) const noexcept {
     const Table& table = *table_.load(std::memory_order_acquire);
     for (std::size_t index = selector.hash();; ++index) {
-      const Slot& slot = table.slots[index & table.mask];
+      const Slot& slot = table.slots()[index & table.mask];
       const SelectorRecord* const key = slot.selector.load(std::memory_order_acquire);
-      if (key == selector.record()) return {true, slot.method.load(std::memory_order_relaxed)};
-      if (!key) return {false, nullptr};
+      if (key == selector.record()) return &slot.answer;
+      if (!key) return nullptr;
     }
   }
   /// For a selector that is not in it.
-  void insert(Selector selector, const Method* method);
+  const Answer& insert(Selector selector, const Method* method);
   /// Forgets every answer.
   void clear();
 
  private:
+  /// Written once: what it holds first, then its selector, with which readers find it.
   struct Slot {
     std::atomic<const SelectorRecord*> selector{nullptr};
-    std::atomic<const Method*> method{nullptr};
+    Answer answer;
   };
+  /// Its slots follow it in memory.
   struct Table {
     std::size_t mask;
-    Slot* slots;
     std::size_t used;
     Table* replaced;  ///< the one that was in force before
-  };
 
-  static Table& emptyTable() noexcept;
+    [[nodiscard]] Slot* slots() noexcept { return reinterpret_cast<Slot*>(this + 1); }
+    [[nodiscard]] const Slot* slots() const noexcept { return reinterpret_cast<const Slot*>(this + 1); }
+  };
+  static_assert(sizeof(Table) % alignof(Slot) == 0);
+
+  static Table& emptyTable();
   void replaceTable(std::size_t size);
-  static void put(Table& table, Selector selector, const Method* method) noexcept;
+  static Table* makeTable(std::size_t size, Table* replaced);
+  static const Answer& put(Table& table, Selector selector, const Method* method) noexcept;
 
   std::atomic<Table*> table_;
 };

@@ -212,14 +212,12 @@ bool Registry::addProperty(Class& to, Property property) {
   return true;
 }
 
-const Method* Registry::findMethod(const Class& in, Selector selector) {
+const MethodCache::Answer& Registry::findMethod(const Class& in, Selector selector) {
   const std::scoped_lock lock(mutex_);
-  const MethodCache::Answer answer = in.cache_.find(selector);
-  if (answer.isKnown) return answer.method;
+  if (const MethodCache::Answer* known = in.cache_.find(selector)) return *known;
   const Method* found = nullptr;
   for (const Class* at = &in; at && !found; at = at->superclass()) found = ownMethod(*at, selector);
-  in.cache_.insert(selector, found);
-  return found;
+  return in.cache_.insert(selector, found);
 }
 
 const Method* Registry::ownMethod(const Class& of, Selector selector) {

@@ -43,7 +43,7 @@ class Registry {
   bool addProtocol(Class& to, const Protocol& protocol);
   bool addProperty(Class& to, Property property);
 
-  [[nodiscard]] const Method* findMethod(const Class& in, Selector selector);
+  [[nodiscard]] const MethodCache::Answer& findMethod(const Class& in, Selector selector);
   [[nodiscard]] const Method* ownMethod(const Class& of, Selector selector);
   [[nodiscard]] std::vector<const Method*> ownMethods(const Class& of);
   [[nodiscard]] std::vector<Property> ownProperties(const Class& of);
