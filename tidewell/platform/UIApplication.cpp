@@ -101,6 +101,13 @@ void UIApplication::describe(runtime::ClassBuilder<UIApplication>& c) {
   c.classMethod<&UIApplication::sharedApplication>(kSharedApplication)
       .method<&UIApplication::delegate>(kDelegate)
       .method<&UIApplication::setDelegate>(kSetDelegate)
+      .method<&UIApplication::keyWindow>(kKeyWindow)
+      .method<&UIApplication::canOpenURL>(kCanOpenURL)
+      .method<static_cast<void (UIApplication::*)(const std::optional<base::Url>&, const base::Dictionary&,
+                                                  const OpenURLCompletion&)>(&UIApplication::openURL)>(
+          kOpenURLWithOptions)
+      .method<static_cast<bool (UIApplication::*)(const std::optional<base::Url>&)>(&UIApplication::openURL)>(
+          kOpenURL)
       .property<&UIApplication::delegate, &UIApplication::setDelegate>("delegate");
 }
 

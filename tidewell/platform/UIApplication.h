@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,7 @@
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Url.h"
 #include "tidewell/base/Value.h"
+#include "tidewell/platform/UIWindow.h"
 #include "tidewell/platform/UserActivity.h"
 #include "tidewell/runtime/ClassBuilder.h"
 #include "tidewell/runtime/Make.h"
@@ -31,6 +33,13 @@ inline constexpr std::string_view UIApplicationOpenURLOptionsSourceApplicationKe
     "UIApplicationOpenURLOptionsSourceApplicationKey";
 inline constexpr std::string_view UIApplicationOpenURLOptionsAnnotationKey =
     "UIApplicationOpenURLOptionsAnnotationKey";
+
+/// Key of the options with which the application opens a URL elsewhere: YES opens only what an installed
+/// application claims as a universal link.
+inline constexpr std::string_view UIApplicationOpenURLOptionUniversalLinksOnly =
+    "UIApplicationOpenURLOptionUniversalLinksOnly";
+/// Takes whether a URL was opened.
+using OpenURLCompletion = std::function<void(bool success)>;
 
 /// The application, as the object model knows it: one object a process, found by
 /// `classNamed("UIApplication")` and its class method `sharedApplication`, with the application's delegate.
@@ -59,6 +68,22 @@ class TIDEWELL_EXPORT UIApplication : public runtime::Subclass<UIApplication> {
   /// Tells the observers of `delegate` on this thread. null takes the delegate away.
   void setDelegate(const runtime::Ref& delegate);
 
+  /// The window that look-ups begin with; null where none was made key, or it died. Any thread.
+  [[nodiscard]] std::shared_ptr<UIWindow> keyWindow() const;
+  /// `UIWindow::makeKeyAndVisible` calls it. null takes the key window away.
+  void setKeyWindow(const std::shared_ptr<UIWindow>& window);
+
+  // Links to other programs, through the platform's `LinkOpener`.
+
+  /// Whether some program opens the URL; NO for none. Any thread.
+  [[nodiscard]] bool canOpenURL(const std::optional<base::Url>& url);
+  /// Opens a URL, on the main queue. The completion, which may be empty, comes later on the main queue; NO
+  /// for no URL.
+  void openURL(const std::optional<base::Url>& url, const base::Dictionary& options,
+               const OpenURLCompletion& completionHandler);
+  /// The way of systems before iOS 10, on the main queue: whether there was a program to take it.
+  bool openURL(const std::optional<base::Url>& url);
+
   /// Somebody opens a URL with the application. The delegate's method with options comes first, the one with
   /// source application and annotation (read from the options) only where it lacks that one. The delegate's
   /// answer; NO where it has neither.
@@ -82,11 +107,18 @@ class TIDEWELL_EXPORT UIApplication : public runtime::Subclass<UIApplication> {
  private:
   mutable std::mutex mutex_;  ///< a weak reference is no atomic
   runtime::WeakRef delegate_;
+  std::weak_ptr<UIWindow> keyWindow_;
 };
 
 /// How the application is asked by code that knows it by name only.
 inline constinit const runtime::Message<runtime::Ref()> kSharedApplication{"sharedApplication"};
 inline constinit const runtime::Message<runtime::Ref()> kDelegate{"delegate"};
 inline constinit const runtime::Message<void(const runtime::Ref&)> kSetDelegate{"setDelegate:"};
+inline constinit const runtime::Message<runtime::Ref()> kKeyWindow{"keyWindow"};
+inline constinit const runtime::Message<bool(const std::optional<base::Url>&)> kCanOpenURL{"canOpenURL:"};
+inline constinit const runtime::Message<void(const std::optional<base::Url>&, const base::Dictionary&,
+                                             const OpenURLCompletion&)>
+    kOpenURLWithOptions{"openURL:options:completionHandler:"};
+inline constinit const runtime::Message<bool(const std::optional<base::Url>&)> kOpenURL{"openURL:"};
 
 }  // namespace tidewell::platform

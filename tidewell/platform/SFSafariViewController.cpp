@@ -1,0 +1,64 @@
+#include "tidewell/platform/SFSafariViewController.h"
+
+#include <string>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+
+namespace tidewell::platform {
+namespace {
+
+std::string lowered(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
+const base::Url& webPage(const std::optional<base::Url>& url) {
+  const std::string scheme = lowered(url ? url->scheme().value_or("") : "");
+  if (scheme != "http" && scheme != "https")
+    base::raise(base::kInvalidArgumentException,
+                "The specified URL has an unsupported scheme. Only HTTP and HTTPS URLs are supported.");
+  return *url;
+}
+
+}  // namespace
+
+SFSafariViewController::SFSafariViewController(const std::optional<base::Url>& url) : url_(webPage(url)) {}
+
+SFSafariViewController::~SFSafariViewController() = default;
+
+runtime::Ref SFSafariViewController::delegate() const {
+  const std::lock_guard lock(mutex_);
+  return delegate_.lock();
+}
+
+void SFSafariViewController::setDelegate(const runtime::Ref& delegate) {
+  const std::lock_guard lock(mutex_);
+  delegate_ = delegate;
+}
+
+Shown SFSafariViewController::show(Presenter& presenter, Shown above) {
+  return presenter.showBrowser(url_, {[weak = weak_from_this()] {
+                                 if (const runtime::Ref page = weak.lock())
+                                   static_cast<SFSafariViewController&>(*page).finish();
+                               }},
+                               above);
+}
+
+void SFSafariViewController::finish() {
+  const runtime::Ref to = delegate();
+  if (runtime::respondsTo(to.get(), kSafariViewControllerDidFinish.selector())) {
+    runtime::send(to, kSafariViewControllerDidFinish, *this);
+  } else {
+    dismissViewControllerAnimated(true);
+  }
+}
+
+void SFSafariViewController::describe(runtime::ClassBuilder<SFSafariViewController>& c) {
+  c.property<&SFSafariViewController::URL>("URL")
+      .property<&SFSafariViewController::delegate, &SFSafariViewController::setDelegate>("delegate");
+}
+
+}  // namespace tidewell::platform

@@ -1,0 +1,43 @@
+#include "tidewell/platform/Platform.h"
+#include "tidewell/platform/UIApplication.h"
+
+namespace tidewell::platform {
+namespace {
+
+bool isSet(const base::Dictionary& options, std::string_view key) {
+  const base::Value value = options.objectForKey(key);
+  return value.isNumber() && value.boolValue();
+}
+
+}  // namespace
+
+std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
+  const std::lock_guard lock(mutex_);
+  return keyWindow_.lock();
+}
+
+void UIApplication::setKeyWindow(const std::shared_ptr<UIWindow>& window) {
+  const std::lock_guard lock(mutex_);
+  keyWindow_ = window;
+}
+
+bool UIApplication::canOpenURL(const std::optional<base::Url>& url) {
+  return Platform::current().linkOpener().canOpenURL(url);
+}
+
+void UIApplication::openURL(const std::optional<base::Url>& url, const base::Dictionary& options,
+                            const OpenURLCompletion& completionHandler) {
+  Platform& platform = Platform::current();
+  if (url) {
+    const OpenOptions how{isSet(options, UIApplicationOpenURLOptionUniversalLinksOnly)};
+    platform.linkOpener().openURL(*url, how, completionHandler);
+  } else if (completionHandler) {
+    platform.mainQueue().async([completionHandler] { completionHandler(false); });
+  }
+}
+
+bool UIApplication::openURL(const std::optional<base::Url>& url) {
+  return url && Platform::current().linkOpener().openURL(*url);
+}
+
+}  // namespace tidewell::platform

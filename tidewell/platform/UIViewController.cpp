@@ -1,0 +1,239 @@
+#include "tidewell/platform/UIViewController.h"
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/platform/Platform.h"
+#include "tidewell/runtime/Description.h"
+
+namespace tidewell::platform {
+namespace {
+
+using runtime::description;
+
+/// One lock for all controllers: a link joins two of them. Nothing foreign runs under it, and no controller
+/// dies under it: what is taken out of the hierarchy is let go of afterwards.
+std::mutex& hierarchyMutex() {
+  static base::NeverDestroyed<std::mutex> mutex;
+  return *mutex;
+}
+
+void onMainQueue(std::function<void()> function) {
+  Queue& queue = Platform::current().mainQueue();
+  if (queue.isCurrent()) {
+    function();
+  } else {
+    queue.async(std::move(function));
+  }
+}
+
+}  // namespace
+
+UIViewController::UIViewController() = default;
+
+UIViewController::~UIViewController() {
+  std::vector<Controller> presented;
+  std::vector<Controller> children;
+  Shown shown = Shown::nothing;
+  {
+    const std::lock_guard lock(hierarchyMutex());
+    presented.swap(presented_);
+    children.swap(children_);
+    for (const Controller& each : presented) each->presenting_ = nullptr;
+    for (const Controller& each : children) each->parent_ = nullptr;
+    shown = shown_;
+  }
+  if (shown == Shown::nothing) return;
+  try {
+    onMainQueue([shown] { Platform::current().presenter().dismiss(shown, false, {}); });
+  } catch (...) {
+    report("There is no memory to take away what a view controller that is gone had shown");
+  }
+}
+
+void UIViewController::presentViewController(const Controller& viewController, bool animated,
+                                             const Completion& completion) {
+  if (const Controller parent = parentViewController())
+    return parent->presentViewController(viewController, animated, completion);
+  if (!viewController)
+    base::raise(base::kInvalidArgumentException,
+                "Application tried to present a nil modal view controller on target " + description(this));
+
+  bool isActive = false;
+  Controller inTheWay;
+  {
+    const std::lock_guard lock(hierarchyMutex());
+    const Controller* const front = inFront();
+    if (front && (*front)->layer() != Layer::alert) inTheWay = *front;
+    isActive = viewController->presenting_ || viewController->parent_ || isWithin(*viewController);
+    if (!isActive && !inTheWay) {
+      presented_.push_back(viewController);
+      viewController->presenting_ = this;
+    }
+  }
+  if (isActive)
+    base::raise(base::kInvalidArgumentException,
+                "Application tried to present modally an active view controller " +
+                    description(viewController.get()));
+  if (inTheWay) {
+    report("Attempt to present " + description(viewController.get()) + " on " + description(this) +
+           " which is already presenting " + description(inTheWay.get()));
+    return;
+  }
+  onMainQueue([viewController, completion] { viewController->appear(completion); });
+}
+
+void UIViewController::appear(const Completion& completion) {
+  Platform& platform = Platform::current();
+  if (layer() != Layer::application) {
+    Shown above = Shown::nothing;
+    {
+      const std::lock_guard lock(hierarchyMutex());
+      if (!presenting_ || shown_ != Shown::nothing) return;  // dismissed, perhaps presented again, meanwhile
+      for (const UIViewController* below = presenting_; below && above == Shown::nothing;
+           below = below->presenting_)
+        above = below->shown_;
+    }
+    const Shown shown = show(platform.presenter(), above);
+    std::vector<Controller> taken;
+    const std::lock_guard lock(hierarchyMutex());
+    shown_ = shown;
+    if (shown == Shown::nothing) return takeAway(taken);
+  }
+  if (completion) platform.mainQueue().async(completion);
+}
+
+void UIViewController::dismissViewControllerAnimated(bool animated, const Completion& completion) {
+  if (const Controller parent = parentViewController())
+    return parent->dismissViewControllerAnimated(animated, completion);
+
+  std::vector<Controller> taken;
+  if (layer() == Layer::application) {
+    const std::lock_guard lock(hierarchyMutex());
+    const Controller* const front = inFront();
+    (front ? **front : *this).takeAway(taken);
+  } else {
+    const Controller self = std::static_pointer_cast<UIViewController>(weak_from_this().lock());
+    {
+      const std::lock_guard lock(hierarchyMutex());
+      takeAway(taken);
+    }
+    // What presented it may be gone, and it still on the screen.
+    if (self && (taken.empty() || taken.back() != self)) taken.push_back(self);
+  }
+  onMainQueue([taken = std::move(taken), animated, completion] {
+    std::vector<Shown> shown;
+    {
+      const std::lock_guard lock(hierarchyMutex());
+      for (const Controller& each : taken) {
+        if (each->shown_ != Shown::nothing) shown.push_back(std::exchange(each->shown_, Shown::nothing));
+      }
+    }
+    Platform& platform = Platform::current();
+    for (const Shown each : shown)
+      platform.presenter().dismiss(each, animated, each == shown.back() ? completion : Completion());
+    if (shown.empty() && completion) platform.mainQueue().async(completion);
+  });
+}
+
+UIViewController::Controller UIViewController::presentedViewController() const {
+  if (const Controller parent = parentViewController()) return parent->presentedViewController();
+  const std::lock_guard lock(hierarchyMutex());
+  const Controller* const front = inFront();
+  return front ? *front : nullptr;
+}
+
+UIViewController::Controller UIViewController::presentingViewController() const {
+  if (const Controller parent = parentViewController()) return parent->presentingViewController();
+  const std::lock_guard lock(hierarchyMutex());
+  return shared(presenting_);
+}
+
+void UIViewController::addChildViewController(const Controller& child) {
+  bool isWrong = !child;
+  std::vector<Controller> taken;
+  {
+    const std::lock_guard lock(hierarchyMutex());
+    isWrong = isWrong || isWithin(*child);
+    if (!isWrong) {
+      child->takeFromParent(taken);
+      children_.push_back(child);
+      child->parent_ = this;
+    }
+  }
+  if (isWrong)
+    base::raise(base::kInvalidArgumentException,
+                description(this) + " cannot contain " + description(child.get()));
+}
+
+void UIViewController::removeFromParentViewController() {
+  std::vector<Controller> taken;
+  const std::lock_guard lock(hierarchyMutex());
+  takeFromParent(taken);
+}
+
+std::vector<UIViewController::Controller> UIViewController::childViewControllers() const {
+  const std::lock_guard lock(hierarchyMutex());
+  return children_;
+}
+
+UIViewController::Controller UIViewController::parentViewController() const {
+  const std::lock_guard lock(hierarchyMutex());
+  return shared(parent_);
+}
+
+UIViewController::Controller UIViewController::shared(UIViewController* controller) {
+  if (!controller) return nullptr;
+  return std::static_pointer_cast<UIViewController>(controller->weak_from_this().lock());
+}
+
+const UIViewController::Controller* UIViewController::inFront() const {
+  if (presented_.empty()) return nullptr;
+  const auto found = std::find_if(presented_.rbegin(), presented_.rend(),
+                                  [](const Controller& each) { return each->layer() != Layer::alert; });
+  return found == presented_.rend() ? &presented_.back() : &*found;
+}
+
+bool UIViewController::isWithin(const UIViewController& other) const {
+  return this == &other || (presenting_ && presenting_->isWithin(other)) ||
+         (parent_ && parent_->isWithin(other));
+}
+
+void UIViewController::takeFromParent(std::vector<Controller>& taken) {
+  if (!parent_) return;
+  auto& siblings = parent_->children_;
+  const auto own =
+      std::find_if(siblings.begin(), siblings.end(), [this](const auto& each) { return each.get() == this; });
+  taken.push_back(std::move(*own));
+  siblings.erase(own);
+  parent_ = nullptr;
+}
+
+void UIViewController::takeAway(std::vector<Controller>& taken) {
+  while (!presented_.empty()) presented_.back()->takeAway(taken);
+  if (!presenting_) return;
+  auto& siblings = presenting_->presented_;
+  const auto own =
+      std::find_if(siblings.begin(), siblings.end(), [this](const auto& each) { return each.get() == this; });
+  taken.push_back(std::move(*own));
+  siblings.erase(own);
+  presenting_ = nullptr;
+}
+
+Shown UIViewController::show(Presenter&, Shown) { return Shown::nothing; }
+
+void UIViewController::describe(runtime::ClassBuilder<UIViewController>& c) {
+  c.method<&UIViewController::presentViewController>(kPresentViewController)
+      .method<&UIViewController::dismissViewControllerAnimated>(kDismissViewController)
+      .method<&UIViewController::presentedViewController>(kPresentedViewController)
+      .method<&UIViewController::presentingViewController>(kPresentingViewController)
+      .property<&UIViewController::presentedViewController>("presentedViewController")
+      .property<&UIViewController::presentingViewController>("presentingViewController")
+      .property<&UIViewController::parentViewController>("parentViewController");
+}
+
+}  // namespace tidewell::platform

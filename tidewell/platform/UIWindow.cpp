@@ -1,0 +1,31 @@
+#include "tidewell/platform/UIWindow.h"
+
+#include "tidewell/platform/UIApplication.h"
+
+namespace tidewell::platform {
+
+UIWindow::UIWindow() = default;
+UIWindow::~UIWindow() = default;
+
+std::shared_ptr<UIViewController> UIWindow::rootViewController() const {
+  const std::lock_guard lock(mutex_);
+  return rootViewController_;
+}
+
+void UIWindow::setRootViewController(const std::shared_ptr<UIViewController>& rootViewController) {
+  std::shared_ptr<UIViewController> next = rootViewController;  // becomes the last one, which dies unlocked
+  const std::lock_guard lock(mutex_);
+  rootViewController_.swap(next);
+}
+
+void UIWindow::makeKeyAndVisible() {
+  if (const auto application = UIApplication::sharedApplication())
+    application->setKeyWindow(std::static_pointer_cast<UIWindow>(weak_from_this().lock()));
+}
+
+void UIWindow::describe(runtime::ClassBuilder<UIWindow>& c) {
+  c.method<&UIWindow::rootViewController>(kRootViewController)
+      .property<&UIWindow::rootViewController, &UIWindow::setRootViewController>("rootViewController");
+}
+
+}  // namespace tidewell::platform
