@@ -11,6 +11,7 @@
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/platform/Platform.h"
 
@@ -141,6 +142,10 @@ void TidewellCore::downloadImageForURL(std::optional<base::Url> url, TWImageComp
             result.data && !result.error && result.response && result.response->statusCode == kStatusOK;
         if (completion) completion(success, result.data);
       });
+}
+
+void TidewellCore::dismissRichLandingWebViewControllerWithAnimation(bool animated) {
+  TWWebViewHandler::sharedInstance().dismissRichLandingWebViewControllerWithAnimation(animated);
 }
 
 }  // namespace tidewell

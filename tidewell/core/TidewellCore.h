@@ -50,6 +50,8 @@ class TIDEWELL_EXPORT TidewellCore final {
   /// Fetches bytes on the platform's shared session. A nil URL completes at once on the caller's thread;
   /// everything else on that session's queue.
   void downloadImageForURL(std::optional<base::Url> url, TWImageCompletion andCompletionHandler);
+  /// Closes the rich landing page that was opened last, on the main queue; nothing where there was none.
+  void dismissRichLandingWebViewControllerWithAnimation(bool animated);
 };
 
 }  // namespace tidewell

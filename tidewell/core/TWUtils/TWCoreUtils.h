@@ -1,11 +1,17 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/Url.h"
 #include "tidewell/base/Value.h"
+
+namespace tidewell::platform {
+class UIViewController;
+}  // namespace tidewell::platform
 
 namespace tidewell {
 
@@ -18,11 +24,12 @@ struct TWColor {
   friend bool operator==(const TWColor&, const TWColor&) = default;
 };
 
-/// Utilities of the core: identifiers and facts of application and device, and encoders of values for the
-/// backend.
+/// Utilities of the core: identifiers and facts of application and device, links and what is on the screen,
+/// and encoders of values for the backend.
 ///
-/// Class operations only; any thread. Facts come from the platform; nil where the platform does not know one.
-/// They do not catch, `transformPayloadForIncompatibleTypes` apart.
+/// Class operations only; any thread, where nothing else is said. Facts come from the platform; nil where the
+/// platform does not know one. They do not catch, links, alerts and `transformPayloadForIncompatibleTypes`
+/// apart.
 class TIDEWELL_EXPORT TWCoreUtils final {
  public:
   TWCoreUtils() = delete;
@@ -58,6 +65,39 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   [[nodiscard]] static std::optional<std::string> getDeviceUniqueID();
   /// The marketing name of the device; "Unknown" where its family is not known.
   [[nodiscard]] static std::string getDeviceName();
+
+  // Links of campaigns. Each returns before anything is opened, and tells what came of it to the log only.
+  // Whether a URL can be opened is asked on the caller's thread; everything else happens on the main queue.
+  // No URL: what the platform says that it can do with it, which is nothing.
+
+  /// Opens a URL that the system can open, with the application that claims it as a universal link, else with
+  /// its ordinary handler; on systems before iOS 10 as `openDeeplinkBelowiOS10` does.
+  static void openDeeplink(std::optional<base::Url> url);
+  /// The choice of systems before iOS 10: "http" and "https", in small letters, go to the application itself
+  /// (`openUniversalLink`), all others to `openCustomUrlLink`.
+  static void openDeeplinkBelowiOS10(std::optional<base::Url> url);
+  /// Hands the URL to the application's delegate as the activity of browsing the web, whether or not the
+  /// system could open it; opens it as `openCustomUrlLink` does where the delegate takes no activities.
+  static void openUniversalLink(std::optional<base::Url> url);
+  /// Opens a URL that the system can open with its ordinary handler.
+  static void openCustomUrlLink(std::optional<base::Url> url);
+  /// Shows a web page in the in-app browser (`TWWebViewHandler`).
+  static void openRichLandingLink(std::optional<base::Url> url);
+
+  // What is on the screen. Main thread, and so is the alert.
+
+  /// The controller on which something new is to be presented: the last one of the key window's chain that is
+  /// no alert, with navigation and tab bar controllers unwrapped. Without a key window the root of the
+  /// application delegate's window; null where there is none either.
+  [[nodiscard]] static std::shared_ptr<platform::UIViewController> getTopMostPresentedViewController();
+  /// The same with nothing unwrapped.
+  [[nodiscard]] static std::shared_ptr<platform::UIViewController> getTopMostViewController();
+  /// Shows an alert with one button, "OK", on `getTopMostViewController`.
+  static void showAlertViewWithMessage(std::optional<std::string_view> message,
+                                       std::optional<std::string_view> andTitle);
+  /// Of the main screen as it is turned now, in points (logical pixels); 0 where there is no screen.
+  [[nodiscard]] static double deviceScreenWidth();
+  [[nodiscard]] static double deviceScreenHeight();
 
   /// The first 32 bytes, the size of a push token, as lower-case hexadecimal digits; fewer where there are
   /// fewer. "" for nil.

@@ -1,0 +1,84 @@
+#include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
+
+#include <utility>
+
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/core/Guard.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+
+using platform::Platform;
+using platform::SFSafariViewController;
+
+TWWebViewHandler& TWWebViewHandler::sharedInstance() {
+  static base::NeverDestroyed<std::shared_ptr<TWWebViewHandler>> handler(runtime::make<TWWebViewHandler>());
+  return **handler;
+}
+
+TWWebViewHandler::TWWebViewHandler() = default;
+TWWebViewHandler::~TWWebViewHandler() = default;
+
+void TWWebViewHandler::openWebViewWithUrl(std::optional<base::Url> url) {
+  static constexpr LogCoordinates kWhere{"TWWebViewHandler", 41,
+                                         "openWebViewWithUrl:", "WebView Handler Open URL exception %@"};
+  if (!url) return;
+  guarded(kWhere, [&] { presentSafariVCWithURL(url); });
+}
+
+void TWWebViewHandler::presentSafariVCWithURL(const std::optional<base::Url>& url) {
+  const auto page = runtime::make<SFSafariViewController>(url);
+  page->setDelegate(weak_from_this().lock());
+  setSfVC(page);
+  // The page of this call: by the time the main queue comes to it, there may be another one in `sfVC`.
+  Platform::current().mainQueue().async([page] {
+    runtime::send(TWCoreUtils::getTopMostViewController(), platform::kPresentViewController, page, true,
+                  nullptr);
+  });
+}
+
+void TWWebViewHandler::dismissRichLandingWebViewControllerWithAnimation(bool animated) {
+  static constexpr LogCoordinates kWhere{
+      "TWWebViewHandler", 60,
+      "dismissRichLandingWebViewControllerWithAnimation:", "WebView Handler Dismiss exception %@"};
+  guarded(kWhere, [&] { dismissSafariControllerWithAnimation(animated); });
+}
+
+void TWWebViewHandler::dismissSafariControllerWithAnimation(bool animated) {
+  const auto page = sfVC();
+  if (!page) return;
+  Platform::current().mainQueue().async(
+      [page, animated] { runtime::send(page, platform::kDismissViewController, animated, nullptr); });
+}
+
+void TWWebViewHandler::safariViewControllerDidFinish(SFSafariViewController& controller) {
+  runtime::send(controller, platform::kDismissViewController, true, nullptr);
+}
+
+std::shared_ptr<SFSafariViewController> TWWebViewHandler::sfVC() const {
+  const std::lock_guard lock(mutex_);
+  return sfVC_;
+}
+
+void TWWebViewHandler::setSfVC(std::shared_ptr<SFSafariViewController> sfVC) {
+  const std::lock_guard lock(mutex_);
+  sfVC_.swap(sfVC);  // the parameter, which outlives the lock, lets go of the earlier one
+}
+
+std::shared_ptr<platform::UIViewController> TWWebViewHandler::webViewVC() const {
+  const std::lock_guard lock(mutex_);
+  return webViewVC_;
+}
+
+void TWWebViewHandler::setWebViewVC(std::shared_ptr<platform::UIViewController> webViewVC) {
+  const std::lock_guard lock(mutex_);
+  webViewVC_.swap(webViewVC);
+}
+
+void TWWebViewHandler::describe(runtime::ClassBuilder<TWWebViewHandler>& c) {
+  c.property<&TWWebViewHandler::sfVC, &TWWebViewHandler::setSfVC>("sfVC")
+      .property<&TWWebViewHandler::webViewVC, &TWWebViewHandler::setWebViewVC>("webViewVC");
+}
+
+}  // namespace tidewell
