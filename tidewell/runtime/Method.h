@@ -36,6 +36,12 @@ class TIDEWELL_EXPORT Method {
     return function_ == other.function_ && state_ == other.state_;
   }
 
+  /// The function with its type on. The caller has compared the signature.
+  template <class R, class... P>
+  CanonicalResult<R> callUnchecked(Object& self, Canonical<P>... arguments) const {
+    return reinterpret_cast<Function<R, P...>>(function_)(self, *this, arguments...);
+  }
+
  private:
   Selector selector_;
   AnyFunction function_;

@@ -46,7 +46,7 @@ CanonicalResult<R> forwardMessage(Object& self, const Method& method, Canonical<
   const Method* const original = originalImplementation(method, self);
   const auto sendTo = [&](const Ref& interceptor) -> CanonicalResult<R> {
     return runtime::methodForSend(*interceptor, method.selector(), method.signature())
-        .template callUnchecked<R, P...>(*interceptor, arguments...);
+        .method->template callUnchecked<R, P...>(*interceptor, arguments...);
   };
   if constexpr (std::is_void_v<R>) {
     TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(sendTo));
