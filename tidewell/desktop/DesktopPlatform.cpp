@@ -9,11 +9,13 @@
 #include <string>
 #include <utility>
 
+#include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/desktop/ForegroundWatch.h"
 #include "tidewell/desktop/GioLinkOpener.h"
 #include "tidewell/desktop/GtkPresenter.h"
 #include "tidewell/desktop/SecretKeychain.h"
 #include "tidewell/desktop/SecretService.h"
+#include "tidewell/platform/UIWindow.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -27,6 +29,15 @@ posix::Options forPosix(const Options& options) {
 WebPageSettings pageSettings(const Options& options) {
   // Milliseconds must fit into GLib's timers.
   return {options.posix.caFile, options.posix.proxy, std::clamp(options.pageTimeout, 0.001, 86400.0)};
+}
+
+/// Gives look-ups a window to begin with, which stands for whatever GTK windows the application has: alerts
+/// and pages are presented on its root. A host with controllers of its own makes another window key.
+void makeKeyWindow() {
+  static base::NeverDestroyed<std::shared_ptr<platform::UIWindow>> window(
+      runtime::make<platform::UIWindow>());
+  (*window)->setRootViewController(runtime::make<platform::UIViewController>());
+  (*window)->makeKeyAndVisible();
 }
 
 }  // namespace
@@ -110,7 +121,10 @@ DesktopPlatform* install(Options options) {
   if (complaint.empty()) {
     auto made = std::make_shared<DesktopPlatform>(std::move(options));
     DesktopPlatform* const pointer = made.get();
-    if (platform::Platform::install(std::move(made))) return pointer;
+    if (platform::Platform::install(std::move(made))) {
+      makeKeyWindow();
+      return pointer;
+    }
     complaint = "a platform is installed already";
   }
   std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
