@@ -1,8 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <string>
 
+#include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/runtime/Associations.h"
 #include "tidewell/runtime/Class.h"
@@ -16,6 +18,12 @@ namespace tidewell {
 /// The class, below a root class of its own, whose instance methods are copied into the subclasses of
 /// delegates. It has no objects: when its methods run, they run on the application's delegate.
 [[nodiscard]] runtime::Class& donorClass();
+
+/// The state of a forwarding method: what the real-implementation map says for it. Kept here, too, because
+/// each call needs it, and reading an association takes a lock and longer than the rest of the call.
+struct Forwarding {
+  mutable std::atomic<const runtime::Method*> original{nullptr};
+};
 
 /// Whether an implementation is one that was copied from the donor.
 [[nodiscard]] bool isForwarding(const runtime::Method& method);
@@ -31,9 +39,6 @@ void attachRealClass(runtime::Object* object, runtime::Class& realClass);
 void attachRealImplementations(runtime::Object* object, base::Value map, runtime::AssociationPolicy policy);
 /// nil where the object has no map.
 [[nodiscard]] base::Value realImplementations(const runtime::Object* object);
-/// The boxed pointer of the object's map; nil where it has no map, or the map no such selector.
-[[nodiscard]] base::Value originalImplementationForSelector(runtime::Selector selector,
-                                                            const runtime::Object* object);
 
 /// Lets go of the proxied delegate.
 void forgetOriginalDelegate();
@@ -43,6 +48,6 @@ struct SubclassFaults {
   std::string (*makeUUID)() = nullptr;  ///< in place of a random one
   std::size_t extraBytes = 0;           ///< makes the subclass's objects larger
 };
-[[nodiscard]] SubclassFaults& subclassFaultsForTesting();
+[[nodiscard]] TIDEWELL_EXPORT SubclassFaults& subclassFaultsForTesting();
 
 }  // namespace tidewell

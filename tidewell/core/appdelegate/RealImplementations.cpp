@@ -33,9 +33,4 @@ base::Value realImplementations(const runtime::Object* object) {
   return runtime::associatedObject(object, &kTDWRealIMPBySelectorKey);
 }
 
-base::Value originalImplementationForSelector(runtime::Selector selector, const runtime::Object* object) {
-  const base::Value map = realImplementations(object);
-  return map.dictionary() ? map.dictionary()->objectForKey(selector.name()) : base::Value();
-}
-
 }  // namespace tidewell

@@ -25,10 +25,10 @@ using runtime::Object;
 using runtime::Ref;
 using runtime::Selector;
 
-/// The method that the class of a proxied delegate had for this one; null where it had none.
-const Method* originalImplementation(const Method& method, const Object& self) {
-  const base::Value boxed = originalImplementationForSelector(method.selector(), &self);
-  return boxed.pointer() ? static_cast<const Method*>(boxed.pointer()->address) : nullptr;
+/// The method that the class of the proxied delegate had for this one; null where it had none.
+const Method* originalImplementation(const Method& method) {
+  const auto* const forwarding = static_cast<const Forwarding*>(method.state());
+  return forwarding ? forwarding->original.load(std::memory_order_acquire) : nullptr;
 }
 
 /// Calls a method whose types only its signature tells.
@@ -43,7 +43,7 @@ CanonicalResult<R> callAs(const Method& method, const Method& as, Object& self, 
 /// nobody is left out because of that.
 template <class R, class... P>
 CanonicalResult<R> forwardMessage(Object& self, const Method& method, Canonical<P>... arguments) {
-  const Method* const original = originalImplementation(method, self);
+  const Method* const original = originalImplementation(method);
   const auto sendTo = [&](const Ref& interceptor) -> CanonicalResult<R> {
     return runtime::methodForSend(*interceptor, method.selector(), method.signature())
         .method->template callUnchecked<R, P...>(*interceptor, arguments...);
@@ -67,7 +67,7 @@ CanonicalResult<R> forwardMessage(Object& self, const Method& method, Canonical<
 /// the protocol has none.
 template <class... P>
 void forwardInvocation(Object& self, const Method& method, Canonical<P>... arguments) {
-  const Method* const original = originalImplementation(method, self);
+  const Method* const original = originalImplementation(method);
   const auto invoke = [&](const Ref& interceptor) {
     std::optional<runtime::Invocation> invocation =
         TWAppDelegateSwizzler::appDelegateInvocationForSelector(method.selector());
@@ -150,7 +150,7 @@ Class& donorClass() {
 
 bool isForwarding(const Method& method) {
   for (const Method* const donated : donorClass().ownMethods()) {
-    if (method.hasImplementationOf(*donated)) return true;
+    if (method.function() == donated->function()) return true;  // the state is each class's own
   }
   return false;
 }

@@ -1,5 +1,6 @@
 // The proxy: the two stages, the subclass of the delegate, and the delegate taken anew.
 
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -115,40 +116,57 @@ std::vector<ProxiedMethod> remoteNotificationMethods() {
               Taken::whereDelegateResponds)};
 }
 
-/// Copies a method of the donor into the subclass. One that is there already stays.
-void addInstanceMethod(Class& toClass, Selector destination, Selector source) {
+/// Adds a method of the donor to the subclass. NO, and a line in the log, where it has one already.
+bool addInstanceMethod(Class& toClass, Selector destination, Selector source,
+                       const Forwarding* forwarding = nullptr) {
   const Method* const donor = donorClass().method(source);
-  if (donor && runtime::addMethod(toClass, destination, *donor)) return;
+  if (donor && runtime::addMethod(toClass, destination,
+                                  Method(destination, donor->function(), donor->signature(),
+                                         donor->neededClass(), forwarding)))
+    return true;
   logLine([&] {
     return stringWithFormat("Cannot copy method to destination selector %@ as it already exists",
                             {destination.name()});
   });
+  return false;
 }
 
-/// Copies a method of the donor and writes down what the real class has in its place.
+/// What the real class has in place of a method; null where it has none.
 ///
-/// A delegate that is proxied once more has a forwarding method there. Written down as it is, that one would
-/// ask the map for the original of its own selector and find itself, for ever. What the map of the earlier
-/// proxying says stays; where there is none, the nearest method counts that forwards nothing.
-void proxyMethod(const ProxiedMethod& method, Class& toClass, const Class& realClass,
-                 Dictionary& implementations) {
-  addInstanceMethod(toClass, method.destination, method.source);
-  const Class* from = &realClass;
-  const Method* found = from->method(method.destination);
-  if (found && isForwarding(*found) && implementations.find(method.destination.name())) return;
-  while (found && isForwarding(*found)) {
-    from = from->superclass();
-    found = from ? from->method(method.destination) : nullptr;
+/// A delegate that is proxied once more has a forwarding method there. Taken as it is, that one would call
+/// itself for ever. What the map of the earlier proxying says counts; where there is none, the nearest method
+/// that forwards nothing.
+const Method* realImplementation(Selector selector, const Class& realClass, const Dictionary& map) {
+  const Method* found = realClass.method(selector);
+  if (!found || !isForwarding(*found)) return found;
+  if (const base::Value* const entry = map.find(selector.name()); entry && entry->pointer())
+    return static_cast<const Method*>(entry->pointer()->address);
+  for (const Class* from = realClass.superclass(); from && found && isForwarding(*found);
+       from = from->superclass())
+    found = from->method(selector);
+  return found;
+}
+
+/// Adds a forwarding method, and writes down in the map what it forwards to.
+void proxyMethod(const ProxiedMethod& method, Class& toClass, const Class& realClass, Dictionary& map) {
+  const Method* const original = realImplementation(method.destination, realClass, map);
+  auto forwarding = std::make_unique<Forwarding>();
+  forwarding->original = original;
+  if (addInstanceMethod(toClass, method.destination, method.source, forwarding.get())) {
+    (void)forwarding.release();  // the method's, which is never freed
+  } else if (const Method* const present = toClass.ownMethod(method.destination);
+             present && isForwarding(*present)) {
+    static_cast<const Forwarding*>(present->state())->original = original;
   }
-  implementations.setObject(BoxedPointer{found}, method.destination.name());
+  map.setObject(BoxedPointer{original}, method.destination.name());
 }
 
 void proxyMethods(const std::vector<ProxiedMethod>& methods, Class& toClass, const Class& realClass,
-                  const Object& delegate, Dictionary& implementations) {
+                  const Object& delegate, Dictionary& map) {
   for (const ProxiedMethod& method : methods) {
     if (method.taken == Taken::whereDelegateResponds && !runtime::respondsTo(&delegate, method.destination))
       continue;
-    proxyMethod(method, toClass, realClass, implementations);
+    proxyMethod(method, toClass, realClass, map);
   }
 }
 
