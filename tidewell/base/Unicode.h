@@ -20,7 +20,7 @@ namespace tidewell::base {
 [[nodiscard]] TIDEWELL_EXPORT std::string validUtf8(std::string_view bytes);
 /// The number of UTF-16 units that the text has.
 [[nodiscard]] TIDEWELL_EXPORT std::size_t utf16Length(std::string_view text) noexcept;
-
+/// What a scan for a hexadecimal integer found, and where it stopped.
 struct HexScan {
   bool found = false;
   std::uint32_t value = 0;

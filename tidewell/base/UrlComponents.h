@@ -20,7 +20,7 @@ struct UrlQueryItem {
 /// The parts of a URL, given unescaped, from which a URL is built (RFC 3986).
 ///
 /// A plain value, used by one thread. What each part keeps unescaped is the platform's choice: letters,
-/// digits and `-._~` everywhere, beside them `!$&'()*+,/:=@` in paths and `!$'()*+,/:;?@` in names and
+/// digits and ``-._~`` everywhere, beside them ``!$&'()*+,/:=@`` in paths and ``!$'()*+,/:;?@`` in names and
 /// values of a query. Ill-formed UTF-8 is replaced by U+FFFD first.
 class TIDEWELL_EXPORT UrlComponents {
  public:

@@ -11,7 +11,7 @@
 namespace tidewell::platform {
 
 enum class SearchPathDirectory { library, document };
-
+/// Whether something lies at a path, and whether that is a folder.
 struct FileExistence {
   bool exists = false;
   bool isDirectory = false;

@@ -7,7 +7,7 @@
 #include "tidewell/base/Url.h"
 
 namespace tidewell::platform {
-
+/// How a URL is opened.
 struct OpenOptions {
   /// Opens only what an installed application claims by its host, never with a browser or by scheme.
   bool universalLinksOnly = false;

@@ -17,7 +17,7 @@ inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
 /// Posted on the main thread when the application has left the foreground.
 inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification =
     "UIApplicationDidEnterBackgroundNotification";
-
+/// Something that happened: its name, who posted it (often nil), and what there is to know about it.
 struct Notification {
   std::string name;
   base::Value object;

@@ -17,12 +17,12 @@ enum class Shown : std::uint64_t { nothing = 0 };
 
 /// How a button of an alert looks. `cancel` is also what the Escape key chooses.
 enum class AlertActionStyle : std::uint8_t { standard = 0, cancel = 1, destructive = 2 };
-
+/// One button of an alert. The alert goes away when it is chosen.
 struct AlertAction {
   std::string title;
   AlertActionStyle style = AlertActionStyle::standard;
 };
-
+/// What an alert says and offers.
 struct AlertContent {
   std::optional<std::string> title;
   std::optional<std::string> message;
@@ -36,7 +36,7 @@ struct ScreenSize {
   double height = 0;
   friend bool operator==(const ScreenSize&, const ScreenSize&) = default;
 };
-
+/// What the owner of a page wants to hear of it; an empty function is not called.
 struct BrowserEvents {
   /// The user has closed the page (its Done button, its window), or the window below it is gone. Called at
   /// most once, on the main queue; never for a page that was dismissed. The page stays a thing that can be

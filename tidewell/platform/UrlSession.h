@@ -88,7 +88,7 @@ struct UrlTaskResult {
 };
 
 using UrlTaskCompletion = std::function<void(UrlTaskResult)>;
-
+/// The rules of a session, set when it is made: time-outs, bounds, and where its requests may go.
 struct UrlSessionConfiguration {
   /// A text for logs and for the name of the queue's thread.
   std::string name{};

@@ -14,7 +14,7 @@
 #include "tidewell/testing/StandInRequest.h"
 
 namespace tidewell::testing {
-
+/// How a stand-in backend is started: where it listens, which names it answers to, what it replies at first.
 struct StandInBackendOptions {
   /// Of the HTTPS server on 127.0.0.1; 0 takes a free one.
   std::uint16_t port = 0;
