@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "Witness.h"
+#include "tidewell/platform/UIApplicationDelegate.h"
+
+/// The application. It takes links to its shelves and fetches what a notification announces; it knows nothing
+/// of user activities, and nothing of the SDK.
+class Shop : public tidewell::platform::UIApplicationDelegate {
+ public:
+  explicit Shop(std::string name) : name_(std::move(name)) {}
+
+  bool openURL(tidewell::platform::UIApplication&, const tidewell::base::Url& url,
+               const tidewell::base::Dictionary&) override {
+    return Witness::called(name_, url.scheme() == "shop");
+  }
+  void didReceiveRemoteNotificationFetching(
+      tidewell::platform::UIApplication&, const tidewell::base::Dictionary&,
+      const tidewell::platform::FetchCompletionHandler& fetched) override {
+    Witness::called(name_);
+    fetched(tidewell::platform::UIBackgroundFetchResult::newData);
+  }
+
+ private:
+  std::string name_;
+};

@@ -1,0 +1,168 @@
+// The delegate proxy at work: an application that knows nothing of the SDK, two modules of the SDK that hear
+// what the system tells it all the same. Prints who was called, in which order and with which answer.
+//
+// Exits with 0 only where everybody was called as they should. Each life is a process of its own, as the
+// proxy is installed once a process.
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "Modules.h"
+#include "Shop.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+#include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/posix/PosixPlatform.h"
+#include "tidewell/runtime/Description.h"
+
+namespace {
+
+using tidewell::TWAppDelegateSwizzler;
+using tidewell::base::Dictionary;
+using tidewell::base::Url;
+using tidewell::platform::NSUserActivity;
+using tidewell::platform::UIApplication;
+using tidewell::platform::UIBackgroundFetchResult;
+
+bool allRight = true;
+
+void heading(const char* text) { std::printf("\n  %s\n", text); }
+
+void expect(const std::string& what, const std::string& expected, const std::string& seen) {
+  const bool right = seen == expected;
+  std::printf("  %s %-28s %s", right ? "ok" : "!!", what.c_str(), seen.c_str());
+  if (!right) std::printf("   (should be %s)", expected.c_str());
+  std::printf("\n");
+  allRight = allRight && right;
+}
+
+/// One life of the application, whose host plays the system: it tells the application what happens.
+class Life {
+ public:
+  bool start(const Dictionary& infoPlist) {
+    tidewell::posix::Options options;
+    options.bundleIdentifier = "org.example.shop";
+    options.version = "1.0";
+    options.infoDictionary = infoPlist;
+    options.mainLoop = tidewell::posix::MainLoop::host;
+    options.consoleSink = [](std::string_view line) {
+      std::printf("     log: %.*s\n", static_cast<int>(line.size()), line.data());
+    };
+    if (!tidewell::posix::install(options)) return false;
+    tidewell::TWLogger::debug(tidewell::TWLogLevelDebug);
+    application().setDelegate(shop);
+    return true;
+  }
+
+  void expectOpened(const char* url, const std::string& expected) {
+    const bool answer = application().deliverOpenURL(*Url::URLWithString(url), {});
+    expect(std::string("open ") + url, expected, Witness::take() + " -> " + (answer ? "YES" : "NO"));
+  }
+  void expectContinued(const std::string& expected) {
+    const auto activity =
+        tidewell::runtime::make<NSUserActivity>(tidewell::platform::NSUserActivityTypeBrowsingWeb);
+    activity->setWebpageURL(Url::URLWithString("https://shop.example.org/sale"));
+    const bool answer = application().deliverUserActivity(*activity);
+    expect("continue browsing", expected, Witness::take() + " -> " + (answer ? "YES" : "NO"));
+  }
+  void expectNotified(const std::string& expected) {
+    int fetched = 0;
+    application().deliverRemoteNotification({{"alert", "Sale"}}, [&](UIBackgroundFetchResult) { ++fetched; });
+    expect("remote notification", expected,
+           Witness::take() + "; fetch handler called " + std::to_string(fetched) + "x");
+  }
+  void expectWithoutProxy() {
+    expectOpened("shop:cart", "shop: YES -> YES");
+    expectOpened("inbox:42", "shop: NO -> NO");
+    expectContinued("nobody -> NO");
+    expectNotified("shop; fetch handler called 1x");
+  }
+
+  UIApplication& application() { return *UIApplication::sharedApplication(); }
+
+  const std::shared_ptr<Shop> shop = tidewell::runtime::make<Shop>("shop");
+  const std::shared_ptr<PushInterceptor> push = tidewell::runtime::make<PushInterceptor>();
+  const std::shared_ptr<InboxInterceptor> inbox = tidewell::runtime::make<InboxInterceptor>();
+};
+
+/// "<Shop: 0x…>" without the address, which is another in each run.
+std::string describedClass(const std::shared_ptr<Shop>& shop) {
+  const std::string text = tidewell::runtime::description(shop.get());
+  return text.substr(0, text.find(':'));
+}
+
+void proxied(Life& life) {
+  heading("The system tells the application alone");
+  life.expectWithoutProxy();
+
+  heading("Two modules of the SDK register, and start the proxy");
+  TWAppDelegateSwizzler::registerAppDelegateInterceptor(life.push);
+  const auto inboxID = TWAppDelegateSwizzler::registerAppDelegateInterceptor(life.inbox);
+  TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
+  expect("the delegate describes itself", "<Shop", describedClass(life.shop));
+
+  heading("The modules hear first; YES is what anybody says; the shop is called in any case");
+  life.expectOpened("shop:cart", "push: NO, inbox: NO, shop: YES -> YES");
+  life.expectOpened("inbox:42", "push: NO, inbox: YES, shop: NO -> YES");
+  life.expectContinued("inbox: YES -> YES");
+  life.expectNotified("push, shop; fetch handler called 1x");
+
+  heading("One module leaves");
+  TWAppDelegateSwizzler::unregisterAppDelegateInterceptorWithID(inboxID);
+  life.expectOpened("inbox:42", "push: NO, shop: NO -> NO");
+  life.expectContinued("nobody -> NO");
+
+  heading("The application takes another delegate: that one is not proxied");
+  const auto outlet = tidewell::runtime::make<Shop>("outlet");
+  life.application().setDelegate(outlet);
+  life.expectOpened("shop:cart", "outlet: YES -> YES");
+  life.expectNotified("outlet; fetch handler called 1x");
+  expect("a delegate is held", "NO", TWAppDelegateSwizzler::originalDelegate() ? "YES" : "NO");
+
+  heading("A module starts the proxy anew");
+  TWAppDelegateSwizzler::resetProxyOriginalDelegateOnceToken();
+  TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
+  life.expectOpened("shop:cart", "push: NO, outlet: YES -> YES");
+  life.expectNotified("push, outlet; fetch handler called 1x");
+}
+
+void switchedOff(Life& life) {
+  TWAppDelegateSwizzler::registerAppDelegateInterceptor(life.push);
+  TWAppDelegateSwizzler::registerAppDelegateInterceptor(life.inbox);
+  TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
+  life.expectWithoutProxy();
+}
+
+bool live(const char* title, const Dictionary& infoPlist, void (*tell)(Life&)) {
+  std::printf("\n=== %s\n", title);
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    Life life;
+    if (life.start(infoPlist)) {
+      tell(life);
+    } else {
+      allRight = false;
+    }
+    std::fflush(stdout);
+    std::_Exit(allRight ? 0 : 1);
+  }
+  int status = -1;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+}  // namespace
+
+int main() {
+  const bool on = live("The delegate proxy", {}, &proxied);
+  const bool off = live("The same application with TidewellAppDelegateProxyEnabled = NO in its Info.plist",
+                        {{tidewell::TWCoreUtils::getAppDelegateProxyInfoPlistKey(), false}}, &switchedOff);
+  std::printf("\n%s\n", on && off ? "Everybody was called as they should."
+                                  : "Something is wrong: see the lines with !!");
+  return on && off ? 0 : 1;
+}
