@@ -1,10 +1,12 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo test bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop bench fuzz format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
 	@echo "make demo    build, start the stand-in backend and run the examples against it"
 	@echo "make test    build and run all tests that need no display"
+	@echo "make demo-desktop  the same with windows: links, pages, alerts, and a picture of each step"
+	@echo "make test-desktop  the tests of the desktop platform, on a desktop of their own"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make format  format the sources"
@@ -23,6 +25,19 @@ test:
 	cmake --preset dev
 	cmake --build --preset dev
 	ctest --preset dev
+
+demo-desktop:
+	scripts/setup desktop
+	cmake --preset desktop
+	cmake --build --preset desktop
+	scripts/demo-desktop build/dev
+
+test-desktop:
+	scripts/setup desktop
+	cmake --preset desktop
+	cmake --build --preset desktop
+	scripts/in-desktop ctest --preset desktop
+	scripts/in-desktop scripts/check-install-desktop build/dev
 
 bench:
 	scripts/setup bench

@@ -4,7 +4,7 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(tidewell_libraries TidewellCore)
-foreach(library TidewellPosix TidewellTesting)
+foreach(library TidewellPosix TidewellDesktop TidewellTesting)
   if(TARGET ${library})
     list(APPEND tidewell_libraries ${library})
   endif()
@@ -12,6 +12,9 @@ endforeach()
 
 # Headers that only the library's own sources include say so in a comment, and stay here.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/tidewell/*.h")
+if(NOT TARGET TidewellDesktop)
+  list(FILTER headers EXCLUDE REGEX "^tidewell/desktop/")
+endif()
 foreach(header ${headers})
   file(STRINGS "${PROJECT_SOURCE_DIR}/${header}" internal REGEX "not installed" LIMIT_COUNT 1)
   if(NOT internal)
@@ -28,14 +31,14 @@ install(TARGETS ${tidewell_libraries} EXPORT TidewellCoreTargets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-if(TARGET TidewellUrlSession)
-  get_target_property(url_session_type TidewellUrlSession TYPE)
-  if(url_session_type STREQUAL MODULE_LIBRARY)
-    # Loaded by TidewellPosix from its own folder at the first request.
-    set_target_properties(TidewellUrlSession PROPERTIES INSTALL_RPATH "\$ORIGIN")
-    install(TARGETS TidewellUrlSession LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+# Loaded from the libraries' own folder: the one by TidewellPosix at the first request, the other by TidewellDesktop for
+# the first page.
+foreach(module TidewellUrlSession TidewellBrowser)
+  if(TARGET ${module})
+    set_target_properties(${module} PROPERTIES INSTALL_RPATH "\$ORIGIN")
+    install(TARGETS ${module} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
   endif()
-endif()
+endforeach()
 
 install(FILES "${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}")
@@ -84,6 +87,13 @@ endfunction()
 tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, networking, identity and logging" ""
                     "liburiparser icu-uc icu-i18n libcrypto")
 tidewell_pkg_config(tidewell-posix TidewellPosix "Tidewell Core on a headless POSIX system" "tidewell-core" "libcurl libcrypto")
+if(TARGET TidewellDesktop)
+  set(desktop_libraries gtk4 gio-unix-2.0 libsecret-1)
+  if(NOT BUILD_SHARED_LIBS)
+    list(APPEND desktop_libraries webkitgtk-6.0)
+  endif()
+  tidewell_pkg_config(tidewell-desktop TidewellDesktop "Tidewell Core on a Linux desktop" "tidewell-posix" "${desktop_libraries}")
+endif()
 if(TARGET TidewellTesting)
   tidewell_pkg_config(tidewell-testing TidewellTesting "A scripted machine and a stand-in backend for tests" "tidewell-core" "libssl libcrypto libbrotlienc zlib")
 endif()

@@ -10,6 +10,8 @@ namespace {
 
 constexpr const char* kIndex = "tidewell-index";
 constexpr int kWidth = 400;
+constexpr std::size_t kTitleBytes = 256;  ///< it does not scroll
+constexpr std::size_t kMessageBytes = 4096;
 constexpr int kLongestMessage = 320;  ///< pixels; a longer one scrolls
 
 std::optional<std::size_t> closingChoice(const std::vector<platform::AlertAction>& actions) {
@@ -19,8 +21,8 @@ std::optional<std::size_t> closingChoice(const std::vector<platform::AlertAction
   return actions.size() == 1 ? std::optional<std::size_t>(0) : std::nullopt;
 }
 
-GtkWidget* makeLabel(const std::string& text, const char* style) {
-  GtkWidget* const label = gtk_label_new(displayText(text).c_str());
+GtkWidget* makeLabel(const std::string& text, const char* style, std::size_t bound) {
+  GtkWidget* const label = gtk_label_new(displayText(text, bound).c_str());
   gtk_label_set_wrap(GTK_LABEL(label), TRUE);
   gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
   gtk_label_set_max_width_chars(GTK_LABEL(label), 44);
@@ -34,7 +36,7 @@ GtkWidget* makeMessage(const std::string& text) {
   gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
   gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scroller), TRUE);
   gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scroller), kLongestMessage);
-  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), makeLabel(text, "body"));
+  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), makeLabel(text, "body", kMessageBytes));
   return scroller;
 }
 
@@ -48,7 +50,7 @@ AlertWindow::AlertWindow(const platform::AlertContent& content, std::function<vo
   gtk_widget_set_margin_start(column, 26);
   gtk_widget_set_margin_end(column, 26);
   if (content.title && !content.title->empty()) {
-    gtk_box_append(GTK_BOX(column), makeLabel(*content.title, "title"));
+    gtk_box_append(GTK_BOX(column), makeLabel(*content.title, "title", kTitleBytes));
     gtk_window_set_title(window(), displayText(*content.title, 128).c_str());
   }
   if (content.message && !content.message->empty())

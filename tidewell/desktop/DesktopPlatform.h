@@ -61,8 +61,9 @@ class TIDEWELL_EXPORT DesktopPlatform final : public platform::Platform {
   std::unique_ptr<State> state_;
 };
 
-/// Makes the platform and puts it in force. Null, with one line on standard error that says why, where
-/// `posix::install` would refuse the options.
+/// Makes the platform and puts it in force, with a key window whose root controller stands for the
+/// application's GTK windows: what is presented on it is shown above the active one. Null, with one line on
+/// standard error that says why, where `posix::install` would refuse the options.
 TIDEWELL_EXPORT DesktopPlatform* install(Options options);
 
 }  // namespace tidewell::desktop

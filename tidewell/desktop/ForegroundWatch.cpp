@@ -8,7 +8,8 @@ namespace {
 bool someWindowIsActive(GListModel* windows) {
   for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
     const Owned<GtkWindow> window(static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
-    if (gtk_window_is_active(window.get())) return true;
+    // One that is hidden may still count as active.
+    if (gtk_window_is_active(window.get()) && gtk_widget_get_mapped(GTK_WIDGET(window.get()))) return true;
   }
   return false;
 }
@@ -40,8 +41,10 @@ void ForegroundWatch::followNewWindows() {
   for (guint i = 0; i < g_list_model_get_n_items(windows_.get()); ++i) {
     const Owned<GObject> window(static_cast<GObject*>(g_list_model_get_item(windows_.get(), i)));
     if (g_signal_handler_find(window.get(), G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, this) != 0) continue;
-    g_signal_connect_swapped(window.get(), "notify::is-active",
-                             G_CALLBACK(+[](ForegroundWatch* self) { self->look(); }), this);
+    for (const char* const change : {"notify::is-active", "map", "unmap"}) {
+      g_signal_connect_swapped(window.get(), change, G_CALLBACK(+[](ForegroundWatch* self) { self->look(); }),
+                               this);
+    }
   }
 }
 

@@ -52,14 +52,14 @@ ProblemView::ProblemView(std::function<void()> tryAgain)
       box_(gtk_box_new(GTK_ORIENTATION_VERTICAL, 14)),
       sign_(gtk_image_new()),
       title_(makeLabel("title")),
-      detail_(makeLabel("detail")) {
+      detail_(makeLabel("detail")),
+      button_(gtk_button_new_with_label("Try Again")) {
   gtk_image_set_pixel_size(GTK_IMAGE(sign_), 96);
-  GtkWidget* const button = gtk_button_new_with_label("Try Again");
-  gtk_widget_set_halign(button, GTK_ALIGN_CENTER);
-  gtk_widget_set_margin_top(button, 10);
-  g_signal_connect_swapped(button, "clicked", G_CALLBACK(+[](ProblemView* self) { self->tryAgain_(); }),
+  gtk_widget_set_halign(button_, GTK_ALIGN_CENTER);
+  gtk_widget_set_margin_top(button_, 10);
+  g_signal_connect_swapped(button_, "clicked", G_CALLBACK(+[](ProblemView* self) { self->tryAgain_(); }),
                            this);
-  for (GtkWidget* child : {sign_, title_, detail_, button}) gtk_box_append(GTK_BOX(box_), child);
+  for (GtkWidget* child : {sign_, title_, detail_, button_}) gtk_box_append(GTK_BOX(box_), child);
   gtk_widget_set_valign(box_, GTK_ALIGN_CENTER);
   gtk_widget_set_halign(box_, GTK_ALIGN_CENTER);
   gtk_widget_set_margin_start(box_, 24);
@@ -70,6 +70,7 @@ ProblemView::ProblemView(std::function<void()> tryAgain)
 void ProblemView::show(const WebPageFailure& failure, const std::string& host) {
   const Words words = wordsFor(failure, host);
   gtk_image_set_from_icon_name(GTK_IMAGE(sign_), words.sign);
+  gtk_widget_set_visible(button_, failure.kind != WebPageFailure::Kind::noBrowser);
   gtk_label_set_text(GTK_LABEL(title_), words.title);
   gtk_label_set_text(GTK_LABEL(detail_), displayText(words.detail, 400).c_str());
 }

@@ -27,6 +27,7 @@ class ProblemView final {
   GtkWidget* const sign_;
   GtkWidget* const title_;
   GtkWidget* const detail_;
+  GtkWidget* const button_;
 };
 
 }  // namespace tidewell::desktop

@@ -19,15 +19,12 @@ namespace {
 constexpr const char* kSchema = "com.tidewell.keychain";
 constexpr const char* kContentType = "application/octet-stream";
 
-/// The address of the session's bus, without starting one; "" for none.
-std::string sessionBusAddress() {
+/// Whether the session has a bus: without one GLib would start it.
+bool hasSessionBus() {
   const char* const named = g_getenv("DBUS_SESSION_BUS_ADDRESS");
-  if (named && *named) return named;
+  if (named && *named) return true;
   const char* const folder = g_getenv("XDG_RUNTIME_DIR");
-  const std::string socket = folder && *folder ? std::string(folder) + "/bus" : "";
-  if (socket.empty() || !g_file_test(socket.c_str(), G_FILE_TEST_EXISTS)) return {};
-  const OwnedText escaped(g_dbus_address_escape_value(socket.c_str()));
-  return std::string("unix:path=") + escaped.get();
+  return folder && *folder && g_file_test((std::string(folder) + "/bus").c_str(), G_FILE_TEST_EXISTS);
 }
 
 using Attributes = SecretService::Attributes;
@@ -47,27 +44,14 @@ std::unique_ptr<GHashTable, TableDeleter> tableOf(const Attributes& attributes) 
 /// One conversation with the service. Every call ends at once when it is cancelled.
 class Conversation {
  public:
-  Conversation(const std::string& address, GCancellable* cancellable) : cancellable_(cancellable) {
-    GError* error = nullptr;
-    connection_.reset(g_dbus_connection_new_for_address_sync(
-        address.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, cancellable, &error));
-    if (connection_) {
-      service_.reset(static_cast<SecretService_*>(
-          g_initable_new(SECRET_TYPE_SERVICE, cancellable, &error, "g-connection", connection_.get(),
-                         "g-name", "org.freedesktop.secrets", "g-object-path", "/org/freedesktop/secrets",
-                         "flags", SECRET_SERVICE_OPEN_SESSION, nullptr)));
-    }
-    g_clear_error(&error);
+  explicit Conversation(GCancellable* cancellable) : cancellable_(cancellable) {
+    const Owned<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
+    if (!bus) return;
+    // GLib ends a process whose session bus goes. The host may live without one, so it shall not die of ours.
+    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    service_.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION,
+                                            cancellable, nullptr));
   }
-  ~Conversation() {
-    service_.reset();
-    if (connection_) g_dbus_connection_close_sync(connection_.get(), cancellable_, nullptr);
-  }
-  Conversation(const Conversation&) = delete;
-  Conversation& operator=(const Conversation&) = delete;
 
   /// A locked collection hides what is in it, and writing to it would ask the user.
   [[nodiscard]] bool canBeUsed() {
@@ -128,7 +112,6 @@ class Conversation {
   }
 
   GCancellable* const cancellable_;
-  Owned<GDBusConnection> connection_;
   Owned<SecretService_> service_;
 };
 
@@ -162,7 +145,7 @@ struct SecretService::Request {
 };
 
 SecretService::SecretService(std::string application)
-    : application_(std::move(application)), busAddress_(sessionBusAddress()) {}
+    : application_(std::move(application)), hasBus_(hasSessionBus()) {}
 
 Status SecretService::find(const Attributes& attributes, std::string& secret) {
   return ask({Request::Kind::find, attributes}, &secret);
@@ -178,7 +161,7 @@ Status SecretService::remove(const Attributes& attributes) {
 }
 
 Status SecretService::ask(Request request, std::string* secret) {
-  if (busAddress_.empty() || isHopeless_) return Status::unusable;
+  if (!hasBus_ || isHopeless_) return Status::unusable;
   request.attributes["application"] = application_;
 
   struct Answer {
@@ -189,10 +172,10 @@ Status SecretService::ask(Request request, std::string* secret) {
     Owned<GCancellable> cancellable{g_cancellable_new()};
   };
   const auto answer = std::make_shared<Answer>();
-  const bool isAsked = startThread([answer, address = busAddress_, request = std::move(request)] {
+  const bool isAsked = startThread([answer, request = std::move(request)] {
     Status status = Status::unusable;
     std::string found;
-    Conversation conversation(address, answer->cancellable.get());
+    Conversation conversation(answer->cancellable.get());
     if (conversation.canBeUsed()) {
       switch (request.kind) {
         case Request::Kind::find:

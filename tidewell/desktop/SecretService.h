@@ -13,9 +13,9 @@ namespace tidewell::desktop {
 /// The session's keyring, as far as the keychain needs it: secrets in its default collection, known by their
 /// attributes. Any thread; never raises.
 ///
-/// It is asked only where the session has a bus: libsecret would start one, and wait for it. It is asked on a
-/// thread of its own over a connection of its own, for one operation: the session's shared connection would
-/// end the process with the bus. One that answered too late once is not asked again by this process.
+/// It is asked only where the session has a bus: libsecret would start one, and wait for it. Each operation
+/// has a thread for its time, so that its caller need not wait for ever: a keyring that answered too late
+/// once is not asked again by this process.
 class SecretService final {
  public:
   using Attributes = std::map<std::string, std::string>;
@@ -29,7 +29,7 @@ class SecretService final {
     unusable,  ///< no bus, no service, no default collection, a locked one, an error, no answer in time
   };
 
-  /// The bus is the one that the environment names now; `application` goes into every item's attributes.
+  /// Looks for the bus in the environment, now; `application` goes into every item's attributes.
   explicit SecretService(std::string application);
 
   /// The first secret with these attributes.
@@ -44,7 +44,7 @@ class SecretService final {
   [[nodiscard]] Status ask(Request request, std::string* secret);
 
   const std::string application_;
-  const std::string busAddress_;  ///< "" for none
+  const bool hasBus_;
   std::atomic<bool> isHopeless_{false};
 };
 

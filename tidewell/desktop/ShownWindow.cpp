@@ -1,6 +1,5 @@
 #include "tidewell/desktop/ShownWindow.h"
 
-#include <mutex>
 #include <utility>
 
 #include "tidewell/desktop/Style.h"

@@ -3,6 +3,7 @@
 #include <gtk/gtk.h>
 
 #include <functional>
+#include <utility>
 
 // Internal to the desktop layer: not installed.
 namespace tidewell::desktop {

@@ -19,7 +19,7 @@ constexpr const char* kRules = R"css(
 .tidewell-address image { opacity: 0.7; }
 .tidewell-progress, .tidewell-progress trough, .tidewell-progress progress { min-height: 3px; border-radius: 0; }
 .tidewell-progress trough { background: transparent; border: none; }
-.tidewell-progress progress { border: none; }
+.tidewell-progress progress { border: none; margin: 0; }
 .tidewell-problem image { opacity: 0.35; }
 .tidewell-problem .title { font-size: 150%; font-weight: bold; }
 .tidewell-problem .detail { opacity: 0.65; }

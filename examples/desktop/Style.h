@@ -1,0 +1,4 @@
+#pragma once
+
+/// How the demo's own windows look.
+void useDemoStyle();

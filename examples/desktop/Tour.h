@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "ShopWindow.h"
+
+/// What the tour asks of the demo around it.
+struct TourSight {
+  std::function<bool()> isSynced;       ///< whether the SDK has its configuration
+  std::function<bool()> isPagePainted;  ///< whether the landing page has been drawn
+  std::function<bool()> hasContinued;   ///< whether the shop went on with its own link
+  std::string recordFolder;             ///< where the other applications leave what they were given
+};
+
+/// Acts on every message of the inbox in turn, waits until what it brings is on the screen, takes a picture
+/// of it, and closes it again. Prints a line a step; ends the application in the end.
+class Tour {
+ public:
+  Tour(ShopWindow& shop, TourSight sight, std::string pictureFolder);
+  Tour(const Tour&) = delete;
+  Tour& operator=(const Tour&) = delete;
+
+  void start();
+  /// Whether every step brought what it had to.
+  [[nodiscard]] bool isAllRight() const { return isAllRight_ && isOver_; }
+
+ private:
+  struct Step {
+    std::string name;
+    std::function<void()> begin;
+    std::function<bool()> isThere;
+    std::function<void()> end;
+  };
+  void addSteps();
+  void addLinkStep(std::size_t campaign, std::string link);
+  void next();
+  void wait();
+  void takePicture();
+  void finishStep(bool isRight);
+  [[nodiscard]] std::size_t campaignNamed(std::string_view name) const;
+
+  ShopWindow& shop_;
+  const TourSight sight_;
+  const std::string folder_;
+  std::vector<Step> steps_;
+  std::size_t current_ = 0;
+  gint64 deadline_ = 0;
+  bool isAllRight_ = true;
+  bool isOver_ = false;
+};

@@ -1,0 +1,163 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <gtk/gtk.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tidewell/desktop/DesktopPlatform.h"
+
+namespace tidewell::desktop {
+
+inline std::string_view textOrEmpty(const char* text) { return text ? text : ""; }
+
+/// A user's desktop of a test's own: data and settings in a folder that goes with it, desktop files, and
+/// windows to look at. Each test has a process of its own, so that GLib reads its folders anew.
+class DesktopTest : public ::testing::Test {
+ protected:
+  DesktopTest() {
+    std::string made = std::filesystem::temp_directory_path() / "tidewell-desktop.XXXXXX";
+    folder_ = mkdtemp(made.data());
+    for (const char* const name : {"data/applications", "config", "records"}) {
+      std::filesystem::create_directories(folder_ / name);
+    }
+    setenv("XDG_DATA_HOME", (folder_ / "data").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (folder_ / "config").c_str(), 1);
+  }
+  ~DesktopTest() override {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+
+  /// Puts the platform in force.
+  DesktopPlatform& install(const std::function<void(Options&)>& change = {}) {
+    Options options;
+    options.posix.bundleIdentifier = "org.example.shop";
+    options.posix.version = "1.0";
+    options.posix.consoleSink = [](std::string_view) {};
+    options.usesSecretService = false;
+    if (change) change(options);
+    DesktopPlatform* const platform = desktop::install(std::move(options));
+    EXPECT_NE(platform, nullptr);
+    return *platform;
+  }
+
+  /// Runs the application's loop until something has happened. NO where it did not in `seconds`.
+  static bool waitUntil(const std::function<bool()>& happened, double seconds = 20) {
+    const gint64 end = g_get_monotonic_time() + static_cast<gint64>(seconds * G_USEC_PER_SEC);
+    const guint ticks = g_timeout_add(
+        10, +[](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    while (!happened() && g_get_monotonic_time() < end) g_main_context_iteration(nullptr, TRUE);
+    g_source_remove(ticks);
+    return happened();
+  }
+  static void runFor(double seconds) {
+    waitUntil([] { return false; }, seconds);
+  }
+
+  // Programs and links.
+
+  /// An installed application whose program leaves its arguments, each with a NUL behind it, in a file.
+  void addApplication(const std::string& name, const std::string& more, const std::string& place = "%u") {
+    const std::filesystem::path program = folder_ / (name + ".sh");
+    std::ofstream(program) << "#!/bin/sh\nrecord=\"" << (folder_ / "records" / name).string()
+                           << "\"\nfor each; do printf '%s\\0' \"$each\"; done >\"$record.part\"\n"
+                              "mv \"$record.part\" \"$record\"\n";
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    std::ofstream(folder_ / "data/applications" / (name + ".desktop"))
+        << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=\"" << program.string() << "\" "
+        << place << "\n"
+        << more << "\n";
+  }
+  /// Makes an application the one for a scheme.
+  void setHandler(const std::string& scheme, const std::string& name) {
+    const std::filesystem::path list = folder_ / "config/mimeapps.list";
+    const bool isNew = !std::filesystem::exists(list);
+    std::ofstream(list, std::ios::app) << (isNew ? "[Default Applications]\n" : "") << "x-scheme-handler/"
+                                       << scheme << "=" << name << ".desktop\n";
+  }
+  /// The arguments that an application was started with; nothing where it was not.
+  [[nodiscard]] std::vector<std::string> argumentsOf(const std::string& name) const {
+    std::ifstream file(folder_ / "records" / name, std::ios::binary);
+    const std::string all{std::istreambuf_iterator<char>(file), {}};
+    std::vector<std::string> arguments;
+    for (std::size_t begin = 0; begin < all.size(); begin = all.find('\0', begin) + 1) {
+      arguments.push_back(all.substr(begin, all.find('\0', begin) - begin));
+    }
+    return arguments;
+  }
+  [[nodiscard]] bool wasStarted(const std::string& name) const {
+    return std::filesystem::exists(folder_ / "records" / name);
+  }
+
+  // Windows.
+
+  static GtkWindow* openHostWindow() {
+    GtkWidget* const window = gtk_window_new();
+    gtk_window_set_title(GTK_WINDOW(window), "host");
+    gtk_window_present(GTK_WINDOW(window));
+    EXPECT_TRUE(waitUntil([&] { return gtk_window_is_active(GTK_WINDOW(window)); }));
+    return GTK_WINDOW(window);
+  }
+  /// The windows that are seen and were not opened by `openHostWindow`, the newest last.
+  static std::vector<GtkWindow*> shownWindows() {
+    std::vector<GtkWindow*> found;
+    GListModel* const windows = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
+      auto* const window = static_cast<GtkWindow*>(g_list_model_get_item(windows, i));
+      g_object_unref(window);
+      const bool isHosts = std::string_view("host") == textOrEmpty(gtk_window_get_title(window));
+      if (!isHosts && gtk_widget_get_mapped(GTK_WIDGET(window))) found.push_back(window);
+    }
+    return found;
+  }
+  static bool waitForWindows(std::size_t count) {
+    return waitUntil([count] { return shownWindows().size() == count; });
+  }
+  /// What a user can read in a window, line by line: labels that are drawn.
+  static std::string textOn(GtkWindow* window) {
+    std::string text;
+    visit(GTK_WIDGET(window), [&text](GtkWidget* widget) {
+      if (GTK_IS_LABEL(widget) && gtk_widget_get_mapped(widget))
+        text += gtk_label_get_text(GTK_LABEL(widget)) + std::string("\n");
+    });
+    return text;
+  }
+  static bool shows(GtkWindow* window, std::string_view text) {
+    return textOn(window).find(text) != std::string::npos;
+  }
+  /// Presses the button that bears a text, or has it as its tip.
+  static bool press(GtkWindow* window, std::string_view text) {
+    GtkWidget* found = nullptr;
+    visit(GTK_WIDGET(window), [&](GtkWidget* widget) {
+      if (!GTK_IS_BUTTON(widget) || !gtk_widget_get_mapped(widget) || !gtk_widget_is_sensitive(widget))
+        return;
+      const char* const label = gtk_button_get_label(GTK_BUTTON(widget));
+      const char* const tip = gtk_widget_get_tooltip_text(widget);
+      if (text == textOrEmpty(label) || text == textOrEmpty(tip)) found = widget;
+    });
+    if (found) g_signal_emit_by_name(found, "clicked");
+    return found != nullptr;
+  }
+  static void visit(GtkWidget* widget, const std::function<void(GtkWidget*)>& call) {
+    call(widget);
+    for (GtkWidget* child = gtk_widget_get_first_child(widget); child;
+         child = gtk_widget_get_next_sibling(child)) {
+      visit(child, call);
+    }
+  }
+
+  std::filesystem::path folder_;
+};
+
+inline base::Url url(std::string_view text) { return *base::Url::URLWithString(text); }
+
+}  // namespace tidewell::desktop
