@@ -10,7 +10,9 @@ using namespace delegates;
 
 class Delegate : public Keeper {  // both plug-ins have one of this name, and they differ
  public:
-  bool open(Door&, const std::string& who) override { return who == "guest of " + std::to_string(PLUGIN_NUMBER); }
+  bool open(Door&, const std::string& who) override {
+    return who == "guest of " + std::to_string(PLUGIN_NUMBER);
+  }
 };
 
 }  // namespace
