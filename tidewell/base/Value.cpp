@@ -11,6 +11,7 @@
 #include "tidewell/base/Records.h"
 #include "tidewell/base/StringHash.h"
 #include "tidewell/base/Unicode.h"
+#include "tidewell/base/UnrecognizedSelector.h"
 
 namespace tidewell::base {
 namespace {
@@ -18,12 +19,6 @@ namespace {
 template <class Record>
 const auto& contentOf(const SharedPointer& pointer) {
   return static_cast<const Record*>(pointer.get())->value;
-}
-
-[[noreturn]] void raiseUnrecognized(const Value& value, std::string_view selector) {
-  std::string reason = "-[" + value.className();
-  reason.append(" ").append(selector).append("]: unrecognized selector sent to instance");
-  raise(kInvalidArgumentException, reason);
 }
 
 /// Cut toward zero and held to the signed range, as the platform's processors do.
@@ -97,7 +92,7 @@ std::int64_t Value::integerValue() const {
     case Kind::string:
       return leadingInteger(*string());
     default:
-      raiseUnrecognized(*this, "integerValue");
+      raiseUnrecognizedSelector(*this, "integerValue");
   }
 }
 
@@ -116,7 +111,7 @@ bool Value::boolValue() const {
     case Kind::string:
       return leadingBoolean(*string());
     default:
-      raiseUnrecognized(*this, "boolValue");
+      raiseUnrecognizedSelector(*this, "boolValue");
   }
 }
 
@@ -135,7 +130,7 @@ double Value::doubleValue() const {
     case Kind::string:
       return leadingReal(*string());
     default:
-      raiseUnrecognized(*this, "doubleValue");
+      raiseUnrecognizedSelector(*this, "doubleValue");
   }
 }
 
@@ -148,14 +143,14 @@ std::size_t Value::length() const {
     case Kind::data:
       return data()->length();
     default:
-      raiseUnrecognized(*this, "length");
+      raiseUnrecognizedSelector(*this, "length");
   }
 }
 
 bool Value::isEqualToString(std::string_view text) const {
   if (isNil()) return false;
   if (const std::string* own = string()) return *own == text;
-  raiseUnrecognized(*this, "isEqualToString:");
+  raiseUnrecognizedSelector(*this, "isEqualToString:");
 }
 
 std::string Value::className() const {

@@ -5,6 +5,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/UnrecognizedSelector.h"
 #include "tidewell/core/Guard.h"
 #include "tidewell/core/TWConfigManager/ConfigArchive.h"
 #include "tidewell/core/TWConfigManager/ConfigRecord.h"
@@ -214,7 +215,7 @@ void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
     const std::shared_ptr<TWConfig> record = state_->currentOrLoaded();
     static const base::Dictionary kEmpty;
     const base::Dictionary* const reply = response ? response.dictionary() : &kEmpty;
-    if (reply == nullptr) raiseUnrecognizedSelector(response, "validObjectForKey:");
+    if (reply == nullptr) base::raiseUnrecognizedSelector(response, "validObjectForKey:");
 
     ConfigChange change;
     std::string_view line;
