@@ -11,6 +11,8 @@ struct BareProbe::State {
 };
 BareProbe::BareProbe(const tidewell::base::Value& names) : state_(new State{tidewell::EventList(names)}) {}
 BareProbe::~BareProbe() = default;
-bool BareProbe::contains(std::string_view name) const { return state_->list.contains(name); }
+bool BareProbe::contains(const std::optional<std::string_view>& name) const {
+  return name && state_->list.has(*name);
+}
 
 }  // namespace bench

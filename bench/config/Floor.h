@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "tidewell/base/Export.h"
@@ -22,7 +23,8 @@ class TIDEWELL_EXPORT BareProbe {
  public:
   explicit BareProbe(const tidewell::base::Value& names);
   ~BareProbe();
-  [[nodiscard]] bool contains(std::string_view name) const;
+  /// Takes what the question takes: the name may be missing.
+  [[nodiscard]] bool contains(const std::optional<std::string_view>& name) const;
 
  private:
   struct State;

@@ -68,7 +68,7 @@ void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties,
   const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
   for (ConfigPublication* const publication : publications_) publication->publish(snapshot, aftermath);
   publisher_.publish(snapshot);
-  if (!seeReaders()) return;
+  if (!seeReadersNowAndThen()) return;
   for (ConfigPublication* const publication : publications_) publication->reclaim(aftermath);
   publisher_.reclaim(aftermath.garbage);
 }

@@ -1,9 +1,9 @@
 #include "tidewell/core/TWConfigManager/EventList.h"
 
+#include <algorithm>
 #include <bit>
 #include <utility>
 
-#include "tidewell/base/Exception.h"
 #include "tidewell/base/StringHash.h"
 #include "tidewell/core/TWConfigManager/WrongClass.h"
 
@@ -15,12 +15,12 @@ EventList::EventList(base::Value list)
   const std::size_t count = names != nullptr ? names->count() : 0;
   slots_.resize(std::bit_ceil(count + count / 3 + 1));
   mask_ = slots_.size() - 1;
-  raises_ = names == nullptr && !list_.isNil();
+  mayRaise_ = names == nullptr && !list_.isNil();
   if (names == nullptr) return;
   for (const base::Value& entry : *names) {
     if (entry.isNil()) continue;
     if (!entry.isString()) {
-      raises_ = true;
+      mayRaise_ = true;
       return;
     }
     insert(*entry.string());
@@ -36,11 +36,12 @@ void EventList::insert(const std::string& name) {
   slots_[index] = {hash, &name};
 }
 
-void EventList::raiseAsTheWalkWould(std::string_view name) const {
-  for (const base::Value& entry : arrayOf(list_, "countByEnumeratingWithState:objects:count:")) {
-    static_cast<void>(entry.isEqualToString(name));
-  }
-  base::raise(base::kInternalInconsistencyException, "the walk of an event list met nothing to raise for");
+bool EventList::contains(std::string_view name) const {
+  if (has(name)) return true;
+  if (!mayRaise_) return false;
+  const base::Array& entries = arrayOf(list_, "countByEnumeratingWithState:objects:count:");
+  return std::any_of(entries.begin(), entries.end(),
+                     [name](const base::Value& entry) { return entry.isEqualToString(name); });
 }
 
 }  // namespace tidewell

@@ -41,22 +41,10 @@ class EventList {
   /// nil is a list without names.
   explicit EventList(base::Value list);
 
-  /// Raises where the list is no array, or where the walk meets an entry that is no string.
-  [[nodiscard]] bool contains(std::string_view name) const {
-    if (find(name)) return true;
-    if (raises_) [[unlikely]] {
-      raiseAsTheWalkWould(name);
-    }
-    return false;
-  }
-
- private:
-  struct Slot {
-    std::uint64_t hash = 0;
-    const std::string* name = nullptr;  // null: free
-  };
-
-  [[nodiscard]] bool find(std::string_view name) const {
+  /// Whether an entry is no string, or the list no array: then ask `contains`.
+  [[nodiscard]] bool mayRaise() const noexcept { return mayRaise_; }
+  /// Whether the name is in the list, of one that cannot raise. In line, so that a question makes no call.
+  [[nodiscard, gnu::always_inline]] bool has(std::string_view name) const noexcept {
     const std::uint64_t hash = hashOf(name);
     for (std::size_t index = hash & mask_;; index = (index + 1) & mask_) {
       const Slot& slot = slots_[index];
@@ -65,8 +53,17 @@ class EventList {
         return true;
     }
   }
+  /// The same for any list. Raises where the list is no array, or where the walk meets an entry that is no
+  /// string.
+  [[nodiscard]] bool contains(std::string_view name) const;
 
-  [[nodiscard]] std::uint64_t hashOf(std::string_view name) const {
+ private:
+  struct Slot {
+    std::uint64_t hash = 0;
+    const std::string* name = nullptr;  // null: free
+  };
+
+  [[nodiscard]] std::uint64_t hashOf(std::string_view name) const noexcept {
     const char* text = name.data();
     std::size_t left = name.size();
     std::uint64_t hash = seed_ ^ left;
@@ -83,12 +80,12 @@ class EventList {
   }
   /// Takes a word into the hash: multiplies by a factor that nobody outside the process knows, and folds the
   /// halves of the product together, so that nobody can choose names whose differences cancel out.
-  [[nodiscard]] std::uint64_t step(std::uint64_t hash, std::uint64_t word) const {
+  [[nodiscard]] std::uint64_t step(std::uint64_t hash, std::uint64_t word) const noexcept {
     return foldedProduct(hash ^ word, factor_);
   }
 
-  /// Whether the bytes at `text` are those of the name. In line, so that a question makes no call.
-  static bool hasBytes(const char* text, std::string_view name) {
+  /// Whether the bytes at `text` are those of the name.
+  static bool hasBytes(const char* text, std::string_view name) noexcept {
     const std::size_t size = name.size();
     if (size < 8) {
       for (std::size_t index = 0; index < size; ++index) {
@@ -102,20 +99,19 @@ class EventList {
     return read<std::uint64_t>(text + size - 8) == read<std::uint64_t>(name.data() + size - 8);
   }
   template <class Word>
-  static Word read(const char* text) {
+  static Word read(const char* text) noexcept {
     Word word;
     std::memcpy(&word, text, sizeof word);
     return word;
   }
 
   void insert(const std::string& name);
-  [[noreturn]] void raiseAsTheWalkWould(std::string_view name) const;
 
   std::uint64_t seed_;
   std::uint64_t factor_;
   std::vector<Slot> slots_;  // a power of two of them, at most three quarters in use
   std::size_t mask_ = 0;
-  bool raises_ = false;
+  bool mayRaise_ = false;
   base::Value list_;  // owns the names
 };
 

@@ -1,5 +1,6 @@
 #include "tidewell/core/TWConfigManager/SnapshotPointer.h"
 
+#include <chrono>
 #include <utility>
 
 #if defined(__linux__)
@@ -27,6 +28,8 @@ constexpr bool kThreadSanitizer = false;
 #endif
 
 constinit std::atomic<ReaderSlot*> slots{nullptr};
+/// How long readers are left alone after they were interrupted.
+constexpr std::chrono::microseconds kMoment{500};
 /// The slot that the thread keeps until it ends.
 constinit thread_local ReaderSlot* keptSlot = nullptr;
 constinit thread_local bool threadEnds = false;
@@ -91,6 +94,15 @@ void giveReaderSlotBack(ReaderSlot& slot) noexcept {
 }
 
 bool seeReaders() noexcept { return !writersMakeBarriers() || processBarrier(); }
+
+bool seeReadersNowAndThen() noexcept {
+  using std::chrono::steady_clock;
+  static std::atomic<steady_clock::time_point> due{steady_clock::time_point::min()};
+  const auto now = steady_clock::now();
+  if (now < due.load(std::memory_order_relaxed)) return false;
+  due.store(now + kMoment, std::memory_order_relaxed);
+  return seeReaders();
+}
 
 bool isHeldByReader(const void* snapshot) noexcept {
   for (ReaderSlot* slot = slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {

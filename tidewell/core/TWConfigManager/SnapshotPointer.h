@@ -32,7 +32,42 @@ void giveReaderSlotBack(ReaderSlot& slot) noexcept;
 /// Makes visible what every reader announced before; NO where the system refuses, and then nothing may be
 /// freed.
 [[nodiscard]] bool seeReaders() noexcept;
+/// The same, but NO also where it was done a moment ago: it interrupts every other thread of the process for
+/// some microseconds, which a storm of changes must not do for each. What is retired within the moment waits
+/// for the next change; that is no more than the changes of one moment can make.
+[[nodiscard]] bool seeReadersNowAndThen() noexcept;
 [[nodiscard]] bool isHeldByReader(const void* snapshot) noexcept;
+
+/// Announces what a pointer leads to in the slot of `threadReaderSlot`, without a barrier. NO where the
+/// pointer changed meanwhile; nothing is announced then.
+template <class Snapshot>
+[[gnu::always_inline]] inline bool announce(const std::atomic<const Snapshot*>& current, ReaderSlot& slot,
+                                            const Snapshot*& snapshot) noexcept {
+  snapshot = current.load(std::memory_order_relaxed);
+  slot.held.store(snapshot, std::memory_order_relaxed);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  // A snapshot that still is the current one after it was announced has not been freed before.
+  if (current.load(std::memory_order_acquire) == snapshot) [[likely]] {
+    return true;
+  }
+  slot.held.store(nullptr, std::memory_order_relaxed);
+  return false;
+}
+
+/// Looks at what a pointer to snapshots leads to; answers what `look` answers. NO where the quick way is
+/// closed at this moment, and then nothing was looked at: do so through a `Reading`. For short questions that
+/// are asked very often: nothing here makes a call, so all of it stays in registers.
+template <class Snapshot, class Look>
+[[gnu::always_inline]] inline bool lookQuickly(const std::atomic<const Snapshot*>& current,
+                                               const Look& look) noexcept {
+  ReaderSlot* const slot = threadReaderSlot;
+  if (slot == nullptr || slot->held.load(std::memory_order_relaxed) != nullptr) return false;
+  const Snapshot* snapshot = nullptr;
+  if (!announce(current, *slot, snapshot)) return false;
+  const bool answer = look(*snapshot);
+  slot->held.store(nullptr, std::memory_order_release);
+  return answer;
+}
 
 /// What a pointer to snapshots led to at one moment; it stays whole as long as this lives.
 ///
@@ -43,14 +78,7 @@ class Reading {
  public:
   explicit Reading(const std::atomic<const Snapshot*>& current) : slot_(threadReaderSlot) {
     if (slot_ != nullptr && slot_->held.load(std::memory_order_relaxed) == nullptr) [[likely]] {
-      snapshot_ = current.load(std::memory_order_relaxed);
-      slot_->held.store(snapshot_, std::memory_order_relaxed);
-      std::atomic_signal_fence(std::memory_order_seq_cst);
-      // A snapshot that still is the current one after it was announced has not been freed before.
-      if (current.load(std::memory_order_acquire) == snapshot_) [[likely]] {
-        return;
-      }
-      slot_->held.store(nullptr, std::memory_order_relaxed);
+      if (announce(current, *slot_, snapshot_)) return;
     }
     readWithBarriers(current);
   }

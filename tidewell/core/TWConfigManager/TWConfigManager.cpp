@@ -92,12 +92,28 @@ constexpr LogCoordinates kBlackListed = at(400, "isEventBlackListed:");
 constexpr LogCoordinates kInstantFlush = at(423, "isEventInstantFlushEvent:");
 constexpr LogCoordinates kWhitelisted = at(564, "isEventWhitelistedEvent:");
 
-/// A template, so that each question is one piece of code without a call but the probe's.
-template <std::shared_ptr<const EventList> CompiledConfig::*list, const LogCoordinates& where>
+using ListMember = std::shared_ptr<const EventList> CompiledConfig::*;
+
+/// The same for a list that may raise, and where there is no quick way.
+template <ListMember list, const LogCoordinates& where>
+[[gnu::noinline]] bool isListedSlowly(std::string_view name,
+                                      const std::atomic<const CompiledConfig*>& current) {
+  return guarded(where, false, [&] { return ((*Reading(current).retain()).*list)->contains(name); });
+}
+
+/// A template, so that each question is one piece of code without a call.
+template <ListMember list, const LogCoordinates& where>
 bool isListed(const std::optional<std::string_view>& name,
               const std::atomic<const CompiledConfig*>& current) {
   if (!name || name->empty()) return false;
-  return guarded(where, false, [&] { return ((*Reading(current)).*list)->contains(*name); });
+  bool isInList = false;
+  const bool isKnown = lookQuickly(current, [&](const CompiledConfig& config) {
+    const EventList& events = *(config.*list);
+    if (events.mayRaise()) return false;
+    isInList = events.has(*name);
+    return true;
+  });
+  return isKnown ? isInList : isListedSlowly<list, where>(*name, current);
 }
 
 std::int64_t durationOrDefault(std::uint64_t seconds, TWConfigProperty property) {
