@@ -137,6 +137,7 @@ class Archive {
     const Index reference = addObject(container);
     std::vector<Index> entries;
     entries.reserve(array.count());
+    list_.expect(array.count());
     for (const Value& entry : array) entries.push_back(addValue(entry, depth + 1));
     setRecord(container, {list_.addString(layout::kEntries)}, {addList(entries)}, "NSArray");
     return reference;

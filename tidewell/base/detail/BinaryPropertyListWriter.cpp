@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <functional>
+#include <utility>
 
+#include "tidewell/base/StringHash.h"
 #include "tidewell/base/Unicode.h"
 
 namespace tidewell::base::detail {
@@ -17,6 +18,9 @@ constexpr unsigned kUtf16String = 0x6;
 constexpr unsigned kReference = 0x8;
 constexpr unsigned kArray = 0xa;
 constexpr unsigned kDictionary = 0xd;
+
+/// What an entry of a list comes to: a text, the reference to it, and the places of both.
+constexpr std::size_t kUsualBytes = 48;
 
 void appendBigEndian(std::string& out, std::uint64_t number, unsigned size) {
   char bytes[8];
@@ -47,111 +51,126 @@ void appendCountedHead(std::string& out, unsigned kind, std::uint64_t count) {
 }  // namespace
 
 std::string_view BinaryPropertyListWriter::encodedBytesOf(Index index) const {
-  return std::string_view(encoded_).substr(static_cast<std::size_t>(objects_[index].begin),
-                                           static_cast<std::size_t>(objects_[index].length));
+  return std::string_view(out_).substr(static_cast<std::size_t>(objects_[index].begin),
+                                       static_cast<std::size_t>(objects_[index].length));
 }
 
-void BinaryPropertyListWriter::growTable() {
-  std::vector<Index> old = std::move(table_);
-  table_.assign(std::max<std::size_t>(64, old.size() * 2), 0);
-  const std::size_t mask = table_.size() - 1;
-  for (const Index stored : old) {
-    if (stored == 0) continue;
-    std::size_t slot = std::hash<std::string_view>()(encodedBytesOf(stored - 1)) & mask;
-    while (table_[slot] != 0) slot = (slot + 1) & mask;
-    table_[slot] = stored;
+BinaryPropertyListWriter::Index BinaryPropertyListWriter::push(const Object& object) {
+  objects_.push_back(object);
+  return static_cast<Index>(objects_.size() - 1);
+}
+
+void BinaryPropertyListWriter::growTable(std::size_t size) {
+  const std::vector<Slot> old = std::exchange(table_, std::vector<Slot>(size));
+  const std::size_t mask = size - 1;
+  for (const Slot& known : old) {
+    if (known.stored == 0) continue;
+    std::size_t place = known.hash & mask;
+    while (table_[place].stored != 0) place = (place + 1) & mask;
+    table_[place] = known;
   }
+}
+
+void BinaryPropertyListWriter::expect(std::size_t count) {
+  const std::size_t wanted = std::bit_ceil((tabledCount_ + count + 1) * 2);
+  if (wanted > table_.size()) growTable(wanted);
+  const std::size_t objects = objects_.size() + 2 * count;
+  // Twofold at least, so that many short lists in one cost no more than one long list.
+  if (objects > objects_.capacity()) objects_.reserve(std::max(objects, 2 * objects_.capacity()));
+  const std::size_t bytes = out_.size() + count * kUsualBytes;
+  if (bytes > out_.capacity()) out_.reserve(std::max(bytes, 2 * out_.capacity()));
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addEncodedFrom(std::size_t begin) {
-  if ((encodedCount_ + 1) * 2 > table_.size()) growTable();
-  const std::string_view bytes = std::string_view(encoded_).substr(begin);
+  if ((tabledCount_ + 1) * 2 > table_.size()) growTable(std::max<std::size_t>(64, table_.size() * 2));
+  const std::string_view bytes = std::string_view(out_).substr(begin);
+  const auto hash = static_cast<std::uint32_t>(stringHash(bytes));
   const std::size_t mask = table_.size() - 1;
-  std::size_t slot = std::hash<std::string_view>()(bytes) & mask;
-  for (; table_[slot] != 0; slot = (slot + 1) & mask) {
-    const Index known = table_[slot] - 1;
+  std::size_t place = hash & mask;
+  for (; table_[place].stored != 0; place = (place + 1) & mask) {
+    if (table_[place].hash != hash) continue;
+    const Index known = table_[place].stored - 1;
     if (encodedBytesOf(known) != bytes) continue;
-    encoded_.resize(begin);
+    out_.resize(begin);
     return known;
   }
-  objects_.push_back({begin, bytes.size(), Kind::encoded});
-  table_[slot] = static_cast<Index>(objects_.size());
-  ++encodedCount_;
-  return table_[slot] - 1;
+  const Index index = push({begin, bytes.size(), Kind::encoded});
+  table_[place] = {hash, index + 1};
+  ++tabledCount_;
+  return index;
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addBoolean(bool value) {
-  const std::size_t begin = encoded_.size();
-  encoded_ += value ? '\x09' : '\x08';
+  const std::size_t begin = out_.size();
+  out_ += value ? '\x09' : '\x08';
   return addEncodedFrom(begin);
 }
 
 void BinaryPropertyListWriter::appendInteger(std::uint64_t value) {
   const unsigned width = widthOf(value);
-  encoded_ += marker(kInteger, static_cast<unsigned>(std::countr_zero(width)));
-  appendBigEndian(encoded_, value, width);
+  out_ += marker(kInteger, static_cast<unsigned>(std::countr_zero(width)));
+  appendBigEndian(out_, value, width);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addInteger(std::int64_t value) {
-  const std::size_t begin = encoded_.size();
+  const std::size_t begin = out_.size();
   appendInteger(static_cast<std::uint64_t>(value));  // eight bytes where it is negative, which have a sign
   return addEncodedFrom(begin);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addUnsigned(std::uint64_t value) {
   if (value <= INT64_MAX) return addInteger(static_cast<std::int64_t>(value));
-  const std::size_t begin = encoded_.size();
-  encoded_ += marker(kInteger, 4);  // sixteen bytes: eight would have a sign
-  appendBigEndian(encoded_, 0, 8);
-  appendBigEndian(encoded_, value, 8);
+  const std::size_t begin = out_.size();
+  out_ += marker(kInteger, 4);  // sixteen bytes: eight would have a sign
+  appendBigEndian(out_, 0, 8);
+  appendBigEndian(out_, value, 8);
   return addEncodedFrom(begin);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addReal(double value) {
-  const std::size_t begin = encoded_.size();
-  encoded_ += '\x23';
-  appendBigEndian(encoded_, std::bit_cast<std::uint64_t>(value), 8);
+  const std::size_t begin = out_.size();
+  out_ += '\x23';
+  appendBigEndian(out_, std::bit_cast<std::uint64_t>(value), 8);
   return addEncodedFrom(begin);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addDate(Date value) {
-  const std::size_t begin = encoded_.size();
-  encoded_ += '\x33';
-  appendBigEndian(encoded_, std::bit_cast<std::uint64_t>(value.secondsSince1970 - kReferenceDateOffset), 8);
+  const std::size_t begin = out_.size();
+  out_ += '\x33';
+  appendBigEndian(out_, std::bit_cast<std::uint64_t>(value.secondsSince1970 - kReferenceDateOffset), 8);
   return addEncodedFrom(begin);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addString(std::string_view text) {
-  const std::size_t begin = encoded_.size();
+  const std::size_t begin = out_.size();
   if (std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; })) {
-    appendCountedHead(encoded_, kAsciiString, text.size());
-    encoded_ += text;
+    appendCountedHead(out_, kAsciiString, text.size());
+    out_ += text;
   } else {
     const std::u16string units = utf16FromUtf8(text);
-    appendCountedHead(encoded_, kUtf16String, units.size());
-    for (const char16_t unit : units) appendBigEndian(encoded_, unit, 2);
+    appendCountedHead(out_, kUtf16String, units.size());
+    for (const char16_t unit : units) appendBigEndian(out_, unit, 2);
   }
   return addEncodedFrom(begin);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addData(std::string_view bytes) {
-  const std::size_t begin = encoded_.size();
-  appendCountedHead(encoded_, kData, bytes.size());
-  encoded_ += bytes;
+  const std::size_t begin = out_.size();
+  appendCountedHead(out_, kData, bytes.size());
+  out_ += bytes;
   return addEncodedFrom(begin);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addReference(std::uint64_t index) {
-  const std::size_t begin = encoded_.size();
+  const std::size_t begin = out_.size();
   const unsigned width = widthOf(index);
-  encoded_ += marker(kReference, width - 1);
-  appendBigEndian(encoded_, index, width);
-  return addEncodedFrom(begin);
+  out_ += marker(kReference, width - 1);
+  appendBigEndian(out_, index, width);
+  return push({begin, out_.size() - begin, Kind::encoded});
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addContainer() {
-  objects_.push_back({entries_.size(), 0, Kind::array});
-  return static_cast<Index>(objects_.size() - 1);
+  return push({entries_.size(), 0, Kind::array});
 }
 
 void BinaryPropertyListWriter::setArray(Index container, const std::vector<Index>& entries) {
@@ -166,37 +185,31 @@ void BinaryPropertyListWriter::setDictionary(Index container, const std::vector<
   entries_.insert(entries_.end(), values.begin(), values.end());
 }
 
-std::string BinaryPropertyListWriter::finish() const {
-  constexpr std::size_t kLargestHead = 10;
+std::string BinaryPropertyListWriter::finish() {
   const unsigned referenceSize = widthOf(objects_.size());
-  std::string out;
-  out.reserve(encoded_.size() + entries_.size() * referenceSize + objects_.size() * (8 + kLargestHead) + 64);
-  out += "bplist00";
-  std::vector<std::uint64_t> offsets;
-  offsets.reserve(objects_.size());
-  for (const Object& object : objects_) {
-    offsets.push_back(out.size());
-    if (object.kind == Kind::encoded) {
-      out.append(encoded_, static_cast<std::size_t>(object.begin), static_cast<std::size_t>(object.length));
-      continue;
-    }
+  for (Object& object : objects_) {
+    if (object.kind == Kind::encoded) continue;
     const bool isDictionary = object.kind == Kind::dictionary;
-    appendCountedHead(out, isDictionary ? kDictionary : kArray, object.length);
+    const std::size_t begin = out_.size();
+    appendCountedHead(out_, isDictionary ? kDictionary : kArray, object.length);
     const std::uint64_t end = object.begin + object.length * (isDictionary ? 2 : 1);
     for (std::uint64_t i = object.begin; i < end; ++i) {
-      appendBigEndian(out, entries_[static_cast<std::size_t>(i)], referenceSize);
+      appendBigEndian(out_, entries_[static_cast<std::size_t>(i)], referenceSize);
     }
+    object.begin = begin;
   }
-  const std::uint64_t table = out.size();
+  const std::uint64_t table = out_.size();
   const unsigned offsetSize = widthOf(table);
-  for (const std::uint64_t offset : offsets) appendBigEndian(out, offset, offsetSize);
-  out.append(6, '\0');
-  out += static_cast<char>(offsetSize);
-  out += static_cast<char>(referenceSize);
-  appendBigEndian(out, objects_.size(), 8);
-  appendBigEndian(out, 0, 8);
-  appendBigEndian(out, table, 8);
-  return out;
+  constexpr std::size_t kTrailerSize = 32;
+  out_.reserve(out_.size() + objects_.size() * offsetSize + kTrailerSize);
+  for (const Object& object : objects_) appendBigEndian(out_, object.begin, offsetSize);
+  out_.append(6, '\0');
+  out_ += static_cast<char>(offsetSize);
+  out_ += static_cast<char>(referenceSize);
+  appendBigEndian(out_, objects_.size(), 8);
+  appendBigEndian(out_, 0, 8);
+  appendBigEndian(out_, table, 8);
+  return std::move(out_);
 }
 
 }  // namespace tidewell::base::detail
