@@ -24,8 +24,9 @@ constexpr std::string_view kText = "3f2a9b10-77aa-4bcd-9e1f-0123456789ab";
 bool askUs(const std::vector<RegularExpression>& expressions) {
   const MatchText text(kText);
   MatchBudget budget;
+  const MatchPlace place;
   for (const RegularExpression& expression : expressions) {
-    if (expression.matches(text, budget) == MatchResult::matches) return true;
+    if (expression.matches(text, budget, place) == MatchResult::matches) return true;
   }
   return false;
 }

@@ -18,8 +18,6 @@ namespace {
 constexpr std::int32_t kStepsPerReport = 20;
 /// What the places that one match keeps may take in memory.
 constexpr std::int32_t kStackLimit = 1 << 20;
-/// Matchers of an expression that are kept: as many threads ask without making one.
-constexpr std::size_t kKeptMatchers = 8;
 
 struct CloseExpression {
   void operator()(URegularExpression* expression) const noexcept { uregex_close(expression); }
@@ -35,8 +33,9 @@ std::size_t countOfSets(std::string_view pattern) {
   return count;
 }
 
-/// An ICU matcher, which holds the state of one match and so serves one thread at a time.
-class Matcher {
+/// An ICU matcher, which holds the state of one match and so serves one thread at a time. On a cache line of
+/// its own, as its neighbours serve others.
+class alignas(64) Matcher {
  public:
   /// Matchers of one expression share what was compiled.
   [[nodiscard]] bool prepare(const URegularExpression* compiled) {
@@ -51,13 +50,13 @@ class Matcher {
 
   /// What one report costs is `weight` steps times those it stands for.
   MatchResult match(const std::u16string& text, std::int32_t weight, MatchBudget& budget) {
-    const std::int32_t costOfReport = kStepsPerReport * weight;
+    costOfReport_ = kStepsPerReport * weight;
+    steps_ = budget.steps;
     reports_ = 0;
-    allowedReports_ = std::max(budget.steps / costOfReport, 1);
     UErrorCode status = U_ZERO_ERROR;
     uregex_setText(expression_.get(), text.data(), static_cast<std::int32_t>(text.size()), &status);
     const bool isMatch = uregex_matches(expression_.get(), -1, &status) != 0;
-    budget.steps -= std::min(budget.steps, 1 + reports_ * costOfReport);
+    budget.steps -= std::min(budget.steps, 1 + reports_ * costOfReport_);
     if (U_FAILURE(status)) return MatchResult::undecided;
     return isMatch ? MatchResult::matches : MatchResult::differs;
   }
@@ -66,54 +65,44 @@ class Matcher {
   static UBool mayGoOn(const void* context, std::int32_t reports) {
     auto* const matcher = static_cast<Matcher*>(const_cast<void*>(context));
     matcher->reports_ = reports;
-    return reports < matcher->allowedReports_;
+    return reports < std::max(matcher->steps_ / matcher->costOfReport_, 1);
   }
 
   Expression expression_;
+  std::int32_t costOfReport_ = 0;
+  std::int32_t steps_ = 0;  ///< that the match may cost
   std::int32_t reports_ = 0;
-  std::int32_t allowedReports_ = 0;
 };
 
-/// The matchers of one expression. A thread that wants one looks first where it found one before, and takes
-/// it by a single exchange; it never waits.
-class MatcherPool {
- public:
-  template <class Use>
-  auto with(const URegularExpression* compiled, const Use& use) const {
-    const std::size_t first = stripeOfThisThread();
-    for (std::size_t i = 0; i < kKeptMatchers; ++i) {
-      Slot& slot = slots_[(first + i) % kKeptMatchers];
-      if (slot.taken.exchange(true, std::memory_order_acquire)) continue;
-      const Release release{slot.taken};
-      return use(slot.matcher, slot.matcher.prepare(compiled));
-    }
-    Matcher matcher;
-    return use(matcher, matcher.prepare(compiled));
-  }
-
- private:
-  /// A cache line each, so that threads with different slots do not disturb each other.
-  struct alignas(64) Slot {
-    std::atomic<bool> taken = false;
-    Matcher matcher;
-  };
-  struct Release {
-    std::atomic<bool>& taken;
-    ~Release() { taken.store(false, std::memory_order_release); }
-  };
-
-  static std::size_t stripeOfThisThread() {
-    static std::atomic<std::size_t> threads = 0;
-    thread_local const std::size_t stripe = threads.fetch_add(1, std::memory_order_relaxed);
-    return stripe;
-  }
-
-  mutable std::array<Slot, kKeptMatchers> slots_;
+/// Who holds a place. A cache line each, so that threads with different places do not disturb each other.
+struct alignas(64) Holder {
+  std::atomic<bool> taken = false;
 };
+constinit std::array<Holder, MatchPlace::kCount> holders;
+
+/// A thread looks first where it found a place before.
+std::size_t firstPlaceOfThisThread() {
+  constinit static std::atomic<std::size_t> threads = 0;
+  thread_local const std::size_t first = threads.fetch_add(1, std::memory_order_relaxed);
+  return first;
+}
 
 }  // namespace
 
 MatchText::MatchText(std::string_view utf8) : utf16_(utf16FromUtf8(utf8)) {}
+
+MatchPlace::MatchPlace() noexcept : index_(kCount) {
+  const std::size_t first = firstPlaceOfThisThread();
+  for (std::size_t i = 0; i < kCount; ++i) {
+    const std::size_t index = (first + i) % kCount;
+    if (holders[index].taken.exchange(true, std::memory_order_acquire)) continue;
+    index_ = index;
+    return;
+  }
+}
+MatchPlace::~MatchPlace() {
+  if (index_ < kCount) holders[index_].taken.store(false, std::memory_order_release);
+}
 
 struct RegularExpression::Implementation {
   explicit Implementation(std::string_view text) : pattern(text) {
@@ -124,7 +113,7 @@ struct RegularExpression::Implementation {
     const std::u16string units = utf16FromUtf8(text);
     UParseError where;
     compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
-    if (compiled) matchers = std::make_unique<MatcherPool>();
+    if (compiled) matchers = std::make_unique<std::array<Matcher, MatchPlace::kCount>>();
   }
 
   /// What a pattern and a text multiply the cost between two reports with.
@@ -135,7 +124,7 @@ struct RegularExpression::Implementation {
   std::string pattern;
   UErrorCode status = U_ZERO_ERROR;
   Expression compiled;  ///< only ever copied, so that any thread may
-  std::unique_ptr<const MatcherPool> matchers;
+  std::unique_ptr<std::array<Matcher, MatchPlace::kCount>> matchers;  ///< each belongs to who holds its place
 };
 
 RegularExpression::RegularExpression(std::string_view pattern)
@@ -150,7 +139,8 @@ std::string RegularExpression::errorName() const {
   return isValid() ? std::string() : std::string(u_errorName(implementation_->status));
 }
 
-MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budget) const {
+MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budget,
+                                       const MatchPlace& place) const {
   const std::u16string& units = text.utf16();
   if (!isValid()) {
     raise(kInvalidArgumentException, "Can't do regex matching, reason: Can't open pattern " + errorName() +
@@ -159,11 +149,13 @@ MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budge
   }
   constexpr auto kLongestText = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
   if (budget.steps <= 0 || units.size() > kLongestText) return MatchResult::undecided;
-  const std::int32_t weight = implementation_->weightFor(units);
-  return implementation_->matchers->with(
-      implementation_->compiled.get(), [&units, weight, &budget](Matcher& matcher, bool isReady) {
-        return isReady ? matcher.match(units, weight, budget) : MatchResult::undecided;
-      });
+  const auto ask = [&](Matcher& matcher) {
+    if (!matcher.prepare(implementation_->compiled.get())) return MatchResult::undecided;
+    return matcher.match(units, implementation_->weightFor(units), budget);
+  };
+  if (place.index_ < MatchPlace::kCount) return ask((*implementation_->matchers)[place.index_]);
+  Matcher own;
+  return ask(own);
 }
 
 }  // namespace tidewell::base

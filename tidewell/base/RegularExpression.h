@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -29,6 +30,26 @@ class TIDEWELL_EXPORT MatchText {
 
  private:
   std::u16string utf16_;
+};
+
+/// A place at which a thread matches. Every expression keeps a matcher for each place, so that one that is
+/// asked again need not be copied; whoever holds a place has its matchers alone.
+///
+/// Hold one while you ask several expressions. Taking one never waits: where all are taken this holds none,
+/// and matches make matchers of their own. Bound to its thread.
+class TIDEWELL_EXPORT MatchPlace {
+ public:
+  /// So many threads ask at once without making matchers.
+  static constexpr std::size_t kCount = 8;
+
+  MatchPlace() noexcept;
+  ~MatchPlace();
+  MatchPlace(const MatchPlace&) = delete;
+  MatchPlace& operator=(const MatchPlace&) = delete;
+
+ private:
+  friend class RegularExpression;
+  std::size_t index_;  // `kCount`: none
 };
 
 enum class MatchResult {
@@ -67,7 +88,8 @@ class TIDEWELL_EXPORT RegularExpression {
   /// Raises `kInvalidArgumentException` ("Can't do regex matching, reason: Can't open pattern U_REGEX_…
   /// (string S, pattern P, case 0, canon 0)") for an invalid expression. What the match cost is taken off the
   /// budget.
-  [[nodiscard]] MatchResult matches(const MatchText& text, MatchBudget& budget) const;
+  [[nodiscard]] MatchResult matches(const MatchText& text, MatchBudget& budget,
+                                    const MatchPlace& place = MatchPlace()) const;
   [[nodiscard]] MatchResult matches(std::string_view text, MatchBudget& budget) const {
     return matches(MatchText(text), budget);
   }

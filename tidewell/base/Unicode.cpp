@@ -2,6 +2,8 @@
 
 #include <unicode/utf8.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 namespace tidewell::base {
@@ -77,6 +79,14 @@ std::u16string utf16FromUtf8(std::string_view text) {
   std::u16string units;
   units.reserve(text.size());
   for (std::size_t at = 0; at < text.size();) {
+    if (const std::size_t run = asciiRun(text, at)) {
+      const std::size_t end = units.size();
+      units.resize(end + run);
+      std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(at), run,
+                  units.begin() + static_cast<std::ptrdiff_t>(end));
+      at += run;
+      continue;
+    }
     const std::int32_t decoded = next(text, at);
     const char32_t c = decoded < 0 ? kReplacement : static_cast<char32_t>(decoded);
     if (c < 0x10000) {

@@ -63,13 +63,14 @@ RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniq
   const base::Array& entries = arrayOf(list_, "countByEnumeratingWithState:objects:count:");
   const base::MatchText text(uniqueID);
   base::MatchBudget budget;
+  const base::MatchPlace place;
   bool undecided = false;
   for (std::size_t index = 0; index < entries.count(); ++index) {
     base::MatchResult result = base::MatchResult::undecided;
     if (index < keptCount_) {
-      result = kept(index).matches(text, budget);
+      result = kept(index).matches(text, budget, place);
     } else if (budget.steps > 0) {
-      result = compile(entries.begin()[index], budget).matches(text, budget);
+      result = compile(entries.begin()[index], budget).matches(text, budget, place);
     }
     if (result == base::MatchResult::matches) return Answer::matches;
     undecided |= result == base::MatchResult::undecided;
