@@ -4,11 +4,13 @@
 
 namespace bench {
 
-BareClient::BareClient(std::string host, std::uint16_t port, std::string caFile)
+BareClient::BareClient(std::string host, std::uint16_t port, std::string caFile, Completions completions)
     : host_(std::move(host)),
       caFile_(std::move(caFile)),
       connectTo_(curl_slist_append(nullptr, (host_ + ":443:127.0.0.1:" + std::to_string(port)).c_str())),
       multi_(curl_multi_init()),
+      completions_(completions == Completions::onAThreadOfTheirOwn ? std::thread([this] { runCompletions(); })
+                                                                   : std::thread()),
       thread_([this] { run(); }) {}
 
 BareClient::~BareClient() {
@@ -18,6 +20,8 @@ BareClient::~BareClient() {
   }
   curl_multi_wakeup(multi_);
   thread_.join();
+  changed_.notify_one();
+  if (completions_.joinable()) completions_.join();
   curl_multi_cleanup(multi_);
   curl_slist_free_all(connectTo_);
 }
@@ -68,10 +72,38 @@ void BareClient::run() {
       curl_easy_getinfo(curl, CURLINFO_PRIVATE, &transfer);
       curl_multi_remove_handle(multi_, curl);
       curl_easy_cleanup(curl);
+      complete(transfer);
+    }
+    curl_multi_poll(multi_, nullptr, 0, 60'000, nullptr);
+  }
+}
+
+void BareClient::complete(Transfer* transfer) {
+  if (!completions_.joinable()) {
+    transfer->completion(std::move(transfer->body));
+    delete transfer;
+    return;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    complete_.push_back(transfer);
+  }
+  changed_.notify_one();
+}
+
+void BareClient::runCompletions() {
+  for (;;) {
+    std::vector<Transfer*> arrived;
+    {
+      std::unique_lock lock(mutex_);
+      changed_.wait(lock, [this] { return ends_ || !complete_.empty(); });
+      if (ends_) return;
+      arrived.swap(complete_);
+    }
+    for (Transfer* transfer : arrived) {
       transfer->completion(std::move(transfer->body));
       delete transfer;
     }
-    curl_multi_poll(multi_, nullptr, 0, 60'000, nullptr);
   }
 }
 

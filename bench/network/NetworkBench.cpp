@@ -111,7 +111,10 @@ class Latch {
 class Pair {
  public:
   Pair(const std::string& folder, const Server& server)
-      : platform_(makePlatform(folder, server)), bare_(kHost, server.port, server.caFile) {
+      : platform_(makePlatform(folder, server)),
+        bare_(kHost, server.port, server.caFile),
+        bareWithQueue_(kHost, server.port, server.caFile,
+                       bench::BareClient::Completions::onAThreadOfTheirOwn) {
     platform::UrlSessionConfiguration configuration;
     configuration.httpsOnly = true;
     session_ = platform_->makeUrlSession(configuration);
@@ -139,11 +142,18 @@ class Pair {
     }
   }
 
-  void floor(std::size_t times, std::size_t atOnce) {
+  void floor(std::size_t times, std::size_t atOnce) { floor(bare_, times, atOnce); }
+  /// The same with a thread for completions.
+  void floorWithQueue(std::size_t times) { floor(bareWithQueue_, times, 1); }
+
+  [[nodiscard]] bench::BareClient& bare() { return bare_; }
+
+ private:
+  static void floor(bench::BareClient& client, std::size_t times, std::size_t atOnce) {
     for (std::size_t done = 0; done < times; done += atOnce) {
       Latch latch(atOnce);
       for (std::size_t i = 0; i < atOnce; ++i) {
-        bare_.get(kPage, [&](const std::string& body) {
+        client.get(kPage, [&](const std::string& body) {
           if (body.empty()) std::abort();
           latch.countDown();
         });
@@ -152,12 +162,10 @@ class Pair {
     }
   }
 
-  [[nodiscard]] bench::BareClient& bare() { return bare_; }
-
- private:
   std::unique_ptr<posix::PosixPlatform> platform_;
   std::shared_ptr<platform::UrlSession> session_;
   bench::BareClient bare_;
+  bench::BareClient bareWithQueue_;
 };
 
 /// Heap that each of so many requests holds while its server says nothing.
@@ -211,6 +219,9 @@ int main(int argc, char** argv) {
         [&pair, atOnce](std::size_t n) { pair.floor(n, atOnce); }, longer);
   };
   row("request on a kept connection", 1.3, kept, 1);
+  bench::ratio(
+      "the same, where the floor has a thread for completions, too", 1.3,
+      [&](std::size_t n) { kept.ours(n, 1); }, [&](std::size_t n) { kept.floorWithQueue(n); }, longer);
   row("request on a new connection, system's CA bundle", 1.5, fresh, 1);
   row("request, 8 at once", 1 / 0.9, kept, 8);
   row("request, 64 at once", 1 / 0.9, kept, 64);

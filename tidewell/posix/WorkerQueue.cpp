@@ -71,11 +71,11 @@ bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {
       if (!state_->hasThread) return false;
     }
     state_->functions.push_back(std::move(function));
-    state_->filled.notify_one();
-    return true;
   } catch (const std::bad_alloc&) {
     return false;
   }
+  state_->filled.notify_one();  // without the lock, for which the thread would otherwise wait at once
+  return true;
 }
 
 bool WorkerQueue::isCurrent() const { return currentQueue == state_.get(); }
