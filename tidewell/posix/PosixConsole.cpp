@@ -22,6 +22,10 @@ namespace {
 /// The longest wait for a full pipe that the host made non-blocking.
 constexpr auto kLongestWait = std::chrono::milliseconds(100);
 
+/// Up to here a text is copied into its line, which the system takes faster in one piece than in three; a
+/// longer one stays where it is.
+constexpr std::size_t kLongestJoinedText = 4096;
+
 /// Linux since 6.18: a write to a pipe or socket without reader fails, and sends no signal.
 constexpr int kWriteNoSignal = 0x100;
 
@@ -158,13 +162,19 @@ iovec part(std::string_view text) { return {const_cast<char*>(text.data()), text
 
 void writeLineToStandardError(std::string_view program, std::string_view text) {
   const int error = errno;
-  std::string prefix;
-  prefix.reserve(64 + program.size());
-  appendTime(prefix);
-  prefix.append(program).append(1, '[').append(std::to_string(currentProcess())).append("] ");
-  // The text stays where it is, however long.
-  iovec parts[] = {part(prefix), part(text), part("\n")};
-  writeAll(STDERR_FILENO, parts, 3);
+  const bool isShort = text.size() <= kLongestJoinedText;
+  std::string line;
+  line.reserve(64 + program.size() + (isShort ? text.size() : 0));
+  appendTime(line);
+  line.append(program).append(1, '[').append(std::to_string(currentProcess())).append("] ");
+  if (isShort) {
+    line.append(text).append(1, '\n');
+    iovec whole = part(line);
+    writeAll(STDERR_FILENO, &whole, 1);
+  } else {
+    iovec parts[] = {part(line), part(text), part("\n")};
+    writeAll(STDERR_FILENO, parts, 3);
+  }
   errno = error;
 }
 
