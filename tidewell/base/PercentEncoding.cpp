@@ -1,5 +1,7 @@
 #include "tidewell/base/PercentEncoding.h"
 
+#include <algorithm>
+
 namespace tidewell::base {
 namespace {
 
@@ -28,15 +30,20 @@ int hexValue(char c) {
 }  // namespace
 
 std::string percentEncode(std::string_view text, std::string_view keep) {
+  const auto stays = [keep](char c) {
+    return isLetterOrDigit(c) || kUnreservedMarks.find(c) != std::string_view::npos ||
+           keep.find(c) != std::string_view::npos;
+  };
   std::string encoded;
   encoded.reserve(text.size());
-  for (const char c : text) {
-    if (isLetterOrDigit(c) || kUnreservedMarks.find(c) != std::string_view::npos ||
-        keep.find(c) != std::string_view::npos) {
-      encoded += c;
-    } else {
-      appendEncoded(encoded, c);
-    }
+  while (!text.empty()) {
+    const auto change = std::find_if_not(text.begin(), text.end(), stays);
+    const auto length = static_cast<std::size_t>(change - text.begin());
+    encoded.append(text.substr(0, length));
+    text.remove_prefix(length);
+    if (text.empty()) break;
+    appendEncoded(encoded, text.front());
+    text.remove_prefix(1);
   }
   return encoded;
 }
