@@ -21,9 +21,9 @@ using Work = std::function<void(std::size_t times)>;
 
 /// How a pair is measured.
 struct Options {
-  int turns = 15;                ///< how often each of the two is timed
-  double secondsPerTurn = 0.02;  ///< how long a timed stretch is at least
-  bool higherIsBetter = false;   ///< the goal is a least ratio of speeds, not a greatest one of times
+  int turns = 60;  ///< how often each of the two is timed; many, so that both meet a quiet moment
+  double secondsPerTurn = 0.005;  ///< how long a timed stretch is at least
+  bool higherIsBetter = false;    ///< the goal is a least ratio of speeds, not a greatest one of times
 };
 
 /// Adds a row. `goal` is the greatest ratio of the times (ours to the floor's) that is wanted; 0 where there

@@ -1,10 +1,10 @@
 #include <execinfo.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>
-#include <rapidjson/document.h>
 
 #include <string>
 
+#include "JsonFloor.h"
 #include "Ratio.h"
 #include "tidewell/base/Digest.h"
 #include "tidewell/base/Exception.h"
@@ -12,7 +12,6 @@
 #include "tidewell/base/TextFormat.h"
 
 using namespace tidewell::base;
-namespace rj = tidewell_rapidjson;
 
 namespace {
 
@@ -33,15 +32,7 @@ void addJson(const std::string& what, const std::string& text) {
       [text](std::size_t times) {
         while (times--) bench::keep(JSONObjectWithData(text));
       },
-      [text](std::size_t times) {
-        constexpr unsigned kChecks = rj::kParseIterativeFlag | rj::kParseFullPrecisionFlag |
-                                     rj::kParseValidateEncodingFlag | rj::kParseTrailingCommasFlag;
-        while (times--) {
-          rj::Document document;
-          document.Parse<kChecks>(text.data(), text.size());
-          bench::keep(document.HasParseError());
-        }
-      });
+      bench::parsingToDom(text));
 }
 
 void addFormatting() {

@@ -1,4 +1,3 @@
-#include <rapidjson/document.h>
 #include <unicode/uregex.h>
 #include <unicode/ustring.h>
 
@@ -9,13 +8,13 @@
 #include <vector>
 
 #include "Floor.h"
+#include "JsonFloor.h"
 #include "Ratio.h"
 #include "tidewell/base/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 using namespace tidewell;
-namespace rj = tidewell_rapidjson;
 
 namespace {
 
@@ -243,15 +242,7 @@ void addReplies() {
         [text](std::size_t times) {
           while (times--) manager.updateConfigFromResponse(base::JSONObjectWithData(text));
         },
-        [text](std::size_t times) {
-          constexpr unsigned kChecks = rj::kParseIterativeFlag | rj::kParseFullPrecisionFlag |
-                                       rj::kParseValidateEncodingFlag | rj::kParseTrailingCommasFlag;
-          while (times--) {
-            rj::Document document;
-            document.Parse<kChecks>(text.data(), text.size());
-            bench::keep(document.HasParseError());
-          }
-        });
+        bench::parsingToDom(text));
   }
 }
 
