@@ -3,19 +3,14 @@
 #include <stdexcept>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
-#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 
 namespace tidewell {
 namespace {
 
 using testing::ScriptedNetwork;
-
-constexpr std::string_view kBlockingConfig =
-    R"({"a_s":"allowed","i_s":"blocked","b_e":["Purchase"],"b_uid_r":["test.*"],"e_b_c":12})";
 
 class CoreTest : public CoreFixture {
  protected:
@@ -27,48 +22,6 @@ class CoreTest : public CoreFixture {
     platform::NotificationCenter::defaultCenter().postNotificationName(name);
   }
 };
-
-TEST_F(CoreTest, AFirstStartDownloadsMergesAndArchives) {
-  answerEverythingWith(200, std::string(kBlockingConfig));
-  core.initializeWithAppID("ABC123");
-  const std::string parameters = base::dataWithJSONObject(base::Dictionary{
-      {"query_params", *TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceGetConfig)}});
-  EXPECT_TRUE(stamp().isNil()) << "nothing has arrived yet";
-  runUntilIdle();
-
-  ASSERT_EQ(sent().size(), 1u);
-  const platform::UrlRequest request = sent()[0].request;
-  EXPECT_EQ(sent()[0].session, "tidewell");
-  EXPECT_EQ(request.URL()->absoluteString(),
-            "https://" + std::string(HOST_TDW_PROD_US) + ":443/v3/sdkconfig/ios/ABC123");
-  EXPECT_EQ(request.HTTPMethod(), "POST");
-  EXPECT_EQ(request.valueForHTTPHeaderField("TDW-APPKEY"), Text("ABC123"));
-  EXPECT_EQ(request.HTTPBody(), Text(parameters));
-
-  EXPECT_EQ(stamp(), base::Value(platform->testClock().now()));
-  const auto& manager = TWConfigManager::sharedInstance();
-  EXPECT_FALSE(manager.isInAppServiceActive());
-  EXPECT_TRUE(manager.isEventBlackListed("Purchase"));
-  EXPECT_TRUE(manager.isUniqueIDRestricted("tester"));
-  EXPECT_EQ(manager.getEventBatchCount(), 12);
-}
-
-TEST_F(CoreTest, ASecondStartAnswersFromTheArchiveAndAsksAgainAfterAnHour) {
-  // The life before: the shared manager is first asked after the restart.
-  TWCoreUtils::saveAppId("ABC123");
-  TWConfigManager().updateConfigFromResponse(base::JSONObjectWithData(kBlockingConfig));
-  platform->testDefaults().setObject(platform->testClock().now(), kConfigLastUpdatedKey);
-  platform->testDefaults().synchronize();
-  restart();
-
-  platform->testClock().advance(3599);
-  core.initializeWithAppID("ABC123");
-  EXPECT_FALSE(TWConfigManager::sharedInstance().isInAppServiceActive());
-  EXPECT_EQ(sent().size(), 0u);
-  platform->testClock().advance(1);
-  platform->enterForeground();
-  EXPECT_EQ(sent().size(), 1u);
-}
 
 TEST_F(CoreTest, NotificationsDriveTheSync) {
   answerEverythingWith(200, "{}");

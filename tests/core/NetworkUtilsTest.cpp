@@ -25,38 +25,15 @@ class NetworkUtilsTest : public CoreFixture {
   }
 };
 
-TEST_F(NetworkUtilsTest, EveryServiceHasAPathAndAMethod) {
-  const std::string_view paths[] = {kServiceGetConfig,         kServiceDeviceAdd,
-                                    kServiceSendReports,       kServiceGetInAppMetaV3,
-                                    kServiceGetInAppPayloadV3, kServiceGetTestInAppPayloadV3,
-                                    kServiceSendInAppStats,    kServiceInbox,
-                                    kServiceSendCategories,    kServiceOfflineTriggersSync,
-                                    kServiceUserInSegment,     kServiceGeofenceHit,
-                                    kServiceGetGeofences,      kServiceSendLogs};
-  for (int number = -1; number < 15; ++number) {
-    const bool known = number >= 0 && number < 14;
-    EXPECT_EQ(TWNetworkUtils::getAPIPathForService(TWService(number), "a b"),
-              known ? Text(std::string(paths[number]) + "a b") : Text());
-    EXPECT_EQ(TWNetworkUtils::getRequestMethodForService(TWService(number)),
-              known ? Text(number == 5 ? "GET" : "POST") : Text());
-  }
-}
-
-TEST_F(NetworkUtilsTest, TheHostFollowsTheRegionAndLogsHaveTheirOwn) {
+TEST_F(NetworkUtilsTest, AHostMayBeChangedAndAPortLeftOut) {
   auto& configuration = TWNetworkConfiguration::defaultConfiguration();
   configuration.updateDefaultHost("other.example");
   configuration.updateDefaultHost(std::nullopt);
   configuration.updateDefaultPort(0);
   EXPECT_EQ(configuration.host(), "other.example");
   EXPECT_EQ(configuration.port(), std::nullopt);
-  const std::pair<int, std::string_view> regions[] = {
-      {0, HOST_TDW_PROD_SERV3}, {1, HOST_TDW_PROD_EU}, {2, HOST_TDW_PROD_US}, {77, HOST_TDW_PROD_US}};
-  for (const auto& [region, host] : regions) {
-    TWConfigManager::sharedInstance().setDataRedirectionRegion(TWDataRegion(region));
-    EXPECT_EQ(configuration.hostForService(TWServiceInbox), host);
-    EXPECT_EQ(configuration.hostForService(TWServiceSendLogs), HOST_LOGENTRIES);
-    EXPECT_EQ(configuration.portForService(TWServiceInbox), std::optional<std::int64_t>(443));
-  }
+  EXPECT_EQ(configuration.hostForService(TWServiceInbox), HOST_TDW_PROD_US) << "a service goes by its region";
+  EXPECT_EQ(configuration.portForService(TWServiceInbox), std::optional<std::int64_t>(443));
 }
 
 TEST_F(NetworkUtilsTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
@@ -127,14 +104,6 @@ TEST_F(NetworkUtilsTest, TheLastWrapperWins) {
               (base::Dictionary{{"integration_version", type}, {"integration_type", type}}));
     platform->testDefaults().removeObjectForKey(key);
   }
-}
-
-TEST_F(NetworkUtilsTest, ExtensionsGetTheCommonParametersOnly) {
-  platform->testDefaults().setObject("group.shop", "Tdw_App_Group_ID");
-  const auto parameters = TWNetworkUtils::getRequestParamsWithV1(true);
-  const base::Dictionary shared = platform->testSuite("group.shop").synchronized();
-  EXPECT_EQ(shared.objectForKey("tdw_params"), base::Value(*TWNetworkUtils::getRequestParamsWithV1(false)));
-  EXPECT_TRUE(parameters->find("appId"));
 }
 
 TEST_F(NetworkUtilsTest, ParametersThatCannotBeBuiltAreLoggedAndNil) {
