@@ -181,7 +181,7 @@ const Method* Registry::replaceMethod(Class& in, Selector selector, const Method
   const std::scoped_lock lock(mutex_);
   checkReceivers(in, selector, with);
   const Method* const made =
-      new Method(selector, with.function(), with.signature(), with.neededClass(), with.state());
+      &methods_.emplace_back(selector, with.function(), with.signature(), with.neededClass(), with.state());
   std::vector<const Method*>& methods = in.contents_->methods;
   const auto old = std::find_if(methods.begin(), methods.end(),
                                 [&](const Method* method) { return method->selector() == selector; });

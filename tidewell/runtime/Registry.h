@@ -69,6 +69,7 @@ class Registry {
   static void dropCaches(Class& of);
 
   std::recursive_mutex mutex_;
+  std::deque<Method> methods_;                      ///< those that were replaced, too
   std::vector<std::shared_ptr<Class>> classes_;     ///< metaclasses included
   std::unordered_map<std::string, Class*> byName_;  ///< unregistered ones, too
   std::unordered_map<std::string, Declaration> declarations_;
