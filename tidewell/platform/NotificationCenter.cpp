@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 
 namespace tidewell::platform {
@@ -28,7 +29,7 @@ struct NotificationCenter::State {
     return found;
   }
 
-  std::mutex mutex;
+  base::StateMutex mutex;
   Token lastToken = 0;
   std::vector<std::shared_ptr<Registration>> registrations;  ///< in order of addition
 };

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <vector>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/core/TWConfigManager/CompiledConfig.h"
 #include "tidewell/core/TWConfigManager/ConfigField.h"
 #include "tidewell/core/TWConfigManager/SnapshotPointer.h"
@@ -66,7 +67,7 @@ class ConfigRecord {
   void replace(const TWConfigFields& fields, PropertySet properties, Aftermath& aftermath);
 
   std::atomic<const CompiledConfig*> current_{nullptr};
-  std::mutex mutex_;
+  base::StateMutex mutex_{20};
   SnapshotPublisher<CompiledConfig> publisher_{current_};
   std::vector<ConfigPublication*> publications_;
   PropertySet written_ = 0;

@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
@@ -27,7 +28,7 @@ platform::UrlSessionConfiguration sessionConfiguration() {
 }  // namespace
 
 struct TWNetworkConfiguration::State {
-  mutable std::mutex mutex;
+  mutable base::StateMutex mutex{10};
   std::string scheme{REQ_SCHEME_TDW_PROD};
   std::string host{HOST_TDW_PROD_US};
   std::optional<std::int64_t> port = REQ_PORT_TDW_PROD;

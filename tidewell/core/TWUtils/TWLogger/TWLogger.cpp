@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/TextFormat.h"
 #include "tidewell/core/TWConfigManager/SnapshotPointer.h"
@@ -68,7 +69,7 @@ struct State {
     templates.publish(std::move(next), garbage);
   }
 
-  std::mutex writers;
+  base::StateMutex writers;
   SnapshotPublisher<Templates> templates{templatesInForce};
 };
 

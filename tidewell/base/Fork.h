@@ -1,0 +1,84 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "tidewell/base/Export.h"
+
+// Internal to the library: not installed.
+//
+// A host may fork at any instant, on any thread. The child then has one thread; whatever another thread was
+// doing is left half done. The library stays usable there because its locks are of two kinds: a `StateMutex`
+// guards memory, is held for a moment only, and is taken by the forking thread before the fork, so that what
+// it guards is whole in the child; a `WorkMutex` is held over file operations, guards next to no memory, and
+// is made anew in the child. The platform says when the process forks: nothing happens where it does not.
+namespace tidewell::base {
+
+/// Something that is put in order when the process forks. Derived classes are final, join at the end of their
+/// constructor and leave at the beginning of their destructor. Never do either while holding a `StateMutex`.
+class TIDEWELL_EXPORT ForkParticipant {
+ public:
+  ForkParticipant(const ForkParticipant&) = delete;
+  ForkParticipant& operator=(const ForkParticipant&) = delete;
+
+  virtual void beforeFork() noexcept {}
+  virtual void afterForkInParent() noexcept {}
+  virtual void afterForkInChild() noexcept {}
+
+  /// To be called by the platform at a fork: all of the above, for each participant.
+  static void allBeforeFork() noexcept;
+  static void allAfterForkInParent() noexcept;
+  static void allAfterForkInChild() noexcept;
+
+ protected:
+  explicit ForkParticipant(int level = 0) : level_(level) {}
+  virtual ~ForkParticipant();
+  void join();
+  void leave() noexcept;
+
+ private:
+  const int level_;  ///< lower ones first
+};
+
+/// Guards memory. Held for a moment, never over foreign code or a system call that can wait, and while it is
+/// held only one of a higher level is taken.
+class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
+ public:
+  static constexpr int kInnermost = 100;
+  explicit StateMutex(int level = kInnermost);
+  ~StateMutex() override;
+
+  void lock() { mutex_.lock(); }
+  void unlock() { mutex_.unlock(); }
+  /// For condition variables.
+  [[nodiscard]] std::mutex& native() noexcept { return mutex_; }
+
+  void beforeFork() noexcept override;
+  void afterForkInParent() noexcept override;
+  void afterForkInChild() noexcept override;
+
+ private:
+  std::mutex mutex_;
+};
+
+/// Keeps two threads from doing the same file work at once. May be held while a `StateMutex` is taken.
+class TIDEWELL_EXPORT WorkMutex final : public ForkParticipant {
+ public:
+  WorkMutex();
+  ~WorkMutex() override;
+
+  void lock() { inForce().lock(); }
+  bool try_lock() { return inForce().try_lock(); }
+  void unlock() { inForce().unlock(); }
+
+  void afterForkInChild() noexcept override;
+
+ private:
+  [[nodiscard]] std::mutex& inForce() noexcept { return *mutex_.load(std::memory_order_acquire); }
+  std::atomic<std::mutex*> mutex_{nullptr};
+  std::vector<std::unique_ptr<std::mutex>> mutexes_;  ///< earlier ones may be locked for ever
+};
+
+}  // namespace tidewell::base
