@@ -81,13 +81,15 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
   return std::move(content.fields);
 }
 
-void ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& record, Reports& reports) {
+bool ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& record, Reports& reports) {
   if (!path) {
     reports.emplace_back("The configuration cannot be kept: there is no library directory");
-    return;
+    return true;
   }
   const std::unique_ptr<platform::FileLock> lock = files().lockForPath(*path);
   const Content content = read(*path);
+  // Another process may have set one aside since this one looked.
+  setAside_ = setAside_ || files().fileExistsAtPath(unreadablePath(*path)).exists;
   if (content.found == Found::record)
     record.adopt(content.fields, known_ ? kDeviceProperties : kAllProperties);
   const Content setAside = readSetAside(*path);
@@ -100,16 +102,16 @@ void ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& 
       kRecordClass, [&](base::KeyedEncoder& encoder) { encodeFields(snapshot->fields, encoder); });
   if (bytes.size() > platform::FileManager::kMaximumFileBytes) {
     reports.emplace_back("The configuration was not written: its archive would be too large to read again");
-    return;
+    return true;
   }
 
   const bool moves = content.found == Found::undecodable || content.found == Found::unreadable;
-  if (moves && !keepAside(*path, content, reports)) return;
+  if (moves && !keepAside(*path, content, reports)) return false;
   if (const std::error_code error = files().replaceFile(*path, bytes)) {
     reports.push_back("The configuration was not written: " + error.message());
     if (content.found == Found::unreadable && files().moveItem(unreadablePath(*path), *path))
       setAside_ = true;
-    return;
+    return false;
   }
   known_ = true;
   if (content.found == Found::unreadable) {
@@ -117,6 +119,7 @@ void ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& 
   } else if (setAside_ && setAside.found != Found::unreadable) {
     setAside_ = static_cast<bool>(files().moveItem(unreadablePath(*path), corruptPath(*path)));
   }
+  return true;
 }
 
 /// Moves a file out of the way that must not be overwritten; NO where it had to stay.

@@ -32,8 +32,9 @@ class ConfigArchive {
 
   /// Writes the whole record, once. Before that it takes from the file what this process has not written
   /// itself: the region and the opt-outs, or everything where no load has succeeded yet. Raises where a field
-  /// holds what an archive cannot carry; the file is untouched then.
-  void store(const std::optional<std::string>& path, ConfigRecord& record, Reports& reports);
+  /// holds what an archive cannot carry; the file is untouched then. NO where the record did not get there
+  /// for a reason that may pass.
+  bool store(const std::optional<std::string>& path, ConfigRecord& record, Reports& reports);
 
  private:
   enum class Found { record, nothing, undecodable, unreadable };

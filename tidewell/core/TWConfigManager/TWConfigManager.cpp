@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/UnrecognizedSelector.h"
 #include "tidewell/core/Guard.h"
@@ -126,14 +127,17 @@ base::Value arrayForNil(base::Value value) { return value ? std::move(value) : b
 }  // namespace
 
 struct TWConfigManager::State {
+  static constexpr int kConfigLevel = 10;  // a record is attached with it held
+
   explicit State(TWConfigManager& manager) : publication(manager.gates_, manager.current_) {}
 
   ConfigPublication publication;
-  std::mutex configMutex;
-  std::shared_ptr<TWConfig> config;  // under `configMutex`
-  std::mutex archiveMutex;           // taken before `configMutex`
-  ConfigArchive archive;             // under `archiveMutex`
-  Tidings ofLoading;                 // only while the manager is made
+  base::StateMutex configMutex{kConfigLevel};
+  std::shared_ptr<TWConfig> config;      // under `configMutex`
+  base::WorkMutex archiveMutex;          // taken before `configMutex`
+  ConfigArchive archive;                 // under `archiveMutex`
+  std::atomic<bool> isUnwritten{false};  // the archive lacks a change, for a reason that may pass
+  Tidings ofLoading;                     // only while the manager is made
 
   std::shared_ptr<TWConfig> current() {
     const std::lock_guard lock(configMutex);
@@ -171,7 +175,17 @@ struct TWConfigManager::State {
   void store(const std::optional<std::string>& path, const TWConfig& record) {
     Tidings tidings;
     const std::lock_guard lock(archiveMutex);
-    archive.store(path, recordOf(record), tidings.reports);
+    isUnwritten = false;
+    isUnwritten = !archive.store(path, recordOf(record), tidings.reports);
+  }
+
+  /// Writes what an earlier fault kept from the archive.
+  void storeUnwritten() noexcept {
+    if (!isUnwritten) return;
+    try {
+      if (const auto record = current()) store(ConfigArchive::path(), *record);
+    } catch (...) {  // it waits for the next occasion
+    }
   }
 
   /// Writes a property that is set on the device, and the archive.
@@ -217,6 +231,7 @@ void TWConfigManager::setTdwConfig(std::shared_ptr<TWConfig> config) { state_->p
 std::optional<std::string> TWConfigManager::getFilePathForConfig() const { return ConfigArchive::path(); }
 
 bool TWConfigManager::shouldSyncConfig() const {
+  state_->storeUnwritten();
   platform::Platform& platform = platform::Platform::current();
   const base::Value lastUpdated = platform.standardUserDefaults().objectForKey(kConfigLastUpdatedKey);
   const base::Date* const date = lastUpdated.date();
