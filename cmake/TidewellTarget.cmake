@@ -44,3 +44,18 @@ function(tidewell_layer name)
   target_link_libraries(tidewell_${name} PRIVATE ${arg_LINK})
   target_sources(TidewellCore PRIVATE $<TARGET_OBJECTS:tidewell_${name}>)
 endfunction()
+
+# tidewell_exports(TARGET): a shared library exports the names of the library and nothing else; a plug-in that a static
+# library is linked into exports none of them.
+function(tidewell_exports target)
+  set(map "${PROJECT_SOURCE_DIR}/tidewell/exports.map")
+  if(APPLE)
+    return()
+  endif()
+  if(NOT BUILD_SHARED_LIBS)
+    target_link_options(${target} INTERFACE "LINKER:--exclude-libs,lib${target}.a")
+  else()
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${map}")
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS "${map}")
+  endif()
+endfunction()
