@@ -74,21 +74,26 @@ bool areTheSameCertificates(const std::string& file, const std::string& director
              std::end(kCertificateDirectories);
 }
 
-void chooseCertificates(const Options& options, const Environment& environment, TransportSettings& settings) {
-  if (!options.caFile.empty()) {
-    settings.caFile = options.caFile;
-    return;
-  }
-  settings.caFile = environment.certificateFile;
-  settings.caDirectory = environment.certificateDirectory;
-  if (settings.caFile.empty() && settings.caDirectory.empty()) {
-    settings.caFile = firstExisting(kCertificateFiles, options.systemRoot, S_IFREG);
-    if (settings.caFile.empty()) {
-      settings.caDirectory = firstExisting(kCertificateDirectories, options.systemRoot, S_IFDIR);
+/// Certificates in a file, in a folder by hashed names, or both.
+struct Certificates {
+  std::string file;
+  std::string directory;
+};
+
+/// Those of an option where it names a file; else the environment's; else the system's.
+Certificates chooseCertificates(const std::string& option, const Environment& environment,
+                                const std::string& systemRoot) {
+  if (!option.empty()) return {option, ""};
+  Certificates chosen{environment.certificateFile, environment.certificateDirectory};
+  if (chosen.file.empty() && chosen.directory.empty()) {
+    chosen.file = firstExisting(kCertificateFiles, systemRoot, S_IFREG);
+    if (chosen.file.empty()) {
+      chosen.directory = firstExisting(kCertificateDirectories, systemRoot, S_IFDIR);
     }
   }
   // A folder is searched with each connection, a file is parsed once and kept.
-  if (areTheSameCertificates(settings.caFile, settings.caDirectory)) settings.caDirectory.clear();
+  if (areTheSameCertificates(chosen.file, chosen.directory)) chosen.directory.clear();
+  return chosen;
 }
 
 }  // namespace
@@ -116,7 +121,12 @@ Environment Environment::read() {
 
 TransportSettings transportSettings(const Options& options, const Environment& environment) {
   TransportSettings settings;
-  chooseCertificates(options, environment, settings);
+  const Certificates servers = chooseCertificates(options.caFile, environment, options.systemRoot);
+  settings.caFile = servers.file;
+  settings.caDirectory = servers.directory;
+  const Certificates proxies = chooseCertificates(options.proxyCaFile, environment, options.systemRoot);
+  settings.proxyCaFile = proxies.file;
+  settings.proxyCaDirectory = proxies.directory;
   if (options.proxy.empty()) {
     settings.httpProxy = environment.httpProxy;
     settings.httpsProxy = environment.httpsProxy;

@@ -18,6 +18,7 @@
 #include "tidewell/posix/PosixFileManager.h"
 #include "tidewell/posix/PosixKeychain.h"
 #include "tidewell/posix/PosixUserDefaults.h"
+#include "tidewell/posix/Thread.h"
 #include "tidewell/posix/UrlSessionModule.h"
 #include "tidewell/posix/WorkerQueue.h"
 
@@ -50,7 +51,7 @@ struct PosixPlatform::State {
         bundles(options),
         clock(environment.timeZone, options.systemRoot),
         console(options.consoleSink),
-        workerMainQueue("tw-main"),
+        workerMainQueue("tw-main", WorkerQueue::WithoutThread::runAtOnce),
         globalQueue("tw-global"),
         presenter(options.screenSize),
         transport(makeTransport(transportSettings(options, environment))) {
@@ -172,6 +173,8 @@ std::string complaintAbout(const Options& options) {
 }
 
 PosixPlatform* install(Options options) {
+  // A plug-in may be closed while its completions are on their way.
+  keepLoaded(__builtin_return_address(0));
   std::string complaint = complaintAbout(options);
   if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
   if (complaint.empty()) {

@@ -49,6 +49,9 @@ struct Options {
   std::string caFile;
   /// A proxy (curl's syntax) in place of the environment's; "-" for none at all.
   std::string proxy;
+  /// A file of the certificates that an HTTPS proxy is trusted by; "" takes the environment's or the
+  /// system's, whatever `caFile` says: a proxy is the network's, not the backend's.
+  std::string proxyCaFile;
   std::vector<ConnectionOverride> connectionOverrides;
   /// Bodies of replies that are longer once decoded fail.
   std::size_t maximumBodyBytes = 16u << 20;
@@ -71,7 +74,8 @@ struct Options {
 /// thread may call any operation.
 ///
 /// In the child of a fork everything that needs no thread goes on working: files, user defaults, keychain,
-/// and a main queue that the host drains (it begins empty: what waited is the parent's to run).
+/// and a main queue that the host drains (it begins empty: what waited is the parent's to run). What the
+/// library's own thread would drain runs on the thread that brings it, requests fail at once.
 class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
  public:
   explicit PosixPlatform(Options options);
@@ -121,7 +125,8 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
 
 /// Makes the platform and puts it in force. Null, with one line on standard error that says why, for options
 /// without bundle identifier or version, for a `dataHome` that is not absolute, and where a platform is
-/// installed already (the first one stays).
+/// installed already (the first one stays). A plug-in that calls it stays loaded when it is closed, for its
+/// completions may be on their way.
 TIDEWELL_EXPORT PosixPlatform* install(Options options);
 
 }  // namespace tidewell::posix

@@ -31,11 +31,7 @@ void* runStart(void* argument) {
 
 /// A plug-in may be closed while its thread runs; unmapped code would take the host down.
 void keepLibraryLoaded() {
-  static const bool kept = [] {
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<void*>(&runStart), &info) == 0 || info.dli_fname == nullptr) return false;
-    return dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
-  }();
+  static const bool kept = keepLoaded(reinterpret_cast<const void*>(&runStart));
   static_cast<void>(kept);
 }
 
@@ -53,6 +49,12 @@ bool create(bool smallStack, Start* start) {
 }
 
 }  // namespace
+
+bool keepLoaded(const void* code) noexcept {
+  Dl_info info{};
+  if (dladdr(code, &info) == 0 || info.dli_fname == nullptr) return false;
+  return dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
+}
 
 bool startThread(const char* name, std::function<void()> run) noexcept {
   try {

@@ -11,4 +11,7 @@ namespace tidewell::posix {
 /// has no thread to give. Any thread; never raises.
 [[nodiscard]] bool startThread(const char* name, std::function<void()> run) noexcept;
 
+/// Keeps the library or plug-in that some code lies in loaded for the rest of the process.
+bool keepLoaded(const void* code) noexcept;
+
 }  // namespace tidewell::posix

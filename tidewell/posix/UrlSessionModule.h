@@ -17,7 +17,9 @@ namespace tidewell::posix {
 struct TransportSettings {
   std::string caFile;       ///< "" where none was found
   std::string caDirectory;  ///< "" where none was found
-  std::string httpProxy;    ///< for each scheme, curl's syntax; "" for none
+  std::string proxyCaFile;  ///< the same for an HTTPS proxy
+  std::string proxyCaDirectory;
+  std::string httpProxy;  ///< for each scheme, curl's syntax; "" for none
   std::string httpsProxy;
   std::string noProxy;
   std::vector<ConnectionOverride> connectionOverrides;

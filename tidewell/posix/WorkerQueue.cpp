@@ -48,17 +48,35 @@ void WorkerQueue::State::drain() {
   }
 }
 
-WorkerQueue::WorkerQueue(const char* threadName) : state_(std::make_shared<State>(threadName)) {}
+WorkerQueue::WorkerQueue(const char* threadName, WithoutThread withoutThread)
+    : withoutThread_(withoutThread), state_(std::make_shared<State>(threadName)) {}
 
 WorkerQueue::~WorkerQueue() = default;
 
 void WorkerQueue::async(std::function<void()> function) {
   if (tryAsync(function)) return;
+  if (withoutThread_ == WithoutThread::runAtOnce) return runAtOnce(std::move(function));
   function = nullptr;
   constinit static std::atomic<bool> reported{false};
   if (reported.exchange(true)) return;
   platform::report(std::string("Work is dropped: the thread ") + state_->threadName +
                    " cannot be started, or was lost in a fork");
+}
+
+/// What a function adds runs after it, as on the queue.
+void WorkerQueue::runAtOnce(std::function<void()> function) {
+  thread_local std::deque<std::function<void()>>* added = nullptr;
+  if (added != nullptr) return added->push_back(std::move(function));
+  std::deque<std::function<void()>> functions;
+  added = &functions;
+  const void* const before = std::exchange(currentQueue, state_.get());
+  functions.push_back(std::move(function));
+  while (!functions.empty()) {
+    platform::runReportingExceptions(functions.front());
+    functions.pop_front();
+  }
+  currentQueue = before;
+  added = nullptr;
 }
 
 bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {

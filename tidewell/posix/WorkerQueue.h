@@ -11,12 +11,16 @@ namespace tidewell::posix {
 /// A serial queue with a thread of its own, which starts with the first function, sleeps while there is
 /// nothing to do and never ends.
 ///
-/// In the child of a fork it has no thread any more, and lets go of what it is given; so it does where the
-/// system has no thread to give. That is reported once a process. Any thread.
+/// In the child of a fork it has no thread any more, nor where the system has none to give: what becomes of
+/// its functions then is said at the beginning, and reported once a process. Any thread.
 class WorkerQueue final : public platform::Queue {
  public:
+  enum class WithoutThread {
+    letGo,     ///< functions are dropped
+    runAtOnce  ///< they run on the thread that brings them: nobody waits for a completion that never comes
+  };
   /// The name of the thread: a literal of at most 15 characters.
-  explicit WorkerQueue(const char* threadName);
+  explicit WorkerQueue(const char* threadName, WithoutThread withoutThread = WithoutThread::letGo);
   ~WorkerQueue() override;
 
   void async(std::function<void()> function) override;
@@ -27,6 +31,9 @@ class WorkerQueue final : public platform::Queue {
 
  private:
   struct State;
+  void runAtOnce(std::function<void()> function);
+
+  const WithoutThread withoutThread_;
   std::shared_ptr<State> state_;
 };
 

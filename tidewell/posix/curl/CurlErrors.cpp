@@ -78,14 +78,20 @@ std::int64_t codeOf(CURLcode code, CURL* handle) {
   }
 }
 
-std::string trustedCertificates(const TransportSettings& settings) {
-  if (settings.caFile.empty() && settings.caDirectory.empty()) return "no CA file was found";
+std::string named(const std::string& file, const std::string& directory) {
+  if (file.empty() && directory.empty()) return "no CA file was found";
   std::string text;
-  if (!settings.caFile.empty()) text = "CA file " + settings.caFile;
-  if (!settings.caDirectory.empty()) {
-    text.append(text.empty() ? "" : ", ").append("CA folder ").append(settings.caDirectory);
-  }
+  if (!file.empty()) text = "CA file " + file;
+  if (!directory.empty()) text.append(text.empty() ? "" : ", ").append("CA folder ").append(directory);
   return text;
+}
+
+/// Whose certificate was not trusted, a proxy's or the server's, and by what.
+std::string trustedCertificates(CURL* handle, const TransportSettings& settings) {
+  long ofProxy = 0;
+  curl_easy_getinfo(handle, CURLINFO_PROXY_SSL_VERIFYRESULT, &ofProxy);
+  if (ofProxy != 0) return named(settings.proxyCaFile, settings.proxyCaDirectory) + " for the proxy";
+  return named(settings.caFile, settings.caDirectory);
 }
 
 bool isAboutTrust(CURLcode code) {
@@ -100,7 +106,7 @@ base::Error errorOfCurl(CURLcode code, CURL* handle, const char* detail, const T
                         urlCode == platform::kUrlErrorSecureConnectionFailed || isAboutTrust(code);
   if (!explains) return urlError(urlCode);
   std::string text = detail[0] != '\0' ? detail : curl_easy_strerror(code);
-  if (isAboutTrust(code)) text.append("; ").append(trustedCertificates(settings));
+  if (isAboutTrust(code)) text.append("; ").append(trustedCertificates(handle, settings));
   return urlError(urlCode, text);
 }
 

@@ -120,8 +120,8 @@ void CurlTransfer::setOnce() {
   curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   curl_easy_setopt(curl, CURLOPT_CAINFO, orNull(settings.caFile));
   curl_easy_setopt(curl, CURLOPT_CAPATH, orNull(settings.caDirectory));
-  curl_easy_setopt(curl, CURLOPT_PROXY_CAINFO, orNull(settings.caFile));
-  curl_easy_setopt(curl, CURLOPT_PROXY_CAPATH, orNull(settings.caDirectory));
+  curl_easy_setopt(curl, CURLOPT_PROXY_CAINFO, orNull(settings.proxyCaFile));
+  curl_easy_setopt(curl, CURLOPT_PROXY_CAPATH, orNull(settings.proxyCaDirectory));
   curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, -1L);
 
   // What arrives.
