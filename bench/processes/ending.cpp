@@ -1,0 +1,38 @@
+// A host that ends in the middle of requests and log lines: `process_ending PORT`, where somebody listens and
+// never answers. Prints the monotonic clock in nanoseconds as the last thing that it does.
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "tidewell/core/TWNetwork/TWNetworkRequest.h"
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+#include "tidewell/core/TidewellCore.h"
+#include "tidewell/posix/PosixPlatform.h"
+
+int main(int argc, char** argv) {
+  using namespace tidewell;
+  if (argc != 2) return 2;
+  posix::Options options;
+  options.bundleIdentifier = "org.example.ending";
+  options.version = "1.0";
+  options.proxy = "-";
+  options.consoleSink = [](std::string_view) {};
+  options.connectionOverrides.push_back(
+      {std::string(HOST_TDW_PROD_US), 443, "127.0.0.1", static_cast<std::uint16_t>(std::atoi(argv[1]))});
+  if (posix::install(options) == nullptr) return 3;
+  TidewellCore::sharedInstance().debug(TWLogLevelDebug);
+  TidewellCore::sharedInstance().initializeWithAppID("ENDING");
+  for (int i = 0; i < 16; ++i) {
+    TWNetworkRequest(TWServiceSendReports, std::nullopt, std::nullopt, std::nullopt, "x")
+        .executeRequestWithCompletionBlock(nullptr);
+  }
+  usleep(50'000);  // the transfer thread is in the middle of its handshakes
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  std::printf("%lld\n", static_cast<long long>(now.tv_sec) * 1'000'000'000 + now.tv_nsec);
+  return 0;
+}

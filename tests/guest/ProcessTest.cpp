@@ -1,0 +1,101 @@
+#include "guest/Guest.h"
+
+// Forks, programs that the host starts, signals, threads, descriptors.
+namespace tidewell::guest {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool kAddressSanitizer = __has_feature(address_sanitizer);
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
+TEST_F(GuestTest, AForkedChildAnswersFromItsRecordAndTheParentGoesOn) {
+  if (kAddressSanitizer)
+    GTEST_SKIP() << "its allocator may be locked for ever in the child of a process with threads";
+  const Outcome outcome = host({"fork", isLong() ? "200" : "30"}).end();
+  EXPECT_EQ(outcome.status, 0) << outcome.last();
+  EXPECT_EQ(count(outcome.err, "Requests fail in this process"), isLong() ? 200 : 30) << "one line a child";
+}
+
+TEST_F(GuestTest, AProgramThatTheHostStartsInheritsNoDescriptor) {
+  if (kAddressSanitizer)
+    GTEST_SKIP() << "its allocator may be locked for ever in the child of a process with threads";
+  const Outcome outcome = host({"exec"}).end();
+  EXPECT_EQ(outcome.status, 0) << outcome.last();
+}
+
+TEST_F(GuestTest, PeersThatCloseEarlyRaiseNoSignalAndNoHandlerIsChanged) {
+  std::string problem;
+  for (const char* kind : {"close", "reset", "truncation:2"}) {
+    backend.setFault(*testing::StandInFault::parse(std::string("service=2,kind=") + kind, problem));
+    std::array<int, 2> closed{};
+    ASSERT_EQ(pipe2(closed.data(), O_CLOEXEC), 0);
+    close(closed[0]);  // standard error has no reader
+    Host one({GUEST_HOST, "signals", "20"}, environment({"XDG_DATA_HOME=" + data + kind}), closed[1]);
+    close(closed[1]);
+    EXPECT_EQ(one.line(), "same") << kind;
+    const auto blocked = one.threads("SigBlk");
+    EXPECT_GE(blocked.size(), 3u);
+    for (const auto& [name, mask] : blocked) {
+      // Not SIGKILL and SIGSTOP, and not 32 and 33, which are the C library's.
+      EXPECT_EQ(mask, "\tfffffffe7ffbfeff") << name;
+    }
+    EXPECT_EQ(one.end().status, 0) << kind;
+  }
+}
+
+TEST_F(GuestTest, AThousandRequestsThroughEveryFaultLeaveDescriptorsThreadsAndMemoryAsTheyWere) {
+  Host one = host({"requests"});
+  ASSERT_EQ(one.line(), "ready");
+  std::string problem;
+  const auto throughEveryFault = [&] {
+    for (const char* kind :
+         {"status:500", "close", "reset", "truncation:2", "oversized:4194304", "gzip-bomb:33554432",
+          "not-json", "nesting:100000", "wrong-authority", "garbage"}) {
+      backend.setFault(*testing::StandInFault::parse(std::string("kind=") + kind, problem));
+      one.ask(isLong() ? "50" : "10");
+    }
+    backend.clearFaults();
+    one.ask("1");  // the last faults have closed the kept connections
+    for (int i = 0; i < 5000 && backend.openConnectionCount() > 1; ++i) usleep(1000);
+  };
+  throughEveryFault();
+  const auto descriptors = one.descriptorCount();
+  const auto threads = one.threads("Pid");
+  const auto resident = [&] {
+    const std::string text = bytesOf(one.proc("statm"));
+    return std::stol(text.substr(text.find(' '))) * sysconf(_SC_PAGESIZE);
+  };
+  const long memory = resident();
+  for (int i = 0; i < 2; ++i) throughEveryFault();
+  EXPECT_EQ(one.descriptorCount(), descriptors);
+  EXPECT_EQ(one.threads("Pid"), threads);
+  for (const auto& [name, ids] : threads) EXPECT_EQ(name.substr(0, 3), "tw-");
+  EXPECT_LE(threads.size(), 4u);
+  if (!kIsSanitized) {
+    EXPECT_LT(resident(), memory + (4L << 20));
+  }
+  EXPECT_EQ(one.end().status, 0);
+}
+
+TEST_F(GuestTest, ASmallStackOfTheHostsSuffices) {
+  const Outcome outcome = host({"small-stack", std::to_string((kIsSanitized ? 1024 : 128) << 10)}).end();
+  EXPECT_EQ(outcome.status, 0) << outcome.last();
+}
+
+TEST_F(GuestTest, NothingWakesUpAnIdleHost) {
+  Host one = host({"idle"});
+  ASSERT_EQ(one.line(), "idle");
+  usleep(300'000);  // the threads have gone to sleep, and the kept connection is quiet
+  const auto before = one.threads("ctxt_switches");
+  EXPECT_GE(before.size(), 4u);
+  sleep(isLong() ? 60 : 3);
+  EXPECT_EQ(one.threads("ctxt_switches"), before);
+  EXPECT_EQ(one.end().status, 0);
+}
+
+}  // namespace
+}  // namespace tidewell::guest
