@@ -25,7 +25,7 @@ std::vector<Campaign> makeCampaigns() {
       {"landing-page", "emblem-photos-symbolic", "The autumn harvest is in",
        "Rich landing page in the application",
        [] { TWCoreUtils::openRichLandingLink(url("https://shop.fjord.example/autumn")); }},
-      {"failed-page", "image-missing-symbolic", "A page that is gone",
+      {"failed-page", "dialog-warning-symbolic", "A page that is gone",
        "What the user sees when nobody answers",
        [] { TWCoreUtils::openRichLandingLink(url("https://gone.fjord.example/")); }},
       {"alert", "dialog-information-symbolic", "Order 4711 is ready", "One-button alert",

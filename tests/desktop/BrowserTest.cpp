@@ -200,8 +200,10 @@ TEST_F(Browser, SaysWhatIsWrongWithAPageThatCannotBeShown) {
   gtk_window_close(shownWindows().back());
   ASSERT_TRUE(waitForWindows(0));
   presenter_->showBrowser(url("https://elsewhere.example/"), {}, {});  // the proxy has no way there
-  EXPECT_TRUE(
-      waitUntil([&] { return shows(shownWindows().back(), "elsewhere.example could not be reached"); }));
+  ASSERT_TRUE(waitForWindows(1));
+  GtkWindow* const window = shownWindows()[0];
+  EXPECT_TRUE(waitUntil([&] { return shows(window, "elsewhere.example could not be reached"); }))
+      << textOn(window);
 }
 
 TEST_F(Browser, TriesAgainWhenAsked) {

@@ -150,7 +150,7 @@ void WebKitPage::reload() { load(requested_); }
 WebPageState WebKitPage::state() const {
   WebPageState state;
   const char* const address = webkit_web_view_get_uri(view_.get());
-  state.address = address ? address : requested_;
+  state.address = address && *address ? address : requested_;
   state.title = textOf(webkit_web_view_get_title(view_.get()));
   state.isSecure = webkit_web_view_get_tls_info(view_.get(), nullptr, nullptr) != FALSE;
   state.isLoading = webkit_web_view_is_loading(view_.get()) != FALSE;
@@ -187,8 +187,13 @@ bool WebKitPage::failed(const char* url, const GError* error) {
   // The next load stops the one before it; that is no failure.
   if (g_error_matches(error, WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED)) return true;
   if (error->domain == WEBKIT_POLICY_ERROR) {
-    // A download that was refused: what was there before stays.
-    if (!hasCommitted_) fail(WebPageFailure::Kind::notShowable, {});
+    // A response that was refused: what was there before stays. One that tells of an error is no file.
+    const bool isError = refusedStatus_ >= 400;
+    if (!hasCommitted_ && isError) {
+      fail(WebPageFailure::Kind::notReached, "The answer was status " + std::to_string(refusedStatus_) + ".");
+    } else if (!hasCommitted_) {
+      fail(WebPageFailure::Kind::notShowable, {});
+    }
     return true;
   }
   if (isWeb(url)) requested_ = url;
@@ -210,8 +215,10 @@ bool WebKitPage::untrusted(const char* url, GTlsCertificate* certificate) {
 
 bool WebKitPage::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type) {
   if (type == WEBKIT_POLICY_DECISION_TYPE_RESPONSE) {
-    if (webkit_response_policy_decision_is_mime_type_supported(WEBKIT_RESPONSE_POLICY_DECISION(decision)))
-      return false;
+    auto* const response = WEBKIT_RESPONSE_POLICY_DECISION(decision);
+    if (webkit_response_policy_decision_is_mime_type_supported(response)) return false;
+    refusedStatus_ =
+        webkit_uri_response_get_status_code(webkit_response_policy_decision_get_response(response));
     webkit_policy_decision_ignore(decision);
     return true;
   }

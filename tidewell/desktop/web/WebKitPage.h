@@ -45,6 +45,7 @@ class WebKitPage final : public WebPage {
   const Owned<WebKitWebView> view_;
   std::string requested_;  ///< the address that was asked for last
   bool hasCommitted_ = false;
+  guint refusedStatus_ = 0;  ///< of the response that was refused last
   guint timer_ = 0;
 };
 
