@@ -79,6 +79,8 @@ bench::Work askingBeside(std::shared_ptr<Companion> companion) {
 }
 
 void addGates() {
+  // Long turns: each begins by waiting for the companion.
+  const bench::Options beside{.turns = 15, .secondsPerTurn = 0.1};
   static const bench::BareLoad floor;
   const bench::Work load = [](std::size_t times) {
     while (times--) bench::keep(floor.answer());
@@ -94,11 +96,11 @@ void addGates() {
                askingBeside(std::make_shared<Companion>([] {
                  for (int times = 0; times < 1000; ++times) bench::keep(shared().isGeofenceServiceActive());
                })),
-               asking());
+               asking(), beside);
   bench::ratio("gate question beside merges / alone", 1.2,
                askingBeside(std::make_shared<Companion>(
                    [reply = base::Value(replyWithEvents(10))] { shared().updateConfigFromResponse(reply); })),
-               asking());
+               asking(), beside);
   static TWConfigManager large;
   bench::ratio(
       "gate question, 1,000,000 events / 10 events", 1.2,
