@@ -145,6 +145,8 @@ TEST_F(ConfigArchive, NoOptOutOfAnotherProcessIsLost) {
     EXPECT_TRUE(manager->tdwConfig()->userInAppOptedOut());
     EXPECT_EQ(manager->getDataRedirectionRegion(), TWDataRegionServ3);
   }
+  one.setDataTrackingOptedOut(true);
+  EXPECT_FALSE(one.isAccountActive()) << "what the server said to the other does not count here";
   other.setDataTrackingOptedOut(false);
   EXPECT_FALSE(TWConfigManager().tdwConfig()->dataTrackingOptedOut())
       << "what a process sets itself, it decides";
