@@ -171,6 +171,8 @@ struct TestingPlatform::State {
   std::shared_ptr<ManualQueue> sessionQueue = std::make_shared<ManualQueue>();
   ScriptedNetwork network;
   std::shared_ptr<ScriptedUrlSession> sharedSession = makeSession({});
+  ScriptedLinkOpener linkOpener{mainQueue};
+  ScriptedPresenter presenter{mainQueue};
 };
 
 TestingPlatform::TestingPlatform() : TestingPlatform(std::make_unique<State>(std::make_shared<Machine>())) {}
@@ -199,6 +201,8 @@ platform::Clock& TestingPlatform::clock() { return testClock(); }
 platform::Console& TestingPlatform::console() { return testConsole(); }
 platform::Queue& TestingPlatform::mainQueue() { return testMainQueue(); }
 platform::Queue& TestingPlatform::globalQueue() { return testGlobalQueue(); }
+platform::LinkOpener& TestingPlatform::linkOpener() { return testLinkOpener(); }
+platform::Presenter& TestingPlatform::presenter() { return testPresenter(); }
 platform::UrlSession& TestingPlatform::sharedUrlSession() { return *state_->sharedSession; }
 
 std::shared_ptr<platform::UserDefaults> TestingPlatform::userDefaultsWithSuiteName(std::string_view name) {
@@ -228,6 +232,8 @@ ManualQueue& TestingPlatform::testMainQueue() { return state_->mainQueue; }
 ManualQueue& TestingPlatform::testGlobalQueue() { return state_->globalQueue; }
 ManualQueue& TestingPlatform::testSessionQueue() { return *state_->sessionQueue; }
 ScriptedNetwork& TestingPlatform::testNetwork() { return state_->network; }
+ScriptedLinkOpener& TestingPlatform::testLinkOpener() { return state_->linkOpener; }
+ScriptedPresenter& TestingPlatform::testPresenter() { return state_->presenter; }
 
 std::size_t TestingPlatform::runUntilIdle() {
   std::size_t total = 0;

@@ -13,6 +13,8 @@
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/platform/Platform.h"
+#include "tidewell/testing/ScriptedLinkOpener.h"
+#include "tidewell/testing/ScriptedPresenter.h"
 
 namespace tidewell::testing {
 
@@ -229,7 +231,11 @@ class TIDEWELL_EXPORT ScriptedNetwork {
 };
 
 /// A machine in the hands of a test: virtual clock, scripted network, queues that run when told, defaults,
-/// keychain and files in memory with faults, a console that keeps its lines.
+/// keychain and files in memory with faults, other programs and a screen that do what they are told, a
+/// console that keeps its lines.
+///
+/// What is presented reaches the screen on the main queue: with the next `runUntilIdle`, where a test
+/// presents on a thread of its own.
 ///
 /// Nothing happens behind the test's back: no thread, no disk, no network. Hosts use it to see what their own
 /// code does when the SDK says no.
@@ -242,7 +248,7 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
   static std::shared_ptr<TestingPlatform> install();
   /// The process ends and starts anew on the same machine: makes the next platform and puts it in force. It
   /// shares this one's defaults (without what was not synchronised), files, keychain, device, bundles and
-  /// clock; its queues, network and console are new.
+  /// clock; its queues, network, link opener, presenter and console are new.
   std::shared_ptr<TestingPlatform> restart();
 
   [[nodiscard]] platform::UserDefaults& standardUserDefaults() override;
@@ -260,6 +266,8 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
       platform::UrlSessionConfiguration configuration) override;
   [[nodiscard]] platform::UrlSession& sharedUrlSession() override;
   [[nodiscard]] bool hasModernLinkOpening() const override;
+  [[nodiscard]] platform::LinkOpener& linkOpener() override;
+  [[nodiscard]] platform::Presenter& presenter() override;
 
   // The same parts with the handles of a test.
   [[nodiscard]] MemoryUserDefaults& testDefaults();
@@ -277,6 +285,8 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
   /// The serial queue on which completions of every session come.
   [[nodiscard]] ManualQueue& testSessionQueue();
   [[nodiscard]] ScriptedNetwork& testNetwork();
+  [[nodiscard]] ScriptedLinkOpener& testLinkOpener();
+  [[nodiscard]] ScriptedPresenter& testPresenter();
   void setModernLinkOpening(bool modern);
 
   /// Runs all three queues until none has anything left. How many functions ran. Never returns where

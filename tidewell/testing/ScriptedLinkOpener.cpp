@@ -1,0 +1,64 @@
+#include "tidewell/testing/ScriptedLinkOpener.h"
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace tidewell::testing {
+
+struct ScriptedLinkOpener::State {
+  explicit State(platform::Queue& onQueue) : queue(onQueue) {}
+
+  /// Keeps the call; what the script says of its URL.
+  LinkAnswer take(LinkOperation operation, const std::optional<base::Url>& url) {
+    const std::lock_guard lock(mutex);
+    calls.push_back({operation, url});
+    const auto found = url ? answers.find(url->absoluteString()) : answers.end();
+    return found == answers.end() ? otherwise : found->second;
+  }
+
+  platform::Queue& queue;
+  std::mutex mutex;
+  std::map<std::string, LinkAnswer, std::less<>> answers;
+  LinkAnswer otherwise;
+  std::vector<LinkCall> calls;
+};
+
+ScriptedLinkOpener::ScriptedLinkOpener(platform::Queue& mainQueue)
+    : state_(std::make_unique<State>(mainQueue)) {}
+ScriptedLinkOpener::~ScriptedLinkOpener() = default;
+
+bool ScriptedLinkOpener::canOpenURL(const std::optional<base::Url>& url) {
+  return state_->take(LinkOperation::canOpen, url).canOpen;
+}
+
+void ScriptedLinkOpener::openURL(const base::Url& url, platform::OpenOptions options,
+                                 std::function<void(bool)> completion) {
+  const bool universal = options.universalLinksOnly;
+  const LinkAnswer answer = state_->take(universal ? LinkOperation::openUniversal : LinkOperation::open, url);
+  if (!completion) return;
+  const bool success = universal ? answer.isClaimed : answer.opens;
+  state_->queue.async([completion = std::move(completion), success] { completion(success); });
+}
+
+bool ScriptedLinkOpener::openURL(const base::Url& url) {
+  return state_->take(LinkOperation::legacyOpen, url).opens;
+}
+
+void ScriptedLinkOpener::setAnswer(std::string_view url, LinkAnswer answer) {
+  const std::lock_guard lock(state_->mutex);
+  state_->answers.insert_or_assign(std::string(url), answer);
+}
+
+void ScriptedLinkOpener::setDefaultAnswer(LinkAnswer answer) {
+  const std::lock_guard lock(state_->mutex);
+  state_->otherwise = answer;
+}
+
+std::vector<LinkCall> ScriptedLinkOpener::takeCalls() {
+  const std::lock_guard lock(state_->mutex);
+  return std::exchange(state_->calls, {});
+}
+
+}  // namespace tidewell::testing

@@ -1,0 +1,147 @@
+#include "tidewell/testing/ScriptedPresenter.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <utility>
+
+namespace tidewell::testing {
+namespace {
+
+using platform::Shown;
+
+/// Once in the life of the process, whichever presenter asks.
+Shown nextShown() {
+  static std::atomic<std::uint64_t> last{0};
+  return static_cast<Shown>(++last);
+}
+
+struct Item {
+  OnScreen what;
+  std::function<void(std::size_t)> chosen;
+  std::function<void()> didFinish;
+
+  /// Tells the application that it went without its doing.
+  void tell(platform::Queue& queue, std::size_t choice) {
+    if (chosen) queue.async([chosen = std::move(chosen), choice] { chosen(choice); });
+    queue.async(std::move(didFinish));
+  }
+};
+
+}  // namespace
+
+struct ScriptedPresenter::State {
+  explicit State(platform::Queue& onQueue) : queue(onQueue) {}
+
+  Shown add(Item item) {
+    const std::lock_guard lock(mutex);
+    if (screenSize == platform::ScreenSize{}) return Shown::nothing;
+    const bool isUp = std::any_of(items.begin(), items.end(),
+                                  [&](const Item& each) { return each.what.shown == item.what.above; });
+    if (!isUp) item.what.above = Shown::nothing;
+    item.what.shown = nextShown();
+    items.push_back(std::move(item));
+    return items.back().what.shown;
+  }
+
+  /// Takes a thing off the screen, and what is above it: from the bottom up, none where it is not there.
+  /// Under the mutex.
+  std::vector<Item> take(Shown shown) {
+    std::vector<Item> taken;
+    for (auto each = items.begin(); each != items.end();) {  // what is above comes later
+      const bool goes = each->what.shown == shown ||
+                        std::any_of(taken.begin(), taken.end(),
+                                    [&](const Item& below) { return below.what.shown == each->what.above; });
+      if (goes) taken.push_back(std::move(*each));
+      each = goes ? items.erase(each) : std::next(each);
+    }
+    return taken;
+  }
+
+  /// The user does something to what `fits`. The items that go, none where there is no such thing.
+  template <class Fits>
+  std::vector<Item> takeWhere(Shown shown, Fits fits) {
+    const std::lock_guard lock(mutex);
+    const auto found =
+        std::find_if(items.begin(), items.end(), [&](const Item& each) { return each.what.shown == shown; });
+    if (found == items.end() || !fits(found->what)) return {};
+    return take(shown);
+  }
+
+  platform::Queue& queue;
+  mutable std::mutex mutex;
+  platform::ScreenSize screenSize{375, 812};
+  std::vector<Item> items;
+  std::vector<Dismissal> dismissals;
+};
+
+ScriptedPresenter::ScriptedPresenter(platform::Queue& mainQueue)
+    : state_(std::make_unique<State>(mainQueue)) {}
+ScriptedPresenter::~ScriptedPresenter() = default;
+
+Shown ScriptedPresenter::showAlert(platform::AlertContent content, std::function<void(std::size_t)> chosen,
+                                   Shown above) {
+  return state_->add({{Shown::nothing, above, std::move(content), std::nullopt}, std::move(chosen), {}});
+}
+
+Shown ScriptedPresenter::showBrowser(const base::Url& url, platform::BrowserEvents events, Shown above) {
+  return state_->add({{Shown::nothing, above, std::nullopt, url}, {}, std::move(events.didFinish)});
+}
+
+void ScriptedPresenter::dismiss(Shown shown, bool animated, std::function<void()> done) {
+  std::vector<Item> taken;  // dies unlocked: it holds the application's functions
+  {
+    const std::lock_guard lock(state_->mutex);
+    taken = state_->take(shown);
+    for (const Item& each : taken) state_->dismissals.push_back({each.what.shown, animated});
+  }
+  state_->queue.async(std::move(done));
+}
+
+platform::ScreenSize ScriptedPresenter::screenSize() {
+  const std::lock_guard lock(state_->mutex);
+  return state_->screenSize;
+}
+
+std::vector<OnScreen> ScriptedPresenter::onScreen() const {
+  const std::lock_guard lock(state_->mutex);
+  std::vector<OnScreen> result;
+  for (const Item& each : state_->items) result.push_back(each.what);
+  return result;
+}
+
+std::vector<ScriptedPresenter::Dismissal> ScriptedPresenter::dismissals() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->dismissals;
+}
+
+bool ScriptedPresenter::choose(Shown alert, std::size_t index) {
+  std::vector<Item> taken = state_->takeWhere(
+      alert, [&](const OnScreen& what) { return what.alert && index < what.alert->actions.size(); });
+  for (Item& each : taken) each.tell(state_->queue, each.what.shown == alert ? index : kNoAction);
+  return !taken.empty();
+}
+
+bool ScriptedPresenter::close(Shown page) {
+  std::vector<Item> taken =
+      state_->takeWhere(page, [](const OnScreen& what) { return what.page.has_value(); });
+  for (Item& each : taken) each.tell(state_->queue, kNoAction);
+  return !taken.empty();
+}
+
+void ScriptedPresenter::closeWindow() {
+  std::vector<Item> taken;
+  {
+    const std::lock_guard lock(state_->mutex);
+    taken.swap(state_->items);
+  }
+  for (Item& each : taken) each.tell(state_->queue, kNoAction);
+}
+
+void ScriptedPresenter::setScreenSize(platform::ScreenSize size) {
+  const std::lock_guard lock(state_->mutex);
+  state_->screenSize = size;
+}
+
+}  // namespace tidewell::testing
