@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/platform/SFSafariViewControllerDelegate.h"
+#include "tidewell/platform/UIAlertController.h"
+#include "tidewell/platform/UINavigationController.h"
+#include "tidewell/platform/UITabBarController.h"
+#include "tidewell/testing/TestingPlatform.h"
+
+namespace tidewell::platform {
+namespace {
+
+using runtime::make;
+using Controller = std::shared_ptr<UIViewController>;
+using Lines = std::vector<std::string>;
+
+Lines& heard() {
+  static base::NeverDestroyed<Lines> lines;
+  return *lines;
+}
+
+class ViewControllerTest : public ::testing::Test {
+ protected:
+  ViewControllerTest() {
+    setReporter([](std::string_view text) { heard().emplace_back(text); });
+  }
+  static Controller plain() { return make<UIViewController>(); }
+  static std::shared_ptr<SFSafariViewController> page() {
+    return make<SFSafariViewController>(base::Url::URLWithString("https://shop.example/"));
+  }
+  std::size_t onScreen() {
+    platform->runUntilIdle();
+    return platform->testPresenter().onScreen().size();
+  }
+  static std::function<void()> note(std::string what) {
+    return [what = std::move(what)] { heard().push_back(what); };
+  }
+
+  const std::shared_ptr<testing::TestingPlatform> platform = testing::TestingPlatform::install();
+  const Controller root = make<UIViewController>();
+};
+
+TEST_F(ViewControllerTest, DismissingTakesAwayAllThatIsAbove) {
+  const Controller first = plain(), second = page(), third = plain();
+  root->presentViewController(first, true, note("first is up"));
+  first->presentViewController(second, true, note("second is up"));
+  second->presentViewController(third, true);
+  third->presentViewController(page(), true);
+  EXPECT_EQ(heard(), Lines()) << "completions come later";
+  EXPECT_EQ(onScreen(), 2u);
+  EXPECT_EQ(heard(), (Lines{"first is up", "second is up"}));
+  EXPECT_EQ(platform->testPresenter().onScreen()[1].above, platform->testPresenter().onScreen()[0].shown);
+
+  third->dismissViewControllerAnimated(true);  // what it presents
+  EXPECT_EQ(onScreen(), 1u);
+  EXPECT_EQ(second->presentedViewController(), third);
+  third->dismissViewControllerAnimated(true);  // itself
+  EXPECT_EQ(second->presentedViewController(), nullptr);
+  second->presentViewController(third, true);
+  second->dismissViewControllerAnimated(true, note("second is away"));  // a page: always itself
+  EXPECT_EQ(onScreen(), 0u);
+  EXPECT_EQ(first->presentedViewController(), nullptr);
+  EXPECT_EQ(third->presentingViewController(), nullptr);
+  root->dismissViewControllerAnimated(true, note("first is away"));
+  root->dismissViewControllerAnimated(true, note("nothing was there"));
+  EXPECT_EQ(onScreen(), 0u);
+  EXPECT_EQ(root->presentedViewController(), nullptr);
+  EXPECT_EQ(heard(),
+            (Lines{"first is up", "second is up", "second is away", "first is away", "nothing was there"}));
+}
+
+TEST_F(ViewControllerTest, WhatIsWovenInAlreadyCannotBePresentedOrContainedAgain) {
+  const Controller above = plain(), outer = plain(), other = plain();
+  root->presentViewController(above, true);
+  outer->addChildViewController(root);
+  for (const Controller& active : {above, root, outer, Controller()})
+    EXPECT_THROW(above->presentViewController(active, true), base::Exception);
+  EXPECT_THROW(other->presentViewController(above, true), base::Exception);
+  for (const Controller& wrong : {outer, root, Controller()})
+    EXPECT_THROW(root->addChildViewController(wrong), base::Exception);
+  other->addChildViewController(root);
+  EXPECT_EQ(outer->childViewControllers().size(), 0u);
+  EXPECT_EQ(root->parentViewController(), other);
+}
+
+TEST_F(ViewControllerTest, ASecondPresentationIsReportedUnlessAnAlertIsInTheWay) {
+  const auto alert = make<UIAlertController>("title", std::nullopt);
+  root->presentViewController(alert, true);
+  EXPECT_EQ(root->presentedViewController(), alert);
+  const Controller first = plain();
+  root->presentViewController(first, true);
+  EXPECT_EQ(root->presentedViewController(), first);
+  root->presentViewController(page(), true, note("never"));
+  EXPECT_EQ(onScreen(), 1u);
+  ASSERT_EQ(heard().size(), 1u);
+  EXPECT_NE(heard()[0].find("which is already presenting <UIViewController: 0x"), std::string::npos)
+      << heard()[0];
+  root->dismissViewControllerAnimated(true);
+  EXPECT_EQ(root->presentedViewController(), alert) << "it stayed above";
+}
+
+TEST_F(ViewControllerTest, AContainerPresentsForWhatItContains) {
+  const auto navigation = make<UINavigationController>(root);
+  const Controller above = plain();
+  root->presentViewController(above, true);
+  EXPECT_EQ(navigation->presentedViewController(), above);
+  EXPECT_EQ(root->presentedViewController(), above);
+  EXPECT_EQ(above->presentingViewController(), navigation);
+  root->dismissViewControllerAnimated(true);
+  EXPECT_EQ(navigation->presentedViewController(), nullptr);
+
+  EXPECT_THROW(navigation->pushViewController(root, true), base::Exception);
+  EXPECT_EQ(navigation->popViewControllerAnimated(true), nullptr);
+  navigation->pushViewController(above, true);
+  EXPECT_EQ(navigation->popViewControllerAnimated(true), above);
+  EXPECT_EQ(navigation->topViewController(), root);
+  const auto tabs = make<UITabBarController>();
+  EXPECT_THROW(tabs->setSelectedViewController(root), base::Exception);
+  tabs->setViewControllers({above, root});
+  tabs->setSelectedViewController(root);
+  tabs->setViewControllers({above});
+  EXPECT_EQ(tabs->selectedViewController(), above) << "the selected one is not there any more";
+}
+
+TEST_F(ViewControllerTest, TheUsersChoiceReachesItsActionOnce) {
+  const auto alert = make<UIAlertController>("title", "message");
+  const auto action = [](const char* title, AlertActionStyle style) {
+    return UIAlertAction::actionWithTitle(title, style,
+                                          [](UIAlertAction& chosen) { heard().push_back(*chosen.title()); });
+  };
+  alert->addAction(action("Keep", AlertActionStyle::cancel));
+  alert->addAction(action("Delete", AlertActionStyle::destructive));
+  EXPECT_THROW(alert->addAction(action("No", AlertActionStyle::cancel)), base::Exception);
+  EXPECT_THROW(alert->addAction(nullptr), base::Exception);
+  for (int time = 0; time < 2; ++time) {
+    root->presentViewController(alert, true);
+    ASSERT_EQ(onScreen(), 1u);
+    const Shown shown = platform->testPresenter().onScreen()[0].shown;
+    EXPECT_FALSE(platform->testPresenter().choose(shown, 2));
+    EXPECT_TRUE(platform->testPresenter().choose(shown, 1));
+    EXPECT_FALSE(platform->testPresenter().choose(shown, 0));
+    EXPECT_EQ(onScreen(), 0u);
+    EXPECT_EQ(alert->presentingViewController(), nullptr);
+  }
+  EXPECT_EQ(heard(), (Lines{"Delete", "Delete"}));
+}
+
+TEST_F(ViewControllerTest, APageWhoseDelegateIsGoneDismissesItself) {
+  class Listening : public SFSafariViewControllerDelegate {
+   public:
+    void safariViewControllerDidFinish(SFSafariViewController&) override { heard().push_back("finished"); }
+  };
+  auto delegate = make<Listening>();
+  const auto close = [this] {
+    EXPECT_EQ(onScreen(), 1u);
+    platform->testPresenter().close(platform->testPresenter().onScreen()[0].shown);
+    EXPECT_EQ(onScreen(), 0u);
+  };
+  const auto shop = page();
+  shop->setDelegate(delegate);
+  root->presentViewController(shop, true);
+  close();
+  EXPECT_EQ(heard(), Lines{"finished"});
+  EXPECT_EQ(root->presentedViewController(), shop) << "until the delegate dismisses it";
+  shop->dismissViewControllerAnimated(true);
+  delegate = nullptr;
+  root->presentViewController(shop, true);
+  close();
+  EXPECT_EQ(root->presentedViewController(), nullptr);
+}
+
+TEST_F(ViewControllerTest, WhatNobodyOwnsIsNotLeftOnTheScreen) {
+  Controller owner = plain();
+  const auto kept = page();
+  owner->presentViewController(kept, true);
+  kept->presentViewController(page(), true);
+  EXPECT_EQ(onScreen(), 2u);
+  owner = nullptr;
+  EXPECT_EQ(onScreen(), 2u);
+  EXPECT_EQ(kept->presentingViewController(), nullptr);
+  kept->dismissViewControllerAnimated(true);
+  EXPECT_EQ(onScreen(), 0u);
+
+  root->presentViewController(page(), true);  // dismissed before, and while, it is shown
+  root->dismissViewControllerAnimated(true);
+  root->presentViewController(kept, true);
+  EXPECT_EQ(onScreen(), 1u);
+  {
+    Controller last = plain();
+    last->presentViewController(page(), true);
+    EXPECT_EQ(onScreen(), 2u);
+  }
+  EXPECT_EQ(onScreen(), 1u);
+}
+
+TEST_F(ViewControllerTest, OtherThreadsDoNoHarm) {
+  setReporter(nullptr);  // one of them is always in the other's way
+  std::atomic<int> running{2};
+  std::vector<std::thread> threads;
+  for (const bool isPage : {false, true})
+    threads.emplace_back([&, isPage] {
+      for (int i = 0; i < 200; ++i) {
+        const Controller mine = isPage ? Controller(page()) : plain();
+        root->presentViewController(mine, true);
+        mine->presentViewController(page(), false);
+        root->dismissViewControllerAnimated(false);
+      }
+      --running;
+    });
+  threads.emplace_back([&] {
+    while (running > 0)
+      for (Controller each = root; each; each = each->presentedViewController())
+        static_cast<void>(each->presentingViewController());
+  });
+  while (running > 0) platform->testMainQueue().runOne();
+  for (std::thread& each : threads) each.join();
+  root->dismissViewControllerAnimated(true);
+  EXPECT_EQ(onScreen(), 0u);
+  EXPECT_EQ(root->presentedViewController(), nullptr);
+}
+
+}  // namespace
+}  // namespace tidewell::platform
