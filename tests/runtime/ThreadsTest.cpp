@@ -12,15 +12,20 @@ namespace {
 
 using namespace delegates;
 
-/// Runs each of the functions over and over on a thread of its own while `body` runs.
+/// Runs each of the functions over and over on a thread of its own while `body` runs; each has run once by
+/// then.
 void meanwhile(const std::vector<std::function<void()>>& functions, const std::function<void()>& body) {
+  std::atomic<std::size_t> underWay{0};
   std::atomic<bool> ends{false};
   std::vector<std::thread> threads;
   for (const auto& function : functions) {
     threads.emplace_back([&] {
+      function();
+      ++underWay;
       while (!ends) function();
     });
   }
+  while (underWay < functions.size()) std::this_thread::yield();
   body();
   ends = true;
   for (std::thread& thread : threads) thread.join();
