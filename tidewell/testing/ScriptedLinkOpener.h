@@ -28,6 +28,7 @@ enum class LinkOperation : std::uint8_t {
   legacyOpen,     ///< the `openURL` that answers at once
 };
 
+/// One call of the link opener.
 struct LinkCall {
   LinkOperation operation;
   std::optional<base::Url> url;
