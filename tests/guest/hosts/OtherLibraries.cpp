@@ -12,7 +12,8 @@ namespace {
 }
 }  // namespace
 
-namespace fmt::inline v9 {
+namespace fmt {
+inline namespace v9 {
 class HOSTS_OWN format_error {
  public:
   explicit format_error(const char*);
@@ -33,7 +34,8 @@ void throw_format_error(const char*) { foreignCall("fmt"); }
 HOSTS_OWN int count_digits(unsigned long);
 int count_digits(unsigned long) { foreignCall("fmt"); }
 }  // namespace detail
-}  // namespace fmt::inline v9
+}  // namespace v9
+}  // namespace fmt
 
 namespace rapidjson {
 class HOSTS_OWN CrtAllocator {
