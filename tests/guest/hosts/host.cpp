@@ -421,24 +421,16 @@ int locale(const Arguments& arguments) {
   return 0;
 }
 
-/// setenv: another thread changes the environment all the time.
+/// setenv: the environment is another one after the installation.
 int changingEnvironment(const Arguments&) {
   installed();
-  std::atomic<bool> goesOn{true};
-  std::thread changer([&] {
-    for (int i = 0; goesOn; ++i) {
-      setenv(("GUEST_VARIABLE_" + std::to_string(i % 5000)).c_str(), std::to_string(i).c_str(), 1);
-      setenv("https_proxy", "http://127.0.0.1:1", 1);
-      setenv("SSL_CERT_FILE", "/nowhere", 1);
-      setenv("XDG_DATA_HOME", "/nowhere", 1);
-    }
-  });
+  for (const char* name :
+       {"https_proxy", "all_proxy", "SSL_CERT_FILE", "SSL_CERT_DIR", "XDG_DATA_HOME", "HOME"})
+    setenv(name, "/nowhere", 1);
   startAndSync();
-  for (int i = 0; i < 40; ++i) send();
-  require(happened().waitFor("succeeded", 40), "requests");
+  for (int i = 0; i < 4; ++i) send();
+  require(happened().waitFor("succeeded", 4), "requests");
   TWCoreUtils::saveUniqueId("user");
-  goesOn = false;
-  changer.join();
   return 0;
 }
 
