@@ -186,7 +186,7 @@ TEST_F(UrlSessionTest, ADaemonThatForksBeforeItsFirstRequestWorks) {
 }
 
 TEST_F(UrlSessionTest, AProcessMayEndAtAnyMomentOfItsTransfers) {
-  if (kAddressSanitizer) GTEST_SKIP() << kForkBesideThreads;
+  if (kAddressSanitizer || kThreadSanitizer) GTEST_SKIP() << kForkBesideThreads;
   for (int run = 0; run < 30; ++run) {
     backend.setFault(fault(run % 2 == 0 ? "kind=drip:1" : "kind=status:200"));
     EXPECT_EQ(7, inChild([&] {
