@@ -13,10 +13,10 @@
 
 namespace tidewell::guest {
 
-int Machine::openError = 0;
+std::atomic<int> Machine::openError{0};
 char Machine::faultyPath[256] = "";
-int Machine::opens = 0;
-std::int64_t Machine::wallClockStep = 0;
+std::atomic<int> Machine::opens{0};
+std::atomic<std::int64_t> Machine::wallClockStep{0};
 
 }  // namespace tidewell::guest
 

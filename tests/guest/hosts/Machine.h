@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace tidewell::guest {
@@ -8,12 +9,12 @@ namespace tidewell::guest {
 /// itself, and the libraries find those first.
 struct Machine {
   /// Opening a file whose path holds `fault` fails with this error; 0 for none.
-  static int openError;
-  static char faultyPath[256];
+  static std::atomic<int> openError;
+  static char faultyPath[256];  ///< set before `openError`
   /// How often a file below XDG_DATA_HOME was opened.
-  static int opens;
+  static std::atomic<int> opens;
   /// Seconds that the wall clock is ahead.
-  static std::int64_t wallClockStep;
+  static std::atomic<std::int64_t> wallClockStep;
 };
 
 }  // namespace tidewell::guest
