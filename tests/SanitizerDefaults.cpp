@@ -5,9 +5,10 @@ extern "C" {
 const char* __tsan_default_suppressions();
 const char* __tsan_default_suppressions() {
   // ICU is not built with ThreadSanitizer, which so does not see how its one-time initialisations are
-  // ordered.
+  // ordered. Nor is OpenSSL, which takes its locks apart when the process ends.
   return "race:libicuuc.so\n"
-         "race:libicui18n.so\n";
+         "race:libicui18n.so\n"
+         "race:libcrypto.so\n";
 }
 
 const char* __tsan_default_options();
