@@ -6,8 +6,6 @@
 
 #include "Ratio.h"
 #include "runtime/Peers.h"
-#include "tidewell/base/Data.h"
-#include "tidewell/runtime/Associations.h"
 #include "tidewell/runtime/Invocation.h"
 #include "tidewell/runtime/Make.h"
 #include "tidewell/runtime/Observing.h"

@@ -21,6 +21,13 @@ Lines& heard() {
   return lines;
 }
 
+bool hearFromSource(const base::Url& url, const std::optional<std::string>& source,
+                    const base::Value& annotation) {
+  heard().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
+                    annotation.description());
+  return true;
+}
+
 /// Hears of opened URLs with options.
 class Modern : public UIApplicationDelegate {
  public:
@@ -34,9 +41,7 @@ class Both : public Modern {
  public:
   bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
                          const base::Value& annotation) override {
-    heard().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
-                      annotation.description());
-    return true;
+    return hearFromSource(url, source, annotation);
   }
 };
 /// Hears of them in the older way only, of notifications without a handler, and keeps a handler.
@@ -44,9 +49,7 @@ class Old : public UIApplicationDelegate {
  public:
   bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
                          const base::Value& annotation) override {
-    heard().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
-                      annotation.description());
-    return true;
+    return hearFromSource(url, source, annotation);
   }
   void didReceiveRemoteNotification(UIApplication&, const base::Dictionary& userInfo) override {
     heard().push_back("notification " + userInfo.objectForKey("alert").description());

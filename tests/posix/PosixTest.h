@@ -59,7 +59,7 @@ inline constexpr bool kAddressSanitizer = false;
 inline constexpr bool kAddressSanitizer = false;
 #endif
 
-/// The same for ThreadSanitizer, under which one such child in some hundred does not come to its end.
+/// The same for ThreadSanitizer, under which such a child was seen not to come to its end.
 #if defined(__SANITIZE_THREAD__)
 inline constexpr bool kThreadSanitizer = true;
 #elif defined(__has_feature)

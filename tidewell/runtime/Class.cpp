@@ -39,7 +39,6 @@ Class* allocateClassPair(Class* superclass, std::string_view name, std::size_t e
 }
 void registerClassPair(Class& made) { Registry::shared().registerPair(made); }
 Class* classNamed(std::string_view name) { return Registry::shared().named(name); }
-std::size_t registeredClassCount() { return Registry::shared().registeredCount(); }
 
 bool addMethod(Class& to, Selector selector, const Method& from) {
   return Registry::shared().addMethod(to, selector, from);

@@ -64,6 +64,9 @@ class TIDEWELL_EXPORT Class final : public Object {
   /// The property of that name of the class or the nearest above it; null where there is none. Valid for
   /// ever.
   [[nodiscard]] const Property* property(std::string_view name) const;
+  /// A new object of the class. Raises where the class is not registered, or its native type cannot be made
+  /// without arguments.
+  [[nodiscard]] Ref newInstance();
 
  private:
   friend class Registry;
@@ -85,11 +88,6 @@ class TIDEWELL_EXPORT Class final : public Object {
   std::atomic<bool> isRegistered_{false};
   mutable MethodCache cache_;
   std::unique_ptr<ClassContents> contents_;  ///< under the registry's lock
-
- public:
-  /// A new object of the class. Raises where the class is not registered, or its native type cannot be made
-  /// without arguments.
-  [[nodiscard]] Ref newInstance();
 };
 
 // Classes made at run time. They answer null or NO for what is taken or there already; all raise
@@ -105,8 +103,6 @@ TIDEWELL_EXPORT void registerClassPair(Class& made);
 /// The registered class of a name; null where there is none. A class of a C++ type is there once
 /// `classOf<T>()` was called.
 [[nodiscard]] TIDEWELL_EXPORT Class* classNamed(std::string_view name);
-/// The number of registered classes.
-[[nodiscard]] TIDEWELL_EXPORT std::size_t registeredClassCount();
 
 /// Adds the implementation of `from` under a selector. NO where the class itself (not one above it) has a
 /// method of that selector. Takes effect at once, in the classes below it, too. Raises where the function

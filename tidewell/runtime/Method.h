@@ -31,11 +31,6 @@ class TIDEWELL_EXPORT Method {
   /// What a function with captures reads them from.
   [[nodiscard]] const void* state() const noexcept { return state_; }
 
-  /// Whether this is the same implementation, whatever the selector: as comparing implementation pointers.
-  [[nodiscard]] bool hasImplementationOf(const Method& other) const noexcept {
-    return function_ == other.function_ && state_ == other.state_;
-  }
-
   /// The function with its type on. The caller has compared the signature.
   template <class R, class... P>
   CanonicalResult<R> callUnchecked(Object& self, Canonical<P>... arguments) const {

@@ -93,12 +93,6 @@ Class* Registry::named(std::string_view name) {
   return found != byName_.end() && found->second->isRegistered() ? found->second : nullptr;
 }
 
-std::size_t Registry::registeredCount() {
-  const std::scoped_lock lock(mutex_);
-  return static_cast<std::size_t>(std::count_if(
-      byName_.begin(), byName_.end(), [](const auto& entry) { return entry.second->isRegistered(); }));
-}
-
 std::string Registry::freeName(std::string_view name) const {
   std::string free(name);
   for (int number = 2; byName_.contains(free); ++number)
@@ -122,7 +116,7 @@ Registry::Declaration& Registry::begin(const NativeType& type, Class& superclass
   return declaration;
 }
 
-void Registry::complete(Declaration& declaration, const NativeType&, ClassDescription description) {
+void Registry::complete(Declaration& declaration, ClassDescription description) {
   Class& declared = *declaration.declared;
   for (const ClassDescription::MethodEntry& entry : description.methods) {
     const Method method(entry.selector, entry.function, *entry.signature,
@@ -159,7 +153,7 @@ Class& Registry::declare(const NativeType& type) {
   type.describe(description);
 
   const std::scoped_lock lock(mutex_);
-  if (!declaration->isComplete) complete(*declaration, type, std::move(description));
+  if (!declaration->isComplete) complete(*declaration, std::move(description));
   type.classOfType->store(declaration->declared, std::memory_order_release);
   return *declaration->declared;
 }

@@ -34,7 +34,6 @@ class Registry {
   [[nodiscard]] Class* allocate(Class* superclass, std::string_view name, std::size_t extraBytes);
   void registerPair(Class& made);
   [[nodiscard]] Class* named(std::string_view name);
-  [[nodiscard]] std::size_t registeredCount();
 
   [[nodiscard]] Class& declare(const NativeType& type);
 
@@ -61,7 +60,7 @@ class Registry {
   Class& makePair(Class* superclass, std::string name, std::size_t size);
   /// The declaration of a type, begun where there is none.
   Declaration& begin(const NativeType& type, Class& superclass);
-  void complete(Declaration& declaration, const NativeType& type, ClassDescription description);
+  void complete(Declaration& declaration, ClassDescription description);
   /// A name that no class has: the given one, or with "#2", "#3", … behind it.
   [[nodiscard]] std::string freeName(std::string_view name) const;
   void add(Class& to, const Method& method);

@@ -104,7 +104,6 @@ struct TypeInfo {
   std::size_t alignment = 1;
   void (*copy)(void* to, const void* from) = nullptr;
   void (*destroy)(void* value) noexcept = nullptr;
-  bool isObject = false;  ///< stored as `Ref`, passed as `Object*`
 };
 
 // The names of types. `text` of a class that has none of its own is the compiler's spelling of its name.
@@ -226,7 +225,6 @@ template <class T>
     recipe.alignment = alignof(Kept);
     recipe.copy = [](void* to, const void* from) { ::new (to) Kept(*static_cast<const Kept*>(from)); };
     recipe.destroy = [](void* value) noexcept { static_cast<Kept*>(value)->~Kept(); };
-    recipe.isObject = std::is_same_v<Kept, Ref>;
   }
   const TypeInfo& interned = internType(std::move(recipe));
   knownTypeInfo<T>.store(&interned, std::memory_order_release);
