@@ -7,6 +7,9 @@ namespace {
 
 constexpr std::size_t kFirstSize = 8;
 
+/// Marks a place whose answer was forgotten. No selector has this record.
+const SelectorRecord kForgotten;
+
 }  // namespace
 
 MethodCache::Table* MethodCache::makeTable(std::size_t size, Table* replaced) {
@@ -32,13 +35,9 @@ MethodCache::~MethodCache() {
   }
 }
 
-const MethodCache::Answer& MethodCache::put(Table& table, Selector selector, const Method* method) noexcept {
-  std::size_t index = selector.hash() & table.mask;
-  while (table.slots()[index].selector.load(std::memory_order_relaxed)) index = (index + 1) & table.mask;
-  Slot& slot = table.slots()[index];
+const MethodCache::Answer& MethodCache::put(Slot& slot, Selector selector, const Method* method) noexcept {
   if (method) slot.answer = {method, method->function(), &method->signature()};
   slot.selector.store(selector.record(), std::memory_order_release);
-  ++table.used;
   return slot.answer;
 }
 
@@ -47,10 +46,17 @@ void MethodCache::replaceTable(std::size_t size) {
 }
 
 void MethodCache::clear() {
+  for (Slot& slot : first_) {
+    if (slot.selector.load(std::memory_order_relaxed))
+      slot.selector.store(&kForgotten, std::memory_order_release);
+  }
   if (table_.load(std::memory_order_relaxed)->used > 0) replaceTable(kFirstSize);
 }
 
 const MethodCache::Answer& MethodCache::insert(Selector selector, const Method* method) {
+  Slot& first = first_[selector.hash() % first_.size()];
+  if (!first.selector.load(std::memory_order_relaxed)) return put(first, selector, method);
+
   Table* table = table_.load(std::memory_order_relaxed);
   // A quarter stays free, so that a walk for a selector that is not there ends soon.
   if (4 * (table->used + 1) > 3 * (table->mask + 1)) {
@@ -59,7 +65,10 @@ const MethodCache::Answer& MethodCache::insert(Selector selector, const Method* 
     replaceTable(size < kFirstSize ? kFirstSize : size);
     table = table_.load(std::memory_order_relaxed);
   }
-  return put(*table, selector, method);
+  std::size_t index = selector.hash() & table->mask;
+  while (table->slots()[index].selector.load(std::memory_order_relaxed)) index = (index + 1) & table->mask;
+  ++table->used;
+  return put(table->slots()[index], selector, method);
 }
 
 }  // namespace tidewell::runtime
