@@ -261,6 +261,8 @@ class Writer {
   }
 
   void appendString(std::string_view text) {
+    // With room for its quotes and what follows: a long text that just fits would be moved for a comma.
+    if (text.size() > kLongText) out_.reserve(out_.size() + text.size() + kLongText);
     out_ += '"';
     if (isValidUtf8(text)) {
       appendEscaped(text);
@@ -334,6 +336,8 @@ class Writer {
     startLine(level);
     out_ += '}';
   }
+
+  static constexpr std::size_t kLongText = 4096;
 
   const bool pretty_;
   std::string out_;

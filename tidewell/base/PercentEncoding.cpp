@@ -2,15 +2,13 @@
 
 #include <algorithm>
 
+#include "tidewell/base/detail/UrlSyntax.h"
+
 namespace tidewell::base {
 namespace {
 
-constexpr std::string_view kUnreservedMarks = "-._~";
+constexpr detail::CharacterSet kUnreserved("");
 constexpr char kUpperHex[] = "0123456789ABCDEF";
-
-bool isLetterOrDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
 
 void appendEncoded(std::string& out, char c) {
   const auto byte = static_cast<unsigned char>(c);
@@ -30,10 +28,7 @@ int hexValue(char c) {
 }  // namespace
 
 std::string percentEncode(std::string_view text, std::string_view keep) {
-  const auto stays = [keep](char c) {
-    return isLetterOrDigit(c) || kUnreservedMarks.find(c) != std::string_view::npos ||
-           keep.find(c) != std::string_view::npos;
-  };
+  const auto stays = [kept = kUnreserved.with(keep)](char c) { return kept.contains(c); };
   std::string encoded;
   encoded.reserve(text.size());
   while (!text.empty()) {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-/// How many bytes at `from` are ASCII, in steps of eight.
+/// How many bytes at `from` are ASCII.
 std::size_t asciiRun(std::string_view text, std::size_t from) noexcept {
   std::size_t at = from;
   for (; at + 8 <= text.size(); at += 8) {
@@ -19,6 +19,7 @@ std::size_t asciiRun(std::string_view text, std::size_t from) noexcept {
     std::memcpy(&word, text.data() + at, 8);
     if (word & 0x8080808080808080ull) break;
   }
+  while (at < text.size() && static_cast<unsigned char>(text[at]) < 0x80) ++at;
   return at - from;
 }
 

@@ -47,26 +47,33 @@ Components componentsOf(std::string_view text) {
   return components;
 }
 
-/// Whether the text holds nothing but unreserved characters, sub-delimiters, `also`, and whole escapes.
-bool holdsOnly(std::string_view text, std::string_view also) {
+constexpr detail::CharacterSet kInNames(detail::kSubDelimiters);
+constexpr detail::CharacterSet kInPaths = kInNames.with(":@/");
+constexpr detail::CharacterSet kInQueries = kInPaths.with("?");
+
+/// Whether the text holds nothing but those characters and whole escapes.
+bool holdsOnly(std::string_view text, const detail::CharacterSet& characters) {
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '%') {
-      if (text.size() - i < 3 || !detail::isHexDigit(text[i + 1]) || !detail::isHexDigit(text[i + 2])) {
-        return false;
-      }
-      i += 2;
-    } else if (!detail::isUnreserved(c) && detail::kSubDelimiters.find(c) == std::string_view::npos &&
-               also.find(c) == std::string_view::npos) {
+    if (characters.contains(text[i])) continue;
+    if (text[i] != '%' || text.size() - i < 3 || !detail::isHexDigit(text[i + 1]) ||
+        !detail::isHexDigit(text[i + 2])) {
       return false;
     }
+    i += 2;
   }
   return true;
 }
 
 /// Whether the authority is one of RFC 3986: user, name or IP literal, port.
 bool isAuthority(std::string_view authority) {
-  // The grammar of IP literals is the parser's; it sees no path, for which it would allocate a piece a slash.
+  const std::size_t colon = std::min(authority.find(':'), authority.size());
+  const std::string_view port = authority.substr(std::min(colon + 1, authority.size()));
+  if (holdsOnly(authority.substr(0, colon), kInNames) &&
+      std::all_of(port.begin(), port.end(), detail::isAsciiDigit)) {
+    return true;
+  }
+  // The grammar of users and IP literals is the parser's; it sees no path, for which it would allocate a
+  // piece a slash.
   const std::string text = "//" + std::string(authority);
   UriUriA uri;
   const char* error = nullptr;
@@ -81,8 +88,8 @@ bool isUriReference(std::string_view text) {
   const Components components = componentsOf(text);
   if (components.scheme && !detail::isScheme(*components.scheme)) return false;
   if (components.authority && !isAuthority(*components.authority)) return false;
-  return holdsOnly(components.path, ":@/") && holdsOnly(components.query.value_or(""), ":@/?") &&
-         holdsOnly(components.fragment.value_or(""), ":@/?");
+  return holdsOnly(components.path, kInPaths) && holdsOnly(components.query.value_or(""), kInQueries) &&
+         holdsOnly(components.fragment.value_or(""), kInQueries);
 }
 
 /// Host and port of an authority, as written.

@@ -36,6 +36,7 @@ class TIDEWELL_EXPORT Url {
   friend bool operator==(const Url& a, const Url& b) noexcept { return *a.text_ == *b.text_; }
 
  private:
+  friend class UrlComponents;
   explicit Url(std::string text);
   std::shared_ptr<const std::string> text_;
 };

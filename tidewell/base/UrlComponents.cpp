@@ -12,8 +12,17 @@ namespace tidewell::base {
 
 namespace {
 
-constexpr std::string_view kKeptInPaths = "!$&'()*+,/:=@";
-constexpr std::string_view kKeptInQueryItems = "!$'()*+,/:;?@";
+/// What stays as it is in a part of a URL, beside the unreserved characters.
+struct Kept {
+  constexpr explicit Kept(std::string_view these) : marks(these), all(these) {}
+  std::string_view marks;
+  detail::CharacterSet all;
+};
+constexpr Kept kKeptInHosts(detail::kSubDelimiters);
+constexpr Kept kKeptInLiterals(":");
+constexpr Kept kKeptInPaths("!$&'()*+,/:=@");
+constexpr Kept kKeptInLeadingSegments("!$&'()*+,=@");
+constexpr Kept kKeptInQueryItems("!$'()*+,/:;?@");
 
 std::optional<std::string> copyOf(std::optional<std::string_view> text) {
   if (!text) return std::nullopt;
@@ -21,23 +30,29 @@ std::optional<std::string> copyOf(std::optional<std::string_view> text) {
 }
 
 /// Ill-formed sequences are replaced first, so that the URL decodes to text again.
-std::string escaped(std::string_view text, std::string_view keep) {
-  return percentEncode(validUtf8(text), keep);
+void appendEscaped(std::string& out, std::string_view text, const Kept& kept) {
+  if (std::all_of(text.begin(), text.end(), [&](char c) { return kept.all.contains(c); })) {
+    out += text;
+  } else {
+    out += percentEncode(validUtf8(text), kept.marks);
+  }
 }
 
-std::string escapedHost(std::string_view host) {
+void appendEscapedHost(std::string& out, std::string_view host) {
   if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-    std::string literal = "[";
-    literal.append(escaped(host.substr(1, host.size() - 2), ":")).append("]");
-    return literal;
+    out += '[';
+    appendEscaped(out, host.substr(1, host.size() - 2), kKeptInLiterals);
+    out += ']';
+  } else {
+    appendEscaped(out, host, kKeptInHosts);
   }
-  return escaped(host, detail::kSubDelimiters);
 }
 
 /// A colon in the first segment of a path that nothing stands before would read as the end of a scheme.
-std::string escapedLeadingPath(std::string_view path) {
+void appendEscapedLeadingPath(std::string& out, std::string_view path) {
   const std::size_t slash = std::min(path.find('/'), path.size());
-  return escaped(path.substr(0, slash), "!$&'()*+,=@") + escaped(path.substr(slash), kKeptInPaths);
+  appendEscaped(out, path.substr(0, slash), kKeptInLeadingSegments);
+  appendEscaped(out, path.substr(slash), kKeptInPaths);
 }
 
 }  // namespace
@@ -70,21 +85,29 @@ std::optional<Url> UrlComponents::URL() const {
   if (hasAuthority ? !path.empty() && path.front() != '/' : path.starts_with("//")) return std::nullopt;
 
   std::string text;
+  text.reserve(64 + path.size());
   if (scheme_) text.append(*scheme_).append(":");
   if (hasAuthority) text += "//";
-  if (host_) text += escapedHost(*host_);
+  if (host_) appendEscapedHost(text, *host_);
   if (port_) text.append(":").append(std::to_string(*port_));
-  text += scheme_ || hasAuthority ? escaped(path, kKeptInPaths) : escapedLeadingPath(path);
+  if (scheme_ || hasAuthority) {
+    appendEscaped(text, path, kKeptInPaths);
+  } else {
+    appendEscapedLeadingPath(text, path);
+  }
   if (queryItems_) {
     char separator = '?';
     if (queryItems_->empty()) text += separator;
     for (const UrlQueryItem& item : *queryItems_) {
       text += std::exchange(separator, '&');
-      text += escaped(item.name, kKeptInQueryItems);
-      if (item.value) text.append("=").append(escaped(*item.value, kKeptInQueryItems));
+      appendEscaped(text, item.name, kKeptInQueryItems);
+      if (item.value) appendEscaped(text += '=', *item.value, kKeptInQueryItems);
     }
   }
-  return Url::URLWithString(text);
+  // Escaped as they are, the parts make a URL; only what stands in brackets is any text.
+  const bool isUrl =
+      !text.empty() && text.size() <= Url::kMaximumLength && !(host_ && host_->starts_with('['));
+  return isUrl ? Url(std::move(text)) : Url::URLWithString(text);
 }
 
 }  // namespace tidewell::base

@@ -26,7 +26,7 @@ bool isToken(std::string_view name) {
 }
 
 bool isFieldValue(std::string_view value) {
-  return value.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+  return std::none_of(value.begin(), value.end(), [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
 }
 
 template <class Headers>

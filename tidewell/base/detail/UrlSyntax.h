@@ -1,6 +1,8 @@
 #pragma once  // Internal: not installed.
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <string_view>
 
 /// The characters of RFC 3986, whatever the process's locale says of letters.
@@ -16,6 +18,36 @@ constexpr bool isHexDigit(char c) {
 constexpr bool isUnreserved(char c) {
   return isAsciiLetter(c) || isAsciiDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
 }
+
+/// A set of bytes, asked without a search.
+class CharacterSet {
+ public:
+  /// The unreserved characters and these.
+  constexpr explicit CharacterSet(std::string_view also) {
+    for (int byte = 0; byte < 128; ++byte) {
+      const char c = static_cast<char>(byte);
+      if (isUnreserved(c)) add(c);
+    }
+    for (const char c : also) add(c);
+  }
+  [[nodiscard]] constexpr CharacterSet with(std::string_view also) const {
+    CharacterSet larger = *this;
+    for (const char c : also) larger.add(c);
+    return larger;
+  }
+  [[nodiscard]] constexpr bool contains(char c) const {
+    const auto byte = static_cast<unsigned char>(c);
+    return (words_[byte / 64] >> byte % 64 & 1) != 0;
+  }
+
+ private:
+  constexpr void add(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    words_[byte / 64] |= std::uint64_t{1} << byte % 64;
+  }
+
+  std::array<std::uint64_t, 4> words_{};
+};
 
 inline bool isScheme(std::string_view text) {
   return !text.empty() && isAsciiLetter(text.front()) && std::all_of(text.begin(), text.end(), [](char c) {

@@ -21,9 +21,10 @@ constexpr std::int64_t kNoPort = -1;
 
 /// The text of a value that has to be one; raises for values of other classes.
 const std::string& requiredText(const base::Value& value) {
-  if (value.isNil()) base::raise(base::kInvalidArgumentException, "nil where a text is required");
-  (void)value.length();
-  return *value.string();
+  if (const std::string* text = value.string()) return *text;
+  if (!value.isNil()) (void)value.length();  // raises for all but data
+  base::raise(base::kInvalidArgumentException,
+              value.isNil() ? "nil where a text is required" : "data where a text is required");
 }
 
 std::vector<base::UrlQueryItem> queryItems(const base::Dictionary& parameters) {
@@ -90,16 +91,25 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
     platform::UrlRequest request(requestURL_);
     request.setHTTPMethod(requiredText(requestMethod_));
 
-    base::Dictionary headers = requestHeaders_.value_or(base::Dictionary());
-    if (const auto appId = TWCoreUtils::getTidewellAppId()) headers.setObject(*appId, kAPIHeadersAppID);
-    for (const auto& entry : headers) {
-      const base::Value value = validObjectForKey(headers, entry.key);
-      if (!value.isNil()) request.setValue(requiredText(value), entry.key);
+    const std::optional<std::string> appId = TWCoreUtils::getTidewellAppId();
+    if (requestHeaders_) {
+      for (const auto& entry : *requestHeaders_) {
+        if (appId && entry.key == kAPIHeadersAppID) {
+          request.setValue(*appId, entry.key);
+        } else if (const base::Value value = validObjectForKey(*requestHeaders_, entry.key); !value.isNil()) {
+          request.setValue(requiredText(value), entry.key);
+        }
+      }
     }
+    if (appId) request.setValue(*appId, kAPIHeadersAppID);
 
     logLine([&] { return base::stringWithFormat("Request URL : %@", {request.URL()}); });
     logLine([&] { return base::stringWithFormat("Request Method : %@", {request.HTTPMethod()}); });
-    logLine([&] { return base::stringWithFormat("Request headers : %@", {headers}); });
+    logLine([&] {
+      base::Dictionary headers = requestHeaders_.value_or(base::Dictionary());
+      if (appId) headers.setObject(*appId, kAPIHeadersAppID);
+      return base::stringWithFormat("Request headers : %@", {headers});
+    });
 
     if (requestMethod_ == kPOST) {
       request.setValue("application/json", "content-type");
