@@ -8,12 +8,18 @@
 #include "tidewell/core/TWConfigManager/WrongClass.h"
 
 namespace tidewell {
+namespace {
+
+constexpr std::size_t kShortList = 1000;
+
+}  // namespace
 
 EventList::EventList(base::Value list)
     : seed_(base::stringHash("seed")), factor_(base::stringHash("factor") | 1), list_(std::move(list)) {
   const base::Array* const names = list_.array();
   const std::size_t count = names != nullptr ? names->count() : 0;
-  slots_.resize(std::bit_ceil(count + count / 3 + 1));
+  // A short list, asked most often, has room for nearly every name to stand at its own place.
+  slots_.resize(std::bit_ceil(count + count / 3 + 1) * (count < kShortList ? 4 : 1));
   mask_ = slots_.size() - 1;
   mayRaise_ = names == nullptr && !list_.isNil();
   if (names == nullptr) return;
