@@ -55,6 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto built = components.URL();
   if (!built) return 0;
   lookAt(*built);
+  if (Url::URLWithString(built->absoluteString()) != built) std::abort();
   if (built->scheme() != components.scheme()) std::abort();
   if (built->host().has_value() != components.host().has_value()) std::abort();
   if (built->query().has_value() != components.queryItems().has_value()) std::abort();

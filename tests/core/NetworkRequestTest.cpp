@@ -114,7 +114,7 @@ TEST_F(NetworkRequestTest, ExtensionsLearnWhereReportsGo) {
 }
 
 TEST_F(NetworkRequestTest, WhatCannotBeBuiltCompletesOnceWithNothing) {
-  const base::Dictionary number{{"k", 7}}, notJSON{{"k", base::Date{0}}};
+  const base::Dictionary number{{"k", 7}}, data{{"k", base::Data("bytes")}}, notJSON{{"k", base::Date{0}}};
   const struct {
     int service;
     Dict params, headers, body;
@@ -133,7 +133,9 @@ TEST_F(NetworkRequestTest, WhatCannotBeBuiltCompletesOnceWithNothing) {
        {},
        "TWNetworkRequest, line number - 89 , method - 'createURLWithPathComponent:'> "
        "Exception in creating URL "},
+      {7, data, {}, {}, "TWNetworkRequest, line number - 89 "},
       {7, {}, number, {}, "TWNetworkRequest, line number - 162 "},
+      {7, {}, data, {}, "TWNetworkRequest, line number - 162 "},
       {7, {}, {}, notJSON, "TWNetworkRequest, line number - 162 "},
       {13, {}, {}, notJSON, "TWNetworkRequest, line number - 162 "},
   };

@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -128,8 +129,15 @@ class Host {
   [[nodiscard]] const std::string& errors() const { return outputs_[1].text; }
 
   [[nodiscard]] pid_t process() const { return process_; }
-  [[nodiscard]] std::ptrdiff_t descriptorCount() const {
-    return std::distance(std::filesystem::directory_iterator(proc("fd")), {});
+  /// What its descriptors stand for, without the numbers of sockets and pipes.
+  [[nodiscard]] std::multiset<std::string> descriptors() const {
+    std::multiset<std::string> found;
+    for (const auto& each : std::filesystem::directory_iterator(proc("fd"))) {
+      std::error_code closedMeanwhile;
+      const std::string target = std::filesystem::read_symlink(each.path(), closedMeanwhile);
+      found.insert(target.substr(0, target.find(":[")));
+    }
+    return found;
   }
   /// Its threads but the first, by name; the value is what a line of their status says, all of them joined.
   [[nodiscard]] std::map<std::string, std::string> threads(const std::string& key) const {

@@ -62,26 +62,26 @@ TEST_F(GuestTest, AThousandRequestsThroughEveryFaultLeaveDescriptorsThreadsAndMe
   };
   // How many connections are kept for later depends on how many requests overlapped: the backend closes all.
   // libcurl looks at most once a second for those that have died, and only when a request begins.
-  const auto quietDescriptorCount = [&] {
+  const auto quietDescriptors = [&] {
     backend.setFault(*testing::StandInFault::parse("kind=close", problem));
     for (int i = 0; i < 100 && backend.openConnectionCount() > 0; ++i) one.ask("1");
     backend.clearFaults();
     sleep(2);
     one.ask("1");
-    return one.descriptorCount();
+    return one.descriptors();
   };
   throughEveryFault();
-  const std::ptrdiff_t descriptors = quietDescriptorCount();
+  const auto descriptors = quietDescriptors();
   const auto threads = one.threads("Pid");
-  const long memory = std::stol(one.ask("1"));
+  const long memory = std::stol(one.ask("memory"));
   for (int i = 0; i < 2; ++i) throughEveryFault();
-  EXPECT_EQ(quietDescriptorCount(), descriptors);
+  EXPECT_EQ(quietDescriptors(), descriptors);
   EXPECT_EQ(one.threads("Pid"), threads);
   for (const auto& [name, ids] : threads) EXPECT_EQ(name.substr(0, 3), "tw-");
   EXPECT_LE(threads.size(), 4u);
   if (!kIsSanitized) {
     // With what threads keep aside for their next piece.
-    EXPECT_LT(std::stol(one.ask("1")), memory + (256L << 10));
+    EXPECT_LT(std::stol(one.ask("memory")), memory + (256L << 10));
   }
   EXPECT_EQ(one.end().status, 0);
 }

@@ -4,6 +4,7 @@
 #include <rapidjson/reader.h>
 #include <rapidjson/stream.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -262,7 +263,11 @@ class Writer {
 
   void appendString(std::string_view text) {
     // With room for its quotes and what follows: a long text that just fits would be moved for a comma.
-    if (text.size() > kLongText) out_.reserve(out_.size() + text.size() + kLongText);
+    // Twofold at least, so that many long texts cost no more than one.
+    const std::size_t needed = out_.size() + text.size() + kLongText;
+    if (text.size() > kLongText && needed > out_.capacity()) {
+      out_.reserve(std::max(needed, 2 * out_.capacity()));
+    }
     out_ += '"';
     if (isValidUtf8(text)) {
       appendEscaped(text);

@@ -7,7 +7,6 @@
 namespace tidewell::base {
 namespace {
 
-constexpr detail::CharacterSet kUnreserved("");
 constexpr char kUpperHex[] = "0123456789ABCDEF";
 
 void appendEncoded(std::string& out, char c) {
@@ -27,19 +26,22 @@ int hexValue(char c) {
 
 }  // namespace
 
-std::string percentEncode(std::string_view text, std::string_view keep) {
-  const auto stays = [kept = kUnreserved.with(keep)](char c) { return kept.contains(c); };
-  std::string encoded;
-  encoded.reserve(text.size());
+void detail::appendPercentEncoded(std::string& out, std::string_view text, const CharacterSet& keep) {
   while (!text.empty()) {
-    const auto change = std::find_if_not(text.begin(), text.end(), stays);
+    const auto change = std::find_if_not(text.begin(), text.end(), [&](char c) { return keep.contains(c); });
     const auto length = static_cast<std::size_t>(change - text.begin());
-    encoded.append(text.substr(0, length));
+    out.append(text.substr(0, length));
     text.remove_prefix(length);
     if (text.empty()) break;
-    appendEncoded(encoded, text.front());
+    appendEncoded(out, text.front());
     text.remove_prefix(1);
   }
+}
+
+std::string percentEncode(std::string_view text, std::string_view keep) {
+  std::string encoded;
+  encoded.reserve(text.size());
+  detail::appendPercentEncoded(encoded, text, detail::CharacterSet().with(keep));
   return encoded;
 }
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/PercentEncoding.h"
 #include "tidewell/base/Unicode.h"
 #include "tidewell/base/detail/UrlSyntax.h"
 
@@ -12,17 +11,13 @@ namespace tidewell::base {
 
 namespace {
 
-/// What stays as it is in a part of a URL, beside the unreserved characters.
-struct Kept {
-  constexpr explicit Kept(std::string_view these) : marks(these), all(these) {}
-  std::string_view marks;
-  detail::CharacterSet all;
-};
-constexpr Kept kKeptInHosts(detail::kSubDelimiters);
-constexpr Kept kKeptInLiterals(":");
-constexpr Kept kKeptInPaths("!$&'()*+,/:=@");
-constexpr Kept kKeptInLeadingSegments("!$&'()*+,=@");
-constexpr Kept kKeptInQueryItems("!$'()*+,/:;?@");
+// What stays as it is in each part.
+constexpr detail::CharacterSet kUnreserved;
+constexpr auto kKeptInHosts = kUnreserved.with(detail::kSubDelimiters);
+constexpr auto kKeptInLiterals = kUnreserved.with(":");
+constexpr auto kKeptInPaths = kUnreserved.with("!$&'()*+,/:=@");
+constexpr auto kKeptInLeadingSegments = kUnreserved.with("!$&'()*+,=@");
+constexpr auto kKeptInQueryItems = kUnreserved.with("!$'()*+,/:;?@");
 
 std::optional<std::string> copyOf(std::optional<std::string_view> text) {
   if (!text) return std::nullopt;
@@ -30,11 +25,11 @@ std::optional<std::string> copyOf(std::optional<std::string_view> text) {
 }
 
 /// Ill-formed sequences are replaced first, so that the URL decodes to text again.
-void appendEscaped(std::string& out, std::string_view text, const Kept& kept) {
-  if (std::all_of(text.begin(), text.end(), [&](char c) { return kept.all.contains(c); })) {
-    out += text;
+void appendEscaped(std::string& out, std::string_view text, const detail::CharacterSet& kept) {
+  if (isValidUtf8(text)) {
+    detail::appendPercentEncoded(out, text, kept);
   } else {
-    out += percentEncode(validUtf8(text), kept.marks);
+    detail::appendPercentEncoded(out, validUtf8(text), kept);
   }
 }
 
@@ -104,10 +99,10 @@ std::optional<Url> UrlComponents::URL() const {
       if (item.value) appendEscaped(text += '=', *item.value, kKeptInQueryItems);
     }
   }
-  // Escaped as they are, the parts make a URL; only what stands in brackets is any text.
-  const bool isUrl =
-      !text.empty() && text.size() <= Url::kMaximumLength && !(host_ && host_->starts_with('['));
-  return isUrl ? Url(std::move(text)) : Url::URLWithString(text);
+  // Between the brackets of a host stands any text. All else makes a URL, escaped as it is.
+  if (host_ && host_->starts_with('[')) return Url::URLWithString(text);
+  if (text.empty() || text.size() > Url::kMaximumLength) return std::nullopt;
+  return Url(std::move(text));
 }
 
 }  // namespace tidewell::base

@@ -374,8 +374,7 @@ int optOutLater(const Arguments&) {
   return 0;
 }
 
-/// requests: as many as each line says, until there is none; says how many bytes the process has allocated
-/// then.
+/// requests: as many as each line says, until there is none; at "memory" says how many bytes it has allocated.
 int requests(const Arguments&) {
   installed();
   startAndSync();
@@ -383,10 +382,15 @@ int requests(const Arguments&) {
   tell("ready");
   int sent = 0;
   for (std::string line; std::getline(std::cin, line);) {
+    if (line == "memory") {
+      const struct mallinfo2 heap = mallinfo2();
+      tell(std::to_string(heap.uordblks + heap.hblkhd));
+      continue;
+    }
     for (const int end = sent + std::stoi(line); sent < end; ++sent) send();
     require(happened().waitFor("ended", sent), "an end of each request");
-    const struct mallinfo2 heap = mallinfo2();
-    tell(std::to_string(heap.uordblks + heap.hblkhd));
+    const std::lock_guard lock(happened().mutex);
+    tell(std::to_string(happened().counts["succeeded"]) + " succeeded");
   }
   return 0;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 /// The characters of RFC 3986, whatever the process's locale says of letters.
@@ -19,16 +20,13 @@ constexpr bool isUnreserved(char c) {
   return isAsciiLetter(c) || isAsciiDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
 }
 
-/// A set of bytes, asked without a search.
+/// The unreserved characters, and those that were added: asked without a search.
 class CharacterSet {
  public:
-  /// The unreserved characters and these.
-  constexpr explicit CharacterSet(std::string_view also) {
+  constexpr CharacterSet() {
     for (int byte = 0; byte < 128; ++byte) {
-      const char c = static_cast<char>(byte);
-      if (isUnreserved(c)) add(c);
+      if (isUnreserved(static_cast<char>(byte))) add(static_cast<char>(byte));
     }
-    for (const char c : also) add(c);
   }
   [[nodiscard]] constexpr CharacterSet with(std::string_view also) const {
     CharacterSet larger = *this;
@@ -48,6 +46,9 @@ class CharacterSet {
 
   std::array<std::uint64_t, 4> words_{};
 };
+
+/// Appends the text with every byte that is not in `keep` as `%XX` (RFC 3986, section 2.1).
+void appendPercentEncoded(std::string& out, std::string_view text, const CharacterSet& keep);
 
 inline bool isScheme(std::string_view text) {
   return !text.empty() && isAsciiLetter(text.front()) && std::all_of(text.begin(), text.end(), [](char c) {

@@ -11,7 +11,6 @@
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
-#include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 
 namespace tidewell {
 namespace {
@@ -22,16 +21,15 @@ constexpr std::int64_t kNoPort = -1;
 /// The text of a value that has to be one; raises for values of other classes.
 const std::string& requiredText(const base::Value& value) {
   if (const std::string* text = value.string()) return *text;
-  if (!value.isNil()) (void)value.length();  // raises for all but data
+  (void)value.length();  // raises for what is neither text nor data
   base::raise(base::kInvalidArgumentException,
               value.isNil() ? "nil where a text is required" : "data where a text is required");
 }
 
 std::vector<base::UrlQueryItem> queryItems(const base::Dictionary& parameters) {
   std::vector<base::UrlQueryItem> items;
-  for (const auto& entry : parameters) {
-    const base::Value value = validObjectForKey(parameters, entry.key);
-    if (!value.isNil()) items.push_back({entry.key, requiredText(value)});
+  for (const auto& [name, value] : parameters) {
+    if (!value.isNull()) items.push_back({name, requiredText(value)});
   }
   return items;
 }
@@ -92,24 +90,22 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
     request.setHTTPMethod(requiredText(requestMethod_));
 
     const std::optional<std::string> appId = TWCoreUtils::getTidewellAppId();
+    const auto headers = [&] {
+      base::Dictionary all = requestHeaders_.value_or(base::Dictionary());
+      if (appId) all.setObject(*appId, kAPIHeadersAppID);
+      return all;
+    };
     if (requestHeaders_) {
-      for (const auto& entry : *requestHeaders_) {
-        if (appId && entry.key == kAPIHeadersAppID) {
-          request.setValue(*appId, entry.key);
-        } else if (const base::Value value = validObjectForKey(*requestHeaders_, entry.key); !value.isNil()) {
-          request.setValue(requiredText(value), entry.key);
-        }
+      for (const auto& [name, value] : headers()) {
+        if (!value.isNull()) request.setValue(requiredText(value), name);
       }
+    } else if (appId) {
+      request.setValue(*appId, kAPIHeadersAppID);  // most requests: no dictionary for one header
     }
-    if (appId) request.setValue(*appId, kAPIHeadersAppID);
 
     logLine([&] { return base::stringWithFormat("Request URL : %@", {request.URL()}); });
     logLine([&] { return base::stringWithFormat("Request Method : %@", {request.HTTPMethod()}); });
-    logLine([&] {
-      base::Dictionary headers = requestHeaders_.value_or(base::Dictionary());
-      if (appId) headers.setObject(*appId, kAPIHeadersAppID);
-      return base::stringWithFormat("Request headers : %@", {headers});
-    });
+    logLine([&] { return base::stringWithFormat("Request headers : %@", {headers()}); });
 
     if (requestMethod_ == kPOST) {
       request.setValue("application/json", "content-type");
