@@ -49,7 +49,7 @@ class alignas(64) Matcher {
   }
 
   /// What one report costs is `weight` steps times those it stands for.
-  MatchResult match(const std::u16string& text, std::int32_t weight, MatchBudget& budget) {
+  MatchResult match(std::u16string_view text, std::int32_t weight, MatchBudget& budget) {
     costOfReport_ = kStepsPerReport * weight;
     steps_ = budget.steps;
     reports_ = 0;
@@ -89,7 +89,16 @@ std::size_t firstPlaceOfThisThread() {
 
 }  // namespace
 
-MatchText::MatchText(std::string_view utf8) : utf16_(utf16FromUtf8(utf8)) {}
+MatchText::MatchText(std::string_view utf8) {
+  const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  if (utf8.size() <= short_.size() && std::all_of(utf8.begin(), utf8.end(), isAscii)) {
+    std::copy(utf8.begin(), utf8.end(), short_.begin());
+    utf16_ = {short_.data(), utf8.size()};
+  } else {
+    other_ = utf16FromUtf8(utf8);
+    utf16_ = other_;
+  }
+}
 
 MatchPlace::MatchPlace() noexcept : index_(kCount) {
   const std::size_t first = firstPlaceOfThisThread();
@@ -113,18 +122,17 @@ struct RegularExpression::Implementation {
     const std::u16string units = utf16FromUtf8(text);
     UParseError where;
     compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
-    if (compiled) matchers = std::make_unique<std::array<Matcher, MatchPlace::kCount>>();
   }
 
   /// What a pattern and a text multiply the cost between two reports with.
-  [[nodiscard]] std::int32_t weightFor(const std::u16string& text) const {
+  [[nodiscard]] std::int32_t weightFor(std::u16string_view text) const {
     return static_cast<std::int32_t>(1 + pattern.size() / 256 + text.size() / 4096);
   }
 
   std::string pattern;
   UErrorCode status = U_ZERO_ERROR;
-  Expression compiled;  ///< only ever copied, so that any thread may
-  std::unique_ptr<std::array<Matcher, MatchPlace::kCount>> matchers;  ///< each belongs to who holds its place
+  Expression compiled;                                       ///< only ever copied, so that any thread may
+  mutable std::array<Matcher, MatchPlace::kCount> matchers;  ///< each belongs to who holds its place
 };
 
 RegularExpression::RegularExpression(std::string_view pattern)
@@ -141,7 +149,7 @@ std::string RegularExpression::errorName() const {
 
 MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budget,
                                        const MatchPlace& place) const {
-  const std::u16string& units = text.utf16();
+  const std::u16string_view units = text.utf16();
   if (!isValid()) {
     raise(kInvalidArgumentException, "Can't do regex matching, reason: Can't open pattern " + errorName() +
                                          " (string " + utf8FromUtf16(units) + ", pattern " + pattern() +
@@ -153,7 +161,7 @@ MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budge
     if (!matcher.prepare(implementation_->compiled.get())) return MatchResult::undecided;
     return matcher.match(units, implementation_->weightFor(units), budget);
   };
-  if (place.index_ < MatchPlace::kCount) return ask((*implementation_->matchers)[place.index_]);
+  if (place.index_ < MatchPlace::kCount) return ask(implementation_->matchers[place.index_]);
   Matcher own;
   return ask(own);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,15 +22,19 @@ struct MatchBudget {
   std::int32_t steps = kDefaultSteps;
 };
 
-/// A text made ready for matching, so that asking many expressions about it converts it once. A plain value;
-/// any thread may read.
+/// A text made ready for matching, so that asking many expressions about it converts it once, without an
+/// allocation where it is a short one in ASCII. Any thread may read.
 class TIDEWELL_EXPORT MatchText {
  public:
   explicit MatchText(std::string_view utf8);
-  [[nodiscard]] const std::u16string& utf16() const noexcept { return utf16_; }
+  MatchText(const MatchText&) = delete;
+  MatchText& operator=(const MatchText&) = delete;
+  [[nodiscard]] std::u16string_view utf16() const noexcept { return utf16_; }
 
  private:
-  std::u16string utf16_;
+  std::array<char16_t, 64> short_;
+  std::u16string other_;
+  std::u16string_view utf16_;  ///< one of the two
 };
 
 /// A place at which a thread matches. Every expression keeps a matcher for each place, so that one that is

@@ -374,7 +374,8 @@ int optOutLater(const Arguments&) {
   return 0;
 }
 
-/// requests: as many as each line says, until there is none; at "memory" says how many bytes it has allocated.
+/// requests: as many as each line says, until there is none; at "memory" says how many bytes it has
+/// allocated.
 int requests(const Arguments&) {
   installed();
   startAndSync();
