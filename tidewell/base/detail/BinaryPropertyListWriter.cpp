@@ -50,11 +50,6 @@ void appendCountedHead(std::string& out, unsigned kind, std::uint64_t count) {
 
 }  // namespace
 
-std::string_view BinaryPropertyListWriter::encodedBytesOf(Index index) const {
-  return std::string_view(out_).substr(static_cast<std::size_t>(objects_[index].begin),
-                                       static_cast<std::size_t>(objects_[index].length));
-}
-
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::push(const Object& object) {
   objects_.push_back(object);
   return static_cast<Index>(objects_.size() - 1);
@@ -90,11 +85,12 @@ BinaryPropertyListWriter::Index BinaryPropertyListWriter::addEncodedFrom(std::si
   for (; table_[place].stored != 0; place = (place + 1) & mask) {
     if (table_[place].hash != hash) continue;
     const Index known = table_[place].stored - 1;
-    if (encodedBytesOf(known) != bytes) continue;
+    // What is encoded says itself where it ends, so equal bytes are all of the known one.
+    if (out_.compare(objects_[known].begin, bytes.size(), bytes) != 0) continue;
     out_.resize(begin);
     return known;
   }
-  const Index index = push({begin, bytes.size(), Kind::encoded});
+  const Index index = push({begin, Kind::encoded});
   table_[place] = {hash, index + 1};
   ++tabledCount_;
   return index;
@@ -166,21 +162,21 @@ BinaryPropertyListWriter::Index BinaryPropertyListWriter::addReference(std::uint
   const unsigned width = widthOf(index);
   out_ += marker(kReference, width - 1);
   appendBigEndian(out_, index, width);
-  return push({begin, out_.size() - begin, Kind::encoded});
+  return push({begin, Kind::encoded});
 }
 
-BinaryPropertyListWriter::Index BinaryPropertyListWriter::addContainer() {
-  return push({entries_.size(), 0, Kind::array});
-}
+BinaryPropertyListWriter::Index BinaryPropertyListWriter::addContainer() { return push({0, Kind::array}); }
 
 void BinaryPropertyListWriter::setArray(Index container, const std::vector<Index>& entries) {
-  objects_[container] = {entries_.size(), entries.size(), Kind::array};
+  objects_[container] = {entries_.size(), Kind::array};
+  entries_.push_back(static_cast<Index>(entries.size()));
   entries_.insert(entries_.end(), entries.begin(), entries.end());
 }
 
 void BinaryPropertyListWriter::setDictionary(Index container, const std::vector<Index>& keys,
                                              const std::vector<Index>& values) {
-  objects_[container] = {entries_.size(), keys.size(), Kind::dictionary};
+  objects_[container] = {entries_.size(), Kind::dictionary};
+  entries_.push_back(static_cast<Index>(keys.size()));
   entries_.insert(entries_.end(), keys.begin(), keys.end());
   entries_.insert(entries_.end(), values.begin(), values.end());
 }
@@ -191,10 +187,11 @@ std::string BinaryPropertyListWriter::finish() {
     if (object.kind == Kind::encoded) continue;
     const bool isDictionary = object.kind == Kind::dictionary;
     const std::size_t begin = out_.size();
-    appendCountedHead(out_, isDictionary ? kDictionary : kArray, object.length);
-    const std::uint64_t end = object.begin + object.length * (isDictionary ? 2 : 1);
-    for (std::uint64_t i = object.begin; i < end; ++i) {
-      appendBigEndian(out_, entries_[static_cast<std::size_t>(i)], referenceSize);
+    const Index* entry = &entries_[object.begin];
+    const std::size_t count = *entry++;
+    appendCountedHead(out_, isDictionary ? kDictionary : kArray, count);
+    for (const Index* const end = entry + count * (isDictionary ? 2 : 1); entry != end; ++entry) {
+      appendBigEndian(out_, *entry, referenceSize);
     }
     object.begin = begin;
   }

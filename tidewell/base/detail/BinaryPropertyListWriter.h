@@ -43,11 +43,11 @@ class BinaryPropertyListWriter {
 
  private:
   enum class Kind : std::uint8_t { encoded, array, dictionary };
+  /// Small, as a long list has two million of them.
   struct Object {
-    Object(std::size_t start, std::size_t size, Kind is) noexcept : begin(start), length(size), kind(is) {}
+    Object(std::size_t start, Kind is) noexcept : begin(start), kind(is) {}
 
-    std::uint64_t begin;  ///< in `out_`; of a container, in `entries_`
-    std::uint64_t length : 62;
+    std::uint64_t begin : 62;  ///< in `out_`; of a container, in `entries_`, where its count comes first
     Kind kind : 2;
   };
   /// A place of the table. It holds the hash, so that a look at another object's bytes is rare: in a long
@@ -59,13 +59,12 @@ class BinaryPropertyListWriter {
 
   /// Makes an object of what was encoded since `begin`, or finds the equal one.
   Index addEncodedFrom(std::size_t begin);
-  [[nodiscard]] std::string_view encodedBytesOf(Index index) const;
   Index push(const Object& object);
   void growTable(std::size_t size);
   void appendInteger(std::uint64_t value);
 
   std::string out_ = "bplist00";
-  std::vector<Index> entries_;
+  std::vector<Index> entries_ = {0};  ///< the count of a container without entries comes first
   std::vector<Object> objects_;
   /// Encoded objects by the hash of their bytes, open addressing; a power of two of which at most half is
   /// used.
