@@ -56,8 +56,8 @@ struct Outcome {
 class Host {
  public:
   static constexpr int kHung = -1000;
-  /// A host that does nothing for so long hangs.
-  static constexpr int kPatienceMilliseconds = 10'000;
+  /// A host that does nothing for so long hangs. Under a sanitizer a body of 32 MB alone takes a second.
+  static constexpr int kPatienceMilliseconds = kIsSanitized ? 60'000 : 10'000;
 
   /// `environment` is all that it gets. `errorOutput` stands in place of the pipe that collects it.
   Host(std::vector<std::string> command, std::vector<std::string> environment, int errorOutput = -1) {
