@@ -1,2 +1,0 @@
-// Links what a host of the SDK links, and calls nothing.
-int main() {}
