@@ -129,13 +129,13 @@ class Host {
   [[nodiscard]] const std::string& errors() const { return outputs_[1].text; }
 
   [[nodiscard]] pid_t process() const { return process_; }
-  /// What its descriptors stand for, without the numbers of sockets and pipes.
+  /// What its descriptors stand for, without the numbers of sockets and pipes and what became of a file.
   [[nodiscard]] std::multiset<std::string> descriptors() const {
     std::multiset<std::string> found;
     for (const auto& each : std::filesystem::directory_iterator(proc("fd"))) {
       std::error_code closedMeanwhile;
       const std::string target = std::filesystem::read_symlink(each.path(), closedMeanwhile);
-      found.insert(target.substr(0, target.find(":[")));
+      found.insert(target.substr(0, std::min(target.find(":["), target.find(" (deleted)"))));
     }
     return found;
   }

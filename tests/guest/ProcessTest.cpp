@@ -56,7 +56,7 @@ TEST_F(GuestTest, AThousandRequestsThroughEveryFaultLeaveDescriptorsThreadsAndMe
          {"status:500", "close", "reset", "truncation:2", "oversized:4194304", "gzip-bomb:33554432",
           "not-json", "nesting:100000", "wrong-authority", "garbage"}) {
       backend.setFault(*testing::StandInFault::parse(std::string("kind=") + kind, problem));
-      EXPECT_NE(one.ask(isLong() ? "50" : "10"), "(silent)") << kind;
+      for (int i = 0; i < (isLong() ? 5 : 1); ++i) EXPECT_NE(one.ask("10"), "(silent)") << kind;
     }
     backend.clearFaults();
   };

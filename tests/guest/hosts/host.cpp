@@ -47,7 +47,8 @@ struct Counts {
   /// NO where it does not come to that in time.
   bool waitFor(const std::string& name, int count) {
     std::unique_lock lock(mutex);
-    return changed.wait_for(lock, std::chrono::seconds(60), [&] { return counts[name] >= count; });
+    // Longer than the minute for which a host is stopped.
+    return changed.wait_for(lock, std::chrono::seconds(90), [&] { return counts[name] >= count; });
   }
 };
 Counts& happened() {
