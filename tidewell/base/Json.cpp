@@ -123,8 +123,8 @@ class ValueBuilder {
  public:
   /// `mayHoldSurrogates`: whether the text has escapes, which alone can bring a surrogate into a string.
   explicit ValueBuilder(bool mayHoldSurrogates) : mayHoldSurrogates_(mayHoldSurrogates) {
-    values_.reserve(kUsualEntries);
-    keys_.reserve(kUsualEntries);
+    values_.reserve(kUsualValues);
+    keys_.reserve(kUsualKeys);
   }
 
   bool Null() { return add(Value::null()); }
@@ -188,7 +188,9 @@ class ValueBuilder {
     return add(std::move(container));
   }
 
-  static constexpr std::size_t kUsualEntries = 64;
+  // Less than a kilobyte each: allocators take longer for more.
+  static constexpr std::size_t kUsualValues = 48;
+  static constexpr std::size_t kUsualKeys = 24;
 
   std::vector<Value> values_;
   std::vector<std::string> keys_;

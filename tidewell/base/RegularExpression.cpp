@@ -1,11 +1,11 @@
 #include "tidewell/base/RegularExpression.h"
 
 #include <unicode/uregex.h>
+#include <unicode/utext.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <limits>
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/Unicode.h"
@@ -49,12 +49,12 @@ class alignas(64) Matcher {
   }
 
   /// What one report costs is `weight` steps times those it stands for.
-  MatchResult match(std::u16string_view text, std::int32_t weight, MatchBudget& budget) {
+  MatchResult match(UText* text, std::int32_t weight, MatchBudget& budget) {
     costOfReport_ = kStepsPerReport * weight;
     steps_ = budget.steps;
     reports_ = 0;
     UErrorCode status = U_ZERO_ERROR;
-    uregex_setText(expression_.get(), text.data(), static_cast<std::int32_t>(text.size()), &status);
+    uregex_setUText(expression_.get(), text, &status);  // which clones it, and only reads it
     const bool isMatch = uregex_matches(expression_.get(), -1, &status) != 0;
     budget.steps -= std::min(budget.steps, 1 + reports_ * costOfReport_);
     if (U_FAILURE(status)) return MatchResult::undecided;
@@ -98,7 +98,10 @@ MatchText::MatchText(std::string_view utf8) {
     other_ = utf16FromUtf8(utf8);
     utf16_ = other_;
   }
+  UErrorCode status = U_ZERO_ERROR;
+  opened_ = utext_openUChars(nullptr, utf16_.data(), static_cast<std::int64_t>(utf16_.size()), &status);
 }
+MatchText::~MatchText() { utext_close(opened_); }
 
 MatchPlace::MatchPlace() noexcept : index_(kCount) {
   const std::size_t first = firstPlaceOfThisThread();
@@ -155,11 +158,10 @@ MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budge
                                          " (string " + utf8FromUtf16(units) + ", pattern " + pattern() +
                                          ", case 0, canon 0)");
   }
-  constexpr auto kLongestText = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
-  if (budget.steps <= 0 || units.size() > kLongestText) return MatchResult::undecided;
+  if (budget.steps <= 0 || text.opened_ == nullptr) return MatchResult::undecided;
   const auto ask = [&](Matcher& matcher) {
     if (!matcher.prepare(implementation_->compiled.get())) return MatchResult::undecided;
-    return matcher.match(units, implementation_->weightFor(units), budget);
+    return matcher.match(text.opened_, implementation_->weightFor(units), budget);
   };
   if (place.index_ < MatchPlace::kCount) return ask(implementation_->matchers[place.index_]);
   Matcher own;

@@ -9,6 +9,8 @@
 
 #include "tidewell/base/Export.h"
 
+struct UText;  // ICU's access to a text
+
 namespace tidewell::base {
 
 /// What matches may still cost, in steps of 500 places that ICU keeps to come back to (so that an answer does
@@ -22,19 +24,22 @@ struct MatchBudget {
   std::int32_t steps = kDefaultSteps;
 };
 
-/// A text made ready for matching, so that asking many expressions about it converts it once, without an
-/// allocation where it is a short one in ASCII. Any thread may read.
+/// A text made ready for matching, so that asking many expressions about it converts and opens it once. Any
+/// thread may read.
 class TIDEWELL_EXPORT MatchText {
  public:
   explicit MatchText(std::string_view utf8);
+  ~MatchText();
   MatchText(const MatchText&) = delete;
   MatchText& operator=(const MatchText&) = delete;
   [[nodiscard]] std::u16string_view utf16() const noexcept { return utf16_; }
 
  private:
+  friend class RegularExpression;
   std::array<char16_t, 64> short_;
   std::u16string other_;
   std::u16string_view utf16_;  ///< one of the two
+  UText* opened_;              ///< null where there is no memory for it
 };
 
 /// A place at which a thread matches. Every expression keeps a matcher for each place, so that one that is

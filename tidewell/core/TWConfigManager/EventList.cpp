@@ -10,7 +10,7 @@
 namespace tidewell {
 namespace {
 
-constexpr std::size_t kShortList = 100;
+constexpr std::size_t kShortList = 32;
 
 }  // namespace
 
