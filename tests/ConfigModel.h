@@ -74,7 +74,7 @@ class ConfigModel {
       return 0;
     });
   }
-  void setDataRedirectionRegion(int region) {
+  void setDataRedirectionRegion(std::int64_t region) {
     set("d_r_r", region == 0 ? "SERV3" : region == 1 ? "Europe" : "Default");
   }
   void setDataTrackingOptedOut(bool flag) { set("d_t_opt_out", flag); }

@@ -1,8 +1,8 @@
 #include "tidewell/base/Exception.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
+#include <functional>
 #include <stdexcept>
 #include <thread>
 
@@ -12,21 +12,20 @@ namespace {
 
 __attribute__((noinline)) void throwFromHere() { raise(kRangeException, "beyond the end"); }
 
-template <class T>
-void expectDescription(const T& thrown, const std::string& expected) {
-  try {
-    throw thrown;
-  } catch (...) {
-    EXPECT_EQ(currentExceptionDescription(), expected);
-  }
-}
-
 }  // namespace
 
 TEST(Exceptions, DescribeThemselvesWhateverTheyAre) {
-  expectDescription(Exception("N", "the reason"), "the reason");
-  expectDescription(std::runtime_error("what went wrong"), "what went wrong");
-  expectDescription(42, "an exception of type int");
+  const std::pair<std::function<void()>, const char*> cases[] = {
+      {[] { throw Exception("N", "the reason"); }, "the reason"},
+      {[] { throw std::runtime_error("what went wrong"); }, "what went wrong"},
+      {[] { throw 42; }, "an exception of type int"}};
+  for (const auto& [raising, expected] : cases) {
+    try {
+      raising();
+    } catch (...) {
+      EXPECT_EQ(currentExceptionDescription(), expected);
+    }
+  }
 }
 
 TEST(Exceptions, NameTheFramesThatThrewThemEvenWhenLookedAtElsewhere) {

@@ -196,14 +196,6 @@ TEST(PropertyList, RefusesListsThatGrowWhenTheyAreRead) {
   EXPECT_TRUE(propertyListWithData(binary::list(objects, 0, 2, offset)).isNil());
 }
 
-TEST(PropertyList, SharesWhatAListRefersToTwice) {
-  const std::vector<std::string> objects{binary::array({1, 1}, 1), binary::array({2}, 1), "\x51x"};
-  const Value value = propertyListWithData(binary::list(objects, 0, 1));
-  ASSERT_TRUE(value.array());
-  EXPECT_EQ(value.array()->objectAtIndex(0).array()->begin(),
-            value.array()->objectAtIndex(1).array()->begin());
-}
-
 TEST(PropertyList, RefusesBinaryListsThatLie) {
   const std::string huge("\xaf\x13\x7f\xff\xff\xff\xff\xff\xff\xff", 10);
   const struct {

@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "core/CoreFixture.h"
 #include "tidewell/base/Json.h"
 #include "tidewell/base/KeyedArchive.h"
@@ -8,7 +10,6 @@ namespace tidewell {
 namespace {
 
 using testing::FileOperation;
-using Lines = std::vector<std::string>;
 
 const std::error_code kInputOutput = std::make_error_code(std::errc::io_error);
 const std::error_code kNoSpace = std::make_error_code(std::errc::no_space_on_device);
@@ -36,54 +37,25 @@ class ConfigArchive : public CoreFixture {
   std::string whole;  // an archive with a push opt-out, the European region, and settings of the server
 };
 
-TEST_F(ConfigArchive, ASecondStartAnswersFromTheArchive) {
-  const TWConfigManager manager;
-  EXPECT_FALSE(manager.isAccountActive());
-  EXPECT_TRUE(manager.isEventBlackListed("x"));
-  EXPECT_EQ(*manager.getLogEntriesToken().string(), "t");
-  EXPECT_TRUE(manager.tdwConfig()->userPushOptedOut());
-  EXPECT_EQ(manager.getDataRedirectionRegion(), TWDataRegionEurope);
-  EXPECT_TRUE(lines().empty());
-}
-
-TEST_F(ConfigArchive, WhatCannotBeDecodedIsKeptAsideAndSaidOnce) {
-  std::vector<std::string> broken = {"", "nonsense", base::archivedDataWithRootObject(base::Array{1}),
-                                     base::archivedDataWithRecord("Other", [](base::KeyedEncoder&) {})};
-  for (std::size_t length = 1; length < whole.size(); length += 7) broken.push_back(whole.substr(0, length));
-  for (const std::string& bytes : broken) {
-    files().setContents(path, bytes);
-    const TWConfigManager manager;
-    EXPECT_TRUE(manager.isAccountActive()) << "a record of defaults serves";
-    EXPECT_EQ(contents(".corrupt"), bytes);
-    EXPECT_EQ(contents(), std::nullopt);
-    EXPECT_EQ(lines().size(), 2u) << "one for the file, one that every new record logs";
-  }
-}
-
 TEST_F(ConfigArchive, APassingFaultAtTheStartLosesNothing) {
   fail(FileOperation::read, kInputOutput, 1);
   TWConfigManager manager;
   EXPECT_TRUE(manager.isAccountActive());
   EXPECT_EQ(contents(), whole);
   manager.setUserInAppNotificationOptedOut(true);
-  for (int life = 0; life < 2; ++life) {
-    SCOPED_TRACE(life);
-    const TWConfigManager next;
-    const TWConfigManager& looked = life == 0 ? manager : next;
-    EXPECT_FALSE(looked.isAccountActive()) << "the change lies on top of what was read then";
-    EXPECT_TRUE(looked.tdwConfig()->userPushOptedOut());
-    EXPECT_TRUE(looked.tdwConfig()->userInAppOptedOut());
-    EXPECT_EQ(looked.getDataRedirectionRegion(), TWDataRegionEurope);
+  const TWConfigManager next;
+  for (const TWConfigManager* const looked : {&std::as_const(manager), &next}) {
+    EXPECT_FALSE(looked->isAccountActive()) << "the change lies on top of what was read then";
+    EXPECT_TRUE(looked->tdwConfig()->userPushOptedOut());
+    EXPECT_TRUE(looked->tdwConfig()->userInAppOptedOut());
+    EXPECT_EQ(looked->getDataRedirectionRegion(), TWDataRegionEurope);
   }
-}
 
-TEST_F(ConfigArchive, AMergeAfterAPassingFaultReplacesTheServersSettingsOnly) {
   fail(FileOperation::read, kInputOutput, 1);
-  TWConfigManager manager;
-  manager.updateConfigFromResponse(base::Dictionary{{"le_tkn", "new"}});
-  EXPECT_TRUE(manager.isAccountActive());
-  EXPECT_EQ(*manager.getLogEntriesToken().string(), "new");
-  EXPECT_TRUE(manager.tdwConfig()->userPushOptedOut());
+  TWConfigManager merging;
+  merging.updateConfigFromResponse(base::Dictionary{{"le_tkn", "new"}});
+  EXPECT_TRUE(merging.isAccountActive()) << "a merge replaces what the server had said, and no more";
+  EXPECT_TRUE(merging.tdwConfig()->userPushOptedOut());
 }
 
 TEST_F(ConfigArchive, WhatStaysUnreadableIsKeptAsideAndItsOptOutsComeBack) {
@@ -108,26 +80,24 @@ TEST_F(ConfigArchive, WhatStaysUnreadableIsKeptAsideAndItsOptOutsComeBack) {
 }
 
 TEST_F(ConfigArchive, NothingIsOverwrittenThatCouldNotBeReadOrMoved) {
-  struct Case {
-    const char* what;
-    std::size_t failedReads, failedMoves, failedWrites;
-  };
-  for (const Case& c :
-       {Case{"cannot be moved", 2, 1, 0}, Case{"cannot be written", 2, 0, 1}, Case{"full disk", 0, 0, 1}}) {
-    SCOPED_TRACE(c.what);
-    if (c.failedReads > 0) fail(FileOperation::read, kInputOutput, c.failedReads);
-    if (c.failedMoves > 0) fail(FileOperation::move, kNoSpace, c.failedMoves);
-    if (c.failedWrites > 0) fail(FileOperation::replace, kNoSpace, c.failedWrites);
+  for (const auto& [what, failedReads, failedMoves, failedWrites] :
+       {std::tuple{"cannot be moved", 2u, 1u, 0u},
+        {"cannot be written", 2u, 0u, 1u},
+        {"full disk", 0u, 0u, 1u}}) {
+    SCOPED_TRACE(what);
+    if (failedReads > 0) fail(FileOperation::read, kInputOutput, failedReads);
+    if (failedMoves > 0) fail(FileOperation::move, kNoSpace, failedMoves);
+    if (failedWrites > 0) fail(FileOperation::replace, kNoSpace, failedWrites);
     TWConfigManager manager;
     lines();
     manager.setDataTrackingOptedOut(true);
     EXPECT_TRUE(manager.tdwConfig()->dataTrackingOptedOut()) << "memory is right";
     EXPECT_EQ(contents(), whole) << "the old file is whole";
     EXPECT_FALSE(lines().empty()) << "and that is said";
-    manager.setUserInAppNotificationOptedOut(false);
+    (void)manager.shouldSyncConfig();
     const TWConfigManager next;
     EXPECT_TRUE(next.tdwConfig()->userPushOptedOut());
-    EXPECT_TRUE(next.tdwConfig()->dataTrackingOptedOut()) << "the next write holds both";
+    EXPECT_TRUE(next.tdwConfig()->dataTrackingOptedOut()) << "the next occasion writes both";
     files().setContents(path, whole);
   }
 }
@@ -166,15 +136,7 @@ TEST_F(ConfigArchive, AnotherProcessThatWritesDuringOursLosesNothing) {
   EXPECT_TRUE(ours.tdwConfig()->dataTrackingOptedOut()) << "and counts here from now on";
 }
 
-TEST_F(ConfigArchive, AMachineWithoutALibraryKeepsTheRecordInMemory) {
-  files().setLibraryPath(std::nullopt);
-  TWConfigManager manager;
-  manager.setDataTrackingOptedOut(true);
-  EXPECT_FALSE(manager.isDataTrackingEnabled());
-  EXPECT_EQ(manager.getFilePathForConfig(), std::nullopt);
-}
-
-TEST_F(ConfigArchive, ARecordThatCannotBeArchivedLeavesTheFile) {
+TEST_F(ConfigArchive, WhatCannotBeArchivedCountsInMemoryAndLeavesTheFile) {
   TWConfigManager manager;
   manager.tdwConfig()->setLogEntriesToken(base::Value(base::BoxedPointer{}));
   lines();
@@ -182,6 +144,10 @@ TEST_F(ConfigArchive, ARecordThatCannotBeArchivedLeavesTheFile) {
   EXPECT_EQ(contents(), whole);
   EXPECT_EQ(lines().size(), 1u);
   EXPECT_FALSE(manager.isDataTrackingEnabled());
+  files().setLibraryPath(std::nullopt);
+  manager.setUserInAppNotificationOptedOut(true);
+  EXPECT_FALSE(manager.isUserInAppEnabled());
+  EXPECT_EQ(manager.getFilePathForConfig(), std::nullopt);
 }
 
 }  // namespace

@@ -62,23 +62,23 @@ TEST_P(ConfigDifferential, AnswersAsThePlainModelThroughMergesSettersAndRestarts
   for (int step = 0; step < 150; ++step) {
     SCOPED_TRACE(step);
     const bool flag = replies.oneIn(2);
+    const auto change = [&](auto what) {
+      what(model);
+      what(*manager);
+    };
     switch (replies.below(8)) {
       case 0:
-        model.setDataTrackingOptedOut(flag);
-        manager->setDataTrackingOptedOut(flag);
+        change([&](auto& subject) { subject.setDataTrackingOptedOut(flag); });
         break;
       case 1:
-        model.setUserPushNotificationOptedOut(flag);
-        manager->setUserPushNotificationOptedOut(flag);
+        change([&](auto& subject) { subject.setUserPushNotificationOptedOut(flag); });
         break;
       case 2:
-        model.setUserInAppNotificationOptedOut(flag);
-        manager->setUserInAppNotificationOptedOut(flag);
+        change([&](auto& subject) { subject.setUserInAppNotificationOptedOut(flag); });
         break;
       case 3: {
-        const int region = replies.below(5) - 1;
-        model.setDataRedirectionRegion(region);
-        manager->setDataRedirectionRegion(TWDataRegion{region});
+        const TWDataRegion region{replies.below(5) - 1};
+        change([&](auto& subject) { subject.setDataRedirectionRegion(region); });
         break;
       }
       case 4:
@@ -88,8 +88,7 @@ TEST_P(ConfigDifferential, AnswersAsThePlainModelThroughMergesSettersAndRestarts
       default: {
         const base::Value reply = replies.next();
         SCOPED_TRACE(reply.description());
-        model.updateConfigFromResponse(reply);
-        manager->updateConfigFromResponse(reply);
+        change([&](auto& subject) { subject.updateConfigFromResponse(reply); });
       }
     }
     if (flag) runUntilIdle();  // sometimes the expressions are compiled ahead, sometimes on the question

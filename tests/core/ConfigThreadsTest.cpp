@@ -61,14 +61,12 @@ TEST_F(ConfigThreads, QuestionsDuringMergesSeeAnOldOrANewConfigurationWhole) {
 TEST_F(ConfigThreads, SettersOnManyThreadsAllReachTheFile) {
   TWConfigManager manager;
   std::thread tracking([&] { manager.setDataTrackingOptedOut(true); });
-  std::thread push([&] { manager.setUserPushNotificationOptedOut(true); });
   std::thread region([&] { manager.setDataRedirectionRegion(TWDataRegionServ3); });
   manager.setUserInAppNotificationOptedOut(true);
   tracking.join();
-  push.join();
   region.join();
   const auto fields = TWConfigManager().tdwConfig()->fields();
-  EXPECT_TRUE(fields->dataTrackingOptedOut && fields->userPushOptedOut && fields->userInAppOptedOut);
+  EXPECT_TRUE(fields->dataTrackingOptedOut && fields->userInAppOptedOut);
   EXPECT_EQ(*fields->dataRedirectionRegion.string(), "SERV3");
 }
 

@@ -93,52 +93,46 @@ TEST(ConstantsTest, ExportedTextsKeepTheirValues) {
 }
 
 TEST(ConstantsTest, ExportedNumbersKeepTheirValues) {
-  const struct {
-    std::int64_t constant, value;
-  } numbers[] = {
-      {TWServiceGetConfig, 0},
-      {TWServiceDeviceAdd, 1},
-      {TWServiceSendReports, 2},
-      {TWServiceGetInAppMetaV3, 3},
-      {TWServiceGetInAppPayloadV3, 4},
-      {TWServiceGetTestInAppPayloadV3, 5},
-      {TWServiceSendInAppStats, 6},
-      {TWServiceInbox, 7},
-      {TWServiceSendCategories, 8},
-      {TWServiceOfflineTriggersSync, 9},
-      {TWServiceUserInSegment, 10},
-      {TWServiceGeofenceHit, 11},
-      {TWServiceGetGeofences, 12},
-      {TWServiceSendLogs, 13},
-      {TWConfigPropertyAccountStatus, 0},
-      {TWConfigPropertyInAppStatus, 1},
-      {TWConfigPropertyInboxStatus, 2},
-      {TWConfigPropertyGeofenceStatus, 3},
-      {TWConfigPropertyLogentriesStatus, 4},
-      {TWConfigPropertyDeviceTriggerStatus, 5},
-      {TWConfigPropertyPeriodicSyncStatus, 6},
-      {TWConfigPropertyInboxDefaultDuration, 8},
-      {TWConfigPropertyPeriodicSyncInterval, 9},
-      {TWConfigPropertyDeviceTriggerSyncInterval, 10},
-      {TWConfigPropertyUserAttrCacheInterval, 11},
-      {TWConfigPropertySessionInactiveDuration, 12},
-      {TWConfigPropertyBlackListedEvents, 13},
-      {TWConfigPropertyDataTrackingWhitelistedEvents, 14},
-      {TWConfigPropertyInstantFlushEvents, 15},
-      {TWConfigPropertySourceExtraKeys, 16},
-      {TWConfigPropertyRestrictedUniqueIDRegex, 17},
-      {TWConfigPropertyEventsBatchCount, 18},
-      {TWConfigPropertyLogentriesToken, 19},
-      {TWConfigPropertyDataRedirectionRegion, 20},
-      {TWConfigPropertyDataTrackingOptedOut, 21},
-      {TWConfigPropertyUserPushOptedOut, 22},
-      {TWConfigPropertyUserInAppOptedOut, 23},
-      {TWDataRegionServ3, 0},
-      {TWDataRegionEurope, 1},
-      {TWDataRegionDefault, 2},
-      {REQ_PORT_TDW_PROD, 443},
+  const std::int64_t services[] = {TWServiceGetConfig,         TWServiceDeviceAdd,
+                                   TWServiceSendReports,       TWServiceGetInAppMetaV3,
+                                   TWServiceGetInAppPayloadV3, TWServiceGetTestInAppPayloadV3,
+                                   TWServiceSendInAppStats,    TWServiceInbox,
+                                   TWServiceSendCategories,    TWServiceOfflineTriggersSync,
+                                   TWServiceUserInSegment,     TWServiceGeofenceHit,
+                                   TWServiceGetGeofences,      TWServiceSendLogs};
+  constexpr std::int64_t kNone = 7;  // no property has it
+  const std::int64_t properties[] = {TWConfigPropertyAccountStatus,
+                                     TWConfigPropertyInAppStatus,
+                                     TWConfigPropertyInboxStatus,
+                                     TWConfigPropertyGeofenceStatus,
+                                     TWConfigPropertyLogentriesStatus,
+                                     TWConfigPropertyDeviceTriggerStatus,
+                                     TWConfigPropertyPeriodicSyncStatus,
+                                     kNone,
+                                     TWConfigPropertyInboxDefaultDuration,
+                                     TWConfigPropertyPeriodicSyncInterval,
+                                     TWConfigPropertyDeviceTriggerSyncInterval,
+                                     TWConfigPropertyUserAttrCacheInterval,
+                                     TWConfigPropertySessionInactiveDuration,
+                                     TWConfigPropertyBlackListedEvents,
+                                     TWConfigPropertyDataTrackingWhitelistedEvents,
+                                     TWConfigPropertyInstantFlushEvents,
+                                     TWConfigPropertySourceExtraKeys,
+                                     TWConfigPropertyRestrictedUniqueIDRegex,
+                                     TWConfigPropertyEventsBatchCount,
+                                     TWConfigPropertyLogentriesToken,
+                                     TWConfigPropertyDataRedirectionRegion,
+                                     TWConfigPropertyDataTrackingOptedOut,
+                                     TWConfigPropertyUserPushOptedOut,
+                                     TWConfigPropertyUserInAppOptedOut};
+  const std::int64_t regions[] = {TWDataRegionServ3, TWDataRegionEurope, TWDataRegionDefault};
+  const auto expectCountedFromZero = [](const auto& numbers) {
+    for (std::size_t i = 0; i < std::size(numbers); ++i) EXPECT_EQ(numbers[i], static_cast<std::int64_t>(i));
   };
-  for (const auto& [constant, value] : numbers) EXPECT_EQ(constant, value);
+  expectCountedFromZero(services);
+  expectCountedFromZero(properties);
+  expectCountedFromZero(regions);
+  EXPECT_EQ(REQ_PORT_TDW_PROD, 443);
 }
 
 TEST(ConstantsTest, VersionNumberIsTheBeginningOfTheVersionText) {

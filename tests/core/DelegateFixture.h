@@ -86,9 +86,10 @@ class Deaf : public UIApplicationDelegate {};
 /// A message of the protocol, and how it is sent with arguments that `Listener` notes.
 struct Sent {
   std::string selector;
-  std::string noted;                        ///< what `Listener` writes down
-  bool isRemote;                            ///< belongs to the remote-notification stage
-  bool isAddedAlways;                       ///< to the subclass, whether the delegate responds or not
+  std::string noted;   ///< what `Listener` writes down
+  bool isRemote;       ///< belongs to the remote-notification stage
+  bool isAddedAlways;  ///< to the subclass, whether the delegate responds or not
+  bool hasAnswer;
   std::function<bool(const Ref& to)> send;  ///< the answer; NO where the message has none
 };
 
@@ -102,16 +103,16 @@ inline const std::vector<Sent>& sentMessages() {
   static const auto entry = []<class R, class... P>(const runtime::Message<R(UIApplication&, P...)>& message,
                                                     std::string noted, bool isRemote, bool isAddedAlways,
                                                     auto... arguments) {
+    constexpr bool kHasAnswer = !std::is_void_v<R>;
     const auto send = [&message, arguments...](const Ref& to) {
       const auto application = UIApplication::sharedApplication();
-      if constexpr (std::is_void_v<R>) {
-        runtime::send(to, message, *application, arguments...);
-        return false;
-      } else {
+      if constexpr (kHasAnswer)
         return runtime::send(to, message, *application, arguments...);
-      }
+      else
+        return runtime::send(to, message, *application, arguments...), false;
     };
-    return Sent{std::string(message.selector().name()), std::move(noted), isRemote, isAddedAlways, send};
+    return Sent{
+        std::string(message.selector().name()), std::move(noted), isRemote, isAddedAlways, kHasAnswer, send};
   };
   static const auto count = [](const auto&...) { ++handlerCalls(); };
   static const auto activity = runtime::make<NSUserActivity>("browse");

@@ -12,23 +12,18 @@ using namespace std::string_view_literals;
 
 class EncodersTest : public CoreFixture {};
 
-TEST_F(EncodersTest, ATokenIsItsFirst32BytesInHex) {
+TEST_F(EncodersTest, BytesBecomeHexAndTextsDigests) {
   std::string bytes;
   for (char byte = 0; byte < 40; ++byte) bytes += byte;
-  const std::string all = "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f";
-  EXPECT_EQ(TWCoreUtils::hexTokenForData(base::Data(bytes)), all);
-  EXPECT_EQ(TWCoreUtils::hexTokenForData(base::Data(bytes.substr(0, 3))), "000102");
+  EXPECT_EQ(TWCoreUtils::hexTokenForData(base::Data(bytes)),
+            "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f")
+      << "the first 32 bytes";
   EXPECT_EQ(TWCoreUtils::hexTokenForData(base::Data("\xFF\x80")), "ff80");
-  EXPECT_EQ(TWCoreUtils::hexTokenForData(base::Data()), "");
   EXPECT_EQ(TWCoreUtils::hexTokenForData(std::nullopt), "");
-}
-
-TEST_F(EncodersTest, DigestsAreThoseOfTheUTF8BytesBeforeTheFirstZero) {
   // RFC 1321, A.5; the one with letters beyond ASCII is of md5sum.
-  EXPECT_EQ(TWCoreUtils::MD5hashForString(""), "d41d8cd98f00b204e9800998ecf8427e");
   EXPECT_EQ(TWCoreUtils::MD5hashForString(std::nullopt), "d41d8cd98f00b204e9800998ecf8427e");
-  EXPECT_EQ(TWCoreUtils::MD5hashForString("abc"), "900150983cd24fb0d6963f7d28e17f72");
-  EXPECT_EQ(TWCoreUtils::MD5hashForString("abc\0def"sv), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_EQ(TWCoreUtils::MD5hashForString("abc\0def"sv), "900150983cd24fb0d6963f7d28e17f72")
+      << "up to a zero";
   EXPECT_EQ(TWCoreUtils::MD5hashForString("héllo"), "be50e8478cf24ff3595bc7307fb91b50");
 }
 
@@ -39,8 +34,7 @@ TEST_F(EncodersTest, ADictionaryBecomesPrettyJSONOrALine) {
             Text("{\n  \"b\" : \"a\\/b\",\n  \"a\" : [\n    1\n  ]\n}"));
   EXPECT_EQ(TWCoreUtils::getJSONStringFromDictionary(std::nullopt), Text());
   EXPECT_EQ(lines(), Lines());
-  for (const base::Value& bad :
-       {base::Value(base::Date{0}), base::Value(base::Data("x")), base::Value(NAN)}) {
+  for (const base::Value& bad : {base::Value(base::Date{0}), base::Value(NAN)}) {
     EXPECT_EQ(TWCoreUtils::getJSONStringFromDictionary(base::Dictionary{{"k", bad}}), Text());
     const Lines logged = lines();
     ASSERT_EQ(logged.size(), 1u);
@@ -74,34 +68,23 @@ TEST_F(EncodersTest, TextsAreSearchedLiterally) {
   EXPECT_FALSE(TWCoreUtils::checkIfString("abc", ""));
   EXPECT_FALSE(TWCoreUtils::checkIfString("abc", std::nullopt));
   EXPECT_TRUE(TWCoreUtils::checkIfString(std::nullopt, "x"));
-  EXPECT_TRUE(TWCoreUtils::checkIfString(std::nullopt, std::nullopt));
-  EXPECT_EQ(TWCoreUtils::helveticaFont(), "HelveticaNeue");
 }
 
 TEST_F(EncodersTest, APayloadKeepsWhatJSONCanCarry) {
   const base::Array untouched{base::Date{1}};
   const base::Dictionary payload{
       {"null", base::Value::null()},
-      {"nested",
-       base::Dictionary{{"c", base::Date{1.5}}, {"deeper", base::Dictionary{{"n", base::Value::null()}}}}},
+      {"nested", base::Dictionary{{"date", base::Date{1.5}}, {"n", base::Value::null()}}},
       {"data", base::Data("\x01\xFF")},
       {"url", *base::Url::URLWithString("https://h.example/a?b=c")},
       {"array", untouched},
-      {"text", "t"},
-      {"number", 7},
-  };
+      {"number", 7}};
   const base::Dictionary expected{
-      {"null", ""},
-      {"nested", base::Dictionary{{"c", 1500.0}, {"deeper", base::Dictionary{{"n", ""}}}}},
-      {"data", "01ff"},
-      {"url", "https://h.example/a?b=c"},
-      {"array", untouched},
-      {"text", "t"},
-      {"number", 7},
-  };
+      {"null", ""},         {"nested", base::Dictionary{{"date", 1500.0}, {"n", ""}}},
+      {"data", "01ff"},     {"url", "https://h.example/a?b=c"},
+      {"array", untouched}, {"number", 7}};
   const base::Dictionary transformed = TWCoreUtils::transformPayloadForIncompatibleTypes(payload);
   EXPECT_EQ(transformed.description(), expected.description());
-  EXPECT_EQ(transformed.allKeys(), payload.allKeys());
 }
 
 TEST_F(EncodersTest, APayloadNestedTooDeeplyIsLoggedAndCutOff) {

@@ -15,7 +15,7 @@ constexpr std::string_view kService = "com.tidewell.org.example.shop";
 
 class KeychainTest : public CoreFixture {};
 
-TEST_F(KeychainTest, AnItemIsReplacedAndRemoved) {
+TEST_F(KeychainTest, AnItemIsReplacedAndRemovedAndAnArchiveUnderServiceAndAccount) {
   EXPECT_EQ(TWKeychain::keychainItem("s"), "");
   TWKeychain::save("s", "first");
   TWKeychain::save("s", "second");
@@ -23,20 +23,15 @@ TEST_F(KeychainTest, AnItemIsReplacedAndRemoved) {
   EXPECT_EQ(platform->testKeychain().itemCount(), 2u);
   EXPECT_EQ(TWKeychain::load("s"), base::Value("second"));
   EXPECT_EQ(TWKeychain::keychainItem("s"), "second");
-  EXPECT_EQ(TWKeychain::load("t"), base::Value(7));
-  EXPECT_EQ(TWKeychain::keychainItem("t"), "");
+  EXPECT_EQ(TWKeychain::keychainItem("t"), "") << "no text";
+  const base::Dictionary query{{"class", "genp"}, {"svce", "s"}, {"acct", "s"}, {"pdmn", "ck"}};
+  EXPECT_EQ(TWKeychain::getKeychainQuery("s"), query);
+  base::Data data;
+  ASSERT_EQ(platform->keychain().itemCopyMatching(query, data), platform::errSecSuccess);
+  EXPECT_EQ(base::unarchiveObjectWithData(data.view()), base::Value("second"));
   TWKeychain::remove("s");
   EXPECT_TRUE(TWKeychain::load("s").isNil());
   EXPECT_EQ(platform->testKeychain().itemCount(), 1u);
-}
-
-TEST_F(KeychainTest, AnItemIsAnArchiveUnderServiceAndAccount) {
-  const base::Dictionary query{{"class", "genp"}, {"svce", "s"}, {"acct", "s"}, {"pdmn", "ck"}};
-  EXPECT_EQ(TWKeychain::getKeychainQuery("s"), query);
-  TWKeychain::save("s", "value");
-  base::Data data;
-  ASSERT_EQ(platform->keychain().itemCopyMatching(query, data), platform::errSecSuccess);
-  EXPECT_EQ(base::unarchiveObjectWithData(data.view()), base::Value("value"));
 }
 
 TEST_F(KeychainTest, AnItemThatIsNoArchiveIsLoggedAndReadsAsNothing) {
@@ -52,21 +47,14 @@ TEST_F(KeychainTest, AnItemThatIsNoArchiveIsLoggedAndReadsAsNothing) {
       << logged[0];
 }
 
-TEST_F(KeychainTest, TheDeviceIDIsAnsweredAtOnceAndSavedLater) {
+TEST_F(KeychainTest, TheDeviceIDIsAnsweredAtOnceSavedLaterAndKeptForTheProcess) {
+  const Text made = TWNetworkUtils::getDeviceUniqueID();
+  EXPECT_EQ(made, Text("P-6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309"));
   EXPECT_FALSE(TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain());
-  const Text expected("P-6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309");
-  EXPECT_EQ(TWKeychain::createDeviceUniqueIDForService(kService), expected);
-  EXPECT_TRUE(TWKeychain::load(kService).isNil());
   platform->testGlobalQueue().runAll();
-  EXPECT_EQ(TWKeychain::load(kService), base::Value(expected));
-  EXPECT_TRUE(TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain());
-}
-
-TEST_F(KeychainTest, TheDeviceIDOutlivesTheUniqueId) {
-  TWKeychain::save(kService, "P-old");
-  EXPECT_EQ(TWCoreUtils::getDeviceUniqueID(), Text("P-old"));
-  TWKeychain::save(kService, "P-new");
-  EXPECT_EQ(TWCoreUtils::getDeviceUniqueID(), Text("P-old")) << "known for the rest of the process";
+  EXPECT_EQ(TWKeychain::load(kService), base::Value(made));
+  TWKeychain::save(kService, "P-other");
+  EXPECT_EQ(TWCoreUtils::getDeviceUniqueID(), made);
 }
 
 TEST_F(KeychainTest, NoDeviceIDIsAskedForAgain) {

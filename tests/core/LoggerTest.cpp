@@ -1,9 +1,8 @@
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 
 #include "core/CoreFixture.h"
 #include "tidewell/core/Guard.h"
@@ -35,6 +34,8 @@ base::Value raisingValue() {
 
 const base::Array kMessage{"message"};
 const base::Array kDetails{"TWConfigManager", 120, "isLogentriesEnabled", "message"};
+const std::string kDetailed =
+    "Tidewell - <file - TWConfigManager, line number - 120 , method - 'isLogentriesEnabled'> message";
 
 TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
   const struct {
@@ -45,31 +46,20 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
     Lines expected;
   } cases[] = {
       {{}, 1, 5, kMessage, {}},
-      {{0}, 1, 5, kMessage, {}},
       {{1}, 1, 0, kMessage, {"Tidewell - message"}},
-      {{1}, 1, 5, kMessage, {"Tidewell - message"}},
       {{1}, 1, 0, {"100%@ %d"}, {"Tidewell - 100%@ %d"}},
-      {{1},
-       2,
-       4,
-       kDetails,
-       {"Tidewell - <file - TWConfigManager, line number - 120 , method - 'isLogentriesEnabled'> message"}},
+      {{1}, 2, 4, kDetails, {kDetailed}},
       {{1}, 2, 4, {"F", 1, "m"}, {"Tidewell - <file - F, line number - 1 , method - 'm'> (null)"}},
-      {{1}, 0, 5, kMessage, {}},
       {{1}, 3, 5, kMessage, {}},
       {{1, 7}, 1, 0, kMessage, {"Tidewell - message"}},
       {{1, 0}, 1, 5, kMessage, {}},
-      {{2}, 1, 0, kMessage, {}},
       {{2}, 1, 3, kMessage, {}},
       {{2}, 1, 4, kMessage, {"[EXCEPTION]\tTidewell - message"}},
       {{2}, 2, 5, {"F", 1, "m", "x"}, {"[ERROR]\tTidewell - <file - F, line number - 1 , method - 'm'> x"}},
-      {{2}, 1, 6, kMessage, {"[]\tTidewell - message"}},
       {{2}, 1, -1, kMessage, {"[]\tTidewell - message"}},
       {{2}, 3, 5, kMessage, {"[ERROR]\t(null)"}},
-      {{2, 0}, 1, 5, kMessage, {}},
       {{2, 1}, 1, 3, kMessage, {}},
       {{2, 1}, 1, 5, kMessage, {"[ERROR]\tTidewell - message"}},
-      {{2, 0, 1}, 1, 1, kMessage, {"Tidewell - message"}},
   };
   for (const auto& each : cases) {
     setLevels(each.levels);
@@ -79,32 +69,26 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
   }
 }
 
-TEST_F(LoggerTest, EveryCombinationOfSwitchesFollowsTheRules) {
-  for (const std::int32_t minimum : {-1, 0, 1, 4, 5}) {
-    for (const int flags : {0, 1, 2, 3}) {
-      const bool inDebug = flags & 1, verbose = flags & 2;
-      TWLogger::setMinimumSeverity(minimum);
-      TWLogger::setShouldLogInDebug(inDebug);
-      TWLogger::setShouldLogInVerboseMessage(verbose);
-      const bool filtering = minimum != 0 && verbose;
-      EXPECT_EQ(TWLogger::usingSeverityFiltering(), filtering);
-      EXPECT_EQ(TWLogger::loggingEnabled(), inDebug || filtering);
-      for (const std::int32_t severity : {-1, 0, 1, 3, 4, 5, 6}) {
-        const bool meets = static_cast<std::uint32_t>(minimum) <= static_cast<std::uint32_t>(severity);
-        EXPECT_EQ(TWLogger::writes(severity), (inDebug || filtering) && (!filtering || meets))
-            << minimum << ' ' << flags << ' ' << severity;
-      }
-    }
+TEST_F(LoggerTest, AMinimumSeverityFiltersVerboseMessagesOnly) {
+  TWLogger::setMinimumSeverity(4);
+  for (const auto& [inDebug, verbose, writesInfo, writesError] :
+       {std::tuple{false, false, false, false}, {true, false, true, true}, {false, true, false, true}}) {
+    TWLogger::setShouldLogInDebug(inDebug);
+    TWLogger::setShouldLogInVerboseMessage(verbose);
+    EXPECT_EQ(TWLogger::writes(TWLogSeverityInfo), writesInfo);
+    EXPECT_EQ(TWLogger::writes(TWLogSeverityError), writesError);
+    EXPECT_EQ(TWLogger::loggingEnabled(), writesError);
   }
+  TWLogger::debug(TWLogLevelDebug);
+  TWLogger::debug(TWLogLevelExceptionsAndErrors);
+  EXPECT_FALSE(TWLogger::shouldLogInDebug());
 }
 
 TEST_F(LoggerTest, LinesAreFormattedWhateverTheSwitchesSay) {
   EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message"));
-  EXPECT_EQ(TWLogger::getLogforVerbosity(0, 5, kMessage), Text());
   EXPECT_EQ(TWLogger::getLogforVerbosity(3, 5, kMessage), Text());
   TWLogger::debug(2);
   EXPECT_EQ(TWLogger::getLogforVerbosity(1, 3, kMessage), Text("[WARNING]\tTidewell - message"));
-  EXPECT_EQ(TWLogger::getLogforVerbosity(3, 5, kMessage), Text("[ERROR]\t(null)"));
   EXPECT_EQ(TWLogger::createLog("%@ of %ld", {"one", 2}), Text("one of 2"));
   EXPECT_EQ(TWLogger::createLog(std::nullopt), Text());
   EXPECT_EQ(lines(), Lines());
@@ -137,26 +121,16 @@ TEST_F(LoggerTest, AnArgumentThatRaisesEndsInALineAndNothingElse) {
   EXPECT_EQ(lines(), (Lines{"Tidewell - inside", "Caught an exception in TWLogger"}));
 }
 
-TEST_F(LoggerTest, AnOffLineNeverBuildsItsText) {
+TEST_F(LoggerTest, AnOffLineNeverBuildsItsTextAndReportsOfTheLayersBelowAreWarnings) {
   int built = 0;
-  const auto message = [&] { return std::to_string(++built); };
-  logLine(message);
-  TWLogger::debug(2);
-  logLine(message);
-  EXPECT_EQ(built, 0);
-  TWLogger::debug(1);
-  TWLogger::setMinimumSeverity(0);
-  logLine(message);
-  EXPECT_EQ(lines(), Lines{"Tidewell - 1"});
-}
-
-TEST_F(LoggerTest, ReportsOfTheLayersBelowAreWarnings) {
-  platform::report("disk full");
-  TWLogger::debug(1);
-  platform::report("disk full");
-  TWLogger::debug(2);
-  platform::report("disk full");
-  EXPECT_EQ(lines(), Lines{"Tidewell - disk full"});
+  for (const std::int64_t level : {0, 2, 1}) {
+    TWLogger::setMinimumSeverity(0);
+    TWLogger::debug(level);
+    logLine([&] { return std::to_string(++built); });
+    platform::report("disk full");
+    EXPECT_EQ(lines(), level == 1 ? (Lines{"Tidewell - 1", "Tidewell - disk full"}) : Lines());
+  }
+  EXPECT_EQ(built, 1);
 }
 
 TEST_F(LoggerTest, TemplatesAndSwitchesChangeWhileOthersLog) {
@@ -174,30 +148,6 @@ TEST_F(LoggerTest, TemplatesAndSwitchesChangeWhileOthersLog) {
                 line.find("Tidewell - ") != line.npos)
         << line;
   }
-}
-
-/// Logs while the process ends, and shows what came of it.
-struct LogsAtExit {
-  ~LogsAtExit() {
-    TWLogger::logWithVerbosity(1, 5, {"goodbye"});
-    auto& machine = dynamic_cast<testing::TestingPlatform&>(platform::Platform::current());
-    for (const std::string& line : machine.testConsole().lines()) {
-      if (line.ends_with("goodbye")) std::fprintf(stderr, "%s\n", line.c_str());
-    }
-  }
-};
-
-TEST_F(LoggerTest, LinesAreWrittenFromDestructorsAtExitWhileAThreadStillLogs) {
-  EXPECT_EXIT(
-      {
-        static const LogsAtExit last;
-        TWLogger::debug(1);
-        std::thread([] {
-          for (;;) TWLogger::logWithVerbosity(1, 5, {"running"});
-        }).detach();
-        std::exit(0);
-      },
-      ::testing::ExitedWithCode(0), "Tidewell - goodbye");
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -27,13 +26,11 @@ class Campaign : public runtime::Subclass<Campaign, TWModelObject> {
  public:
   using Subclass::Subclass;
   std::optional<std::string> title;
-  std::int64_t count = 0;
   std::shared_ptr<Banner> banner;
   base::Array banners;
   base::Value extra;
   static void describe(runtime::ClassBuilder<Campaign>& c) {
     c.property<&Campaign::title>("title")
-        .property<&Campaign::count>("count")
         .property<&Campaign::banner>("banner")
         .property<&Campaign::banners>("banners")
         .property<&Campaign::extra>("extra");
@@ -48,8 +45,7 @@ class Sale : public runtime::Subclass<Sale, Campaign> {
 
 TEST(ModelObject, PropertiesThatAreThereInTheirOrder) {
   const auto campaign = runtime::make<Campaign>(base::Dictionary{{"title", "ignored"}});
-  EXPECT_EQ(campaign->dictionaryWithProperties(),
-            (base::Dictionary{{"count", 0}, {"banners", base::Array{}}}));
+  EXPECT_EQ(campaign->dictionaryWithProperties(), (base::Dictionary{{"banners", base::Array{}}}));
 
   const auto banner = runtime::make<Banner>("shop:cart");
   campaign->title = "Sale";
@@ -57,7 +53,7 @@ TEST(ModelObject, PropertiesThatAreThereInTheirOrder) {
   campaign->banners.addObject(runtime::objectValue(banner));
   campaign->extra = base::Value::null();
   const base::Dictionary dictionary = campaign->dictionaryWithProperties();
-  EXPECT_EQ(dictionary.allKeys(), (std::vector<std::string>{"title", "count", "banner", "banners", "extra"}));
+  EXPECT_EQ(dictionary.allKeys(), (std::vector<std::string>{"title", "banner", "banners", "extra"}));
   EXPECT_EQ(dictionary.objectForKey("banner"), base::Value(base::Dictionary{{"link", "shop:cart"}}));
   EXPECT_EQ(runtime::objectOf(dictionary.objectForKey("banners").array()->objectAtIndex(0)), banner);
   EXPECT_TRUE(dictionary.objectForKey("extra").isNull());
@@ -70,17 +66,6 @@ TEST(ModelObject, OnlyTheObjectsOwnClassCounts) {
   runtime::registerClassPair(below);
   runtime::setClass(sale.get(), below);
   EXPECT_TRUE(sale->dictionaryWithProperties().empty());
-}
-
-class Broken : public runtime::Subclass<Broken, TWModelObject> {
- public:
-  static void describe(runtime::ClassBuilder<Broken>& c) {
-    c.property<[](Broken&) -> std::string { throw std::runtime_error("no value"); }>("value");
-  }
-};
-
-TEST(ModelObject, AGettersExceptionPasses) {
-  EXPECT_THROW((void)runtime::make<Broken>()->dictionaryWithProperties(), std::runtime_error);
 }
 
 TEST(ModelObject, ObjectsThatHoldEachOtherRaise) {

@@ -45,80 +45,50 @@ class NetworkClientTest : public CoreFixture {
 TEST_F(NetworkClientTest, OutcomesBecomeAFlagAReplyAndALine) {
   const Send fetch = &TWNetworkClient::fetchRequest, sync = &TWNetworkClient::syncRequest,
              sendLog = &TWNetworkClient::sendLogRequest;
-  const base::Value empty = base::Dictionary();
-  const std::string fetchLine =
-      "Tidewell - <file - TWNetworkClient, line number - 59 , method - "
-      "'fetchRequest:withCompletionHandler:'> ";
-  const std::string syncLine =
-      "Tidewell - <file - TWNetworkClient, line number - 95 , method - "
-      "'syncRequest:withCompletionHandler:'> ";
-  const auto described = [](std::int64_t status) {
-    return platform::UrlResponse{"https://h.example/", status, {}}.description();
+  const std::string start = "Tidewell - <file - TWNetworkClient, line number - ";
+  const std::string api = "'> 🛑 Api failed with response ";
+  const std::string fetchLine = start + "59 , method - 'fetchRequest:withCompletionHandler:" + api;
+  const std::string syncLine = start + "95 , method - 'syncRequest:withCompletionHandler:" + api;
+  const std::string logLine = "Tidewell - 🛑 The connection failed with response ";
+  const auto status = [](std::int64_t code) {
+    return platform::UrlResponse{"https://h.example/", code, {}}.description();
   };
-  const auto failed = [&](std::int64_t status) {
-    return "🛑 Api failed with response " + described(status) + " and error (null) 🛑";
-  };
-  platform::UrlTaskResult noBody = ScriptedNetwork::reply(200);
+  const std::string domain = "(null) and error Error Domain=NSURLErrorDomain Code=-1001 \"timed out\" 🛑 ";
+  const auto reply = ScriptedNetwork::reply;
+  platform::UrlTaskResult noBody = reply(200, "");
   noBody.data = std::nullopt;
   const struct {
     Send send;
     platform::UrlTaskResult result;
     bool success;
-    base::Value response;
-    std::string queue;
-    Lines logged;
+    std::string response;  ///< described
+    std::string line;
   } cases[] = {
-      {fetch,
-       ScriptedNetwork::reply(200, R"({"a":[1]})"),
-       true,
-       base::Dictionary{{"a", base::Array{1}}},
-       "main",
-       {}},
-      {fetch, ScriptedNetwork::reply(200, "[1]"), true, base::Array{1}, "main", {}},
-      {fetch, ScriptedNetwork::reply(200, ""), true, empty, "main", {}},
-      {fetch, ScriptedNetwork::reply(200, "<html>"), true, empty, "main", {}},
-      {fetch, noBody, true, empty, "main", {}},
-      {fetch, ScriptedNetwork::reply(204), false, {}, "main", {fetchLine + failed(204) + " "}},
-      {fetch, ScriptedNetwork::reply(201, "{}"), false, {}, "main", {fetchLine + failed(201) + " "}},
-      {fetch,
-       ScriptedNetwork::failure(-1001, "The request timed out."),
-       false,
-       {},
-       "main",
-       {fetchLine + "🛑 Api failed with response (null) and error Error Domain=NSURLErrorDomain Code=-1001 "
-                    "\"The request timed out.\" 🛑 "}},
-      {sync, ScriptedNetwork::reply(200, "{}"), true, {}, "session", {}},
-      {sync, ScriptedNetwork::reply(404), false, {}, "session", {syncLine + failed(404)}},
-      {sendLog, ScriptedNetwork::reply(204), true, {}, "session", {}},
-      {sendLog,
-       ScriptedNetwork::reply(200),
-       false,
-       {},
-       "session",
-       {"Tidewell - 🛑 The connection failed with response " + described(200) + " error (null) 🛑"}},
-      {sendLog,
-       ScriptedNetwork::failure(-1, "x"),
-       false,
-       {},
-       "session",
-       {"Tidewell - 🛑 The connection failed with response (null) error Error Domain=NSURLErrorDomain "
-        "Code=-1 "
-        "\"x\" 🛑"}},
+      {fetch, reply(200, R"({"a":1})"), true, "{\n    a = 1;\n}", ""},
+      {fetch, reply(200, "[1]"), true, "(\n    1\n)", ""},
+      {fetch, reply(200, "<html>"), true, "{\n}", ""},
+      {fetch, noBody, true, "{\n}", ""},
+      {fetch, reply(201, "{}"), false, "(null)", fetchLine + status(201) + " and error (null) 🛑 "},
+      {fetch, ScriptedNetwork::failure(-1001, "timed out"), false, "(null)", fetchLine + domain},
+      {sync, reply(200, "{}"), true, "(null)", ""},
+      {sync, reply(404, ""), false, "(null)", syncLine + status(404) + " and error (null) 🛑"},
+      {sendLog, reply(204, ""), true, "(null)", ""},
+      {sendLog, reply(200, ""), false, "(null)", logLine + status(200) + " error (null) 🛑"},
   };
   TWLogger::debug(1);
-  for (const auto& each : cases) {
+  for (const auto& [send, result, success, response, line] : cases) {
     calls.clear();
-    (TWNetworkClient().*each.send)(request(), record());
-    platform->testNetwork().answer(each.result);
+    (TWNetworkClient().*send)(request(), record());
+    platform->testNetwork().answer(result);
     runUntilIdle();
     ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].success, each.success);
-    EXPECT_EQ(calls[0].response.description(), each.response.description());
-    EXPECT_EQ(calls[0].queue, each.queue);
-    EXPECT_EQ(lines(), each.logged);
+    EXPECT_EQ(calls[0].success, success);
+    EXPECT_EQ(calls[0].response.description(), response);
+    EXPECT_EQ(calls[0].queue, send == fetch ? "main" : "session");
+    EXPECT_EQ(lines(), line.empty() ? Lines() : Lines{line});
 
-    (TWNetworkClient().*each.send)(request(), {});
-    platform->testNetwork().answer(each.result);
+    (TWNetworkClient().*send)(request(), {});
+    platform->testNetwork().answer(result);
     runUntilIdle();
     lines();
   }

