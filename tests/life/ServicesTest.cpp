@@ -1,10 +1,8 @@
-#include <plist/plist.h>
-
-#include <cstdlib>
-#include <memory>
+#include <map>
 
 #include "life/LifeTest.h"
 #include "tidewell/base/Json.h"
+#include "tidewell/base/PropertyList.h"
 
 namespace tidewell::life {
 namespace {
@@ -104,39 +102,6 @@ TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
   EXPECT_EQ(backend.requestCount(), 1u);
 }
 
-TEST_F(LifeTest, AnImageArrivesByteForByte) {
-  backend.setResource("/img/a.png", std::string("\x89PNG\0\r\n\xFF", 8), "image/png");
-  backend.setResource("/img/empty", "", "image/png");
-  App app(backend, environment());
-  EXPECT_EQ(app.ask("image /img/a.png"), "yes 89504e47000d0aff");
-  EXPECT_EQ(app.ask("image /img/empty"), "yes ");
-  testing::StandInFault fault;
-  fault.status = 404;
-  fault.body = "gone";
-  backend.setFault(fault);
-  EXPECT_EQ(app.ask("image /img/a.png"), "no 676f6e65");
-  fault.kind = testing::StandInFaultKind::reset;
-  backend.setFault(fault);
-  EXPECT_EQ(app.ask("image /img/a.png"), "no nil");
-}
-
-using List = std::unique_ptr<void, decltype(&plist_free)>;
-
-/// An entry of a property list as another program's reader sees it.
-std::string entryOf(plist_t dictionary, const char* key) {
-  const plist_t node = dictionary ? plist_dict_get_item(dictionary, key) : nullptr;
-  if (!node) return "(none)";
-  if (plist_get_node_type(node) == PLIST_UINT) {
-    std::uint64_t number = 0;
-    plist_get_uint_val(node, &number);
-    return std::to_string(number);
-  }
-  char* text = nullptr;
-  plist_get_string_val(node, &text);
-  const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
-  return text ? text : "(no text)";
-}
-
 TEST_F(LifeTest, AnExtensionReadsParametersAndEndpointFromTheGroup) {
   {
     App app(backend, environment());
@@ -146,19 +111,19 @@ TEST_F(LifeTest, AnExtensionReadsParametersAndEndpointFromTheGroup) {
     app.ask("call 2 r");
     app.ask("call 11");
   }
-  const std::string bytes = bytesOf(data + "/group.example/Library/Preferences/group.example.plist");
-  plist_t read = nullptr;
-  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &read);
-  ASSERT_TRUE(read);
-  const List list(read, &plist_free);
-  EXPECT_EQ(entryOf(read, "tdw_reports_host"), "api-eu.tidewell.example");
-  EXPECT_EQ(entryOf(read, "tdw_reports_scheme"), "https");
-  EXPECT_EQ(entryOf(read, "tdw_reports_path"), "/v2/sdk/report/r");
-  EXPECT_EQ(entryOf(read, "tdw_reports_port"), "443");
-  const plist_t parameters = plist_dict_get_item(read, "tdw_params");
-  EXPECT_EQ(entryOf(parameters, "app_id"), "A");
-  EXPECT_EQ(entryOf(parameters, "device_tz"), "Asia/Kolkata");
-  EXPECT_EQ(entryOf(parameters, "os_value"), "(none)");
+  const base::Value group =
+      base::propertyListWithData(bytesOf(data + "/group.example/Library/Preferences/group.example.plist"));
+  for (const auto& [keyPath, value] : std::map<std::string, base::Value>{
+           {"tdw_reports_host", "api-eu.tidewell.example"},
+           {"tdw_reports_scheme", "https"},
+           {"tdw_reports_path", "/v2/sdk/report/r"},
+           {"tdw_reports_port", 443},
+           {"tdw_params.app_id", "A"},
+           {"tdw_params.device_tz", "Asia/Kolkata"},
+           {"tdw_params.os_value", {}},
+       }) {
+    EXPECT_EQ(base::valueForKeyPath(group, keyPath), value) << keyPath;
+  }
 }
 
 TEST_F(LifeTest, TheDeviceKeepsItsIdentityWhenTheApplicationIsRemoved) {

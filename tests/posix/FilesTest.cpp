@@ -129,5 +129,19 @@ TEST_F(FilesTest, AForkedChildHoldsNoLockOfItsParentAndReleasesNone) {
   waitpid(child, nullptr, 0);
 }
 
+TEST_F(FilesTest, NoDescriptorSurvivesAnExec) {
+  const auto lock = files.lockForPath(folder + "/file");
+  std::size_t seen = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const int number = std::stoi(entry.path().filename());
+    std::error_code ignored;
+    const std::string target = std::filesystem::read_symlink(entry.path(), ignored);
+    if (target.find(folder) == std::string::npos && target.find("eventfd") == std::string::npos) continue;
+    ++seen;
+    EXPECT_NE(fcntl(number, F_GETFD) & FD_CLOEXEC, 0) << target;
+  }
+  EXPECT_EQ(seen, 2u) << "the lock and the main queue's descriptor";
+}
+
 }  // namespace
 }  // namespace tidewell::posix
