@@ -32,27 +32,9 @@ constexpr Service kServices[] = {
 constexpr const char* kRegionHosts[] = {"api-serv3.tidewell.example", "api-eu.tidewell.example",
                                         "api.tidewell.example"};
 
-constexpr std::string_view kV2Keys =
-    "os app_ver app_id sdk_ver unique_id push_id device_unique_id device_tz_offset device_ts device_tz "
-    "integration_version integration_type model model_name os_ver";
-
-std::string joinedKeys(const base::Dictionary& dictionary) {
-  std::string all;
-  for (const std::string& key : dictionary.allKeys()) all += (all.empty() ? "" : " ") + key;
-  return all;
-}
-
-base::Dictionary parametersOf(const testing::StandInRequest& request) {
-  const base::Value body = base::JSONObjectWithData(request.body);
-  const base::Value parameters = base::valueForKeyPath(body, "query_params");
-  return parameters.dictionary() ? *parameters.dictionary() : base::Dictionary();
-}
-
 TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
   App app(backend, environment());
   ASSERT_EQ(app.ask("start A"), "synced");
-  app.ask("token push-token");
-  app.ask("flutter 1.2");
   for (int service = 0; service < 14; ++service) {
     const Service& expected = kServices[service];
     SCOPED_TRACE(expected.path);
@@ -74,29 +56,8 @@ TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
     EXPECT_EQ(request.header("X-Module"), "life");
     EXPECT_EQ(request.header("content-type"),
               isPost ? std::optional<std::string>("application/json") : std::nullopt);
-    if (!isPost || service == 13) continue;
-    const base::Dictionary parameters = parametersOf(request);
-    const bool isGeofence = service == 11 || service == 12;
-    EXPECT_EQ(joinedKeys(parameters), std::string(kV2Keys) + (isGeofence ? " os_value appId pushToken" : ""));
-    for (const auto& [key, value] : {std::pair{"os", "iOS"},
-                                     {"app_ver", "3.1"},
-                                     {"app_id", "A"},
-                                     {"push_id", "push-token"},
-                                     {"device_tz_offset", "19800000"},
-                                     {"device_tz", "Asia/Kolkata"},
-                                     {"integration_version", "1.2"},
-                                     {"integration_type", "flutter"}}) {
-      EXPECT_EQ(parameters.objectForKey(key), base::Value(value)) << key;
-    }
-    EXPECT_EQ(parameters.objectForKey("pushToken"), isGeofence ? base::Value("push-token") : base::Value());
   }
   EXPECT_EQ(app.ask("count completed"), "14");
-
-  app.ask("opt-out-push");
-  backend.clearRequests();
-  app.ask("call 11");
-  const std::string keys = joinedKeys(parametersOf(backend.requests().at(0)));
-  EXPECT_EQ(keys.find("push"), std::string::npos) << keys;
   EXPECT_EQ(app.ask("call 14"), "no nil");
   EXPECT_EQ(app.ask("call -1"), "no nil");
   EXPECT_EQ(backend.requestCount(), 1u);
