@@ -53,8 +53,8 @@ TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
     EXPECT_EQ(two.end(), 0);
   }
   App app(backend, environment());
-  EXPECT_EQ(app.ask("count-defaults a"), "50");
-  EXPECT_EQ(app.ask("count-defaults b"), "50");
+  EXPECT_EQ(app.ask("count-defaults a"), "25");
+  EXPECT_EQ(app.ask("count-defaults b"), "25");
   const std::string answers = app.ask("answers");
   EXPECT_EQ(answers.substr(0, 13), R"(["ynnnnynynn")");
   EXPECT_EQ(answers.substr(answers.size() - 3), ",1]");

@@ -174,7 +174,7 @@ int mergedNumber() {
 }
 
 std::string setDefaults(const std::string& prefix) {
-  for (int i = 0; i < 50; ++i) {
+  for (int i = 0; i < 25; ++i) {
     platform_->standardUserDefaults().setObject(i, prefix + std::to_string(i));
     platform_->standardUserDefaults().synchronize();
   }
@@ -183,7 +183,7 @@ std::string setDefaults(const std::string& prefix) {
 
 int countDefaults(const std::string& prefix) {
   int count = 0;
-  for (int i = 0; i < 50; ++i) {
+  for (int i = 0; i < 25; ++i) {
     count += platform_->standardUserDefaults().objectForKey(prefix + std::to_string(i)) == base::Value(i);
   }
   return count;

@@ -1,6 +1,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
 #include <thread>
 
 #include "posix/PosixTest.h"
@@ -180,6 +181,34 @@ TEST_F(UserDefaultsTest, ASuiteIsOneObjectAndOneFileWhateverItsName) {
   EXPECT_EQ(base::propertyListWithData(
                 bytesOf(folder + "/data/" + name + "/Library/Preferences/" + name + ".plist")),
             Value(base::Dictionary{{"key", "shared"}}));
+}
+
+TEST_F(UserDefaultsTest, AChildForkedAtAnyInstantReadsAndWrites) {
+  if (kAddressSanitizer)
+    GTEST_SKIP() << "AddressSanitizer's allocator may be locked for ever in such a child";
+  PosixPlatform platform(options());
+  platform::UserDefaults& defaults = platform.standardUserDefaults();
+  defaults.setObject("value", "key");
+  ASSERT_TRUE(defaults.synchronize());
+  std::atomic<bool> isDone{false};
+  std::thread writer([&] {
+    for (int i = 0; !isDone; ++i) {
+      defaults.setObject(i, "counter");
+      defaults.synchronize();
+      for (int read = 0; read < 200; ++read) static_cast<void>(defaults.objectForKey("counter"));
+    }
+  });
+  for (int i = 0; i < 30; ++i) {
+    EXPECT_EQ(inChild([&] {
+                if (defaults.objectForKey("key") != Value("value")) return 1;
+                defaults.setObject(i, "child" + std::to_string(i));
+                return defaults.synchronize() ? 0 : 2;
+              }),
+              0);
+  }
+  isDone = true;
+  writer.join();
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(defaults.objectForKey("child" + std::to_string(i)), Value(i));
 }
 
 }  // namespace
