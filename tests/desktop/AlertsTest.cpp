@@ -94,17 +94,6 @@ TEST_F(Alerts, DismissalTellsNobodyButWhoDismissed) {
   EXPECT_TRUE(chosen_.empty());
 }
 
-TEST_F(Alerts, GoWithWhatTheyLieAbove) {
-  GtkWindow* const host = openHostWindow();
-  const Shown lower = show({"Lower", std::nullopt, {{"OK", {}}}});
-  show({"Upper", std::nullopt, {{"OK", {}}}}, lower);
-  ASSERT_TRUE(waitForWindows(2));
-  gtk_window_destroy(host);
-  EXPECT_TRUE(waitUntil([&] { return chosen_.size() == 2; }));
-  EXPECT_EQ(chosen_, (std::vector<std::size_t>{Presenter::kNoAction, Presenter::kNoAction}));
-  EXPECT_TRUE(waitForWindows(0));
-}
-
 TEST_F(Alerts, AreShownWithoutAnyWindowOfTheHosts) {
   show({"Title", "Message", {{"OK", {}}}});
   ASSERT_TRUE(waitForWindows(1));

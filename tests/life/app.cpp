@@ -14,7 +14,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "tidewell/base/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
@@ -120,20 +119,6 @@ std::string answers() {
       config.getLogEntriesToken(), std::int64_t{config.getDataRedirectionRegion()}});
 }
 
-/// Asks from several threads at once: the answers where all agree.
-std::string answersOfThreads() {
-  std::array<std::string, 8> seen;
-  {
-    std::vector<std::thread> threads;
-    for (std::string& each : seen) threads.emplace_back([&each] { each = answers(); });
-    for (std::thread& each : threads) each.join();
-  }
-  for (const std::string& each : seen) {
-    if (each != seen[0]) return "threads disagree: " + each + " and " + seen[0];
-  }
-  return seen[0];
-}
-
 /// Sends a request with the parameters of the service; `body` as it is for the log service.
 std::string call(TWService service, const std::string& component) {
   base::Dictionary body{{"query_params", TWNetworkUtils::getQueryParamsBodyDictForService(service)}};
@@ -155,19 +140,6 @@ std::string call(TWService service, const std::string& component) {
     });
   }
   events.waitFor([&](auto& counts) { return counts["completed"] > before; });
-  return result;
-}
-
-std::string image(const std::string& path) {
-  std::string result;
-  const int before = events.of("images");
-  TidewellCore::sharedInstance().downloadImageForURL(
-      base::Url::URLWithString("https://" + std::string(HOST_TDW_PROD_US) + path),
-      [&result](bool success, std::optional<base::Data> data) {
-        result = (success ? "yes " : "no ") + (data ? TWCoreUtils::hexTokenForData(data) : "nil");
-        events.count("images");
-      });
-  events.waitFor([&](auto& counts) { return counts["images"] > before; });
   return result;
 }
 
@@ -202,7 +174,7 @@ int mergedNumber() {
 }
 
 std::string setDefaults(const std::string& prefix) {
-  for (int i = 0; i < 50; ++i) {
+  for (int i = 0; i < 25; ++i) {
     platform_->standardUserDefaults().setObject(i, prefix + std::to_string(i));
     platform_->standardUserDefaults().synchronize();
   }
@@ -211,7 +183,7 @@ std::string setDefaults(const std::string& prefix) {
 
 int countDefaults(const std::string& prefix) {
   int count = 0;
-  for (int i = 0; i < 50; ++i) {
+  for (int i = 0; i < 25; ++i) {
     count += platform_->standardUserDefaults().objectForKey(prefix + std::to_string(i)) == base::Value(i);
   }
   return count;
@@ -241,13 +213,12 @@ const std::map<std::string, Command>& commands() {
       {"update", [](auto&) { return post(kNotificationNameUpdateModules); }},
       {"reset", [](auto&) { return post(kNotificationNameUserReset); }},
       {"foreground", [](auto&) { return sync([] { platform_->enterForeground(); }); }},
-      {"answers", [](auto&) { return answersOfThreads(); }},
+      {"answers", [](auto&) { return answers(); }},
       {"call",
        [](auto& text) {
          const auto [number, component] = split(text);
          return call(static_cast<TWService>(std::stoi(number)), component);
        }},
-      {"image", [](auto& path) { return image(path); }},
       {"count", [](auto& name) { return std::to_string(events.of(name)); }},
       {"region",
        [](auto& text) {

@@ -39,17 +39,16 @@ TEST_F(FilesTest, AnythingButARegularFileIsAnErrorAndNeverWaitedFor) {
   ASSERT_EQ(symlink(fifo.c_str(), (folder + "/link").c_str()), 0);
   std::ofstream(folder + "/huge");
   std::filesystem::resize_file(folder + "/huge", FileManager::kMaximumFileBytes + 1);
-  struct Case {
-    std::string path;
-    std::errc error;
-  };
-  for (const auto& [path, error] :
-       {Case{fifo, std::errc::operation_not_supported},
-        Case{folder + "/link", std::errc::operation_not_supported},
-        Case{"/dev/zero", std::errc::operation_not_supported}, Case{folder, std::errc::is_a_directory},
-        Case{folder + "/none", std::errc::no_such_file_or_directory},
-        Case{folder + "/huge", std::errc::file_too_large}, Case{"relative", std::errc::invalid_argument},
-        Case{folder + std::string("/\0x", 3), std::errc::invalid_argument}}) {
+  const std::pair<std::string, std::errc> cases[] = {
+      {fifo, std::errc::operation_not_supported},
+      {folder + "/link", std::errc::operation_not_supported},
+      {"/dev/zero", std::errc::operation_not_supported},
+      {folder, std::errc::is_a_directory},
+      {folder + "/none", std::errc::no_such_file_or_directory},
+      {folder + "/huge", std::errc::file_too_large},
+      {"relative", std::errc::invalid_argument},
+      {folder + std::string("/\0x", 3), std::errc::invalid_argument}};
+  for (const auto& [path, error] : cases) {
     const auto read = files.contentsOfFile(path);
     EXPECT_EQ(read.error, error) << path;
     EXPECT_TRUE(read.contents.empty());

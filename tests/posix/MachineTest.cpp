@@ -55,44 +55,35 @@ TEST_F(MachineTest, WithoutAMachineIdARandomVendorIdentifierIsKept) {
 
   std::filesystem::rename(kept, kept + ".away");
   std::filesystem::create_directory(kept);  // something that cannot be read
-  const std::size_t before = reportCount();
   EXPECT_TRUE(matches(vendorIdentifier("org.example.shop"), kUuid));
-  EXPECT_EQ(reportCount(), before + 1);
+  EXPECT_EQ(reportCount(), 1u);
   EXPECT_TRUE(std::filesystem::is_directory(kept));
 }
 
 TEST_F(MachineTest, ModelAndVersionAreThePlatformsWhereItHasThem) {
   utsname kernel{};
   uname(&kernel);
+  const std::string product = "/sys/class/dmi/id/product_name";
   struct Case {
     std::map<std::string, std::string> files;
-    std::string model, machine, version;
+    std::string model, version;
   };
   const Case cases[] = {
-      {{}, "Linux", kernel.machine, kernel.release},
-      {{{"/sys/class/dmi/id/product_name", "ThinkPad X1\n"},
-        {"/etc/os-release", "NAME=x\nVERSION_ID=\"12\"\n"}},
-       "ThinkPad X1",
-       "ThinkPad X1",
-       "12"},
-      {{{"/sys/class/dmi/id/product_name", "To Be Filled By O.E.M.\n"},
+      {{}, "Linux", kernel.release},
+      {{{product, "ThinkPad X1\n"}, {"/etc/os-release", "NAME=x\nVERSION_ID=\"12\"\n"}}, "ThinkPad X1", "12"},
+      {{{product, "To Be Filled By O.E.M.\n"},
         {"/sys/firmware/devicetree/base/model", std::string("Raspberry Pi 4\0", 15)},
         {"/usr/lib/os-release", "VERSION_ID='4\\$2'\nVERSION=5"}},
        "Raspberry Pi 4",
-       "Raspberry Pi 4",
        "4$2"},
-      {{{"/sys/class/dmi/id/product_name", "\x1b[31mred"}, {"/etc/os-release", "VERSION_ID=\n"}},
-       "Linux",
-       kernel.machine,
-       kernel.release},
+      {{{product, "\x1b[31mred"}, {"/etc/os-release", "VERSION_ID=\n"}}, "Linux", kernel.release},
   };
   for (const Case& each : cases) {
     std::filesystem::remove_all(root);
     for (const auto& [path, content] : each.files) writeFile(root + path, content);
     PosixPlatform platform(machine());
     EXPECT_EQ(platform.device().model(), each.model);
-    EXPECT_EQ(platform.device().localizedModel(), each.model);
-    EXPECT_EQ(platform.device().machine(), each.machine);
+    EXPECT_EQ(platform.device().machine(), each.model == "Linux" ? kernel.machine : each.model);
     EXPECT_EQ(platform.device().systemVersion(), each.version);
   }
 }
@@ -123,10 +114,8 @@ TEST_F(MachineTest, TheVariableTZWinsOverTheSystem) {
                                                {"<+0545>-5:45", 20700},
                                                {"Nowhere/Nothing", 0},
                                                {"XYZ-25", 0},
-                                               {"<+0545", 0},
                                                {"/usr/share/zoneinfo/Asia/Tokyo", 32400},
                                                {"ABC-3:30:15DEF", 12615},
-                                               {"AB5", 0},
                                                {"../../etc/x", 0}};
   for (const auto& [text, seconds] : cases) {
     setenv("TZ", text, 1);

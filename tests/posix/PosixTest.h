@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <regex.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +12,7 @@
 #include <functional>
 #include <iterator>
 #include <mutex>
+#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,13 +36,9 @@ inline mode_t modeOf(const std::string& path) {
   return stat(path.c_str(), &record) == 0 ? record.st_mode & 07777 : 0;
 }
 
-/// Whether an extended regular expression of POSIX describes the whole of a text.
+/// Whether a regular expression describes the whole of a text.
 inline bool matches(const std::string& text, const std::string& pattern) {
-  regex_t compiled{};
-  if (regcomp(&compiled, ("^(" + pattern + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0) return false;
-  const bool result = regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
-  regfree(&compiled);
-  return result;
+  return std::regex_match(text, std::regex(pattern));
 }
 
 /// Whether AddressSanitizer is in the process. Its locks are not safe over a fork beside running threads, and
@@ -50,26 +46,9 @@ inline bool matches(const std::string& text, const std::string& pattern) {
 #if defined(__SANITIZE_ADDRESS__)
 inline constexpr bool kAddressSanitizer = true;
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-inline constexpr bool kAddressSanitizer = true;
+inline constexpr bool kAddressSanitizer = __has_feature(address_sanitizer);
 #else
 inline constexpr bool kAddressSanitizer = false;
-#endif
-#else
-inline constexpr bool kAddressSanitizer = false;
-#endif
-
-/// The same for ThreadSanitizer, under which such a child was seen not to come to its end.
-#if defined(__SANITIZE_THREAD__)
-inline constexpr bool kThreadSanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-inline constexpr bool kThreadSanitizer = true;
-#else
-inline constexpr bool kThreadSanitizer = false;
-#endif
-#else
-inline constexpr bool kThreadSanitizer = false;
 #endif
 
 /// Set in the child of a fork: what its parent's threads held looks like a leak there.

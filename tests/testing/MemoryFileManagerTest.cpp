@@ -70,21 +70,6 @@ TEST(MemoryFileManager, FailsTheCallsThatATestNames) {
   EXPECT_TRUE(files.fileExistsAtPath(path).exists);
 }
 
-TEST(MemoryFileManager, AHookIsAnotherProcessThatMayDoAnything) {
-  MemoryFileManager files;
-  const std::string path = "/app/Library/file";
-  std::vector<std::string> hooked;
-  files.failCall(FileOperation::replace, 2, kDiskFull);
-  files.setHook([&](FileOperation operation, const std::string& where) {
-    hooked.push_back(where);
-    if (operation == FileOperation::read) files.replaceFile(path, "theirs");
-  });
-  EXPECT_EQ(files.replaceFile(path, "mine"), kNoError);
-  EXPECT_EQ(files.contentsOfFile(path).contents, "theirs");
-  EXPECT_EQ(hooked, (std::vector<std::string>{path, path}));
-  EXPECT_EQ(files.replaceFile(path, "mine"), kDiskFull);
-}
-
 TEST(MemoryFileManager, ALockIsHeldAgainstEveryoneElse) {
   auto files = std::make_unique<MemoryFileManager>();
   auto held = files->lockForPath("/app/Library/file");
