@@ -85,7 +85,8 @@ TEST_F(NetworkRequestTest, ARequestIsLoggedInFourLines) {
 }
 
 TEST_F(NetworkRequestTest, WhatCannotBeBuiltCompletesOnceWithNothing) {
-  const Dict number = base::Dictionary{{"k", 7}}, notJSON = base::Dictionary{{"k", base::Date{0}}};
+  const Dict number = base::Dictionary{{"k", 7}}, data = base::Dictionary{{"k", base::Data("bytes")}};
+  const Dict notJSON = base::Dictionary{{"k", base::Date{0}}};
   const std::string start = "Tidewell - <file - TWNetworkRequest, line number - ";
   const std::string request = start + "162 , method - 'getRequestInstance'> Exception in Request Generator ";
   const std::string url = start + "89 , method - 'createURLWithPathComponent:'> Exception in creating URL ";
@@ -96,6 +97,7 @@ TEST_F(NetworkRequestTest, WhatCannotBeBuiltCompletesOnceWithNothing) {
   } cases[] = {
       {14, {}, {}, {}, request},    {-1, {}, {}, {}, request},     {7, number, {}, {}, url},
       {7, {}, number, {}, request}, {7, {}, {}, notJSON, request}, {13, {}, {}, notJSON, request},
+      {7, data, {}, {}, url},       {7, {}, data, {}, request},
   };
   answerEverythingWith(200, "{}");
   for (const auto& each : cases) {

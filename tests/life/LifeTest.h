@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "guest/Guest.h"
+#include "guest/Host.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace tidewell::life {

@@ -41,7 +41,7 @@ void detail::appendPercentEncoded(std::string& out, std::string_view text, const
 std::string percentEncode(std::string_view text, std::string_view keep) {
   std::string encoded;
   encoded.reserve(text.size());
-  detail::appendPercentEncoded(encoded, text, detail::CharacterSet().with(keep));
+  detail::appendPercentEncoded(encoded, text, detail::kUnreserved.with(keep));
   return encoded;
 }
 

@@ -39,7 +39,7 @@ class TIDEWELL_EXPORT MatchText {
   std::array<char16_t, 64> short_;
   std::u16string other_;
   std::u16string_view utf16_;  ///< one of the two
-  UText* opened_;              ///< null where there is no memory for it
+  UText* opened_;              ///< null where memory or ICU (2 GiB) has no room for it
 };
 
 /// A place at which a thread matches. Every expression keeps a matcher for each place, so that one that is

@@ -47,7 +47,7 @@ Components componentsOf(std::string_view text) {
   return components;
 }
 
-constexpr detail::CharacterSet kInNames = detail::CharacterSet().with(detail::kSubDelimiters);
+constexpr detail::CharacterSet kInNames = detail::kUnreserved.with(detail::kSubDelimiters);
 constexpr detail::CharacterSet kInPaths = kInNames.with(":@/");
 constexpr detail::CharacterSet kInQueries = kInPaths.with("?");
 

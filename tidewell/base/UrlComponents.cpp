@@ -12,12 +12,11 @@ namespace tidewell::base {
 namespace {
 
 // What stays as it is in each part.
-constexpr detail::CharacterSet kUnreserved;
-constexpr auto kKeptInHosts = kUnreserved.with(detail::kSubDelimiters);
-constexpr auto kKeptInLiterals = kUnreserved.with(":");
-constexpr auto kKeptInPaths = kUnreserved.with("!$&'()*+,/:=@");
-constexpr auto kKeptInLeadingSegments = kUnreserved.with("!$&'()*+,=@");
-constexpr auto kKeptInQueryItems = kUnreserved.with("!$'()*+,/:;?@");
+constexpr auto kKeptInHosts = detail::kUnreserved.with(detail::kSubDelimiters);
+constexpr auto kKeptInLiterals = detail::kUnreserved.with(":");
+constexpr auto kKeptInPaths = detail::kUnreserved.with("!$&'()*+,/:=@");
+constexpr auto kKeptInLeadingSegments = detail::kUnreserved.with("!$&'()*+,=@");
+constexpr auto kKeptInQueryItems = detail::kUnreserved.with("!$'()*+,/:;?@");
 
 std::optional<std::string> copyOf(std::optional<std::string_view> text) {
   if (!text) return std::nullopt;

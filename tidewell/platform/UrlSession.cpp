@@ -40,9 +40,7 @@ auto findHeader(Headers& headers, std::string_view name) {
 UrlSession::~UrlSession() = default;
 
 UrlRequest::UrlRequest(std::optional<base::Url> url, UrlRequestCachePolicy cachePolicy)
-    : url_(std::move(url)), cachePolicy_(cachePolicy) {
-  headers_.reserve(4);  // as many as most requests have, in one piece
-}
+    : url_(std::move(url)), cachePolicy_(cachePolicy) {}
 
 void UrlRequest::setValue(std::optional<std::string_view> value, std::string_view forHTTPHeaderField) {
   const auto found = findHeader(headers_, forHTTPHeaderField);

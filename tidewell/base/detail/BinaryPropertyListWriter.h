@@ -50,6 +50,7 @@ class BinaryPropertyListWriter {
     std::uint64_t begin : 62;  ///< in `out_`; of a container, in `entries_`, where its count comes first
     Kind kind : 2;
   };
+  static_assert(sizeof(Object) == 8);
   /// A place of the table. It holds the hash, so that a look at another object's bytes is rare: in a long
   /// list they are in no cache any more.
   struct Slot {

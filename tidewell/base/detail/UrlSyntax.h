@@ -46,6 +46,7 @@ class CharacterSet {
 
   std::array<std::uint64_t, 4> words_{};
 };
+inline constexpr CharacterSet kUnreserved;
 
 /// Appends the text with every byte that is not in `keep` as `%XX` (RFC 3986, section 2.1).
 void appendPercentEncoded(std::string& out, std::string_view text, const CharacterSet& keep);

@@ -21,7 +21,7 @@ constexpr std::int64_t kNoPort = -1;
 /// The text of a value that has to be one; raises for values of other classes.
 const std::string& requiredText(const base::Value& value) {
   if (const std::string* text = value.string()) return *text;
-  (void)value.length();  // raises for what is neither text nor data
+  (void)value.length();  // raises for all but nil and data
   base::raise(base::kInvalidArgumentException,
               value.isNil() ? "nil where a text is required" : "data where a text is required");
 }
