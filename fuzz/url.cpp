@@ -41,11 +41,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<std::string_view> lines = linesOf(text);
   UrlComponents components;
   try {
-    components.setScheme(lines[0]);
+    components.setScheme(std::string(lines[0]));
   } catch (const Exception&) {
   }
-  if (lines.size() > 1) components.setHost(lines[1]);
-  if (lines.size() > 2) components.setPath(lines[2]);
+  if (lines.size() > 1) components.setHost(std::string(lines[1]));
+  if (lines.size() > 2) components.setPath(std::string(lines[2]));
   if (lines.size() > 3) {
     std::vector<UrlQueryItem> items;
     for (std::size_t i = 3; i < lines.size(); ++i)

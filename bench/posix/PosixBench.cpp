@@ -42,36 +42,25 @@ void writeWhole(int descriptor, std::string_view bytes) {
   if (write(descriptor, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) std::abort();
 }
 
-/// Write, flush and rename; with `flushFolder` also the flush that makes the rename itself last.
-void replaceBare(const std::string& path, std::string_view bytes, bool flushFolder) {
+void replaceBare(const std::string& path, std::string_view bytes) {
   const std::string temporary = path + ".tmp";
   const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   writeWhole(file, bytes);
   if (fsync(file) != 0 || close(file) != 0 || std::rename(temporary.c_str(), path.c_str()) != 0) std::abort();
-  if (!flushFolder) return;
-  const int directory = open(folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fsync(directory) != 0) std::abort();
-  close(directory);
 }
 
-void fileRows() {
+void fileRow() {
   static const std::string archive(2048, 'x');
   const bench::Options options{.turns = 15, .secondsPerTurn = 0.1};
-  const auto ours = [](std::size_t n) {
-    while (n--) {
-      if (platform().fileManager().replaceFile(folder() + "/ours", archive)) std::abort();
-    }
-  };
   bench::ratio(
-      "file replaced: bare write, flush, rename, flush of the folder", 1.1, ours,
+      "file replaced: bare write, flush, rename", 1.1,
       [](std::size_t n) {
-        while (n--) replaceBare(folder() + "/bare", archive, true);
+        while (n--) {
+          if (platform().fileManager().replaceFile(folder() + "/ours", archive)) std::abort();
+        }
       },
-      options);
-  bench::ratio(
-      "file replaced: bare write, flush, rename", 1.1, ours,
       [](std::size_t n) {
-        while (n--) replaceBare(folder() + "/bare", archive, false);
+        while (n--) replaceBare(folder() + "/bare", archive);
       },
       options);
 }
@@ -118,7 +107,7 @@ void consoleRow(const std::string& what, int descriptor) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  fileRows();
+  fileRow();
   userDefaultsRows();
   consoleRow("a file", open((folder() + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
   consoleRow("/dev/null", open("/dev/null", O_WRONLY | O_CLOEXEC));

@@ -18,11 +18,6 @@ constexpr auto kKeptInPaths = detail::kUnreserved.with("!$&'()*+,/:=@");
 constexpr auto kKeptInLeadingSegments = detail::kUnreserved.with("!$&'()*+,=@");
 constexpr auto kKeptInQueryItems = detail::kUnreserved.with("!$'()*+,/:;?@");
 
-std::optional<std::string> copyOf(std::optional<std::string_view> text) {
-  if (!text) return std::nullopt;
-  return std::string(*text);
-}
-
 /// Ill-formed sequences are replaced first, so that the URL decodes to text again.
 void appendEscaped(std::string& out, std::string_view text, const detail::CharacterSet& kept) {
   if (isValidUtf8(text)) {
@@ -51,16 +46,12 @@ void appendEscapedLeadingPath(std::string& out, std::string_view path) {
 
 }  // namespace
 
-void UrlComponents::setScheme(std::optional<std::string_view> scheme) {
+void UrlComponents::setScheme(std::optional<std::string> scheme) {
   if (scheme && !detail::isScheme(*scheme)) {
     raise(kInvalidArgumentException, "-[NSURLComponents setScheme:]: invalid characters in scheme");
   }
-  scheme_ = copyOf(scheme);
+  scheme_ = std::move(scheme);
 }
-
-void UrlComponents::setHost(std::optional<std::string_view> host) { host_ = copyOf(host); }
-
-void UrlComponents::setPath(std::optional<std::string_view> path) { path_ = copyOf(path); }
 
 void UrlComponents::setPort(std::optional<std::int64_t> port) {
   if (port && *port < 0) {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tidewell/base/Export.h"
@@ -25,9 +25,9 @@ struct UrlQueryItem {
 class TIDEWELL_EXPORT UrlComponents {
  public:
   /// Raises `kInvalidArgumentException` for a text that is not a scheme of RFC 3986.
-  void setScheme(std::optional<std::string_view> scheme);
-  void setHost(std::optional<std::string_view> host);
-  void setPath(std::optional<std::string_view> path);
+  void setScheme(std::optional<std::string> scheme);
+  void setHost(std::optional<std::string> host) noexcept { host_ = std::move(host); }
+  void setPath(std::optional<std::string> path) noexcept { path_ = std::move(path); }
   /// Raises `kInvalidArgumentException` for a negative number.
   void setPort(std::optional<std::int64_t> port);
   /// An empty list gives a bare "?"; nothing gives none.

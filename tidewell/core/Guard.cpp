@@ -43,8 +43,4 @@ void runForHost(const std::function<void()>& function) noexcept {
   }
 }
 
-void logLine(std::string_view message) {
-  logLine([&] { return message; });
-}
-
 }  // namespace tidewell

@@ -60,10 +60,8 @@ void runForHost(const std::function<void()>& function) noexcept;
 /// written.
 template <std::invocable Message>
 void logLine(Message&& message) {
-  if (!TWLogger::writes(TWLogSeverityNone)) return;
-  TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityNone,
-                             {base::Value(std::forward<Message>(message)())});
+  if (TWLogger::writes(TWLogSeverityNone)) TWLogger::logMessage(std::forward<Message>(message)());
 }
-void logLine(std::string_view message);
+inline void logLine(std::string_view message) { TWLogger::logMessage(message); }
 
 }  // namespace tidewell

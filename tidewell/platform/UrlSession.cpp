@@ -8,6 +8,9 @@
 namespace tidewell::platform {
 namespace {
 
+/// Most requests have no more.
+constexpr std::size_t kUsualHeaders = 2;
+
 constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
@@ -17,8 +20,8 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
 
 constexpr bool isTokenCharacter(char c) {
   const char lower = asciiLower(c);
-  return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') ||
-         std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
+  if ((lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') || c == '-') return true;
+  return std::string_view("!#$%&'*+.^_`|~").find(c) != std::string_view::npos;
 }
 
 bool isToken(std::string_view name) {
@@ -49,11 +52,11 @@ void UrlRequest::setValue(std::optional<std::string_view> value, std::string_vie
     return;
   }
   if (!isToken(forHTTPHeaderField) || !isFieldValue(*value)) return;
-  std::pair<std::string, std::string> header(forHTTPHeaderField, *value);
   if (found != headers_.end()) {
-    *found = std::move(header);
+    *found = {std::string(forHTTPHeaderField), std::string(*value)};
   } else {
-    headers_.push_back(std::move(header));
+    if (headers_.empty()) headers_.reserve(kUsualHeaders);
+    headers_.emplace_back(forHTTPHeaderField, *value);
   }
 }
 

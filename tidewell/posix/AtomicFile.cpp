@@ -151,7 +151,7 @@ std::error_code replaceIn(int folder, const std::string& name, std::string_view 
     unlinkat(folder, temporary.c_str(), 0);
     return failure;
   }
-  return flush(folder);
+  return {};
 }
 
 std::int64_t nanoseconds(const timespec& time) {

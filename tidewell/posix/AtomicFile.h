@@ -18,9 +18,13 @@ namespace tidewell::posix {
 [[nodiscard]] platform::FileContents readFile(const std::string& path,
                                               std::size_t bound = platform::FileManager::kMaximumFileBytes);
 
-/// Replaces a file whole, mode 0600: written beside, flushed, renamed, and the folder flushed. Whatever stops
-/// it, the old file stays and nothing is left beside it; what a killed process left is removed by the first
-/// write of another. Anything but a regular file is not replaced.
+/// Replaces a file whole, mode 0600: written beside, flushed, renamed. Whatever stops it, the old file stays
+/// and nothing is left beside it; what a killed process left is removed by the first write of another.
+/// Anything but a regular file is not replaced.
+///
+/// The folder is not flushed: that takes as long again, on the caller's thread. A power loss finds the new
+/// content as soon as the file system has written the folder of its own accord (ext4: within 5 s), and the
+/// old one until then.
 [[nodiscard]] std::error_code replaceFile(const std::string& path, std::string_view contents);
 
 /// Makes a folder (mode 0700) and those above it that are missing, up to but not including `existing`, a

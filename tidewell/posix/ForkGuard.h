@@ -1,9 +1,10 @@
 #pragma once
 
 #include <sys/types.h>
-#include <unistd.h>
 
 #include <atomic>
+
+#include "tidewell/posix/Fork.h"
 
 // Internal to the posix layer: not installed.
 namespace tidewell::posix {
@@ -18,7 +19,7 @@ class ForkGuard {
   /// Whether the calling process may use the worker. The process of the first caller becomes its owner.
   [[nodiscard]] bool claim() noexcept {
     pid_t owner = 0;
-    const pid_t self = getpid();
+    const pid_t self = currentProcess();
     return owner_.compare_exchange_strong(owner, self, std::memory_order_relaxed) || owner == self;
   }
 

@@ -7,11 +7,14 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
-#include <cstdint>
 #include <ctime>
+#include <iterator>
 #include <utility>
 
 #include "tidewell/posix/Fork.h"
@@ -22,9 +25,9 @@ namespace {
 /// The longest wait for a full pipe that the host made non-blocking.
 constexpr auto kLongestWait = std::chrono::milliseconds(100);
 
-/// Up to here a text is copied into its line, which the system takes faster in one piece than in three; a
-/// longer one stays where it is.
-constexpr std::size_t kLongestJoinedText = 4096;
+/// Up to here a line is put together, which the system takes faster in one piece than in five; a longer text
+/// stays where it is.
+constexpr std::size_t kLongestJoinedLine = 1024;
 
 /// Linux since 6.18: a write to a pipe or socket without reader fails, and sends no signal.
 constexpr int kWriteNoSignal = 0x100;
@@ -114,47 +117,62 @@ void writeAll(int descriptor, iovec* parts, int count) {
   }
 }
 
-/// A number with leading zeros.
-void appendNumber(std::string& out, std::uint64_t number, int digits) {
-  char text[20];
-  for (int i = digits - 1; i >= 0; --i, number /= 10) text[i] = static_cast<char>('0' + number % 10);
-  out.append(text, static_cast<std::size_t>(digits));
-}
-
-/// "2026-11-24" of days since 1970 in the Gregorian calendar: eras of 400 years, years that begin in March.
-void appendDate(std::string& out, std::uint64_t days) {
-  days += 719'468;
-  const std::uint64_t era = days / 146'097;
-  const std::uint64_t dayOfEra = days % 146'097;
-  const std::uint64_t yearOfEra =
-      (dayOfEra - dayOfEra / 1'460 + dayOfEra / 36'524 - dayOfEra / 146'096) / 365;
-  const std::uint64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const std::uint64_t monthFromMarch = (5 * dayOfYear + 2) / 153;
-  const std::uint64_t month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
-  appendNumber(out, yearOfEra + era * 400 + (month <= 2 ? 1 : 0), 4);
-  out += '-';
-  appendNumber(out, month, 2);
-  out += '-';
-  appendNumber(out, dayOfYear - (153 * monthFromMarch + 2) / 5 + 1, 2);
+/// A number with leading zeros; what follows it.
+char* putNumber(char* at, unsigned number, int digits) {
+  for (int i = digits - 1; i >= 0; --i, number /= 10) at[i] = static_cast<char>('0' + number % 10);
+  return at + digits;
 }
 
 /// "2026-11-24 21:18:35.123456+0000 " now. The C library's functions would ask for the host's time zone and
-/// locale. A clock before 1970 counts as 1970.
-void appendTime(std::string& out) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  const auto seconds = static_cast<std::uint64_t>(now.tv_sec > 0 ? now.tv_sec : 0);
-  const std::uint64_t secondOfDay = seconds % 86'400;
-  appendDate(out, seconds / 86'400);
-  char separator = ' ';
-  for (const std::uint64_t part : {secondOfDay / 3600, secondOfDay / 60 % 60, secondOfDay % 60}) {
-    out += std::exchange(separator, ':');
-    appendNumber(out, part, 2);
+/// locale.
+class TimeText {
+ public:
+  TimeText() {
+    using namespace std::chrono;
+    const auto now = floor<microseconds>(system_clock::now());
+    const auto day = floor<days>(now);
+    const year_month_day date(day);
+    const hh_mm_ss time(now - day);
+    char* at = putNumber(text_, static_cast<unsigned>(static_cast<int>(date.year())), 4);
+    *at++ = '-';
+    at = putNumber(at, static_cast<unsigned>(date.month()), 2);
+    *at++ = '-';
+    at = putNumber(at, static_cast<unsigned>(date.day()), 2);
+    *at++ = ' ';
+    at = putNumber(at, static_cast<unsigned>(time.hours().count()), 2);
+    *at++ = ':';
+    at = putNumber(at, static_cast<unsigned>(time.minutes().count()), 2);
+    *at++ = ':';
+    at = putNumber(at, static_cast<unsigned>(time.seconds().count()), 2);
+    *at++ = '.';
+    at = putNumber(at, static_cast<unsigned>(time.subseconds().count()), 6);
+    kZone.copy(at, kZone.size());
   }
-  out += '.';
-  appendNumber(out, static_cast<std::uint64_t>(now.tv_nsec) / 1000, 6);
-  out += "+0000 ";
-}
+  [[nodiscard]] std::string_view text() const { return {text_, sizeof text_}; }
+
+ private:
+  static constexpr std::string_view kZone = "+0000 ";
+
+  char text_[26 + kZone.size()];
+};
+
+/// "[4711] " of this process.
+class ProcessText {
+ public:
+  ProcessText() {
+    char* at = text_;
+    *at++ = '[';
+    at = std::to_chars(at, std::end(text_), currentProcess()).ptr;
+    *at++ = ']';
+    *at++ = ' ';
+    length_ = static_cast<std::size_t>(at - text_);
+  }
+  [[nodiscard]] std::string_view text() const { return {text_, length_}; }
+
+ private:
+  char text_[16];
+  std::size_t length_;
+};
 
 iovec part(std::string_view text) { return {const_cast<char*>(text.data()), text.size()}; }
 
@@ -162,19 +180,24 @@ iovec part(std::string_view text) { return {const_cast<char*>(text.data()), text
 
 void writeLineToStandardError(std::string_view program, std::string_view text) {
   const int error = errno;
-  const bool isShort = text.size() <= kLongestJoinedText;
-  std::string line;
-  line.reserve(64 + program.size() + (isShort ? text.size() : 0));
-  appendTime(line);
-  line.append(program).append(1, '[').append(std::to_string(currentProcess())).append("] ");
-  if (isShort) {
-    line.append(text).append(1, '\n');
-    iovec whole = part(line);
-    writeAll(STDERR_FILENO, &whole, 1);
+  const TimeText time;
+  const ProcessText process;
+  const std::array pieces{time.text(), program, process.text(), text, std::string_view("\n")};
+  std::size_t length = 0;
+  for (const std::string_view piece : pieces) length += piece.size();
+
+  std::array<iovec, pieces.size()> parts;
+  int count = 0;
+  char joined[kLongestJoinedLine];
+  if (length <= sizeof joined) {
+    char* end = joined;
+    for (const std::string_view piece : pieces) end = std::copy(piece.begin(), piece.end(), end);
+    parts[0] = part({joined, length});
+    count = 1;
   } else {
-    iovec parts[] = {part(line), part(text), part("\n")};
-    writeAll(STDERR_FILENO, parts, 3);
+    for (const std::string_view piece : pieces) parts[static_cast<std::size_t>(count++)] = part(piece);
   }
+  writeAll(STDERR_FILENO, parts.data(), count);
   errno = error;
 }
 

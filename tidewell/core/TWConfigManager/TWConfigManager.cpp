@@ -77,8 +77,6 @@ struct Tidings {
   ConfigArchive::Reports reports;
 };
 
-constinit std::atomic<TWConfigManager*> sharedManager{nullptr};
-
 inline bool answer(Gate gate, const std::atomic<std::uint32_t>& gates,
                    const std::atomic<const CompiledConfig*>& current) {
   const std::uint32_t answers = gates.load(std::memory_order_acquire);
@@ -199,17 +197,13 @@ struct TWConfigManager::State {
 
 ConfigRecord& TWConfigManager::recordOf(const TWConfig& config) { return *config.record_; }
 
-TWConfigManager& TWConfigManager::sharedInstance() {
-  if (TWConfigManager* const made = sharedManager.load(std::memory_order_acquire)) [[likely]]
-    return *made;
-  return makeSharedInstance();
-}
+constinit std::atomic<TWConfigManager*> TWConfigManager::shared_{nullptr};
 
 TWConfigManager& TWConfigManager::makeSharedInstance() {
   static TWConfigManager* const instance = new TWConfigManager(Quietly::yes);  // never destroyed
   // What loading has to say may reach code of the host's, which may ask for the instance: so it is said when
   // there is one.
-  if (sharedManager.exchange(instance, std::memory_order_acq_rel) == nullptr) {
+  if (shared_.exchange(instance, std::memory_order_acq_rel) == nullptr) {
     instance->state_->ofLoading.tell();
   }
   return *instance;

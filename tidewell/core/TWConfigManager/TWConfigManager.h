@@ -24,7 +24,11 @@ class ConfigRecord;
 /// when it returns.
 class TIDEWELL_EXPORT TWConfigManager final {
  public:
-  [[nodiscard]] static TWConfigManager& sharedInstance();
+  /// Inline: a second call into the library would take as long as a gate question itself.
+  [[nodiscard]] static TWConfigManager& sharedInstance() {
+    if (TWConfigManager* const made = shared_.load(std::memory_order_acquire)) [[likely]] return *made;
+    return makeSharedInstance();
+  }
   /// Loads the record from its archive, or makes one of defaults. An archive that cannot be decoded counts as
   /// missing: it is kept aside as "TdwConfig.corrupt", and that is logged.
   TWConfigManager();
@@ -110,6 +114,9 @@ class TIDEWELL_EXPORT TWConfigManager final {
   explicit TWConfigManager(Quietly);
   [[nodiscard]] static TWConfigManager& makeSharedInstance();
   static ConfigRecord& recordOf(const TWConfig& config);
+
+  /// null until it is made.
+  static std::atomic<TWConfigManager*> shared_;
 
   // What questions read: written when a record is published.
   std::atomic<std::uint32_t> gates_{0};

@@ -116,8 +116,8 @@ void TWNetworkClient::syncRequest(std::optional<platform::UrlRequest> request,
 
 void TWNetworkClient::sendLogRequest(std::optional<platform::UrlRequest> request,
                                      TWRequestCompletion withCompletionHandler) const {
-  const SharedCompletion completion = share(std::move(withCompletionHandler));
-  sendOnSession(std::move(request), [completion](const platform::UrlTaskResult& result) {
+  sendOnSession(std::move(request), [completion = share(std::move(withCompletionHandler))](
+                                        const platform::UrlTaskResult& result) {
     const bool success = succeeded(result, kStatusNoContent);
     if (!success) {
       logLine([&] {

@@ -107,16 +107,18 @@ void TWNetworkConfiguration::setTWURLSession() {
 }
 
 std::shared_ptr<platform::UrlSession> TWNetworkConfiguration::getTWURLSession() {
+  if (auto session = sessionOfCurrentPlatform()) return session;
   // Made anew where the host installed its platform only after the first question to the SDK; the session
   // from before would fail every request for ever.
-  if (!belongsToCurrentPlatform()) setTWURLSession();
+  setTWURLSession();
   const std::lock_guard lock(state_->mutex);
   return state_->session;
 }
 
-bool TWNetworkConfiguration::belongsToCurrentPlatform() const {
+std::shared_ptr<platform::UrlSession> TWNetworkConfiguration::sessionOfCurrentPlatform() const {
+  const platform::Platform* const current = &platform::Platform::current();
   const std::lock_guard lock(state_->mutex);
-  return state_->platform == &platform::Platform::current();
+  return state_->platform == current ? state_->session : nullptr;
 }
 
 std::optional<base::Dictionary> TWNetworkConfiguration::getQueryParamsBodyDictForService(TWService service) {

@@ -49,7 +49,8 @@ class TIDEWELL_EXPORT TWNetworkConfiguration final {
   [[nodiscard]] static std::optional<base::Dictionary> getQueryParamsBodyDictForService(TWService service);
 
  private:
-  [[nodiscard]] bool belongsToCurrentPlatform() const;
+  /// Null where the platform was installed after the session was made.
+  [[nodiscard]] std::shared_ptr<platform::UrlSession> sessionOfCurrentPlatform() const;
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -26,6 +26,10 @@ const std::string& requiredText(const base::Value& value) {
               value.isNil() ? "nil where a text is required" : "data where a text is required");
 }
 
+const std::string& requiredText(const std::optional<std::string>& text) {
+  return text ? *text : requiredText(base::Value());
+}
+
 std::vector<base::UrlQueryItem> queryItems(const base::Dictionary& parameters) {
   std::vector<base::UrlQueryItem> items;
   for (const auto& [name, value] : parameters) {
@@ -58,7 +62,7 @@ std::optional<base::Url> TWNetworkRequest::createURLWithPathComponent(std::optio
     base::UrlComponents components;
     components.setScheme(configuration.schemeForService(service_));
     components.setHost(configuration.hostForService(service_));
-    components.setPath(path);
+    components.setPath(std::move(path));
     if (const auto port = configuration.portForService(service_)) components.setPort(port);
 
     if (service_ == TWServiceSendReports) saveReportsRequestInfoWithComponents(components);

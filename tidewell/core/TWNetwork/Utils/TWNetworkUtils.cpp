@@ -85,8 +85,12 @@ void shareWithExtensions(const base::Dictionary& parameters) {
 std::optional<std::string> TWNetworkUtils::getAPIPathForService(
     TWService service, std::optional<std::string_view> withAdditionalPathComponent) {
   if (!isKnown(service)) return std::nullopt;
-  std::string path(kServicePaths[static_cast<std::size_t>(service)]);
-  return path.append(withAdditionalPathComponent.value_or(""));
+  const std::string_view servicePath = kServicePaths[static_cast<std::size_t>(service)];
+  const std::string_view component = withAdditionalPathComponent.value_or("");
+  std::string path;
+  path.reserve(servicePath.size() + component.size());
+  path.append(servicePath).append(component);
+  return path;
 }
 
 std::optional<std::string> TWNetworkUtils::getRequestMethodForService(TWService service) {

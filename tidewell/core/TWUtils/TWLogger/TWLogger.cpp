@@ -110,6 +110,20 @@ std::string textOf(std::string_view format, const base::Array& arguments) {
                                 std::min(arguments.count(), kMaximumFormatArguments));
 }
 
+/// The same for a message as the only argument. Put together here where the message stands in the only place
+/// of the format, as in nearly all of them.
+std::string textOf(std::string_view format, std::string_view message) {
+  const std::size_t place = format.find("%@");
+  if (place == std::string_view::npos || format.find('%') != place ||
+      format.find('%', place + 1) != std::string_view::npos) {
+    return base::stringWithFormat(format, {base::Value(message)});
+  }
+  std::string text;
+  text.reserve(format.size() + message.size());
+  text.append(format.substr(0, place)).append(message).append(format.substr(place + 2));
+  return text;
+}
+
 void writeLine(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs) {
   if (verbosity == TWLogVerbosityNone || !TWLogger::writes(severity)) return;
   TWLogger::log(lineFormat(verbosity, severity), formatArgs);
@@ -240,6 +254,16 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity,
     writeLine(verbosity, severity, formatArgs);
   } catch (...) {
     writeFailure("LogEntries Logger exception in logWithVerbosity: %@");
+  }
+}
+
+void TWLogger::logMessage(std::string_view message) {
+  try {
+    if (!writes(TWLogSeverityNone)) return;
+    const std::optional<std::string> format = lineFormat(TWLogVerbosityDefault, TWLogSeverityNone);
+    if (format) writeToConsole(textOf(*format, message));
+  } catch (...) {
+    writeToConsoleNoThrow("Caught an exception in TWLogger");
   }
 }
 

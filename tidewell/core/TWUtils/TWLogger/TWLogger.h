@@ -66,6 +66,9 @@ class TIDEWELL_EXPORT TWLogger final {
   /// switches say. Never waits.
   static void logWithVerbosity(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs,
                                const base::Value& stackTrace);
+  /// Writes one line of verbosity default and severity none: what the library's plain lines are. The same as
+  /// `logWithVerbosity` with the message for its only argument, and quicker.
+  static void logMessage(std::string_view message);
   /// The line without writing it, whatever the switches say; nil for a verbosity without a template, unless
   /// filtering is in force.
   [[nodiscard]] static std::optional<std::string> getLogforVerbosity(std::int64_t verbosity,
