@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
     TWNetworkRequest(TWServiceSendReports, std::nullopt, std::nullopt, std::nullopt, "x")
         .executeRequestWithCompletionBlock(nullptr);
   }
-  usleep(50'000);  // the transfer thread is in the middle of its handshakes
+  usleep(50'000);  // the transfers are in the middle of its handshakes
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   std::printf("%lld\n", static_cast<long long>(now.tv_sec) * 1'000'000'000 + now.tv_nsec);

@@ -1,11 +1,7 @@
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 
+#include <cerrno>
 #include <chrono>
-#include <cstddef>
 #include <ctime>
 
 #include "posix/PosixTest.h"
@@ -14,17 +10,7 @@ namespace tidewell::posix {
 namespace {
 
 /// Makes this process's kernel one that does not know writes without SIGPIPE.
-bool forgetWritesWithoutSignal() {
-  sock_filter program[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pwritev2, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  const sock_fprog filter{4, program};
-  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
+bool forgetWritesWithoutSignal() { return refuseSystemCall(SYS_pwritev2, EOPNOTSUPP); }
 
 class ConsoleTest : public PosixTest {
  protected:

@@ -2,11 +2,16 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -71,6 +76,19 @@ inline int inChild(const std::function<int()>& function) {
 inline constexpr int kSkipped = 77;
 /// The exit status of a child for whether all went well. EXPECT_… in a child prints to its standard error.
 inline int exitStatus() { return testing::Test::HasFailure() ? 1 : 0; }
+
+/// Has a system call fail from now on, in this thread and those that it starts. NO where that is not allowed.
+inline bool refuseSystemCall(unsigned number, int error) {
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog filter{4, program};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
 
 /// A folder of its own for each test, an empty working folder that must stay empty, and the sentences that
 /// the platform reported.

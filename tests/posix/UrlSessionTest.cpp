@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -147,12 +149,56 @@ int ownThreadCount() {
   return count;
 }
 
-TEST_F(UrlSessionTest, ThreadsStartWithTheFirstRequestAndServeAllSessions) {
+/// A request whose completion waits until it is let go.
+class Blocker {
+ public:
+  void send(platform::UrlSession& session, platform::UrlRequest request) {
+    session.dataTaskWithRequest(std::move(request), [this](platform::UrlTaskResult) {
+      entered_.set_value();
+      mayGo_.get_future().wait();
+    });
+    entered_.get_future().wait();
+  }
+  void letGo() { mayGo_.set_value(); }
+
+ private:
+  std::promise<void> entered_;
+  std::promise<void> mayGo_;
+};
+
+TEST_F(UrlSessionTest, TwoThreadsServeAllSessionsAndTransferWhileACompletionTakesItsTime) {
   const auto session = makeSession();
   EXPECT_EQ(0, ownThreadCount());
-  static_cast<void>(send(*session, request()).get());
-  static_cast<void>(fetch());
+  Blocker blocker;
+  blocker.send(*session, request());
+  EXPECT_EQ(1, ownThreadCount());
+  std::vector<std::future<platform::UrlTaskResult>> others;
+  for (int i = 0; i < 20; ++i) others.push_back(send(*makeSession(), request()));
+  for (int i = 0; i < 10'000 && backend.requestCount() < 21; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(21u, backend.requestCount());
   EXPECT_EQ(2, ownThreadCount());
+  EXPECT_EQ(std::future_status::timeout, others.front().wait_for(std::chrono::milliseconds(20)));
+  blocker.letGo();
+  for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
+}
+
+TEST_F(UrlSessionTest, OneThreadIsEnoughWhereTheSystemHasNoOther) {
+  if (kAddressSanitizer) GTEST_SKIP() << kForkBesideThreads;
+  const auto session = makeSession();
+  const int status = inChild([&] {
+    Blocker blocker;
+    blocker.send(*session, request());
+    if (!refuseSystemCall(SYS_clone3, EAGAIN) || !refuseSystemCall(SYS_clone, EAGAIN)) return kSkipped;
+    auto other = send(*session, request());
+    blocker.letGo();
+    EXPECT_EQ("hello", bodyOf(other.get()));
+    EXPECT_EQ(1, ownThreadCount());
+    return exitStatus();
+  });
+  if (status == kSkipped) GTEST_SKIP() << "this machine does not let a test refuse threads";
+  EXPECT_EQ(0, status);
 }
 
 /// The file that the platform's code lies in.

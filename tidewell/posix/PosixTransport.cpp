@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <functional>
+#include <deque>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,7 +18,6 @@
 #include "tidewell/posix/TransferEngine.h"
 #include "tidewell/posix/UrlErrors.h"
 #include "tidewell/posix/UrlSessionModule.h"
-#include "tidewell/posix/WorkerQueue.h"
 
 namespace tidewell::posix {
 namespace {
@@ -25,8 +26,14 @@ platform::UrlTaskResult unavailable(std::string_view why) {
   return {std::nullopt, std::nullopt, urlError(platform::kUrlErrorResourceUnavailable, why)};
 }
 
-/// Where tasks wait for the transfer thread. Shared by the transport, its sessions and the thread, so that
-/// each may go when it likes; the thread never does.
+/// Where tasks wait for their transfer, and results for their completion. Shared by the transport, its
+/// sessions and the threads, so that each may go when it likes; the threads never do.
+///
+/// One thread at a time drives the transfers, and one runs the completions, each in its turn. Two threads
+/// take whatever is to be done, the second of which is started when there is work for two. So a completion
+/// need not wait for another thread to wake up: whoever read the last reply runs it, and the other thread
+/// takes over the transfers that come meanwhile. While transfers are in flight, the one that drives them
+/// stays with them, and the other runs the completions.
 class Transfers final : public TransferClient, public std::enable_shared_from_this<Transfers> {
  public:
   explicit Transfers(TransportSettings settings) : settings_(std::move(settings)) {}
@@ -44,32 +51,27 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     return std::exchange(tasks_, {});
   }
 
-  void complete(platform::UrlTaskCompletion completion, platform::UrlTaskResult result) noexcept override {
-    if (!completion) return;
-    std::function<void()> call = [completion = std::move(completion), result = std::move(result)]() mutable {
-      std::exchange(completion, nullptr)(std::move(result));
-    };
-    if (!sessionQueues_.tryAsync(call)) platform::runReportingExceptions(call);
-  }
-
  private:
+  static constexpr int kMaximumThreads = 2;
+
   /// NO, and the task is left alone, where there is no thread.
   bool tryHandOver(TransferTask& task) {
     TransferEngine* engine = nullptr;
     {
       const std::lock_guard lock(mutex_);
-      if (!hasThread_) {
-        hasThread_ = startThread("tw-transfers", [self = shared_from_this()] { self->run(); });
-        if (!hasThread_) return false;
-      }
+      if (threads_ == 0 && !tryStartThread()) return false;
       tasks_.push_back(std::move(task));
-      if (tasks_.size() > 1) return true;  // the thread has been woken, and has not looked yet
-      engine = engine_;
+      if (tasks_.size() > 1) return true;  // a thread was called for the first, and has not looked yet
+      if (isDriven_) {
+        engine = engine_;  // null while it is loaded, and then it looks afterwards
+      } else if (!hasFreeThread()) {
+        return true;  // the thread that runs completions takes the task after them
+      }
     }
     if (engine != nullptr) {
       engine->wake();
     } else {
-      arrived_.notify_one();
+      changed_.notify_one();  // without the lock, for which the thread would otherwise wait at once
     }
     return true;
   }
@@ -79,42 +81,99 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     if (!refusalReported_.exchange(true)) {
       platform::report("Requests fail in this process: " + std::string(why));
     }
-    if (!completion) return;
-    platform::runReportingExceptions([&] { completion(unavailable(why)); });
+    run({std::move(completion), unavailable(why)});
   }
 
-  [[noreturn]] void run() {
+  static void run(FinishedTask task) noexcept {
+    if (task.completion) platform::runReportingExceptions([&] { task.completion(std::move(task.result)); });
+  }
+
+  bool tryStartThread() {
+    const char* const name = threads_ == 0 ? "tw-sessions-1" : "tw-sessions-2";
+    if (!startThread(name, [self = shared_from_this()] { self->work(); })) return false;
+    ++threads_;
+    ++free_;
+    return true;
+  }
+
+  /// Whether a thread can be called; one is started where there may be another.
+  bool hasFreeThread() { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
+
+  [[noreturn]] void work() {
+    std::unique_lock lock(mutex_);
+    --free_;
     for (;;) {
-      {
-        std::unique_lock lock(mutex_);
-        arrived_.wait(lock, [this] { return !tasks_.empty(); });
+      const bool mayDrive = !isDriven_ && (hasTransfers_ || !tasks_.empty());
+      const bool mayComplete = !isCompleting_ && !finished_.empty();
+      if (mayDrive && (!mayComplete || hasFreeThread())) {
+        drive(lock, mayComplete);
+      } else if (mayComplete) {
+        complete(lock);
+      } else {
+        ++free_;
+        changed_.wait(lock);
+        --free_;
       }
-      std::string problem;
-      if (TransferEngine* engine = loadTransferEngine(*this, settings_, problem)) {
-        {
-          const std::lock_guard lock(mutex_);
-          engine_ = engine;
-        }
-        engine->run();
-      }
-      failTasks(problem);
     }
   }
 
-  void failTasks(const std::string& problem) {
+  /// Transfers until some tasks have ended; calls the other thread before, if it is to run completions.
+  void drive(std::unique_lock<std::mutex>& lock, bool callsForCompletions) {
+    isDriven_ = true;
+    lock.unlock();
+    if (callsForCompletions) changed_.notify_one();
+    std::vector<FinishedTask> finished = driveEngine();
+    lock.lock();
+    hasTransfers_ = engine_ != nullptr && engine_->hasTransfers();
+    std::move(finished.begin(), finished.end(), std::back_inserter(finished_));
+    isDriven_ = false;
+  }
+
+  std::vector<FinishedTask> driveEngine() {
+    if (engine_ == nullptr) {
+      std::string problem;
+      TransferEngine* const engine = loadTransferEngine(*this, settings_, problem);
+      if (engine == nullptr) return failTasks(problem);
+      const std::lock_guard lock(mutex_);
+      engine_ = engine;
+    }
+    return engine_->run();
+  }
+
+  std::vector<FinishedTask> failTasks(const std::string& problem) {
     platform::report(problem);
-    for (TransferTask& task : takeTasks()) complete(std::move(task.completion), unavailable(problem));
+    std::vector<FinishedTask> failed;
+    for (TransferTask& task : takeTasks()) {
+      failed.push_back({std::move(task.completion), unavailable(problem)});
+    }
+    return failed;
+  }
+
+  void complete(std::unique_lock<std::mutex>& lock) {
+    isCompleting_ = true;
+    while (!finished_.empty()) {
+      FinishedTask task = std::move(finished_.front());
+      finished_.pop_front();
+      lock.unlock();
+      run(std::move(task));
+      lock.lock();
+    }
+    isCompleting_ = false;
   }
 
   const TransportSettings settings_;
-  WorkerQueue sessionQueues_{"tw-sessions"};
   ForkGuard forkGuard_;
   std::atomic<bool> refusalReported_ = false;
   std::mutex mutex_;
-  std::condition_variable arrived_;  ///< for as long as there is no engine
+  std::condition_variable changed_;
   std::vector<TransferTask> tasks_;
-  TransferEngine* engine_ = nullptr;
-  bool hasThread_ = false;
+  std::deque<FinishedTask> finished_;
+  TransferEngine* engine_ = nullptr;  ///< set by the thread that drives
+  bool isDriven_ = false;             ///< a thread is in `drive`
+  bool hasTransfers_ = false;         ///< while none is: the engine has some
+  bool isCompleting_ = false;         ///< a thread is in `complete`
+  int threads_ = 0;
+  int free_ = 0;  ///< threads that sleep, or have not begun
 };
 
 class PosixUrlSession final : public platform::UrlSession {

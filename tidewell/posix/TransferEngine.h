@@ -12,7 +12,7 @@
 // know of each other. Both are built together, so they may share C++ types.
 namespace tidewell::posix {
 
-/// A task on its way to the transfer thread.
+/// A task on its way to the engine.
 struct TransferTask {
   platform::UrlRequest request;
   platform::UrlTaskCompletion completion;
@@ -20,14 +20,17 @@ struct TransferTask {
   std::chrono::steady_clock::time_point handedOver;
 };
 
-/// What an engine asks of the library that loaded it. Used on the transfer thread only.
+/// A task that has ended, with what its completion is to be told. The completion may be empty.
+struct FinishedTask {
+  platform::UrlTaskCompletion completion;
+  platform::UrlTaskResult result;
+};
+
+/// What an engine asks of the library that loaded it. Used by the thread that drives the engine.
 class TransferClient {
  public:
   /// The tasks that came since the last call, in their order. Never waits.
   [[nodiscard]] virtual std::vector<TransferTask> takeTasks() = 0;
-  /// Sends a result to the session's queue. No lock may be held: where there is no thread for the queue, the
-  /// completion runs before this returns.
-  virtual void complete(platform::UrlTaskCompletion completion, platform::UrlTaskResult result) noexcept = 0;
 
  protected:
   ~TransferClient() = default;
@@ -36,9 +39,11 @@ class TransferClient {
 /// Drives transfers. Made once and never destroyed.
 class TransferEngine {
  public:
-  /// Takes tasks, transfers, completes, and sleeps while there is nothing to do, for the rest of the
-  /// process's life. On the transfer thread.
-  [[noreturn]] virtual void run() noexcept = 0;
+  /// Takes tasks and transfers until some have ended, and sleeps meanwhile. By one thread at a time; another
+  /// one may go on.
+  [[nodiscard]] virtual std::vector<FinishedTask> run() noexcept = 0;
+  /// Whether tasks that were taken have not ended. Not while another thread is in `run`.
+  [[nodiscard]] virtual bool hasTransfers() const noexcept = 0;
   /// Has `run` look for new tasks. Any thread, before `run` is entered too.
   virtual void wake() noexcept = 0;
 
@@ -46,7 +51,7 @@ class TransferEngine {
   ~TransferEngine() = default;
 };
 
-/// The engine, on the transfer thread, which is the first of this library to touch libcurl. Null, and a
+/// The engine, on a thread of this library's, which is the first to touch libcurl. Null, and a
 /// sentence in `problem`, where it cannot be had now; a later call may succeed. `client` and `settings` stay
 /// for ever.
 [[nodiscard]] TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,

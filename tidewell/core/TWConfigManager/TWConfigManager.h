@@ -26,7 +26,8 @@ class TIDEWELL_EXPORT TWConfigManager final {
  public:
   /// Inline: a second call into the library would take as long as a gate question itself.
   [[nodiscard]] static TWConfigManager& sharedInstance() {
-    if (TWConfigManager* const made = shared_.load(std::memory_order_acquire)) [[likely]] return *made;
+    if (TWConfigManager* const made = shared_.load(std::memory_order_acquire)) [[likely]]
+      return *made;
     return makeSharedInstance();
   }
   /// Loads the record from its archive, or makes one of defaults. An archive that cannot be decoded counts as

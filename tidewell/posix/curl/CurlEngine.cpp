@@ -65,7 +65,7 @@ CurlEngine::CurlEngine(TransferClient& client, const TransportSettings& settings
       multi_(multi),
       environment_{settings, connectToList(settings.connectionOverrides), share, sockets_} {}
 
-void CurlEngine::run() noexcept {
+std::vector<FinishedTask> CurlEngine::run() noexcept {
   for (;;) {
     std::vector<TransferTask> tasks = client_.takeTasks();
     {
@@ -78,10 +78,7 @@ void CurlEngine::run() noexcept {
       endWhatIsDue();  // after what has arrived was read: a process that was stopped finds it in the sockets
       startWaiting();
     }
-    // Completions are foreign code, where there is no thread for their queue: not under the lock.
-    for (Finished& finished : std::exchange(finished_, {})) {
-      client_.complete(std::move(finished.completion), std::move(finished.result));
-    }
+    if (!finished_.empty()) return std::exchange(finished_, {});
     sleep();
   }
 }

@@ -18,10 +18,9 @@
 // Internal to the posix layer: not installed.
 namespace tidewell::posix {
 
-/// Drives every transfer of the process with one multi handle, on one thread.
+/// Drives every transfer of the process with one multi handle, on one thread at a time.
 ///
-/// It sleeps in libcurl's poll until a socket is ready, a transfer is due, or a task arrives; with no
-/// transfer in flight, until a task arrives.
+/// It sleeps in libcurl's poll until a socket is ready, a transfer is due, or a task arrives.
 class CurlEngine final : public TransferEngine {
  public:
   /// More than this many requests of one session wait for their turn: each may cost a connection, and the
@@ -31,7 +30,8 @@ class CurlEngine final : public TransferEngine {
   /// Null, and a sentence in `problem`, where libcurl cannot be had.
   static CurlEngine* make(TransferClient& client, const TransportSettings& settings, std::string& problem);
 
-  [[noreturn]] void run() noexcept override;
+  [[nodiscard]] std::vector<FinishedTask> run() noexcept override;
+  [[nodiscard]] bool hasTransfers() const noexcept override { return !transfers_.empty(); }
   void wake() noexcept override;
 
  private:
@@ -39,10 +39,6 @@ class CurlEngine final : public TransferEngine {
   struct Load {
     std::size_t running = 0;
     std::deque<CurlTransfer*> waiting;
-  };
-  struct Finished {
-    platform::UrlTaskCompletion completion;
-    platform::UrlTaskResult result;
   };
 
   CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share);
@@ -70,7 +66,7 @@ class CurlEngine final : public TransferEngine {
   /// nothing.
   std::set<std::pair<Clock::time_point, CurlTransfer*>> due_;
   std::unordered_map<const platform::UrlSessionConfiguration*, Load> loads_;
-  std::vector<Finished> finished_;
+  std::vector<FinishedTask> finished_;
 };
 
 }  // namespace tidewell::posix

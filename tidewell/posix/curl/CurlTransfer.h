@@ -26,7 +26,8 @@ struct CurlEnvironment {
   OpenSockets& sockets;
 };
 
-/// One task from the first request to the last reply, redirects included. Used on the transfer thread only.
+/// One task from the first request to the last reply, redirects included. Used by the thread that drives the
+/// engine.
 class CurlTransfer {
  public:
   using Clock = std::chrono::steady_clock;

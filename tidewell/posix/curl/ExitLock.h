@@ -6,9 +6,9 @@
 namespace tidewell::posix {
 
 /// Held while libcurl works. A process may end while transfers run: OpenSSL then tears itself down on the
-/// thread that called `exit`, and would pull its state from under the transfer thread. So the first thing
-/// that its teardown does is to take this lock for good; the transfer thread finishes the step it is in and
-/// waits for the lock until the process is gone. Nobody is joined.
+/// thread that called `exit`, and would pull its state from under the thread that transfers. So the first
+/// thing that its teardown does is to take this lock for good; the transferring thread finishes the step it
+/// is in and waits for the lock until the process is gone. Nobody is joined.
 [[nodiscard]] std::timed_mutex& exitLock();
 
 /// Ties the lock to OpenSSL's teardown. Once, while the lock is held, before libcurl is initialised. NO where
