@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -63,33 +62,36 @@ double timeOf(const std::string& name) {
   return collector.seconds();
 }
 
-/// The two in turn; the best turn of each, which is the one that nothing else disturbed.
+/// The pair whose ratio is the median. A machine has slower moments of some milliseconds or seconds; one
+/// meets both of a pair, as a rule, so the ratio of neighbours stays, while the best time of each may come
+/// from different moments.
+Pair medianPair(std::vector<Pair> pairs) {
+  const auto middle = pairs.begin() + static_cast<std::ptrdiff_t>(pairs.size() / 2);
+  std::nth_element(pairs.begin(), middle, pairs.end(),
+                   [](const Pair& a, const Pair& b) { return a.ours * b.floor < b.ours * a.floor; });
+  return *middle;
+}
+
+/// The two in turn, each first in every other turn.
 Pair interleaved(const Row& row) {
   benchmark::ClearRegisteredBenchmarks();
   registerWork("ours", row.ours, row.options);
   registerWork("floor", row.floor, row.options);
-  Pair best{std::numeric_limits<double>::max(), std::numeric_limits<double>::max()};
+  std::vector<Pair> pairs;
   for (int turn = 0; turn < row.options.turns; ++turn) {
-    best.ours = std::min(best.ours, timeOf("ours"));
-    best.floor = std::min(best.floor, timeOf("floor"));
+    Pair pair;
+    if (turn % 2 == 0) pair.ours = timeOf("ours");
+    pair.floor = timeOf("floor");
+    if (turn % 2 != 0) pair.ours = timeOf("ours");
+    pairs.push_back(pair);
   }
-  return best;
+  return medianPair(std::move(pairs));
 }
 
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
-Pair medians(const Row& row) {
-  std::vector<double> ours;
-  std::vector<double> floor;
-  for (int turn = 0; turn < row.options.turns; ++turn) {
-    const Pair pair = row.measure();
-    ours.push_back(pair.ours);
-    floor.push_back(pair.floor);
-  }
-  return {median(std::move(ours)), median(std::move(floor))};
+Pair measuredInTurns(const Row& row) {
+  std::vector<Pair> pairs;
+  for (int turn = 0; turn < row.options.turns; ++turn) pairs.push_back(row.measure());
+  return medianPair(std::move(pairs));
 }
 
 std::string formatted(const char* format, double number) {
@@ -170,7 +172,7 @@ int run(int argc, char** argv) {
     if (row.value) {
       std::printf("%-64s %s\n", row.what.c_str(), row.value().c_str());
     } else {
-      printPair(row, row.measure ? medians(row) : interleaved(row));
+      printPair(row, row.measure ? measuredInTurns(row) : interleaved(row));
     }
   }
   return 0;

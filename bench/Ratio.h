@@ -12,8 +12,8 @@
 ///     int main(int argc, char** argv) { return bench::run(argc, argv); }
 ///
 /// The two of a pair run in turn, several times, in one process, so that a busy machine slows both down; the
-/// best of the turns counts. Each program prints one table: what, ours, floor, ratio, goal. Timings never
-/// decide the exit status.
+/// turn whose ratio is the median counts. Each program prints one table: what, ours, floor, ratio, goal.
+/// Timings never decide the exit status.
 namespace bench {
 
 /// Does the work so many times.
