@@ -418,6 +418,8 @@ int locale(const Arguments& arguments) {
   installed();
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
   startAndSync();
+  platform::Platform::current().mainQueue().async([] { happened().add("said"); });
+  require(happened().waitFor("said", 1), "the end of the sync");  // which has said what is in force by then
   TWConfigManager::sharedInstance().updateConfigFromResponse(
       base::JSONObjectWithData(R"({"i_s": "BLOCKED", "p_f_t": "86400.5", "e_b_c": 1.5e3, "b_e": ["Iıİi"]})"));
   tell(guest::gates() + " " + std::to_string(TWConfigManager::sharedInstance().getEventBatchCount()));
