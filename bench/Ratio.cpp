@@ -171,6 +171,7 @@ int run(int argc, char** argv) {
     if (wanted && row.what.find(*wanted) == std::string::npos) continue;
     if (row.value) {
       std::printf("%-64s %s\n", row.what.c_str(), row.value().c_str());
+      std::fflush(stdout);  // a program that ends without its atexit functions loses what is not written
     } else {
       printPair(row, row.measure ? measuredInTurns(row) : interleaved(row));
     }
