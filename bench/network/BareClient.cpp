@@ -3,12 +3,25 @@
 #include <utility>
 
 namespace bench {
+namespace {
 
-BareClient::BareClient(std::string host, std::uint16_t port, std::string caFile, Completions completions)
+/// Keeps as many connections as there are requests at once: by itself libcurl closes those that outnumber
+/// four times the requests that are left.
+CURLM* makeMulti() {
+  CURLM* const multi = curl_multi_init();
+  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, 64L);
+  return multi;
+}
+
+}  // namespace
+
+BareClient::BareClient(std::string host, std::uint16_t port, std::string caFile, Completions completions,
+                       Buffers buffers)
     : host_(std::move(host)),
       caFile_(std::move(caFile)),
+      buffers_(buffers),
       connectTo_(curl_slist_append(nullptr, (host_ + ":443:127.0.0.1:" + std::to_string(port)).c_str())),
-      multi_(curl_multi_init()),
+      multi_(makeMulti()),
       completions_(completions == Completions::onAThreadOfTheirOwn ? std::thread([this] { runCompletions(); })
                                                                    : std::thread()),
       thread_([this] { run(); }) {}
@@ -39,6 +52,10 @@ void BareClient::start(Transfer* transfer) {
   curl_easy_setopt(curl, CURLOPT_URL, ("https://" + host_ + transfer->path).c_str());
   curl_easy_setopt(curl, CURLOPT_PRIVATE, transfer);
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  if (buffers_ == Buffers::small) {
+    curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, 4096L);
+    curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, 16384L);
+  }
   curl_easy_setopt(curl, CURLOPT_PROXY, "");
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connectTo_);
   curl_easy_setopt(curl, CURLOPT_CAINFO, caFile_.c_str());

@@ -21,9 +21,12 @@ class BareClient {
   /// why a client library has to give the functions of its hosts another.
   enum class Completions { onTheTransferThread, onAThreadOfTheirOwn };
 
+  /// The buffers of a request: libcurl's usual ones, or those that the session of the SDK asks for.
+  enum class Buffers { usual, small };
+
   /// Requests to https://HOST/ go to a port of this machine.
   BareClient(std::string host, std::uint16_t port, std::string caFile,
-             Completions completions = Completions::onTheTransferThread);
+             Completions completions = Completions::onTheTransferThread, Buffers buffers = Buffers::usual);
   ~BareClient();
   BareClient(const BareClient&) = delete;
   BareClient& operator=(const BareClient&) = delete;
@@ -44,6 +47,7 @@ class BareClient {
 
   const std::string host_;
   const std::string caFile_;
+  const Buffers buffers_;
   curl_slist* connectTo_;
   CURLM* const multi_;
   std::mutex mutex_;

@@ -28,9 +28,10 @@ namespace {
 using namespace tidewell;
 
 constexpr const char* kHost = "shop.example";
-/// Faults of the backend by path, so that one backend serves all rows: a page that comes at once, one whose
-/// connection is closed after it, and one that never comes.
+/// Faults of the backend by path, so that one backend serves all rows: a page that comes at once, one that
+/// comes late enough for 64 requests to overlap, and one that never comes.
 constexpr const char* kPage = "/page";
+constexpr const char* kLatePage = "/late";
 constexpr const char* kSilentPage = "/silence";
 
 std::string bytesOf(const std::string& path) {
@@ -59,7 +60,10 @@ Server startServer(const std::string& folder, bool closesConnections) {
     options.extraHosts = {kHost};
     options.caFile = authority;
     testing::StandInBackend backend(options);
-    backend.setResource(kPage, std::string(2048, 'x'), "text/plain");
+    for (const char* page : {kPage, kLatePage}) {
+      backend.setResource(page, std::string(2048, 'x'), "text/plain");
+    }
+    backend.addFault(fault("kind=delay:500,path=/late"));
     backend.addFault(fault("kind=silence,path=/silence"));
     if (closesConnections) {
       testing::StandInFault closing = fault("kind=status:200");
@@ -129,11 +133,11 @@ class Pair {
   }
 
   /// So many requests, a number of them at once.
-  void ours(std::size_t times, std::size_t atOnce) {
+  void ours(std::size_t times, std::size_t atOnce, const char* page = kPage) {
     for (std::size_t done = 0; done < times; done += atOnce) {
       Latch latch(atOnce);
       for (std::size_t i = 0; i < atOnce; ++i) {
-        send(kPage, [&](bool good) {
+        send(page, [&](bool good) {
           if (!good) std::abort();
           latch.countDown();
         });
@@ -142,18 +146,15 @@ class Pair {
     }
   }
 
-  void floor(std::size_t times, std::size_t atOnce) { floor(bare_, times, atOnce); }
+  void floor(std::size_t times, std::size_t atOnce) { floor(bare_, times, atOnce, kPage); }
   /// The same with a thread for completions.
-  void floorWithQueue(std::size_t times) { floor(bareWithQueue_, times, 1); }
+  void floorWithQueue(std::size_t times) { floor(bareWithQueue_, times, 1, kPage); }
 
-  [[nodiscard]] bench::BareClient& bare() { return bare_; }
-
- private:
-  static void floor(bench::BareClient& client, std::size_t times, std::size_t atOnce) {
+  static void floor(bench::BareClient& client, std::size_t times, std::size_t atOnce, const char* page) {
     for (std::size_t done = 0; done < times; done += atOnce) {
       Latch latch(atOnce);
       for (std::size_t i = 0; i < atOnce; ++i) {
-        client.get(kPage, [&](const std::string& body) {
+        client.get(page, [&](const std::string& body) {
           if (body.empty()) std::abort();
           latch.countDown();
         });
@@ -162,6 +163,7 @@ class Pair {
     }
   }
 
+ private:
   std::unique_ptr<posix::PosixPlatform> platform_;
   std::shared_ptr<platform::UrlSession> session_;
   bench::BareClient bare_;
@@ -177,9 +179,9 @@ double kilobytesInFlight(std::size_t count, Send send) {
   return static_cast<double>(mallinfo2().uordblks - before) / static_cast<double>(count) / 1024;
 }
 
-std::string text(const char* format, double a, double b = 0) {
+std::string text(const char* format, double number) {
   char line[100];
-  std::snprintf(line, sizeof line, format, a, b);
+  std::snprintf(line, sizeof line, format, number);
   return line;
 }
 
@@ -232,12 +234,21 @@ int main(int argc, char** argv) {
     std::this_thread::sleep_for(std::chrono::seconds(2));
     return std::to_string(contextSwitchesOfOurThreads() - before);
   });
-  bench::figure("heap of a request in flight, 64 at once (bare libcurl)", [&] {
-    const double ours = kilobytesInFlight(64, [&] { kept.send(kSilentPage, [](bool) {}); });
-    const double bare =
-        kilobytesInFlight(64, [&] { kept.bare().get(kSilentPage, [](const std::string&) {}); });
-    return text("%.1f KB (%.1f KB)", ours, bare);
+  bench::figure("heap of a request in flight, 64 on kept connections", [&] {
+    kept.ours(64, 64, kLatePage);
+    return text("%.1f KB", kilobytesInFlight(64, [&] { kept.send(kSilentPage, [](bool) {}); }));
   });
+  for (const auto buffers : {bench::BareClient::Buffers::small, bench::BareClient::Buffers::usual}) {
+    const bool isSmall = buffers == bench::BareClient::Buffers::small;
+    bench::figure(isSmall ? "  of bare libcurl with the same buffers" : "  of bare libcurl", [&, buffers] {
+      auto* const bare =  // never destroyed: its requests never end
+          new bench::BareClient(kHost, keeping.port, keeping.caFile,
+                                bench::BareClient::Completions::onTheTransferThread, buffers);
+      Pair::floor(*bare, 64, 64, kLatePage);
+      return text("%.1f KB",
+                  kilobytesInFlight(64, [&] { bare->get(kSilentPage, [](const std::string&) {}); }));
+    });
+  }
   bench::figure("heap of each of 1000 further requests", [&] {
     return text("%.1f KB", kilobytesInFlight(1000, [&] { kept.send(kSilentPage, [](bool) {}); }));
   });
