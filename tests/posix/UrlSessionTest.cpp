@@ -1,11 +1,14 @@
 #include "UrlSessionTesting.h"
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -149,13 +152,15 @@ int ownThreadCount() {
   return count;
 }
 
-/// A request whose completion waits until it is let go.
+/// A request whose completion waits until it is let go, and then does one thing more.
 class Blocker {
  public:
-  void send(platform::UrlSession& session, platform::UrlRequest request) {
-    session.dataTaskWithRequest(std::move(request), [this](platform::UrlTaskResult) {
+  void send(
+      platform::UrlSession& session, platform::UrlRequest request, std::function<void()> afterwards = [] {}) {
+    session.dataTaskWithRequest(std::move(request), [this, afterwards](platform::UrlTaskResult) {
       entered_.set_value();
       mayGo_.get_future().wait();
+      afterwards();
     });
     entered_.get_future().wait();
   }
@@ -182,6 +187,35 @@ TEST_F(UrlSessionTest, TwoThreadsServeAllSessionsAndTransferWhileACompletionTake
   EXPECT_EQ(std::future_status::timeout, others.front().wait_for(std::chrono::milliseconds(20)));
   blocker.letGo();
   for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
+}
+
+TEST_F(UrlSessionTest, TheChildOfAForkInACompletionLeavesTheOthersToItsParent) {
+  if (kAddressSanitizer) GTEST_SKIP() << kForkBesideThreads;
+  auto* const completed = static_cast<std::atomic<int>*>(
+      mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  const auto session = makeSession();
+  Blocker blocker;
+  pid_t child = -1;
+  blocker.send(*session, request(), [&] { child = fork(); });
+  std::vector<std::future<platform::UrlTaskResult>> others;
+  for (int i = 0; i < 5; ++i) {
+    auto done = std::make_shared<std::promise<platform::UrlTaskResult>>();
+    others.push_back(done->get_future());
+    session->dataTaskWithRequest(request(), [completed, done](platform::UrlTaskResult result) {
+      ++*completed;
+      done->set_value(std::move(result));
+    });
+  }
+  for (int i = 0; i < 10'000 && backend.requestCount() < 6; ++i) usleep(1000);
+  usleep(100'000);  // the replies are there, and wait for their completions
+  blocker.letGo();
+  for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
+  ASSERT_GT(child, 0);
+  usleep(100'000);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(5, completed->load());
+  munmap(completed, sizeof(std::atomic<int>));
 }
 
 TEST_F(UrlSessionTest, OneThreadIsEnoughWhereTheSystemHasNoOther) {

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -156,6 +158,8 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       finished_.pop_front();
       lock.unlock();
       run(std::move(task));
+      // The child of a fork inside a completion: what is to be done is its parent's, which does it, too.
+      while (!forkGuard_.claim()) pause();
       lock.lock();
     }
     isCompleting_ = false;
