@@ -189,6 +189,23 @@ TEST_F(UrlSessionTest, TwoThreadsServeAllSessionsAndTransferWhileACompletionTake
   for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
 }
 
+TEST_F(UrlSessionTest, TransfersInFlightGoOnBesideACompletionThatTakesItsTime) {
+  const auto session = makeSession();
+  backend.setResource("/late", "late", "text/plain");
+  backend.addFault(fault("kind=delay:300,path=/late"));
+  auto late = send(*session, request("https://shop.example/late"));
+  Blocker blocker;
+  blocker.send(*session, request());
+  std::vector<std::future<platform::UrlTaskResult>> others;
+  for (int i = 0; i < 5; ++i) others.push_back(send(*session, request()));
+  for (int i = 0; i < 10'000 && backend.requestCount() < 7; ++i) usleep(1000);
+  EXPECT_EQ(7u, backend.requestCount());
+  EXPECT_EQ(2, ownThreadCount());
+  blocker.letGo();
+  EXPECT_EQ("late", bodyOf(late.get()));
+  for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
+}
+
 TEST_F(UrlSessionTest, TheChildOfAForkInACompletionLeavesTheOthersToItsParent) {
   if (kAddressSanitizer) GTEST_SKIP() << kForkBesideThreads;
   auto* const completed = static_cast<std::atomic<int>*>(
