@@ -5,11 +5,11 @@
 namespace bench {
 namespace {
 
-/// Keeps as many connections as there are requests at once: by itself libcurl closes those that outnumber
-/// four times the requests that are left.
-CURLM* makeMulti() {
+/// With small buffers it keeps its connections, too, for what a request holds beside its connection. By
+/// itself libcurl closes those that outnumber four times the requests that are left.
+CURLM* makeMulti(BareClient::Buffers buffers) {
   CURLM* const multi = curl_multi_init();
-  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, 64L);
+  if (buffers == BareClient::Buffers::small) curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, 64L);
   return multi;
 }
 
@@ -21,7 +21,7 @@ BareClient::BareClient(std::string host, std::uint16_t port, std::string caFile,
       caFile_(std::move(caFile)),
       buffers_(buffers),
       connectTo_(curl_slist_append(nullptr, (host_ + ":443:127.0.0.1:" + std::to_string(port)).c_str())),
-      multi_(makeMulti()),
+      multi_(makeMulti(buffers)),
       completions_(completions == Completions::onAThreadOfTheirOwn ? std::thread([this] { runCompletions(); })
                                                                    : std::thread()),
       thread_([this] { run(); }) {}
