@@ -90,19 +90,6 @@ std::optional<std::u16string> unitsOf(std::string_view bytes, const Encoding& en
   return units;
 }
 
-/// The text in UTF-8 without its mark; nothing where it is ill-formed.
-std::optional<std::string> utf8Of(std::string_view bytes) {
-  const Encoding encoding = detectEncoding(bytes);
-  bytes.remove_prefix(encoding.markLength);
-  if (encoding.unitSize == 1) {
-    if (!isValidUtf8(bytes)) return std::nullopt;
-    return std::string(bytes);
-  }
-  const std::optional<std::u16string> units = unitsOf(bytes, encoding);
-  if (!units) return std::nullopt;
-  return utf8FromUtf16(*units);
-}
-
 /// The value of a number of JSON's grammar, which lies in a text that goes on or ends with a NUL behind it;
 /// nil for one that is too large for a double.
 Value numberOf(std::string_view text) {
@@ -204,15 +191,38 @@ class ValueBuilder {
 constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag |
                               rj::kParseNumbersAsStringsFlag | rj::kParseTrailingCommasFlag;
 
-Value read(std::string_view bytes) {
-  std::optional<std::string> text = utf8Of(bytes);
-  if (!text) return Value();
-  ValueBuilder builder(text->find("\\u") != std::string::npos);
-  rj::InsituStringStream stream(text->data());
+/// Reads well-formed UTF-8 that ends with a NUL, and writes over it.
+Value readInSitu(char* text, std::size_t size) {
+  ValueBuilder builder(std::string_view(text, size).find("\\u") != std::string_view::npos);
+  rj::InsituStringStream stream(text);
   rj::Reader reader;
   // The reader takes a NUL in the text for its end.
-  if (reader.Parse<kReading>(stream, builder).IsError() || stream.Tell() != text->size()) return Value();
+  if (reader.Parse<kReading>(stream, builder).IsError() || stream.Tell() != size) return Value();
   return builder.takeRoot();
+}
+
+/// Up to here a text is read from the stack: beyond a kilobyte allocators take longer.
+constexpr std::size_t kShortText = 4096;
+
+Value read(std::string_view bytes) {
+  const Encoding encoding = detectEncoding(bytes);
+  bytes.remove_prefix(encoding.markLength);
+  std::string text;
+  if (encoding.unitSize != 1) {
+    const std::optional<std::u16string> units = unitsOf(bytes, encoding);
+    if (!units) return Value();
+    text = utf8FromUtf16(*units);
+  } else if (!isValidUtf8(bytes)) {
+    return Value();
+  } else if (bytes.size() < kShortText) {
+    char copy[kShortText];
+    bytes.copy(copy, bytes.size());
+    copy[bytes.size()] = '\0';
+    return readInSitu(copy, bytes.size());
+  } else {
+    text = bytes;
+  }
+  return readInSitu(text.data(), text.size());
 }
 
 [[noreturn]] void raiseInvalid(std::string_view reason) { raise(kInvalidArgumentException, reason); }
