@@ -112,10 +112,14 @@ void addGates() {
       asking());
 }
 
-/// Some names of a list of so many, asked in turn: hot, as the names of one application are.
+/// Some names of a list of so many, asked in turn: hot, as the names of one application are. Enough of them
+/// to meet as many occupied places in the library's table as in the bare one, whose key is another.
+constexpr int kHotNames = 64;
 std::vector<std::string> hotNames(int count) {
   std::vector<std::string> names;
-  for (int index = 0; index < 8; ++index) names.push_back("event_name_" + std::to_string(count / 9 * index));
+  for (std::int64_t index = 0; index < kHotNames; ++index) {
+    names.push_back("event_name_" + std::to_string(index * count / kHotNames));
+  }
   return names;
 }
 
@@ -126,13 +130,13 @@ struct Listed {
     for (const base::Value& name : eventNames(count)) peer.insert(*name.string());
   }
   void ask(std::size_t times) const {
-    while (times--) bench::keep(manager.isEventBlackListed(names[times & 7]));
+    while (times--) bench::keep(manager.isEventBlackListed(names[times % kHotNames]));
   }
   void probe(std::size_t times) const {
-    while (times--) bench::keep(bare.contains(names[times & 7]));
+    while (times--) bench::keep(bare.contains(names[times % kHotNames]));
   }
   void probePeer(std::size_t times) const {
-    while (times--) bench::keep(peer.count(names[times & 7]));
+    while (times--) bench::keep(peer.count(names[times % kHotNames]));
   }
 
   TWConfigManager manager;
