@@ -2,26 +2,31 @@
 
 #include <utility>
 
+#include "tidewell/posix/curl/CurlEngine.h"
+
 namespace bench {
 namespace {
 
-/// With small buffers it keeps its connections, too, for what a request holds beside its connection. By
-/// itself libcurl closes those that outnumber four times the requests that are left.
-CURLM* makeMulti(BareClient::Buffers buffers) {
+using tidewell::posix::CurlEngine;
+using tidewell::posix::CurlTransfer;
+
+CURLM* makeMulti(BareClient::Settings settings) {
   CURLM* const multi = curl_multi_init();
-  if (buffers == BareClient::Buffers::small) curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, 64L);
+  if (settings == BareClient::Settings::ofTheSdk) {
+    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, static_cast<long>(CurlEngine::kMaximumAtOnce));
+  }
   return multi;
 }
 
 }  // namespace
 
 BareClient::BareClient(std::string host, std::uint16_t port, std::string caFile, Completions completions,
-                       Buffers buffers)
+                       Settings settings)
     : host_(std::move(host)),
       caFile_(std::move(caFile)),
-      buffers_(buffers),
+      settings_(settings),
       connectTo_(curl_slist_append(nullptr, (host_ + ":443:127.0.0.1:" + std::to_string(port)).c_str())),
-      multi_(makeMulti(buffers)),
+      multi_(makeMulti(settings)),
       completions_(completions == Completions::onAThreadOfTheirOwn ? std::thread([this] { runCompletions(); })
                                                                    : std::thread()),
       thread_([this] { run(); }) {}
@@ -52,9 +57,9 @@ void BareClient::start(Transfer* transfer) {
   curl_easy_setopt(curl, CURLOPT_URL, ("https://" + host_ + transfer->path).c_str());
   curl_easy_setopt(curl, CURLOPT_PRIVATE, transfer);
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  if (buffers_ == Buffers::small) {
-    curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, 4096L);
-    curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, 16384L);
+  if (settings_ == Settings::ofTheSdk) {
+    curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, CurlTransfer::kReceiveBufferBytes);
+    curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, CurlTransfer::kSendBufferBytes);
   }
   curl_easy_setopt(curl, CURLOPT_PROXY, "");
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connectTo_);

@@ -21,12 +21,13 @@ class BareClient {
   /// why a client library has to give the functions of its hosts another.
   enum class Completions { onTheTransferThread, onAThreadOfTheirOwn };
 
-  /// The buffers of a request: libcurl's usual ones, or those that the session of the SDK asks for.
-  enum class Buffers { usual, small };
+  /// libcurl's own, or the buffers and the number of kept connections that the SDK asks for. By itself
+  /// libcurl closes connections that outnumber four times the requests that are left.
+  enum class Settings { usual, ofTheSdk };
 
   /// Requests to https://HOST/ go to a port of this machine.
   BareClient(std::string host, std::uint16_t port, std::string caFile,
-             Completions completions = Completions::onTheTransferThread, Buffers buffers = Buffers::usual);
+             Completions completions = Completions::onTheTransferThread, Settings settings = Settings::usual);
   ~BareClient();
   BareClient(const BareClient&) = delete;
   BareClient& operator=(const BareClient&) = delete;
@@ -47,7 +48,7 @@ class BareClient {
 
   const std::string host_;
   const std::string caFile_;
-  const Buffers buffers_;
+  const Settings settings_;
   curl_slist* connectTo_;
   CURLM* const multi_;
   std::mutex mutex_;

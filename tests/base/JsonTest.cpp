@@ -104,6 +104,13 @@ TEST(JsonReading, MalformedEncodingsAreErrors) {
   EXPECT_EQ(JSONObjectWithData("\xFE\xFF\0[\0\"\xD8\x3D\xDE\0\0\"\0]"sv), Value(Array{"\U0001F600"}));
 }
 
+TEST(JsonReading, TextsJustAboveAndBelowTheBufferAreReadWhole) {
+  for (std::size_t length = 4090; length <= 4100; ++length) {
+    const std::string inside(length - 4, 'x');
+    EXPECT_EQ(JSONObjectWithData("[\"" + inside + "\"]"), Value(Array{inside})) << length;
+  }
+}
+
 TEST(JsonReading, HostileTextsTakeTimeInProportion) {
   const std::size_t many = 1000000;
   std::string differentKeys = "{";

@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
@@ -17,6 +19,7 @@
 #include <functional>
 #include <iterator>
 #include <mutex>
+#include <new>
 #include <regex>
 #include <string>
 #include <string_view>
@@ -76,6 +79,24 @@ inline int inChild(const std::function<int()>& function) {
 inline constexpr int kSkipped = 77;
 /// The exit status of a child for whether all went well. EXPECT_… in a child prints to its standard error.
 inline int exitStatus() { return testing::Test::HasFailure() ? 1 : 0; }
+
+/// A count that a process shares with its children.
+struct CountOverForks {
+  std::atomic<int>& count = *new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                                       MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0);
+  CountOverForks() = default;
+  ~CountOverForks() { munmap(&count, sizeof count); }
+  CountOverForks(const CountOverForks&) = delete;
+  CountOverForks& operator=(const CountOverForks&) = delete;
+};
+
+/// Ends a child that had time to do what it should not.
+inline void endChild(pid_t child) {
+  ASSERT_GT(child, 0);
+  usleep(100'000);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+}
 
 /// Has a system call fail from now on, in this thread and those that it starts. NO where that is not allowed.
 inline bool refuseSystemCall(unsigned number, int error) {

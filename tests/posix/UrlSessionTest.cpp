@@ -1,14 +1,12 @@
 #include "UrlSessionTesting.h"
 
 #include <dlfcn.h>
-#include <sys/mman.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -174,65 +172,45 @@ class Blocker {
 TEST_F(UrlSessionTest, TwoThreadsServeAllSessionsAndTransferWhileACompletionTakesItsTime) {
   const auto session = makeSession();
   EXPECT_EQ(0, ownThreadCount());
-  Blocker blocker;
-  blocker.send(*session, request());
-  EXPECT_EQ(1, ownThreadCount());
-  std::vector<std::future<platform::UrlTaskResult>> others;
-  for (int i = 0; i < 20; ++i) others.push_back(send(*makeSession(), request()));
-  for (int i = 0; i < 10'000 && backend.requestCount() < 21; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  EXPECT_EQ(21u, backend.requestCount());
-  EXPECT_EQ(2, ownThreadCount());
-  EXPECT_EQ(std::future_status::timeout, others.front().wait_for(std::chrono::milliseconds(20)));
-  blocker.letGo();
-  for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
-}
-
-TEST_F(UrlSessionTest, TransfersInFlightGoOnBesideACompletionThatTakesItsTime) {
-  const auto session = makeSession();
   backend.setResource("/late", "late", "text/plain");
   backend.addFault(fault("kind=delay:300,path=/late"));
-  auto late = send(*session, request("https://shop.example/late"));
-  Blocker blocker;
-  blocker.send(*session, request());
-  std::vector<std::future<platform::UrlTaskResult>> others;
-  for (int i = 0; i < 5; ++i) others.push_back(send(*session, request()));
-  for (int i = 0; i < 10'000 && backend.requestCount() < 7; ++i) usleep(1000);
-  EXPECT_EQ(7u, backend.requestCount());
-  EXPECT_EQ(2, ownThreadCount());
-  blocker.letGo();
-  EXPECT_EQ("late", bodyOf(late.get()));
-  for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
+  for (const bool hasTransferInFlight : {false, true}) {
+    backend.clearRequests();
+    std::vector<std::future<platform::UrlTaskResult>> late;
+    if (hasTransferInFlight) late.push_back(send(*session, request("https://shop.example/late")));
+    Blocker blocker;
+    blocker.send(*session, request());
+    EXPECT_EQ(hasTransferInFlight ? 2 : 1, ownThreadCount());
+    std::vector<std::future<platform::UrlTaskResult>> others;
+    for (int i = 0; i < 20; ++i) others.push_back(send(*makeSession(), request()));
+    waitForRequests(late.size() + 21);
+    EXPECT_EQ(2, ownThreadCount());
+    EXPECT_EQ(std::future_status::timeout, others.front().wait_for(std::chrono::milliseconds(20)));
+    blocker.letGo();
+    for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
+    for (auto& other : late) EXPECT_EQ("late", bodyOf(other.get()));
+  }
 }
 
 TEST_F(UrlSessionTest, TheChildOfAForkInACompletionLeavesTheOthersToItsParent) {
   if (kAddressSanitizer) GTEST_SKIP() << kForkBesideThreads;
-  auto* const completed = static_cast<std::atomic<int>*>(
-      mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  CountOverForks completed;
   const auto session = makeSession();
   Blocker blocker;
   pid_t child = -1;
   blocker.send(*session, request(), [&] { child = fork(); });
-  std::vector<std::future<platform::UrlTaskResult>> others;
+  std::promise<void> last;
   for (int i = 0; i < 5; ++i) {
-    auto done = std::make_shared<std::promise<platform::UrlTaskResult>>();
-    others.push_back(done->get_future());
-    session->dataTaskWithRequest(request(), [completed, done](platform::UrlTaskResult result) {
-      ++*completed;
-      done->set_value(std::move(result));
+    session->dataTaskWithRequest(request(), [&](platform::UrlTaskResult) {
+      if (++completed.count == 5) last.set_value();
     });
   }
-  for (int i = 0; i < 10'000 && backend.requestCount() < 6; ++i) usleep(1000);
+  waitForRequests(6);
   usleep(100'000);  // the replies are there, and wait for their completions
   blocker.letGo();
-  for (auto& other : others) EXPECT_EQ("hello", bodyOf(other.get()));
-  ASSERT_GT(child, 0);
-  usleep(100'000);
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  EXPECT_EQ(5, completed->load());
-  munmap(completed, sizeof(std::atomic<int>));
+  last.get_future().wait();
+  endChild(child);
+  EXPECT_EQ(5, completed.count);
 }
 
 TEST_F(UrlSessionTest, OneThreadIsEnoughWhereTheSystemHasNoOther) {

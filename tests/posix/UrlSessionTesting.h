@@ -66,6 +66,12 @@ class UrlSessionTest : public PosixTest {
     return send(*makeSession(), std::move(asked)).get();
   }
 
+  /// Waits until so many requests have reached the backend.
+  void waitForRequests(std::size_t count) const {
+    for (int i = 0; i < 10'000 && backend.requestCount() < count; ++i) usleep(1000);
+    EXPECT_EQ(count, backend.requestCount());
+  }
+
   static tidewell::testing::StandInBackendOptions backendOptions() {
     tidewell::testing::StandInBackendOptions made;
     made.extraHosts = {"shop.example", "elsewhere.example"};

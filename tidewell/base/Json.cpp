@@ -201,7 +201,7 @@ Value readInSitu(char* text, std::size_t size) {
   return builder.takeRoot();
 }
 
-/// Up to here a text is read from the stack: beyond a kilobyte allocators take longer.
+/// A shorter text is read from the stack: for more than a kilobyte allocators take longer.
 constexpr std::size_t kShortText = 4096;
 
 Value read(std::string_view bytes) {

@@ -62,6 +62,8 @@ template <std::invocable Message>
 void logLine(Message&& message) {
   if (TWLogger::writes(TWLogSeverityNone)) TWLogger::logMessage(std::forward<Message>(message)());
 }
-inline void logLine(std::string_view message) { TWLogger::logMessage(message); }
+inline void logLine(std::string_view message) {
+  logLine([&] { return message; });
+}
 
 }  // namespace tidewell

@@ -12,7 +12,8 @@ std::string stringByAppendingPathComponent(std::string_view path, std::string_vi
   while (!path.empty() && path.back() == '/') path.remove_suffix(1);
   std::string joined;
   joined.reserve(path.size() + 1 + component.size());
-  return joined.append(path).append(1, '/').append(component);
+  joined.append(path).append(1, '/').append(component);
+  return joined;
 }
 
 }  // namespace tidewell::platform

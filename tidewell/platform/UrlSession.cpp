@@ -5,6 +5,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "tidewell/base/detail/UrlSyntax.h"
+
 namespace tidewell::platform {
 namespace {
 
@@ -18,14 +20,12 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
                     [](char left, char right) { return asciiLower(left) == asciiLower(right); });
 }
 
-constexpr bool isTokenCharacter(char c) {
-  const char lower = asciiLower(c);
-  if ((lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') || c == '-') return true;
-  return std::string_view("!#$%&'*+.^_`|~").find(c) != std::string_view::npos;
-}
+/// RFC 9110, section 5.6.2.
+constexpr auto kTokenCharacters = base::detail::kUnreserved.with("!#$%&'*+^`|");
 
 bool isToken(std::string_view name) {
-  return !name.empty() && std::all_of(name.begin(), name.end(), isTokenCharacter);
+  return !name.empty() &&
+         std::all_of(name.begin(), name.end(), [](char c) { return kTokenCharacters.contains(c); });
 }
 
 bool isFieldValue(std::string_view value) {

@@ -146,12 +146,10 @@ std::error_code writeBeside(int folder, std::string_view contents, std::string& 
 std::error_code replaceIn(int folder, const std::string& name, std::string_view contents) {
   std::string temporary;
   if (const auto failure = writeBeside(folder, contents, temporary)) return failure;
-  if (renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) {
-    const auto failure = lastError();
-    unlinkat(folder, temporary.c_str(), 0);
-    return failure;
-  }
-  return {};
+  if (renameat(folder, temporary.c_str(), folder, name.c_str()) == 0) return {};
+  const auto failure = lastError();
+  unlinkat(folder, temporary.c_str(), 0);
+  return failure;
 }
 
 std::int64_t nanoseconds(const timespec& time) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <atomic>
 
@@ -21,6 +22,11 @@ class ForkGuard {
     pid_t owner = 0;
     const pid_t self = currentProcess();
     return owner_.compare_exchange_strong(owner, self, std::memory_order_relaxed) || owner == self;
+  }
+  /// For the worker, after it has run foreign code: goes on in the owner only. Where that code has forked,
+  /// the child sleeps here for ever, for what is to be done next is its parent's, which does it, too.
+  void goOnInOwner() noexcept {
+    while (!claim()) pause();
   }
 
  private:

@@ -117,12 +117,6 @@ void writeAll(int descriptor, iovec* parts, int count) {
   }
 }
 
-/// A number with leading zeros; what follows it.
-char* putNumber(char* at, unsigned number, int digits) {
-  for (int i = digits - 1; i >= 0; --i, number /= 10) at[i] = static_cast<char>('0' + number % 10);
-  return at + digits;
-}
-
 /// "2026-11-24 21:18:35.123456+0000 " now. The C library's functions would ask for the host's time zone and
 /// locale.
 class TimeText {
@@ -133,27 +127,33 @@ class TimeText {
     const auto day = floor<days>(now);
     const year_month_day date(day);
     const hh_mm_ss time(now - day);
-    char* at = putNumber(text_, static_cast<unsigned>(static_cast<int>(date.year())), 4);
-    *at++ = '-';
-    at = putNumber(at, static_cast<unsigned>(date.month()), 2);
-    *at++ = '-';
-    at = putNumber(at, static_cast<unsigned>(date.day()), 2);
-    *at++ = ' ';
-    at = putNumber(at, static_cast<unsigned>(time.hours().count()), 2);
-    *at++ = ':';
-    at = putNumber(at, static_cast<unsigned>(time.minutes().count()), 2);
-    *at++ = ':';
-    at = putNumber(at, static_cast<unsigned>(time.seconds().count()), 2);
-    *at++ = '.';
-    at = putNumber(at, static_cast<unsigned>(time.subseconds().count()), 6);
-    kZone.copy(at, kZone.size());
+    put(static_cast<int>(date.year()), 4, '-');
+    put(static_cast<unsigned>(date.month()), 2, '-');
+    put(static_cast<unsigned>(date.day()), 2, ' ');
+    put(time.hours().count(), 2, ':');
+    put(time.minutes().count(), 2, ':');
+    put(time.seconds().count(), 2, '.');
+    put(time.subseconds().count(), 6, '+');
+    kZone.copy(end_, kZone.size());
   }
+  TimeText(const TimeText&) = delete;
+  TimeText& operator=(const TimeText&) = delete;
   [[nodiscard]] std::string_view text() const { return {text_, sizeof text_}; }
 
  private:
-  static constexpr std::string_view kZone = "+0000 ";
+  static constexpr std::string_view kZone = "0000 ";
 
-  char text_[26 + kZone.size()];
+  /// A number with leading zeros, and what comes after it.
+  template <class Number>
+  void put(Number number, int digits, char after) {
+    auto left = static_cast<unsigned>(number);
+    for (int i = digits - 1; i >= 0; --i, left /= 10) end_[i] = static_cast<char>('0' + left % 10);
+    end_[digits] = after;
+    end_ += digits + 1;
+  }
+
+  char text_[27 + kZone.size()];
+  char* end_ = text_;
 };
 
 /// "[4711] " of this process.

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -66,7 +64,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       if (tasks_.size() > 1) return true;  // a thread was called for the first, and has not looked yet
       if (isDriven_) {
         engine = engine_;  // null while it is loaded, and then it looks afterwards
-      } else if (!hasFreeThread()) {
+      } else if (!provideThread()) {
         return true;  // the thread that runs completions takes the task after them
       }
     }
@@ -98,8 +96,8 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     return true;
   }
 
-  /// Whether a thread can be called; one is started where there may be another.
-  bool hasFreeThread() { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
+  /// Makes sure that a thread can be called: starts one where none is free and there may be another.
+  bool provideThread() { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
 
   [[noreturn]] void work() {
     std::unique_lock lock(mutex_);
@@ -107,7 +105,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     for (;;) {
       const bool mayDrive = !isDriven_ && (hasTransfers_ || !tasks_.empty());
       const bool mayComplete = !isCompleting_ && !finished_.empty();
-      if (mayDrive && (!mayComplete || hasFreeThread())) {
+      if (mayDrive && (!mayComplete || provideThread())) {
         drive(lock, mayComplete);
       } else if (mayComplete) {
         complete(lock);
@@ -158,8 +156,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       finished_.pop_front();
       lock.unlock();
       run(std::move(task));
-      // The child of a fork inside a completion: what is to be done is its parent's, which does it, too.
-      while (!forkGuard_.claim()) pause();
+      forkGuard_.goOnInOwner();
       lock.lock();
     }
     isCompleting_ = false;
@@ -168,13 +165,14 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   const TransportSettings settings_;
   ForkGuard forkGuard_;
   std::atomic<bool> refusalReported_ = false;
-  std::mutex mutex_;
+
+  std::mutex mutex_;  // held for what follows
   std::condition_variable changed_;
   std::vector<TransferTask> tasks_;
   std::deque<FinishedTask> finished_;
-  TransferEngine* engine_ = nullptr;  ///< set by the thread that drives
+  TransferEngine* engine_ = nullptr;  ///< set by the thread that drives, which reads it without the mutex
   bool isDriven_ = false;             ///< a thread is in `drive`
-  bool hasTransfers_ = false;         ///< while none is: the engine has some
+  bool hasTransfers_ = false;         ///< the engine had some when it was driven last
   bool isCompleting_ = false;         ///< a thread is in `complete`
   int threads_ = 0;
   int free_ = 0;  ///< threads that sleep, or have not begun

@@ -1,7 +1,5 @@
 #include "tidewell/posix/WorkerQueue.h"
 
-#include <unistd.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -47,8 +45,7 @@ void WorkerQueue::State::drain() {
       functions.pop_front();
     }
     platform::runReportingExceptions(function);
-    // The child of a fork inside a function: what is to be done is its parent's, which does it, too.
-    while (!forkGuard.claim()) pause();
+    forkGuard.goOnInOwner();
   }
 }
 

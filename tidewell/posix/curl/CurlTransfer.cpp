@@ -15,10 +15,6 @@
 namespace tidewell::posix {
 namespace {
 
-/// Smaller than libcurl's own 16 KB: a transfer in flight should not cost more than what it carries.
-constexpr long kReceiveBufferBytes = 4096;
-/// The smallest that libcurl takes; its own is 64 KB for each request over TLS.
-constexpr long kSendBufferBytes = 16384;
 /// A body is given room at once up to this much, on the word of its Content-Length; beyond it grows.
 constexpr curl_off_t kMaximumReserve = 256 << 10;
 

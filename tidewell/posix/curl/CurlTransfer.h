@@ -31,6 +31,10 @@ struct CurlEnvironment {
 class CurlTransfer {
  public:
   using Clock = std::chrono::steady_clock;
+  /// Smaller than libcurl's own 16 KB: a transfer in flight should not cost more than what it carries.
+  static constexpr long kReceiveBufferBytes = 4096;
+  /// The smallest that libcurl takes; its own is 64 KB for each request over TLS.
+  static constexpr long kSendBufferBytes = 16384;
 
   CurlTransfer(TransferTask task, const CurlEnvironment& environment);
   ~CurlTransfer();

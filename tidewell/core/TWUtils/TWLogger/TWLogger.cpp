@@ -102,7 +102,8 @@ std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t sever
   std::string labelled = "[";
   labelled += label(severity);
   labelled += "]\t";
-  return labelled += format.value_or("(null)");
+  labelled += format ? std::string_view(*format) : "(null)";
+  return labelled;
 }
 
 std::string textOf(std::string_view format, const base::Array& arguments) {
