@@ -63,7 +63,7 @@ TEST_F(IdentifiersTest, TheSDKDirectoryIsMadeOnceAndMayBeMissing) {
   EXPECT_EQ(TWCoreUtils::getSDKLibraryDirectoryPath(), path);
   EXPECT_EQ(files.count(FileOperation::createDirectory), 1u);
 
-  files.removeItem(*path);
+  files.removeTree(*path);
   files.failCall(FileOperation::createDirectory, 1, std::make_error_code(std::errc::read_only_file_system));
   EXPECT_EQ(TWCoreUtils::getSDKLibraryDirectoryPath(), path);
   files.setLibraryPath(std::nullopt);

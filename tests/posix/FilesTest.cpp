@@ -60,7 +60,7 @@ TEST_F(FilesTest, AnythingButARegularFileIsAnErrorAndNeverWaitedFor) {
   struct stat record {};
   stat(fifo.c_str(), &record);
   EXPECT_TRUE(S_ISFIFO(record.st_mode));
-  EXPECT_EQ(files.lockForPath("relative"), nullptr);
+  EXPECT_EQ(files.lockForPath("relative").error, std::errc::invalid_argument);
 }
 
 TEST_F(FilesTest, WhatAKilledProcessLeftIsRemovedAndWhatALivingOneWritesIsNot) {
@@ -89,7 +89,7 @@ TEST_F(FilesTest, ALockKeepsOtherProcessesOutForAsLongAsItsHolderLives) {
   ASSERT_EQ(pipe(ready), 0);
   const pid_t holder = fork();
   if (holder == 0) {
-    const auto lock = files.lockForPath(path);
+    const auto lock = files.lockForPath(path).lock;
     static_cast<void>(write(ready[1], lock ? "y" : "n", 1));
     for (;;) pause();
   }
@@ -97,18 +97,18 @@ TEST_F(FilesTest, ALockKeepsOtherProcessesOutForAsLongAsItsHolderLives) {
   ASSERT_EQ(read(ready[0], &answer, 1), 1);
   ASSERT_EQ(answer, 'y');
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(files.lockForPath(path), nullptr);
+  EXPECT_TRUE(files.lockForPath(path).isHeldByAnother());
   const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - start;
   EXPECT_GE(waited.count(), FileManager::kMaximumLockWaitSeconds);
   EXPECT_LT(waited.count(), FileManager::kMaximumLockWaitSeconds + 1);
   kill(holder, SIGKILL);
   waitpid(holder, nullptr, 0);
-  EXPECT_NE(files.lockForPath(path), nullptr);
+  EXPECT_NE(files.lockForPath(path).lock, nullptr);
 }
 
 TEST_F(FilesTest, AForkedChildHoldsNoLockOfItsParentAndReleasesNone) {
   const std::string path = folder + "/file";
-  auto lock = files.lockForPath(path);
+  auto lock = files.lockForPath(path).lock;
   ASSERT_NE(lock, nullptr);
   int release[2];
   ASSERT_EQ(pipe(release), 0);

@@ -66,28 +66,28 @@ TEST(MemoryFileManager, FailsTheCallsThatATestNames) {
   files.failCall(FileOperation::lock, 1, kDiskFull);
   EXPECT_EQ(files.contentsOfFile(path).error, kDiskFull);
   EXPECT_FALSE(files.fileExistsAtPath(path).exists);
-  EXPECT_EQ(files.lockForPath(path), nullptr);
+  EXPECT_EQ(files.lockForPath(path).error, kDiskFull);
   EXPECT_TRUE(files.fileExistsAtPath(path).exists);
 }
 
 TEST(MemoryFileManager, ALockIsHeldAgainstEveryoneElse) {
   auto files = std::make_unique<MemoryFileManager>();
-  auto held = files->lockForPath("/app/Library/file");
+  auto held = files->lockForPath("/app/Library/file").lock;
   ASSERT_NE(held, nullptr);
-  EXPECT_EQ(files->lockForPath("/app/Library/file"), nullptr);  // at once, on the holder's thread
-  EXPECT_NE(files->lockForPath("/app/Library/other"), nullptr);
-  EXPECT_EQ(files->lockForPath("/app/none/file"), nullptr);
+  EXPECT_TRUE(files->lockForPath("/app/Library/file").isHeldByAnother());  // at once, on the holder's thread
+  EXPECT_NE(files->lockForPath("/app/Library/other").lock, nullptr);
+  EXPECT_EQ(files->lockForPath("/app/none/file").error, std::errc::no_such_file_or_directory);
 
   std::promise<void> asking;
   files->setHook([&](FileOperation, const std::string&) { asking.set_value(); });
   auto other =
-      std::async(std::launch::async, [&] { return files->lockForPath("/app/Library/file") != nullptr; });
+      std::async(std::launch::async, [&] { return files->lockForPath("/app/Library/file").lock != nullptr; });
   asking.get_future().wait();
   held.reset();
   EXPECT_TRUE(other.get());
   files->setHook(nullptr);
 
-  held = files->lockForPath("/app/Library/file");
+  held = files->lockForPath("/app/Library/file").lock;
   EXPECT_NE(held, nullptr);
   files.reset();
   held.reset();  // a lock may outlive the files

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "tidewell/base/Export.h"
 
@@ -24,10 +25,26 @@ struct FileContents {
   std::error_code error;
 };
 
+/// The names in a folder, without the folder's path, in no order.
+struct DirectoryContents {
+  std::vector<std::string> names;
+  std::error_code error;
+};
+
 /// A lock on a file that other processes respect, released by its destruction.
 class TIDEWELL_EXPORT FileLock {
  public:
   virtual ~FileLock();
+};
+
+/// The result of asking for a lock.
+struct LockResult {
+  std::unique_ptr<FileLock> lock;
+  /// Empty with a lock. `timed_out` where another holds it: the file must not be written now. Any other error
+  /// means that it cannot be had at all (a file system without locks, say): the caller goes on without.
+  std::error_code error;
+
+  [[nodiscard]] bool isHeldByAnother() const noexcept { return error == std::errc::timed_out; }
 };
 
 /// Files of the application's container. Any thread; errors are returned, never raised. Paths are bytes and
@@ -50,9 +67,14 @@ class TIDEWELL_EXPORT FileManager {
   virtual std::error_code replaceFile(std::string_view path, std::string_view contents) = 0;
   /// Renames a file or a folder with all that is in it. A file at `toPath` is replaced.
   virtual std::error_code moveItem(std::string_view fromPath, std::string_view toPath) = 0;
-  /// Waits for the lock that goes with a path ("PATH.lock" beside it), at most `kMaximumLockWaitSeconds`.
-  /// Null where it cannot be had; the caller goes on without.
-  [[nodiscard]] virtual std::unique_ptr<FileLock> lockForPath(std::string_view path) = 0;
+  /// Removes a file. A folder is an error.
+  virtual std::error_code removeItem(std::string_view path) = 0;
+  [[nodiscard]] virtual DirectoryContents contentsOfDirectory(std::string_view path) = 0;
+  /// Asks for the lock that goes with a path ("PATH.lock" beside it) and waits for it, at most
+  /// `kMaximumLockWaitSeconds`. After a wait in vain the next calls of this process do not wait, whatever
+  /// their path, until the lock that was waited for has been free again: a process that is stopped while it
+  /// holds a lock costs its neighbours one wait.
+  [[nodiscard]] virtual LockResult lockForPath(std::string_view path) = 0;
   static constexpr double kMaximumLockWaitSeconds = 2.0;
 };
 

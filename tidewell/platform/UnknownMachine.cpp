@@ -32,7 +32,13 @@ class NoFiles final : public FileManager {
   std::error_code moveItem(std::string_view, std::string_view) override {
     return std::make_error_code(std::errc::no_such_file_or_directory);
   }
-  std::unique_ptr<FileLock> lockForPath(std::string_view) override { return nullptr; }
+  std::error_code removeItem(std::string_view) override {
+    return std::make_error_code(std::errc::no_such_file_or_directory);
+  }
+  DirectoryContents contentsOfDirectory(std::string_view) override {
+    return {{}, std::make_error_code(std::errc::no_such_file_or_directory)};
+  }
+  LockResult lockForPath(std::string_view) override { return {nullptr, refusal()}; }
 
  private:
   static std::error_code refusal() { return std::make_error_code(std::errc::read_only_file_system); }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -33,7 +34,7 @@ class DescriptorLock final : public platform::FileLock, public ForkParticipant {
 
 }  // namespace
 
-LockResult lockFile(const std::string& path) {
+platform::LockResult lockFile(const std::string& path) {
   using Clock = std::chrono::steady_clock;
   if (const auto failure = checkPath(path)) return {nullptr, failure};
   const std::string name = path + ".lock";

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <system_error>
 
@@ -9,17 +8,10 @@
 // Internal to the posix layer: not installed.
 namespace tidewell::posix {
 
-/// What came of the wait for a lock.
-struct LockResult {
-  std::unique_ptr<platform::FileLock> lock;
-  /// Without a lock: `timed_out` where another holds it, else why it cannot be had at all.
-  std::error_code error;
-};
-
 /// Locks "PATH.lock", a file of its own that is made where it is missing and never removed: the lock of a
 /// file that is replaced would guard the old one. Waits at most `FileManager::kMaximumLockWaitSeconds`. Ends
 /// with its holder, with a kill too; the child of a fork does not hold it.
-[[nodiscard]] LockResult lockFile(const std::string& path);
+[[nodiscard]] platform::LockResult lockFile(const std::string& path);
 
 /// Whether the error of a `LockResult` says that the file system knows no locks at all.
 [[nodiscard]] bool hasNoLocks(std::error_code error);

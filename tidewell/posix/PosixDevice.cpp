@@ -157,7 +157,7 @@ std::string PosixDevice::keptVendorIdentifier() {
   std::error_code failure = path.empty() ? std::make_error_code(std::errc::no_such_file_or_directory)
                                          : container_.makeFolder(folderOf(path));
   if (!failure) {
-    const LockResult lock = lockFile(path);
+    const platform::LockResult lock = lockFile(path);
     const platform::FileContents kept = readFile(path, kMaximumFactBytes);
     const std::string_view text = trimmed(kept.contents);
     if (isUuid(text)) return std::string(text);

@@ -1,9 +1,13 @@
 #include "tidewell/posix/PosixFileManager.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <utility>
 
 #include "tidewell/posix/AtomicFile.h"
@@ -52,8 +56,32 @@ std::error_code PosixFileManager::moveItem(std::string_view fromPath, std::strin
                                                                                       : lastError();
 }
 
-std::unique_ptr<platform::FileLock> PosixFileManager::lockForPath(std::string_view path) {
-  return lockFile(std::string(path)).lock;
+std::error_code PosixFileManager::removeItem(std::string_view path) {
+  if (const auto failure = checkPath(path)) return failure;
+  return unlink(std::string(path).c_str()) == 0 ? std::error_code() : lastError();
+}
+
+platform::DirectoryContents PosixFileManager::contentsOfDirectory(std::string_view path) {
+  if (const auto failure = checkPath(path)) return {{}, failure};
+  Descriptor folder(retrying(
+      [&] { return open(std::string(path).c_str(), O_RDONLY | O_DIRECTORY | O_NOCTTY | O_CLOEXEC); }));
+  if (!folder) return {{}, lastError()};
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(folder.number()), closedir);
+  if (!entries) return {{}, lastError()};
+  static_cast<void>(folder.release());  // the stream's own now
+  platform::DirectoryContents result;
+  errno = 0;
+  while (const dirent* const entry = readdir(entries.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") result.names.emplace_back(name);
+    errno = 0;
+  }
+  if (errno != 0) result.error = lastError();
+  return result;
+}
+
+platform::LockResult PosixFileManager::lockForPath(std::string_view path) {
+  return lockFile(std::string(path));
 }
 
 }  // namespace tidewell::posix

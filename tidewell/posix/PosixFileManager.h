@@ -24,7 +24,9 @@ class PosixFileManager final : public platform::FileManager {
   [[nodiscard]] platform::FileContents contentsOfFile(std::string_view path) override;
   std::error_code replaceFile(std::string_view path, std::string_view contents) override;
   std::error_code moveItem(std::string_view fromPath, std::string_view toPath) override;
-  [[nodiscard]] std::unique_ptr<platform::FileLock> lockForPath(std::string_view path) override;
+  std::error_code removeItem(std::string_view path) override;
+  [[nodiscard]] platform::DirectoryContents contentsOfDirectory(std::string_view path) override;
+  [[nodiscard]] platform::LockResult lockForPath(std::string_view path) override;
 
  private:
   const Container container_;

@@ -57,7 +57,7 @@ PosixKeychain::PosixKeychain(Container container)
 template <class Operation>
 PosixKeychain::Outcome PosixKeychain::changeFile(Operation operation) {
   if (const auto failure = container_.makeFolder(folderOf(path_))) return {failure};
-  const LockResult lock = lockFile(path_);
+  const platform::LockResult lock = lockFile(path_);
   if (lock.error && !hasNoLocks(lock.error)) return {lock.error};
   PropertyListFile file = PropertyListFile::read(path_);
   if (file.error) return {file.error};

@@ -118,7 +118,7 @@ struct PosixUserDefaults::State {
     PropertyListFile read = PropertyListFile::read(path);
     if (read.error) return read.error;
     if (read.isCorrupt && !isLocked) {
-      const LockResult lock = lockFile(path);
+      const platform::LockResult lock = lockFile(path);
       return !lock.error || hasNoLocks(lock.error) ? load(true, reports) : lock.error;
     }
     {
@@ -179,7 +179,7 @@ struct PosixUserDefaults::State {
   std::error_code write(const Changes& toWrite, std::vector<std::string>& reports) {
     if (path.empty()) return std::make_error_code(std::errc::no_such_file_or_directory);
     if (const auto failure = container.makeFolder(folderOf(path))) return failure;
-    const LockResult lock = lockFile(path);
+    const platform::LockResult lock = lockFile(path);
     // A file system without locks is no reason to lose everything; a lock that another process holds is one
     // to try again later.
     if (lock.error && !hasNoLocks(lock.error)) return lock.error;

@@ -51,7 +51,7 @@ struct MemoryFileManager::State {
   std::map<std::string, Node> nodes{{"/", std::nullopt}};
   std::optional<std::string> libraryPath;
   std::optional<std::string> documentsPath;
-  std::array<Operation, 6> operations;
+  std::array<Operation, 8> operations;
   std::function<void(FileOperation, const std::string&)> hook;
   std::map<std::string, std::thread::id> locks;
   std::condition_variable lockReleased;
@@ -210,22 +210,51 @@ std::error_code MemoryFileManager::moveItem(std::string_view fromPath, std::stri
   return {};
 }
 
-std::unique_ptr<platform::FileLock> MemoryFileManager::lockForPath(std::string_view path) {
-  if (state_->begin(FileOperation::lock, path)) return nullptr;
+std::error_code MemoryFileManager::removeItem(std::string_view path) {
+  if (const auto failure = state_->begin(FileOperation::remove, path)) return failure;
+  const std::string place = tidy(path);
+  const std::lock_guard lock(state_->mutex);
+  const State::Node* const node = state_->find(place);
+  if (!node) return error(std::errc::no_such_file_or_directory);
+  if (!*node) return error(std::errc::is_a_directory);
+  state_->nodes.erase(place);
+  return {};
+}
+
+platform::DirectoryContents MemoryFileManager::contentsOfDirectory(std::string_view path) {
+  if (const auto failure = state_->begin(FileOperation::list, path)) return {{}, failure};
+  const std::string folder = tidy(path);
+  const std::lock_guard lock(state_->mutex);
+  const State::Node* const node = state_->find(folder);
+  if (!node) return {{}, error(std::errc::no_such_file_or_directory)};
+  if (*node) return {{}, error(std::errc::not_a_directory)};
+  platform::DirectoryContents result;
+  const auto [begin, end] = state_->below(folder);
+  for (auto each = begin; each != end; ++each) {
+    if (parentOf(each->first) == folder) result.names.push_back(each->first.substr(folder.size() + 1));
+  }
+  return result;
+}
+
+platform::LockResult MemoryFileManager::lockForPath(std::string_view path) {
+  if (const auto failure = state_->begin(FileOperation::lock, path)) return {nullptr, failure};
   const std::string place = tidy(path);
   const auto self = std::this_thread::get_id();
   std::unique_lock lock(state_->mutex);
-  if (state_->obstacle(place)) return nullptr;
+  if (const auto obstacle = state_->obstacle(place)) return {nullptr, obstacle};
   const auto isFree = [&] { return !state_->locks.contains(place); };
-  if (!isFree() && state_->locks[place] == self) return nullptr;  // nobody would release it while we wait
+  const auto heldByAnother = [] { return platform::LockResult{nullptr, error(std::errc::timed_out)}; };
+  if (!isFree() && state_->locks[place] == self)
+    return heldByAnother();  // it cannot be released while we wait
   const auto longestWait = std::chrono::duration<double>(kMaximumLockWaitSeconds);
-  if (!state_->lockReleased.wait_for(lock, longestWait, isFree)) return nullptr;
+  if (!state_->lockReleased.wait_for(lock, longestWait, isFree)) return heldByAnother();
   state_->locks.emplace(place, self);
-  return std::make_unique<MemoryFileLock>([state = state_, place] {
+  auto made = std::make_unique<MemoryFileLock>([state = state_, place] {
     const std::lock_guard releasing(state->mutex);
     state->locks.erase(place);
     state->lockReleased.notify_all();
   });
+  return {std::move(made), {}};
 }
 
 void MemoryFileManager::setLibraryPath(std::optional<std::string> path) {
@@ -252,7 +281,7 @@ void MemoryFileManager::setContents(std::string_view path, std::string contents)
   state_->nodes.insert_or_assign(place, std::move(contents));
 }
 
-void MemoryFileManager::removeItem(std::string_view path) {
+void MemoryFileManager::removeTree(std::string_view path) {
   const std::lock_guard lock(state_->mutex);
   state_->remove(tidy(path));
 }

@@ -94,7 +94,7 @@ class TIDEWELL_EXPORT MemoryUserDefaults final : public platform::UserDefaults {
   std::unique_ptr<State> state_;
 };
 
-enum class FileOperation { exists, createDirectory, read, replace, move, lock };
+enum class FileOperation { exists, createDirectory, read, replace, move, remove, list, lock };
 
 /// Files in memory. Folders exist once made; `library` and `documents` exist from the start. Any thread.
 ///
@@ -111,7 +111,10 @@ class TIDEWELL_EXPORT MemoryFileManager final : public platform::FileManager {
   [[nodiscard]] platform::FileContents contentsOfFile(std::string_view path) override;
   std::error_code replaceFile(std::string_view path, std::string_view contents) override;
   std::error_code moveItem(std::string_view fromPath, std::string_view toPath) override;
-  [[nodiscard]] std::unique_ptr<platform::FileLock> lockForPath(std::string_view path) override;
+  /// A file. A test may remove a folder, too, with all that is in it: `removeTree`.
+  std::error_code removeItem(std::string_view path) override;
+  [[nodiscard]] platform::DirectoryContents contentsOfDirectory(std::string_view path) override;
+  [[nodiscard]] platform::LockResult lockForPath(std::string_view path) override;
 
   /// nothing: a machine without a home. A path becomes a folder that exists.
   void setLibraryPath(std::optional<std::string> path);
@@ -120,12 +123,11 @@ class TIDEWELL_EXPORT MemoryFileManager final : public platform::FileManager {
   [[nodiscard]] std::optional<std::string> contents(std::string_view path) const;
   void setContents(std::string_view path, std::string contents);
   /// A file, or a folder with all that is in it.
-  void removeItem(std::string_view path);
+  void removeTree(std::string_view path);
   /// How often an operation was called.
   [[nodiscard]] std::size_t count(FileOperation operation) const;
   /// Lets the n-th call from now (1 is the next) of an operation fail with an error, `times` calls in a row;
-  /// what was planned for the operation before is dropped. `exists` then answers that there is nothing, and
-  /// `lock` gives none.
+  /// what was planned for the operation before is dropped. `exists` then answers that there is nothing.
   void failCall(FileOperation operation, std::size_t n, std::error_code error, std::size_t times = 1);
   /// Called at the beginning of every operation, with no lock held: for what another process does meanwhile.
   /// What the hook itself calls is not hooked, counted or failed. A `move` shows the path it moves from.

@@ -66,7 +66,7 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
   Content content = read(*path);
   if (content.found == Found::undecodable) {
     // Looked at again under the lock: another process may have replaced it by now.
-    const std::unique_ptr<platform::FileLock> lock = files().lockForPath(*path);
+    const platform::LockResult lock = files().lockForPath(*path);
     content = read(*path);
     if (content.found == Found::undecodable) static_cast<void>(keepAside(*path, content, reports));
   }
@@ -86,7 +86,7 @@ bool ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& 
     reports.emplace_back("The configuration cannot be kept: there is no library directory");
     return true;
   }
-  const std::unique_ptr<platform::FileLock> lock = files().lockForPath(*path);
+  const platform::LockResult lock = files().lockForPath(*path);
   const Content content = read(*path);
   // Another process may have set one aside since this one looked.
   setAside_ = setAside_ || files().fileExistsAtPath(unreadablePath(*path)).exists;
