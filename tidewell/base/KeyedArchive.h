@@ -27,18 +27,26 @@ class TIDEWELL_EXPORT KeyedEncoder {
 class TIDEWELL_EXPORT KeyedDecoder {
  public:
   virtual ~KeyedDecoder();
-  /// nil where the key is missing or refers to "$null". Raises `kInvalidUnarchiveOperationException` for a
-  /// value whose class is not known, for a cycle, and beyond the bounds below.
+  /// nil where the key is missing or refers to "$null"; a number or text that stands in place of an object is
+  /// taken as it is. Raises `kInvalidUnarchiveOperationException` for an object whose class is not known, for
+  /// a cycle, and beyond the bounds below; other keys can be read all the same.
   [[nodiscard]] virtual Value decodeObjectForKey(std::string_view key) = 0;
-  /// 0 where the key is missing; raises for a value that is not a number.
+  /// 0 where the key is missing or holds no number.
   [[nodiscard]] virtual std::int64_t decodeInt64ForKey(std::string_view key) = 0;
-  /// NO where the key is missing; raises for a value that is not a boolean or a number.
+  /// false where the key is missing or holds neither a boolean nor a number.
   [[nodiscard]] virtual bool decodeBoolForKey(std::string_view key) = 0;
 };
 
-/// Bounds on archives that are read. Each object is decoded once, however often it is referred to, so time
-/// and memory are linear in the bytes.
+/// How deeply an archive that is read may be nested. Each object is decoded once, however often it is
+/// referred to, so time and memory are linear in the bytes.
 inline constexpr int kMaximumArchiveDepth = 512;
+/// How large an archive may be that is read.
+struct ArchiveBounds {
+  std::size_t bytes = 64u << 20;
+  /// Objects of the property list below the archive, and entries of its containers together. An archived
+  /// value takes two objects, an array three, a dictionary four and two for each key.
+  std::uint64_t objects = 8u << 20;
+};
 
 /// The bytes of a keyed archive ("$archiver" NSKeyedArchiver, binary property list) whose root is a record of
 /// class `className` (superclass NSObject) with the keys that `encode` writes, in that order. Equal strings
@@ -48,9 +56,17 @@ inline constexpr int kMaximumArchiveDepth = 512;
 
 /// Reads an archive, binary or XML, whose root is a record of class `className` (or of a subclass of it), and
 /// hands its keys to `decode`. A root that is "$null" answers NO without a call. Raises
-/// `kInvalidUnarchiveOperationException` for bytes that are not such an archive, and what `decode` raises.
+/// `kInvalidUnarchiveOperationException` for bytes that are not such an archive or beyond the bounds, and
+/// what `decode` raises.
 TIDEWELL_EXPORT bool unarchiveRecord(std::string_view bytes, std::string_view className,
-                                     const std::function<void(KeyedDecoder&)>& decode);
+                                     const std::function<void(KeyedDecoder&)>& decode,
+                                     const ArchiveBounds& bounds = {});
+
+/// The numbers, booleans and short texts of the record at the root of a binary archive, by their keys, read
+/// without anything else of it: however large the rest is, or broken. No value where the root is no record of
+/// class `className` (or of a subclass of it). Time and memory depend on the number of keys only.
+[[nodiscard]] TIDEWELL_EXPORT std::optional<Dictionary> scalarsOfArchivedRecord(std::string_view bytes,
+                                                                                std::string_view className);
 
 /// The bytes of a keyed archive whose root is a plain value: string, number, date, data, null, array,
 /// dictionary.

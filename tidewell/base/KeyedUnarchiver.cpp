@@ -5,6 +5,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/KeyedArchive.h"
 #include "tidewell/base/detail/ArchiveLayout.h"
+#include "tidewell/base/detail/BinaryPropertyListTable.h"
 #include "tidewell/base/detail/PropertyListReader.h"
 
 namespace tidewell::base {
@@ -34,8 +35,9 @@ KnownClass knownClassOf(std::string_view name) {
 /// An archive that is open for reading.
 class Archive {
  public:
-  explicit Archive(std::string_view bytes)
-      : list_(detail::readPropertyList(bytes, detail::ArchiveReferences::allowed)) {
+  Archive(std::string_view bytes, const ArchiveBounds& bounds) {
+    if (bytes.size() > bounds.bytes) refuse("The archive is too large");
+    list_ = detail::readPropertyList(bytes, detail::ArchiveReferences::allowed, bounds.objects);
     const Dictionary* const list = list_.dictionary();
     if (!list) refuse("The data is not a property list of an archive");
     const Value* const archiver = list->find(layout::kArchiver);
@@ -59,11 +61,16 @@ class Archive {
 
   [[nodiscard]] BoxedPointer root() const { return root_; }
 
-  /// The entry that a reference leads to. Raises where there is none.
-  [[nodiscard]] const Value& entryOf(BoxedPointer reference) const {
+  /// The entry that a reference leads to; null where there is none.
+  [[nodiscard]] const Value* find(BoxedPointer reference) const {
     const std::size_t index = detail::indexOf(reference);
-    if (index >= objects_->count()) refuse("A reference leads out of the archive");
-    return objects_->begin()[index];
+    return index < objects_->count() ? objects_->begin() + index : nullptr;
+  }
+  /// The same; raises where there is none.
+  [[nodiscard]] const Value& entryOf(BoxedPointer reference) const {
+    const Value* const entry = find(reference);
+    if (!entry) refuse("A reference leads out of the archive");
+    return *entry;
   }
 
   [[nodiscard]] bool isNil(BoxedPointer reference) const {
@@ -237,7 +244,8 @@ class RecordDecoder final : public KeyedDecoder {
     const Value* const field = find(key);
     if (!field) return {};
     const BoxedPointer* const reference = detail::referenceIn(*field);
-    if (!reference) refuse("A key that should hold an object does not");
+    if (!reference && (field->array() || field->dictionary())) refuse("A key does not hold an object");
+    if (!reference) return *field;
     const Archive::Sized object = archive_.decode(*reference, 1);
     treeSize_ += object.treeSize;
     if (treeSize_ > detail::kMaximumTreeSize) refuse("The archive is too large");
@@ -254,10 +262,12 @@ class RecordDecoder final : public KeyedDecoder {
 
  private:
   const Value* find(std::string_view key) const { return record_.find(layout::escapedKey(key)); }
+  /// Null where the key holds no number. (The reference of a number serves, too.)
   const Value* findNumber(std::string_view key) const {
-    const Value* const field = find(key);
-    if (field && !field->isNumber()) refuse("A key that should hold a number does not");
-    return field;
+    const Value* field = find(key);
+    const BoxedPointer* const reference = field ? detail::referenceIn(*field) : nullptr;
+    if (reference) field = archive_.find(*reference);
+    return field && field->isNumber() ? field : nullptr;
   }
 
   Archive& archive_;
@@ -265,11 +275,108 @@ class RecordDecoder final : public KeyedDecoder {
   std::uint64_t treeSize_ = 0;
 };
 
+/// Follows single references through a binary archive that may be broken anywhere.
+class SparseArchive {
+ public:
+  using Table = detail::BinaryPropertyListTable;
+  using Index = std::optional<std::uint64_t>;
+
+  explicit SparseArchive(const Table& table) : table_(table) {}
+
+  /// The dictionary of the record at the root.
+  [[nodiscard]] Index record() const {
+    const Index top = find(table_.root(), layout::kTop);
+    const Index root = top ? find(*top, layout::kRoot) : std::nullopt;
+    return root ? follow(*root) : std::nullopt;
+  }
+  [[nodiscard]] bool isOfClass(std::uint64_t object, std::string_view className) const {
+    const Index reference = find(object, layout::kClass);
+    const Index description = reference ? follow(*reference) : std::nullopt;
+    const Index classes = description ? find(*description, layout::kClasses) : std::nullopt;
+    const auto names = classes ? entriesOf(*classes, Table::kArray) : std::vector<std::uint64_t>();
+    return std::any_of(names.begin(), names.end(), [&](std::uint64_t name) {
+      const Value text = scalar(name);
+      return text.isString() && *text.string() == className;
+    });
+  }
+  /// What can be read of a dictionary's numbers, booleans and texts, directly or by reference.
+  [[nodiscard]] Dictionary scalarsOf(std::uint64_t dictionary) const {
+    const auto entries = entriesOf(dictionary, Table::kDictionary);
+    const std::size_t count = entries.size() / 2;
+    Dictionary scalars;
+    for (std::size_t i = 0; i < count; ++i) {
+      const Value key = scalar(entries[i]);
+      Value value = scalar(entries[count + i]);
+      if (const BoxedPointer* const reference = value.pointer()) {
+        const bool isNull = detail::indexOf(*reference) == 0;  // "$null" is always the first
+        const Index target = isNull ? std::nullopt : follow(entries[count + i]);
+        value = target ? scalar(*target) : Value();
+      }
+      if (key.isString() && (value.isNumber() || value.isString())) {
+        scalars.addObject(unescapedKey(*key.string()), value);
+      }
+    }
+    return scalars;
+  }
+
+ private:
+  /// More than any record has.
+  static constexpr std::uint64_t kMaximumEntries = 1024;
+  static constexpr std::uint64_t kMaximumTextBytes = 4096;
+
+  static std::string unescapedKey(std::string key) {
+    if (key.starts_with("$$")) key.erase(0, 1);
+    return key;
+  }
+
+  /// The numbers of the entries of a container; of a dictionary, the keys come first. Empty where it is
+  /// broken or has more than a record has.
+  [[nodiscard]] std::vector<std::uint64_t> entriesOf(std::uint64_t container, unsigned kind) const {
+    const auto head = table_.headOf(container);
+    if (!head || head->kind != kind || head->count > kMaximumEntries) return {};
+    const std::uint64_t count = kind == Table::kDictionary ? 2 * head->count : head->count;
+    const auto content = table_.contentOf(*head, count, table_.referenceSize());
+    std::vector<std::uint64_t> entries;
+    for (std::size_t i = 0; content && i < count; ++i) entries.push_back(table_.referenceAt(*content, i));
+    return entries;
+  }
+  [[nodiscard]] Index find(std::uint64_t dictionary, std::string_view key) const {
+    const auto entries = entriesOf(dictionary, Table::kDictionary);
+    const std::size_t count = entries.size() / 2;
+    for (std::size_t i = 0; i < count; ++i) {
+      const Value text = scalar(entries[i]);
+      if (text.isString() && *text.string() == key) return entries[count + i];
+    }
+    return std::nullopt;
+  }
+  /// The object that a reference of the archive leads to.
+  [[nodiscard]] Index follow(std::uint64_t reference) const {
+    const Value boxed = scalar(reference);
+    const Index objects = boxed.pointer() ? find(table_.root(), layout::kObjects) : std::nullopt;
+    const auto head = objects ? table_.headOf(*objects) : std::nullopt;
+    if (!head || head->kind != Table::kArray) return std::nullopt;
+    const auto content = table_.contentOf(*head, head->count, table_.referenceSize());
+    const std::size_t index = detail::indexOf(*boxed.pointer());
+    if (!content || index >= head->count) return std::nullopt;
+    return table_.referenceAt(*content, index);
+  }
+  /// nil for a container, for what is broken, and for a long text.
+  [[nodiscard]] Value scalar(std::uint64_t object) const {
+    const auto head = table_.headOf(object);
+    const auto length = head ? Table::lengthOf(*head) : std::nullopt;
+    if (!length || *length > kMaximumTextBytes) return {};
+    const auto content = table_.contentOf(*head, *length, 1);
+    return content ? Table::valueOf(*head, *content) : Value();
+  }
+
+  const Table& table_;
+};
+
 }  // namespace
 
 bool unarchiveRecord(std::string_view bytes, std::string_view className,
-                     const std::function<void(KeyedDecoder&)>& decode) {
-  Archive archive(bytes);
+                     const std::function<void(KeyedDecoder&)>& decode, const ArchiveBounds& bounds) {
+  Archive archive(bytes, bounds);
   if (archive.isNil(archive.root())) return false;
   const Dictionary* const record = archive.entryOf(archive.root()).dictionary();
   if (!record) refuse("The root of the archive is not a record");
@@ -283,8 +390,17 @@ bool unarchiveRecord(std::string_view bytes, std::string_view className,
   return true;
 }
 
+std::optional<Dictionary> scalarsOfArchivedRecord(std::string_view bytes, std::string_view className) {
+  const auto table = detail::BinaryPropertyListTable::open(bytes);
+  if (!table) return std::nullopt;
+  const SparseArchive archive(*table);
+  const auto record = archive.record();
+  if (!record || !archive.isOfClass(*record, className)) return std::nullopt;
+  return archive.scalarsOf(*record);
+}
+
 Value unarchiveObjectWithData(std::string_view bytes) {
-  Archive archive(bytes);
+  Archive archive(bytes, {});
   return archive.decode(archive.root(), 1).value;
 }
 

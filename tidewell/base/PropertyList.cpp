@@ -12,10 +12,10 @@ namespace tidewell::base {
 
 namespace detail {
 
-Value readPropertyList(std::string_view bytes, ArchiveReferences references) {
+Value readPropertyList(std::string_view bytes, ArchiveReferences references, std::uint64_t maximumObjects) {
   if (bytes.size() > kMaximumPropertyListBytes) return {};
-  return isBinaryPropertyList(bytes) ? readBinaryPropertyList(bytes, references)
-                                     : readXmlPropertyList(bytes, references);
+  return isBinaryPropertyList(bytes) ? readBinaryPropertyList(bytes, references, maximumObjects)
+                                     : readXmlPropertyList(bytes, references, maximumObjects);
 }
 
 }  // namespace detail

@@ -26,7 +26,8 @@ std::string digits(std::uint64_t number) {
 std::uint64_t nextTime() {
   constinit static std::atomic<std::uint64_t> last{0};
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const auto time = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+  const auto time =
+      static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
   std::uint64_t previous = last.load(std::memory_order_relaxed);
   while (!last.compare_exchange_weak(previous, std::max(previous + 1, time), std::memory_order_relaxed)) {
   }
@@ -50,11 +51,12 @@ std::pair<std::string, std::string> folderAndName(const std::string& path) {
 PendingChanges::PendingChanges(FileManager& files, std::string path)
     : files_(files), path_(std::move(path)) {}
 
-std::error_code PendingChanges::keep(std::string_view contents) {
+std::error_code PendingChanges::keep(std::string_view contents, std::string* keptAs) {
   if (contents.size() > kMaximumBytes) return std::make_error_code(std::errc::file_too_large);
-  const std::string name =
-      path_ + std::string(kInfix) + digits(nextTime()) + "-" + digits(randomNumber());
-  return files_.replaceFile(name, contents);
+  std::string name = path_ + std::string(kInfix) + digits(nextTime()) + "-" + digits(randomNumber());
+  const std::error_code error = files_.replaceFile(name, contents);
+  if (!error && keptAs != nullptr) *keptAs = std::move(name);
+  return error;
 }
 
 std::vector<PendingChanges::Change> PendingChanges::read() const {

@@ -54,6 +54,8 @@ struct MemoryFileManager::State {
   std::array<Operation, 8> operations;
   std::function<void(FileOperation, const std::string&)> hook;
   std::map<std::string, std::thread::id> locks;
+  /// The path whose lock was waited for in vain: until it is free no call waits.
+  std::string waitedInVainFor;
   std::condition_variable lockReleased;
 
   /// Counts a call, lets the hook run, and answers the error that the call is to fail with.
@@ -244,10 +246,16 @@ platform::LockResult MemoryFileManager::lockForPath(std::string_view path) {
   if (const auto obstacle = state_->obstacle(place)) return {nullptr, obstacle};
   const auto isFree = [&] { return !state_->locks.contains(place); };
   const auto heldByAnother = [] { return platform::LockResult{nullptr, error(std::errc::timed_out)}; };
-  if (!isFree() && state_->locks[place] == self)
-    return heldByAnother();  // it cannot be released while we wait
-  const auto longestWait = std::chrono::duration<double>(kMaximumLockWaitSeconds);
-  if (!state_->lockReleased.wait_for(lock, longestWait, isFree)) return heldByAnother();
+  if (!state_->locks.contains(state_->waitedInVainFor)) state_->waitedInVainFor.clear();
+  if (!isFree()) {
+    // A lock of this thread's own cannot be released while it waits.
+    if (state_->locks[place] == self || !state_->waitedInVainFor.empty()) return heldByAnother();
+    const auto longestWait = std::chrono::duration<double>(kMaximumLockWaitSeconds);
+    if (!state_->lockReleased.wait_for(lock, longestWait, isFree)) {
+      state_->waitedInVainFor = place;
+      return heldByAnother();
+    }
+  }
   state_->locks.emplace(place, self);
   auto made = std::make_unique<MemoryFileLock>([state = state_, place] {
     const std::lock_guard releasing(state->mutex);

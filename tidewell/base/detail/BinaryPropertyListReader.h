@@ -13,6 +13,7 @@ namespace tidewell::base::detail {
 ///
 /// Each object is read once and shared by all that refer to it, and objects may not overlap: so time and
 /// memory are linear in the bytes, whatever they say.
-[[nodiscard]] Value readBinaryPropertyList(std::string_view bytes, ArchiveReferences references);
+[[nodiscard]] Value readBinaryPropertyList(std::string_view bytes, ArchiveReferences references,
+                                           std::uint64_t maximumObjects = kMaximumObjects);
 
 }  // namespace tidewell::base::detail

@@ -16,6 +16,9 @@ inline constexpr std::uint64_t kMaximumTreeSize = 256u << 20;
 /// What a value counts for in such a tree, beside its bytes: about what it takes in memory.
 inline constexpr std::uint64_t kTreeSizeOfValue = 24;
 
+/// At most so many objects of a list are read, and so many entries of its containers together.
+inline constexpr std::uint64_t kMaximumObjects = 8u << 20;
+
 /// Whether a reader takes the references of keyed archives, or calls a list with one malformed.
 enum class ArchiveReferences { malformed, allowed };
 

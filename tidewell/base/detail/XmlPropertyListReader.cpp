@@ -158,7 +158,8 @@ bool appendEntity(std::string& out, std::string_view name) {
 /// the thread's.
 class Reader {
  public:
-  Reader(std::string_view text, ArchiveReferences references) : text_(text), references_(references) {
+  Reader(std::string_view text, ArchiveReferences references, std::uint64_t maximumObjects)
+      : text_(text), references_(references), objectsLeft_(maximumObjects) {
     if (text_.starts_with(kByteOrderMark)) text_.remove_prefix(kByteOrderMark.size());
   }
 
@@ -323,7 +324,7 @@ class Reader {
 
   /// Puts a value where it belongs: into the innermost container, or at the root.
   bool place(Value value) {
-    if (value.isNil()) return false;
+    if (value.isNil() || objectsLeft_-- == 0) return false;
     if (frames_.empty()) {
       if (!root_.isNil()) return false;
       root_ = std::move(value);
@@ -347,6 +348,7 @@ class Reader {
 
   std::string_view text_;
   ArchiveReferences references_;
+  std::uint64_t objectsLeft_;
   std::vector<Frame> frames_;
   Value root_;
   bool insidePlist_ = false;
@@ -355,8 +357,8 @@ class Reader {
 
 }  // namespace
 
-Value readXmlPropertyList(std::string_view text, ArchiveReferences references) {
-  return Reader(text, references).read();
+Value readXmlPropertyList(std::string_view text, ArchiveReferences references, std::uint64_t maximumObjects) {
+  return Reader(text, references, maximumObjects).read();
 }
 
 }  // namespace tidewell::base::detail

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tidewell/base/Exception.h"
+
 namespace tidewell {
 namespace {
 
@@ -47,6 +49,8 @@ void store(ConfigChange& change, std::int64_t property, Type value) {
 
 }  // namespace
 
+bool isArrayProperty(std::int64_t property) { return isArray(property); }
+
 std::string_view keyOf(TWConfigProperty property) {
   for (const ConfigField& field : kConfigFields) {
     if (field.property == property) return field.key;
@@ -87,7 +91,7 @@ void encodeFields(const TWConfigFields& fields, base::KeyedEncoder& encoder) {
   }
 }
 
-TWConfigFields decodeFields(base::KeyedDecoder& decoder) {
+TWConfigFields decodeFields(base::KeyedDecoder& decoder, PropertySet* broken) {
   TWConfigFields fields;
   for (const ConfigField& field : kConfigFields) {
     struct Decode {
@@ -103,9 +107,46 @@ TWConfigFields decodeFields(base::KeyedDecoder& decoder) {
       base::KeyedDecoder& decoder;
       std::string_view key;
     };
-    std::visit(Decode{fields, decoder, field.key}, field.member);
+    try {
+      std::visit(Decode{fields, decoder, field.key}, field.member);
+    } catch (const base::Exception&) {
+      if (broken != nullptr) *broken |= propertyBit(field.property);
+    }
   }
   return fields;
+}
+
+base::Dictionary scalarsOf(const TWConfigFields& fields, PropertySet properties) {
+  base::Dictionary scalars;
+  for (const ConfigField& field : kConfigFields) {
+    if ((properties & propertyBit(field.property)) == 0) continue;
+    const base::Value value =
+        std::visit([&](auto member) { return base::Value(fields.*member); }, field.member);
+    if (value.isString() || value.isNumber()) scalars.setObject(value, field.key);
+  }
+  return scalars;
+}
+
+void takeScalars(const base::Dictionary& scalars, TWConfigFields& fields, PropertySet properties) {
+  for (const ConfigField& field : kConfigFields) {
+    struct Take {
+      void operator()(base::Value TWConfigFields::*member) const { fields.*member = value; }
+      void operator()(std::uint64_t TWConfigFields::*member) const {
+        if (value.isNumber()) fields.*member = static_cast<std::uint64_t>(value.integerValue());
+      }
+      void operator()(bool TWConfigFields::*member) const {
+        if (value.isNumber()) fields.*member = value.boolValue();
+      }
+
+      TWConfigFields& fields;
+      const base::Value& value;
+    };
+    if ((properties & propertyBit(field.property)) == 0) continue;
+    const base::Value* const value = scalars.find(field.key);
+    if (value != nullptr && (value->isString() || value->isNumber())) {
+      std::visit(Take{fields, *value}, field.member);
+    }
+  }
 }
 
 std::string_view ConfigChange::write(std::int64_t property, const base::Value& value) {

@@ -65,6 +65,8 @@ inline constexpr std::array kConfigFields = {
     ConfigField{TWConfigPropertyLogentriesToken, CONFIG_LOGENTRIES_TOKEN, &TWConfigFields::logEntriesToken},
 };
 
+/// Whether a property is one of the lists.
+[[nodiscard]] bool isArrayProperty(std::int64_t property);
 /// The key of a property that has a field.
 [[nodiscard]] std::string_view keyOf(TWConfigProperty property);
 
@@ -84,8 +86,13 @@ void copyFields(const TWConfigFields& from, TWConfigFields& to, PropertySet prop
 [[nodiscard]] bool equalFields(const TWConfigFields& a, const TWConfigFields& b, PropertySet properties);
 
 void encodeFields(const TWConfigFields& fields, base::KeyedEncoder& encoder);
-/// Raises what the decoder raises.
-[[nodiscard]] TWConfigFields decodeFields(base::KeyedDecoder& decoder);
+/// A field that is missing or cannot be decoded reads nil, 0 or false. The latter ones are added to `broken`.
+[[nodiscard]] TWConfigFields decodeFields(base::KeyedDecoder& decoder, PropertySet* broken = nullptr);
+
+/// Some fields by their keys: what is a number, a boolean or a text.
+[[nodiscard]] base::Dictionary scalarsOf(const TWConfigFields& fields, PropertySet properties);
+/// Takes what `scalarsOf` gives into the fields of `properties`; other fields stay as they are.
+void takeScalars(const base::Dictionary& scalars, TWConfigFields& fields, PropertySet properties);
 
 /// New values for some properties, collected before they are put in force together.
 ///

@@ -62,6 +62,16 @@ void ConfigRecord::adopt(const TWConfigFields& fields, PropertySet properties) {
   if (!equalFields(fields, publisher_.latest()->fields, properties)) replace(fields, properties, aftermath);
 }
 
+void ConfigRecord::claim() {
+  const std::lock_guard lock(mutex_);
+  written_ = kAllProperties;
+}
+
+PropertySet ConfigRecord::written() const {
+  const std::lock_guard lock(mutex_);
+  return written_;
+}
+
 void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties, Aftermath& aftermath) {
   TWConfigFields next = publisher_.latest()->fields;
   copyFields(fields, next, properties);

@@ -59,6 +59,11 @@ class ConfigRecord {
   /// Takes the fields of `properties` from another record, but for those that this process has written.
   void adopt(const TWConfigFields& fields, PropertySet properties);
 
+  /// Counts every field as written by this process.
+  void claim();
+  /// What this process has written.
+  [[nodiscard]] PropertySet written() const;
+
   /// From now on, and until it is detached, every change is published there, too.
   void attach(ConfigPublication& publication);
   void detach(ConfigPublication& publication);
@@ -67,7 +72,7 @@ class ConfigRecord {
   void replace(const TWConfigFields& fields, PropertySet properties, Aftermath& aftermath);
 
   std::atomic<const CompiledConfig*> current_{nullptr};
-  base::StateMutex mutex_{20};
+  mutable base::StateMutex mutex_{20};
   SnapshotPublisher<CompiledConfig> publisher_{current_};
   std::vector<ConfigPublication*> publications_;
   PropertySet written_ = 0;

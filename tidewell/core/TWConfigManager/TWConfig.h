@@ -55,7 +55,7 @@ class TIDEWELL_EXPORT TWConfig final {
   /// A record that holds the defaults. (Logs "Unknown Config property" once, as every write of the
   /// restricted-ID expressions does.)
   TWConfig();
-  /// The record of an archive: keys that are missing read nil, 0 and NO. Raises for what the decoder refuses.
+  /// The record of an archive: keys that are missing, of a wrong type or broken read nil, 0 and NO.
   explicit TWConfig(base::KeyedDecoder& decoder);
   ~TWConfig();
   TWConfig(const TWConfig&) = delete;

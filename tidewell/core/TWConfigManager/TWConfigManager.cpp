@@ -9,6 +9,7 @@
 #include "tidewell/base/UnrecognizedSelector.h"
 #include "tidewell/core/Guard.h"
 #include "tidewell/core/TWConfigManager/ConfigArchive.h"
+#include "tidewell/core/TWConfigManager/ConfigBounds.h"
 #include "tidewell/core/TWConfigManager/ConfigRecord.h"
 #include "tidewell/core/TWConfigManager/WrongClass.h"
 #include "tidewell/core/TWCoreConstants.h"
@@ -49,6 +50,16 @@ constexpr TWConfigProperty kMergedProperties[] = {
     TWConfigPropertyLogentriesToken,
     TWConfigPropertyEventsBatchCount,
 };
+
+void reportTooLarge(PropertySet properties) {
+  for (const TWConfigProperty property : kMergedProperties) {
+    if ((properties & propertyBit(property)) == 0) continue;
+    const PropertyBounds bounds = boundsOf(property);
+    platform::report("The configuration's " + std::string(keyOf(property)) +
+                     " is too large and stays as it was: at most " + std::to_string(bounds.elements) +
+                     " elements, " + std::to_string(bounds.bytes >> 10) + " KiB of text");
+  }
+}
 
 /// What questions read while no record is in force.
 const std::shared_ptr<const CompiledConfig>& nothingKnown() {
@@ -161,6 +172,7 @@ struct TWConfigManager::State {
     if (auto known = current()) return known;
     std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), tidings.reports);
     tidings.madeDefaults = !fields;
+    isUnwritten = archive.hasUnwritten();
     put(std::shared_ptr<TWConfig>(new TWConfig(fields ? std::move(*fields) : defaultFields())));
     return current();
   }
@@ -173,7 +185,7 @@ struct TWConfigManager::State {
   void store(const std::optional<std::string>& path, const TWConfig& record) {
     Tidings tidings;
     const std::lock_guard lock(archiveMutex);
-    isUnwritten = false;
+    isUnwritten = true;  // also where memory is short now
     isUnwritten = !archive.store(path, recordOf(record), tidings.reports);
   }
 
@@ -220,7 +232,10 @@ TWConfigManager::~TWConfigManager() {
 }
 
 std::shared_ptr<TWConfig> TWConfigManager::tdwConfig() const { return state_->current(); }
-void TWConfigManager::setTdwConfig(std::shared_ptr<TWConfig> config) { state_->put(std::move(config)); }
+void TWConfigManager::setTdwConfig(std::shared_ptr<TWConfig> config) {
+  if (config) recordOf(*config).claim();
+  state_->put(std::move(config));
+}
 
 std::optional<std::string> TWConfigManager::getFilePathForConfig() const { return ConfigArchive::path(); }
 
@@ -245,8 +260,11 @@ void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
     ConfigChange change;
     std::string_view line;
     const auto publish = [&] {
+      const PropertySet tooLarge = propertiesOutOfBounds(change.fields, change.properties);
+      change.properties &= ~tooLarge;
       recordOf(*record).apply(change);
       if (!line.empty()) logLine(line);
+      reportTooLarge(tooLarge);
     };
     try {
       for (const TWConfigProperty property : kMergedProperties) {
