@@ -11,6 +11,7 @@ using namespace tidewell::base;
 // Any bytes decode to a value, or raise; what they decode to is written and read back the same.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  (void)scalarsOfArchivedRecord(bytes, "TWConfig");
   try {
     (void)unarchiveRecord(bytes, "TWConfig", [](KeyedDecoder& decoder) {
       for (const char* key : {"a_s", "b_e", "le_tkn", "b_uid_r"}) (void)decoder.decodeObjectForKey(key);

@@ -105,7 +105,7 @@ void addGates() {
   bench::ratio(
       "gate question, 1,000,000 events / 10 events", 1.2,
       [](std::size_t times) {
-        static const bool filled = (large.updateConfigFromResponse(replyWithEvents(1000000)), true);
+        static const bool filled = (large.tdwConfig()->setBlackListedEventsArray(eventNames(1000000)), true);
         bench::keep(filled);
         while (times--) bench::keep(large.isGeofenceServiceActive());
       },
@@ -126,7 +126,7 @@ std::vector<std::string> hotNames(int count) {
 /// A manager with a list of so many events, and what the same questions cost at least.
 struct Listed {
   explicit Listed(int count) : names(hotNames(count)), bare(eventNames(count)) {
-    manager.updateConfigFromResponse(base::Dictionary{{"b_e", eventNames(count)}});
+    manager.tdwConfig()->setBlackListedEventsArray(eventNames(count));
     for (const base::Value& name : eventNames(count)) peer.insert(*name.string());
   }
   void ask(std::size_t times) const {
@@ -241,7 +241,7 @@ void addExpressions(testing::TestingPlatform& platform) {
 
 void addReplies() {
   static TWConfigManager manager;
-  for (const auto& [what, count] : {std::pair("2 KB", 40), std::pair("1 MB", 23000)}) {
+  for (const auto& [what, count] : {std::pair("2 KB", 40), std::pair("450 KB", 10000)}) {
     const std::string text = base::dataWithJSONObject(replyWithEvents(count));
     bench::ratio(
         "reply bytes to published answers, " + std::string(what) + " / RapidJSON DOM", 2.5,

@@ -27,6 +27,7 @@ const Reply kReplies[] = {
     {"kind=status:204", Outcome::fails},
     {"kind=truncation:5", Outcome::fails},
     {"kind=oversized:67108864", Outcome::fails},
+    {"kind=oversized:3145729", Outcome::fails},  // more than a configuration may have
     {"kind=gzip-bomb:1073741824", Outcome::fails},
     {"kind=wrong-authority", Outcome::fails},
     {"kind=drip:1", Outcome::merges},

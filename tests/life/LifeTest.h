@@ -42,6 +42,8 @@ class App : public guest::Host {
   /// Lets `main` return: the exit status, minus the signal that ended it, or `kHung`.
   int end() { return Host::end().status; }
   void kill() const { ::kill(process(), SIGKILL); }
+  void stop() const { ::kill(process(), SIGSTOP); }
+  void resume() const { ::kill(process(), SIGCONT); }
 };
 
 /// A backend, and a folder for the data of the applications that a test starts.

@@ -62,5 +62,55 @@ TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
   EXPECT_TRUE(merged == 200 || merged == 1199) << merged;
 }
 
+TEST_F(LifeTest, WhatTheUserChoseSurvivesAProcessThatIsStoppedWithTheLock) {
+  App stopped(backend, environment());
+  ASSERT_EQ(stopped.ask("hold-archive"), "held");
+  stopped.stop();
+  constexpr std::string_view kChosen = R"(["ynnnnynynn")";
+  {
+    App app(backend, environment());
+    for (const char* command : {"opt-out-push", "opt-out-inapp", "region 1"}) app.ask(command);
+    EXPECT_EQ(app.ask("count waits"), "1");
+    app.kill();
+  }
+  {
+    App app(backend, environment());
+    const std::string answers = app.ask("answers");
+    EXPECT_EQ(answers.substr(0, kChosen.size()), kChosen);
+    EXPECT_EQ(answers.substr(answers.size() - 3), ",1]");
+  }
+  stopped.resume();
+  EXPECT_EQ(stopped.ask("release-archive"), "released");
+  stopped.ask("merge-json {}");
+  EXPECT_EQ(stopped.ask("answers").substr(0, kChosen.size()), kChosen);
+  EXPECT_EQ(stopped.end(), 0);
+  for (const auto& entry :
+       std::filesystem::directory_iterator(std::filesystem::path(archive).parent_path())) {
+    EXPECT_EQ(entry.path().string().find(".change-"), std::string::npos) << entry.path();
+  }
+  EXPECT_EQ(App(backend, environment()).ask("answers").substr(0, kChosen.size()), kChosen);
+}
+
+TEST_F(LifeTest, AWriterThatIsStoppedAtAnyInstantUndoesNoChoice) {
+  std::mt19937 random{std::random_device()()};
+  for (const char* region : {"0", "1", "0", "1", "0", "1"}) {
+    App writer(backend, environment());
+    writer.say("merge 1");
+    for (auto merges = random() % 8; merges > 0; --merges) writer.line();
+    // An instant of a write, not an event that could be waited for.
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+    writer.stop();
+    {
+      App app(backend, environment());
+      app.ask(std::string("region ") + region);
+      EXPECT_EQ(app.end(), 0);
+    }
+    writer.resume();
+    EXPECT_EQ(writer.end(), 0);
+    const std::string answers = App(backend, environment()).ask("answers");
+    EXPECT_EQ(answers.substr(answers.size() - 3), std::string(",") + region + "]");
+  }
+}
+
 }  // namespace
 }  // namespace tidewell::life

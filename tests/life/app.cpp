@@ -12,6 +12,7 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -28,6 +29,7 @@ namespace {
 using namespace tidewell;
 
 posix::PosixPlatform* platform_ = nullptr;
+std::unique_ptr<platform::FileLock> heldLock;
 
 /// What has happened so far, and a way to wait for more.
 class Events {
@@ -52,12 +54,13 @@ class Events {
   }
 
  private:
-  static constexpr std::array<std::pair<std::string_view, const char*>, 5> kLines{{
+  static constexpr std::array<std::pair<std::string_view, const char*>, 6> kLines{{
       {"Config request initiated:", "requested"},
       {"SDK Config Synced", "synced"},
       {"Api failed with response", "failed"},
       {"line number - 118 ", "merge stopped"},
       {"cannot be decoded and is kept aside", "kept aside"},
+      {"changes wait beside it", "waits"},
   }};
   std::mutex mutex_;
   std::condition_variable changed_;
@@ -265,6 +268,13 @@ const std::map<std::string, Command>& commands() {
          return TWConfigManager::sharedInstance().updateConfigFromResponse(base::JSONObjectWithData(json)),
                 "merged";
        }},
+      {"hold-archive",
+       [](auto&) {
+         const auto path = TWConfigManager::sharedInstance().getFilePathForConfig();
+         heldLock = platform_->fileManager().lockForPath(*path).lock;
+         return heldLock ? "held" : "not held";
+       }},
+      {"release-archive", [](auto&) { return heldLock.reset(), "released"; }},
       {"merge", [](auto& first) { return merge(std::stoi(first), 200); }},
       {"merged", [](auto&) { return std::to_string(mergedNumber()); }},
       {"default", [](auto& key) { return shown(platform_->standardUserDefaults().objectForKey(key)); }},

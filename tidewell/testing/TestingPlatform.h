@@ -100,7 +100,8 @@ enum class FileOperation { exists, createDirectory, read, replace, move, remove,
 ///
 /// The operations of `FileManager` behave as a disk does: parents must exist, a folder is no file. Those of
 /// the test make the folders they need. A lock is held against every other taker, whichever thread asks: one
-/// on the holder's own thread is refused at once, another waits up to `kMaximumLockWaitSeconds`.
+/// on the holder's own thread is refused at once, another waits up to `kMaximumLockWaitSeconds`, and none
+/// waits again until a lock that was waited for in vain has been free.
 class TIDEWELL_EXPORT MemoryFileManager final : public platform::FileManager {
  public:
   MemoryFileManager();

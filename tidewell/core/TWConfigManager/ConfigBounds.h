@@ -17,12 +17,12 @@ struct PropertyBounds {
   /// Of all texts and keys together.
   std::size_t bytes;
 };
-inline constexpr PropertyBounds kListBounds{20'000, 512u << 10};
+inline constexpr PropertyBounds kListBounds{10'240, 512u << 10};
 /// Statuses, the token, the region: texts, as a rule.
-inline constexpr PropertyBounds kSingleValueBounds{1'000, 32u << 10};
+inline constexpr PropertyBounds kSingleValueBounds{256, 16u << 10};
 /// What an archive needs whose properties are all at their bounds. (An archived element takes at most three
 /// objects, and a text twice its bytes.)
-inline constexpr base::ArchiveBounds kConfigArchiveBounds{10u << 20, 400'000};
+inline constexpr base::ArchiveBounds kConfigArchiveBounds{8u << 20, 180'000};
 
 [[nodiscard]] PropertyBounds boundsOf(TWConfigProperty property);
 

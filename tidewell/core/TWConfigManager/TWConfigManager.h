@@ -21,7 +21,8 @@ class ConfigRecord;
 ///
 /// One instance a process, made on first use and never destroyed. Questions may come from any thread and
 /// never wait: they read what was published last. Writers are serialised; a setter has written the archive
-/// when it returns.
+/// when it returns. Where it could not, the line says why, and the change is written at the next occasion;
+/// while another process holds the archive's lock it waits in a file beside it.
 class TIDEWELL_EXPORT TWConfigManager final {
  public:
   /// Inline: a second call into the library would take as long as a gate question itself.
@@ -30,8 +31,9 @@ class TIDEWELL_EXPORT TWConfigManager final {
       return *made;
     return makeSharedInstance();
   }
-  /// Loads the record from its archive, or makes one of defaults. An archive that cannot be decoded counts as
-  /// missing: it is kept aside as "TdwConfig.corrupt", and that is logged.
+  /// Loads the record from its archive, or makes one of defaults. Of an archive that is broken or too large
+  /// what can be read counts, and that is logged. One of which nothing can be read counts as missing and is
+  /// kept aside as "TdwConfig.corrupt".
   TWConfigManager();
   ~TWConfigManager();
   TWConfigManager(const TWConfigManager&) = delete;
@@ -39,8 +41,9 @@ class TIDEWELL_EXPORT TWConfigManager final {
 
   /// The record in force; never null. What is set through it is seen by the next question.
   [[nodiscard]] std::shared_ptr<TWConfig> tdwConfig() const;
-  /// null puts nothing in force until the next merge or setter, which loads the archive anew; questions
-  /// answer as from a record without values.
+  /// Every value of the record counts as written by this process: no other process's file displaces it. A
+  /// null pointer puts nothing in force until the next merge or setter, which loads the archive anew;
+  /// questions answer as from a record without values.
   void setTdwConfig(std::shared_ptr<TWConfig> config);
 
   /// The path of the archive. nil where the machine has no library directory.
@@ -50,8 +53,10 @@ class TIDEWELL_EXPORT TWConfigManager final {
   /// defaults.
   [[nodiscard]] bool shouldSyncConfig() const;
   /// Merges a reply: a key that is absent or null resets its property to its default. The region and the
-  /// opt-outs stay. Writes the archive and logs the service status. Stops at the first value that cannot be
-  /// merged: line 118, nothing written.
+  /// opt-outs stay. A list of more than 10,240 elements or 512 KiB of text, and any other value of more than
+  /// 256 elements or 16 KiB, is not taken: the property stays as it was, and that is logged. Writes the
+  /// archive and logs the service status. Stops at the first value that cannot be merged: line 118, nothing
+  /// written.
   void updateConfigFromResponse(const base::Value& response);
   void setDataRedirectionRegion(TWDataRegion region);
   [[nodiscard]] TWDataRegion getDataRedirectionRegion() const;

@@ -1,5 +1,6 @@
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"
 
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -72,9 +73,20 @@ base::Value decodedReply(const platform::UrlTaskResult& result) {
   return reply.isNil() ? base::Value(base::Dictionary()) : reply;
 }
 
-void handleFetched(const platform::UrlTaskResult& result, const SharedCompletion& completion) {
+/// The error of a body that is longer than what its reader takes.
+base::Error replyTooLarge(std::size_t bytes, std::size_t maximumBytes) {
+  return {std::string(base::kUrlErrorDomain), platform::kUrlErrorDataLengthExceedsMaximum,
+          "resource exceeds maximum size (" + std::to_string(bytes) + " bytes, at most " +
+              std::to_string(maximumBytes) + " are read)"};
+}
+
+void handleFetched(platform::UrlTaskResult result, std::size_t maximumReplyBytes,
+                   const SharedCompletion& completion) {
   static constexpr LogCoordinates kWhere{"TWNetworkClient", 66, kFetchSelector, "🛑 Exception : %@ 🛑"};
   try {
+    if (result.data && result.data->length() > maximumReplyBytes && succeeded(result, kStatusOK)) {
+      result.error = replyTooLarge(result.data->length(), maximumReplyBytes);
+    }
     if (succeeded(result, kStatusOK)) {
       callOnMainQueue(completion, true, decodedReply(result));
     } else {
@@ -91,11 +103,17 @@ void handleFetched(const platform::UrlTaskResult& result, const SharedCompletion
 
 void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request,
                                    TWRequestCompletion withCompletionHandler) const {
+  fetchRequest(std::move(request), std::numeric_limits<std::size_t>::max(), std::move(withCompletionHandler));
+}
+
+void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request, std::size_t maximumReplyBytes,
+                                   TWRequestCompletion withCompletionHandler) const {
   static constexpr LogCoordinates kWhere{"TWNetworkClient", 74, kFetchSelector, "Exception : %@"};
   const SharedCompletion completion = share(std::move(withCompletionHandler));
   try {
-    sendOnSession(std::move(request),
-                  [completion](const platform::UrlTaskResult& result) { handleFetched(result, completion); });
+    sendOnSession(std::move(request), [completion, maximumReplyBytes](platform::UrlTaskResult result) {
+      handleFetched(std::move(result), maximumReplyBytes, completion);
+    });
   } catch (...) {
     logCaughtException(kWhere);
     runForHost([&] { call(*completion, false, {}); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 
@@ -23,6 +24,10 @@ class TIDEWELL_EXPORT TWNetworkClient final {
   /// queue. What raises while the reply is handled completes on the session's queue; what raises before the
   /// request is sent, at once on the caller's thread.
   void fetchRequest(std::optional<platform::UrlRequest> request,
+                    TWRequestCompletion withCompletionHandler) const;
+  /// The same for a reply of at most so many bytes: a larger one is a failed transfer
+  /// (`kUrlErrorDataLengthExceedsMaximum`) and is not decoded.
+  void fetchRequest(std::optional<platform::UrlRequest> request, std::size_t maximumReplyBytes,
                     TWRequestCompletion withCompletionHandler) const;
   /// Success is status 200: (YES, nil), else (NO, nil), on the session's queue. The body is ignored. Raises
   /// for a request that is nothing.

@@ -1,5 +1,6 @@
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -14,6 +15,10 @@
 
 namespace tidewell {
 namespace {
+
+/// A larger configuration is not decoded: one with every list at its bound has less, and a reply is decoded
+/// to up to thirty times its bytes.
+constexpr std::size_t kMaximumConfigurationBytes = 3u << 20;
 
 /// Stands for a port in the record for extensions where the URL has none.
 constexpr std::int64_t kNoPort = -1;
@@ -125,7 +130,9 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
 void TWNetworkRequest::executeRequestWithCompletionBlock(TWRequestCompletion completion) const {
   std::optional<platform::UrlRequest> request = getRequestInstance();
   const TWNetworkClient client;
-  if (service_ != TWServiceSendLogs) {
+  if (service_ == TWServiceGetConfig) {
+    client.fetchRequest(std::move(request), kMaximumConfigurationBytes, std::move(completion));
+  } else if (service_ != TWServiceSendLogs) {
     client.fetchRequest(std::move(request), std::move(completion));
   } else if (request) {
     client.sendLogRequest(std::move(request), std::move(completion));

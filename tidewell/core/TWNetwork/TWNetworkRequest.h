@@ -49,7 +49,7 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
   /// and fails when it is sent.
   [[nodiscard]] std::optional<platform::UrlRequest> getRequestInstance() const;
   /// Sends. The completion runs exactly once: on the main queue, or on the session's queue for the log
-  /// service.
+  /// service. A configuration of more than 3 MiB is a failed transfer.
   void executeRequestWithCompletionBlock(TWRequestCompletion completion) const;
 
  private:
