@@ -5,6 +5,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <random>
 #include <utility>
 
@@ -36,8 +37,12 @@ std::uint64_t nextTime() {
 
 /// Tells the changes of two processes apart that were kept in the same microsecond.
 std::uint64_t randomNumber() {
-  std::random_device device;
-  return std::uint64_t{device()} << 32 | device();
+  try {
+    std::random_device device;
+    return std::uint64_t{device()} << 32 | device();
+  } catch (const std::exception&) {  // no source of random numbers
+    return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  }
 }
 
 std::pair<std::string, std::string> folderAndName(const std::string& path) {

@@ -173,8 +173,9 @@ bool ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& 
   for (int round = 0; round < kMaximumRounds; ++round) {
     if (!write(*path, record, changes, reports)) return false;
     pending.remove(changes);
-    changes = pending.read();
-    if (changes.empty()) return true;
+    Changes left = pending.read();
+    if (areAmong(left, changes)) return true;  // none, or one that cannot be removed
+    changes = std::move(left);
   }
   return false;
 }
