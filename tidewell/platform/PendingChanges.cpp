@@ -26,7 +26,8 @@ std::string digits(std::uint64_t number) {
 std::uint64_t nextTime() {
   constinit static std::atomic<std::uint64_t> last{0};
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const auto time = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+  const auto time =
+      static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
   std::uint64_t previous = last.load(std::memory_order_relaxed);
   while (!last.compare_exchange_weak(previous, std::max(previous + 1, time), std::memory_order_relaxed)) {
   }
@@ -52,14 +53,15 @@ PendingChanges::PendingChanges(FileManager& files, std::string path)
 
 std::error_code PendingChanges::keep(std::string_view contents) {
   if (contents.size() > kMaximumBytes) return std::make_error_code(std::errc::file_too_large);
-  const std::string name =
-      path_ + std::string(kInfix) + digits(nextTime()) + "-" + digits(randomNumber());
+  const std::string name = path_ + std::string(kInfix) + digits(nextTime()) + "-" + digits(randomNumber());
   return files_.replaceFile(name, contents);
 }
 
-std::vector<PendingChanges::Change> PendingChanges::read() const {
+std::vector<PendingChanges::Change> PendingChanges::read(std::error_code* failure) const {
   const auto [folder, name] = folderAndName(path_);
-  std::vector<std::string> names = files_.contentsOfDirectory(folder).names;
+  DirectoryContents listed = files_.contentsOfDirectory(folder);
+  if (failure && listed.error != std::errc::no_such_file_or_directory) *failure = listed.error;
+  std::vector<std::string>& names = listed.names;
   const std::string prefix = name + std::string(kInfix);
   std::erase_if(names, [&](const std::string& each) { return !each.starts_with(prefix); });
   std::sort(names.begin(), names.end());

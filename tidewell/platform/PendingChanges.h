@@ -32,8 +32,9 @@ class TIDEWELL_EXPORT PendingChanges {
 
   /// Keeps a change. Needs no lock.
   [[nodiscard]] std::error_code keep(std::string_view contents);
-  /// What waits now, the oldest first. One that cannot be read is left out. Needs no lock.
-  [[nodiscard]] std::vector<Change> read() const;
+  /// What waits now, the oldest first. One that cannot be read is left out. Needs no lock. `failure`, where
+  /// it is given, tells why the folder could not be listed; no folder is no failure.
+  [[nodiscard]] std::vector<Change> read(std::error_code* failure = nullptr) const;
   /// Removes changes that were merged into the file, with its lock held, after the file was written.
   void remove(const std::vector<Change>& changes);
 
