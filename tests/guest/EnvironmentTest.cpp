@@ -66,6 +66,19 @@ TEST_F(GuestTest, TheEnvironmentIsReadAtInstallationAndNeverAgain) {
   EXPECT_TRUE(std::filesystem::exists(defaults));
 }
 
+TEST_F(GuestTest, ModulesComeFromWhereTheLibrariesWereLoadedWhateverTheWorkingFolderIsLater) {
+  std::filesystem::create_directory(folder + "/lib");
+  for (const std::filesystem::path library : std::vector<const char*>{GUEST_LIBRARIES}) {
+    // As in the library's own name: without minor versions.
+    const std::string name = library.filename();
+    const auto end = name.find(".so.");
+    std::filesystem::create_symlink(
+        library, folder + "/lib/" + name.substr(0, end == std::string::npos ? end : end + 5));
+  }
+  const Outcome outcome = host({"chdir"}, {"LD_LIBRARY_PATH=../lib"}).end();
+  EXPECT_EQ(outcome.status, 0) << outcome.last();
+}
+
 TEST_F(GuestTest, StepsOfTheWallClockMoveNoTimeOut) {
   std::string problem;
   backend.setFault(*testing::StandInFault::parse("kind=delay:400,service=2", problem));

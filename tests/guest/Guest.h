@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -21,6 +22,7 @@ namespace tidewell::guest {
 class GuestTest : public ::testing::Test {
  protected:
   GuestTest() {
+    umask(022);  // folders that their group may write are not used
     std::string name = "/tmp/tidewell-guest-XXXXXX";
     folder = mkdtemp(name.data());
     data = folder + "/data";

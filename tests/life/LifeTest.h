@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -50,6 +51,7 @@ class App : public guest::Host {
 class LifeTest : public ::testing::Test {
  protected:
   LifeTest() {
+    umask(022);  // folders that their group may write are not used
     std::string name = "/tmp/tidewell-life-XXXXXX";
     folder = mkdtemp(name.data());
     data = folder + "/data";

@@ -1,3 +1,4 @@
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -8,9 +9,6 @@
 
 namespace tidewell::posix {
 namespace {
-
-/// Makes this process's kernel one that does not know writes without SIGPIPE.
-bool forgetWritesWithoutSignal() { return refuseSystemCall(SYS_pwritev2, EOPNOTSUPP); }
 
 class ConsoleTest : public PosixTest {
  protected:
@@ -41,34 +39,38 @@ TEST_F(ConsoleTest, ALineHasTimeProgramProcessAndTheTextAsItIs) {
   EXPECT_TRUE(written.ends_with(" " + std::string(1 << 20, 'x') + "\n"));
 }
 
-TEST_F(ConsoleTest, AReaderThatIsGoneDoesNotEndTheProcess) {
-  for (const bool isSocket : {false, true}) {
-    for (const bool isOlderKernel : {false, true}) {
-      for (const bool isBlockedByHost : {false, true}) {
-        const int status = inChild([&] {
-          int ends[2];
-          if (isSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends)) return kSkipped;
-          std::signal(SIGPIPE, SIG_DFL);
-          sigset_t signals;
-          sigemptyset(&signals);
-          sigaddset(&signals, SIGPIPE);
-          if (isBlockedByHost) sigprocmask(SIG_BLOCK, &signals, nullptr);
-          dup2(ends[1], STDERR_FILENO);
-          close(ends[0]);
-          if (isOlderKernel && !forgetWritesWithoutSignal()) return kSkipped;
-          errno = 5;
-          console.write("nobody reads this");
-          if (errno != 5) return 2;
-          // What the library caused is gone, and the host's own signals come as ever.
-          if (sigpending(&signals) != 0 || sigismember(&signals, SIGPIPE) != 0) return 3;
-          sigfillset(&signals);
-          sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-          raise(SIGPIPE);
-          return 4;
-        });
-        if (status == kSkipped) GTEST_SKIP() << "this machine does not let a test make an older kernel";
-        EXPECT_EQ(status, -SIGPIPE) << isSocket << isOlderKernel << isBlockedByHost;
-      }
+TEST_F(ConsoleTest, AReaderThatIsGoneOrAFileAtItsLimitDoesNotEndTheProcess) {
+  const CountOverForks survived;
+  int expected = 0;
+  for (const std::string_view output : {"pipe", "socket", "file"}) {
+    for (const bool isBlockedByHost : {false, true}) {
+      const int signal = output == "file" ? SIGXFSZ : SIGPIPE;
+      const int status = inChild([&] {
+        int ends[2] = {-1, open((folder + "/stderr").c_str(), O_WRONLY | O_CREAT, 0600)};
+        if (output == "socket" && socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return 1;
+        if (output == "pipe" && pipe(ends) != 0) return 1;
+        const rlimit none{0, 0};
+        if (setrlimit(RLIMIT_FSIZE, &none) != 0) return 1;
+        std::signal(signal, SIG_DFL);
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, signal);
+        if (isBlockedByHost) sigprocmask(SIG_BLOCK, &signals, nullptr);
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[0]);
+        errno = 5;
+        console.write("nobody reads this");
+        if (errno != 5) return 2;
+        // What the library caused is gone, and the host's own signals come as ever.
+        if (sigpending(&signals) != 0 || sigismember(&signals, signal) != 0) return 3;
+        sigfillset(&signals);
+        sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+        ++survived.count;
+        raise(signal);
+        return 4;
+      });
+      EXPECT_EQ(status, -signal) << output << isBlockedByHost;
+      EXPECT_EQ(survived.count, ++expected) << output << isBlockedByHost;
     }
   }
 }

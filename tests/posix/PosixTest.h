@@ -116,6 +116,7 @@ inline bool refuseSystemCall(unsigned number, int error) {
 class PosixTest : public testing::Test {
  protected:
   PosixTest() {
+    umask(022);  // folders that their group may write are not used
     char name[] = "/tmp/tidewell-posix-XXXXXX";
     folder = mkdtemp(name);
     std::filesystem::create_directory(folder + "/working");
@@ -150,6 +151,8 @@ class PosixTest : public testing::Test {
   }
 
   std::string folder;
+
+ public:
   inline static std::mutex reportsMutex;
   inline static std::vector<std::string> reports;
 };

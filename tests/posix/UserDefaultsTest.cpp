@@ -143,7 +143,7 @@ TEST_F(UserDefaultsTest, AFaultIsReportedLosesNothingAndIsMadeGoodByTheNextSynch
       store("old", "value");
       const std::string before = bytesOf(path);
       EXPECT_EQ(inChild([&] {
-                  std::signal(SIGXFSZ, SIG_IGN);
+                  std::signal(SIGXFSZ, SIG_DFL);
                   PosixPlatform platform(options());
                   platform::UserDefaults& defaults = platform.standardUserDefaults();
                   if (wasReadBefore && defaults.objectForKey("old") != Value("value")) return 2;

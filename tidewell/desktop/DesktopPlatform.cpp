@@ -16,6 +16,7 @@
 #include "tidewell/desktop/SecretKeychain.h"
 #include "tidewell/desktop/SecretService.h"
 #include "tidewell/platform/UIWindow.h"
+#include "tidewell/posix/RaisedRights.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -57,7 +58,8 @@ struct DesktopPlatform::State {
           return G_SOURCE_CONTINUE;
         },
         &base);
-    if (!gtk_init_check()) return;
+    // GTK ends a process with raised rights.
+    if (posix::hasRaisedRights() || !gtk_init_check()) return;
     presenter.emplace(pageSettings(options));
     if (options.followsWindows) {
       foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });

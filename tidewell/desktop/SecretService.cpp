@@ -12,6 +12,7 @@
 
 #include "tidewell/desktop/Glib.h"
 #include "tidewell/platform/Platform.h"
+#include "tidewell/posix/RaisedRights.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -19,8 +20,10 @@ namespace {
 constexpr const char* kSchema = "com.tidewell.keychain";
 constexpr const char* kContentType = "application/octet-stream";
 
-/// Whether the session has a bus: without one GLib would start it.
+/// Whether the session has a bus: without one GLib would start it. With raised rights the caller's is not
+/// trusted.
 bool hasSessionBus() {
+  if (posix::hasRaisedRights()) return false;
   const char* const named = g_getenv("DBUS_SESSION_BUS_ADDRESS");
   if (named && *named) return true;
   const char* const folder = g_getenv("XDG_RUNTIME_DIR");

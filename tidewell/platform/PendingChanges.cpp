@@ -64,9 +64,11 @@ std::error_code PendingChanges::keep(std::string_view contents, std::string* kep
   return error;
 }
 
-std::vector<PendingChanges::Change> PendingChanges::read() const {
+std::vector<PendingChanges::Change> PendingChanges::read(std::error_code* failure) const {
   const auto [folder, name] = folderAndName(path_);
-  std::vector<std::string> names = files_.contentsOfDirectory(folder).names;
+  DirectoryContents listed = files_.contentsOfDirectory(folder);
+  if (failure && listed.error != std::errc::no_such_file_or_directory) *failure = listed.error;
+  std::vector<std::string>& names = listed.names;
   const std::string prefix = name + std::string(kInfix);
   std::erase_if(names, [&](const std::string& each) { return !each.starts_with(prefix); });
   std::sort(names.begin(), names.end());

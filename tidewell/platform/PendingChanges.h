@@ -33,8 +33,9 @@ class TIDEWELL_EXPORT PendingChanges {
   /// Keeps a change; `keptAs` receives the path of its file. Needs no lock. A process that keeps a change
   /// which includes all that an earlier one of its own said may remove the earlier file afterwards.
   [[nodiscard]] std::error_code keep(std::string_view contents, std::string* keptAs = nullptr);
-  /// What waits now, the oldest first. One that cannot be read is left out. Needs no lock.
-  [[nodiscard]] std::vector<Change> read() const;
+  /// What waits now, the oldest first. One that cannot be read is left out. Needs no lock. `failure`, where
+  /// it is given, tells why the folder could not be listed; a missing folder is not a failure.
+  [[nodiscard]] std::vector<Change> read(std::error_code* failure = nullptr) const;
   /// Removes changes that were merged into the file, with its lock held, after the file was written.
   void remove(const std::vector<Change>& changes);
 

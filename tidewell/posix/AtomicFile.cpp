@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -18,7 +19,9 @@
 
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/posix/Descriptor.h"
+#include "tidewell/posix/FileFault.h"
 #include "tidewell/posix/Fork.h"
+#include "tidewell/posix/SignalBlock.h"
 
 namespace tidewell::posix {
 namespace {
@@ -35,6 +38,7 @@ std::error_code error(std::errc code) { return std::make_error_code(code); }
 
 std::error_code errorForKind(mode_t mode) {
   if (S_ISREG(mode)) return {};
+  if (S_ISLNK(mode)) return FileFault::isALink;
   return error(S_ISDIR(mode) ? std::errc::is_a_directory : std::errc::operation_not_supported);
 }
 
@@ -108,9 +112,14 @@ void removeLeftBehindOnce(int folder) {
 }
 
 std::error_code writeAll(int descriptor, std::string_view contents) {
+  SignalBlock block{SIGXFSZ};
   while (!contents.empty()) {
     const ssize_t written = retrying([&] { return write(descriptor, contents.data(), contents.size()); });
-    if (written < 0) return lastError();
+    if (written < 0) {
+      const auto failure = lastError();
+      if (failure == std::errc::file_too_large) block.consume();
+      return failure;
+    }
     if (written == 0) return error(std::errc::no_space_on_device);
     contents.remove_prefix(static_cast<std::size_t>(written));
   }
@@ -169,15 +178,22 @@ std::string folderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-platform::FileContents readFile(const std::string& path, std::size_t bound) {
+std::error_code checkOwner(const struct stat& record) {
+  if (record.st_uid != geteuid()) return FileFault::ofAnotherUser;
+  return (record.st_mode & (S_IWGRP | S_IWOTH)) != 0 ? FileFault::writableByOthers : std::error_code();
+}
+
+platform::FileContents readFile(const std::string& path, FileOwner owner, std::size_t bound) {
   if (const auto failure = checkPath(path)) return {{}, failure};
+  const bool isOwn = owner == FileOwner::user;
   // Without O_NONBLOCK the opening of a FIFO waits for a writer.
-  const Descriptor file(
-      retrying([&] { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
-  if (!file) return {{}, lastError()};
+  const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (isOwn ? O_NOFOLLOW : 0);
+  const Descriptor file(retrying([&] { return open(path.c_str(), flags); }));
+  if (!file) return {{}, isOwn && errno == ELOOP ? FileFault::isALink : lastError()};
   struct stat record {};
   if (fstat(file.number(), &record) != 0) return {{}, lastError()};
   if (const auto failure = errorForKind(record.st_mode)) return {{}, failure};
+  if (const auto failure = isOwn ? checkOwner(record) : std::error_code()) return {{}, failure};
   if (record.st_size < 0 || static_cast<std::uintmax_t>(record.st_size) > bound) {
     return {{}, error(std::errc::file_too_large)};
   }
@@ -208,7 +224,9 @@ std::error_code replaceFile(const std::string& path, std::string_view contents) 
       retrying([&] { return open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!folder) return lastError();
   struct stat record {};
-  if (fstatat(folder.number(), name.c_str(), &record, 0) == 0) {
+  if (fstat(folder.number(), &record) != 0) return lastError();
+  if (const auto failure = checkOwner(record)) return failure;
+  if (fstatat(folder.number(), name.c_str(), &record, AT_SYMLINK_NOFOLLOW) == 0) {
     if (const auto failure = errorForKind(record.st_mode)) return failure;
   }
   removeLeftBehindOnce(folder.number());

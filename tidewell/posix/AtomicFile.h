@@ -13,14 +13,23 @@
 // absolute, and a relative one is an error: nothing is ever looked for or left in the working folder.
 namespace tidewell::posix {
 
+/// Whose files are read.
+enum class FileOwner {
+  any,   ///< the system's, the host's: links are followed
+  user,  ///< the library's own: a link, another user's file and one that others may write are errors
+};
+
 /// The whole of a regular file of at most `bound` bytes. Never waits: a FIFO, a folder or a device is an
 /// error.
-[[nodiscard]] platform::FileContents readFile(const std::string& path,
-                                              std::size_t bound = platform::FileManager::kMaximumFileBytes);
+[[nodiscard]] platform::FileContents readFile(const std::string& path, FileOwner owner, std::size_t bound);
+
+/// No error for a file or folder that belongs to the effective user and that no other user may write.
+[[nodiscard]] std::error_code checkOwner(const struct stat& record);
 
 /// Replaces a file whole, mode 0600: written beside, flushed, renamed. Whatever stops it, the old file stays
 /// and nothing is left beside it; what a killed process left is removed by the first write of another.
-/// Anything but a regular file is not replaced.
+/// Anything but a regular file is not replaced, and nothing is written into a folder that fails `checkOwner`.
+/// A write beyond RLIMIT_FSIZE is an error and raises no SIGXFSZ.
 ///
 /// The folder is not flushed: that takes as long again, on the caller's thread. A power loss finds the new
 /// content as soon as the file system has written the folder of its own accord (ext4: within 5 s), and the

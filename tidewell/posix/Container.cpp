@@ -1,10 +1,16 @@
 #include "tidewell/posix/Container.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <utility>
 
 #include "tidewell/base/PercentEncoding.h"
 #include "tidewell/platform/FileManager.h"
 #include "tidewell/posix/AtomicFile.h"
+#include "tidewell/posix/Descriptor.h"
+#include "tidewell/posix/FileFault.h"
 
 namespace tidewell::posix {
 
@@ -13,7 +19,9 @@ using platform::stringByAppendingPathComponent;
 Container::Container(std::string dataHome, std::string existing, std::string_view bundleIdentifier)
     : dataHome_(std::move(dataHome)),
       existing_(std::move(existing)),
-      bundle_(base::fileNameForIdentifier(bundleIdentifier)) {}
+      bundle_(base::fileNameForIdentifier(bundleIdentifier)) {
+  while (dataHome_.size() > 1 && dataHome_.ends_with('/')) dataHome_.pop_back();
+}
 
 std::string Container::userDefaultsFileOfGroup(std::string_view group) const {
   return preferencesFile(base::fileNameForIdentifier(group));
@@ -23,7 +31,28 @@ std::string Container::vendorFile(std::string_view vendor) const {
   return inKeychain(base::fileNameForIdentifier(vendor) + ".vendor");
 }
 
-std::error_code Container::makeFolder(const std::string& path) const { return makeFolders(path, existing_); }
+std::error_code Container::checkFolders(const std::string& path) const {
+  if (dataHome_.empty() || !path.starts_with(dataHome_)) return {};
+  if (!dataHome_.ends_with('/') && !path.substr(dataHome_.size()).starts_with('/')) return {};
+  for (auto slash = path.find('/', dataHome_.size() + 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    const std::string folder = path.substr(0, slash);
+    struct stat record {};
+    if (lstat(folder.c_str(), &record) != 0) return errno == ENOENT ? std::error_code() : lastError();
+    if (S_ISLNK(record.st_mode)) {
+      if (record.st_uid != geteuid()) return FileFault::ofAnotherUser;
+      if (stat(folder.c_str(), &record) != 0) return lastError();
+    }
+    if (!S_ISDIR(record.st_mode)) return std::make_error_code(std::errc::not_a_directory);
+    if (const auto failure = checkOwner(record)) return failure;
+  }
+  return {};
+}
+
+std::error_code Container::makeFolder(const std::string& path) const {
+  const auto failure = checkFolders(path + '/');
+  return failure ? failure : makeFolders(path, existing_);
+}
 
 std::string Container::inContainer(const std::string& name, std::string_view component) const {
   if (dataHome_.empty()) return {};

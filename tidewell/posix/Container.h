@@ -16,6 +16,9 @@ namespace tidewell::posix {
 ///     DATA_HOME/.tidewell-keychain/VENDOR.vendor          a vendor identifier, where there is no machine id
 ///
 /// Identifiers are percent-escaped, a leading full stop too, so that none of them leads elsewhere.
+///
+/// The folders below DATA_HOME are used only while they belong to the effective user and no other user may
+/// write them. DATA_HOME and what is above it are the user's to arrange, links included.
 class Container {
  public:
   /// `existing` is a folder that is never made, the user's home; "" for none.
@@ -28,7 +31,10 @@ class Container {
   [[nodiscard]] std::string keychainFile() const { return inKeychain(bundle_ + ".plist"); }
   [[nodiscard]] std::string vendorFile(std::string_view vendor) const;
 
-  /// Makes the folder and what is missing above it, mode 0700.
+  /// No error where every folder between DATA_HOME and the last component of `path` that exists may be used.
+  /// Paths elsewhere are not looked at. A link among them has to belong to the user, as what it leads to.
+  [[nodiscard]] std::error_code checkFolders(const std::string& path) const;
+  /// Makes the folder and what is missing above it, mode 0700, where the folders that exist may be used.
   [[nodiscard]] std::error_code makeFolder(const std::string& path) const;
 
  private:

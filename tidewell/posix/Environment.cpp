@@ -13,9 +13,13 @@
 #include <vector>
 
 #include "tidewell/platform/FileManager.h"
+#include "tidewell/posix/RaisedRights.h"
 
 namespace tidewell::posix {
 namespace {
+
+/// Variables by which libcurl and ICU are told to write or read files, and which they take from anyone.
+constexpr const char* kVariablesOfLibraries[] = {"SSLKEYLOGFILE", "ICU_DATA", "ICU_TIMEZONE_FILES_DIR"};
 
 /// The first of some variables that is set and not empty.
 std::string variable(std::initializer_list<const char*> names) {
@@ -31,7 +35,7 @@ std::string homeOfUserRecord() {
   passwd record{};
   passwd* found = nullptr;
   for (;;) {
-    const int error = getpwuid_r(getuid(), &record, buffer.data(), buffer.size(), &found);
+    const int error = getpwuid_r(geteuid(), &record, buffer.data(), buffer.size(), &found);
     if (error != ERANGE || buffer.size() >= kMaximumRecordBytes) break;
     buffer.resize(buffer.size() * 2);
   }
@@ -100,14 +104,23 @@ Certificates chooseCertificates(const std::string& option, const Environment& en
 
 Environment Environment::read() {
   Environment result;
-  result.home = variable({"HOME"});
+  const bool isTrusted = !hasRaisedRights();
+  if (isTrusted) {
+    result.home = variable({"HOME"});
+    result.dataHome = variable({"XDG_DATA_HOME"});
+  }
   if (!isAbsolute(result.home)) result.home = homeOfUserRecord();
   if (!isAbsolute(result.home)) result.home.clear();
-  result.dataHome = variable({"XDG_DATA_HOME"});
   if (!isAbsolute(result.dataHome)) {
     result.dataHomeIsOwn = false;
     result.dataHome =
         result.home.empty() ? "" : platform::stringByAppendingPathComponent(result.home, ".local/share");
+  }
+  if (!isTrusted) {
+    for (const char* name : kVariablesOfLibraries) {
+      if (std::getenv(name)) unsetenv(name);
+    }
+    return result;
   }
   if (const char* const zone = std::getenv("TZ")) result.timeZone = zone;
   result.certificateFile = variable({"SSL_CERT_FILE"});

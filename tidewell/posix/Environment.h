@@ -10,7 +10,9 @@
 namespace tidewell::posix {
 
 /// What the library takes from the process's environment, read once, at installation: reading later would
-/// race with a host that sets variables. Empty variables count as absent, but for `timeZone`.
+/// race with a host that sets variables. Empty variables count as absent, but for `timeZone`. In a process
+/// with raised rights they all do: the home is that of the effective user's record, and variables by which
+/// the libraries below would write or read files of the caller's choice are removed from the process.
 struct Environment {
   std::string home;           ///< absolute; of the user's record where HOME does not say; "" for none
   std::string dataHome;       ///< XDG_DATA_HOME where it is absolute; else below `home`; "" for none

@@ -1,7 +1,7 @@
-#include <dlfcn.h>
-
 #include <string>
 
+#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/posix/NeighbourModule.h"
 #include "tidewell/posix/TransferEngine.h"
 
 // For shared libraries: linking libcurl costs a host 4 ms and 6 MB before its `main`, so the part that needs
@@ -9,37 +9,17 @@
 namespace tidewell::posix {
 namespace {
 
-constexpr const char* kModuleName = "libTidewellUrlSession.so";
-
-/// The folder that this library was loaded from, with a slash at its end.
-std::string ownFolder() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&loadTransferEngine), &info) == 0 || info.dli_fname == nullptr)
-    return {};
-  const std::string file = info.dli_fname;
-  return file.substr(0, file.rfind('/') + 1);
-}
-
-std::string lastLoaderError() {
-  const char* text = dlerror();
-  return text != nullptr ? text : "unknown error";
-}
+base::NeverDestroyed<NeighbourModule> urlSession(reinterpret_cast<const void*>(&loadTransferEngine),
+                                                 "libTidewellUrlSession.so");
 
 }  // namespace
 
 TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
                                    std::string& problem) noexcept {
-  const std::string path = ownFolder() + kModuleName;
-  // Never closed, and not to be unloaded by anybody: its thread runs until the process ends.
-  void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (module == nullptr) {
-    problem = "the URL session cannot be loaded: " + lastLoaderError();
-    return nullptr;
-  }
   const auto make = reinterpret_cast<decltype(&tidewell_make_transfer_engine)>(
-      dlsym(module, "tidewell_make_transfer_engine"));
+      urlSession->function("tidewell_make_transfer_engine", problem));
   if (make == nullptr) {
-    problem = "the URL session cannot be loaded: " + lastLoaderError();
+    problem = "the URL session cannot be loaded: " + problem;
     return nullptr;
   }
   return make(TIDEWELL_VERSION_STRING, client, settings, problem);

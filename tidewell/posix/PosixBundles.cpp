@@ -37,7 +37,7 @@ PosixBundles::PosixBundles(const Options& options)
   const bool isNamed = !options.infoPlistPath.empty();
   const std::string path = isNamed ? absolutePath(options.infoPlistPath) : fileBesideExecutable();
   if (!path.empty()) {
-    PropertyListFile file = PropertyListFile::read(path);
+    PropertyListFile file = PropertyListFile::read(path, FileOwner::any);
     if (isNamed && file.isMissing) complaint_ = path + " does not exist";
     if (isNamed && file.error) complaint_ = path + ": " + file.error.message();
     if (isNamed && file.isCorrupt) complaint_ = path + " is no property list with a dictionary";

@@ -77,7 +77,7 @@ std::string targetOfLink(const std::string& path) {
 
 /// The rule at the end of a time-zone file (RFC 8536, section 3.3).
 std::string ruleOfZoneFile(const std::string& path) {
-  std::string contents = readFile(path, kMaximumZoneFileBytes).contents;
+  std::string contents = readFile(path, FileOwner::any, kMaximumZoneFileBytes).contents;
   if (!contents.starts_with("TZif") || !contents.ends_with('\n')) return {};
   contents.pop_back();
   return contents.substr(contents.rfind('\n') + 1);
@@ -88,7 +88,7 @@ std::string systemZoneText(const std::string& root) {
   std::string link = targetOfLink(root + "/etc/localtime");
   if (!link.empty()) return link;
   // A copy of the zone's file has no name in it.
-  std::string name = readFile(root + "/etc/timezone", kMaximumZoneFileBytes).contents;
+  std::string name = readFile(root + "/etc/timezone", FileOwner::any, kMaximumZoneFileBytes).contents;
   name.resize(std::min(name.find_first_of(" \t\r\n"), name.size()));
   return name.empty() ? ruleOfZoneFile(root + "/etc/localtime") : name;
 }

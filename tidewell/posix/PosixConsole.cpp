@@ -1,15 +1,12 @@
 #include "tidewell/posix/PosixConsole.h"
 
 #include <poll.h>
-#include <pthread.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -18,6 +15,7 @@
 #include <utility>
 
 #include "tidewell/posix/Fork.h"
+#include "tidewell/posix/SignalBlock.h"
 
 namespace tidewell::posix {
 namespace {
@@ -29,61 +27,14 @@ constexpr auto kLongestWait = std::chrono::milliseconds(100);
 /// stays where it is.
 constexpr std::size_t kLongestJoinedLine = 1024;
 
-/// Linux since 6.18: a write to a pipe or socket without reader fails, and sends no signal.
-constexpr int kWriteNoSignal = 0x100;
-
-/// Keeps SIGPIPE from this thread while a write runs, and takes away the one that it caused.
-class PipeSignalBlock {
- public:
-  PipeSignalBlock() {
-    sigemptyset(&pipe_);
-    sigaddset(&pipe_, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-    sigset_t pending;
-    // One can wait only where the host blocks the signal, too; it stays then.
-    wasPending_ = sigismember(&before_, SIGPIPE) == 1 && sigpending(&pending) == 0 &&
-                  sigismember(&pending, SIGPIPE) == 1;
-  }
-  ~PipeSignalBlock() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  PipeSignalBlock(const PipeSignalBlock&) = delete;
-  PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
-
-  void consume() {
-    const timespec none{};
-    if (!wasPending_) sigtimedwait(&pipe_, nullptr, &none);
-  }
-
- private:
-  sigset_t pipe_;
-  sigset_t before_;
-  bool wasPending_ = false;
-};
-
-/// `writev` for systems whose kernel cannot do without the signal.
-ssize_t writeBlockingSignal(int descriptor, const iovec* parts, int count) {
-  struct stat record {};
-  if (fstat(descriptor, &record) == 0 && !S_ISFIFO(record.st_mode) && !S_ISSOCK(record.st_mode)) {
-    return writev(descriptor, parts, count);
-  }
-  PipeSignalBlock block;
+/// `writev` that raises neither SIGPIPE (no reader) nor SIGXFSZ (a file at its limit).
+ssize_t writeWithoutSignal(int descriptor, const iovec* parts, int count) {
+  SignalBlock block{SIGPIPE, SIGXFSZ};
   const ssize_t written = writev(descriptor, parts, count);
   const int error = errno;
-  if (written < 0 && error == EPIPE) block.consume();
+  if (written < 0 && (error == EPIPE || error == EFBIG)) block.consume();
   errno = error;
   return written;
-}
-
-/// `writev` that never raises SIGPIPE.
-ssize_t writeWithoutSignal(int descriptor, const iovec* parts, int count) {
-#if defined(__linux__)
-  constinit static std::atomic<bool> kernelLacksIt{false};
-  if (!kernelLacksIt.load(std::memory_order_relaxed)) {
-    const ssize_t written = pwritev2(descriptor, parts, count, -1, kWriteNoSignal);
-    if (written >= 0 || (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL)) return written;
-    kernelLacksIt.store(true, std::memory_order_relaxed);
-  }
-#endif
-  return writeBlockingSignal(descriptor, parts, count);
 }
 
 /// Takes what is written off the parts. Whether something is left.

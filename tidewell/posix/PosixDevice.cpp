@@ -119,7 +119,8 @@ std::string PosixDevice::once(std::optional<std::string>& fact, LookUp lookUp) {
 }
 
 std::string PosixDevice::firstLine(std::string_view path) const {
-  const platform::FileContents file = readFile(systemRoot_ + std::string(path), kMaximumFactBytes);
+  const platform::FileContents file =
+      readFile(systemRoot_ + std::string(path), FileOwner::any, kMaximumFactBytes);
   const std::string_view contents = file.contents;
   return std::string(trimmed(contents.substr(0, contents.find('\n'))));
 }
@@ -140,6 +141,16 @@ std::string PosixDevice::lookUpVendorIdentifier() {
   return keptVendorIdentifier();
 }
 
+/// The identifier that is kept; no text for none, with the error where it cannot be read.
+platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path) const {
+  if (path.empty()) return {};
+  if (const auto failure = container_.checkFolders(path)) return {{}, failure};
+  platform::FileContents file = readFile(path, FileOwner::user, kMaximumFactBytes);
+  const std::string_view text = trimmed(file.contents);
+  file.contents = isUuid(text) ? std::string(text) : "";
+  return file;
+}
+
 /// The random identifier that all applications of the vendor share. Where it can be neither read nor kept,
 /// one for the life of the process; what cannot be read is not overwritten.
 std::string PosixDevice::keptVendorIdentifier() {
@@ -154,17 +165,23 @@ std::string PosixDevice::keptVendorIdentifier() {
     return {};  // no random bytes
   }
   const std::string path = container_.vendorFile(vendor_);
+  if (std::string kept = readVendorIdentifier(path).contents; !kept.empty()) return kept;
   std::error_code failure = path.empty() ? std::make_error_code(std::errc::no_such_file_or_directory)
                                          : container_.makeFolder(folderOf(path));
+  std::string notice;
   if (!failure) {
     const platform::LockResult lock = lockFile(path);
-    const platform::FileContents kept = readFile(path, kMaximumFactBytes);
-    const std::string_view text = trimmed(kept.contents);
-    if (isUuid(text)) return std::string(text);
-    failure = kept.error;
-    if (!failure || failure == std::errc::no_such_file_or_directory)
-      failure = replaceFile(path, fresh + "\n");
+    notice = noticeOfMissingLock(path, lock.error);
+    if (lock.isHeldByAnother()) failure = lock.error;
+    if (!failure) {
+      // Another process may have kept one by now.
+      platform::FileContents kept = readVendorIdentifier(path);
+      if (!kept.contents.empty()) return kept.contents;
+      failure = kept.error == std::errc::no_such_file_or_directory ? std::error_code() : kept.error;
+    }
+    if (!failure) failure = replaceFile(path, fresh + "\n");
   }
+  if (!notice.empty()) platform::report(notice);
   if (failure) {
     platform::report("The vendor identifier lives as long as this process: " +
                      (path.empty() ? "there is no home directory" : path + ": " + failure.message()));
@@ -201,7 +218,8 @@ std::optional<std::string> PosixDevice::systemVersion() {
 
 std::string PosixDevice::lookUpSystemVersion() const {
   for (const std::string_view path : {"/etc/os-release", "/usr/lib/os-release"}) {
-    const platform::FileContents file = readFile(systemRoot_ + std::string(path), kMaximumFactBytes);
+    const platform::FileContents file =
+        readFile(systemRoot_ + std::string(path), FileOwner::any, kMaximumFactBytes);
     std::string version = valueOfLine(file.contents, "VERSION_ID");
     if (isSaneModel(version)) return version;
   }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "tidewell/platform/Device.h"
+#include "tidewell/platform/FileManager.h"
 #include "tidewell/posix/Container.h"
 #include "tidewell/posix/Fork.h"
 
@@ -34,6 +35,7 @@ class PosixDevice final : public platform::Device {
 
   [[nodiscard]] std::string lookUpVendorIdentifier();
   [[nodiscard]] std::string keptVendorIdentifier();
+  [[nodiscard]] platform::FileContents readVendorIdentifier(const std::string& path) const;
   [[nodiscard]] std::string modelOfHardware();
   [[nodiscard]] std::string lookUpSystemVersion() const;
   [[nodiscard]] std::string firstLine(std::string_view path) const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,10 +13,13 @@
 namespace tidewell::posix {
 
 /// The file system. Relative paths are an error in every operation: nothing is ever left in the working
-/// folder.
+/// folder. Links are not followed where a path ends, and folders and files that are not the user's own, or
+/// that others may write, are errors.
 class PosixFileManager final : public platform::FileManager {
  public:
-  explicit PosixFileManager(Container container);
+  /// Takes a sentence to report once the caller holds no lock any more.
+  using ReportLater = std::function<void(std::string sentence)>;
+  explicit PosixFileManager(Container container, ReportLater reportLater = nullptr);
 
   /// The folder of the application's container, made where it is missing.
   [[nodiscard]] std::optional<std::string> pathForDirectory(platform::SearchPathDirectory directory) override;
@@ -29,7 +33,13 @@ class PosixFileManager final : public platform::FileManager {
   [[nodiscard]] platform::LockResult lockForPath(std::string_view path) override;
 
  private:
+  /// No error for a sound path in folders that may be used.
+  [[nodiscard]] std::error_code check(const std::string& path) const;
+  /// The reason why there is no folder for a path, where it is known; otherwise the error as it is.
+  [[nodiscard]] std::error_code withReason(std::error_code error, const std::string& path) const;
+
   const Container container_;
+  const ReportLater reportLater_;
 };
 
 }  // namespace tidewell::posix

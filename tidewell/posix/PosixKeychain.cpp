@@ -58,10 +58,11 @@ template <class Operation>
 PosixKeychain::Outcome PosixKeychain::changeFile(Operation operation) {
   if (const auto failure = container_.makeFolder(folderOf(path_))) return {failure};
   const platform::LockResult lock = lockFile(path_);
-  if (lock.error && !hasNoLocks(lock.error)) return {lock.error};
-  PropertyListFile file = PropertyListFile::read(path_);
+  if (lock.error && !cannotBeLocked(lock.error)) return {lock.error};
+  PropertyListFile file = PropertyListFile::read(path_, FileOwner::user);
   if (file.error) return {file.error};
   Outcome outcome;
+  outcome.notice = noticeOfMissingLock(path_, lock.error);
   outcome.wasCorrupt = file.isCorrupt;
   if (file.isCorrupt) outcome.failure = keepAside(path_);
   if (outcome.failure) return outcome;
@@ -84,6 +85,7 @@ std::int32_t PosixKeychain::change(Operation operation) {
   } catch (const std::exception&) {
     return platform::errSecParam;  // text that a property list cannot carry
   }
+  if (!outcome.notice.empty()) platform::report(outcome.notice);
   if (outcome.wasCorrupt) {
     platform::report("The keychain store " + path_ + " cannot be understood; it is kept as " + path_ +
                      ".corrupt");
@@ -118,9 +120,12 @@ std::int32_t PosixKeychain::itemAdd(const base::Dictionary& attributes) {
 std::int32_t PosixKeychain::itemCopyMatching(const base::Dictionary& query, base::Data& result) {
   if (!isValid(query)) return platform::errSecParam;
   if (path_.empty()) return platform::errSecNotAvailable;
-  const PropertyListFile file = PropertyListFile::read(path_);
-  if (file.error) {
-    reportFailure(path_, file.error);
+  std::error_code failure = container_.checkFolders(path_);
+  PropertyListFile file;
+  if (!failure) file = PropertyListFile::read(path_, FileOwner::user);
+  if (!failure) failure = file.error;
+  if (failure) {
+    reportFailure(path_, failure);
     return platform::errSecIO;
   }
   for (const base::Value& each : itemsOf(file.contents)) {

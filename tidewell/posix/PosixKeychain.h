@@ -30,6 +30,7 @@ class PosixKeychain final : public platform::Keychain {
     std::error_code failure;
     std::int32_t status = platform::errSecSuccess;
     bool wasCorrupt = false;
+    std::string notice{};  ///< to report; "" for none
   };
   /// `operation` changes the items and answers a status; they are written where it is `errSecSuccess`.
   template <class Operation>

@@ -45,7 +45,7 @@ struct PosixPlatform::State {
       : options(std::move(given)),
         container(makeContainer(options, environment)),
         standardUserDefaults(container, container.userDefaultsFile()),
-        fileManager(container),
+        fileManager(container, [this](std::string sentence) { reportLater(std::move(sentence)); }),
         keychain(container),
         device(container, options.systemRoot, options.bundleIdentifier),
         bundles(options),
@@ -90,6 +90,11 @@ struct PosixPlatform::State {
     const std::lock_guard lock(suitesMutex);
     const auto found = suites.find(name);
     return found == suites.end() ? nullptr : found->second;
+  }
+
+  /// Reports on a thread that holds no lock of the caller's.
+  void reportLater(std::string sentence) {
+    globalQueue.async([sentence = std::move(sentence)] { platform::report(sentence); });
   }
 
   void post(std::string_view notification) {

@@ -13,9 +13,10 @@ namespace tidewell::posix {
 ///
 /// Nothing is read before the first question and nothing is written but by `synchronize`, and then only what
 /// this process changed. What another process wrote is seen by the next read: each read asks the system
-/// whether the file was replaced since (one system call). A reader never waits for a writer. A file that
-/// cannot be read for a passing reason is never overwritten: what was changed stays in memory until it can
-/// be.
+/// whether the file or its folder changed since (two system calls). A reader never waits for a writer. A file
+/// that cannot be read for a passing reason is never overwritten: what was changed stays in memory until it
+/// can be. While another process holds the file's lock, changes are kept in files beside it, which every
+/// reader sees and the next writer merges.
 class PosixUserDefaults final : public platform::UserDefaults {
  public:
   /// `path` is "" on a machine without a home: changes then live as long as the process.

@@ -9,9 +9,9 @@
 
 namespace tidewell::posix {
 
-PropertyListFile PropertyListFile::read(const std::string& path) {
+PropertyListFile PropertyListFile::read(const std::string& path, FileOwner owner) {
   PropertyListFile result;
-  const platform::FileContents file = readFile(path, base::kMaximumPropertyListBytes);
+  const platform::FileContents file = readFile(path, owner, base::kMaximumPropertyListBytes);
   if (file.error) {
     result.isMissing = file.error == std::errc::no_such_file_or_directory;
     if (!result.isMissing) result.error = file.error;

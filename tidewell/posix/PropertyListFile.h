@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "tidewell/base/Value.h"
+#include "tidewell/posix/AtomicFile.h"
 
 // Internal to the posix layer: not installed.
 namespace tidewell::posix {
@@ -17,7 +18,7 @@ struct PropertyListFile {
   /// The file held something else than a property list with a dictionary.
   bool isCorrupt = false;
 
-  [[nodiscard]] static PropertyListFile read(const std::string& path);
+  [[nodiscard]] static PropertyListFile read(const std::string& path, FileOwner owner);
 };
 
 /// Keeps a file that cannot be understood as "PATH.corrupt", so that nothing of it is overwritten. Call it

@@ -456,6 +456,14 @@ int paths(const Arguments&) {
   return 0;
 }
 
+/// chdir: a life in another working folder than that of the start of the process.
+int changeFolder(const Arguments&) {
+  installed();
+  require(chdir("/") == 0, "another folder");
+  startAndSync();
+  return 0;
+}
+
 /// idle: everything has started, and has nothing to do.
 int idle(const Arguments&) {
   installed();
@@ -524,6 +532,7 @@ const std::map<std::string, int (*)(const Arguments&)> kCases{
     {"locale", locale},
     {"setenv", changingEnvironment},
     {"paths", paths},
+    {"chdir", changeFolder},
     {"idle", idle},
     {"clock", clockSteps},
     {"small-stack", smallStack},
