@@ -86,7 +86,7 @@ function(tidewell_pkg_config name library description requires requires_private)
 endfunction()
 tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, networking, identity and logging" ""
                     "liburiparser icu-uc icu-i18n libcrypto")
-tidewell_pkg_config(tidewell-posix TidewellPosix "Tidewell Core on a headless POSIX system" "tidewell-core" "libcurl libcrypto")
+tidewell_pkg_config(tidewell-posix TidewellPosix "Tidewell Core on a headless POSIX system" "tidewell-core" "libcurl libssl libcrypto zlib libbrotlidec")
 if(TARGET TidewellDesktop)
   set(desktop_libraries "gtk4 gio-unix-2.0 libsecret-1")
   if(NOT BUILD_SHARED_LIBS)

@@ -29,9 +29,12 @@ const Reply kReplies[] = {
     {"kind=oversized:67108864", Outcome::fails},
     {"kind=oversized:3145729", Outcome::fails},  // more than a configuration may have
     {"kind=gzip-bomb:1073741824", Outcome::fails},
+    {"kind=encoding:gzip,bytes=12", Outcome::fails},
     {"kind=wrong-authority", Outcome::fails},
     {"kind=drip:1", Outcome::merges},
     {"kind=encoding:gzip", Outcome::merges},
+    {"kind=surplus:7", Outcome::merges},
+    {R"({"kind": "late-reply", "interval": 0, "status": 200, "body": "{\"e_b_c\": 6}"})", Outcome::merges},
     {withBody(R"({\"e_b_c\": 5, \"e_b_c\": 6, \"e_b_c\": []})"), Outcome::merges},  // the first counts
     {withBody(R"({\"a_s\": 7, \"b_e\": \"x\", \"le_tkn\": {}, \"e_b_c\": \"5x\"})"), Outcome::merges},
     {"kind=not-json", Outcome::defaults},

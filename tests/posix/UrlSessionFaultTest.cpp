@@ -33,12 +33,19 @@ constexpr FaultCase kFaultCases[] = {
      platform::kUrlErrorCannotDecodeContentData, true},
     {R"({"kind": "reply", "headers": {"Content-Encoding": "gzip"}, "body": "not gzip at all"})",
      platform::kUrlErrorCannotDecodeContentData, true},
+    {"kind=encoding:gzip,bytes=12", platform::kUrlErrorCannotDecodeContentData, true},
+    {"kind=encoding:gzip,bytes=24", platform::kUrlErrorCannotDecodeContentData, true},  // of 25
+    {"kind=encoding:deflate,bytes=4", platform::kUrlErrorCannotDecodeContentData, true},
+    {"kind=encoding:br,bytes=3", platform::kUrlErrorCannotDecodeContentData, true},
+    {R"({"kind": "encoding", "bytes": 12, "headers": {"Transfer-Encoding": "gzip"}})",
+     platform::kUrlErrorBadServerResponse, true},
     {"kind=not-json", 0, true},
     {"kind=empty", 0, true},
     {"kind=nesting:100000", 0, true},
     {"kind=wrong-authority", platform::kUrlErrorServerCertificateUntrusted, false},
     {"kind=wrong-host-name", platform::kUrlErrorServerCertificateUntrusted, false},
     {"kind=expired", platform::kUrlErrorServerCertificateUntrusted, false},
+    {"kind=common-name-only", platform::kUrlErrorServerCertificateUntrusted, false},
     {"kind=garbage", platform::kUrlErrorSecureConnectionFailed, false},
     {"kind=silent-handshake", platform::kUrlErrorTimedOut, false},
 };
@@ -110,11 +117,18 @@ TEST_F(UrlSessionFaultTest, ACaFileThatCannotBeReadIsNamed) {
   EXPECT_NE(std::string::npos, result.error->description().find("/nonexistent/authorities.pem"));
 }
 
-TEST_F(UrlSessionFaultTest, HeadersWithoutEndAreNotCollected) {
-  StandInFault reply = fault("kind=reply");
-  reply.headers.assign(5000, {"X-Filler", std::string(100, 'x')});
-  backend.setFault(reply);
-  EXPECT_EQ(platform::kUrlErrorDataLengthExceedsMaximum, codeOf(fetch()));
+TEST_F(UrlSessionFaultTest, HeadersAndExtensionsWithoutEndAreNotReadForEver) {
+  configuration.timeoutIntervalForRequest = configuration.timeoutIntervalForResource = 60;
+  StandInFault many = fault("kind=reply");
+  many.headers.assign(5000, {"X-Filler", std::string(100, 'x')});
+  StandInFault one = fault("kind=reply");
+  one.headers = {{"X-Filler", std::string(250'000, 'x')}};
+  for (const StandInFault& endless : {many, one, fault("kind=endless-extension")}) {
+    backend.setFault(endless);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(platform::kUrlErrorDataLengthExceedsMaximum, codeOf(fetch()));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+  }
 }
 
 }  // namespace

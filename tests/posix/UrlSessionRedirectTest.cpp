@@ -59,6 +59,21 @@ TEST_F(UrlSessionTest, HeadersOfOneHostDoNotTravelToAnotherAndDoNotComeBack) {
   EXPECT_EQ("elsewhere.example", received[2].serverName);
 }
 
+TEST_F(UrlSessionTest, ABodyDoesNotTravelToAnotherHost) {
+  for (const int status : {307, 308}) {
+    backend.setFault(redirect(status, "https://elsewhere.example/"));
+    backend.clearRequests();
+    platform::UrlRequest asked = request();
+    asked.setHTTPMethod("POST");
+    asked.setHTTPBody("identifiers");
+    const platform::UrlTaskResult result = fetch(asked);
+    ASSERT_FALSE(result.error) << result.error->description();
+    EXPECT_EQ(status, result.response->statusCode);
+    EXPECT_EQ("https://shop.example/page", result.response->url);
+    EXPECT_EQ(1u, backend.requestCount());
+  }
+}
+
 TEST_F(UrlSessionTest, TwentyRedirectsAreFollowedAndOneMoreIsTooMany) {
   backend.setFault(redirect(302, "", 20));
   EXPECT_EQ("hello", bodyOf(fetch()));
@@ -69,7 +84,10 @@ TEST_F(UrlSessionTest, TwentyRedirectsAreFollowedAndOneMoreIsTooMany) {
 TEST_F(UrlSessionTest, ARedirectLeavesHttpsForNothing) {
   for (const char* target : {"http://shop.example/", "ftp://shop.example/", "file:///etc/passwd"}) {
     backend.setFault(redirect(302, target));
-    EXPECT_EQ(platform::kUrlErrorUnsupportedUrl, codeOf(fetch())) << target;
+    const platform::UrlTaskResult result = fetch();
+    EXPECT_EQ(platform::kUrlErrorUnsupportedUrl, codeOf(result)) << target;
+    ASSERT_TRUE(result.response);
+    EXPECT_EQ("https://shop.example/page", result.response->url);
   }
   backend.setFault(redirect(302, "https://"));
   EXPECT_EQ(platform::kUrlErrorBadUrl, codeOf(fetch()));

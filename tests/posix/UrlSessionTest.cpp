@@ -85,6 +85,62 @@ TEST_F(UrlSessionTest, RequestsOneAfterTheOtherShareAConnection) {
   EXPECT_EQ(1u, backend.connectionCount());
 }
 
+TEST_F(UrlSessionTest, BytesThatNoRequestAskedForAreNeverAReply) {
+  struct Case {
+    std::string fault;
+    bool comesLater = false;
+    int status = 200;
+  };
+  const std::string stolen = R"(, "status": 200, "body": "stolen", "times": 1})";
+  const Case cases[] = {
+      {"kind=surplus:5,times=1"},
+      {"kind=surplus:100000,times=1"},
+      {R"({"kind": "late-reply", "interval": 0)" + stolen},
+      {R"({"kind": "late-reply", "interval": 1)" + stolen, true},
+      {"kind=late-reply:1,times=1", true},
+      {"kind=stray-bytes:1,times=1", true},
+      {R"({"kind": "reply", "status": 204, "times": 1, "body": ")" + std::string(50'000, 'x') + "\"}", false,
+       204},
+  };
+  configuration.httpsOnly = false;
+  const auto session = makeSession();
+  for (const char* path : {"/1", "/2", "/3"}) backend.setResource(path, path, "text/plain");
+  for (const std::string scheme : {"https", "http"}) {
+    const std::string host = scheme + "://shop.example";
+    for (const auto& [text, comesLater, status] : cases) {
+      SCOPED_TRACE(scheme + " " + text.substr(0, 100));
+      backend.setFault(fault(text));
+      const platform::UrlTaskResult first = send(*session, request(host + "/1")).get();
+      ASSERT_EQ(0, codeOf(first));
+      EXPECT_EQ(status, first.response->statusCode);
+      EXPECT_EQ(status == 200 ? "/1" : "", bodyOf(first));
+      if (comesLater) waitForUnreadBytes();
+      for (const char* path : {"/2", "/3"})
+        EXPECT_EQ(path, bodyOf(send(*session, request(host + path)).get()));
+    }
+  }
+}
+
+TEST_F(UrlSessionTest, ARequestIsSentOnceWhateverBecomesOfAKeptConnection) {
+  const auto session = makeSession();
+  for (const char* method : {"POST", "GET"}) {
+    for (const char* end : {"kind=close,times=1", "kind=reset,times=1"}) {
+      SCOPED_TRACE(std::string(method) + " " + end);
+      platform::UrlRequest asked = request();
+      asked.setHTTPMethod(method);
+      ASSERT_EQ(0, codeOf(send(*session, asked).get()));
+      backend.clearRequests();
+      backend.setFault(fault(end));
+      EXPECT_EQ(platform::kUrlErrorNetworkConnectionLost, codeOf(send(*session, asked).get()));
+      EXPECT_EQ(1u, backend.requestCount());
+      EXPECT_EQ(0, codeOf(send(*session, asked).get()));
+      backend.addFault(fault("kind=expired,host=other.example"));  // ends the connection while it is idle
+      EXPECT_EQ(0, codeOf(send(*session, asked).get()));
+      EXPECT_EQ(3u, backend.requestCount());
+    }
+  }
+}
+
 TEST_F(UrlSessionTest, ManyAtOnceAllCompleteOnceAndOpenNoMoreThan64Connections) {
   const auto session = makeSession();
   std::vector<std::future<platform::UrlTaskResult>> replies;

@@ -1,6 +1,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
@@ -35,6 +39,7 @@ class UrlSessionTest : public PosixTest {
     given.caFile = backend.caFile();
     for (const char* host : {"shop.example", "elsewhere.example"}) {
       given.connectionOverrides.push_back({host, 443, "127.0.0.1", backend.port()});
+      given.connectionOverrides.push_back({host, 80, "127.0.0.1", backend.port()});
     }
     configuration.timeoutIntervalForRequest = 10;
     configuration.timeoutIntervalForResource = 60;
@@ -70,6 +75,23 @@ class UrlSessionTest : public PosixTest {
   void waitForRequests(std::size_t count) const {
     for (int i = 0; i < 10'000 && backend.requestCount() < count; ++i) usleep(1000);
     EXPECT_EQ(count, backend.requestCount());
+  }
+
+  /// Waits until bytes of the backend lie unread in a socket of this process.
+  void waitForUnreadBytes() const {
+    for (int i = 0; i < 10'000; ++i, usleep(1000)) {
+      for (int descriptor = 3; descriptor < 1024; ++descriptor) {
+        sockaddr_in peer{};
+        socklen_t length = sizeof peer;
+        int unread = 0;
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+            ntohs(peer.sin_port) == backend.port() && ioctl(descriptor, FIONREAD, &unread) == 0 &&
+            unread > 0) {
+          return;
+        }
+      }
+    }
+    ADD_FAILURE() << "the backend sends nothing";
   }
 
   static tidewell::testing::StandInBackendOptions backendOptions() {

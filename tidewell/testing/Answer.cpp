@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <string_view>
+#include <utility>
 
 #include "tidewell/testing/HttpText.h"
 
@@ -12,6 +13,7 @@ namespace {
 
 // Each byte of a nesting stands twice in the body, which is made whole.
 constexpr std::uint64_t kMaximumNesting = 16u << 20;
+constexpr std::uint64_t kMaximumSurplus = 16u << 20;
 
 bool hasNoBody(int status) { return status == 204 || status == 304; }
 
@@ -79,9 +81,35 @@ class Head {
   std::string text_;
 };
 
+/// A whole reply that belongs to no request.
+std::string unaskedReply(const StandInFault& fault) {
+  Answer answer;
+  answer.status = fault.status != 0 ? fault.status : 408;
+  answer.headers = fault.headers;
+  answer.text = fault.body.value_or("");
+  Head head(answer);
+  head.addUsual("Content-Type", answer.contentType);
+  head.addUsual("Content-Length", std::to_string(answer.text.size()));
+  return head.finished() + answer.text;
+}
+
+/// Until the client goes.
+bool sendEndlessExtension(HttpConnection& connection, std::string pending) {
+  pending += "5;";
+  do {
+    pending.append(16u << 10, 'x');
+  } while (connection.write(std::exchange(pending, {})));
+  return false;
+}
+
 }  // namespace
 
 Answer withFault(Answer answer, const StandInFault& fault, const std::string& requestTarget) {
+  if (fault.kind == StandInFaultKind::lateReply) {  // whose particulars are those of the other reply
+    answer.surplus = unaskedReply(fault);
+    answer.surplusDelay = fault.interval;
+    return answer;
+  }
   if (fault.status != 0) answer.status = fault.status;
   if (fault.body) answer.text = *fault.body;
   answer.headers = fault.headers;
@@ -110,6 +138,9 @@ Answer withFault(Answer answer, const StandInFault& fault, const std::string& re
       break;
     case StandInFaultKind::encoding:
       answer.text = encodedText(answer.text, fault.encoding);
+      if (fault.bytes > 0 && fault.bytes < answer.text.size()) {
+        answer.text.resize(static_cast<std::size_t>(fault.bytes));
+      }
       answer.headers.emplace_back("Content-Encoding", fault.encoding);
       break;
     case StandInFaultKind::notJson:
@@ -123,6 +154,20 @@ Answer withFault(Answer answer, const StandInFault& fault, const std::string& re
       answer.text = std::string(depth, '[') + std::string(depth, ']');
       break;
     }
+    case StandInFaultKind::reply:
+      if (hasNoBody(answer.status)) answer.surplus = answer.text;
+      break;
+    case StandInFaultKind::surplus:
+      answer.surplus.assign(static_cast<std::size_t>(std::min(fault.bytes, kMaximumSurplus)), 'x');
+      break;
+    case StandInFaultKind::strayBytes:
+      answer.surplus = "\r\n";
+      answer.surplusDelay = fault.interval;
+      break;
+    case StandInFaultKind::endlessExtension:
+      answer.framing = StandInFraming::chunked;
+      answer.endlessExtension = true;
+      break;
     default:
       break;  // as usual, or never sent
   }
@@ -155,21 +200,29 @@ bool sendAnswer(HttpConnection& connection, Answer answer, bool keepAlive) {
   }
   if (!keep) head.addUsual("Connection", "close");
 
-  // Head and first piece go out together: one packet, and one TLS record, for an ordinary answer.
+  // Head and first piece go out together, and so do the last piece and what follows: one packet, and one TLS
+  // record, for an ordinary answer.
   std::string pending = head.finished();
+  if (answer.endlessExtension) return sendEndlessExtension(connection, std::move(pending));
   std::string piece;
   std::uint64_t left = cut ? *answer.cutAfter : UINT64_MAX;
+  bool holdsPiece = false;
   while (!bodyless && left > 0 && source.next(piece)) {
+    if (holdsPiece && !send(connection, std::exchange(pending, {}), answer.byteInterval)) return false;
+    holdsPiece = true;
     if (piece.size() > left) piece.resize(static_cast<std::size_t>(left));
     left -= piece.size();
     if (chunked) pending += hexadecimal(piece.size()) + "\r\n";
     pending += piece;
     if (chunked) pending += "\r\n";
-    if (!send(connection, pending, answer.byteInterval)) return false;
-    pending.clear();
   }
   if (chunked && !bodyless && !cut) pending += "0\r\n\r\n";
-  return send(connection, pending, answer.byteInterval) && keep;
+  if (answer.surplusDelay == std::chrono::milliseconds(0)) {
+    pending += answer.surplus;
+    return send(connection, pending, answer.byteInterval) && keep;
+  }
+  return send(connection, pending, answer.byteInterval) && keep && connection.pause(answer.surplusDelay) &&
+         connection.write(answer.surplus);
 }
 
 }  // namespace tidewell::testing

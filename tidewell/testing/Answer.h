@@ -23,6 +23,9 @@ struct Answer {
   StandInFraming framing = StandInFraming::contentLength;  ///< chunked, where the length is not known
   std::optional<std::uint64_t> cutAfter;      ///< after so many bytes of the body the connection ends
   std::chrono::milliseconds byteInterval{0};  ///< between two bytes; 0 sends as fast as it goes
+  std::string surplus;  ///< bytes that follow the answer although they are no part of it
+  std::chrono::milliseconds surplusDelay{0};  ///< 0: together with the end of the answer
+  bool endlessExtension = false;              ///< in place of the body
 };
 
 /// Turns the usual answer into the one that a fault wants. `requestTarget` is where a redirect without a

@@ -112,7 +112,10 @@ std::string alternativeNames(const std::vector<std::string>& hosts) {
   return names;
 }
 
-Identity makeServer(const Identity& authority, const std::vector<std::string>& hosts, Validity validity) {
+enum class HostNames { alternative, commonOnly };
+
+Identity makeServer(const Identity& authority, const std::vector<std::string>& hosts, Validity validity,
+                    HostNames names = HostNames::alternative) {
   X509* issuer = authority.certificate.get();
   Identity server = newIdentity(hosts.front(), validity, issuer);
   X509* certificate = server.certificate.get();
@@ -121,7 +124,9 @@ Identity makeServer(const Identity& authority, const std::vector<std::string>& h
   addExtension(certificate, issuer, NID_ext_key_usage, "serverAuth");
   addExtension(certificate, issuer, NID_subject_key_identifier, "hash");
   addExtension(certificate, issuer, NID_authority_key_identifier, "keyid:always");
-  addExtension(certificate, issuer, NID_subject_alt_name, alternativeNames(hosts));
+  if (names == HostNames::alternative) {
+    addExtension(certificate, issuer, NID_subject_alt_name, alternativeNames(hosts));
+  }
   require(X509_sign(certificate, authority.key.get(), EVP_sha256()) != 0, "cannot sign a certificate");
   return server;
 }
@@ -275,6 +280,15 @@ Certificates::Certificates(const std::filesystem::path& folder, const std::vecto
   wrongAuthority_ = makeContext(makeServer(makeAuthority("Another authority"), hosts, {-kDay, kServerLife}));
   wrongHostName_ = makeContext(makeServer(*authority, {"wrong.host.invalid"}, {-kDay, kServerLife}));
   expired_ = makeContext(makeServer(*authority, hosts, {-2 * kDay, -kDay}));
+  for (const std::string& host : hosts) {
+    commonNameOnly_[host] =
+        makeContext(makeServer(*authority, {host}, {-kDay, kServerLife}, HostNames::commonOnly));
+  }
+}
+
+SSL_CTX* Certificates::commonNameOnly(std::string_view host) const {
+  const auto found = commonNameOnly_.find(host);
+  return found == commonNameOnly_.end() ? right() : found->second.get();
 }
 
 }  // namespace tidewell::testing

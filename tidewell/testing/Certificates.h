@@ -3,8 +3,11 @@
 #include <openssl/ssl.h>
 
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tidewell::testing {
@@ -31,6 +34,8 @@ class Certificates {
   [[nodiscard]] SSL_CTX* wrongAuthority() const { return wrongAuthority_.get(); }
   [[nodiscard]] SSL_CTX* wrongHostName() const { return wrongHostName_.get(); }
   [[nodiscard]] SSL_CTX* expired() const { return expired_.get(); }
+  /// For one of the hosts; otherwise the right one.
+  [[nodiscard]] SSL_CTX* commonNameOnly(std::string_view host) const;
 
  private:
   std::filesystem::path authorityFile_;
@@ -38,6 +43,7 @@ class Certificates {
   SslContext wrongAuthority_;
   SslContext wrongHostName_;
   SslContext expired_;
+  std::map<std::string, SslContext, std::less<>> commonNameOnly_;
 };
 
 /// Replaces a file whole, readable by the owner only. Throws `std::runtime_error`.

@@ -100,6 +100,13 @@ void HttpConnection::prepare(SSL_CTX* context) {
                         reinterpret_cast<void (*)()>(&HttpConnection::chooseCertificate));
 }
 
+bool HttpConnection::beginsWithTls() const {
+  constexpr char handshake = 22;
+  char first = 0;
+  return wait(POLLIN, kForever) != Wait::ready || ::recv(socket_, &first, 1, MSG_PEEK) != 1 ||
+         first == handshake;
+}
+
 bool HttpConnection::startTls(SSL_CTX* context, std::function<SSL_CTX*(std::string_view)> choose) {
   choose_ = std::move(choose);
   tls_ = SSL_new(context);

@@ -47,6 +47,8 @@ class HttpConnection {
 
   /// Readies a context, once, before connections use it.
   static void prepare(SSL_CTX* context);
+  /// Whether the client begins with a TLS handshake. Waits for its first byte.
+  [[nodiscard]] bool beginsWithTls() const;
   /// Does the server's half of the TLS handshake. `choose` gets the name that the client asks for ("" without
   /// one) and answers with the certificate to show.
   bool startTls(SSL_CTX* context, std::function<SSL_CTX*(std::string_view serverName)> choose);

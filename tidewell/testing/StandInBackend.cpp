@@ -356,7 +356,7 @@ class StandInBackend::Server {
       return;
     }
     const auto choose = [this](std::string_view serverName) { return certificateFor(serverName); };
-    if (!connection.startTls(certificates_.right(), choose)) return;
+    if (connection.beginsWithTls() && !connection.startTls(certificates_.right(), choose)) return;
     while (serveRequest(worker)) {
     }
   }
@@ -373,6 +373,8 @@ class StandInBackend::Server {
         return certificates_.wrongAuthority();
       case StandInFaultKind::wrongHostName:
         return certificates_.wrongHostName();
+      case StandInFaultKind::commonNameOnly:
+        return certificates_.commonNameOnly(serverName);
       default:
         return certificates_.expired();
     }

@@ -27,17 +27,25 @@ enum class StandInFaultKind {
                ///< which makes a loop, or with `times` a chain
   oversized,   ///< "oversized": a JSON object of `bytes` bytes, made while it is sent
   gzipBomb,    ///< "gzip-bomb": a gzip body that decodes to a JSON object of `bytes` bytes
-  encoding,    ///< "encoding": the usual body in the content encoding `encoding`: gzip, deflate, br
+  encoding,    ///< "encoding": the usual body in the content encoding `encoding`: gzip, deflate, br; of the
+               ///< result only the first `bytes` bytes, if set, as if they were all
   notJson,     ///< "not-json": status 200 and a body that is not JSON
   empty,       ///< "empty": status 200 and no body
   nesting,     ///< "nesting": arrays nested `bytes` deep
-  reply,       ///< "reply": `status`, `headers` and `body` as given
+  reply,       ///< "reply": `status`, `headers` and `body` as given; a body with status 204 too
+  surplus,     ///< "surplus": answers as usual, with `bytes` bytes more than announced
+  strayBytes,  ///< "stray-bytes": answers as usual, and sends an empty line `interval` later
+  lateReply,   ///< "late-reply": answers as usual, and sends one more reply `interval` later: 408, or
+               ///< `status`,
+               ///< `headers` and `body`. With these three kinds the connection stays open
+  endlessExtension,  ///< "endless-extension": a chunked body whose first chunk extension does not end
 
   // Met by a new connection, before its first request: only `host` (the name that TLS asks for) can narrow
-  // the first three, nothing the last two.
+  // the first four, nothing the last two.
   wrongAuthority,   ///< "wrong-authority": a certificate that another authority has signed
   wrongHostName,    ///< "wrong-host-name": a certificate for another host
   expired,          ///< "expired": a certificate that ran out a day ago
+  commonNameOnly,   ///< "common-name-only": a certificate without alternative names
   garbage,          ///< "garbage": bytes that are not TLS
   silentHandshake,  ///< "silent-handshake": accepts the connection and never says anything
 };
@@ -76,9 +84,9 @@ struct TIDEWELL_EXPORT StandInFault {
 
   /// Reads `service=0,kind=status:500,times=2`, or a JSON object with the same keys (which can carry
   /// `headers` and bodies with commas). What stands after the colon is the kind's own particular: status of
-  /// "status", milliseconds of "delay" and "drip", bytes of "truncation", "oversized", "gzip-bomb" and
-  /// "nesting", location of "redirect", encoding of "encoding". Nothing, and a sentence in `problem`, for
-  /// anything else.
+  /// "status", milliseconds of "delay", "drip", "stray-bytes" and "late-reply", bytes of "truncation",
+  /// "oversized", "gzip-bomb", "nesting" and "surplus", location of "redirect", encoding of "encoding". No
+  /// value, and a sentence in `problem`, for anything else.
   [[nodiscard]] static std::optional<StandInFault> parse(std::string_view text, std::string& problem);
   /// The JSON object that `parse` reads.
   [[nodiscard]] std::string json() const;

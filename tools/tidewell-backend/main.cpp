@@ -19,9 +19,11 @@
 
 namespace {
 
+using tidewell::testing::nameOfFaultKind;
 using tidewell::testing::StandInBackend;
 using tidewell::testing::StandInBackendOptions;
 using tidewell::testing::StandInFault;
+using tidewell::testing::StandInFaultKind;
 using tidewell::testing::StandInRequest;
 
 struct CommandLine {
@@ -40,6 +42,14 @@ std::string usualFolder() {
     return std::string(home) + "/.local/share/tidewell-backend";
   }
   return {};  // a temporary one
+}
+
+std::string kindsOfFaults() {
+  std::string names;
+  for (int kind = 0; kind <= static_cast<int>(StandInFaultKind::silentHandshake); ++kind) {
+    names.append(names.empty() ? "" : ", ").append(nameOfFaultKind(static_cast<StandInFaultKind>(kind)));
+  }
+  return names;
 }
 
 /// The exit status where the program shall not run.
@@ -68,7 +78,8 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
   app.add_option(
          "--fault", line.faults,
          "misbehave, for instance service=0,kind=status:500,times=2 (may be repeated; docs/backend.md "
-         "lists the kinds)")
+         "explains the kinds: " +
+             kindsOfFaults() + ")")
       ->allow_extra_args(false);
   app.add_option("--directory", line.backend.directory,
                  "folder of the certificate authority and the server's key, made at the first run")

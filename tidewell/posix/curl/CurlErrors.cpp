@@ -24,6 +24,14 @@ bool wasRefusedByProxy(CURL* handle) {
   return status >= 300;
 }
 
+/// libcurl bounds a header line (at 100 KB) and calls a longer one "out of memory". Where the reply has
+/// begun, that is by far the likelier reason.
+bool isAboutHeader(CURL* handle) {
+  curl_off_t began = 0;
+  curl_easy_getinfo(handle, CURLINFO_STARTTRANSFER_TIME_T, &began);
+  return began > 0;
+}
+
 std::int64_t codeOf(CURLcode code, CURL* handle) {
   switch (code) {
     case CURLE_UNSUPPORTED_PROTOCOL:
@@ -71,6 +79,8 @@ std::int64_t codeOf(CURLcode code, CURL* handle) {
       return platform::kUrlErrorBadServerResponse;
     case CURLE_BAD_CONTENT_ENCODING:
       return platform::kUrlErrorCannotDecodeContentData;
+    case CURLE_OUT_OF_MEMORY:
+      return isAboutHeader(handle) ? platform::kUrlErrorDataLengthExceedsMaximum : platform::kUrlErrorUnknown;
     case CURLE_FILESIZE_EXCEEDED:
       return platform::kUrlErrorDataLengthExceedsMaximum;
     default:

@@ -1,7 +1,5 @@
 #include "tidewell/posix/curl/CurlTransfer.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -10,7 +8,9 @@
 #include "tidewell/base/Data.h"
 #include "tidewell/posix/UrlErrors.h"
 #include "tidewell/posix/curl/CurlErrors.h"
+#include "tidewell/posix/curl/HeaderText.h"
 #include "tidewell/posix/curl/Redirect.h"
+#include "tidewell/posix/curl/TlsLayer.h"
 
 namespace tidewell::posix {
 namespace {
@@ -21,16 +21,19 @@ constexpr curl_off_t kMaximumReserve = 256 << 10;
 /// Cookies live as long as the process, and a server may set fifty with each reply.
 constexpr std::size_t kMaximumCookies = 500;
 
+/// A reply may be this much larger on the wire than the largest one that is accepted: TLS records, chunk
+/// sizes. Chunk extensions, session tickets and bodies that decode to less than they are count, too.
+constexpr std::uint64_t kWireFactor = 2;
+
+/// Requests that take less time are not asked what they have cost on the wire.
+constexpr std::chrono::milliseconds kUsualDuration{100};
+
 /// Longer bounds than this are none.
 constexpr double kLongestBoundSeconds = 10.0 * 365 * 24 * 3600;
 
 CurlTransfer::Clock::duration boundOf(double seconds) {
   if (!(seconds > 0) || seconds > kLongestBoundSeconds) seconds = kLongestBoundSeconds;
   return std::chrono::duration_cast<CurlTransfer::Clock::duration>(std::chrono::duration<double>(seconds));
-}
-
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 /// libcurl makes these itself from what it really sends; another value would put the two ends out of step.
@@ -40,8 +43,6 @@ bool isMadeByLibcurl(std::string_view name) {
   return std::any_of(std::begin(names), std::end(names),
                      [name](std::string_view made) { return equalsIgnoringCase(made, name); });
 }
-
-bool isBlank(std::string_view value) { return value.find_first_not_of(" \t") == std::string_view::npos; }
 
 /// A method goes into the request line as it is.
 bool isMethod(std::string_view method) {
@@ -64,6 +65,12 @@ CurlTransfer::CurlTransfer(TransferTask task, const CurlEnvironment& environment
 CurlTransfer::~CurlTransfer() = default;
 
 std::optional<base::Error> CurlTransfer::prepare() {
+  head_.clear();
+  decoder_.reset();
+  body_.clear();
+  bytesCounted_ = 0;
+  ends_ = {};
+  sentAt_.reset();
   if (!isMethod(method_)) return urlError(platform::kUrlErrorBadUrl, "method");
   if (auto error = refusal(url_, session()->httpsOnly)) return error;
   if (!handle_) {
@@ -77,10 +84,8 @@ std::optional<base::Error> CurlTransfer::prepare() {
   setMethodAndBody();
   setProxy();
   if (!setHeaders()) return urlError(platform::kUrlErrorUnknown, "out of memory");
-  head_.clear();
-  body_.clear();
-  bytesCounted_ = 0;
-  ports_ = {};
+  curl_easy_setopt(handle(), CURLOPT_FRESH_CONNECT, needsNewConnection_ ? 1L : 0L);
+  needsNewConnection_ = false;
   curlDetail_[0] = '\0';
   noteProgress();
   return std::nullopt;
@@ -104,7 +109,7 @@ void CurlTransfer::setOnce() {
   curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
   curl_easy_setopt(curl, CURLOPT_CONNECT_TO, environment_.connectTo);
   environment_.sockets.attach(curl);
-  curl_easy_setopt(curl, CURLOPT_PREREQFUNCTION, noteConnection);
+  curl_easy_setopt(curl, CURLOPT_PREREQFUNCTION, beforeRequest);
   curl_easy_setopt(curl, CURLOPT_PREREQDATA, this);
   // Not HTTP/2: with libcurl 7.88 transfers that share a connection stall. Ten downloads of 3 MB at once from
   // a correct server stood still for seconds, or for good, in one run of six.
@@ -119,9 +124,11 @@ void CurlTransfer::setOnce() {
   curl_easy_setopt(curl, CURLOPT_PROXY_CAINFO, orNull(settings.proxyCaFile));
   curl_easy_setopt(curl, CURLOPT_PROXY_CAPATH, orNull(settings.proxyCaDirectory));
   curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, -1L);
+  tightenTls(curl);
 
   // What arrives.
   curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "gzip, deflate, br");
+  curl_easy_setopt(curl, CURLOPT_HTTP_CONTENT_DECODING, 0L);
   curl_easy_setopt(curl, CURLOPT_COOKIEFILE, "");
   curl_easy_setopt(curl, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, receiveHeader);
@@ -154,11 +161,13 @@ void CurlTransfer::setMethodAndBody() {
 
 void CurlTransfer::setProxy() {
   const TransportSettings& settings = environment_.settings;
-  const bool isHttps = strncasecmp(url_.c_str(), "https:", 6) == 0;
   // Set even where there is none: libcurl reads the environment for what is not set.
-  const std::string& proxy = isHttps ? settings.httpsProxy : settings.httpProxy;
+  const std::string& proxy = usesTls() ? settings.httpsProxy : settings.httpProxy;
   curl_easy_setopt(handle(), CURLOPT_PROXY, proxy.c_str());
   curl_easy_setopt(handle(), CURLOPT_NOPROXY, settings.noProxy.c_str());
+  // Of two TLS layers, one inside the other, libcurl shows the inner one only.
+  const bool hasTwoLayers = usesTls() && equalsIgnoringCase(proxy.substr(0, 6), "https:");
+  curl_easy_setopt(handle(), CURLOPT_FORBID_REUSE, hasTwoLayers ? 1L : 0L);
 }
 
 bool CurlTransfer::setHeaders() {
@@ -174,7 +183,7 @@ bool CurlTransfer::setHeaders() {
   for (const auto& [name, value] : task_.request.allHTTPHeaderFields()) {
     if (isMadeByLibcurl(name) || !mayTravel(name)) continue;
     // libcurl leaves a header without a value out, unless it ends in a semicolon.
-    complete = complete && append(isBlank(value) ? name + ";" : name + ": " + value);
+    complete = complete && append(trimmed(value).empty() ? name + ";" : name + ": " + value);
   }
   curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get());
   return complete;
@@ -197,10 +206,12 @@ CurlTransfer::Clock::time_point CurlTransfer::due() const {
 }
 
 void CurlTransfer::noteBytesOnTheWire() {
-  if (const auto silence = environment_.sockets.silence(ports_)) {
-    lastProgress_ = std::max(lastProgress_, Clock::now() - *silence);
+  if (const auto traffic = environment_.sockets.traffic(ends_)) {
+    lastProgress_ = std::max(lastProgress_, Clock::now() - traffic->silence);
   }
 }
+
+bool CurlTransfer::usesTls() const { return equalsIgnoringCase(url_.substr(0, 6), "https:"); }
 
 void CurlTransfer::boundCookies() {
   if (!head_.hasField("Set-Cookie")) return;
@@ -213,6 +224,7 @@ void CurlTransfer::boundCookies() {
 }
 
 std::pair<bool, std::optional<base::Error>> CurlTransfer::follow(CURLcode code) {
+  if (needsNewConnection_) return {true, std::nullopt};
   long status = 0;
   char* target = nullptr;
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
@@ -220,13 +232,18 @@ std::pair<bool, std::optional<base::Error>> CurlTransfer::follow(CURLcode code) 
   curl_easy_getinfo(handle(), CURLINFO_REDIRECT_URL, &target);
   if (target == nullptr) return {false, std::nullopt};
   if (redirects_ == kMaximumRedirects) return {false, urlError(platform::kUrlErrorHttpTooManyRedirects)};
-  ++redirects_;
   std::string next = target;
-  // What was left behind stays behind, even where a later redirect leads back.
-  leftItsHost_ = leftItsHost_ || !haveSameOrigin(url_, next);
-  url_ = std::move(next);
+  if (auto error = refusal(next, session()->httpsOnly)) return {false, std::move(error)};
   std::string method = methodAfterRedirect(status, method_);
-  sendsBody_ = sendsBody_ && method == method_;
+  const bool sendsBody = sendsBody_ && method == method_;
+  const bool leavesItsHost = !haveSameOrigin(url_, next);
+  // A body was meant for its host: the redirect itself is the answer then.
+  if (sendsBody && leavesItsHost) return {false, std::nullopt};
+  ++redirects_;
+  // What was left behind stays behind, even where a later redirect leads back.
+  leftItsHost_ = leftItsHost_ || leavesItsHost;
+  url_ = std::move(next);
+  sendsBody_ = sendsBody;
   method_ = std::move(method);
   return {true, std::nullopt};
 }
@@ -234,6 +251,7 @@ std::pair<bool, std::optional<base::Error>> CurlTransfer::follow(CURLcode code) 
 platform::UrlTaskResult CurlTransfer::result(CURLcode code) {
   if (refused_) return failure(std::move(*refused_));
   if (code != CURLE_OK) return failure(errorOfCurl(code, handle(), curlDetail_, environment_.settings));
+  if (auto flaw = flawOfReply()) return failure(std::move(*flaw));
   platform::UrlTaskResult result = failure({});
   result.error.reset();
   result.data.emplace(std::move(body_));
@@ -267,24 +285,44 @@ std::size_t CurlTransfer::receiveHeader(char* bytes, std::size_t size, std::size
 
 std::size_t CurlTransfer::receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<CurlTransfer*>(self);
-  std::string& body = transfer.body_;
-  const std::size_t maximum = transfer.session()->maximumBodyBytes;
   transfer.noteProgress();
   try {
-    if (size * count > maximum - body.size()) {
-      transfer.refused_ = urlError(platform::kUrlErrorDataLengthExceedsMaximum);
-      return 0;
-    }
-    if (body.empty()) {
+    bool fits = true;
+    if (!transfer.decoder_) {
+      fits = transfer.decoder_.emplace().begin(transfer.head_.fields());
       curl_off_t announced = -1;
       curl_easy_getinfo(transfer.handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
-      if (announced > 0) body.reserve(static_cast<std::size_t>(std::min(announced, kMaximumReserve)));
+      if (announced > 0)
+        transfer.body_.reserve(static_cast<std::size_t>(std::min(announced, kMaximumReserve)));
     }
-    body.append(bytes, size * count);
-    return size * count;
-  } catch (...) {
-    return 0;
+    fits = fits && transfer.decoder_->decode({bytes, size * count}, [&](std::string_view decoded) {
+      return transfer.appendToBody(decoded);
+    });
+    if (fits) return size * count;
+    if (!transfer.refused_) transfer.refused_ = urlError(platform::kUrlErrorCannotDecodeContentData);
+  } catch (...) {  // out of memory
   }
+  return 0;
+}
+
+bool CurlTransfer::appendToBody(std::string_view bytes) {
+  if (bytes.size() > session()->maximumBodyBytes - body_.size()) {
+    refused_ = urlError(platform::kUrlErrorDataLengthExceedsMaximum);
+    return false;
+  }
+  body_.append(bytes);
+  return true;
+}
+
+std::optional<base::Error> CurlTransfer::flawOfReply() const {
+  // libcurl undoes other codings than "chunked" without a look at their end. No server may use them unasked.
+  for (const auto& [name, value] : head_.fields()) {
+    if (equalsIgnoringCase(name, "Transfer-Encoding") && !equalsIgnoringCase(value, "chunked")) {
+      return urlError(platform::kUrlErrorBadServerResponse, "transfer coding");
+    }
+  }
+  if (!decoder_ || decoder_->isComplete()) return std::nullopt;
+  return urlError(platform::kUrlErrorCannotDecodeContentData, "the body is cut off");
 }
 
 int CurlTransfer::countBytes(void* self, curl_off_t, curl_off_t received, curl_off_t,
@@ -294,14 +332,58 @@ int CurlTransfer::countBytes(void* self, curl_off_t, curl_off_t received, curl_o
     transfer.bytesCounted_ = received + sent;
     transfer.noteProgress();
   }
-  return 0;
+  try {
+    if (!transfer.receivesTooMuch()) return 0;
+    transfer.refused_ = urlError(platform::kUrlErrorDataLengthExceedsMaximum);
+  } catch (...) {  // out of memory; libcurl reports that its callback has failed
+  }
+  return 1;
 }
 
-int CurlTransfer::noteConnection(void* self, char*, char*, int remotePort, int localPort) noexcept {
+bool CurlTransfer::receivesTooMuch() const {
+  if (!sentAt_ || Clock::now() - *sentAt_ < kUsualDuration) return false;
+  const auto traffic = environment_.sockets.traffic(ends_);
+  if (!traffic) return false;
+  const std::uint64_t received = (traffic->received - receivedBefore_) / kWireFactor;
+  const std::uint64_t bodyBytes = session()->maximumBodyBytes;
+  return received > bodyBytes && received - bodyBytes > ResponseHead::kMaximumBytes;
+}
+
+int CurlTransfer::beforeRequest(void* self, char* remoteAddress, char* localAddress, int remotePort,
+                                int localPort) noexcept {
   auto& transfer = *static_cast<CurlTransfer*>(self);
-  transfer.ports_ = {localPort, remotePort};
   transfer.noteProgress();
-  return CURL_PREREQFUNC_OK;
+  try {
+    if (transfer.mayUseConnection({localAddress, remoteAddress, localPort, remotePort})) {
+      return CURL_PREREQFUNC_OK;
+    }
+  } catch (...) {  // out of memory; libcurl reports that its callback has failed
+  }
+  return CURL_PREREQFUNC_ABORT;
+}
+
+bool CurlTransfer::mayUseConnection(OpenSockets::Ends ends) {
+  if (sentAt_) {
+    // A kept connection has died before the reply, and libcurl tries a new one. The server may have the
+    // request already.
+    refused_ = urlError(platform::kUrlErrorNetworkConnectionLost);
+    return false;
+  }
+  ends_ = std::move(ends);
+  long newConnections = 0;
+  curl_easy_getinfo(handle(), CURLINFO_NUM_CONNECTS, &newConnections);
+  // Unread bytes on a kept connection must not become the reply (RFC 9112, section 6.3).
+  const auto isQuiet = [this] {
+    return isTlsLayerQuiet(handle(), usesTls()) && environment_.sockets.isQuiet(ends_);
+  };
+  if (newConnections == 0 && !isQuiet()) {
+    needsNewConnection_ = true;
+    return false;
+  }
+  sentAt_ = Clock::now();
+  const auto traffic = environment_.sockets.traffic(ends_);
+  receivedBefore_ = traffic ? traffic->received : 0;
+  return true;
 }
 
 }  // namespace tidewell::posix

@@ -4,14 +4,17 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/TransferEngine.h"
+#include "tidewell/posix/curl/ContentDecoder.h"
 #include "tidewell/posix/curl/OpenSockets.h"
 #include "tidewell/posix/curl/ResponseHead.h"
 
@@ -55,8 +58,9 @@ class CurlTransfer {
 
   /// Forgets all cookies where servers have set more than anybody needs.
   void boundCookies();
-  /// Whether the reply that has just ended sends it on; `prepare` then comes next. An error where it must not
-  /// go there.
+  /// Whether another request follows the one that has just ended: a redirect, or the same request on another
+  /// connection because the kept one was not quiet. `prepare` comes next then. An error if a redirect leads
+  /// where the session must not go.
   [[nodiscard]] std::pair<bool, std::optional<base::Error>> follow(CURLcode code);
   /// What came of it.
   [[nodiscard]] platform::UrlTaskResult result(CURLcode code);
@@ -77,13 +81,20 @@ class CurlTransfer {
   void setProxy();
   [[nodiscard]] bool setHeaders();
   [[nodiscard]] bool mayTravel(const std::string& headerName) const;
+  [[nodiscard]] bool usesTls() const;
   void noteProgress() { lastProgress_ = Clock::now(); }
+  [[nodiscard]] bool mayUseConnection(OpenSockets::Ends ends);
+  [[nodiscard]] bool receivesTooMuch() const;
+  [[nodiscard]] bool appendToBody(std::string_view bytes);
+  /// Why a reply that libcurl takes for a whole one is none.
+  [[nodiscard]] std::optional<base::Error> flawOfReply() const;
 
   // What libcurl calls while it works.
   static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static int countBytes(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) noexcept;
-  static int noteConnection(void* self, char*, char*, int remotePort, int localPort) noexcept;
+  static int beforeRequest(void* self, char* remoteAddress, char* localAddress, int remotePort,
+                           int localPort) noexcept;
 
   TransferTask task_;
   const CurlEnvironment& environment_;
@@ -95,16 +106,20 @@ class CurlTransfer {
   std::string method_;
   bool sendsBody_ = false;
   bool leftItsHost_ = false;
+  bool needsNewConnection_ = false;
   int redirects_ = 0;
 
   // What has arrived.
   ResponseHead head_;
+  std::optional<ContentDecoder> decoder_;  ///< from the first byte of a body
   std::string body_;
   std::optional<base::Error> refused_;  ///< why this side has stopped the transfer
 
   Clock::time_point lastProgress_{};
   curl_off_t bytesCounted_ = 0;
-  OpenSockets::Ports ports_;
+  OpenSockets::Ends ends_;
+  std::optional<Clock::time_point> sentAt_;  ///< when the connection was there
+  std::uint64_t receivedBefore_ = 0;         ///< over this connection, by then
   char curlDetail_[CURL_ERROR_SIZE] = {};
 };
 

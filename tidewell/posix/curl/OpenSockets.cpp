@@ -1,19 +1,25 @@
 #include "tidewell/posix/curl/OpenSockets.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
+#if defined(__linux__)
+#include <linux/tcp.h>  // with more of tcp_info than the C library's
+#endif
+
+#include <cerrno>
+#include <tuple>
+#include <utility>
 
 namespace tidewell::posix {
 namespace {
 
 using NameFunction = int (*)(int, sockaddr*, socklen_t*);
 
-/// The port of one end of a socket; 0 where it has none.
-int portOf(curl_socket_t socket, NameFunction nameOf) {
+/// Address and port of one end of a socket; "" and 0 where it has none.
+std::pair<std::string, int> endOf(curl_socket_t socket, NameFunction nameOf) {
   union {
     sockaddr any;
     sockaddr_in v4;
@@ -21,27 +27,50 @@ int portOf(curl_socket_t socket, NameFunction nameOf) {
     sockaddr_storage room;
   } address{};
   socklen_t length = sizeof address;
-  if (nameOf(socket, &address.any, &length) != 0) return 0;
-  if (address.any.sa_family == AF_INET) return ntohs(address.v4.sin_port);
-  return address.any.sa_family == AF_INET6 ? ntohs(address.v6.sin6_port) : 0;
+  if (nameOf(socket, &address.any, &length) != 0) return {};
+  char text[INET6_ADDRSTRLEN] = {};
+  if (address.any.sa_family == AF_INET) {
+    inet_ntop(AF_INET, &address.v4.sin_addr, text, sizeof text);
+    return {text, ntohs(address.v4.sin_port)};
+  }
+  if (address.any.sa_family != AF_INET6) return {};
+  inet_ntop(AF_INET6, &address.v6.sin6_addr, text, sizeof text);
+  return {text, ntohs(address.v6.sin6_port)};
 }
 
 }  // namespace
 
-std::optional<std::chrono::milliseconds> OpenSockets::silence(const Ports& ports) const {
-  if (ports.local == 0) return std::nullopt;
-  const auto found = std::find_if(sockets_.begin(), sockets_.end(), [&](curl_socket_t socket) {
-    return portOf(socket, getsockname) == ports.local && portOf(socket, getpeername) == ports.remote;
-  });
-  if (found == sockets_.end()) return std::nullopt;
+std::optional<OpenSockets::Traffic> OpenSockets::traffic(const Ends& ends) {
+  const curl_socket_t socket = find(ends);
+  if (socket == CURL_SOCKET_BAD) return std::nullopt;
 #if defined(__linux__)
   tcp_info info{};
   socklen_t length = sizeof info;
-  if (getsockopt(*found, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return std::nullopt;
-  return std::chrono::milliseconds(info.tcpi_last_data_recv);
+  if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return std::nullopt;
+  return Traffic{std::chrono::milliseconds(info.tcpi_last_data_recv), info.tcpi_bytes_received};
 #else
   return std::nullopt;
 #endif
+}
+
+bool OpenSockets::isQuiet(const Ends& ends) {
+  const curl_socket_t socket = find(ends);
+  if (socket == CURL_SOCKET_BAD) return false;
+  char byte = 0;
+  const auto count = recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+}
+
+curl_socket_t OpenSockets::find(const Ends& ends) {
+  if (ends.localPort == 0) return CURL_SOCKET_BAD;
+  for (auto& [socket, known] : sockets_) {
+    if (known.remotePort == 0) {
+      std::tie(known.localAddress, known.localPort) = endOf(socket, getsockname);
+      std::tie(known.remoteAddress, known.remotePort) = endOf(socket, getpeername);
+    }
+    if (known == ends) return socket;
+  }
+  return CURL_SOCKET_BAD;
 }
 
 void OpenSockets::attach(CURL* handle) {
@@ -55,8 +84,8 @@ curl_socket_t OpenSockets::open(void* self, curlsocktype, curl_sockaddr* address
   const curl_socket_t socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
   if (socket == CURL_SOCKET_BAD) return socket;
   try {
-    static_cast<OpenSockets*>(self)->sockets_.insert(socket);
-  } catch (...) {  // no memory: it works without being known
+    static_cast<OpenSockets*>(self)->sockets_.try_emplace(socket);
+  } catch (...) {  // out of memory: it works without being known, and is not kept
   }
   return socket;
 }

@@ -3,35 +3,49 @@
 #include <curl/curl.h>
 
 #include <chrono>
+#include <cstdint>
+#include <map>
 #include <optional>
-#include <set>
+#include <string>
 
 // Internal to the posix layer: not installed.
 namespace tidewell::posix {
 
-/// The sockets of libcurl's connections.
-///
-/// libcurl tells of header lines once they are whole and of TLS records once they are decoded, so a server
-/// that sends byte by byte looks silent from above. The socket knows when its last bytes came.
+/// The sockets of libcurl's connections, for what libcurl does not tell about them. Used by the thread that
+/// drives the engine.
 class OpenSockets {
  public:
-  /// The ends of a connection, as libcurl tells them.
-  struct Ports {
-    int local = 0;
-    int remote = 0;
+  /// The two ends of a connection, as libcurl names them.
+  struct Ends {
+    std::string localAddress;
+    std::string remoteAddress;
+    int localPort = 0;
+    int remotePort = 0;
+    bool operator==(const Ends&) const = default;
+  };
+  struct Traffic {
+    /// Since the last bytes came. libcurl reports header lines once they are whole and TLS records once they
+    /// are decoded, so a server that sends byte by byte looks silent from above.
+    std::chrono::milliseconds silence;
+    /// Bytes received since the connection was opened. libcurl does not count what is neither a header line
+    /// nor part of a body.
+    std::uint64_t received;
   };
 
-  /// How long ago bytes came over a connection. Nothing where that is not known.
-  [[nodiscard]] std::optional<std::chrono::milliseconds> silence(const Ports& ports) const;
+  /// No value where the system does not tell.
+  [[nodiscard]] std::optional<Traffic> traffic(const Ends& ends);
+  /// Whether the connection is open and holds no unread bytes. False for one that is not known.
+  [[nodiscard]] bool isQuiet(const Ends& ends);
 
-  /// Has the handle open and close its sockets here. They do not live on in programs that the host starts.
+  /// Makes the handle open and close its sockets here. Programs that the host starts do not inherit them.
   void attach(CURL* handle);
 
  private:
   static curl_socket_t open(void* self, curlsocktype, curl_sockaddr* address) noexcept;
   static int close(void* self, curl_socket_t socket) noexcept;
+  [[nodiscard]] curl_socket_t find(const Ends& ends);
 
-  std::set<curl_socket_t> sockets_;
+  std::map<curl_socket_t, Ends> sockets_;  ///< with their ends, once they were asked for
 };
 
 }  // namespace tidewell::posix

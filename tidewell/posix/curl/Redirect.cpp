@@ -1,12 +1,12 @@
 #include "tidewell/posix/curl/Redirect.h"
 
 #include <curl/curl.h>
-#include <strings.h>
 
 #include <memory>
 
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/UrlErrors.h"
+#include "tidewell/posix/curl/HeaderText.h"
 
 namespace tidewell::posix {
 namespace {
@@ -33,8 +33,6 @@ class ParsedUrl {
   bool valid_ = false;
 };
 
-bool equalsIgnoringCase(const std::string& a, const char* b) { return strcasecmp(a.c_str(), b) == 0; }
-
 }  // namespace
 
 bool isRedirect(long status) {
@@ -52,7 +50,7 @@ bool haveSameOrigin(const std::string& a, const std::string& b) {
   const ParsedUrl right(b);
   if (!left.valid() || !right.valid()) return false;
   for (const CURLUPart part : {CURLUPART_SCHEME, CURLUPART_HOST, CURLUPART_PORT}) {
-    if (!equalsIgnoringCase(left.part(part), right.part(part).c_str())) return false;
+    if (!equalsIgnoringCase(left.part(part), right.part(part))) return false;
   }
   return true;
 }
@@ -67,9 +65,8 @@ std::optional<base::Error> refusal(const std::string& url, bool httpsOnly) {
 }
 
 bool isHeaderOfAuthorisation(std::string_view name) {
-  const std::string text(name);
   for (const char* header : {"Authorization", "Cookie", "Proxy-Authorization"}) {
-    if (equalsIgnoringCase(text, header)) return true;
+    if (equalsIgnoringCase(name, header)) return true;
   }
   return false;
 }

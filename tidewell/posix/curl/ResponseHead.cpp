@@ -1,22 +1,10 @@
 #include "tidewell/posix/curl/ResponseHead.h"
 
-#include <strings.h>
-
 #include <algorithm>
 
+#include "tidewell/posix/curl/HeaderText.h"
+
 namespace tidewell::posix {
-namespace {
-
-constexpr std::string_view kBlank = " \t\r\n";
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlank);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
-}
-
-}  // namespace
-
 bool ResponseHead::addLine(std::string_view line) {
   bytes_ += line.size();
   if (bytes_ > kMaximumBytes) return false;
@@ -41,10 +29,8 @@ bool ResponseHead::addLine(std::string_view line) {
 }
 
 bool ResponseHead::hasField(std::string_view name) const {
-  return std::any_of(fields_.begin(), fields_.end(), [name](const auto& field) {
-    return field.first.size() == name.size() &&
-           strncasecmp(field.first.data(), name.data(), name.size()) == 0;
-  });
+  return std::any_of(fields_.begin(), fields_.end(),
+                     [name](const auto& field) { return equalsIgnoringCase(field.first, name); });
 }
 
 void ResponseHead::clear() {
