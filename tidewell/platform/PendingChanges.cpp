@@ -26,7 +26,8 @@ std::string digits(std::uint64_t number) {
 std::uint64_t nextTime() {
   constinit static std::atomic<std::uint64_t> last{0};
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const auto time = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+  const auto time =
+      static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
   std::uint64_t previous = last.load(std::memory_order_relaxed);
   while (!last.compare_exchange_weak(previous, std::max(previous + 1, time), std::memory_order_relaxed)) {
   }
@@ -52,8 +53,7 @@ PendingChanges::PendingChanges(FileManager& files, std::string path)
 
 std::error_code PendingChanges::keep(std::string_view contents) {
   if (contents.size() > kMaximumBytes) return std::make_error_code(std::errc::file_too_large);
-  const std::string name =
-      path_ + std::string(kInfix) + digits(nextTime()) + "-" + digits(randomNumber());
+  const std::string name = path_ + std::string(kInfix) + digits(nextTime()) + "-" + digits(randomNumber());
   return files_.replaceFile(name, contents);
 }
 
