@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tidewell/base/Export.h"
 
@@ -14,10 +15,12 @@ struct UText;  // ICU's access to a text
 namespace tidewell::base {
 
 /// What matches may still cost, in steps of 500 places that ICU keeps to come back to (so that an answer does
-/// not depend on the machine's load). One budget may be handed to several matches, which share it.
+/// not depend on the machine's load): about 5 µs each. One budget may be handed to several matches, which
+/// share it.
 ///
-/// ICU counts by twenty steps: a match that takes fewer costs one, and one that takes more costs their number
-/// times a weight that grows with the pattern and the text.
+/// ICU reports every twenty steps only. A match that it does not report costs what it may have taken at most
+/// (`RegularExpression::leastCost`); one that it reports costs what was reported, times a weight for what the
+/// pattern and the text let ICU do between two places.
 struct MatchBudget {
   /// About 10 ms of backtracking on a present-day machine, or as many harmless matches.
   static constexpr std::int32_t kDefaultSteps = 2000;
@@ -33,9 +36,11 @@ class TIDEWELL_EXPORT MatchText {
   MatchText(const MatchText&) = delete;
   MatchText& operator=(const MatchText&) = delete;
   [[nodiscard]] std::u16string_view utf16() const noexcept { return utf16_; }
+  [[nodiscard]] bool isAscii() const noexcept { return isAscii_; }
 
  private:
   friend class RegularExpression;
+  bool isAscii_;
   std::array<char16_t, 64> short_;
   std::u16string other_;
   std::u16string_view utf16_;  ///< one of the two
@@ -65,39 +70,63 @@ class TIDEWELL_EXPORT MatchPlace {
 enum class MatchResult {
   matches,
   differs,
-  /// The budget ran out, or the expression needed more stack than ICU grants: counts as no match, and is
-  /// worth a report.
+  /// The budget ran out, the expression needed more stack than ICU grants, or it was never compiled because
+  /// it costs too much: counts as no match, and is worth a report.
   undecided,
 };
 
 /// A compiled regular expression (ICU syntax) that asks whether it matches the whole of a text, as the
 /// predicate "SELF MATCHES %@" does.
 ///
-/// Immutable once made. Any number of threads may ask one at the same time; they do not wait for each other.
+/// What compiling costs is estimated first; a pattern beyond the bounds is never handed to ICU. Immutable
+/// once made. Any number of threads may ask one at the same time; they do not wait for each other.
 class TIDEWELL_EXPORT RegularExpression {
  public:
-  /// Longer patterns are refused as invalid (U_REGEX_PATTERN_TOO_BIG): a pattern of this length compiles in
-  /// some milliseconds, and what it does between two places that ICU keeps is bounded by it.
-  static constexpr std::size_t kMaximumPatternLength = 8u << 10;
-  /// So are patterns with more sets of characters ("[", "\\p"): one that ignores case may cost half a
-  /// millisecond to compile.
-  static constexpr std::size_t kMaximumSets = 128;
+  static constexpr std::size_t kMaximumPatternLength = 64u << 10;
+  /// What compiling may take, in nanoseconds of processor time on a present-day machine, and what it may
+  /// keep, in bytes. A plain alternation of the maximum length fits.
+  static constexpr std::uint64_t kMaximumCompileTime = 15000000;
+  static constexpr std::size_t kMaximumCompiledSize = 4u << 20;
 
-  /// Compiles. Never raises: an expression that ICU refuses is kept with its error, and raises when it is
-  /// asked.
-  explicit RegularExpression(std::string_view pattern);
+  /// What compiling would cost at most, without compiling.
+  struct CompileCost {
+    std::uint64_t nanoseconds;
+    std::size_t bytes;
+    bool isTooHigh;  ///< beyond the bounds above
+  };
+  [[nodiscard]] static CompileCost compileCost(std::string_view pattern);
+
+  /// The texts that an expression without metacharacters matches: one, or several for an alternation of such.
+  /// Empty where the pattern is any other expression. A quoted metacharacter ("\\."), anchors around a text
+  /// and one group around all are understood.
+  [[nodiscard]] static std::vector<std::string> plainTexts(std::string_view pattern);
+  /// Whether a pattern is the only text that it matches. Quicker than `plainTexts`, which it implies.
+  [[nodiscard]] static bool isPlainText(std::string_view pattern) noexcept;
+
+  /// Whether a matcher is kept for each `MatchPlace` (about a kilobyte each) or made for each match (which
+  /// takes about 0.2 µs longer).
+  enum class Matchers { kept, made };
+
+  /// Compiles unless that costs too much. Never raises: an expression that ICU refuses is kept with its
+  /// error, and raises when it is asked.
+  explicit RegularExpression(std::string_view pattern, Matchers matchers = Matchers::kept);
   ~RegularExpression();
   RegularExpression(RegularExpression&&) noexcept;
   RegularExpression& operator=(RegularExpression&&) noexcept;
 
+  /// Whether ICU took the pattern. False, too, where it was not asked.
   [[nodiscard]] bool isValid() const noexcept;
+  [[nodiscard]] bool isTooCostly() const noexcept;
   [[nodiscard]] const std::string& pattern() const noexcept;
-  /// ICU's name of the error, "" for a valid expression.
+  /// ICU's name of the error, "" for an expression that is valid or was not compiled.
   [[nodiscard]] std::string errorName() const;
 
+  /// What a match costs at least: as many steps as one may take that ICU does not report.
+  [[nodiscard]] std::int32_t leastCost(const MatchText& text) const noexcept;
+
   /// Raises `kInvalidArgumentException` ("Can't do regex matching, reason: Can't open pattern U_REGEX_…
-  /// (string S, pattern P, case 0, canon 0)") for an invalid expression. What the match cost is taken off the
-  /// budget.
+  /// (string S, pattern P, case 0, canon 0)") for an invalid expression. `undecided` at once where the budget
+  /// is below the least cost. What the match cost is taken off the budget.
   [[nodiscard]] MatchResult matches(const MatchText& text, MatchBudget& budget,
                                     const MatchPlace& place = MatchPlace()) const;
   [[nodiscard]] MatchResult matches(std::string_view text, MatchBudget& budget) const {

@@ -377,17 +377,9 @@ std::int64_t TWConfigManager::getEventBatchCount() const {
 
 bool TWConfigManager::isUniqueIDRestricted(std::optional<std::string_view> uniqueID) const {
   if (!uniqueID) return true;
-  switch (Reading(current_)->restrictedExpressions->match(*uniqueID)) {
-    case RestrictedExpressions::Answer::matches:
-      return true;
-    case RestrictedExpressions::Answer::undecided:
-      platform::report(
-          "An expression for restricted unique IDs takes too long to match: it counts as no match");
-      return false;
-    case RestrictedExpressions::Answer::differs:
-      break;
-  }
-  return false;
+  const auto answer = Reading(current_)->restrictedExpressions->match(*uniqueID);
+  if (!answer.report.empty()) platform::report(answer.report);
+  return answer.matches;
 }
 
 TWConfigManager::Restriction TWConfigManager::restrictionOfUniqueID(std::optional<std::string_view> uniqueID,
