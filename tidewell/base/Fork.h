@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -18,6 +19,12 @@ namespace tidewell::base {
 
 /// Something that is put in order when the process forks. Derived classes are final, join at the end of their
 /// constructor and leave at the beginning of their destructor. Never do either while holding a `StateMutex`.
+///
+/// One that lives as long as the process is made by `madeOnce`, or when the library is loaded
+/// (`madeWhenLoaded`): a thread that makes a function-local static at the instant of a fork waits in `join`,
+/// and leaves it half made in the child.
+///
+/// The handlers run with every `StateMutex` locked: they must not destroy foreign objects.
 class TIDEWELL_EXPORT ForkParticipant {
  public:
   ForkParticipant(const ForkParticipant&) = delete;
@@ -61,6 +68,21 @@ class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
 
  private:
   std::mutex mutex_;
+};
+
+/// A condition variable to be used with a `StateMutex`. The child of a fork begins with a new one: the
+/// parent's waiting threads, which are not in the child, would keep it from working there.
+class TIDEWELL_EXPORT StateCondition final : public ForkParticipant {
+ public:
+  StateCondition();
+  ~StateCondition() override;
+
+  [[nodiscard]] std::condition_variable& native() noexcept { return condition_; }
+
+  void afterForkInChild() noexcept override;
+
+ private:
+  std::condition_variable condition_;
 };
 
 /// Keeps two threads from doing the same file work at once. May be held while a `StateMutex` is taken.

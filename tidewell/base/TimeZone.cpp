@@ -48,8 +48,10 @@ std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
 TimeZone::TimeZone(std::shared_ptr<const Record> record) : record_(std::move(record)) {}
 
 TimeZone TimeZone::UTC() {
-  static NeverDestroyed<TimeZone> zone(TimeZone(std::make_shared<const Record>("UTC", u"UTC")));
-  return *zone;
+  static constinit std::atomic<const TimeZone*> zone{nullptr};
+  return madeOnce(zone, [] {
+    return std::unique_ptr<const TimeZone>(new TimeZone(std::make_shared<const Record>("UTC", u"UTC")));
+  });
 }
 
 std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {

@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/posix/AtomicFile.h"
 #include "tidewell/posix/Descriptor.h"
 #include "tidewell/posix/Fork.h"
@@ -35,6 +36,7 @@ class DescriptorLock final : public platform::FileLock, public ForkParticipant {
 }  // namespace
 
 platform::LockResult lockFile(const std::string& path) {
+  const base::CancellationShield shield;
   using Clock = std::chrono::steady_clock;
   if (const auto failure = checkPath(path)) return {nullptr, failure};
   const std::string name = path + ".lock";

@@ -23,7 +23,7 @@ class HostQueue final : public platform::Queue {
   [[nodiscard]] int descriptor() const;
   /// Runs the functions that wait now, not those that they add. 0 while another thread drains the queue.
   std::size_t poll();
-  /// Runs functions for a time, waiting for them.
+  /// Runs functions for a time, waiting for them. A thread that is cancelled ends in that wait.
   std::size_t run(std::chrono::milliseconds duration);
 
  private:

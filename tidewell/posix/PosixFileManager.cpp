@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/posix/AtomicFile.h"
 #include "tidewell/posix/Descriptor.h"
 #include "tidewell/posix/FileLock.h"
@@ -62,6 +63,7 @@ std::error_code PosixFileManager::removeItem(std::string_view path) {
 }
 
 platform::DirectoryContents PosixFileManager::contentsOfDirectory(std::string_view path) {
+  const base::CancellationShield shield;
   if (const auto failure = checkPath(path)) return {{}, failure};
   Descriptor folder(retrying(
       [&] { return open(std::string(path).c_str(), O_RDONLY | O_DIRECTORY | O_NOCTTY | O_CLOEXEC); }));
