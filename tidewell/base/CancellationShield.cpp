@@ -7,7 +7,9 @@
 namespace tidewell::base {
 
 #if defined(PTHREAD_CANCEL_DISABLE)
-CancellationShield::CancellationShield() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+CancellationShield::CancellationShield() noexcept {
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_);
+}
 CancellationShield::~CancellationShield() { pthread_setcancelstate(before_, nullptr); }
 #else
 CancellationShield::CancellationShield() noexcept = default;

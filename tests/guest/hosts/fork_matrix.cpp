@@ -44,15 +44,16 @@ void runMainQueue() {
   machine->mainQueue().async([] {});
   machine->runMainQueue(std::chrono::milliseconds(2));
 }
-void useGlobalQueue() { machine->globalQueue().async([] {}); }
+void useGlobalQueue() {
+  machine->globalQueue().async([] {});
+}
 
 const std::vector<Operation>& operations() {
   static const std::vector<Operation> all = [] {
     std::vector<Operation> list(std::begin(guest::kOperations), std::end(guest::kOperations));
-    for (const Operation& each : {Operation{"main queue: add", addToMainQueue},
-                                  Operation{"main queue: poll", pollMainQueue},
-                                  Operation{"main queue: run", runMainQueue},
-                                  Operation{"global queue", useGlobalQueue}})
+    for (const Operation& each :
+         {Operation{"main queue: add", addToMainQueue}, Operation{"main queue: poll", pollMainQueue},
+          Operation{"main queue: run", runMainQueue}, Operation{"global queue", useGlobalQueue}})
       list.push_back(each);
     return list;
   }();
@@ -62,7 +63,9 @@ const std::vector<Operation>& operations() {
 enum class Way { plain, second, fromQueue };
 constexpr Way kWays[] = {Way::plain, Way::second, Way::fromQueue};
 const char* nameOf(Way way) {
-  return way == Way::plain ? "" : way == Way::second ? ", in a second fork" : ", forked by a function of the main queue";
+  return way == Way::plain    ? ""
+         : way == Way::second ? ", in a second fork"
+                              : ", forked by a function of the main queue";
 }
 
 std::string folder;
@@ -109,7 +112,10 @@ int live(const Operation& parent, const Operation& child, Way way, unsigned seed
   std::atomic<bool> begun{false};
   std::thread([&] {
     begun = true;
-    for (;;) parent.run();
+    for (int number = 0;; ++number) {
+      parent.run();
+      if (number > 20'000) usleep(1000);  // what nobody drains must not fill the memory
+    }
   }).detach();
   std::mt19937 random(seed);
   while (!begun) {
@@ -118,7 +124,7 @@ int live(const Operation& parent, const Operation& child, Way way, unsigned seed
     const auto instant = Clock::now() + std::chrono::microseconds(random() % longest);
     while (Clock::now() < instant) {
     }
-    int status = -2;
+    std::atomic<int> status{-2};
     const auto forkAndWait = [&] {
       const pid_t process = fork();
       if (process == 0) beChild(child, way);
@@ -148,7 +154,7 @@ bool check(const Operation& parent, const Operation& child, Way way, unsigned se
   waitpid(process, &status, 0);
   std::filesystem::remove_all(home);
   if (status == 0) return true;
-  const char* const what = WIFSIGNALED(status)          ? strsignal(WTERMSIG(status))
+  const char* const what = WIFSIGNALED(status)        ? strsignal(WTERMSIG(status))
                            : WEXITSTATUS(status) == 1 ? "the child hangs"
                                                       : "the child fails";
   std::printf("%s: child: %s; parent: %s%s (seed %u)\n", what, child.name, parent.name, nameOf(way), seed);
