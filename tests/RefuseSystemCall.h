@@ -9,7 +9,8 @@
 
 namespace tidewell {
 
-/// Has a system call fail from now on, in this thread and those that it starts. false where that is not allowed.
+/// Has a system call fail from now on, in this thread and those that it starts. false where that is not
+/// allowed.
 inline bool refuseSystemCall(unsigned number, int error) {
   sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),

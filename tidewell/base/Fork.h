@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "tidewell/base/Export.h"
@@ -54,6 +55,7 @@ class TIDEWELL_EXPORT ForkParticipant {
 class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
  public:
   static constexpr int kInnermost = 100;
+  static constexpr int kOtherLibrary = 200;  ///< held over calls of a library that takes locks of its own
   explicit StateMutex(int level = kInnermost);
   ~StateMutex() override;
 
@@ -68,6 +70,31 @@ class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
 
  private:
   std::mutex mutex_;
+};
+
+/// A `StateMutex` that its holder may lock again.
+class RecursiveStateMutex {
+ public:
+  explicit RecursiveStateMutex(int level = StateMutex::kInnermost) : mutex_(level) {}
+
+  void lock() {
+    const std::thread::id self = std::this_thread::get_id();
+    if (owner_.load(std::memory_order_relaxed) != self) {
+      mutex_.lock();
+      owner_.store(self, std::memory_order_relaxed);
+    }
+    ++depth_;
+  }
+  void unlock() {
+    if (--depth_ > 0) return;
+    owner_.store({}, std::memory_order_relaxed);
+    mutex_.unlock();
+  }
+
+ private:
+  StateMutex mutex_;
+  std::atomic<std::thread::id> owner_{};
+  int depth_ = 0;  ///< under the mutex
 };
 
 /// A condition variable to be used with a `StateMutex`. The child of a fork begins with a new one: the

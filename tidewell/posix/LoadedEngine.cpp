@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "tidewell/base/Loader.h"
 #include "tidewell/posix/TransferEngine.h"
 
 // For shared libraries: linking libcurl costs a host 4 ms and 6 MB before its `main`, so the part that needs
@@ -29,6 +30,10 @@ std::string lastLoaderError() {
 
 TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
                                    std::string& problem) noexcept {
+  if (!base::canLoadLibraries()) {
+    problem = "the URL session cannot be loaded: the process was forked while a library was being loaded";
+    return nullptr;
+  }
   const std::string path = ownFolder() + kModuleName;
   // Never closed, and not to be unloaded by anybody: its thread runs until the process ends.
   void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);

@@ -10,6 +10,8 @@
 #include <new>
 #include <utility>
 
+#include "tidewell/base/Loader.h"
+
 namespace tidewell::posix {
 namespace {
 
@@ -55,6 +57,7 @@ bool create(bool smallStack, Start* start) {
 }  // namespace
 
 bool keepLoaded(const void* code) noexcept {
+  if (!base::canLoadLibraries()) return false;
   Dl_info info{};
   if (dladdr(code, &info) == 0 || info.dli_fname == nullptr) return false;
   return dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;

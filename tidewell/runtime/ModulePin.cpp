@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tidewell/base/Fork.h"
+#include "tidewell/base/Loader.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/runtime/Registry.h"
 
@@ -35,6 +36,7 @@ void keepModuleLoaded(AnyFunction function) noexcept {
     if (std::find(kept.bases.begin(), kept.bases.end(), info.dli_fbase) != kept.bases.end()) return;
     kept.bases.push_back(info.dli_fbase);
   }
+  if (!base::canLoadLibraries()) return;
   // The program itself is not found under its name; it stays anyway. The handle is kept on purpose.
   dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
 }

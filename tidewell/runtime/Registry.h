@@ -1,12 +1,10 @@
 #pragma once  // Internal: not installed.
 
-#include <atomic>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -22,29 +20,6 @@ struct ClassContents {
   std::deque<Property> properties;  // a pointer to one stays valid while others are added
   std::vector<const Protocol*> protocols;
   std::vector<Class*> subclasses;
-};
-
-/// A `StateMutex` that its holder may lock again.
-class RecursiveStateMutex {
- public:
-  void lock() {
-    const std::thread::id self = std::this_thread::get_id();
-    if (owner_.load(std::memory_order_relaxed) != self) {
-      mutex_.lock();
-      owner_.store(self, std::memory_order_relaxed);
-    }
-    ++depth_;
-  }
-  void unlock() {
-    if (--depth_ > 0) return;
-    owner_.store({}, std::memory_order_relaxed);
-    mutex_.unlock();
-  }
-
- private:
-  base::StateMutex mutex_;
-  std::atomic<std::thread::id> owner_{};
-  int depth_ = 0;  ///< under the mutex
 };
 
 /// Every class of the process: names, hierarchy, contents. Never destroyed, and neither is what it holds.
@@ -93,7 +68,7 @@ class Registry {
   /// Forgets what lookups answered on a class and below it.
   static void dropCaches(Class& of);
 
-  RecursiveStateMutex mutex_;
+  base::RecursiveStateMutex mutex_;
   std::deque<Method> methods_;                      ///< those that were replaced, too
   std::vector<std::shared_ptr<Class>> classes_;     ///< metaclasses included
   std::unordered_map<std::string, Class*> byName_;  ///< unregistered ones, too
