@@ -25,28 +25,30 @@ constexpr std::int32_t kMaximumOffset = 18 * 3600;
 
 namespace detail {
 
-RecursiveStateMutex& IcuTurn::mutex() {
-  static NeverDestroyed<RecursiveStateMutex> mutex(StateMutex::kOtherLibrary);
-  return *mutex;
+RecursiveStateMutex& IcuTurn::mutexFor(Use use) {
+  static NeverDestroyed<RecursiveStateMutex> dates(StateMutex::kOtherLibrary);
+  static NeverDestroyed<RecursiveStateMutex> expressions(StateMutex::kOtherLibrary);
+  return use == Use::dates ? *dates : *expressions;
 }
 
 }  // namespace detail
 
 namespace {
 
-/// Makes the mutex when the library is loaded.
-[[maybe_unused]] const bool isMade = (detail::IcuTurn(), true);
+using detail::IcuTurn;
+
+[[maybe_unused]] const bool madeWhenLoaded = (IcuTurn(IcuTurn::Use::dates), true);
 
 }  // namespace
 
 void TimeZone::Record::CloseCalendar::operator()(void** open) const noexcept {
-  const detail::IcuTurn turn;
+  const IcuTurn turn(IcuTurn::Use::dates);
   ucal_close(open);
 }
 
 TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
     : name(std::move(zoneName)), icuIdentifier(std::move(identifier)) {
-  const detail::IcuTurn turn;
+  const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   calendar.reset(ucal_open(icuIdentifier.data(), static_cast<std::int32_t>(icuIdentifier.size()),
                            "en_US_POSIX", UCAL_GREGORIAN, &status));
@@ -54,7 +56,7 @@ TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
 
 std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
   if (!std::isfinite(millisecondsSince1970)) millisecondsSince1970 = 0;
-  const detail::IcuTurn turn;
+  const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   // A calendar is set to the instant that it is asked about, so each question has its own.
   const std::unique_ptr<void*, CloseCalendar> asked(ucal_clone(calendar.get(), &status));
@@ -82,7 +84,7 @@ std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {
   const std::u16string identifier(name.begin(), name.end());
   char16_t canonical[kMaximumNameLength * 2];
   UBool isSystemZone = false;
-  const detail::IcuTurn turn;
+  const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   ucal_getCanonicalTimeZoneID(identifier.data(), static_cast<std::int32_t>(identifier.size()), canonical,
                               static_cast<std::int32_t>(std::size(canonical)), &isSystemZone, &status);

@@ -41,8 +41,10 @@ void pollMainQueue() {
   machine->pollMainQueue();
 }
 void runMainQueue() {
-  machine->mainQueue().async([] {});
-  machine->runMainQueue(std::chrono::milliseconds(2));
+  for (int i = 0; i < 3; ++i) {
+    machine->mainQueue().async([] {});
+    machine->runMainQueue(std::chrono::milliseconds(10));
+  }
 }
 void useGlobalQueue() {
   machine->globalQueue().async([] {});
@@ -124,6 +126,7 @@ int live(const Operation& parent, const Operation& child, Way way, unsigned seed
     const auto instant = Clock::now() + std::chrono::microseconds(random() % longest);
     while (Clock::now() < instant) {
     }
+    machine->mainQueue().async([] {});  // beside a thread that may wait for it
     std::atomic<int> status{-2};
     const auto forkAndWait = [&] {
       const pid_t process = fork();
