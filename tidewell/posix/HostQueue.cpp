@@ -14,6 +14,19 @@
 #include "tidewell/posix/Fork.h"
 
 namespace tidewell::posix {
+namespace {
+
+/// Where a cancelled thread cannot leave the wait of a condition variable, because that is `noexcept`, it stays
+/// until the wait is over.
+#if defined(_LIBCPP_VERSION)
+using WaitShield = base::CancellationShield;
+#else
+struct WaitShield {
+  ~WaitShield() {}
+};
+#endif
+
+}  // namespace
 
 struct HostQueue::State final : ForkParticipant {
   StateMutex mutex;
@@ -110,6 +123,7 @@ std::size_t HostQueue::run(std::chrono::milliseconds duration) {
   // The clock's range must hold the end.
   constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365);
   const auto end = std::chrono::steady_clock::now() + std::min(duration, kLongest);
+  const WaitShield shield;
   std::size_t ran = 0;
   std::unique_lock lock(state_->mutex.native());
   do {
