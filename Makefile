@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix bench fuzz format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -9,6 +9,7 @@ help:
 	@echo "make test-desktop  the tests of the desktop platform, on a desktop of their own"
 	@echo "make test-guest-long  the long forms of the tests of a host's process: 200 ends, a minute idle, a minute stopped"
 	@echo "make io-torture  lives in which the n-th call on a file fails, or is the last before a power loss, for every n"
+	@echo "make fork-matrix  every operation in the child of a fork, beside every operation in its parent (FORK_SECONDS=60 for a sample)"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make format  format the sources"
@@ -52,6 +53,13 @@ io-torture:
 	cmake --preset dev
 	cmake --build --preset dev --target io_torture
 	build/dev/tests/io-torture/io_torture
+
+FORK_SECONDS ?= 0
+fork-matrix:
+	scripts/setup test
+	cmake --preset dev
+	cmake --build --preset dev --target guest_fork_matrix
+	build/dev/tests/guest/guest_fork_matrix $(FORK_SECONDS)
 
 bench:
 	scripts/setup bench

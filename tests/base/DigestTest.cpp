@@ -22,6 +22,10 @@ TEST(Digest, GivesTheValuesOfTheStandards) {
   const auto code = hmacSha256("Jefe", "what do ya want for nothing?");  // RFC 4231, 4.3
   EXPECT_EQ(hexString(code.data(), code.size()),
             "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
+  const auto longKey =
+      hmacSha256(std::string(131, '\xAA'), "Test Using Larger Than Block-Size Key - Hash Key First");
+  EXPECT_EQ(hexString(longKey.data(), longKey.size()),  // RFC 4231, 4.7
+            "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
   const auto empty = hmacSha256("", "");
   EXPECT_EQ(hexString(empty.data(), empty.size()),
             "b613679a0814d9ec772f95d778c35fc5ff1697c493715653c6c712144292c5ad");

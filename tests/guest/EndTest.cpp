@@ -31,10 +31,14 @@ TEST_F(GuestTest, EveryOperationServesHandlersDestructorsAndThreadsWhileTheProce
       {"quick_exit", "used by a quick handler\n"}};
   for (int run = 0; run < (isLong() ? 20 : 1); ++run) {
     for (const auto& [way, used] : usedBy) {
-      const Outcome outcome =
-          host({"use-at-end", way}, {"XDG_DATA_HOME=" + data + way + std::to_string(run)}).end();
-      EXPECT_EQ(outcome.status, 7) << way << "\n" << outcome.last();
-      EXPECT_EQ(outcome.out, used) << way;
+      for (const bool first : {false, true}) {
+        std::vector<std::string> arguments{"use-at-end", way};
+        if (first) arguments.emplace_back("first");
+        const std::string name = way + (first ? " first " : " ") + std::to_string(run);
+        const Outcome outcome = host(arguments, {"XDG_DATA_HOME=" + data + name}).end();
+        EXPECT_EQ(outcome.status, 7) << name << "\n" << outcome.last();
+        EXPECT_EQ(outcome.out, used) << name;
+      }
     }
   }
 }

@@ -112,11 +112,11 @@ class Host {
       if (!readSome()) return "(silent)";
     }
   }
-  /// Gives it nothing more to do, and waits for its end.
-  Outcome end() {
+  /// Gives it nothing more to do, and waits for its end; as long as it prints something every so often.
+  Outcome end(std::chrono::milliseconds patience = std::chrono::milliseconds(kPatienceMilliseconds)) {
     if (in_ >= 0) close(std::exchange(in_, -1));
     while (outputs_[0].descriptor >= 0 || outputs_[1].descriptor >= 0) {
-      if (!readSome()) return {kHung, outputs_[0].text, outputs_[1].text};
+      if (!readSome(patience)) return {kHung, outputs_[0].text, outputs_[1].text};
     }
     int status = 0;
     waitpid(std::exchange(process_, -1), &status, 0);
@@ -170,10 +170,10 @@ class Host {
   }
 
   /// Waits for a bit of output or its end. NO where it has been silent too long.
-  bool readSome() {
+  bool readSome(std::chrono::milliseconds patience = std::chrono::milliseconds(kPatienceMilliseconds)) {
     std::array<pollfd, 2> waiting{pollfd{outputs_[0].descriptor, POLLIN, 0},
                                   pollfd{outputs_[1].descriptor, POLLIN, 0}};
-    if (poll(waiting.data(), waiting.size(), kPatienceMilliseconds) <= 0) return false;
+    if (poll(waiting.data(), waiting.size(), static_cast<int>(patience.count())) <= 0) return false;
     for (std::size_t i = 0; i < waiting.size(); ++i) {
       if (waiting[i].revents == 0) continue;
       std::array<char, 4096> bytes{};

@@ -20,6 +20,27 @@ TEST_F(GuestTest, AForkedChildAnswersFromItsRecordAndTheParentGoesOn) {
   EXPECT_EQ(count(outcome.err, "Requests fail in this process"), isLong() ? 200 : 30) << "one line a child";
 }
 
+TEST_F(GuestTest, NoOperationHangsInTheChildOfAForkBesideAnyOtherInItsParent) {
+  if (kIsSanitized) GTEST_SKIP() << "a sanitizer's locks may be held for ever in the child";
+  // A sample of the pairs, another one each time; `make fork-matrix` runs all.
+  Host matrix({GUEST_FORK_MATRIX, isLong() ? "300" : "4", std::to_string(getpid())}, environment());
+  const Outcome outcome = matrix.end(std::chrono::seconds(600));
+  EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.last();
+}
+
+TEST_F(GuestTest, ACancelledThreadEndsAfterTheOperationThatItIsIn) {
+  const Outcome outcome = host({"cancel", isLong() ? "1000" : "80"}).end();
+  EXPECT_EQ(outcome.status, 0) << outcome.last();
+}
+
+TEST_F(GuestTest, SnapshotsAreFreedInASandboxThatIsEnteredLate) {
+  if (kIsSanitized) GTEST_SKIP() << "counts what the system's allocator holds";
+  Host one = host({"late-sandbox"});
+  const std::string line = one.line();
+  EXPECT_EQ(one.end().status, 0) << one.errors();
+  EXPECT_LT(std::atol(line.c_str()), 10L << 20) << line;
+}
+
 TEST_F(GuestTest, AProgramThatTheHostStartsInheritsNoDescriptor) {
   if (kAddressSanitizer)
     GTEST_SKIP() << "its allocator may be locked for ever in the child of a process with threads";

@@ -2,10 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -25,6 +22,7 @@
 #include <string_view>
 #include <vector>
 
+#include "RefuseSystemCall.h"
 #include "tidewell/posix/PosixPlatform.h"
 
 namespace tidewell::posix {
@@ -96,19 +94,6 @@ inline void endChild(pid_t child) {
   usleep(100'000);
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
-}
-
-/// Has a system call fail from now on, in this thread and those that it starts. NO where that is not allowed.
-inline bool refuseSystemCall(unsigned number, int error) {
-  sock_filter program[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  const sock_fprog filter{4, program};
-  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
 
 /// A folder of its own for each test, an empty working folder that must stay empty, and the sentences that

@@ -10,6 +10,7 @@
 #include "tidewell/base/Unicode.h"
 #include "tidewell/base/detail/CivilDate.h"
 #include "tidewell/base/detail/DatePattern.h"
+#include "tidewell/base/detail/IcuTurn.h"
 #include "tidewell/base/detail/TimeZoneRecord.h"
 
 namespace tidewell::base {
@@ -73,6 +74,7 @@ class IcuFormatter {
  public:
   IcuFormatter(std::string_view pattern, const std::u16string& zone) {
     const std::u16string text = utf16FromUtf8(pattern);
+    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
     format_.reset(udat_open(UDAT_PATTERN, UDAT_PATTERN, kLocale, zone.data(), lengthOf(zone), text.data(),
                             lengthOf(text), &status));
@@ -87,6 +89,7 @@ class IcuFormatter {
 
   [[nodiscard]] std::string format(double milliseconds) const {
     if (!format_) return {};
+    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
     std::u16string text(128, u'\0');
     for (;;) {
       UErrorCode status = U_ZERO_ERROR;
@@ -102,6 +105,7 @@ class IcuFormatter {
   [[nodiscard]] std::optional<double> read(std::string_view utf8) const {
     if (!format_) return std::nullopt;
     const std::u16string text = utf16FromUtf8(utf8);
+    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
     ucal_clear(calendar_.get());
     ucal_setDateTime(calendar_.get(), 2000, UCAL_JANUARY, 1, 0, 0, 0, &status);
@@ -117,10 +121,16 @@ class IcuFormatter {
   static std::int32_t lengthOf(const std::u16string& text) { return static_cast<std::int32_t>(text.size()); }
 
   struct CloseFormat {
-    void operator()(UDateFormat* format) const noexcept { udat_close(format); }
+    void operator()(UDateFormat* format) const noexcept {
+      const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+      udat_close(format);
+    }
   };
   struct CloseCalendar {
-    void operator()(UCalendar* calendar) const noexcept { ucal_close(calendar); }
+    void operator()(UCalendar* calendar) const noexcept {
+      const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+      ucal_close(calendar);
+    }
   };
   std::unique_ptr<UDateFormat, CloseFormat> format_;
   std::unique_ptr<UCalendar, CloseCalendar> calendar_;

@@ -1,64 +1,81 @@
 #include "tidewell/base/Digest.h"
 
-#include <openssl/core_names.h>
-#include <openssl/evp.h>
-#include <openssl/provider.h>
-#include <openssl/rand.h>
+// The plain functions of libcrypto are deprecated since 3.0 in favour of methods that are fetched. Fetching
+// needs the library's state, which `exit` takes down; the plain functions need none.
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include <openssl/md5.h>
+#include <openssl/sha.h>
+#include <sys/random.h>
+#include <unistd.h>
 
 #include <cstring>
+#include <exception>
+#include <random>
 
 #include "tidewell/base/Exception.h"
 
 namespace tidewell::base {
 namespace {
 
-[[noreturn]] void raiseMissing(std::string_view what) {
-  raise(kInternalInconsistencyException, "libcrypto gives no " + std::string(what));
+using Sha256Digest = std::array<std::uint8_t, SHA256_DIGEST_LENGTH>;
+
+constexpr std::size_t kHmacBlockBytes = 64;  // SHA-256's
+
+/// The digest of two texts, one after the other.
+Sha256Digest sha256(std::string_view first, std::string_view second) noexcept {
+  SHA256_CTX context;
+  SHA256_Init(&context);
+  SHA256_Update(&context, first.data(), first.size());
+  SHA256_Update(&context, second.data(), second.size());
+  Sha256Digest digest{};
+  SHA256_Final(digest.data(), &context);
+  return digest;
 }
 
-/// A libcrypto of our own: the host's configuration, default properties ("fips=yes") and providers do not
-/// reach it. Made on first use and never freed.
-OSSL_LIB_CTX* context() {
-  static OSSL_LIB_CTX* const context = [] {
-    OSSL_LIB_CTX* made = OSSL_LIB_CTX_new();
-    if (!made || !OSSL_PROVIDER_load(made, "default")) raiseMissing("default provider");
-    return made;
-  }();
-  return context;
+std::string_view textOf(const Sha256Digest& digest) noexcept {
+  return {reinterpret_cast<const char*>(digest.data()), digest.size()};
 }
 
-/// Fetched once: a look-up by name at each call costs more than the digest of a short text.
-const EVP_MD* md5Method() {
-  static EVP_MD* const method = [] {
-    EVP_MD* fetched = EVP_MD_fetch(context(), "MD5", nullptr);
-    if (!fetched) raiseMissing("MD5");
-    return fetched;
-  }();
-  return method;
+std::array<std::uint8_t, 16> randomBytes() {
+  std::array<std::uint8_t, 16> bytes{};
+  if (getentropy(bytes.data(), bytes.size()) == 0) return bytes;
+  // A sandbox may refuse the system call.
+  try {
+    std::random_device device;
+    for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(device());
+  } catch (const std::exception&) {
+    raise(kInternalInconsistencyException, "The system has no random bytes");
+  }
+  return bytes;
 }
 
 }  // namespace
 
-std::array<std::uint8_t, 16> md5(std::string_view bytes) {
+std::array<std::uint8_t, 16> md5(std::string_view bytes) noexcept {
+  MD5_CTX context;
+  MD5_Init(&context);
+  MD5_Update(&context, bytes.data(), bytes.size());
   std::array<std::uint8_t, 16> digest{};
-  unsigned length = 0;
-  if (!EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, md5Method(), nullptr))
-    raiseMissing("MD5");
+  MD5_Final(digest.data(), &context);
   return digest;
 }
 
-std::array<std::uint8_t, 32> hmacSha256(std::string_view key, std::string_view message) {
-  std::array<std::uint8_t, 32> code{};
-  std::size_t length = 0;
-  // An empty key must still be given as one.
-  if (!EVP_Q_mac(context(), OSSL_MAC_NAME_HMAC, nullptr, OSSL_DIGEST_NAME_SHA2_256, nullptr,
-                 key.empty() ? "" : key.data(), key.size(),
-                 reinterpret_cast<const unsigned char*>(message.data()), message.size(), code.data(),
-                 code.size(), &length) ||
-      length != code.size()) {
-    raiseMissing("HMAC-SHA-256");
+std::array<std::uint8_t, 32> hmacSha256(std::string_view key, std::string_view message) noexcept {
+  Sha256Digest shortKey{};
+  if (key.size() > kHmacBlockBytes) {
+    shortKey = sha256(key, {});
+    key = textOf(shortKey);
   }
-  return code;
+  std::array<char, kHmacBlockBytes> inner;
+  std::array<char, kHmacBlockBytes> outer;
+  inner.fill(0x36);
+  outer.fill(0x5C);
+  for (std::size_t i = 0; i < key.size(); ++i) {
+    inner[i] = static_cast<char>(inner[i] ^ key[i]);
+    outer[i] = static_cast<char>(outer[i] ^ key[i]);
+  }
+  const Sha256Digest digest = sha256({inner.data(), inner.size()}, message);
+  return sha256({outer.data(), outer.size()}, textOf(digest));
 }
 
 std::string hexString(const std::uint8_t* bytes, std::size_t count) {
@@ -72,11 +89,7 @@ std::string hexString(const std::uint8_t* bytes, std::size_t count) {
   return text;
 }
 
-std::string UUIDString() {
-  std::array<std::uint8_t, 16> bytes{};
-  if (RAND_bytes_ex(context(), bytes.data(), bytes.size(), 0) != 1) raiseMissing("random bytes");
-  return UUIDStringWithBytes(bytes.data());
-}
+std::string UUIDString() { return UUIDStringWithBytes(randomBytes().data()); }
 
 std::string UUIDStringWithBytes(const std::uint8_t* sixteenBytes) {
   static constexpr char kDigits[] = "0123456789ABCDEF";

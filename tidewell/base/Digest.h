@@ -9,13 +9,14 @@
 
 namespace tidewell::base {
 
-/// MD5 (RFC 1321). Works where a FIPS provider forbids MD5 to default callers: the digest is a name for
-/// content here, never a protection. Any thread. Raises `kInternalInconsistencyException` only where
-/// libcrypto was built without it.
-[[nodiscard]] TIDEWELL_EXPORT std::array<std::uint8_t, 16> md5(std::string_view bytes);
-/// HMAC-SHA-256 (RFC 2104, FIPS 180-4). Any thread; raises as `md5` does.
+// Callable from any thread and until the process is gone: nothing here needs the state of libcrypto, its
+// providers or its configuration, which the host owns and which `exit` takes down.
+
+/// MD5 (RFC 1321). The digest is a name for content, never a protection.
+[[nodiscard]] TIDEWELL_EXPORT std::array<std::uint8_t, 16> md5(std::string_view bytes) noexcept;
+/// HMAC-SHA-256 (RFC 2104, FIPS 180-4).
 [[nodiscard]] TIDEWELL_EXPORT std::array<std::uint8_t, 32> hmacSha256(std::string_view key,
-                                                                      std::string_view message);
+                                                                      std::string_view message) noexcept;
 /// Two lower-case hexadecimal digits a byte.
 [[nodiscard]] TIDEWELL_EXPORT std::string hexString(const std::uint8_t* bytes, std::size_t count);
 /// A random UUID (RFC 4122, version 4): 36 characters, upper-case, with hyphens. Raises

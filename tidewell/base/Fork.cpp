@@ -1,6 +1,7 @@
 #include "tidewell/base/Fork.h"
 
 #include <algorithm>
+#include <new>
 
 #include "tidewell/base/NeverDestroyed.h"
 
@@ -16,6 +17,8 @@ Participants& participants() {
   static NeverDestroyed<Participants> instance;
   return *instance;
 }
+
+[[maybe_unused]] const Participants& madeWhenLoaded = participants();
 
 }  // namespace
 
@@ -54,6 +57,10 @@ StateMutex::~StateMutex() { leave(); }
 void StateMutex::beforeFork() noexcept { mutex_.lock(); }
 void StateMutex::afterForkInParent() noexcept { mutex_.unlock(); }
 void StateMutex::afterForkInChild() noexcept { mutex_.unlock(); }
+
+StateCondition::StateCondition() { join(); }
+StateCondition::~StateCondition() { leave(); }
+void StateCondition::afterForkInChild() noexcept { ::new (&condition_) std::condition_variable; }
 
 WorkMutex::WorkMutex() {
   mutexes_.push_back(std::make_unique<std::mutex>());

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "tidewell/base/Export.h"
@@ -18,6 +20,12 @@ namespace tidewell::base {
 
 /// Something that is put in order when the process forks. Derived classes are final, join at the end of their
 /// constructor and leave at the beginning of their destructor. Never do either while holding a `StateMutex`.
+///
+/// One that lives as long as the process is made by `madeOnce`, or when the library is loaded
+/// (`madeWhenLoaded`): a thread that makes a function-local static at the instant of a fork waits in `join`,
+/// and leaves it half made in the child.
+///
+/// The handlers run with every `StateMutex` locked: they must not destroy foreign objects.
 class TIDEWELL_EXPORT ForkParticipant {
  public:
   ForkParticipant(const ForkParticipant&) = delete;
@@ -47,6 +55,7 @@ class TIDEWELL_EXPORT ForkParticipant {
 class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
  public:
   static constexpr int kInnermost = 100;
+  static constexpr int kOtherLibrary = 200;  ///< held over calls of a library that takes locks of its own
   explicit StateMutex(int level = kInnermost);
   ~StateMutex() override;
 
@@ -61,6 +70,46 @@ class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
 
  private:
   std::mutex mutex_;
+};
+
+/// A `StateMutex` that its holder may lock again.
+class RecursiveStateMutex {
+ public:
+  explicit RecursiveStateMutex(int level = StateMutex::kInnermost) : mutex_(level) {}
+
+  void lock() {
+    const std::thread::id self = std::this_thread::get_id();
+    if (owner_.load(std::memory_order_relaxed) != self) {
+      mutex_.lock();
+      owner_.store(self, std::memory_order_relaxed);
+    }
+    ++depth_;
+  }
+  void unlock() {
+    if (--depth_ > 0) return;
+    owner_.store({}, std::memory_order_relaxed);
+    mutex_.unlock();
+  }
+
+ private:
+  StateMutex mutex_;
+  std::atomic<std::thread::id> owner_{};
+  int depth_ = 0;  ///< under the mutex
+};
+
+/// A condition variable to be used with a `StateMutex`. The child of a fork begins with a new one: the
+/// parent's waiting threads, which are not in the child, would keep it from working there.
+class TIDEWELL_EXPORT StateCondition final : public ForkParticipant {
+ public:
+  StateCondition();
+  ~StateCondition() override;
+
+  [[nodiscard]] std::condition_variable& native() noexcept { return condition_; }
+
+  void afterForkInChild() noexcept override;
+
+ private:
+  std::condition_variable condition_;
 };
 
 /// Keeps two threads from doing the same file work at once. May be held while a `StateMutex` is taken.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -27,5 +29,25 @@ class NeverDestroyed {
  private:
   alignas(T) unsigned char storage_[sizeof(T)];
 };
+
+/// A process-wide object that is made on first use and never destroyed. Unlike a function-local static, whose
+/// making other threads wait for, it is never half made in the child of a fork: threads that ask at once each
+/// make one, and the first to have done so keeps it. So making one, and destroying it, must have no effect
+/// elsewhere. `make` returns a `std::unique_ptr`.
+///
+///     static constinit std::atomic<Registry*> registry{nullptr};
+///     return madeOnce(registry);
+template <class T, class Make>
+T& madeOnce(std::atomic<T*>& place, Make&& make) {
+  T* present = place.load(std::memory_order_acquire);
+  if (present) return *present;
+  std::unique_ptr<T> made = std::forward<Make>(make)();
+  if (place.compare_exchange_strong(present, made.get(), std::memory_order_acq_rel)) return *made.release();
+  return *present;
+}
+template <class T>
+T& madeOnce(std::atomic<T*>& place) {
+  return madeOnce(place, [] { return std::make_unique<T>(); });
+}
 
 }  // namespace tidewell::base

@@ -11,6 +11,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/PatternCost.h"
 #include "tidewell/base/Unicode.h"
+#include "tidewell/base/detail/IcuTurn.h"
 
 namespace tidewell::base {
 
@@ -151,6 +152,7 @@ struct RegularExpression::Implementation {
       return;
     }
     const std::u16string units = utf16FromUtf8(text);
+    const detail::IcuTurn turn(detail::IcuTurn::Use::expressions);
     UParseError where;
     compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
     if (kind == Matchers::kept && text.size() <= kLongestOfKeptMatchers && !cost.breaksText)

@@ -62,6 +62,8 @@ struct SipState {
 
 }  // namespace
 
+[[maybe_unused]] const std::uint64_t keyDrawnWhenLoaded = stringHash({});
+
 // SipHash-1-3: one round a word, three at the end.
 std::uint64_t stringHash(std::string_view text) noexcept {
   static const Key key = drawKey();

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/detail/IcuTurn.h"
 #include "tidewell/base/detail/TimeZoneRecord.h"
 
 namespace tidewell::base {
@@ -22,10 +23,32 @@ constexpr std::int32_t kMaximumOffset = 18 * 3600;
 
 }  // namespace
 
-void TimeZone::Record::CloseCalendar::operator()(void** open) const noexcept { ucal_close(open); }
+namespace detail {
+
+RecursiveStateMutex& IcuTurn::mutexFor(Use use) {
+  static NeverDestroyed<RecursiveStateMutex> dates(StateMutex::kOtherLibrary);
+  static NeverDestroyed<RecursiveStateMutex> expressions(StateMutex::kOtherLibrary);
+  return use == Use::dates ? *dates : *expressions;
+}
+
+}  // namespace detail
+
+namespace {
+
+using detail::IcuTurn;
+
+[[maybe_unused]] const bool madeWhenLoaded = (IcuTurn(IcuTurn::Use::dates), true);
+
+}  // namespace
+
+void TimeZone::Record::CloseCalendar::operator()(void** open) const noexcept {
+  const IcuTurn turn(IcuTurn::Use::dates);
+  ucal_close(open);
+}
 
 TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
     : name(std::move(zoneName)), icuIdentifier(std::move(identifier)) {
+  const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   calendar.reset(ucal_open(icuIdentifier.data(), static_cast<std::int32_t>(icuIdentifier.size()),
                            "en_US_POSIX", UCAL_GREGORIAN, &status));
@@ -33,6 +56,7 @@ TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
 
 std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
   if (!std::isfinite(millisecondsSince1970)) millisecondsSince1970 = 0;
+  const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   // A calendar is set to the instant that it is asked about, so each question has its own.
   const std::unique_ptr<void*, CloseCalendar> asked(ucal_clone(calendar.get(), &status));
@@ -48,8 +72,10 @@ std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
 TimeZone::TimeZone(std::shared_ptr<const Record> record) : record_(std::move(record)) {}
 
 TimeZone TimeZone::UTC() {
-  static NeverDestroyed<TimeZone> zone(TimeZone(std::make_shared<const Record>("UTC", u"UTC")));
-  return *zone;
+  static constinit std::atomic<const TimeZone*> zone{nullptr};
+  return madeOnce(zone, [] {
+    return std::unique_ptr<const TimeZone>(new TimeZone(std::make_shared<const Record>("UTC", u"UTC")));
+  });
 }
 
 std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {
@@ -58,6 +84,7 @@ std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {
   const std::u16string identifier(name.begin(), name.end());
   char16_t canonical[kMaximumNameLength * 2];
   UBool isSystemZone = false;
+  const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   ucal_getCanonicalTimeZoneID(identifier.data(), static_cast<std::int32_t>(identifier.size()), canonical,
                               static_cast<std::int32_t>(std::size(canonical)), &isSystemZone, &status);

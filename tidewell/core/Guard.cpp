@@ -36,6 +36,7 @@ void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept {
 }
 
 void runForHost(const std::function<void()>& function) noexcept {
+  const base::CancellationShield shield;
   try {
     function();
   } catch (...) {

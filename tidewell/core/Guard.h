@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
@@ -34,6 +35,7 @@ void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept;
 /// Runs `body`; where it raises, logs that with the coordinates and answers `fallback`.
 template <class Fallback, class Body>
 auto guarded(const LogCoordinates& where, Fallback fallback, Body&& body) -> Fallback {
+  const base::CancellationShield shield;
   try {
     return std::forward<Body>(body)();
   } catch (...) {
@@ -45,6 +47,7 @@ auto guarded(const LogCoordinates& where, Fallback fallback, Body&& body) -> Fal
 /// Runs `body`; where it raises, logs that with the coordinates.
 template <class Body>
 void guarded(const LogCoordinates& where, Body&& body) {
+  const base::CancellationShield shield;
   try {
     std::forward<Body>(body)();
   } catch (...) {

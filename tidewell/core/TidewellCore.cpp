@@ -62,8 +62,8 @@ void handleConfigReply(bool success, const base::Value& response) {
 }  // namespace
 
 TidewellCore& TidewellCore::sharedInstance() {
-  static base::NeverDestroyed<TidewellCore> core;
-  return *core;
+  static constinit std::atomic<TidewellCore*> core{nullptr};
+  return base::madeOnce(core);
 }
 
 void TidewellCore::initializeWithAppID(std::optional<std::string_view> appID) {

@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/desktop/Glib.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/RaisedRights.h"
@@ -165,6 +166,7 @@ Status SecretService::remove(const Attributes& attributes) {
 
 Status SecretService::ask(Request request, std::string* secret) {
   if (!hasBus_ || isHopeless_) return Status::unusable;
+  const base::CancellationShield shield;
   request.attributes["application"] = application_;
 
   struct Answer {

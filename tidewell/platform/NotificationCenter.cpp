@@ -35,8 +35,8 @@ struct NotificationCenter::State {
 };
 
 NotificationCenter& NotificationCenter::defaultCenter() {
-  static base::NeverDestroyed<NotificationCenter> center;
-  return *center;
+  static constinit std::atomic<NotificationCenter*> center{nullptr};
+  return base::madeOnce(center);
 }
 
 NotificationCenter::NotificationCenter() : state_(std::make_unique<State>()) {}

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/UnknownMachine.h"
@@ -20,7 +21,7 @@ constinit std::atomic<Reporter> reporterInForce{nullptr};
 
 /// Every platform that was ever in force, so that a thread that still uses an earlier one finds it whole.
 struct Keeper {
-  std::mutex mutex;
+  base::StateMutex mutex;
   std::vector<std::shared_ptr<Platform>> platforms;
 };
 
@@ -28,6 +29,8 @@ Keeper& keeper() {
   static base::NeverDestroyed<Keeper> instance;
   return *instance;
 }
+
+[[maybe_unused]] const Keeper& madeWhenLoaded = keeper();
 
 /// Lets the application be found by the name of its class.
 void declareApplication() { (void)runtime::classOf<UIApplication>(); }

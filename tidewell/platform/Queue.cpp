@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/platform/Platform.h"
 
@@ -10,6 +11,7 @@ namespace tidewell::platform {
 Queue::~Queue() = default;
 
 void runReportingExceptions(const std::function<void()>& function) noexcept {
+  const base::CancellationShield shield;
   try {
     function();
   } catch (...) {

@@ -1,9 +1,11 @@
 #include "tidewell/platform/SFSafariViewController.h"
 
+#include <mutex>
 #include <string>
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/platform/HierarchyMutex.h"
 
 namespace tidewell::platform {
 namespace {
@@ -30,13 +32,14 @@ SFSafariViewController::SFSafariViewController(const std::optional<base::Url>& u
 SFSafariViewController::~SFSafariViewController() = default;
 
 runtime::Ref SFSafariViewController::delegate() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(hierarchyMutex());
   return delegate_.lock();
 }
 
 void SFSafariViewController::setDelegate(const runtime::Ref& delegate) {
-  const std::lock_guard lock(mutex_);
-  delegate_ = delegate;
+  runtime::WeakRef next = delegate;  // becomes the last one, which goes after the lock
+  const std::lock_guard lock(hierarchyMutex());
+  delegate_.swap(next);
 }
 
 Shown SFSafariViewController::show(Presenter& presenter, Shown above) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "tidewell/base/Url.h"
@@ -34,7 +33,6 @@ class TIDEWELL_EXPORT SFSafariViewController
   void finish();
 
   const base::Url url_;
-  mutable std::mutex mutex_;  ///< a weak reference is no atomic
   runtime::WeakRef delegate_;
 };
 

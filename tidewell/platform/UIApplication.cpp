@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/platform/HierarchyMutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
 #include "tidewell/runtime/Observing.h"
@@ -28,19 +29,22 @@ UIApplication::~UIApplication() = default;
 
 std::shared_ptr<UIApplication> UIApplication::sharedApplication() {
   if (!Platform::isInstalled()) return nullptr;
-  static base::NeverDestroyed<std::shared_ptr<UIApplication>> application(runtime::make<UIApplication>());
-  return *application;
+  static constinit std::atomic<const std::shared_ptr<UIApplication>*> application{nullptr};
+  return base::madeOnce(application, [] {
+    return std::make_unique<const std::shared_ptr<UIApplication>>(runtime::make<UIApplication>());
+  });
 }
 
 Ref UIApplication::delegate() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(hierarchyMutex());
   return delegate_.lock();
 }
 
 void UIApplication::setDelegate(const Ref& delegate) {
   runtime::changing(*this, "delegate", [&] {
-    const std::lock_guard lock(mutex_);
-    delegate_ = delegate;
+    runtime::WeakRef next = delegate;  // becomes the last one, which goes after the lock
+    const std::lock_guard lock(hierarchyMutex());
+    delegate_.swap(next);
   });
 }
 

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -105,7 +104,6 @@ class TIDEWELL_EXPORT UIApplication : public runtime::Subclass<UIApplication> {
   static void describe(runtime::ClassBuilder<UIApplication>& c);
 
  private:
-  mutable std::mutex mutex_;  ///< a weak reference is no atomic
   runtime::WeakRef delegate_;
   std::weak_ptr<UIWindow> keyWindow_;
 };

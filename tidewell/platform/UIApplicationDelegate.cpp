@@ -28,18 +28,20 @@ void UIApplicationDelegate::didReceiveRemoteNotificationFetching(UIApplication&,
 runtime::Ref UIApplicationDelegate::window() { return nullptr; }
 
 const runtime::Protocol& UIApplicationDelegate::protocol() {
-  static base::NeverDestroyed<runtime::Protocol> protocol(
-      runtime::Protocol("UIApplicationDelegate")
-          .optional(kApplicationOpenURL)
-          .optional(kApplicationOpenURLFromSource)
-          .optional(kApplicationContinueUserActivity)
-          .optional(kApplicationHandleEventsForBackgroundURLSession)
-          .optional(kApplicationDidRegisterForRemoteNotifications)
-          .optional(kApplicationDidFailToRegisterForRemoteNotifications)
-          .optional(kApplicationDidReceiveRemoteNotification)
-          .optional(kApplicationDidReceiveRemoteNotificationFetching)
-          .optional(kApplicationDelegateWindow));
-  return *protocol;
+  static constinit std::atomic<const runtime::Protocol*> protocol{nullptr};
+  return base::madeOnce(protocol, [] {
+    return std::make_unique<const runtime::Protocol>(
+        runtime::Protocol("UIApplicationDelegate")
+            .optional(kApplicationOpenURL)
+            .optional(kApplicationOpenURLFromSource)
+            .optional(kApplicationContinueUserActivity)
+            .optional(kApplicationHandleEventsForBackgroundURLSession)
+            .optional(kApplicationDidRegisterForRemoteNotifications)
+            .optional(kApplicationDidFailToRegisterForRemoteNotifications)
+            .optional(kApplicationDidReceiveRemoteNotification)
+            .optional(kApplicationDidReceiveRemoteNotificationFetching)
+            .optional(kApplicationDelegateWindow));
+  });
 }
 
 }  // namespace tidewell::platform

@@ -1,3 +1,6 @@
+#include <mutex>
+
+#include "tidewell/platform/HierarchyMutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplication.h"
 
@@ -12,13 +15,14 @@ bool isSet(const base::Dictionary& options, std::string_view key) {
 }  // namespace
 
 std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(hierarchyMutex());
   return keyWindow_.lock();
 }
 
 void UIApplication::setKeyWindow(const std::shared_ptr<UIWindow>& window) {
-  const std::lock_guard lock(mutex_);
-  keyWindow_ = window;
+  std::weak_ptr<UIWindow> next = window;  // becomes the last one, which goes after the lock
+  const std::lock_guard lock(hierarchyMutex());
+  keyWindow_.swap(next);
 }
 
 bool UIApplication::canOpenURL(const std::optional<base::Url>& url) {

@@ -8,8 +8,9 @@ namespace tidewell::platform {
 UIScreen::~UIScreen() = default;
 
 std::shared_ptr<UIScreen> UIScreen::mainScreen() {
-  static base::NeverDestroyed<std::shared_ptr<UIScreen>> screen(runtime::make<UIScreen>());
-  return *screen;
+  static constinit std::atomic<const std::shared_ptr<UIScreen>*> screen{nullptr};
+  return base::madeOnce(
+      screen, [] { return std::make_unique<const std::shared_ptr<UIScreen>>(runtime::make<UIScreen>()); });
 }
 
 ScreenSize UIScreen::bounds() const { return Platform::current().presenter().screenSize(); }

@@ -7,6 +7,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/platform/HierarchyMutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/runtime/Description.h"
 
@@ -15,12 +16,7 @@ namespace {
 
 using runtime::description;
 
-/// One lock for all controllers: a link joins two of them. Nothing foreign runs under it, and no controller
-/// dies under it: what is taken out of the hierarchy is let go of afterwards.
-std::mutex& hierarchyMutex() {
-  static base::NeverDestroyed<std::mutex> mutex;
-  return *mutex;
-}
+[[maybe_unused]] const base::StateMutex& madeWhenLoaded = hierarchyMutex();
 
 void onMainQueue(std::function<void()> function) {
   Queue& queue = Platform::current().mainQueue();
@@ -32,6 +28,11 @@ void onMainQueue(std::function<void()> function) {
 }
 
 }  // namespace
+
+base::StateMutex& hierarchyMutex() {
+  static base::NeverDestroyed<base::StateMutex> mutex;
+  return *mutex;
+}
 
 UIViewController::UIViewController() = default;
 

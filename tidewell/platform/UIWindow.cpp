@@ -1,5 +1,8 @@
 #include "tidewell/platform/UIWindow.h"
 
+#include <mutex>
+
+#include "tidewell/platform/HierarchyMutex.h"
 #include "tidewell/platform/UIApplication.h"
 
 namespace tidewell::platform {
@@ -8,13 +11,13 @@ UIWindow::UIWindow() = default;
 UIWindow::~UIWindow() = default;
 
 std::shared_ptr<UIViewController> UIWindow::rootViewController() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(hierarchyMutex());
   return rootViewController_;
 }
 
 void UIWindow::setRootViewController(const std::shared_ptr<UIViewController>& rootViewController) {
   std::shared_ptr<UIViewController> next = rootViewController;  // becomes the last one, which dies unlocked
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(hierarchyMutex());
   rootViewController_.swap(next);
 }
 

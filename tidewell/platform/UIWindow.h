@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
 #include "tidewell/base/Export.h"
 #include "tidewell/platform/UIViewController.h"
@@ -25,7 +24,6 @@ class TIDEWELL_EXPORT UIWindow : public runtime::Subclass<UIWindow> {
   static void describe(runtime::ClassBuilder<UIWindow>& c);
 
  private:
-  mutable std::mutex mutex_;
   std::shared_ptr<UIViewController> rootViewController_;
 };
 

@@ -17,6 +17,7 @@
 #include <optional>
 #include <set>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/posix/Descriptor.h"
 #include "tidewell/posix/FileFault.h"
@@ -98,17 +99,18 @@ struct CleanedFolders {
 };
 
 void removeLeftBehindOnce(int folder) {
-  static base::NeverDestroyed<CleanedFolders> cleaned;
+  static constinit std::atomic<CleanedFolders*> made{nullptr};
+  CleanedFolders& cleaned = base::madeOnce(made);
   struct stat record {};
   if (fstat(folder, &record) != 0) return;
   const CleanedFolders::Folder key(record.st_dev, record.st_ino);
-  if (cleaned->has(key)) return;
+  if (cleaned.has(key)) return;
   // No thread of this process writes in the folder before it is clean, so every file of this process's number
   // in it is an earlier process's.
-  const std::lock_guard lock(cleaned->cleaning);
-  if (cleaned->has(key)) return;
+  const std::lock_guard lock(cleaned.cleaning);
+  if (cleaned.has(key)) return;
   removeLeftBehind(folder);
-  cleaned->add(key);
+  cleaned.add(key);
 }
 
 std::error_code writeAll(int descriptor, std::string_view contents) {
@@ -184,6 +186,7 @@ std::error_code checkOwner(const struct stat& record) {
 }
 
 platform::FileContents readFile(const std::string& path, FileOwner owner, std::size_t bound) {
+  const base::CancellationShield shield;
   if (const auto failure = checkPath(path)) return {{}, failure};
   const bool isOwn = owner == FileOwner::user;
   // Without O_NONBLOCK the opening of a FIFO waits for a writer.
@@ -216,6 +219,7 @@ platform::FileContents readFile(const std::string& path, FileOwner owner, std::s
 }
 
 std::error_code replaceFile(const std::string& path, std::string_view contents) {
+  const base::CancellationShield shield;
   if (const auto failure = checkPath(path)) return failure;
   const std::string folderPath = folderOf(path);
   const std::string name = path.substr(path.find_last_of('/') + 1);

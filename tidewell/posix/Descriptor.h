@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
+
 // Internal to the posix layer: not installed.
 namespace tidewell::posix {
 
@@ -19,16 +21,18 @@ class Descriptor {
     std::swap(number_, other.number_);
     return *this;
   }
-  ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
-  }
+  ~Descriptor() { close(); }
 
   [[nodiscard]] int number() const noexcept { return number_; }
   explicit operator bool() const noexcept { return number_ >= 0; }
   /// Gives it up without closing it.
   int release() noexcept { return std::exchange(number_, -1); }
   /// For a forked child, which shares it with its parent, and for results that matter.
-  int close() noexcept { return number_ < 0 ? 0 : ::close(std::exchange(number_, -1)); }
+  int close() noexcept {
+    if (number_ < 0) return 0;
+    const base::CancellationShield shield;
+    return ::close(std::exchange(number_, -1));
+  }
 
  private:
   int number_ = -1;

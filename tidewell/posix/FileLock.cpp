@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/posix/AtomicFile.h"
 #include "tidewell/posix/Descriptor.h"
@@ -88,6 +89,8 @@ VainWait& vainWait() {
   return *instance;
 }
 
+[[maybe_unused]] const VainWait& madeWhenLoaded = vainWait();
+
 /// Tries for as long as a lock may be waited for. Zero, or the error.
 int waitForLock(int descriptor) {
   using Clock = std::chrono::steady_clock;
@@ -108,6 +111,7 @@ int waitForLock(int descriptor) {
 }  // namespace
 
 platform::LockResult lockFile(const std::string& path) {
+  const base::CancellationShield shield;
   if (const auto failure = checkPath(path)) return {nullptr, failure};
   const std::string name = path + ".lock";
   Descriptor file(retrying([&] { return open(name.c_str(), kOpenFlags | O_CREAT, 0600); }));

@@ -5,21 +5,35 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <condition_variable>
-#include <deque>
+#include <list>
 #include <mutex>
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/posix/Fork.h"
 
 namespace tidewell::posix {
+namespace {
+
+/// Where a cancelled thread cannot leave the wait of a condition variable, because that is `noexcept`, it stays
+/// until the wait is over.
+#if defined(_LIBCPP_VERSION)
+using WaitShield = base::CancellationShield;
+#else
+struct WaitShield {
+  ~WaitShield() {}
+};
+#endif
+
+}  // namespace
 
 struct HostQueue::State final : ForkParticipant {
   StateMutex mutex;
-  std::condition_variable changed;
-  std::deque<std::function<void()>> waiting;
-  std::deque<std::function<void()>> lost;  ///< the parent's, in a child: it runs them, nobody else
+  base::StateCondition changed;
+  std::list<std::function<void()>> waiting;
+  /// The parent's, in a child: only the parent runs them. Destroyed with the queue, for they are foreign.
+  std::list<std::function<void()>> lost;
   std::thread::id drainer;
   int depth = 0;  ///< of calls that drain now, all on `drainer`
   int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -27,14 +41,15 @@ struct HostQueue::State final : ForkParticipant {
   State() { join(); }
   ~State() override {
     leave();
+    const base::CancellationShield shield;
     if (descriptor >= 0) close(descriptor);
   }
 
   /// The child's descriptor must not wake the parent: it gets a counter of its own under the same number.
   void afterForkInChild() noexcept override {
-    lost.swap(waiting);
-    waiting.clear();
-    depth = 0;
+    lost.splice(lost.end(), waiting);
+    // A function that forked goes on in the child, and `drain` with it.
+    if (drainer != std::this_thread::get_id()) depth = 0;
     if (descriptor < 0) return;
     const int own = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (own < 0) return;
@@ -45,9 +60,11 @@ struct HostQueue::State final : ForkParticipant {
   // With the mutex held:
 
   void signal() const {
+    const base::CancellationShield shield;
     if (descriptor >= 0) static_cast<void>(eventfd_write(descriptor, 1));
   }
   void clear() const {
+    const base::CancellationShield shield;
     eventfd_t count = 0;
     if (descriptor >= 0) static_cast<void>(eventfd_read(descriptor, &count));
   }
@@ -84,7 +101,7 @@ void HostQueue::async(std::function<void()> function) {
     state_->waiting.push_back(std::move(function));
     if (state_->waiting.size() == 1) state_->signal();
   }
-  state_->changed.notify_one();
+  state_->changed.native().notify_one();
 }
 
 bool HostQueue::isCurrent() const {
@@ -106,6 +123,7 @@ std::size_t HostQueue::run(std::chrono::milliseconds duration) {
   // The clock's range must hold the end.
   constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365);
   const auto end = std::chrono::steady_clock::now() + std::min(duration, kLongest);
+  const WaitShield shield;
   std::size_t ran = 0;
   std::unique_lock lock(state_->mutex.native());
   do {
@@ -113,7 +131,7 @@ std::size_t HostQueue::run(std::chrono::milliseconds duration) {
       ran += state_->drain(lock, state_->waiting.size());
       --state_->depth;
     }
-  } while (state_->changed.wait_until(lock, end, [this] {
+  } while (state_->changed.native().wait_until(lock, end, [this] {
     return !state_->waiting.empty() && (state_->depth == 0 || state_->drainer == std::this_thread::get_id());
   }) && std::chrono::steady_clock::now() < end);
   return ran;

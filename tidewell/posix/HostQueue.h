@@ -23,7 +23,8 @@ class HostQueue final : public platform::Queue {
   [[nodiscard]] int descriptor() const;
   /// Runs the functions that wait now, not those that they add. 0 while another thread drains the queue.
   std::size_t poll();
-  /// Runs functions for a time, waiting for them.
+  /// Runs functions for a time, waiting for them. A cancelled thread ends in that wait, with
+  /// libstdc++.
   std::size_t run(std::chrono::milliseconds duration);
 
  private:

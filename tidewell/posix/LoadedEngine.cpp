@@ -1,5 +1,6 @@
 #include <string>
 
+#include "tidewell/base/Loader.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/posix/NeighbourModule.h"
 #include "tidewell/posix/TransferEngine.h"
@@ -16,6 +17,10 @@ base::NeverDestroyed<NeighbourModule> urlSession(reinterpret_cast<const void*>(&
 
 TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
                                    std::string& problem) noexcept {
+  if (!base::canLoadLibraries()) {
+    problem = "the URL session cannot be loaded: the process was forked while a library was being loaded";
+    return nullptr;
+  }
   const auto make = reinterpret_cast<decltype(&tidewell_make_transfer_engine)>(
       urlSession->function("tidewell_make_transfer_engine", problem));
   if (make == nullptr) {

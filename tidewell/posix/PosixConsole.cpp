@@ -14,6 +14,7 @@
 #include <iterator>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/posix/Fork.h"
 #include "tidewell/posix/SignalBlock.h"
 
@@ -156,6 +157,7 @@ PosixConsole::PosixConsole(std::function<void(std::string_view)> sink)
     : sink_(std::move(sink)), program_(program_invocation_short_name) {}
 
 void PosixConsole::write(std::string_view text) {
+  const base::CancellationShield shield;
   if (!sink_) return writeLineToStandardError(program_, text);
   try {
     sink_(text);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/posix/AtomicFile.h"
 #include "tidewell/posix/Descriptor.h"
 #include "tidewell/posix/FileLock.h"
@@ -83,6 +84,7 @@ std::error_code PosixFileManager::removeItem(std::string_view path) {
 }
 
 platform::DirectoryContents PosixFileManager::contentsOfDirectory(std::string_view path) {
+  const base::CancellationShield shield;
   const std::string name(path);
   if (const auto failure = check(name)) return {{}, failure};
   Descriptor folder(

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/posix/AtomicFile.h"
 #include "tidewell/posix/Container.h"
 #include "tidewell/posix/Environment.h"
@@ -178,6 +179,7 @@ std::string complaintAbout(const Options& options) {
 }
 
 PosixPlatform* install(Options options) {
+  const base::CancellationShield shield;
   // A plug-in may be closed while its completions are on their way.
   keepLoaded(__builtin_return_address(0));
   std::string complaint = complaintAbout(options);

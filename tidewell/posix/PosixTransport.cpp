@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/ForkGuard.h"
 #include "tidewell/posix/Thread.h"
@@ -39,6 +40,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   explicit Transfers(TransportSettings settings) : settings_(std::move(settings)) {}
 
   void handOver(TransferTask task) {
+    const base::CancellationShield shield;
     if (!forkGuard_.claim()) {
       refuse(std::move(task.completion), "the process was forked, and its transfers stayed with its parent");
     } else if (!tryHandOver(task)) {

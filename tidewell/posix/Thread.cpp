@@ -4,10 +4,13 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <new>
 #include <utility>
+
+#include "tidewell/base/Loader.h"
 
 namespace tidewell::posix {
 namespace {
@@ -31,8 +34,11 @@ void* runStart(void* argument) {
 
 /// A plug-in may be closed while its thread runs; unmapped code would take the host down.
 void keepLibraryLoaded() {
-  static const bool kept = keepLoaded(reinterpret_cast<const void*>(&runStart));
-  static_cast<void>(kept);
+  // No function-local static: the child of a fork might wait for ever for the thread that was making it.
+  static constinit std::atomic<bool> isKept{false};
+  if (isKept.load(std::memory_order_relaxed)) return;
+  keepLoaded(reinterpret_cast<const void*>(&runStart));
+  isKept.store(true, std::memory_order_relaxed);
 }
 
 /// Attributes of a detached thread; without the small stack where it does not suffice (the stack also holds
@@ -51,6 +57,7 @@ bool create(bool smallStack, Start* start) {
 }  // namespace
 
 bool keepLoaded(const void* code) noexcept {
+  if (!base::canLoadLibraries()) return false;
   Dl_info info{};
   if (dladdr(code, &info) == 0 || info.dli_fname == nullptr) return false;
   return dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/ForkGuard.h"
 #include "tidewell/posix/Thread.h"
@@ -83,6 +84,7 @@ void WorkerQueue::runAtOnce(std::function<void()> function) {
 bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {
   if (!function) return true;
   if (!state_->forkGuard.claim()) return false;
+  const base::CancellationShield shield;
   try {
     const std::lock_guard lock(state_->mutex);
     if (!state_->hasThread) {

@@ -20,7 +20,7 @@ MethodCache::Table* MethodCache::makeTable(std::size_t size, Table* replaced) {
 }
 
 MethodCache::Table& MethodCache::emptyTable() {
-  static Table& table = *makeTable(1, nullptr);
+  static Table& table = *makeTable(1, nullptr);  // made with the registry, when the library is loaded
   return table;
 }
 

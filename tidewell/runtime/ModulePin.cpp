@@ -4,25 +4,39 @@
 #include <mutex>
 #include <vector>
 
+#include "tidewell/base/Fork.h"
+#include "tidewell/base/Loader.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/runtime/Registry.h"
 
 namespace tidewell::runtime {
+namespace {
+
+struct KeptModules {
+  base::StateMutex mutex;
+  std::vector<void*> bases;
+};
+
+KeptModules& keptModules() {
+  static base::NeverDestroyed<KeptModules> kept;
+  return *kept;
+}
+
+[[maybe_unused]] const KeptModules& madeWhenLoaded = keptModules();
+
+}  // namespace
 
 void keepModuleLoaded(AnyFunction function) noexcept {
   Dl_info info{};
   if (!dladdr(reinterpret_cast<void*>(function), &info) || !info.dli_fname) return;
 
-  struct KeptModules {
-    std::mutex mutex;
-    std::vector<void*> bases;
-  };
-  static base::NeverDestroyed<KeptModules> kept;
+  KeptModules& kept = keptModules();
   {
-    const std::scoped_lock lock(kept->mutex);
-    if (std::find(kept->bases.begin(), kept->bases.end(), info.dli_fbase) != kept->bases.end()) return;
-    kept->bases.push_back(info.dli_fbase);
+    const std::scoped_lock lock(kept.mutex);
+    if (std::find(kept.bases.begin(), kept.bases.end(), info.dli_fbase) != kept.bases.end()) return;
+    kept.bases.push_back(info.dli_fbase);
   }
+  if (!base::canLoadLibraries()) return;
   // The program itself is not found under its name; it stays anyway. The handle is kept on purpose.
   dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
 }

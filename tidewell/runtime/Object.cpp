@@ -1,13 +1,32 @@
 #include "tidewell/runtime/Object.h"
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 
+#include "tidewell/base/Fork.h"
+#include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/SideRecord.h"
 
 namespace tidewell::runtime {
+namespace {
+
+using SideMutexes = std::array<base::StateMutex, 16>;
+
+SideMutexes& sideMutexes() {
+  static base::NeverDestroyed<SideMutexes> mutexes;
+  return *mutexes;
+}
+
+[[maybe_unused]] const SideMutexes& madeWhenLoaded = sideMutexes();
+
+}  // namespace
+
+SideRecord::SideRecord()
+    : mutex(sideMutexes()[reinterpret_cast<std::uintptr_t>(this) / 64 % std::tuple_size_v<SideMutexes>]) {}
 
 Class& Object::rootClass() noexcept { return runtime::rootClass(); }
 

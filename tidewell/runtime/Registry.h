@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Make.h"
 
@@ -67,7 +68,7 @@ class Registry {
   /// Forgets what lookups answered on a class and below it.
   static void dropCaches(Class& of);
 
-  std::recursive_mutex mutex_;
+  base::RecursiveStateMutex mutex_;
   std::deque<Method> methods_;                      ///< those that were replaced, too
   std::vector<std::shared_ptr<Class>> classes_;     ///< metaclasses included
   std::unordered_map<std::string, Class*> byName_;  ///< unregistered ones, too

@@ -2,16 +2,16 @@
 
 #include <memory>
 #include <mutex>
-#include <shared_mutex>
 #include <unordered_map>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 
 namespace tidewell::runtime {
 namespace {
 
 struct SelectorTable {
-  std::shared_mutex mutex;
+  base::StateMutex mutex;
   std::unordered_map<std::string_view, std::unique_ptr<const SelectorRecord>>
       records;  // keys lie in the records
 };
@@ -21,16 +21,13 @@ SelectorTable& table() {
   return *table;
 }
 
+[[maybe_unused]] const SelectorTable& madeWhenLoaded = table();
+
 }  // namespace
 
 Selector Selector::named(std::string_view name) {
   SelectorTable& known = table();
-  {
-    const std::shared_lock lock(known.mutex);
-    const auto found = known.records.find(name);
-    if (found != known.records.end()) return Selector(found->second.get());
-  }
-  const std::unique_lock lock(known.mutex);
+  const std::lock_guard lock(known.mutex);
   const auto found = known.records.find(name);
   if (found != known.records.end()) return Selector(found->second.get());
   // Method caches take the low bits; consecutive numbers spread better there than any hash of the text.

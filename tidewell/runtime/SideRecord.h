@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/runtime/Object.h"
 #include "tidewell/runtime/Property.h"
@@ -35,7 +36,11 @@ struct Association {
 
 /// What an object has beside its own members once somebody attached or observes something.
 struct SideRecord {
-  std::mutex mutex;  ///< never held over foreign code, the destruction of values included
+  SideRecord();
+
+  /// Shared with other records: a fork locks every mutex, so there are few. Never held over foreign code, the
+  /// destruction of values included, nor while another record is locked.
+  base::StateMutex& mutex;
   std::unordered_map<const void*, Association> associations;
   std::vector<std::shared_ptr<ObservationEntry>> observers;
 };

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/runtime/Registry.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 /// The types and signatures of the process, by what tells them apart. Never destroyed.
 struct TypeTable {
-  std::mutex mutex;
+  base::StateMutex mutex;
   std::unordered_map<std::string, std::unique_ptr<const TypeInfo>> types;
   std::unordered_map<std::string, std::unique_ptr<const Signature>> signatures;
 };
@@ -21,6 +22,8 @@ TypeTable& table() {
   static base::NeverDestroyed<TypeTable> table;
   return *table;
 }
+
+[[maybe_unused]] const TypeTable& madeWhenLoaded = table();
 
 /// The entry of a key, made where there is none. The module that `function` lies in is kept loaded first,
 /// with no lock held: the loader's lock may belong to a thread that waits for this table.

@@ -19,8 +19,10 @@
 #include <iostream>
 #include <map>
 #include <mutex>
+#include <random>
 #include <thread>
 
+#include "RefuseSystemCall.h"
 #include "hosts/EveryOperation.h"
 #include "hosts/Machine.h"
 #include "tidewell/base/NeverDestroyed.h"
@@ -159,12 +161,21 @@ struct Static {
   ~Static() { useAtTheEnd("a static destructor"); }
 } const aStatic;
 
-/// use-at-end WAY: every operation from handlers and destructors that run last, beside a thread that goes on.
+/// use-at-end WAY [first]: every operation from handlers and destructors that run last, beside a thread that
+/// goes on; or for the first time there, after the libraries below have cleaned up.
 int useAtEnd(const Arguments& arguments) {
   usesAtTheEnd = true;
   std::atexit([] { useAtTheEnd("a handler"); });
   std::at_quick_exit([] { useAtTheEnd("a quick handler"); });
-  installed();
+  platform::Platform& platform = *installed();
+  if (arguments.size() > 1) {
+    platform.sharedUrlSession().dataTaskWithRequest(
+        platform::UrlRequest(base::Url::URLWithString("https://api.tidewell.example/v1/x")),
+        [](const platform::UrlTaskResult&) { happened().add("ended"); });
+    require(happened().waitFor("ended", 1), "an end");
+    if (arguments[0] == "return") return 7;
+    endBy(arguments[0]);
+  }
   startAndSync();
   std::thread([] {
     for (;;) {
@@ -515,6 +526,68 @@ int smallStack(const Arguments& arguments) {
   return 0;
 }
 
+/// cancel COUNT: threads of the host's that are cancelled at any instant of any operation.
+int cancels(const Arguments& arguments) {
+  posix::PosixPlatform* const platform = installed();
+  TidewellCore::sharedInstance().debug(TWLogLevelDebug);
+  startAndSync();
+  static posix::PosixPlatform* machine = platform;
+  const auto useForEver = [](void*) -> void* {
+    for (;;) {
+      for (const guest::Operation& each : guest::kOperations) {
+        each.run();
+        pthread_testcancel();
+      }
+    }
+  };
+  const auto runQueue = [](void*) -> void* {
+    for (;;) {
+      machine->mainQueue().async([] { usleep(0); });
+      machine->runMainQueue(std::chrono::hours(1));
+    }
+  };
+  std::mt19937 random(1);
+  for (int i = 0; i < std::stoi(arguments.at(0)); ++i) {
+    pthread_t thread{};
+    require(pthread_create(&thread, nullptr, i % 8 == 0 ? +runQueue : +useForEver, nullptr) == 0, "a thread");
+    usleep(random() % 30'000);
+    pthread_cancel(thread);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    require(result == PTHREAD_CANCELED, "the end of a thread");
+  }
+  guest::useEverything();
+  require(platform->runMainQueue(std::chrono::milliseconds(0)) > 0, "the main queue");
+  return 0;
+}
+
+/// late-sandbox: a process that forbids itself the barrier with which writers spare readers theirs; says by
+/// how many bytes its memory grew over 100 changes, each of which retires a snapshot of half a megabyte.
+int lateSandbox(const Arguments&) {
+  installed();
+  const auto change = [](int number) {
+    base::Array names;
+    for (int i = 0; i < 5000; ++i)
+      names.addObject("event " + std::to_string(number) + " " + std::to_string(i));
+    TWConfigManager::sharedInstance().updateConfigFromResponse(base::Dictionary{{"b_e", names}});
+    require(TWConfigManager::sharedInstance().isEventBlackListed("event " + std::to_string(number) + " 17"),
+            "a list");
+  };
+  const auto memory = [] {
+    const struct mallinfo2 heap = mallinfo2();
+    return static_cast<long>(heap.uordblks + heap.hblkhd);
+  };
+  change(0);
+  require(refuseSystemCall(SYS_membarrier, EPERM), "a sandbox");
+  int number = 0;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+  while (number < 10 || std::chrono::steady_clock::now() < end) change(++number);
+  const long before = memory();
+  for (int i = 0; i < 100; ++i) change(++number);
+  tell(std::to_string(memory() - before));
+  return 0;
+}
+
 const std::map<std::string, int (*)(const Arguments&)> kCases{
     {"end", end},
     {"use-at-end", useAtEnd},
@@ -536,6 +609,8 @@ const std::map<std::string, int (*)(const Arguments&)> kCases{
     {"idle", idle},
     {"clock", clockSteps},
     {"small-stack", smallStack},
+    {"cancel", cancels},
+    {"late-sandbox", lateSandbox},
 };
 
 }  // namespace

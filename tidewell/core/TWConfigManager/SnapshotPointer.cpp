@@ -12,6 +12,7 @@
 namespace tidewell {
 
 constinit thread_local ReaderSlot* threadReaderSlot = nullptr;
+constinit std::atomic<bool> readersMakeBarriers{false};
 
 namespace {
 
@@ -30,6 +31,11 @@ constexpr bool kThreadSanitizer = false;
 constinit std::atomic<ReaderSlot*> slots{nullptr};
 /// How long readers are left alone after they were interrupted.
 constexpr std::chrono::microseconds kMoment{500};
+/// How long an announcement that was made without a barrier can take to become visible. A processor writes
+/// its stores out within microseconds, whatever becomes of the thread.
+constexpr std::chrono::milliseconds kLongestDelayOfStores{100};
+/// When the last announcement without a barrier is visible; meaningful once `readersMakeBarriers`.
+constinit std::atomic<std::chrono::steady_clock::rep> visibleAt{0};
 /// The slot that the thread keeps until it ends.
 constinit thread_local ReaderSlot* keptSlot = nullptr;
 constinit thread_local bool threadEnds = false;
@@ -71,8 +77,17 @@ bool processBarrier() noexcept { return false; }
 /// Whether writers spare the readers their barriers. ThreadSanitizer knows nothing of barriers that one
 /// thread makes for another.
 bool writersMakeBarriers() noexcept {
-  static const bool writersDo = !kThreadSanitizer && registerBarrier() && processBarrier();
-  return writersDo;
+  enum class Answer { unknown, no, yes };
+  // No function-local static: to register can take milliseconds, and the child of a fork would wait for ever
+  // for a thread that was doing so.
+  static constinit std::atomic<Answer> answer{Answer::unknown};
+  Answer known = answer.load(std::memory_order_acquire);
+  if (known == Answer::unknown) {
+    const bool writersDo = !kThreadSanitizer && registerBarrier() && processBarrier();
+    const Answer found = writersDo ? Answer::yes : Answer::no;
+    if (answer.compare_exchange_strong(known, found, std::memory_order_acq_rel)) known = found;
+  }
+  return known == Answer::yes;
 }
 
 }  // namespace
@@ -93,7 +108,20 @@ void giveReaderSlotBack(ReaderSlot& slot) noexcept {
   if (&slot != keptSlot) slot.taken.store(false, std::memory_order_release);
 }
 
-bool seeReaders() noexcept { return !writersMakeBarriers() || processBarrier(); }
+// A reader announces, reads the flag and only then uses the snapshot. Once the flag is set, readers that have
+// not read it yet give up and announce with a barrier. Those that read it before had stored their
+// announcement before, so it is visible a moment later.
+bool seeReaders() noexcept {
+  if (!writersMakeBarriers()) return true;
+  using std::chrono::steady_clock;
+  if (!readersMakeBarriers.load(std::memory_order_acquire)) {
+    if (processBarrier()) return true;
+    const auto visible = steady_clock::now() + kLongestDelayOfStores;
+    visibleAt.store(visible.time_since_epoch().count(), std::memory_order_relaxed);
+    readersMakeBarriers.store(true, std::memory_order_seq_cst);
+  }
+  return steady_clock::now().time_since_epoch().count() >= visibleAt.load(std::memory_order_relaxed);
+}
 
 bool seeReadersNowAndThen() noexcept {
   using std::chrono::steady_clock;

@@ -23,14 +23,19 @@ struct alignas(64) ReaderSlot {
 /// fit where a library is loaded late, too.
 extern constinit thread_local ReaderSlot* threadReaderSlot __attribute__((tls_model("initial-exec")));
 
+/// Set for good once the system refuses writers their barrier (`seeReaders`): from then on readers make their
+/// own.
+extern constinit std::atomic<bool> readersMakeBarriers __attribute__((visibility("hidden")));
+
 /// A slot for a reading that cannot use the one above: the first of a thread, one inside another reading, one
 /// while the thread ends, and every one where the system has no barrier for writers. Never waits.
 [[nodiscard]] ReaderSlot& borrowReaderSlot();
 /// Ends what `borrowReaderSlot` began.
 void giveReaderSlotBack(ReaderSlot& slot) noexcept;
 
-/// Makes visible what every reader announced before; NO where the system refuses, and then nothing may be
-/// freed.
+/// Makes visible what every reader announced before; false where that cannot be said yet, and then nothing
+/// may be freed. Where the system refuses the barrier, as in a sandbox that the process has entered, readers
+/// make barriers of their own from then on, and what is retired is freed again after a moment.
 [[nodiscard]] bool seeReaders() noexcept;
 /// The same, but NO also where it was done a moment ago: it interrupts every other thread of the process for
 /// some microseconds, which a storm of changes must not do for each. What is retired within the moment waits
@@ -38,16 +43,18 @@ void giveReaderSlotBack(ReaderSlot& slot) noexcept;
 [[nodiscard]] bool seeReadersNowAndThen() noexcept;
 [[nodiscard]] bool isHeldByReader(const void* snapshot) noexcept;
 
-/// Announces what a pointer leads to in the slot of `threadReaderSlot`, without a barrier. NO where the
-/// pointer changed meanwhile; nothing is announced then.
+/// Announces what a pointer leads to in the slot of `threadReaderSlot`, without a barrier. false where the
+/// pointer changed meanwhile, or readers make barriers; nothing is announced then.
 template <class Snapshot>
 [[gnu::always_inline]] inline bool announce(const std::atomic<const Snapshot*>& current, ReaderSlot& slot,
                                             const Snapshot*& snapshot) noexcept {
   snapshot = current.load(std::memory_order_relaxed);
   slot.held.store(snapshot, std::memory_order_relaxed);
   std::atomic_signal_fence(std::memory_order_seq_cst);
-  // A snapshot that still is the current one after it was announced has not been freed before.
-  if (current.load(std::memory_order_acquire) == snapshot) [[likely]] {
+  // A snapshot that still is the current one after it was announced has not been freed before. The flag is
+  // read after the announcement: see `seeReaders`.
+  if (current.load(std::memory_order_acquire) == snapshot &&
+      !readersMakeBarriers.load(std::memory_order_acquire)) [[likely]] {
     return true;
   }
   slot.held.store(nullptr, std::memory_order_relaxed);

@@ -63,9 +63,19 @@ void reportTooLarge(PropertySet properties) {
 
 /// What questions read while no record is in force.
 const std::shared_ptr<const CompiledConfig>& nothingKnown() {
-  static base::NeverDestroyed<std::shared_ptr<const CompiledConfig>> nothing(CompiledConfig::compile({}));
-  return *nothing;
+  static constinit std::atomic<const std::shared_ptr<const CompiledConfig>*> nothing{nullptr};
+  return base::madeOnce(nothing, [] {
+    return std::make_unique<const std::shared_ptr<const CompiledConfig>>(CompiledConfig::compile({}));
+  });
 }
+
+/// Held while the shared instance is made, which reads a file.
+base::WorkMutex& makingSharedInstance() {
+  static base::NeverDestroyed<base::WorkMutex> mutex;
+  return *mutex;
+}
+
+[[maybe_unused]] const base::WorkMutex& madeWhenLoaded = makingSharedInstance();
 
 /// What is to be said when the locks are released: made before they are taken.
 struct Tidings {
@@ -212,12 +222,17 @@ ConfigRecord& TWConfigManager::recordOf(const TWConfig& config) { return *config
 constinit std::atomic<TWConfigManager*> TWConfigManager::shared_{nullptr};
 
 TWConfigManager& TWConfigManager::makeSharedInstance() {
-  static TWConfigManager* const instance = new TWConfigManager(Quietly::yes);  // never destroyed
+  TWConfigManager* instance = nullptr;
+  {
+    const std::lock_guard lock(makingSharedInstance());
+    instance = shared_.load(std::memory_order_acquire);
+    if (instance) return *instance;
+    instance = new TWConfigManager(Quietly::yes);  // never destroyed
+    shared_.store(instance, std::memory_order_release);
+  }
   // What loading has to say may reach code of the host's, which may ask for the instance: so it is said when
   // there is one.
-  if (shared_.exchange(instance, std::memory_order_acq_rel) == nullptr) {
-    instance->state_->ofLoading.tell();
-  }
+  instance->state_->ofLoading.tell();
   return *instance;
 }
 

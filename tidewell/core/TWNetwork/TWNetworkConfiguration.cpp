@@ -38,8 +38,8 @@ struct TWNetworkConfiguration::State {
 };
 
 TWNetworkConfiguration& TWNetworkConfiguration::defaultConfiguration() {
-  static base::NeverDestroyed<TWNetworkConfiguration> configuration;
-  return *configuration;
+  static constinit std::atomic<TWNetworkConfiguration*> configuration{nullptr};
+  return base::madeOnce(configuration);
 }
 
 TWNetworkConfiguration::TWNetworkConfiguration() : state_(std::make_unique<State>()) { setTWURLSession(); }

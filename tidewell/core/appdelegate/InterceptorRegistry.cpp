@@ -1,9 +1,24 @@
 #include "tidewell/core/appdelegate/InterceptorRegistry.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
+#include "tidewell/base/Fork.h"
+#include "tidewell/base/NeverDestroyed.h"
+
 namespace tidewell {
+namespace {
+
+/// For all registries: a process has one, tests more.
+base::StateMutex& registryMutex() {
+  static base::NeverDestroyed<base::StateMutex> mutex;
+  return *mutex;
+}
+
+[[maybe_unused]] const base::StateMutex& madeWhenLoaded = registryMutex();
+
+}  // namespace
 
 // What leaves the registry is destroyed after the lock is released: a container may be the last to know of
 // an object whose memory then goes, and its own associations are anybody's.
@@ -22,7 +37,7 @@ std::vector<std::string> InterceptorRegistry::allKeys() const {
 
 InterceptorRegistry::Container InterceptorRegistry::objectForKey(std::string_view id) const {
   const std::string key(id);
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(registryMutex());
   const auto found = entries_.find(key);
   return found == entries_.end() ? nullptr : found->second.container;
 }
@@ -31,7 +46,7 @@ void InterceptorRegistry::setObject(Container container, std::string_view forKey
   if (!container) return;
   std::string key(forKey);
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(registryMutex());
   const auto [place, isNew] = entries_.try_emplace(std::move(key));
   if (isNew) place->second.arrival = arrivals_++;
   place->second.container.swap(container);
@@ -42,7 +57,7 @@ void InterceptorRegistry::removeObjectForKey(std::string_view id) {
   const std::string key(id);
   Entries::node_type removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(registryMutex());
   removed = entries_.extract(key);
   if (!removed.empty()) outdated = noteChange();
 }
@@ -52,7 +67,7 @@ bool InterceptorRegistry::removeObjectForKey(std::string_view id,
   const std::string key(id);
   Entries::node_type removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(registryMutex());
   const auto found = entries_.find(key);
   if (found == entries_.end() || found->second.container.get() != &whileItHolds) return false;
   removed = entries_.extract(found);
@@ -63,14 +78,14 @@ bool InterceptorRegistry::removeObjectForKey(std::string_view id,
 void InterceptorRegistry::removeAllObjects() {
   Entries removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(registryMutex());
   if (entries_.empty()) return;
   removed.swap(entries_);
   outdated = noteChange();
 }
 
 InterceptorRegistry::Snapshot InterceptorRegistry::snapshot() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(registryMutex());
   if (!walked_) {
     std::vector<std::pair<std::uint64_t, Entry>> ordered;
     ordered.reserve(entries_.size());

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -63,7 +62,6 @@ class TIDEWELL_EXPORT InterceptorRegistry final {
   /// Under the lock, once something has changed. What it answers is to be let go of without the lock.
   [[nodiscard]] std::shared_ptr<const std::vector<Entry>> noteChange();
 
-  mutable std::mutex mutex_;
   Entries entries_;
   std::uint64_t arrivals_ = 0;
   mutable std::shared_ptr<const std::vector<Entry>> walked_;  ///< null until asked for after a change

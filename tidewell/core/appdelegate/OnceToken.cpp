@@ -1,11 +1,23 @@
 #include "tidewell/core/appdelegate/OnceToken.h"
 
+#include <mutex>
+
+#include "tidewell/base/CancellationShield.h"
+
 namespace tidewell {
 
+OnceToken::OnceToken() { join(); }
+OnceToken::~OnceToken() { leave(); }
+
+void OnceToken::afterForkInChild() noexcept {
+  if (state_ == State::running && runner_ != std::this_thread::get_id()) state_ = State::notRun;
+}
+
 void OnceToken::run(const std::function<void()>& work) {
-  std::unique_lock lock(mutex_);
+  const base::CancellationShield shield;
+  std::unique_lock lock(mutex_.native());
   if (state_ == State::running && runner_ == std::this_thread::get_id()) return;
-  isOver_.wait(lock, [this] { return state_ != State::running; });
+  isOver_.native().wait(lock, [this] { return state_ != State::running; });
   if (state_ == State::done) return;
   state_ = State::running;
   afterRunning_ = State::done;
@@ -14,7 +26,7 @@ void OnceToken::run(const std::function<void()>& work) {
   work();
   lock.lock();
   state_ = afterRunning_;
-  isOver_.notify_all();
+  isOver_.native().notify_all();
 }
 
 void OnceToken::reset() {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "tidewell/base/Fork.h"
 
 // Internal to the core: not installed.
 namespace tidewell {
@@ -11,18 +11,24 @@ namespace tidewell {
 /// Runs something once, until it is reset.
 ///
 /// Any thread. Whoever comes while it runs waits until it is done; the running thread itself, coming back,
-/// goes on without it. `work` runs with no lock held and does not raise.
-class OnceToken {
+/// goes on without it. `work` runs with no lock held and does not raise. In the child of a fork, work that
+/// another thread of the parent was doing counts as not run.
+class OnceToken final : public base::ForkParticipant {
  public:
+  OnceToken();
+  ~OnceToken() override;
+
   void run(const std::function<void()>& work);
   /// Lets the next `run` run again. While it runs: once that is over.
   void reset();
 
+  void afterForkInChild() noexcept override;
+
  private:
   enum class State { notRun, running, done };
 
-  std::mutex mutex_;
-  std::condition_variable isOver_;
+  base::StateMutex mutex_;
+  base::StateCondition isOver_;
   State state_ = State::notRun;
   State afterRunning_ = State::done;
   std::thread::id runner_;

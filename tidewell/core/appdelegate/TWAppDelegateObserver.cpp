@@ -18,9 +18,11 @@ constexpr std::string_view kDelegateKeyPath = "delegate";
 TWAppDelegateObserver::~TWAppDelegateObserver() = default;
 
 const std::shared_ptr<TWAppDelegateObserver>& TWAppDelegateObserver::sharedInstance() {
-  static base::NeverDestroyed<std::shared_ptr<TWAppDelegateObserver>> observer(
-      runtime::make<TWAppDelegateObserver>());
-  return *observer;
+  static constinit std::atomic<const std::shared_ptr<TWAppDelegateObserver>*> observer{nullptr};
+  return base::madeOnce(observer, [] {
+    return std::make_unique<const std::shared_ptr<TWAppDelegateObserver>>(
+        runtime::make<TWAppDelegateObserver>());
+  });
 }
 
 void TWAppDelegateObserver::observeUIApplication() {

@@ -2,6 +2,7 @@
 
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/TextFormat.h"
 #include "tidewell/core/Guard.h"
@@ -23,6 +24,7 @@ std::string interceptorID(const runtime::Object& interceptor) {
 /// Calls the callback with an interceptor; what it raises ends here.
 void notify(const Ref& interceptor, Selector selector,
             const TWAppDelegateSwizzler::InterceptorCallback& callback) {
+  const base::CancellationShield shield;
   try {
     callback(interceptor);
   } catch (...) {
@@ -80,8 +82,8 @@ void TWAppDelegateSwizzler::unregisterAppDelegateInterceptorWithID(
 }
 
 InterceptorRegistry& TWAppDelegateSwizzler::interceptors() {
-  static base::NeverDestroyed<InterceptorRegistry> registry;
-  return *registry;
+  static constinit std::atomic<InterceptorRegistry*> registry{nullptr};
+  return base::madeOnce(registry);
 }
 
 void TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(Selector selector,

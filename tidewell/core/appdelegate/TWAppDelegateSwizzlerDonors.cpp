@@ -1,14 +1,18 @@
 // The donor of the methods that a proxied delegate gets: each sends its message to the interceptors first,
 // and then calls what the delegate's original class has for it.
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/Fork.h"
+#include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/DelegateProxy.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
@@ -141,11 +145,25 @@ Class& makeDonorClass() {
   return donor;
 }
 
+base::WorkMutex& makingDonor() {
+  static base::NeverDestroyed<base::WorkMutex> mutex;
+  return *mutex;
+}
+
+[[maybe_unused]] const base::WorkMutex& madeWhenLoaded = makingDonor();
+
 }  // namespace
 
 Class& donorClass() {
-  static Class& donor = makeDonorClass();
-  return donor;
+  static constinit std::atomic<Class*> donor{nullptr};
+  if (Class* const made = donor.load(std::memory_order_acquire)) return *made;
+  const std::lock_guard lock(makingDonor());
+  Class* made = donor.load(std::memory_order_acquire);
+  if (!made) {
+    made = &makeDonorClass();
+    donor.store(made, std::memory_order_release);
+  }
+  return *made;
 }
 
 bool isForwarding(const Method& method) {

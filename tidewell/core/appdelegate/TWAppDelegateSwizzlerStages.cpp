@@ -10,6 +10,7 @@
 
 #include "tidewell/base/Digest.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/TextFormat.h"
 #include "tidewell/core/Guard.h"
@@ -43,7 +44,7 @@ struct ProxyState {
   OnceToken proxyAppDelegateOnceToken;
   OnceToken proxyAppDelegateRemoteNotificationOnceToken;
 
-  std::mutex mutex;  ///< guards what follows; never held while an object is let go of
+  base::StateMutex mutex;  ///< guards what follows; never held while an object is let go of
   Ref originalAppDelegate;
   Class* originalAppDelegateClass = nullptr;
   Class* appDelegateSubclass = nullptr;
@@ -53,6 +54,8 @@ ProxyState& state() {
   static base::NeverDestroyed<ProxyState> instance;
   return *instance;
 }
+
+[[maybe_unused]] const ProxyState& madeWhenLoaded = state();
 
 void setOriginalDelegate(Ref delegate) {
   const std::lock_guard lock(state().mutex);
@@ -66,6 +69,7 @@ Ref currentDelegate() {
 /// Runs a part of the installation; what it raises ends here.
 template <class Work>
 void installing(Work&& work) {
+  const base::CancellationShield shield;
   try {
     std::forward<Work>(work)();
   } catch (...) {

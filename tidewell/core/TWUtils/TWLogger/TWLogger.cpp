@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
@@ -37,7 +38,10 @@ bool hasTemplate(std::int64_t verbosity) {
 
 std::size_t templateIndex(std::int64_t verbosity) { return static_cast<std::size_t>(verbosity - 1); }
 
-void writeToConsole(std::string_view text) { platform::Platform::current().console().write(text); }
+void writeToConsole(std::string_view text) {
+  const base::CancellationShield shield;
+  platform::Platform::current().console().write(text);
+}
 
 /// For the last lines of defence: whatever the console does, nothing leaves.
 void writeToConsoleNoThrow(std::string_view text) noexcept {
@@ -77,6 +81,8 @@ State& state() {
   static base::NeverDestroyed<State> state;
   return *state;
 }
+
+[[maybe_unused]] const State& madeWhenLoaded = state();
 
 constexpr std::string_view label(std::int64_t severity) {
   switch (severity) {

@@ -1,7 +1,9 @@
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 
+#include <mutex>
 #include <utility>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/core/Guard.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
@@ -12,9 +14,22 @@ namespace tidewell {
 using platform::Platform;
 using platform::SFSafariViewController;
 
+namespace {
+
+base::StateMutex& handlerMutex() {
+  static base::NeverDestroyed<base::StateMutex> mutex;
+  return *mutex;
+}
+
+[[maybe_unused]] const base::StateMutex& madeWhenLoaded = handlerMutex();
+
+}  // namespace
+
 TWWebViewHandler& TWWebViewHandler::sharedInstance() {
-  static base::NeverDestroyed<std::shared_ptr<TWWebViewHandler>> handler(runtime::make<TWWebViewHandler>());
-  return **handler;
+  static constinit std::atomic<const std::shared_ptr<TWWebViewHandler>*> handler{nullptr};
+  return *base::madeOnce(handler, [] {
+    return std::make_unique<const std::shared_ptr<TWWebViewHandler>>(runtime::make<TWWebViewHandler>());
+  });
 }
 
 TWWebViewHandler::TWWebViewHandler() = default;
@@ -57,22 +72,22 @@ void TWWebViewHandler::safariViewControllerDidFinish(SFSafariViewController& con
 }
 
 std::shared_ptr<SFSafariViewController> TWWebViewHandler::sfVC() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(handlerMutex());
   return sfVC_;
 }
 
 void TWWebViewHandler::setSfVC(std::shared_ptr<SFSafariViewController> sfVC) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(handlerMutex());
   sfVC_.swap(sfVC);  // the parameter, which outlives the lock, lets go of the earlier one
 }
 
 std::shared_ptr<platform::UIViewController> TWWebViewHandler::webViewVC() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(handlerMutex());
   return webViewVC_;
 }
 
 void TWWebViewHandler::setWebViewVC(std::shared_ptr<platform::UIViewController> webViewVC) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(handlerMutex());
   webViewVC_.swap(webViewVC);
 }
 

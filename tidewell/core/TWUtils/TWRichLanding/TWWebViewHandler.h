@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "tidewell/base/Export.h"
@@ -47,7 +46,6 @@ class TIDEWELL_EXPORT TWWebViewHandler
   static void describe(runtime::ClassBuilder<TWWebViewHandler>& c);
 
  private:
-  mutable std::mutex mutex_;
   std::shared_ptr<platform::SFSafariViewController> sfVC_;
   std::shared_ptr<platform::UIViewController> webViewVC_;
 };
