@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long allocation-torture bench fuzz format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -8,6 +8,7 @@ help:
 	@echo "make demo-desktop  the same with windows: links, pages, alerts, and a picture of each step"
 	@echo "make test-desktop  the tests of the desktop platform, on a desktop of their own"
 	@echo "make test-guest-long  the long forms of the tests of a host's process: 200 ends, a minute idle, a minute stopped"
+	@echo "make allocation-torture  lets each allocation of a start, a sync and the like fail, one after the other"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make format  format the sources"
@@ -45,6 +46,12 @@ test-guest-long:
 	cmake --preset dev
 	cmake --build --preset dev --target tests_guest
 	TIDEWELL_GUEST_LONG=1 ctest --test-dir build/dev -R '^guest[.]' --no-tests=error --output-on-failure
+
+allocation-torture:
+	scripts/setup test
+	cmake --preset dev
+	cmake --build --preset dev --target allocation_torture
+	build/dev/tests/torture/allocation_torture
 
 bench:
 	scripts/setup bench
