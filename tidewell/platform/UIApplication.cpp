@@ -1,5 +1,6 @@
 #include "tidewell/platform/UIApplication.h"
 
+#include <new>
 #include <optional>
 
 #include "tidewell/base/NeverDestroyed.h"
@@ -38,10 +39,16 @@ Ref UIApplication::delegate() const {
 }
 
 void UIApplication::setDelegate(const Ref& delegate) {
-  runtime::changing(*this, "delegate", [&] {
+  const auto set = [&] {
     const std::lock_guard lock(mutex_);
     delegate_ = delegate;
-  });
+  };
+  try {
+    runtime::changing(*this, "delegate", set);
+  } catch (const std::bad_alloc&) {
+    set();  // whether or not the observers could be told
+    throw;
+  }
 }
 
 bool UIApplication::deliverOpenURL(const base::Url& url, const base::Dictionary& options) {

@@ -11,7 +11,8 @@ namespace tidewell {
 /// Runs something once, until it is reset.
 ///
 /// Any thread. Whoever comes while it runs waits until it is done; the running thread itself, coming back,
-/// goes on without it. `work` runs with no lock held and does not raise.
+/// goes on without it. `work` runs with no lock held; it has run, too, where it
+/// raises, which passes to the caller.
 class OnceToken {
  public:
   void run(const std::function<void()>& work);
