@@ -93,7 +93,7 @@ TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
 
 void install() {
   if (platform::Platform::isInstalled()) return;
-  require(posix::install(options()) != nullptr, "installation");
+  if (posix::install(options()) == nullptr) throw std::bad_alloc();
   TWLogger::debug(TWLogLevelDebug);
 }
 
