@@ -49,7 +49,9 @@ struct Case {
 std::string folder;
 
 void explainDeath(int signal) {
-  std::fprintf(stderr, "signal %d; the allocation that failed:\n", signal);
+  ::signal(SIGALRM, SIG_DFL);
+  alarm(5);
+  dprintf(STDERR_FILENO, "signal %d; the allocation that failed:\n", signal);
   Allocations::writeFailedStack(STDERR_FILENO);
   void* frames[Allocations::kMaximumFrames];
   const int count = backtrace(frames, Allocations::kMaximumFrames);

@@ -1,5 +1,6 @@
 #include <dlfcn.h>
 
+#include <new>
 #include <string>
 
 #include "tidewell/posix/TransferEngine.h"
@@ -25,10 +26,7 @@ std::string lastLoaderError() {
   return text != nullptr ? text : "unknown error";
 }
 
-}  // namespace
-
-TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
-                                   std::string& problem) noexcept {
+TransferEngine* load(TransferClient& client, const TransportSettings& settings, std::string& problem) {
   const std::string path = ownFolder() + kModuleName;
   // Never closed, and not to be unloaded by anybody: its thread runs until the process ends.
   void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
@@ -43,6 +41,18 @@ TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettin
     return nullptr;
   }
   return make(TIDEWELL_VERSION_STRING, client, settings, problem);
+}
+
+}  // namespace
+
+TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
+                                   std::string& problem) noexcept {
+  try {
+    return load(client, settings, problem);
+  } catch (const std::bad_alloc&) {
+    problem = "out of memory";  // short enough to need none
+    return nullptr;
+  }
 }
 
 }  // namespace tidewell::posix
