@@ -10,8 +10,30 @@
 namespace tidewell::runtime {
 namespace {
 
-/// The types that this thread is describing, for descriptions that refer to themselves.
-thread_local std::vector<const void*> describedHere;
+/// A type that a thread is describing, for descriptions that refer to themselves. They form a list on the
+/// stack of the thread: it needs no destructor, which would run before static destructors that may describe.
+class Describing {
+ public:
+  explicit Describing(const void* declaration) noexcept : declaration_(declaration), outer_(innermost) {
+    innermost = this;
+  }
+  ~Describing() { innermost = outer_; }
+  Describing(const Describing&) = delete;
+  Describing& operator=(const Describing&) = delete;
+
+  /// Whether the calling thread is describing the type.
+  [[nodiscard]] static bool isUnderWay(const void* declaration) noexcept {
+    const Describing* at = innermost;
+    while (at && at->declaration_ != declaration) at = at->outer_;
+    return at != nullptr;
+  }
+
+ private:
+  static thread_local constinit const Describing* innermost;
+  const void* const declaration_;
+  const Describing* const outer_;
+};
+thread_local constinit const Describing* Describing::innermost = nullptr;
 
 /// Whether a type's name does not tell it apart from others: it belongs to one file or one function.
 bool isLocalName(std::string_view name) {
@@ -150,9 +172,7 @@ Class& Registry::declare(const NativeType& type) {
   {
     const std::scoped_lock lock(mutex_);
     declaration = &begin(type, superclass);
-    const bool isOnItsWay =
-        std::find(describedHere.begin(), describedHere.end(), declaration) != describedHere.end();
-    if (declaration->isComplete || isOnItsWay) {
+    if (declaration->isComplete || Describing::isUnderWay(declaration)) {
       if (declaration->isComplete) type.classOfType->store(declaration->declared, std::memory_order_release);
       return *declaration->declared;
     }
@@ -160,11 +180,10 @@ Class& Registry::declare(const NativeType& type) {
   // Two threads may describe one type at once: neither waits for the other, and the first to end fills the
   // class.
   ClassDescription description;
-  describedHere.push_back(declaration);
-  struct Leave {
-    ~Leave() { describedHere.pop_back(); }
-  } leave;
-  type.describe(description);
+  {
+    const Describing describing(declaration);
+    type.describe(description);
+  }
 
   const std::scoped_lock lock(mutex_);
   if (!declaration->isComplete) complete(*declaration, std::move(description));
