@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture bench fuzz format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -10,6 +10,7 @@ help:
 	@echo "make test-guest-long  the long forms of the tests of a host's process: 200 ends, a minute idle, a minute stopped"
 	@echo "make io-torture  lives in which the n-th call on a file fails, or is the last before a power loss, for every n"
 	@echo "make fork-matrix  every operation in the child of a fork, beside every operation in its parent (FORK_SECONDS=60 for a sample)"
+	@echo "make allocation-torture  lets each allocation of a start, a sync and the like fail, one after the other"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make format  format the sources"
@@ -60,6 +61,12 @@ fork-matrix:
 	cmake --preset dev
 	cmake --build --preset dev --target guest_fork_matrix
 	build/dev/tests/guest/guest_fork_matrix $(FORK_SECONDS)
+
+allocation-torture:
+	scripts/setup test
+	cmake --preset dev
+	cmake --build --preset dev --target allocation_torture
+	build/dev/tests/torture/allocation_torture
 
 bench:
 	scripts/setup bench

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <typeinfo>
 
 namespace tidewell::base {
@@ -30,13 +31,18 @@ class CallStack {
   int count_;
 };
 
+struct Free {
+  void operator()(char* text) const noexcept { std::free(text); }
+};
+
 std::string demangled(const char* name) {
   int status = 0;
-  char* text = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-  std::string result = text ? text : name;
-  std::free(text);
-  return result;
+  const std::unique_ptr<char, Free> text(abi::__cxa_demangle(name, nullptr, nullptr, &status));
+  return text ? text.get() : name;
 }
+
+/// For an exception that cannot be described for want of memory. Short enough to need none itself.
+std::string outOfMemory() noexcept { return "out of memory"; }
 
 /// One line: the module's file name, the address, the symbol where one is exported, and the offset in the
 /// module, which `addr2line -e MODULE OFFSET` turns into a source line even for a stripped program.
@@ -93,7 +99,9 @@ std::string Exception::callStackSymbols() const { return record_->stack.symbols(
 
 void raise(std::string_view name, std::string_view reason) { throw Exception(name, reason); }
 
-std::string currentExceptionDescription() noexcept {
+namespace {
+
+std::string describeCurrentException() {
   if (!currentType()) return "an exception of another language";
   try {
     throw;
@@ -107,7 +115,7 @@ std::string currentExceptionDescription() noexcept {
   }
 }
 
-std::string currentExceptionCallStackSymbols() noexcept {
+std::string currentSymbols() {
   if (currentType()) {
     try {
       throw;
@@ -118,6 +126,24 @@ std::string currentExceptionCallStackSymbols() noexcept {
     }
   }
   return "(the frames that caught the exception, not those that threw it)\n" + CallStack().symbols();
+}
+
+}  // namespace
+
+std::string currentExceptionDescription() noexcept {
+  try {
+    return describeCurrentException();
+  } catch (...) {
+    return outOfMemory();
+  }
+}
+
+std::string currentExceptionCallStackSymbols() noexcept {
+  try {
+    return currentSymbols();
+  } catch (...) {
+    return outOfMemory();
+  }
 }
 
 }  // namespace tidewell::base

@@ -46,7 +46,8 @@ class TIDEWELL_EXPORT Exception : public std::exception {
 [[noreturn]] TIDEWELL_EXPORT void raise(std::string_view name, std::string_view reason);
 
 /// What `%@` prints for the exception that is being handled: the reason of an `Exception`, `what()` of
-/// another `std::exception`, and a fixed text for anything else. Call it inside a `catch` block only.
+/// another `std::exception`, and a fixed text for anything else; "out of memory" where there is none for the
+/// text. Call it inside a `catch` block only.
 [[nodiscard]] TIDEWELL_EXPORT std::string currentExceptionDescription() noexcept;
 
 /// The call stack of the exception that is being handled. For one that is not an `Exception` the frames are

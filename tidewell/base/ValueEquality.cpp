@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <vector>
 
 #include "tidewell/base/Records.h"
@@ -140,7 +141,11 @@ class Comparison {
 
 bool Value::isEqual(const Value& other) const noexcept {
   if (!isContainer(*this) || kind() != other.kind()) return sameLeaf(*this, other);
-  return Comparison().isEqual(*this, other);
+  try {
+    return Comparison().isEqual(*this, other);
+  } catch (const std::bad_alloc&) {
+    return false;  // no memory for the list of containers: as with an object that cannot say
+  }
 }
 
 std::size_t Value::hash() const noexcept {

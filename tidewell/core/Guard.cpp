@@ -40,7 +40,11 @@ void runForHost(const std::function<void()>& function) noexcept {
   try {
     function();
   } catch (...) {
-    platform::report("a completion raised: " + base::currentExceptionDescription());
+    try {
+      platform::report("a completion raised: " + base::currentExceptionDescription());
+    } catch (...) {
+      platform::report("a completion raised, and there is no memory to say what");
+    }
   }
 }
 

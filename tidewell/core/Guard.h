@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -60,10 +61,14 @@ void guarded(const LogCoordinates& where, Body&& body) {
 void runForHost(const std::function<void()>& function) noexcept;
 
 /// Logs a plain line (verbosity default, severity none) whose text `message` builds only where it will be
-/// written.
+/// written. A line that there is no memory for is lost, and does not end the operation that it tells of.
 template <std::invocable Message>
 void logLine(Message&& message) {
-  if (TWLogger::writes(TWLogSeverityNone)) TWLogger::logMessage(std::forward<Message>(message)());
+  if (!TWLogger::writes(TWLogSeverityNone)) return;
+  try {
+    TWLogger::logMessage(std::forward<Message>(message)());
+  } catch (const std::bad_alloc&) {
+  }
 }
 inline void logLine(std::string_view message) {
   logLine([&] { return message; });

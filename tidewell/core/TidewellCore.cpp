@@ -1,5 +1,7 @@
 #include "tidewell/core/TidewellCore.h"
 
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "tidewell/base/NeverDestroyed.h"
@@ -135,13 +137,19 @@ void TidewellCore::downloadImageForURL(std::optional<base::Url> url, TWImageComp
     if (andCompletionHandler) runForHost([&] { andCompletionHandler(false, std::nullopt); });
     return;
   }
-  Platform::current().sharedUrlSession().dataTaskWithRequest(
-      platform::UrlRequest(std::move(url)),
-      [completion = std::move(andCompletionHandler)](const platform::UrlTaskResult& result) {
-        const bool success =
-            result.data && !result.error && result.response && result.response->statusCode == kStatusOK;
-        if (completion) completion(success, result.data);
-      });
+  std::shared_ptr<const TWImageCompletion> completion;
+  try {
+    completion = std::make_shared<const TWImageCompletion>(std::move(andCompletionHandler));
+    Platform::current().sharedUrlSession().dataTaskWithRequest(
+        platform::UrlRequest(std::move(url)), [completion](const platform::UrlTaskResult& result) {
+          const bool success =
+              result.data && !result.error && result.response && result.response->statusCode == kStatusOK;
+          if (*completion) (*completion)(success, result.data);
+        });
+  } catch (const std::bad_alloc&) {  // the task was not taken
+    const TWImageCompletion& waiting = completion ? *completion : andCompletionHandler;
+    if (waiting) runForHost([&waiting] { waiting(false, std::nullopt); });
+  }
 }
 
 void TidewellCore::dismissRichLandingWebViewControllerWithAnimation(bool animated) {

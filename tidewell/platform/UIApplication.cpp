@@ -1,5 +1,6 @@
 #include "tidewell/platform/UIApplication.h"
 
+#include <new>
 #include <optional>
 
 #include "tidewell/base/NeverDestroyed.h"
@@ -41,11 +42,17 @@ Ref UIApplication::delegate() const {
 }
 
 void UIApplication::setDelegate(const Ref& delegate) {
-  runtime::changing(*this, "delegate", [&] {
+  const auto set = [&] {
     runtime::WeakRef next = delegate;  // becomes the last one, which goes after the lock
     const std::lock_guard lock(hierarchyMutex());
     delegate_.swap(next);
-  });
+  };
+  try {
+    runtime::changing(*this, "delegate", set);
+  } catch (const std::bad_alloc&) {
+    set();  // whether or not the observers could be told
+    throw;
+  }
 }
 
 bool UIApplication::deliverOpenURL(const base::Url& url, const base::Dictionary& options) {

@@ -113,6 +113,7 @@ class TIDEWELL_EXPORT UrlSession {
   /// Starts the transfer and returns at once; the completion never runs before this returns. A request
   /// without a URL completes with `kUrlErrorUnsupportedUrl`. Any thread. Where no transfer can start at all
   /// (no worker thread, as in the child of a fork) the completion comes with `kUrlErrorResourceUnavailable`.
+  /// May throw `std::bad_alloc` before the task is taken; a task that was taken ends whatever the memory.
   virtual void dataTaskWithRequest(UrlRequest request, UrlTaskCompletion completion) = 0;
   [[nodiscard]] virtual const UrlSessionConfiguration& configuration() const = 0;
 };

@@ -1,3 +1,4 @@
+#include <new>
 #include <string>
 
 #include "tidewell/base/Loader.h"
@@ -13,10 +14,7 @@ namespace {
 base::NeverDestroyed<NeighbourModule> urlSession(reinterpret_cast<const void*>(&loadTransferEngine),
                                                  "libTidewellUrlSession.so");
 
-}  // namespace
-
-TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
-                                   std::string& problem) noexcept {
+TransferEngine* load(TransferClient& client, const TransportSettings& settings, std::string& problem) {
   if (!base::canLoadLibraries()) {
     problem = "the URL session cannot be loaded: the process was forked while a library was being loaded";
     return nullptr;
@@ -28,6 +26,18 @@ TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettin
     return nullptr;
   }
   return make(TIDEWELL_VERSION_STRING, client, settings, problem);
+}
+
+}  // namespace
+
+TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
+                                   std::string& problem) noexcept {
+  try {
+    return load(client, settings, problem);
+  } catch (const std::bad_alloc&) {
+    problem = "out of memory";  // short enough to need none
+    return nullptr;
+  }
 }
 
 }  // namespace tidewell::posix

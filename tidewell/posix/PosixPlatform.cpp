@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -182,15 +183,19 @@ PosixPlatform* install(Options options) {
   const base::CancellationShield shield;
   // A plug-in may be closed while its completions are on their way.
   keepLoaded(__builtin_return_address(0));
-  std::string complaint = complaintAbout(options);
-  if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
-  if (complaint.empty()) {
-    auto made = std::make_shared<PosixPlatform>(std::move(options));
-    PosixPlatform* const pointer = made.get();
-    if (platform::Platform::install(std::move(made))) return pointer;
-    complaint = "a platform is installed already";
+  try {
+    std::string complaint = complaintAbout(options);
+    if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
+    if (complaint.empty()) {
+      auto made = std::make_shared<PosixPlatform>(std::move(options));
+      PosixPlatform* const pointer = made.get();
+      if (platform::Platform::install(std::move(made))) return pointer;
+      complaint = "a platform is installed already";
+    }
+    writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
+  } catch (const std::bad_alloc&) {
+    writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: out of memory");
   }
-  writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
   return nullptr;
 }
 

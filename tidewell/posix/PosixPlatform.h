@@ -124,9 +124,9 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
 [[nodiscard]] TIDEWELL_EXPORT std::string complaintAbout(const Options& options);
 
 /// Makes the platform and puts it in force. Null, with one line on standard error that says why, for options
-/// without bundle identifier or version, for a `dataHome` that is not absolute, and where a platform is
-/// installed already (the first one stays). A plug-in that calls it stays loaded when it is closed, for its
-/// completions may be on their way.
+/// without bundle identifier or version, for a `dataHome` that is not absolute, where memory is short, and
+/// where a platform is installed already (the first one stays). A plug-in that calls it stays loaded when it
+/// is closed, for its completions may be on their way.
 TIDEWELL_EXPORT PosixPlatform* install(Options options);
 
 }  // namespace tidewell::posix

@@ -2,15 +2,14 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <deque>
-#include <iterator>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "tidewell/base/CancellationShield.h"
 #include "tidewell/platform/Platform.h"
@@ -27,6 +26,22 @@ platform::UrlTaskResult unavailable(std::string_view why) {
   return {std::nullopt, std::nullopt, urlError(platform::kUrlErrorResourceUnavailable, why)};
 }
 
+/// Leaves the task with the failure that it was made with where there is no memory for another.
+void fail(TransferTask& task, std::string_view why) noexcept {
+  try {
+    task.result = unavailable(why);
+  } catch (const std::exception&) {
+  }
+}
+
+void report(std::string_view what, std::string_view why) noexcept {
+  try {
+    platform::report(std::string(what).append(why));
+  } catch (const std::exception&) {
+    platform::report(what);
+  }
+}
+
 /// Where tasks wait for their transfer, and results for their completion. Shared by the transport, its
 /// sessions and the threads, so that each may go when it likes; the threads never do.
 ///
@@ -39,16 +54,17 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
  public:
   explicit Transfers(TransportSettings settings) : settings_(std::move(settings)) {}
 
-  void handOver(TransferTask task) {
+  /// The one task of a list.
+  void handOver(TransferTasks task) noexcept {
     const base::CancellationShield shield;
     if (!forkGuard_.claim()) {
-      refuse(std::move(task.completion), "the process was forked, and its transfers stayed with its parent");
+      refuse(task.front(), "the process was forked, and its transfers stayed with its parent");
     } else if (!tryHandOver(task)) {
-      refuse(std::move(task.completion), "the system has no thread for it");
+      refuse(task.front(), "the system has no thread for it");
     }
   }
 
-  std::vector<TransferTask> takeTasks() override {
+  TransferTasks takeTasks() noexcept override {
     const std::lock_guard lock(mutex_);
     return std::exchange(tasks_, {});
   }
@@ -57,12 +73,12 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   static constexpr int kMaximumThreads = 2;
 
   /// NO, and the task is left alone, where there is no thread.
-  bool tryHandOver(TransferTask& task) {
+  bool tryHandOver(TransferTasks& task) noexcept {
     TransferEngine* engine = nullptr;
     {
       const std::lock_guard lock(mutex_);
       if (threads_ == 0 && !tryStartThread()) return false;
-      tasks_.push_back(std::move(task));
+      tasks_.splice(tasks_.end(), task);
       if (tasks_.size() > 1) return true;  // a thread was called for the first, and has not looked yet
       if (isDriven_) {
         engine = engine_;  // null while it is loaded, and then it looks afterwards
@@ -79,27 +95,32 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   /// No thread of ours is there to run the completion, so the caller's does.
-  void refuse(platform::UrlTaskCompletion completion, std::string_view why) {
-    if (!refusalReported_.exchange(true)) {
-      platform::report("Requests fail in this process: " + std::string(why));
-    }
-    run({std::move(completion), unavailable(why)});
+  void refuse(TransferTask& task, std::string_view why) noexcept {
+    if (!refusalReported_.exchange(true)) report("Requests fail in this process: ", why);
+    fail(task, why);
+    run(task);
   }
 
-  static void run(FinishedTask task) noexcept {
-    if (task.completion) platform::runReportingExceptions([&] { task.completion(std::move(task.result)); });
+  static void run(TransferTask& task) noexcept {
+    // By reference: the function needs no memory then.
+    const auto complete = [&task] { task.completion(std::move(task.result)); };
+    if (task.completion) platform::runReportingExceptions(std::cref(complete));
   }
 
-  bool tryStartThread() {
+  bool tryStartThread() noexcept {
     const char* const name = threads_ == 0 ? "tw-sessions-1" : "tw-sessions-2";
-    if (!startThread(name, [self = shared_from_this()] { self->work(); })) return false;
+    try {
+      if (!startThread(name, [self = shared_from_this()] { self->work(); })) return false;
+    } catch (const std::exception&) {
+      return false;
+    }
     ++threads_;
     ++free_;
     return true;
   }
 
   /// Makes sure that a thread can be called: starts one where none is free and there may be another.
-  bool provideThread() { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
+  bool provideThread() noexcept { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
 
   [[noreturn]] void work() {
     std::unique_lock lock(mutex_);
@@ -124,14 +145,14 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     isDriven_ = true;
     lock.unlock();
     if (callsForCompletions) changed_.notify_one();
-    std::vector<FinishedTask> finished = driveEngine();
+    TransferTasks finished = driveEngine();
     lock.lock();
     hasTransfers_ = engine_ != nullptr && engine_->hasTransfers();
-    std::move(finished.begin(), finished.end(), std::back_inserter(finished_));
+    finished_.splice(finished_.end(), finished);
     isDriven_ = false;
   }
 
-  std::vector<FinishedTask> driveEngine() {
+  TransferTasks driveEngine() noexcept {
     if (engine_ == nullptr) {
       std::string problem;
       TransferEngine* const engine = loadTransferEngine(*this, settings_, problem);
@@ -142,22 +163,21 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     return engine_->run();
   }
 
-  std::vector<FinishedTask> failTasks(const std::string& problem) {
+  TransferTasks failTasks(std::string_view problem) noexcept {
     platform::report(problem);
-    std::vector<FinishedTask> failed;
-    for (TransferTask& task : takeTasks()) {
-      failed.push_back({std::move(task.completion), unavailable(problem)});
-    }
+    TransferTasks failed = takeTasks();
+    for (TransferTask& task : failed) fail(task, problem);
     return failed;
   }
 
   void complete(std::unique_lock<std::mutex>& lock) {
     isCompleting_ = true;
     while (!finished_.empty()) {
-      FinishedTask task = std::move(finished_.front());
-      finished_.pop_front();
+      TransferTasks task;
+      task.splice(task.end(), finished_, finished_.begin());
       lock.unlock();
-      run(std::move(task));
+      run(task.front());
+      task.clear();  // what the completion holds is destroyed here, with no lock held
       forkGuard_.goOnInOwner();
       lock.lock();
     }
@@ -170,8 +190,8 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
 
   std::mutex mutex_;  // held for what follows
   std::condition_variable changed_;
-  std::vector<TransferTask> tasks_;
-  std::deque<FinishedTask> finished_;
+  TransferTasks tasks_;
+  TransferTasks finished_;
   TransferEngine* engine_ = nullptr;  ///< set by the thread that drives, which reads it without the mutex
   bool isDriven_ = false;             ///< a thread is in `drive`
   bool hasTransfers_ = false;         ///< the engine had some when it was driven last
@@ -187,8 +207,13 @@ class PosixUrlSession final : public platform::UrlSession {
         configuration_(std::make_shared<const platform::UrlSessionConfiguration>(std::move(configuration))) {}
 
   void dataTaskWithRequest(platform::UrlRequest request, platform::UrlTaskCompletion completion) override {
-    transfers_->handOver(
-        {std::move(request), std::move(completion), configuration_, std::chrono::steady_clock::now()});
+    TransferTasks task;
+    task.push_back({std::move(request),
+                    std::move(completion),
+                    configuration_,
+                    std::chrono::steady_clock::now(),
+                    {std::nullopt, std::nullopt, urlError(platform::kUrlErrorUnknown, "out of memory")}});
+    transfers_->handOver(std::move(task));
   }
 
   [[nodiscard]] const platform::UrlSessionConfiguration& configuration() const override {

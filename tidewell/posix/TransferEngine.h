@@ -1,9 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <list>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/UrlSessionModule.h"
@@ -12,25 +12,24 @@
 // know of each other. Both are built together, so they may share C++ types.
 namespace tidewell::posix {
 
-/// A task on its way to the engine.
+/// A task from the moment when it is handed over until its completion has run.
 struct TransferTask {
   platform::UrlRequest request;
-  platform::UrlTaskCompletion completion;
+  platform::UrlTaskCompletion completion;  ///< may be empty
   std::shared_ptr<const platform::UrlSessionConfiguration> session;
   std::chrono::steady_clock::time_point handedOver;
-};
-
-/// A task that has ended, with what its completion is to be told. The completion may be empty.
-struct FinishedTask {
-  platform::UrlTaskCompletion completion;
+  /// What the completion is to be told. Made with the task: a failure for want of memory, which takes none.
   platform::UrlTaskResult result;
 };
+
+/// Tasks change lists with `splice`, which needs no memory: a task that was taken always ends.
+using TransferTasks = std::list<TransferTask>;
 
 /// What an engine asks of the library that loaded it. Used by the thread that drives the engine.
 class TransferClient {
  public:
   /// The tasks that came since the last call, in their order. Never waits.
-  [[nodiscard]] virtual std::vector<TransferTask> takeTasks() = 0;
+  [[nodiscard]] virtual TransferTasks takeTasks() noexcept = 0;
 
  protected:
   ~TransferClient() = default;
@@ -40,8 +39,8 @@ class TransferClient {
 class TransferEngine {
  public:
   /// Takes tasks and transfers until some have ended, and sleeps meanwhile. By one thread at a time; another
-  /// one may go on.
-  [[nodiscard]] virtual std::vector<FinishedTask> run() noexcept = 0;
+  /// one may go on. Where memory is short the tasks that need some end with an error.
+  [[nodiscard]] virtual TransferTasks run() noexcept = 0;
   /// Whether tasks that were taken have not ended. Not while another thread is in `run`.
   [[nodiscard]] virtual bool hasTransfers() const noexcept = 0;
   /// Has `run` look for new tasks. Any thread, before `run` is entered too.

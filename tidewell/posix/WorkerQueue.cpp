@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <list>
 #include <mutex>
 #include <new>
 #include <string>
@@ -65,20 +66,22 @@ void WorkerQueue::async(std::function<void()> function) {
                    " cannot be started, or was lost in a fork");
 }
 
-/// What a function adds runs after it, as on the queue.
-void WorkerQueue::runAtOnce(std::function<void()> function) {
-  thread_local std::deque<std::function<void()>>* added = nullptr;
-  if (added != nullptr) return added->push_back(std::move(function));
-  std::deque<std::function<void()>> functions;
-  added = &functions;
-  const void* const before = std::exchange(currentQueue, state_.get());
-  functions.push_back(std::move(function));
-  while (!functions.empty()) {
-    platform::runReportingExceptions(functions.front());
-    functions.pop_front();
+/// What a function adds runs after it, as on the queue; at once where there is no memory to put it off.
+void WorkerQueue::runAtOnce(std::function<void()> function) noexcept {
+  thread_local std::list<std::function<void()>>* added = nullptr;
+  if (added != nullptr) {
+    try {
+      return added->push_back(std::move(function));
+    } catch (const std::bad_alloc&) {
+    }
   }
+  std::list<std::function<void()>> functions;
+  auto* const outer = std::exchange(added, &functions);
+  const void* const before = std::exchange(currentQueue, state_.get());
+  platform::runReportingExceptions(function);
+  for (; !functions.empty(); functions.pop_front()) platform::runReportingExceptions(functions.front());
   currentQueue = before;
-  added = nullptr;
+  added = outer;
 }
 
 bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {

@@ -11,8 +11,9 @@ namespace tidewell::posix {
 /// A serial queue with a thread of its own, which starts with the first function, sleeps while there is
 /// nothing to do and never ends.
 ///
-/// In the child of a fork it has no thread any more, nor where the system has none to give: what becomes of
-/// its functions then is said at the beginning, and reported once a process. Any thread.
+/// In the child of a fork it has no thread any more, nor where the system has none to give, nor a place where
+/// memory is short: what becomes of its functions then is said at the beginning, and reported once a process.
+/// Any thread.
 class WorkerQueue final : public platform::Queue {
  public:
   enum class WithoutThread {
@@ -31,7 +32,7 @@ class WorkerQueue final : public platform::Queue {
 
  private:
   struct State;
-  void runAtOnce(std::function<void()> function);
+  void runAtOnce(std::function<void()> function) noexcept;
 
   const WithoutThread withoutThread_;
   std::shared_ptr<State> state_;

@@ -63,7 +63,7 @@ Class* setClass(Object* object, Class& to) {
   return ObjectAccess::isa(*object).exchange(&to, std::memory_order_acq_rel);
 }
 
-Class& rootClass() noexcept { return Registry::shared().root(); }
+Class& rootClass() { return Registry::shared().root(); }
 Class& declareClass(const NativeType& type) { return Registry::shared().declare(type); }
 
 }  // namespace tidewell::runtime

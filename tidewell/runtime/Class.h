@@ -120,7 +120,7 @@ TIDEWELL_EXPORT bool addProperty(Class& to, Property property);
 TIDEWELL_EXPORT Class* setClass(Object* object, Class& to);
 
 /// The root class, NSObject, which stands for `Object`.
-[[nodiscard]] TIDEWELL_EXPORT Class& rootClass() noexcept;
+[[nodiscard]] TIDEWELL_EXPORT Class& rootClass();
 
 [[nodiscard]] inline bool isKindOf(const Object* object, const Class& kind) noexcept {
   return object && object->isa().isSubclassOf(kind);

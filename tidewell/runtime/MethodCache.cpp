@@ -1,5 +1,6 @@
 #include "tidewell/runtime/MethodCache.h"
 
+#include <algorithm>
 #include <new>
 
 namespace tidewell::runtime {
@@ -45,12 +46,15 @@ void MethodCache::replaceTable(std::size_t size) {
   table_.store(makeTable(size, table_.load(std::memory_order_relaxed)), std::memory_order_release);
 }
 
-void MethodCache::clear() {
-  for (Slot& slot : first_) {
-    if (slot.selector.load(std::memory_order_relaxed))
-      slot.selector.store(&kForgotten, std::memory_order_release);
-  }
-  if (table_.load(std::memory_order_relaxed)->used > 0) replaceTable(kFirstSize);
+void MethodCache::forget(Slot& slot) noexcept {
+  if (slot.selector.load(std::memory_order_relaxed))
+    slot.selector.store(&kForgotten, std::memory_order_release);
+}
+
+void MethodCache::clear() noexcept {
+  for (Slot& slot : first_) forget(slot);
+  Table& table = *table_.load(std::memory_order_relaxed);
+  for (std::size_t i = 0; i <= table.mask; ++i) forget(table.slots()[i]);
 }
 
 const MethodCache::Answer& MethodCache::insert(Selector selector, const Method* method) {
@@ -61,8 +65,13 @@ const MethodCache::Answer& MethodCache::insert(Selector selector, const Method* 
   // A quarter stays free, so that a walk for a selector that is not there ends soon.
   if (4 * (table->used + 1) > 3 * (table->mask + 1)) {
     // What it knew is asked for again: simpler than copying, and a class answers few selectors.
-    const std::size_t size = 2 * (table->mask + 1);
-    replaceTable(size < kFirstSize ? kFirstSize : size);
+    const std::size_t size = table->mask + 1;
+    const auto known = std::count_if(table->slots(), table->slots() + size, [](const Slot& slot) {
+      const SelectorRecord* const key = slot.selector.load(std::memory_order_relaxed);
+      return key && key != &kForgotten;
+    });
+    const bool grows = 2 * static_cast<std::size_t>(known) > size;
+    replaceTable(std::max(kFirstSize, grows ? 2 * size : size));
     table = table_.load(std::memory_order_relaxed);
   }
   std::size_t index = selector.hash() & table->mask;

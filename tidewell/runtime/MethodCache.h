@@ -49,8 +49,8 @@ class TIDEWELL_EXPORT MethodCache {
   }
   /// For a selector that is not in it.
   const Answer& insert(Selector selector, const Method* method);
-  /// Forgets every answer.
-  void clear();
+  /// Forgets every answer. Needs no memory: a class that was changed never keeps an old answer.
+  void clear() noexcept;
 
  private:
   /// Written once: what it holds first, then its selector, with which readers find it.
@@ -70,6 +70,7 @@ class TIDEWELL_EXPORT MethodCache {
   static_assert(sizeof(Table) % alignof(Slot) == 0);
 
   static Table& emptyTable();
+  static void forget(Slot& slot) noexcept;
   void replaceTable(std::size_t size);
   static Table* makeTable(std::size_t size, Table* replaced);
   static const Answer& put(Slot& slot, Selector selector, const Method* method) noexcept;

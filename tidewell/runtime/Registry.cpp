@@ -45,6 +45,12 @@ bool isLocalName(std::string_view name) {
 
 [[noreturn]] void refuse(std::string reason) { base::raise(base::kInvalidArgumentException, reason); }
 
+/// After this so many more elements need no memory.
+template <class List>
+void makeRoom(List& list, std::size_t more) {
+  if (list.capacity() - list.size() < more) list.reserve(2 * list.size() + more);
+}
+
 void checkReceivers(const Class& to, Selector selector, const Method& method) {
   const Class* const needed = method.neededClass();
   if (!needed || to.nativeClass().isSubclassOf(*needed)) return;
@@ -68,14 +74,14 @@ Registry::Registry() {
 Class& Registry::makePair(Class* superclass, std::string name, std::size_t size) {
   const std::shared_ptr<Class> made(new Class);
   const std::shared_ptr<Class> metaclass(new Class);
-  if (!rootMetaclass_) rootMetaclass_ = metaclass.get();
+  Class& rootMetaclass = rootMetaclass_ ? *rootMetaclass_ : *metaclass;
+  Class& aboveMetaclass = superclass ? superclass->metaclass() : *made;
 
   const auto place = [](Class& placed, Class* above) {
     placed.superclass_ = above;
     if (above) placed.ancestors_ = above->ancestors_;
     placed.depth_ = placed.ancestors_.size();
     placed.ancestors_.push_back(&placed);
-    if (above) above->contents_->subclasses.push_back(&placed);
   };
   made->name_ = std::move(name);
   place(*made, superclass);
@@ -84,13 +90,21 @@ Class& Registry::makePair(Class* superclass, std::string name, std::size_t size)
 
   metaclass->name_ = made->name_;
   metaclass->isMetaclass_ = true;
-  place(*metaclass, superclass ? &superclass->metaclass() : made.get());
+  place(*metaclass, &aboveMetaclass);
   metaclass->instanceSize_ = sizeof(Class);
-  metaclass->nativeClass_ = rootMetaclass_;
+  metaclass->nativeClass_ = &rootMetaclass;
 
   ObjectAccess::isa(*made).store(metaclass.get(), std::memory_order_release);
-  ObjectAccess::isa(*metaclass).store(rootMetaclass_, std::memory_order_release);
+  ObjectAccess::isa(*metaclass).store(&rootMetaclass, std::memory_order_release);
+
+  // Nothing knows the pair before there is room for it everywhere.
+  if (superclass) makeRoom(superclass->contents_->subclasses, 1);
+  makeRoom(aboveMetaclass.contents_->subclasses, 1);
+  makeRoom(classes_, 2);
   byName_.emplace(made->name_, made.get());
+  rootMetaclass_ = &rootMetaclass;
+  if (superclass) superclass->contents_->subclasses.push_back(made.get());
+  aboveMetaclass.contents_->subclasses.push_back(metaclass.get());
   classes_.push_back(made);
   classes_.push_back(metaclass);
   return *made;

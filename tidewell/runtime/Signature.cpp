@@ -38,9 +38,9 @@ const Entry& interned(std::unordered_map<std::string, std::unique_ptr<const Entr
   }
   if (function) keepModuleLoaded(function);
   const std::scoped_lock lock(known.mutex);
-  auto& entry = (known.*entries)[std::move(key)];
-  if (!entry) entry = std::make_unique<const Entry>(std::move(recipe));
-  return *entry;
+  // The entry is made first: a key without one would be found.
+  auto made = std::make_unique<const Entry>(std::move(recipe));
+  return *(known.*entries).try_emplace(std::move(key), std::move(made)).first->second;
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, 
   gates_.store(gates, std::memory_order_release);
 }
 
-void ConfigPublication::reclaim(Aftermath& aftermath) { publisher_.reclaim(aftermath.garbage); }
+void ConfigPublication::reclaim(Aftermath& aftermath) noexcept { publisher_.reclaim(aftermath.garbage); }
 
 void ConfigPublication::replace(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath) {
   publish(std::move(snapshot), aftermath);
@@ -51,8 +51,8 @@ void ConfigRecord::apply(const ConfigChange& change) {
   if (change.properties == 0) return;
   Aftermath aftermath;
   const std::lock_guard lock(mutex_);
-  written_ |= change.properties;
   replace(change.fields, change.properties, aftermath);
+  written_ |= change.properties;
 }
 
 void ConfigRecord::adopt(const TWConfigFields& fields, PropertySet properties) {
@@ -76,6 +76,9 @@ void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties,
   TWConfigFields next = publisher_.latest()->fields;
   copyFields(fields, next, properties);
   const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
+  // Everywhere or nowhere.
+  for (ConfigPublication* const publication : publications_) publication->makeRoom();
+  publisher_.makeRoom();
   for (ConfigPublication* const publication : publications_) publication->publish(snapshot, aftermath);
   publisher_.publish(snapshot);
   if (!seeReadersNowAndThen()) return;
@@ -83,9 +86,16 @@ void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties,
   publisher_.reclaim(aftermath.garbage);
 }
 
+void ConfigRecord::makeRoomForAttachment() {
+  const std::lock_guard lock(mutex_);
+  publications_.reserve(publications_.size() + 1);
+}
+
 void ConfigRecord::attach(ConfigPublication& publication) {
   Aftermath aftermath;
   const std::lock_guard lock(mutex_);
+  publications_.reserve(publications_.size() + 1);
+  publication.makeRoom();
   publications_.push_back(&publication);
   publication.replace(publisher_.latest(), aftermath);
 }

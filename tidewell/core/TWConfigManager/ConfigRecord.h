@@ -31,10 +31,12 @@ class ConfigPublication {
  public:
   ConfigPublication(std::atomic<std::uint32_t>& gates, std::atomic<const CompiledConfig*>& current)
       : gates_(gates), publisher_(current) {}
+  /// After this the next `publish` needs no memory.
+  void makeRoom() { publisher_.makeRoom(); }
   /// Puts a snapshot in force for the questions; the old one waits for `reclaim`.
   void publish(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath);
   /// Takes back what no question can read any more. Call it after `seeReaders`.
-  void reclaim(Aftermath& aftermath);
+  void reclaim(Aftermath& aftermath) noexcept;
   /// Both.
   void replace(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath);
 
@@ -64,6 +66,8 @@ class ConfigRecord {
   /// What this process has written.
   [[nodiscard]] PropertySet written() const;
 
+  /// After this the next `attach` needs no memory.
+  void makeRoomForAttachment();
   /// From now on, and until it is detached, every change is published there, too.
   void attach(ConfigPublication& publication);
   void detach(ConfigPublication& publication);

@@ -1,7 +1,10 @@
 #include "tidewell/core/TWConfigManager/SnapshotPointer.h"
 
+#include <pthread.h>
+
+#include <algorithm>
 #include <chrono>
-#include <utility>
+#include <iterator>
 
 #if defined(__linux__)
 #include <linux/membarrier.h>
@@ -28,6 +31,7 @@ constexpr bool kThreadSanitizer = false;
 constexpr bool kThreadSanitizer = false;
 #endif
 
+/// Those beyond `firstSlots`.
 constinit std::atomic<ReaderSlot*> slots{nullptr};
 /// How long readers are left alone after they were interrupted.
 constexpr std::chrono::microseconds kMoment{500};
@@ -41,20 +45,37 @@ constinit thread_local ReaderSlot* keptSlot = nullptr;
 constinit thread_local bool threadEnds = false;
 
 /// Gives the slot of a thread back when the thread ends. Destructors that run later borrow slots instead.
-struct SlotReturn {
-  ~SlotReturn() {
-    ReaderSlot* const slot = std::exchange(keptSlot, nullptr);
-    threadReaderSlot = nullptr;
-    threadEnds = true;
-    slot->taken.store(false, std::memory_order_release);
-  }
-  void keepAlive() noexcept {}
-};
+void returnSlot(void* slot) {
+  keptSlot = nullptr;
+  threadReaderSlot = nullptr;
+  threadEnds = true;
+  static_cast<ReaderSlot*>(slot)->taken.store(false, std::memory_order_release);
+}
+
+/// Has `returnSlot` called when the thread ends; false where that is not possible. Not a `thread_local`
+/// object with a destructor: where the C library has no memory to register one it ends the process.
+bool returnsWhenThreadEnds(ReaderSlot& slot) noexcept {
+  struct Key {
+    pthread_key_t number{};
+    bool isMade = pthread_key_create(&number, returnSlot) == 0;
+  };
+  static const Key key;
+  return key.isMade && pthread_setspecific(key.number, &slot) == 0;
+}
+
+/// Suffices for most processes, so that a question needs no memory.
+constinit ReaderSlot firstSlots[32];
+
+bool tryToTake(ReaderSlot& slot) noexcept {
+  return !slot.taken.load(std::memory_order_relaxed) && !slot.taken.exchange(true, std::memory_order_acq_rel);
+}
 
 ReaderSlot& takeSlot() {
+  for (ReaderSlot& slot : firstSlots) {
+    if (tryToTake(slot)) return slot;
+  }
   for (ReaderSlot* slot = slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
-    if (slot->taken.load(std::memory_order_relaxed)) continue;
-    if (!slot->taken.exchange(true, std::memory_order_acq_rel)) return *slot;
+    if (tryToTake(*slot)) return *slot;
   }
   auto* const slot = new ReaderSlot;
   slot->taken.store(true, std::memory_order_relaxed);
@@ -95,9 +116,7 @@ bool writersMakeBarriers() noexcept {
 ReaderSlot& borrowReaderSlot() {
   if (keptSlot != nullptr && keptSlot->held.load(std::memory_order_relaxed) == nullptr) return *keptSlot;
   ReaderSlot& slot = takeSlot();
-  if (keptSlot == nullptr && !threadEnds) {
-    thread_local SlotReturn slotReturn;
-    slotReturn.keepAlive();
+  if (keptSlot == nullptr && !threadEnds && returnsWhenThreadEnds(slot)) {
     keptSlot = &slot;
     if (writersMakeBarriers()) threadReaderSlot = &slot;
   }
@@ -133,8 +152,12 @@ bool seeReadersNowAndThen() noexcept {
 }
 
 bool isHeldByReader(const void* snapshot) noexcept {
+  const auto holds = [snapshot](const ReaderSlot& slot) {
+    return slot.held.load(std::memory_order_seq_cst) == snapshot;
+  };
+  if (std::any_of(std::begin(firstSlots), std::end(firstSlots), holds)) return true;
   for (ReaderSlot* slot = slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
-    if (slot->held.load(std::memory_order_seq_cst) == snapshot) return true;
+    if (holds(*slot)) return true;
   }
   return false;
 }

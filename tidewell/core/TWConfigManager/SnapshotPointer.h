@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -11,7 +12,8 @@ namespace tidewell {
 /// A place where a thread says which snapshot it is reading, so that no writer frees it meanwhile.
 ///
 /// Slots form one list for the whole process and are used again, never freed: their number is the largest
-/// number of threads (and of readings inside readings) that there ever were at once.
+/// number of threads (and of readings inside readings) that there ever were at once. The first of them need
+/// no memory.
 struct alignas(64) ReaderSlot {
   std::atomic<const void*> held{nullptr};
   std::atomic<bool> taken{false};
@@ -126,9 +128,14 @@ class SnapshotPublisher {
 
   explicit SnapshotPublisher(std::atomic<const Snapshot*>& current) : current_(current) {}
 
+  /// After this the next `publish` needs no memory. For a writer of several pointers: first room for all of
+  /// them, then all of them published.
+  void makeRoom() {
+    if (retired_.size() == retired_.capacity()) retired_.reserve(2 * retired_.size() + 1);
+  }
   /// Puts a snapshot in force; the old one waits for `reclaim`.
   void publish(Shared next) {
-    retired_.reserve(retired_.size() + 1);  // from here on nothing fails half-way
+    makeRoom();  // from here on nothing fails half-way
     current_.store(next.get(), std::memory_order_seq_cst);
     if (latest_) retired_.push_back(std::move(latest_));
     latest_ = std::move(next);
@@ -140,9 +147,14 @@ class SnapshotPublisher {
     if (seeReaders()) reclaim(garbage);
   }
   /// Hands out what no reader can hold any more, so that the caller destroys it after the locks are released;
-  /// what a reader still holds waits for the next call. Call it after `seeReaders`.
-  void reclaim(std::vector<Shared>& garbage) {
-    garbage.reserve(garbage.size() + retired_.size());
+  /// what a reader still holds waits for the next call, and so does everything where memory is short. Call it
+  /// after `seeReaders`.
+  void reclaim(std::vector<Shared>& garbage) noexcept {
+    try {
+      garbage.reserve(garbage.size() + retired_.size());
+    } catch (const std::bad_alloc&) {
+      return;
+    }
     std::erase_if(retired_, [&](Shared& snapshot) {
       if (isHeldByReader(snapshot.get())) return false;
       garbage.push_back(std::move(snapshot));

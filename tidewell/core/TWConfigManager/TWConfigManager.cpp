@@ -1,6 +1,7 @@
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "tidewell/base/Exception.h"
@@ -82,16 +83,14 @@ struct Tidings {
   Tidings() = default;
   Tidings(const Tidings&) = delete;
   Tidings& operator=(const Tidings&) = delete;
-  ~Tidings() {
-    try {
-      tell();
-    } catch (...) {  // no memory for words
-    }
-  }
+  ~Tidings() { tell(); }
 
-  void tell() {
-    if (std::exchange(madeDefaults, false)) logLine(kUnknownConfigProperty);
-    for (const std::string& report : std::exchange(reports, {})) platform::report(report);
+  void tell() noexcept {
+    try {
+      if (std::exchange(madeDefaults, false)) logLine(kUnknownConfigProperty);
+      for (const std::string& report : std::exchange(reports, {})) platform::report(report);
+    } catch (...) {  // out of memory
+    }
   }
 
   bool madeDefaults = false;
@@ -166,6 +165,9 @@ struct TWConfigManager::State {
   void put(std::shared_ptr<TWConfig> next) {
     Aftermath aftermath;
     const std::lock_guard lock(configMutex);
+    // First what may fail: the record in force stays attached then.
+    publication.makeRoom();
+    if (next) recordOf(*next).makeRoomForAttachment();
     if (config) recordOf(*config).detach(publication);
     config.swap(next);
     if (config) {
@@ -286,6 +288,8 @@ void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
         const std::string_view said = change.write(property, validObjectForKey(*reply, keyOf(property)));
         if (!said.empty()) line = said;
       }
+    } catch (const std::bad_alloc&) {
+      throw;  // no fault of the reply's: nothing of it counts
     } catch (...) {
       publish();  // what came before the value that raised
       throw;

@@ -25,7 +25,8 @@ class ConfigRecord;
 /// while another process holds the archive's lock it waits in a file beside it.
 class TIDEWELL_EXPORT TWConfigManager final {
  public:
-  /// Inline: a second call into the library would take as long as a gate question itself.
+  /// Inline: a second call into the library would take as long as a gate question itself. The first call
+  /// throws `std::bad_alloc` where there is no memory for the record; a later one then loads it.
   [[nodiscard]] static TWConfigManager& sharedInstance() {
     if (TWConfigManager* const made = shared_.load(std::memory_order_acquire)) [[likely]]
       return *made;

@@ -26,7 +26,8 @@ constexpr std::string_view kSyncSelector = "syncRequest:withCompletionHandler:";
 /// object is never copied.
 using SharedCompletion = std::shared_ptr<const TWRequestCompletion>;
 
-SharedCompletion share(TWRequestCompletion completion) {
+/// Leaves the completion alone where there is no memory.
+SharedCompletion share(TWRequestCompletion& completion) {
   return std::make_shared<const TWRequestCompletion>(std::move(completion));
 }
 
@@ -109,20 +110,22 @@ void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request,
 void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request, std::size_t maximumReplyBytes,
                                    TWRequestCompletion withCompletionHandler) const {
   static constexpr LogCoordinates kWhere{"TWNetworkClient", 74, kFetchSelector, "Exception : %@"};
-  const SharedCompletion completion = share(std::move(withCompletionHandler));
+  SharedCompletion completion;
   try {
+    completion = share(withCompletionHandler);
     sendOnSession(std::move(request), [completion, maximumReplyBytes](platform::UrlTaskResult result) {
       handleFetched(std::move(result), maximumReplyBytes, completion);
     });
   } catch (...) {
     logCaughtException(kWhere);
-    runForHost([&] { call(*completion, false, {}); });
+    const TWRequestCompletion& waiting = completion ? *completion : withCompletionHandler;
+    runForHost([&waiting] { call(waiting, false, {}); });
   }
 }
 
 void TWNetworkClient::syncRequest(std::optional<platform::UrlRequest> request,
                                   TWRequestCompletion withCompletionHandler) const {
-  const SharedCompletion completion = share(std::move(withCompletionHandler));
+  const SharedCompletion completion = share(withCompletionHandler);
   sendOnSession(std::move(request), [completion](const platform::UrlTaskResult& result) {
     const bool success = succeeded(result, kStatusOK);
     if (!success) {
@@ -134,16 +137,16 @@ void TWNetworkClient::syncRequest(std::optional<platform::UrlRequest> request,
 
 void TWNetworkClient::sendLogRequest(std::optional<platform::UrlRequest> request,
                                      TWRequestCompletion withCompletionHandler) const {
-  sendOnSession(std::move(request), [completion = share(std::move(withCompletionHandler))](
-                                        const platform::UrlTaskResult& result) {
-    const bool success = succeeded(result, kStatusNoContent);
-    if (!success) {
-      logLine([&] {
-        return failureMessage("🛑 The connection failed with response %@ error %@ 🛑", result);
+  sendOnSession(
+      std::move(request), [completion = share(withCompletionHandler)](const platform::UrlTaskResult& result) {
+        const bool success = succeeded(result, kStatusNoContent);
+        if (!success) {
+          logLine([&] {
+            return failureMessage("🛑 The connection failed with response %@ error %@ 🛑", result);
+          });
+        }
+        call(*completion, success, {});
       });
-    }
-    call(*completion, success, {});
-  });
 }
 
 }  // namespace tidewell

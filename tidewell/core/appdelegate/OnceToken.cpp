@@ -23,10 +23,18 @@ void OnceToken::run(const std::function<void()>& work) {
   afterRunning_ = State::done;
   runner_ = std::this_thread::get_id();
   lock.unlock();
-  work();
-  lock.lock();
-  state_ = afterRunning_;
-  isOver_.native().notify_all();
+  const auto end = [&] {
+    lock.lock();
+    state_ = afterRunning_;
+    isOver_.native().notify_all();
+  };
+  try {
+    work();
+  } catch (...) {
+    end();
+    throw;
+  }
+  end();
 }
 
 void OnceToken::reset() {

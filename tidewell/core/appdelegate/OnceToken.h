@@ -11,8 +11,8 @@ namespace tidewell {
 /// Runs something once, until it is reset.
 ///
 /// Any thread. Whoever comes while it runs waits until it is done; the running thread itself, coming back,
-/// goes on without it. `work` runs with no lock held and does not raise. In the child of a fork, work that
-/// another thread of the parent was doing counts as not run.
+/// goes on without it. `work` runs with no lock held; if it raises, it counts as run and the exception passes
+/// to the caller. In the child of a fork, work that another thread of the parent was doing counts as not run.
 class OnceToken final : public base::ForkParticipant {
  public:
   OnceToken();

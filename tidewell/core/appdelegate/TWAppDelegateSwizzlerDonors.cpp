@@ -110,19 +110,23 @@ void addForwarding(Class& to, std::string_view donorName, const runtime::Message
       Method(selector, reinterpret_cast<runtime::AnyFunction>(forward), message.signature(), nullptr));
 }
 
-Class& madeRegistered(Class* superclass, std::string_view name) {
-  Class* const made = runtime::allocateClassPair(superclass, name);
-  if (!made) base::raise(base::kInternalInconsistencyException, "a class is in the way of the proxy's own");
-  return *made;
+/// The class of a name that is being made. Where making it was broken off (no memory), it goes on with what
+/// there is.
+Class& beginClass(Class*& begun, Class* superclass, std::string_view name) {
+  if (!begun) begun = runtime::allocateClassPair(superclass, name);
+  if (!begun) base::raise(base::kInternalInconsistencyException, "a class is in the way of the proxy's own");
+  return *begun;
 }
 
 Class& makeDonorClass() {
+  constinit static Class* begunRoot = nullptr;
+  constinit static Class* begunDonor = nullptr;
   Class* root = runtime::classNamed("NSProxy");
   if (!root) {
-    root = &madeRegistered(nullptr, "NSProxy");
+    root = &beginClass(begunRoot, nullptr, "NSProxy");
     runtime::registerClassPair(*root);
   }
-  Class& donor = madeRegistered(root, "TWAppDelegateSwizzler");
+  Class& donor = beginClass(begunDonor, root, "TWAppDelegateSwizzler");
 
   const Selector describing = Selector::named("fakeDescription");
   const runtime::Function<std::string> describe = &fakeDescription;

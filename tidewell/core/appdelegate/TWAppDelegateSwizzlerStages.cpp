@@ -236,8 +236,12 @@ Class* createSubclassWithObject(Object& object) {
 void reassignAppDelegate() {
   const Ref application = TWAppDelegateSwizzler::sharedApplication();
   const Ref delegate = currentDelegate();  // perhaps the only owner while the application has none
-  runtime::send(application, platform::kSetDelegate, nullptr);
-  runtime::send(application, platform::kSetDelegate, delegate);
+  for (const Ref& each : {Ref(), delegate}) {
+    try {
+      runtime::send(application, platform::kSetDelegate, each);
+    } catch (const std::bad_alloc&) {  // it is set all the same, and the application keeps its delegate
+    }
+  }
   setOriginalDelegate(delegate);
   TWAppDelegateObserver::sharedInstance()->observeUIApplication();
 }

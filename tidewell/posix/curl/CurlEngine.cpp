@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <climits>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <thread>
+#include <tuple>
 
 #include "tidewell/posix/UrlErrors.h"
 #include "tidewell/posix/curl/ExitLock.h"
@@ -15,25 +18,32 @@ namespace {
 /// Connections kept for later requests; what one burst may open.
 constexpr long kKeptConnections = CurlEngine::kMaximumAtOnce;
 
-curl_slist* connectToList(const std::vector<ConnectionOverride>& overrides) {
-  curl_slist* list = nullptr;
+using ConnectToList = std::unique_ptr<curl_slist, void (*)(curl_slist*)>;
+
+/// Raises where memory is short: a request must not go to the address that was overridden.
+ConnectToList connectToList(const std::vector<ConnectionOverride>& overrides) {
+  ConnectToList list(nullptr, curl_slist_free_all);
   for (const ConnectionOverride& entry : overrides) {
     const bool isIpv6 = entry.address.find(':') != std::string::npos;
     const std::string address = isIpv6 ? "[" + entry.address + "]" : entry.address;
     const std::string line =
         entry.host + ":" + std::to_string(entry.port) + ":" + address + ":" + std::to_string(entry.toPort);
-    curl_slist* const longer = curl_slist_append(list, line.c_str());
-    if (longer != nullptr) list = longer;
+    curl_slist* const longer = curl_slist_append(list.get(), line.c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    static_cast<void>(list.release());
+    list.reset(longer);
   }
   return list;
 }
 
 /// libcurl's own use is counted, so a host may use it, too, before and after; it is never given up, for that
-/// would pull it from under the host.
+/// would pull it from under the host. Where it fails (memory) the next request tries again. Called with the
+/// exit lock held.
 bool initializeLibcurl() {
-  static const bool initialized = [] {
-    return holdExitLockWhenOpenSslEnds() && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-  }();
+  constinit static bool initialized = false;
+  if (!initialized) {
+    initialized = holdExitLockWhenOpenSslEnds() && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+  }
   return initialized;
 }
 
@@ -46,31 +56,35 @@ CurlEngine* CurlEngine::make(TransferClient& client, const TransportSettings& se
     problem = "the URL session cannot start: libcurl cannot be initialised";
     return nullptr;
   }
-  CURLM* const multi = makeMultiHandle();
-  CURLSH* const share = curl_share_init();
-  if (multi == nullptr || share == nullptr) {
-    if (multi != nullptr) curl_multi_cleanup(multi);
-    if (share != nullptr) curl_share_cleanup(share);
+  ConnectToList connectTo = connectToList(settings.connectionOverrides);
+  std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi(makeMultiHandle(), curl_multi_cleanup);
+  std::unique_ptr<CURLSH, CURLSHcode (*)(CURLSH*)> share(curl_share_init(), curl_share_cleanup);
+  const bool isReady =
+      multi != nullptr && share != nullptr &&
+      curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, kKeptConnections) == CURLM_OK &&
+      curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE) == CURLSHE_OK &&
+      curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION) == CURLSHE_OK;
+  if (!isReady) {
     problem = "the URL session cannot start: no memory or no descriptor for libcurl";
     return nullptr;
   }
-  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kKeptConnections);
-  curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
-  curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
-  return new CurlEngine(client, settings, multi, share);
+  auto* const engine = new CurlEngine(client, settings, multi.get(), share.get(), connectTo.get());
+  static_cast<void>(multi.release());
+  static_cast<void>(share.release());
+  static_cast<void>(connectTo.release());
+  return engine;
 }
 
-CurlEngine::CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share)
-    : client_(client),
-      multi_(multi),
-      environment_{settings, connectToList(settings.connectionOverrides), share, sockets_} {}
+CurlEngine::CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share,
+                       curl_slist* connectTo)
+    : client_(client), multi_(multi), environment_{settings, connectTo, share, sockets_} {}
 
-std::vector<FinishedTask> CurlEngine::run() noexcept {
+TransferTasks CurlEngine::run() noexcept {
   for (;;) {
-    std::vector<TransferTask> tasks = client_.takeTasks();
+    TransferTasks tasks = client_.takeTasks();
     {
       const std::lock_guard lock(exitLock());
-      for (TransferTask& task : tasks) admit(std::move(task));
+      while (!tasks.empty()) admit(tasks);
       startWaiting();
       int running = 0;
       curl_multi_perform(multi_, &running);
@@ -85,7 +99,7 @@ std::vector<FinishedTask> CurlEngine::run() noexcept {
 
 void CurlEngine::wake() noexcept { curl_multi_wakeup(multi_); }
 
-void CurlEngine::sleep() {
+void CurlEngine::sleep() noexcept {
   int milliseconds = INT_MAX;
   if (!due_.empty()) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(due_.begin()->first - Clock::now());
@@ -96,16 +110,25 @@ void CurlEngine::sleep() {
   }
 }
 
-void CurlEngine::admit(TransferTask task) {
-  auto owned = std::make_unique<CurlTransfer>(std::move(task), environment_);
-  CurlTransfer& transfer = *owned;
-  const Clock::time_point due = transfer.due();
-  transfers_.emplace(&transfer, Entry{std::move(owned), due});
-  due_.emplace(due, &transfer);
-  loads_[transfer.session()].waiting.push_back(&transfer);
+void CurlEngine::admit(TransferTasks& tasks) noexcept {
+  std::unique_ptr<CurlTransfer> owned;
+  Clock::time_point due;
+  try {
+    owned = std::make_unique<CurlTransfer>(tasks.front(), environment_);
+    due = owned->due();
+    Entry& entry = transfers_[owned.get()];
+    due_.emplace(due, owned.get());
+    loads_[owned->session()].waiting.push_back(owned.get());
+    owned->takeFrom(tasks);
+    entry = {std::move(owned), due};
+  } catch (const std::exception&) {
+    due_.erase({due, owned.get()});
+    transfers_.erase(owned.get());
+    finished_.splice(finished_.end(), tasks, tasks.begin());
+  }
 }
 
-void CurlEngine::startWaiting() {
+void CurlEngine::startWaiting() noexcept {
   for (auto& [session, load] : loads_) {
     while (load.running < kMaximumAtOnce && !load.waiting.empty()) {
       CurlTransfer& transfer = *load.waiting.front();
@@ -117,19 +140,19 @@ void CurlEngine::startWaiting() {
   std::erase_if(loads_, [](const auto& entry) { return entry.second.running == 0; });
 }
 
-void CurlEngine::request(CurlTransfer& transfer) {
-  if (auto error = transfer.prepare()) {
-    finish(transfer, transfer.failure(std::move(*error)));
-    return;
+void CurlEngine::request(CurlTransfer& transfer) noexcept {
+  std::optional<base::Error> error;
+  bool isReady = false;
+  try {
+    error = transfer.prepare();
+    isReady = !error && curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK;
+  } catch (const std::exception&) {
   }
-  if (curl_multi_add_handle(multi_, transfer.handle()) != CURLM_OK) {
-    finish(transfer, transfer.failure(urlError(platform::kUrlErrorUnknown, "out of memory")));
-    return;
-  }
-  reschedule(transfer);
+  if (isReady) return reschedule(transfer);
+  finish(transfer, [&] { return error ? transfer.failure(std::move(*error)) : throw std::bad_alloc(); });
 }
 
-void CurlEngine::takeReplies() {
+void CurlEngine::takeReplies() noexcept {
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
     if (message->msg != CURLMSG_DONE) continue;
@@ -139,39 +162,51 @@ void CurlEngine::takeReplies() {
   }
 }
 
-void CurlEngine::replyEnded(CurlTransfer& transfer, CURLcode code) {
-  transfer.boundCookies();
-  auto [goesOn, error] = transfer.follow(code);
+void CurlEngine::replyEnded(CurlTransfer& transfer, CURLcode code) noexcept {
+  bool goesOn = false;
+  std::optional<base::Error> error;
+  try {
+    transfer.boundCookies();
+    std::tie(goesOn, error) = transfer.follow(code);
+  } catch (const std::exception&) {
+    code = CURLE_OUT_OF_MEMORY;
+  }
   if (!goesOn) {
-    finish(transfer, error ? transfer.failure(std::move(*error)) : transfer.result(code));
+    finish(transfer, [&] { return error ? transfer.failure(std::move(*error)) : transfer.result(code); });
     return;
   }
   curl_multi_remove_handle(multi_, transfer.handle());
   request(transfer);
 }
 
-void CurlEngine::endWhatIsDue() {
+void CurlEngine::endWhatIsDue() noexcept {
   const Clock::time_point now = Clock::now();
   while (!due_.empty() && due_.begin()->first <= now) {
     CurlTransfer& transfer = *due_.begin()->second;
     transfer.noteBytesOnTheWire();
     if (transfer.due() <= now) {
-      finish(transfer, transfer.failure(urlError(platform::kUrlErrorTimedOut)));
+      finish(transfer, [&] { return transfer.failure(urlError(platform::kUrlErrorTimedOut)); });
     } else {
       reschedule(transfer);
     }
   }
 }
 
-void CurlEngine::reschedule(CurlTransfer& transfer) {
-  Entry& entry = transfers_.at(&transfer);
-  due_.erase({entry.due, &transfer});
+void CurlEngine::reschedule(CurlTransfer& transfer) noexcept {
+  Entry& entry = transfers_.find(&transfer)->second;
+  auto place = due_.extract({entry.due, &transfer});
   entry.due = transfer.due();
-  due_.emplace(entry.due, &transfer);
+  place.value().first = entry.due;
+  due_.insert(std::move(place));
 }
 
-void CurlEngine::finish(CurlTransfer& transfer, platform::UrlTaskResult result) {
-  Load& load = loads_[transfer.session()];
+template <class Result>
+void CurlEngine::finish(CurlTransfer& transfer, Result result) noexcept {
+  try {
+    transfer.setResult(result());
+  } catch (const std::exception&) {
+  }
+  Load& load = loads_.find(transfer.session())->second;
   const auto waiting = std::find(load.waiting.begin(), load.waiting.end(), &transfer);
   if (waiting != load.waiting.end()) {
     load.waiting.erase(waiting);
@@ -179,7 +214,7 @@ void CurlEngine::finish(CurlTransfer& transfer, platform::UrlTaskResult result) 
     --load.running;
   }
   if (transfer.handle() != nullptr) curl_multi_remove_handle(multi_, transfer.handle());
-  finished_.push_back({transfer.takeCompletion(), std::move(result)});
+  transfer.moveTo(finished_);
   const auto entry = transfers_.find(&transfer);
   due_.erase({entry->second.due, &transfer});
   transfers_.erase(entry);
@@ -196,5 +231,10 @@ extern "C" tidewell::posix::TransferEngine* tidewell_make_transfer_engine(
               std::string(version);
     return nullptr;
   }
-  return tidewell::posix::CurlEngine::make(client, settings, problem);
+  try {
+    return tidewell::posix::CurlEngine::make(client, settings, problem);
+  } catch (const std::exception&) {
+    problem = "out of memory";  // short enough to need none
+    return nullptr;
+  }
 }

@@ -30,7 +30,7 @@ class CurlEngine final : public TransferEngine {
   /// Null, and a sentence in `problem`, where libcurl cannot be had.
   static CurlEngine* make(TransferClient& client, const TransportSettings& settings, std::string& problem);
 
-  [[nodiscard]] std::vector<FinishedTask> run() noexcept override;
+  [[nodiscard]] TransferTasks run() noexcept override;
   [[nodiscard]] bool hasTransfers() const noexcept override { return !transfers_.empty(); }
   void wake() noexcept override;
 
@@ -41,17 +41,22 @@ class CurlEngine final : public TransferEngine {
     std::deque<CurlTransfer*> waiting;
   };
 
-  CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share);
+  CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share,
+             curl_slist* connectTo);
 
-  void admit(TransferTask task);
-  void startWaiting();
-  void request(CurlTransfer& transfer);
-  void takeReplies();
-  void replyEnded(CurlTransfer& transfer, CURLcode code);
-  void endWhatIsDue();
-  void reschedule(CurlTransfer& transfer);
-  void finish(CurlTransfer& transfer, platform::UrlTaskResult result);
-  void sleep();
+  // None throws: what there is no memory for ends the transfer.
+  /// The first of the tasks.
+  void admit(TransferTasks& tasks) noexcept;
+  void startWaiting() noexcept;
+  void request(CurlTransfer& transfer) noexcept;
+  void takeReplies() noexcept;
+  void replyEnded(CurlTransfer& transfer, CURLcode code) noexcept;
+  void endWhatIsDue() noexcept;
+  void reschedule(CurlTransfer& transfer) noexcept;
+  /// `result` makes the result of the transfer; where there is no memory for it the task's own counts.
+  template <class Result>
+  void finish(CurlTransfer& transfer, Result result) noexcept;
+  void sleep() noexcept;
 
   TransferClient& client_;
   CURLM* const multi_;
@@ -66,7 +71,7 @@ class CurlEngine final : public TransferEngine {
   /// nothing.
   std::set<std::pair<Clock::time_point, CurlTransfer*>> due_;
   std::unordered_map<const platform::UrlSessionConfiguration*, Load> loads_;
-  std::vector<FinishedTask> finished_;
+  TransferTasks finished_;
 };
 
 }  // namespace tidewell::posix

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <new>
 #include <string_view>
 
 #include "tidewell/base/Data.h"
@@ -55,8 +56,8 @@ const char* orNull(const std::string& text) { return text.empty() ? nullptr : te
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(TransferTask task, const CurlEnvironment& environment)
-    : task_(std::move(task)), environment_(environment) {
+CurlTransfer::CurlTransfer(const TransferTask& task, const CurlEnvironment& environment)
+    : task_(task), environment_(environment) {
   if (task_.request.URL()) url_ = task_.request.URL()->absoluteString();
   method_ = task_.request.HTTPMethod().empty() ? "GET" : task_.request.HTTPMethod();
   sendsBody_ = task_.request.HTTPBody().has_value();
@@ -78,9 +79,9 @@ std::optional<base::Error> CurlTransfer::prepare() {
     if (!handle_) return urlError(platform::kUrlErrorUnknown, "out of memory");
     setOnce();
   }
-  if (curl_easy_setopt(handle(), CURLOPT_URL, url_.c_str()) != CURLE_OK) {
-    return urlError(platform::kUrlErrorBadUrl);
-  }
+  const CURLcode isUrl = curl_easy_setopt(handle(), CURLOPT_URL, url_.c_str());
+  if (isUrl == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+  if (isUrl != CURLE_OK) return urlError(platform::kUrlErrorBadUrl);
   setMethodAndBody();
   setProxy();
   if (!setHeaders()) return urlError(platform::kUrlErrorUnknown, "out of memory");
@@ -91,83 +92,86 @@ std::optional<base::Error> CurlTransfer::prepare() {
   return std::nullopt;
 }
 
+template <class Setting>
+void CurlTransfer::set(CURLoption option, Setting setting) {
+  if (curl_easy_setopt(handle(), option, setting) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+}
+
 void CurlTransfer::setOnce() {
   const TransportSettings& settings = environment_.settings;
-  CURL* const curl = handle();
-  curl_easy_setopt(curl, CURLOPT_PRIVATE, this);
-  curl_easy_setopt(curl, CURLOPT_SHARE, environment_.share);
-  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_PRIVATE, this);
+  set(CURLOPT_SHARE, environment_.share);
+  set(CURLOPT_NOSIGNAL, 1L);
   // A look-up that hangs must not hold up the thread when its transfer is given up.
-  curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
-  curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, curlDetail_);
+  set(CURLOPT_QUICK_EXIT, 1L);
+  set(CURLOPT_ERRORBUFFER, curlDetail_);
 
   // Where it may go. Redirects are followed by `follow`, which also knows which headers stay behind.
   const char* schemes = session()->httpsOnly ? "https" : "http,https";
-  curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, schemes);
-  curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, schemes);
-  curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
-  curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
-  curl_easy_setopt(curl, CURLOPT_CONNECT_TO, environment_.connectTo);
-  environment_.sockets.attach(curl);
-  curl_easy_setopt(curl, CURLOPT_PREREQFUNCTION, beforeRequest);
-  curl_easy_setopt(curl, CURLOPT_PREREQDATA, this);
+  set(CURLOPT_PROTOCOLS_STR, schemes);
+  set(CURLOPT_REDIR_PROTOCOLS_STR, schemes);
+  set(CURLOPT_FOLLOWLOCATION, 0L);
+  set(CURLOPT_PATH_AS_IS, 1L);
+  set(CURLOPT_CONNECT_TO, environment_.connectTo);
+  environment_.sockets.attach(handle());
+  set(CURLOPT_PREREQFUNCTION, beforeRequest);
+  set(CURLOPT_PREREQDATA, this);
   // Not HTTP/2: with libcurl 7.88 transfers that share a connection stall. Ten downloads of 3 MB at once from
   // a correct server stood still for seconds, or for good, in one run of six.
-  curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
 
   // Whom it trusts. The parsed CA store is kept for ever, which libcurl does only without a CA folder.
-  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
-  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  curl_easy_setopt(curl, CURLOPT_CAINFO, orNull(settings.caFile));
-  curl_easy_setopt(curl, CURLOPT_CAPATH, orNull(settings.caDirectory));
-  curl_easy_setopt(curl, CURLOPT_PROXY_CAINFO, orNull(settings.proxyCaFile));
-  curl_easy_setopt(curl, CURLOPT_PROXY_CAPATH, orNull(settings.proxyCaDirectory));
-  curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, -1L);
-  tightenTls(curl);
+  set(CURLOPT_SSL_VERIFYPEER, 1L);
+  set(CURLOPT_SSL_VERIFYHOST, 2L);
+  set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  set(CURLOPT_CAINFO, orNull(settings.caFile));
+  set(CURLOPT_CAPATH, orNull(settings.caDirectory));
+  set(CURLOPT_PROXY_CAINFO, orNull(settings.proxyCaFile));
+  set(CURLOPT_PROXY_CAPATH, orNull(settings.proxyCaDirectory));
+  set(CURLOPT_CA_CACHE_TIMEOUT, -1L);
+  tightenTls(handle());
 
   // What arrives.
-  curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "gzip, deflate, br");
-  curl_easy_setopt(curl, CURLOPT_HTTP_CONTENT_DECODING, 0L);
-  curl_easy_setopt(curl, CURLOPT_COOKIEFILE, "");
-  curl_easy_setopt(curl, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, receiveHeader);
-  curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, receiveBody);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
-  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
-  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, countBytes);
-  curl_easy_setopt(curl, CURLOPT_XFERINFODATA, this);
-  curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
-  curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, kSendBufferBytes);
+  set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate, br");
+  set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
+  set(CURLOPT_COOKIEFILE, "");
+  set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  set(CURLOPT_HEADERFUNCTION, receiveHeader);
+  set(CURLOPT_HEADERDATA, this);
+  set(CURLOPT_WRITEFUNCTION, receiveBody);
+  set(CURLOPT_WRITEDATA, this);
+  set(CURLOPT_NOPROGRESS, 0L);
+  set(CURLOPT_XFERINFOFUNCTION, countBytes);
+  set(CURLOPT_XFERINFODATA, this);
+  set(CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
+  set(CURLOPT_UPLOAD_BUFFERSIZE, kSendBufferBytes);
   // The engine bounds the silence, connecting included; libcurl's own bound of 300 s must not come first.
-  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX / 2));
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX / 2));
 }
 
 void CurlTransfer::setMethodAndBody() {
-  CURL* const curl = handle();
   const bool needsLength = sendsBody_ || method_ == "POST" || method_ == "PUT" || method_ == "PATCH";
   if (needsLength) {
     const std::string_view body = sendsBody_ ? std::string_view(*task_.request.HTTPBody()) : "";
-    curl_easy_setopt(curl, CURLOPT_POST, 1L);
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.data());
+    set(CURLOPT_POST, 1L);
+    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    set(CURLOPT_POSTFIELDS, body.data());
   } else {
-    curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
-    curl_easy_setopt(curl, CURLOPT_NOBODY, method_ == "HEAD" ? 1L : 0L);
+    set(CURLOPT_HTTPGET, 1L);
+    set(CURLOPT_NOBODY, method_ == "HEAD" ? 1L : 0L);
   }
-  curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method_.c_str());
+  set(CURLOPT_CUSTOMREQUEST, method_.c_str());
 }
 
 void CurlTransfer::setProxy() {
   const TransportSettings& settings = environment_.settings;
   // Set even where there is none: libcurl reads the environment for what is not set.
   const std::string& proxy = usesTls() ? settings.httpsProxy : settings.httpProxy;
-  curl_easy_setopt(handle(), CURLOPT_PROXY, proxy.c_str());
-  curl_easy_setopt(handle(), CURLOPT_NOPROXY, settings.noProxy.c_str());
+  set(CURLOPT_PROXY, proxy.c_str());
+  set(CURLOPT_NOPROXY, settings.noProxy.c_str());
   // Of two TLS layers, one inside the other, libcurl shows the inner one only.
   const bool hasTwoLayers = usesTls() && equalsIgnoringCase(proxy.substr(0, 6), "https:");
-  curl_easy_setopt(handle(), CURLOPT_FORBID_REUSE, hasTwoLayers ? 1L : 0L);
+  set(CURLOPT_FORBID_REUSE, hasTwoLayers ? 1L : 0L);
 }
 
 bool CurlTransfer::setHeaders() {
@@ -185,7 +189,7 @@ bool CurlTransfer::setHeaders() {
     // libcurl leaves a header without a value out, unless it ends in a semicolon.
     complete = complete && append(trimmed(value).empty() ? name + ";" : name + ": " + value);
   }
-  curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get());
+  set(CURLOPT_HTTPHEADER, headers_.get());
   return complete;
 }
 

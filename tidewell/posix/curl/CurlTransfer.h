@@ -39,10 +39,15 @@ class CurlTransfer {
   /// The smallest that libcurl takes; its own is 64 KB for each request over TLS.
   static constexpr long kSendBufferBytes = 16384;
 
-  CurlTransfer(TransferTask task, const CurlEnvironment& environment);
+  /// Looks at the task only; `takeFrom` takes it.
+  CurlTransfer(const TransferTask& task, const CurlEnvironment& environment);
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+  /// Takes the first task of a list, the one that it was made for, and gives it to another in the end.
+  void takeFrom(TransferTasks& tasks) noexcept { own_.splice(own_.end(), tasks, tasks.begin()); }
+  void moveTo(TransferTasks& tasks) noexcept { tasks.splice(tasks.end(), own_); }
 
   /// Makes the handle ready for the next request. An error where there is nothing that could be sent.
   [[nodiscard]] std::optional<base::Error> prepare();
@@ -66,7 +71,7 @@ class CurlTransfer {
   [[nodiscard]] platform::UrlTaskResult result(CURLcode code);
   [[nodiscard]] platform::UrlTaskResult failure(base::Error error);
 
-  [[nodiscard]] platform::UrlTaskCompletion takeCompletion() { return std::move(task_.completion); }
+  void setResult(platform::UrlTaskResult result) noexcept { own_.front().result = std::move(result); }
 
  private:
   struct EasyCleanup {
@@ -76,6 +81,9 @@ class CurlTransfer {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
 
+  /// Raises where memory is short: a request must not go out with half of its settings.
+  template <class Setting>
+  void set(CURLoption option, Setting setting);
   void setOnce();
   void setMethodAndBody();
   void setProxy();
@@ -96,7 +104,8 @@ class CurlTransfer {
   static int beforeRequest(void* self, char* remoteAddress, char* localAddress, int remotePort,
                            int localPort) noexcept;
 
-  TransferTask task_;
+  TransferTasks own_;         ///< the task, once it was taken
+  const TransferTask& task_;  ///< the same
   const CurlEnvironment& environment_;
   std::unique_ptr<CURL, EasyCleanup> handle_;
   std::unique_ptr<curl_slist, ListCleanup> headers_;

@@ -1,5 +1,7 @@
 #include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
 
+#include <new>
+
 #include "tidewell/base/KeyedArchive.h"
 #include "tidewell/base/TextFormat.h"
 #include "tidewell/core/Guard.h"
@@ -22,8 +24,10 @@ base::Dictionary TWKeychain::getKeychainQuery(std::string_view service) {
 
 void TWKeychain::save(std::string_view service, const base::Value& data) {
   base::Dictionary item = getKeychainQuery(service);
+  const base::Data archive(
+      base::archivedDataWithRootObject(data));  // first: where it raises the old item stays
   keychain().itemDelete(item);
-  item.setObject(base::Data(base::archivedDataWithRootObject(data)), platform::kSecValueData);
+  item.setObject(archive, platform::kSecValueData);
   keychain().itemAdd(item);
 }
 
@@ -37,6 +41,8 @@ base::Value TWKeychain::load(std::string_view service) {
   if (keychain().itemCopyMatching(query, archive) != platform::errSecSuccess) return {};
   try {
     return base::unarchiveObjectWithData(archive.view());
+  } catch (const std::bad_alloc&) {
+    throw;  // not nil: the caller would replace the item
   } catch (...) {
     logCaughtException(kWhere, {service});
   }

@@ -33,24 +33,25 @@ class ShippingSlot {
  public:
   /// Null where a bound is reached.
   static std::shared_ptr<const ShippingSlot> take(std::size_t bytes) {
+    const auto slot = std::make_shared<ShippingSlot>();  // first: what is reserved is given back in any case
     if (!reserve(linesInFlight, 1, TWLogger::kMaximumShippedLines)) return nullptr;
-    if (!reserve(bytesInFlight, bytes, TWLogger::kMaximumShippedBytes)) {
-      linesInFlight.fetch_sub(1, std::memory_order_relaxed);
-      return nullptr;
-    }
-    return std::make_shared<const ShippingSlot>(bytes);
+    slot->lines_ = 1;
+    if (!reserve(bytesInFlight, bytes, TWLogger::kMaximumShippedBytes)) return nullptr;
+    slot->bytes_ = bytes;
+    return slot;
   }
 
-  explicit ShippingSlot(std::size_t bytes) : bytes_(bytes) {}
+  ShippingSlot() = default;
   ~ShippingSlot() {
     bytesInFlight.fetch_sub(bytes_, std::memory_order_relaxed);
-    linesInFlight.fetch_sub(1, std::memory_order_relaxed);
+    linesInFlight.fetch_sub(lines_, std::memory_order_relaxed);
   }
   ShippingSlot(const ShippingSlot&) = delete;
   ShippingSlot& operator=(const ShippingSlot&) = delete;
 
  private:
-  std::size_t bytes_;
+  std::size_t lines_ = 0;
+  std::size_t bytes_ = 0;
 };
 
 std::size_t byteCount(const base::Value& text) { return text.string() ? text.string()->size() : 0; }
