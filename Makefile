@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long bench fuzz storm format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -10,6 +10,7 @@ help:
 	@echo "make test-guest-long  the long forms of the tests of a host's process: 200 ends, a minute idle, a minute stopped"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
+	@echo "make storm   random calls of the whole interface from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
 	@echo "make format  format the sources"
 
 setup:
@@ -58,6 +59,15 @@ fuzz:
 	cmake --preset fuzz
 	cmake --build --preset fuzz
 	scripts/fuzz build/asan $(FUZZ_SECONDS)
+
+SECONDS ?= 60
+storm:
+	scripts/setup ci
+	cmake --preset asan
+	cmake --build --preset asan --target storm
+	cmake --preset tsan
+	cmake --build --preset tsan --target storm
+	scripts/storm $(SECONDS) $(SEED)
 
 format:
 	scripts/format --fix
