@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long bench fuzz storm format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long bench fuzz storm coverage format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -11,6 +11,7 @@ help:
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make storm   random calls of the whole interface from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
+	@echo "make coverage  branches that the tests of core, posix and life take, by folder, and those that they do not"
 	@echo "make format  format the sources"
 
 setup:
@@ -68,6 +69,12 @@ storm:
 	cmake --preset tsan
 	cmake --build --preset tsan --target storm
 	scripts/storm $(SECONDS) $(SEED)
+
+coverage:
+	scripts/setup ci
+	cmake --preset coverage
+	cmake --build --preset coverage
+	scripts/coverage build/coverage
 
 format:
 	scripts/format --fix
