@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench fuzz format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -13,6 +13,8 @@ help:
 	@echo "make allocation-torture  lets each allocation of a start, a sync and the like fail, one after the other"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
+	@echo "make storm   random calls of the whole interface from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
+	@echo "make coverage  branches that the tests of core, posix and life take, by folder, and those that they do not"
 	@echo "make format  format the sources"
 
 setup:
@@ -80,6 +82,21 @@ fuzz:
 	cmake --preset fuzz
 	cmake --build --preset fuzz
 	scripts/fuzz build/asan $(FUZZ_SECONDS)
+
+SECONDS ?= 60
+storm:
+	scripts/setup ci
+	cmake --preset asan
+	cmake --build --preset asan --target storm
+	cmake --preset tsan
+	cmake --build --preset tsan --target storm
+	scripts/storm $(SECONDS) $(SEED)
+
+coverage:
+	scripts/setup ci
+	cmake --preset coverage
+	cmake --build --preset coverage
+	scripts/coverage build/coverage
 
 format:
 	scripts/format --fix

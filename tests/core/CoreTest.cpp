@@ -80,6 +80,37 @@ TEST_F(CoreTest, AnExceptionDuringTheStartIsLoggedAndGoesNoFurther) {
                   "exception in initializing TidewellCore is observer"});
 }
 
+/// A host's own machine, of which the user defaults raise.
+class RaisingMachine final : public platform::Platform {
+ public:
+  explicit RaisingMachine(std::shared_ptr<Platform> machine) : rest(std::move(machine)) {}
+  platform::UserDefaults& standardUserDefaults() override { throw std::runtime_error("no defaults"); }
+  std::shared_ptr<platform::UserDefaults> userDefaultsWithSuiteName(std::string_view) override { return {}; }
+  platform::FileManager& fileManager() override { return rest->fileManager(); }
+  platform::Keychain& keychain() override { return rest->keychain(); }
+  platform::Device& device() override { return rest->device(); }
+  platform::Bundles& bundles() override { return rest->bundles(); }
+  platform::Clock& clock() override { return rest->clock(); }
+  platform::Console& console() override { return rest->console(); }
+  platform::Queue& mainQueue() override { return rest->mainQueue(); }
+  platform::Queue& globalQueue() override { return rest->globalQueue(); }
+  platform::UrlSession& sharedUrlSession() override { return rest->sharedUrlSession(); }
+  std::shared_ptr<platform::UrlSession> makeUrlSession(platform::UrlSessionConfiguration set) override {
+    return rest->makeUrlSession(std::move(set));
+  }
+  const std::shared_ptr<Platform> rest;
+};
+
+TEST_F(CoreTest, WhatThePlatformRaisesDoesNotReachWhoeverPosts) {
+  core.addObserverForApplicationLifeCycle();
+  core.debug(1);
+  platform::Platform::replaceForTesting(std::make_shared<RaisingMachine>(platform));
+  for (const std::string_view name : {kNotificationNameUserReset, kNotificationNameUpdateModules,
+                                      platform::UIApplicationWillEnterForegroundNotification})
+    EXPECT_NO_THROW(post(name));
+  EXPECT_EQ(lines().front(), "Tidewell - the handler of TW_USER_RESET_NOTIFICATION raised: no defaults");
+}
+
 TEST_F(CoreTest, WithoutAStoredAppIDASyncTravelsWithEmptyParameters) {
   core.updateConfig();
   ASSERT_EQ(sent().size(), 1u);

@@ -1,4 +1,7 @@
+#include <atomic>
+#include <barrier>
 #include <stdexcept>
+#include <thread>
 
 #include "core/DelegateFixture.h"
 #include "tidewell/base/Exception.h"
@@ -50,6 +53,21 @@ TEST_F(DelegateProxyTest, InterceptorsHearEveryMessageFirstAndTheAnswerIsYesWher
       EXPECT_EQ(handlerCalls(), message.selector.ends_with("andler:") ? 3 : 0);
     }
   }
+}
+
+TEST_F(DelegateProxyTest, AHandlerThatRunsOnceRunsOnceThoughAllCallIt) {
+  const auto delegate = setDelegate<Listener>("app");
+  Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
+  const auto push = intercept("push"), inbox = intercept("inbox");
+  int runs = 0;
+  const auto once = [&runs, isSpent = false](const auto&...) mutable {
+    runs += !std::exchange(isSpent, true);
+  };
+  application->deliverRemoteNotification({{"alert", "sale"}}, once);
+  runtime::send(delegate, platform::kApplicationDidReceiveRemoteNotificationFetching, *application,
+                base::Dictionary(), FetchCompletionHandler(once));
+  EXPECT_EQ(takeHeard().size(), 6u);
+  EXPECT_EQ(runs, 2);
 }
 
 TEST_F(DelegateProxyTest, ADelegateThatLacksAMethodGetsAllButTwo) {
@@ -291,6 +309,41 @@ TEST_F(DelegateProxyTest, AnotherDelegateEndsTheProxy) {
   EXPECT_EQ(takeHeard(), (Lines{"push" + kURLNoted, "second" + kURLNoted}));
   application->setDelegate(nullptr);
   EXPECT_EQ(Swizzler::originalDelegate(), nullptr);
+}
+
+TEST_F(DelegateProxyTest, ThreadsThatReplaceTheDelegateAtOnceEndTheProxyOnce) {
+  setInfo(false);  // held and observed, and no subclass each time
+  TWLogger::debug(TWLogLevelOff);
+  const auto first = runtime::make<Deaf>();
+  std::barrier together(3);
+  std::atomic<int> raised{0};
+  constexpr int kRounds = 3000;
+  const auto replace = [&] {
+    const auto own = runtime::make<Deaf>();
+    for (int round = 0; round < kRounds; ++round) {
+      together.arrive_and_wait();
+      try {
+        application->setDelegate(own);
+      } catch (const base::Exception&) {
+        ++raised;
+      }
+      together.arrive_and_wait();
+    }
+  };
+  std::thread one(replace), two(replace);
+  for (int round = 0; round < kRounds; ++round) {
+    application->setDelegate(first);
+    Swizzler::resetProxyOriginalDelegateOnceToken();
+    Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
+    EXPECT_TRUE(isObserving());
+    together.arrive_and_wait();
+    together.arrive_and_wait();
+    EXPECT_EQ(Swizzler::originalDelegate(), nullptr);
+    EXPECT_FALSE(isObserving());
+  }
+  one.join();
+  two.join();
+  EXPECT_EQ(raised, 0);
 }
 
 /// Once proxied, the delegate may have no other owner. The stage's own re-assignment takes it away for a

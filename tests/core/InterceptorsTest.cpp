@@ -144,6 +144,7 @@ TEST_F(InterceptorsTest, ThreadsRegisterUnregisterDispatchAndLetGoAtOnce) {
   TWLogger::debug(TWLogLevelOff);
   constexpr int kRounds = 300;
   const auto steady = intercept("steady");
+  const std::string idOfSteady = Swizzler::interceptors().allKeys().front();
   std::atomic<int> busy{3};
   std::vector<std::thread> threads;
   for (int i = 0; i < 2; ++i) {
@@ -164,7 +165,10 @@ TEST_F(InterceptorsTest, ThreadsRegisterUnregisterDispatchAndLetGoAtOnce) {
     }
     --busy;
   });
-  while (busy > 0) dispatch();
+  while (busy > 0) {
+    dispatch();
+    EXPECT_EQ(Swizzler::interceptors().allKeys().front(), idOfSteady);
+  }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(dispatch(), std::vector<Ref>{steady});
 }

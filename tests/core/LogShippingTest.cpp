@@ -74,6 +74,15 @@ TEST_F(LogShippingTest, TokensThatAreMissingOrNoText) {
       logged[1].starts_with("Tidewell - <file - TWLogger, line number - 209 , method - "
                             "'sendLogToLogEntries:andTraceBack:andLevel:'> Exception Config API : "))
       << logged[1];
+  enable();
+  lines();
+  TWLogger::sendLogToLogEntries(base::Date{0}, {},
+                                {});  // no JSON, so no request: that raises when it is sent
+  EXPECT_EQ(sentCount(), 1u);
+  const Lines unsent = lines();
+  ASSERT_EQ(unsent.size(), 5u);
+  EXPECT_NE(unsent[3].find("line number - 162 "), std::string::npos) << unsent[3];
+  EXPECT_NE(unsent[4].find("line number - 209 "), std::string::npos) << unsent[4];
 }
 
 TEST_F(LogShippingTest, WithoutAppIDNothingIsSent) {

@@ -90,6 +90,9 @@ TEST_F(LoggerTest, LinesAreFormattedWhateverTheSwitchesSay) {
   TWLogger::debug(2);
   EXPECT_EQ(TWLogger::getLogforVerbosity(1, 3, kMessage), Text("[WARNING]\tTidewell - message"));
   EXPECT_EQ(TWLogger::createLog("%@ of %ld", {"one", 2}), Text("one of 2"));
+  EXPECT_EQ(TWLogger::createLog("%@%@%@%@%@%@%@%@%@%@%@ %@", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}),
+            Text("1234567891011 12"))
+      << "the bound of eleven is a line's";
   EXPECT_EQ(TWLogger::createLog(std::nullopt), Text());
   EXPECT_EQ(lines(), Lines());
 }
@@ -99,13 +102,14 @@ TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndTakeElevenArguments) {
   TWLogger::setFormat("%@%@%@%@%@%@%@%@%@%@%@ %@", 1);
   TWLogger::setFormat("ignored", 3);
   TWLogger::logWithVerbosity(1, 0, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+  TWLogger::log("%@%@%@%@%@%@%@%@%@%@%@ %@", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
   TWLogger::setFormat(std::nullopt, 2);
   TWLogger::logWithVerbosity(2, 0, kDetails);
   TWLogger::initialize();  // runs once, so it changes nothing now
   EXPECT_EQ(TWLogger::formatForVerbosity(2), std::nullopt);
   TWLogger::setupDefaultFormats();
   TWLogger::logWithVerbosity(1, 0, kMessage);
-  EXPECT_EQ(lines(), (Lines{"1234567891011 (null)", "Tidewell - message"}));
+  EXPECT_EQ(lines(), (Lines{"1234567891011 (null)", "1234567891011 12", "Tidewell - message"}));
   EXPECT_EQ(TWLogger::formatForVerbosity(3), std::nullopt);
 }
 

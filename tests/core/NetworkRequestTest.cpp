@@ -48,8 +48,11 @@ TEST_F(NetworkRequestTest, AURLIsMadeOfHostPathAndParameters) {
 
 TEST_F(NetworkRequestTest, HeadersAndBodyGoOutByteForByte) {
   TWCoreUtils::saveAppId("ABC123");
-  const base::Dictionary extra{
-      {"X-One", "1"}, {"X-Null", kNull}, {"TDW-APPKEY", "forged"}, {"X-Bad", "a\r\nb"}};
+  const base::Dictionary extra{{"X-One", "1"},
+                               {"X-Null", kNull},
+                               {"TDW-APPKEY", "forged"},
+                               {"tdw-appkey", "forged"},
+                               {"X-Bad", "a\r\nb"}};
   const base::Dictionary body{
       {"z", "a/b"}, {"a", base::Array{1, 2.5, true, kNull}}, {"d", base::Dictionary{}}};
   const auto post = TWNetworkRequest(TWServiceInbox, {}, extra, body, {}).getRequestInstance();
@@ -96,8 +99,8 @@ TEST_F(NetworkRequestTest, WhatCannotBeBuiltCompletesOnceWithNothing) {
     std::string line;
   } cases[] = {
       {14, {}, {}, {}, request},    {-1, {}, {}, {}, request},     {7, number, {}, {}, url},
-      {7, {}, number, {}, request}, {7, {}, {}, notJSON, request}, {13, {}, {}, notJSON, request},
-      {7, data, {}, {}, url},       {7, {}, data, {}, request},
+      {7, {}, number, {}, request}, {7, {}, {}, notJSON, request}, {7, data, {}, {}, url},
+      {7, {}, data, {}, request},
   };
   answerEverythingWith(200, "{}");
   for (const auto& each : cases) {

@@ -147,9 +147,13 @@ TEST_F(PresentationTest, PagesOpenOnTheMainQueueOneAboveTheOtherAndBeneathAlerts
   EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1"}));
   const auto first = handler.sfVC();
   open("HTTP://shop.example/2");
+  EXPECT_EQ(screen().size(), 3u);
+  open("https://shop.example/lost");
   open("https://shop.example/3");
   EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1", "HTTP://shop.example/2 above 1",
-                             "https://shop.example/3 above 2"}));
+                             "https://shop.example/3 above 2"}))
+      << "of two that are opened before the main queue comes to them the second, once";
+  EXPECT_EQ(lines(), Lines());
   TidewellCore::sharedInstance().dismissRichLandingWebViewControllerWithAnimation(false);
   EXPECT_EQ(presenter().dismissals().size(), 0u) << "on the main queue";
   EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1", "HTTP://shop.example/2 above 1"}));
@@ -163,8 +167,9 @@ TEST_F(PresentationTest, PagesOpenOnTheMainQueueOneAboveTheOtherAndBeneathAlerts
 
 TEST_F(PresentationTest, APageIsGoneWhenTheUserClosesIt) {
   open("https://shop.example/1");
+  runUntilIdle();
   open("https://shop.example/2");
-  TWCoreUtils::showAlertViewWithMessage("message", "alert");  // before any of them is shown
+  TWCoreUtils::showAlertViewWithMessage("message", "alert");  // before the second is shown
   EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "https://shop.example/2 above 0", "alert"}));
   EXPECT_TRUE(presenter().close(presenter().onScreen()[1].shown));
   EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "alert"}));
@@ -177,12 +182,17 @@ TEST_F(PresentationTest, ADismissalBeforeThePageWasShownLeavesNothingOnTheScreen
   handler.dismissRichLandingWebViewControllerWithAnimation(true);
   EXPECT_EQ(runUntilIdle(), 0u) << "there was no page yet";
   open("https://shop.example/1");
+  const auto first = handler.sfVC();
   handler.dismissRichLandingWebViewControllerWithAnimation(true);
   EXPECT_EQ(screen(), Lines());
   open("https://shop.example/1");
   handler.dismissRichLandingWebViewControllerWithAnimation(true);
   open("https://shop.example/2");
   EXPECT_EQ(screen(), Lines{"https://shop.example/2"});
+  handler.dismissRichLandingWebViewControllerWithAnimation(true);
+  handler.setSfVC(first);
+  EXPECT_EQ(screen(), Lines{"https://shop.example/2"})
+      << "what it holds then is asked, and was closed before";
 }
 
 TEST_F(PresentationTest, OnlyWebPagesAreShown) {

@@ -99,7 +99,8 @@ TEST_F(UIApplicationTest, AHandlerThatNobodyTakesIsCalledAtOnce) {
   int called = 0;
   std::vector<UIBackgroundFetchResult> fetched;
   const auto deliver = [&] {
-    application()->deliverBackgroundURLSessionEvents("session", [&] { ++called; });
+    application()->deliverBackgroundURLSessionEvents(
+        "session", [&, isSpent = false]() mutable { called += !std::exchange(isSpent, true); });
     application()->deliverRemoteNotification(
         {{"alert", "sale"}}, [&](UIBackgroundFetchResult result) { fetched.push_back(result); });
   };
@@ -113,7 +114,9 @@ TEST_F(UIApplicationTest, AHandlerThatNobodyTakesIsCalledAtOnce) {
   EXPECT_EQ(heard(), (Lines{"events session", "notification sale"}));
   EXPECT_EQ(called, 1);
   EXPECT_EQ(fetched.size(), 2u);
+  const auto copy = old->kept;
   old->kept();
+  copy();  // one state for all copies
   EXPECT_EQ(called, 2);
 
   application()->deliverBackgroundURLSessionEvents("no handler");

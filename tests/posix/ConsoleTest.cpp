@@ -16,12 +16,16 @@ class ConsoleTest : public PosixTest {
   platform::Console& console = platform.console();
 };
 
-TEST_F(ConsoleTest, ALineHasTimeProgramProcessAndTheTextAsItIs) {
+TEST_F(ConsoleTest, ALineHasTimeProgramProcessAndTheText) {
   setenv("TZ", "Asia/Tokyo", 1);  // the line's time is UTC wherever the host is
   const std::string path = folder + "/stderr";
   ASSERT_EQ(inChild([&] {
               dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
               console.write("first\nof two %@");
+              console.write(
+                  std::string("\x1b[2J\r\a\0\x7f\xc2\x9b"
+                              "1m \t\xc3\xa9 \xf0\x9f\x9b\x91\xc2",
+                              22));
               console.write(std::string(1 << 20, 'x'));
               writeFile(folder + "/pid", std::to_string(getpid()));
               return 0;
@@ -36,6 +40,10 @@ TEST_F(ConsoleTest, ALineHasTimeProgramProcessAndTheTextAsItIs) {
   tm parts{};
   ASSERT_NE(strptime(first.c_str(), "%Y-%m-%d %H:%M:%S", &parts), nullptr);
   EXPECT_NEAR(static_cast<double>(timegm(&parts)), static_cast<double>(std::time(nullptr)), 60);
+  EXPECT_NE(written.find("] \\u001b[2J\\u000d\\u0007\\u0000\\u007f\\u009b"
+                         "1m \t\xc3\xa9 \xf0\x9f\x9b\x91\xc2\n"),
+            std::string::npos)
+      << "what a terminal would act on is shown";
   EXPECT_TRUE(written.ends_with(" " + std::string(1 << 20, 'x') + "\n"));
 }
 

@@ -80,6 +80,41 @@ TEST(Message, ToNilAnswersNothingAndToAStrangerRaises) {
             "-[TestDoor door:open:]: unrecognized selector sent to instance " + addressText(door.get()));
 }
 
+TEST(Selector, NoneIsOneToWhichNothingResponds) {
+  const auto porter = make<Porter>();
+  Class& itsClass = porter->isa();
+  const Method& method = *itsClass.method(kOpen.selector());
+  Protocol protocol("Empty");
+  Invocation invocation(signatureOf<void>());
+  invocation.setTarget(porter);
+  const std::string toInstance =
+      "-[Porter (null)]: unrecognized selector sent to instance " + addressText(porter.get());
+  const struct {
+    std::function<bool()> responds;
+    std::string raises;
+  } entries[] = {
+      {[&] { return respondsTo(porter.get(), Selector()); }, ""},
+      {[&] { return itsClass.method(Selector()) != nullptr; }, ""},
+      {[&] { return itsClass.ownMethod(Selector()) != nullptr; }, ""},
+      {[&] { return itsClass.metaclass().method(Selector()) != nullptr; }, ""},
+      {[&] { return Keeper::protocol().methodDescription(Selector(), false) != nullptr; }, ""},
+      {[&] { return send<bool>(Ref(), Selector()); }, ""},
+      {[&] { return Selector().hash() != 0; }, ""},
+      {[&] { return send<bool>(porter, Selector()); }, toInstance},
+      {[&] { return send<bool>(itsClass, Selector(), std::int64_t{1}); },
+       "+[Porter (null)]: unrecognized selector sent to class " + addressText(&itsClass)},
+      {[&] { return invocation.invoke(), true; }, toInstance},
+      {[&] { return addMethod(itsClass, Selector(), method); }, "a method has a selector"},
+      {[&] { return replaceMethod(itsClass, Selector(), method) != nullptr; }, "a method has a selector"},
+      {[&] { return protocol.add(Selector(), method.signature(), true).methods().empty(); },
+       "a method has a selector"},
+  };
+  for (const auto& entry : entries) {
+    SCOPED_TRACE(&entry - entries);
+    EXPECT_EQ(raised([&] { EXPECT_FALSE(entry.responds()); }), entry.raises);
+  }
+}
+
 TEST(Message, WithAnObjectOfAnotherClassRaisesBeforeTheMethodRuns) {
   const auto porter = make<Porter>();
   const Selector open = kOpen.selector();

@@ -2,8 +2,10 @@
 
 #include <memory>
 #include <new>
+#include <string_view>
 #include <utility>
 
+#include "tidewell/base/Exception.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/TextFormat.h"
 #include "tidewell/core/AppGroup.h"
@@ -41,6 +43,20 @@ AppIDCheck storeAppID(std::optional<std::string_view> appID) {
   }
   TWCoreUtils::saveAppId(appID);
   return AppIDCheck::proceed;
+}
+
+/// Registers a handler. What it raises (a platform may raise anywhere) is reported, and does not reach the
+/// thread that posts.
+template <class Handler>
+void observe(std::string_view name, Handler handler) {
+  platform::NotificationCenter::defaultCenter().addObserver(name, [handler](
+                                                                      const platform::Notification& posted) {
+    try {
+      handler(posted);
+    } catch (...) {
+      platform::report("the handler of " + posted.name + " raised: " + base::currentExceptionDescription());
+    }
+  });
 }
 
 /// The end of a sync. A dictionary counts, whatever the flag beside it says.
@@ -81,12 +97,11 @@ void TidewellCore::initializeWithAppID(std::optional<std::string_view> appID) {
 
 void TidewellCore::addObserverForApplicationLifeCycle() {
   // The core has no state of its own, so the one that never dies serves for every instance.
-  auto& center = platform::NotificationCenter::defaultCenter();
-  center.addObserver(platform::UIApplicationWillEnterForegroundNotification, [](const auto& notification) {
-    sharedInstance().applicationEnteredForeground(notification);
+  observe(platform::UIApplicationWillEnterForegroundNotification, [](const platform::Notification& posted) {
+    sharedInstance().applicationEnteredForeground(posted);
   });
-  center.addObserver(kNotificationNameUserReset, [](const auto&) { sharedInstance().userReset(); });
-  center.addObserver(kNotificationNameUpdateModules, [](const auto&) { sharedInstance().updateConfig(); });
+  observe(kNotificationNameUserReset, [](const auto&) { sharedInstance().userReset(); });
+  observe(kNotificationNameUpdateModules, [](const auto&) { sharedInstance().updateConfig(); });
 }
 
 void TidewellCore::applicationEnteredForeground(const platform::Notification&) {

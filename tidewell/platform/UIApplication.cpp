@@ -1,5 +1,6 @@
 #include "tidewell/platform/UIApplication.h"
 
+#include <memory>
 #include <new>
 #include <optional>
 
@@ -16,11 +17,14 @@ using runtime::Ref;
 using runtime::respondsTo;
 using runtime::send;
 
-/// The handler, or one that does nothing: the delegate need not ask whether there is one.
+/// The handler as the delegate gets it: copies share its state, so that one which runs only once does so
+/// whoever calls it; one that does nothing in place of an empty one.
 template <class... A>
-const std::function<void(A...)>& orNothing(const std::function<void(A...)>& handler) {
-  static base::NeverDestroyed<std::function<void(A...)>> nothing([](A...) {});
-  return handler ? handler : *nothing;
+std::function<void(A...)> shared(const std::function<void(A...)>& handler) {
+  if (!handler) return [](A...) {};
+  return [handler = std::make_shared<const std::function<void(A...)>>(handler)](A... arguments) {
+    (*handler)(arguments...);
+  };
 }
 
 }  // namespace
@@ -69,7 +73,7 @@ bool UIApplication::deliverUserActivity(NSUserActivity& activity,
                                         const RestorationHandler& restorationHandler) {
   const Ref to = delegate();
   if (!respondsTo(to.get(), kApplicationContinueUserActivity.selector())) return false;
-  return send(to, kApplicationContinueUserActivity, *this, activity, orNothing(restorationHandler));
+  return send(to, kApplicationContinueUserActivity, *this, activity, shared(restorationHandler));
 }
 
 void UIApplication::deliverBackgroundURLSessionEvents(std::string_view identifier,
@@ -77,7 +81,7 @@ void UIApplication::deliverBackgroundURLSessionEvents(std::string_view identifie
   const Ref to = delegate();
   if (respondsTo(to.get(), kApplicationHandleEventsForBackgroundURLSession.selector())) {
     send(to, kApplicationHandleEventsForBackgroundURLSession, *this, std::string(identifier),
-         orNothing(completionHandler));
+         shared(completionHandler));
   } else if (completionHandler) {
     completionHandler();
   }
@@ -100,7 +104,7 @@ void UIApplication::deliverRemoteNotification(const base::Dictionary& userInfo,
   const Ref to = delegate();
   if (respondsTo(to.get(), kApplicationDidReceiveRemoteNotificationFetching.selector())) {
     send(to, kApplicationDidReceiveRemoteNotificationFetching, *this, userInfo,
-         orNothing(fetchCompletionHandler));
+         shared(fetchCompletionHandler));
     return;
   }
   if (respondsTo(to.get(), kApplicationDidReceiveRemoteNotification.selector()))

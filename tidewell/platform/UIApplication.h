@@ -52,8 +52,8 @@ using OpenURLCompletion = std::function<void(bool success)>;
 /// The platform, or a host or test that plays it, drives the application with the `deliver…` operations. Each
 /// asks the delegate whether it responds and then sends it the message, as for an object of unknown class, so
 /// that a class which the delegate was switched to meanwhile sees the call. They are called on the main
-/// thread, return when the delegate does, and hand on what it raises. In place of an empty handler the
-/// delegate gets one that does nothing.
+/// thread, return when the delegate does, and hand on what it raises. Copies of the handler that the delegate
+/// gets share one state; in place of an empty handler it gets one that does nothing.
 class TIDEWELL_EXPORT UIApplication : public runtime::Subclass<UIApplication> {
  public:
   UIApplication();

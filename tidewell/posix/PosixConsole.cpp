@@ -12,6 +12,7 @@
 #include <chrono>
 #include <ctime>
 #include <iterator>
+#include <string>
 #include <utility>
 
 #include "tidewell/base/CancellationShield.h"
@@ -126,12 +127,48 @@ class ProcessText {
   std::size_t length_;
 };
 
+/// Whether the text may hold what a terminal acts on. One pass without a branch: most texts do not.
+bool mayHoldControls(std::string_view text) {
+  bool found = false;
+  for (const char each : text) {
+    const auto byte = static_cast<unsigned char>(each);
+    found |= (byte < 0x20) | (byte == 0x7f) | (byte == 0xc2);
+  }
+  return found;
+}
+
+/// The text with its control characters (C0, DEL, and C1 in UTF-8) as "\u001b", so that a reply of a server
+/// cannot move the cursor of whoever reads the log. Line feeds and tabs stay.
+std::string withVisibleControls(std::string_view text) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string visible;
+  visible.reserve(text.size() + text.size() / 8);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    const bool isC1 = byte == 0xc2 && next >= 0x80 && next <= 0x9f;
+    if (isC1) {
+      byte = next;
+      ++i;
+    }
+    if (isC1 || byte == 0x7f || (byte < 0x20 && byte != '\n' && byte != '\t')) {
+      visible.append("\\u00") += kDigits[byte >> 4];
+      visible += kDigits[byte & 0xf];
+    } else {
+      visible += static_cast<char>(byte);
+    }
+  }
+  return visible;
+}
+
 iovec part(std::string_view text) { return {const_cast<char*>(text.data()), text.size()}; }
 
 }  // namespace
 
 void writeLineToStandardError(std::string_view program, std::string_view text) {
   const int error = errno;
+  std::string visible;
+  if (mayHoldControls(text)) text = visible = withVisibleControls(text);
   const TimeText time;
   const ProcessText process;
   const std::array pieces{time.text(), program, process.text(), text, std::string_view("\n")};
@@ -158,9 +195,12 @@ PosixConsole::PosixConsole(std::function<void(std::string_view)> sink)
 
 void PosixConsole::write(std::string_view text) {
   const base::CancellationShield shield;
-  if (!sink_) return writeLineToStandardError(program_, text);
   try {
-    sink_(text);
+    if (sink_) {
+      sink_(text);
+    } else {
+      writeLineToStandardError(program_, text);
+    }
   } catch (...) {
     // A log line has nobody to tell.
   }

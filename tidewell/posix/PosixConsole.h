@@ -12,9 +12,10 @@ namespace tidewell::posix {
 /// Standard error, or the host's sink.
 ///
 /// A line is `2026-11-24 21:18:35.123456+0000 program[process] text`, its time in UTC, written with one
-/// system call where the system takes it whole. A reader that is gone does no harm: the process gets no
-/// SIGPIPE. A full pipe or terminal that the host made non-blocking is waited for a moment, then the rest is
-/// dropped. No lock is held.
+/// system call where the system takes it whole. Control characters in the text are written as `\u001b`, line
+/// feeds and tabs apart; the sink gets the text as it is. A reader that is gone does no harm: the process
+/// gets no SIGPIPE. A full pipe or terminal that the host made non-blocking is waited for a moment, then the
+/// rest is dropped. No lock is held.
 class PosixConsole final : public platform::Console {
  public:
   explicit PosixConsole(std::function<void(std::string_view)> sink);

@@ -48,10 +48,12 @@ class TIDEWELL_EXPORT Class final : public Object {
   /// Whether the class or one above it adopts the protocol.
   [[nodiscard]] bool conformsTo(const Protocol& protocol) const;
 
-  /// The instance method that the class has or inherits; null where there is none.
+  /// The instance method that the class has or inherits; null where there is none, and for no selector.
   [[nodiscard]] const Method* method(Selector selector) const { return lookUp(selector).method; }
   /// The same, with what a call needs.
   [[nodiscard]] const MethodCache::Answer& lookUp(Selector selector) const {
+    if (!selector) [[unlikely]]
+      return MethodCache::kNoMethod;  // senders of a `Message` pay nothing: the compiler knows theirs
     const MethodCache::Answer* const known = cache_.find(selector);
     if (known) [[likely]]
       return *known;
@@ -126,7 +128,7 @@ TIDEWELL_EXPORT Class* setClass(Object* object, Class& to);
   return object && object->isa().isSubclassOf(kind);
 }
 [[nodiscard]] inline bool respondsTo(const Object* object, Selector selector) {
-  return object && selector && object->isa().method(selector);
+  return object && object->isa().method(selector);
 }
 [[nodiscard]] inline bool conformsTo(const Object* object, const Protocol& protocol) {
   return object && object->isa().conformsTo(protocol);

@@ -32,25 +32,23 @@ Invocation::Invocation(const Signature& signature) : signature_(&signature) {
   std::size_t offset = count * sizeof(Place);
   for (std::size_t i = 0; i < count; ++i) {
     offset = aligned(offset, typeAt(i).alignment);
-    places_[i] = {bytes + offset, false};
+    places_[i] = {bytes + offset, nullptr};
     offset += typeAt(i).size;
   }
 }
 
 Invocation::~Invocation() {
-  for (std::size_t i = 0; i < signature_->arguments.size(); ++i) {
-    if (places_[i].isSet) signature_->arguments[i]->destroy(places_[i].bytes);
-  }
-  destroyResult();
+  const std::size_t count = signature_->arguments.size();
+  for (std::size_t i = 0; i < count; ++i) empty(places_[i], *signature_->arguments[i]);
+  empty(places_[count], *signature_->result);
 }
 
-void Invocation::destroyResult() noexcept {
-  Place& result = places_[signature_->arguments.size()];
-  if (result.isSet) signature_->result->destroy(result.bytes);
-  result.isSet = false;
+void Invocation::empty(Place& place, const TypeInfo& type) noexcept {
+  const void* const value = std::exchange(place.value, nullptr);
+  if (value && value == place.bytes) type.destroy(place.bytes);
 }
 
-void Invocation::store(std::size_t index, const TypeInfo& type, const void* value) {
+Invocation::Place& Invocation::checkedArgument(std::size_t index, const TypeInfo& type) {
   const std::size_t place = index - Signature::kFirstArgument;
   if (index < Signature::kFirstArgument || place >= signature_->arguments.size())
     refuse("there is no argument " + std::to_string(index) + " in " + signature_->text);
@@ -58,37 +56,46 @@ void Invocation::store(std::size_t index, const TypeInfo& type, const void* valu
   if (&type != &wanted)
     refuse("argument " + std::to_string(index) + " is " + type.text + " (" + type.encoding + "), not " +
            wanted.text + " (" + wanted.encoding + ")");
-  Place& argument = places_[place];
-  if (std::exchange(argument.isSet, false)) wanted.destroy(argument.bytes);
-  wanted.copy(argument.bytes, value);
-  argument.isSet = true;
+  return places_[place];
+}
+
+void Invocation::store(std::size_t index, const TypeInfo& type, const void* value) {
+  Place& argument = checkedArgument(index, type);
+  empty(argument, type);
+  type.copy(argument.bytes, value);
+  argument.value = argument.bytes;
+}
+
+void Invocation::refer(std::size_t index, const TypeInfo& type, const void* value) {
+  Place& argument = checkedArgument(index, type);
+  empty(argument, type);
+  argument.value = value;
 }
 
 void Invocation::invoke() {
-  destroyResult();
+  Place& result = places_[signature_->arguments.size()];
+  empty(result, *signature_->result);
   if (!target_) return;
   constexpr std::size_t kMaximumArguments = 16;
   const void* arguments[kMaximumArguments];
   const std::size_t count = signature_->arguments.size();
   if (count > kMaximumArguments) refuse("more arguments than an invocation takes: " + signature_->text);
   for (std::size_t i = 0; i < count; ++i) {
-    if (!places_[i].isSet)
+    if (!places_[i].value)
       refuse("argument " + std::to_string(i + Signature::kFirstArgument) + " is missing");
-    arguments[i] = places_[i].bytes;
+    arguments[i] = places_[i].value;
   }
   const Ref target = target_;  // the method may let go of the invocation's
   const MethodCache::Answer& found = methodForSend(*target, selector_, *signature_);
-  Place& result = places_[count];
   signature_->invoke(found.function, *target, *found.method, arguments, result.bytes);
-  result.isSet = signature_->result->destroy != nullptr;
+  if (signature_->result->destroy) result.value = result.bytes;
 }
 
 const void* Invocation::checkedResult(const TypeInfo& type) const {
   if (&type != signature_->result)
     refuse("the result is " + signature_->result->text + " (" + signature_->result->encoding + "), not " +
            type.text + " (" + type.encoding + ")");
-  const Place& result = places_[signature_->arguments.size()];
-  return result.isSet ? result.bytes : nullptr;
+  return places_[signature_->arguments.size()].value;
 }
 
 }  // namespace tidewell::runtime

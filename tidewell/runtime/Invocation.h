@@ -14,8 +14,9 @@ namespace tidewell::runtime {
 ///
 /// Made from a signature, as a protocol's method description has it. Copies its arguments and keeps objects
 /// alive: argument 2 is the method's first. One thread at a time. A wrong index or type, an argument that is
-/// missing, and a target whose method has other types raise `kInvalidArgumentException`, with the texts of
-/// both types, before anything is called.
+/// missing, a target whose method has other types, and one that does not respond (nothing responds to the
+/// selector that an invocation has before it is set) raise `kInvalidArgumentException` before anything is
+/// called.
 class TIDEWELL_EXPORT Invocation {
  public:
   explicit Invocation(const Signature& signature);
@@ -39,6 +40,14 @@ class TIDEWELL_EXPORT Invocation {
     }
   }
 
+  /// The same without a copy: the method gets a reference to this very value, which outlives the invocation.
+  /// For functions above all, whose copies have a state each. Not for objects.
+  template <class T>
+  void setArgumentReference(std::size_t index, const T& argument) {
+    static_assert(std::is_same_v<Stored<T>, T>, "not for objects");
+    refer(index, typeInfo<T>(), &argument);
+  }
+
   /// Sends the message to the target. nil: nothing is called, and the result is a zero of its type. What the
   /// method raises passes.
   void invoke();
@@ -52,16 +61,18 @@ class TIDEWELL_EXPORT Invocation {
   }
 
  private:
-  /// Where an argument or the result lies; its bytes are alive while `isSet`.
+  /// Where an argument or the result lies.
   struct Place {
-    void* bytes = nullptr;
-    bool isSet = false;
+    void* bytes = nullptr;        ///< the invocation's own memory for it
+    const void* value = nullptr;  ///< null: not set; `bytes`: a value of the invocation's; else the caller's
   };
   /// Enough for the delegate's messages: they need no memory of their own.
   static constexpr std::size_t kBytes = 256;
 
   void store(std::size_t index, const TypeInfo& type, const void* value);
-  void destroyResult() noexcept;
+  void refer(std::size_t index, const TypeInfo& type, const void* value);
+  [[nodiscard]] Place& checkedArgument(std::size_t index, const TypeInfo& type);
+  static void empty(Place& place, const TypeInfo& type) noexcept;
   const void* checkedResult(const TypeInfo& type) const;
 
   const Signature* signature_;

@@ -10,7 +10,7 @@ namespace tidewell::runtime {
 void raiseUnrecognizedSelector(const Object& receiver, Selector selector) {
   const bool isClass = receiver.isa().isMetaclass();
   std::string reason = isClass ? "+[" : "-[";
-  reason.append(receiver.isa().name()).append(" ").append(selector.name());
+  reason.append(receiver.isa().name()).append(" ").append(selector ? selector.name() : "(null)");
   reason.append(isClass ? "]: unrecognized selector sent to class "
                         : "]: unrecognized selector sent to instance ");
   base::raise(base::kInvalidArgumentException, reason + addressText(&receiver));

@@ -195,7 +195,7 @@ R send(To&& to, const Message<R(P...)>& message, std::type_identity_t<P>... argu
 }
 
 /// Sends a selector with the types that the arguments happen to have: an `int` does not fit a method that
-/// takes 64 bits, which raises. Prefer a `Message`.
+/// takes 64 bits, which raises. Raises for no selector, to which nothing responds. Prefer a `Message`.
 template <class R, Receiver To, class... A>
 R send(To&& to, Selector selector, const A&... arguments) {
   Object* const receiver = receiverOf(to);

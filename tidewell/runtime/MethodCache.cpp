@@ -13,6 +13,8 @@ const SelectorRecord kForgotten;
 
 }  // namespace
 
+constinit const MethodCache::Answer MethodCache::kNoMethod{};
+
 MethodCache::Table* MethodCache::makeTable(std::size_t size, Table* replaced) {
   void* const memory = ::operator new(sizeof(Table) + size * sizeof(Slot));
   Table* const table = ::new (memory) Table{size - 1, 0, replaced};

@@ -29,12 +29,15 @@ class TIDEWELL_EXPORT MethodCache {
     const Signature* signature = nullptr;
   };
 
+  /// The answer for no selector.
+  static const Answer kNoMethod;
+
   MethodCache();
   ~MethodCache();
   MethodCache(const MethodCache&) = delete;
   MethodCache& operator=(const MethodCache&) = delete;
 
-  /// Null for a selector that was not asked for yet.
+  /// Null for a selector that was not asked for yet. The selector names a method, here and in `insert`.
   [[nodiscard]] const Answer* find(Selector selector) const noexcept {
     const Slot& first = first_[selector.hash() % first_.size()];
     if (first.selector.load(std::memory_order_acquire) == selector.record()) [[likely]]

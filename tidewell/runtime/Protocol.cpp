@@ -1,8 +1,11 @@
 #include "tidewell/runtime/Protocol.h"
 
+#include "tidewell/base/Exception.h"
+
 namespace tidewell::runtime {
 
 Protocol& Protocol::add(Selector selector, const Signature& signature, bool isRequired) {
+  if (!selector) base::raise(base::kInvalidArgumentException, "a method has a selector");
   methods_.push_back({selector, &signature, isRequired});
   return *this;
 }

@@ -36,6 +36,7 @@ class TIDEWELL_EXPORT Protocol {
   Protocol& optional(const Message<R(P...)>& message) {
     return add(message.selector(), message.signature(), false);
   }
+  /// Raises for no selector.
   Protocol& add(Selector selector, const Signature& signature, bool isRequired);
 
   [[nodiscard]] const std::string& name() const noexcept { return name_; }

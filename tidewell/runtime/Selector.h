@@ -31,7 +31,7 @@ class TIDEWELL_EXPORT Selector {
   [[nodiscard]] std::string_view name() const noexcept {
     return record_ ? record_->name : std::string_view();
   }
-  [[nodiscard]] std::size_t hash() const noexcept { return record_->hash; }
+  [[nodiscard]] std::size_t hash() const noexcept { return record_ ? record_->hash : 0; }
   [[nodiscard]] const SelectorRecord* record() const noexcept { return record_; }
   explicit operator bool() const noexcept { return record_ != nullptr; }
   friend bool operator==(Selector a, Selector b) noexcept { return a.record_ == b.record_; }

@@ -16,8 +16,8 @@ using TWRequestCompletion = std::function<void(bool success, const base::Value& 
 /// Sends a prepared request on the SDK's URL session and reduces the outcome to a success flag and a decoded
 /// reply.
 ///
-/// Holds no state; any thread; never waits. An empty completion is allowed everywhere. A request that is
-/// nothing raises inside, which only `fetchRequest` guards.
+/// Holds no state; any thread; never waits. An empty completion is allowed everywhere. A missing request
+/// raises, which only `fetchRequest` guards.
 class TIDEWELL_EXPORT TWNetworkClient final {
  public:
   /// Success is status 200: (YES, the decoded JSON, or an empty dictionary), else (NO, nil), both on the main

@@ -105,11 +105,14 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
       return all;
     };
     if (requestHeaders_) {
-      for (const auto& [name, value] : headers()) {
+      for (const auto& [name, value] : *requestHeaders_) {
         if (!value.isNull()) request.setValue(requiredText(value), name);
       }
-    } else if (appId) {
-      request.setValue(*appId, kAPIHeadersAppID);  // most requests: no dictionary for one header
+    }
+    if (appId) {
+      // Last, since it replaces a caller's header of that name in whatever case.
+      request.setValue(std::nullopt, kAPIHeadersAppID);
+      request.setValue(*appId, kAPIHeadersAppID);
     }
 
     logLine([&] { return base::stringWithFormat("Request URL : %@", {request.URL()}); });
@@ -130,15 +133,12 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
 void TWNetworkRequest::executeRequestWithCompletionBlock(TWRequestCompletion completion) const {
   std::optional<platform::UrlRequest> request = getRequestInstance();
   const TWNetworkClient client;
-  if (service_ == TWServiceGetConfig) {
-    client.fetchRequest(std::move(request), kMaximumConfigurationBytes, std::move(completion));
-  } else if (service_ != TWServiceSendLogs) {
-    client.fetchRequest(std::move(request), std::move(completion));
-  } else if (request) {
+  if (service_ == TWServiceSendLogs) {
     client.sendLogRequest(std::move(request), std::move(completion));
-  } else if (completion) {
-    // Sending it would raise; why there is none is logged already.
-    runForHost([&] { completion(false, {}); });
+  } else if (service_ == TWServiceGetConfig) {
+    client.fetchRequest(std::move(request), kMaximumConfigurationBytes, std::move(completion));
+  } else {
+    client.fetchRequest(std::move(request), std::move(completion));
   }
 }
 

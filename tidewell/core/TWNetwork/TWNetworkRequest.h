@@ -17,7 +17,8 @@ namespace tidewell {
 /// and sends it.
 ///
 /// Used by one thread from its making to `executeRequestWithCompletionBlock`; may be destroyed right after
-/// that. Never raises: what cannot be built is logged, and the request completes with (NO, nil).
+/// that. What cannot be built is logged, and the request completes with (NO, nil); one for the log service
+/// raises then.
 class TIDEWELL_EXPORT TWNetworkRequest final {
  public:
   TWNetworkRequest(TWService service, std::optional<base::Dictionary> params,
@@ -49,7 +50,8 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
   /// and fails when it is sent.
   [[nodiscard]] std::optional<platform::UrlRequest> getRequestInstance() const;
   /// Sends. The completion runs exactly once: on the main queue, or on the session's queue for the log
-  /// service. A configuration of more than 3 MiB is a failed transfer.
+  /// service. A configuration of more than 3 MiB is a failed transfer. Raises for a request to the log service
+  /// that could not be built (`sendLogRequest`); the completion does not run then.
   void executeRequestWithCompletionBlock(TWRequestCompletion completion) const;
 
  private:

@@ -40,8 +40,9 @@ void attachRealImplementations(runtime::Object* object, base::Value map, runtime
 /// nil where the object has no map.
 [[nodiscard]] base::Value realImplementations(const runtime::Object* object);
 
-/// Lets go of the proxied delegate.
-void forgetOriginalDelegate();
+/// Gives up the proxied delegate where it is this object, and answers it: null where it is another one. Of
+/// two threads that ask at once, one gets it.
+[[nodiscard]] runtime::Ref takeOriginalDelegate(const runtime::Object* ifItIs);
 
 /// What a test puts in the way of a subclass.
 struct SubclassFaults {

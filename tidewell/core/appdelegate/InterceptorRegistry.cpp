@@ -30,8 +30,10 @@ std::shared_ptr<const std::vector<InterceptorRegistry::Entry>> InterceptorRegist
 }
 
 std::vector<std::string> InterceptorRegistry::allKeys() const {
+  const Snapshot walked = snapshot();
   std::vector<std::string> keys;
-  for (const Entry& entry : *snapshot().entries) keys.push_back(entry.id);
+  keys.reserve(walked.entries->size());
+  for (const Entry& entry : *walked.entries) keys.push_back(entry.id);
   return keys;
 }
 

@@ -1,7 +1,9 @@
 #include "tidewell/core/appdelegate/TWAppDelegateObserver.h"
 
+#include <mutex>
 #include <string_view>
 
+#include "tidewell/base/Fork.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/DelegateProxy.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
@@ -12,6 +14,14 @@ namespace tidewell {
 namespace {
 
 constexpr std::string_view kDelegateKeyPath = "delegate";
+
+/// Held over registering and unregistering, which run no foreign code, and before the locks that they take.
+base::StateMutex& registrationMutex() {
+  static base::NeverDestroyed<base::StateMutex> mutex(base::StateMutex::kInnermost / 2);
+  return *mutex;
+}
+
+[[maybe_unused]] const base::StateMutex& madeWhenLoaded = registrationMutex();
 
 }  // namespace
 
@@ -27,24 +37,25 @@ const std::shared_ptr<TWAppDelegateObserver>& TWAppDelegateObserver::sharedInsta
 
 void TWAppDelegateObserver::observeUIApplication() {
   const runtime::Ref application = TWAppDelegateSwizzler::sharedApplication();
-  if (!application || isObserving_.exchange(true)) return;
-  try {
-    runtime::addObserver(application.get(), shared_from_this(), kDelegateKeyPath,
-                         runtime::kObserveNew | runtime::kObserveOld);
-  } catch (...) {
-    isObserving_ = false;
-    throw;
-  }
+  if (!application) return;
+  const std::lock_guard lock(registrationMutex());
+  if (isObserving_) return;
+  runtime::addObserver(application.get(), shared_from_this(), kDelegateKeyPath,
+                       runtime::kObserveNew | runtime::kObserveOld);
+  isObserving_ = true;
 }
 
 void TWAppDelegateObserver::observeValueForKeyPath(const std::string& keyPath, runtime::Object* ofObject,
                                                    const base::Dictionary& change, const void*) {
   if (keyPath != kDelegateKeyPath) return;
   const base::Value before = change.objectForKey(runtime::kChangeOldKey);
-  const base::Value after = change.objectForKey(runtime::kChangeNewKey);
-  const base::Value original = runtime::objectValue(TWAppDelegateSwizzler::originalDelegate());
-  if (after == before || before != original) return;
-  forgetOriginalDelegate();
+  if (change.objectForKey(runtime::kChangeNewKey) == before) return;
+  runtime::Ref forgotten;  // dies, if it does, after the lock is released
+  const std::lock_guard lock(registrationMutex());
+  // Threads that change the delegate at once may all have seen the same one before: the first to come here
+  // ends the observation.
+  forgotten = takeOriginalDelegate(runtime::objectOf(before).get());
+  if (!forgotten || !isObserving_) return;
   runtime::removeObserver(ofObject, this, kDelegateKeyPath);
   isObserving_ = false;
 }

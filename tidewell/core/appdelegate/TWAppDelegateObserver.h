@@ -13,8 +13,8 @@ namespace tidewell {
 
 /// Watches the application's delegate and lets go of the proxied one when the application takes another.
 ///
-/// One object a process, made on first use and never destroyed. The application changes its delegate on the
-/// main thread, and is observed there.
+/// One object a process, made on first use and never destroyed. Any thread; the application is observed on
+/// the thread that changes its delegate.
 class TIDEWELL_EXPORT TWAppDelegateObserver : public runtime::Subclass<TWAppDelegateObserver> {
  public:
   ~TWAppDelegateObserver() override;
@@ -32,7 +32,7 @@ class TIDEWELL_EXPORT TWAppDelegateObserver : public runtime::Subclass<TWAppDele
   static void describe(runtime::ClassBuilder<TWAppDelegateObserver>& c);
 
  private:
-  std::atomic<bool> isObserving_{false};
+  std::atomic<bool> isObserving_{false};  ///< changes together with the registration
 };
 
 }  // namespace tidewell

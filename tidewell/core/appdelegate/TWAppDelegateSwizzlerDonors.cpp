@@ -67,6 +67,16 @@ CanonicalResult<R> forwardMessage(Object& self, const Method& method, Canonical<
   }
 }
 
+/// A handler that may run once only keeps that in its state, of which a copy would have one of its own.
+template <class Argument>
+void setArgumentUnchanged(runtime::Invocation& invocation, std::size_t index, const Argument& argument) {
+  if constexpr (std::is_pointer_v<Argument>) {
+    invocation.setArgument(index, argument);
+  } else {
+    invocation.setArgumentReference(index, argument);
+  }
+}
+
 /// Forwards by invocations that are made from the protocol's description; an interceptor is left out where
 /// the protocol has none.
 template <class... P>
@@ -79,7 +89,7 @@ void forwardInvocation(Object& self, const Method& method, Canonical<P>... argum
     invocation->setTarget(interceptor);
     invocation->setSelector(method.selector());
     std::size_t index = runtime::Signature::kFirstArgument;
-    (invocation->setArgument(index++, arguments), ...);
+    (setArgumentUnchanged(*invocation, index++, arguments), ...);
     invocation->invoke();
   };
   TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(invoke));

@@ -269,7 +269,11 @@ void proxyRemoteNotificationMethods() {
 
 }  // namespace
 
-void forgetOriginalDelegate() { setOriginalDelegate(nullptr); }
+Ref takeOriginalDelegate(const Object* ifItIs) {
+  const std::lock_guard lock(state().mutex);
+  if (state().originalAppDelegate.get() != ifItIs) return nullptr;
+  return std::exchange(state().originalAppDelegate, nullptr);
+}
 
 SubclassFaults& subclassFaultsForTesting() {
   static base::NeverDestroyed<SubclassFaults> faults;

@@ -21,7 +21,8 @@ namespace {
 
 constexpr std::string_view kDefaultFormat = "Tidewell - %@";
 constexpr std::string_view kDetailedFormat = "Tidewell - <file - %@, line number - %@ , method - '%@'> %@";
-/// Arguments beyond these are ignored.
+/// Of a line's format arguments, those beyond these are ignored. Formats that a caller hands to `createLog`
+/// or `log` take all.
 constexpr std::size_t kMaximumFormatArguments = 11;
 /// A threshold that no severity reaches.
 constexpr std::uint64_t kNothingIsWritten = std::uint64_t{1} << 32;
@@ -43,10 +44,18 @@ void writeToConsole(std::string_view text) {
   platform::Platform::current().console().write(text);
 }
 
-/// For the last lines of defence: whatever the console does, nothing leaves.
+/// For the last lines of defence: no exception leaves, neither the console's nor one for want of memory.
 void writeToConsoleNoThrow(std::string_view text) noexcept {
   try {
     writeToConsole(text);
+  } catch (...) {
+  }
+}
+
+/// The same with the description of the exception that is being handled.
+void writeCaughtToConsoleNoThrow(std::string_view text) noexcept {
+  try {
+    writeToConsole(std::string(text) + base::currentExceptionDescription());
   } catch (...) {
   }
 }
@@ -113,8 +122,14 @@ std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t sever
 }
 
 std::string textOf(std::string_view format, const base::Array& arguments) {
-  return base::stringWithFormat(format, arguments.begin(),
-                                std::min(arguments.count(), kMaximumFormatArguments));
+  return base::stringWithFormat(format, arguments.begin(), arguments.count());
+}
+
+/// The arguments that a line takes.
+base::Array takenArguments(const base::Array& formatArgs) {
+  if (formatArgs.count() <= kMaximumFormatArguments) return formatArgs;
+  return base::Array(
+      std::vector<base::Value>(formatArgs.begin(), formatArgs.begin() + kMaximumFormatArguments));
 }
 
 /// The same for a message as the only argument. Put together here where the message stands in the only place
@@ -133,7 +148,7 @@ std::string textOf(std::string_view format, std::string_view message) {
 
 void writeLine(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs) {
   if (verbosity == TWLogVerbosityNone || !TWLogger::writes(severity)) return;
-  TWLogger::log(lineFormat(verbosity, severity), formatArgs);
+  TWLogger::log(lineFormat(verbosity, severity), takenArguments(formatArgs));
 }
 
 /// Says that logging itself raised, once: where that fails, too, there is nobody left to tell.
@@ -250,8 +265,7 @@ void TWLogger::debug(std::int64_t level) {
       }
     });
   } catch (...) {
-    writeToConsoleNoThrow("Tidewell - Caught an exception in TWLogger : " +
-                          base::currentExceptionDescription());
+    writeCaughtToConsoleNoThrow("Tidewell - Caught an exception in TWLogger : ");
   }
 }
 
@@ -289,10 +303,9 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, c
 std::optional<std::string> TWLogger::getLogforVerbosity(std::int64_t verbosity, std::int32_t severity,
                                                         const base::Array& formatArgs) {
   try {
-    return createLog(lineFormat(verbosity, severity), formatArgs);
+    return createLog(lineFormat(verbosity, severity), takenArguments(formatArgs));
   } catch (...) {
-    writeToConsoleNoThrow("Tidewell - Caught an exception in TWLogger " +
-                          base::currentExceptionDescription());
+    writeCaughtToConsoleNoThrow("Tidewell - Caught an exception in TWLogger ");
   }
   return std::nullopt;
 }

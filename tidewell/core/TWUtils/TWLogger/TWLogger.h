@@ -37,7 +37,8 @@ enum TWLogLevel : std::int64_t {
 /// The one logging facility: decides whether a line is written, formats it with one of two templates and
 /// hands it to the console.
 ///
-/// Class operations only; any thread. No exception leaves an operation. The switches and templates are
+/// Class operations only; any thread. No exception leaves `debug` and the operations that format, write or ship
+/// a line. The switches and templates are
 /// process-wide; a line in flight while they change may see the old or the new ones. Logging is off until
 /// `debug` is called.
 class TIDEWELL_EXPORT TWLogger final {
@@ -74,7 +75,7 @@ class TIDEWELL_EXPORT TWLogger final {
   [[nodiscard]] static std::optional<std::string> getLogforVerbosity(std::int64_t verbosity,
                                                                      std::int32_t severity,
                                                                      const base::Array& formatArgs);
-  /// The text of a format; nil for a nil format.
+  /// The text of a format, which takes as many arguments as it has places; nil for a nil format.
   [[nodiscard]] static std::optional<std::string> createLog(std::optional<std::string_view> format,
                                                             const base::Array& arguments = {});
   /// Writes the text of a format where logging is enabled.

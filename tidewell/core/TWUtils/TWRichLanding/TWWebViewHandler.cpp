@@ -23,6 +23,10 @@ base::StateMutex& handlerMutex() {
 
 [[maybe_unused]] const base::StateMutex& madeWhenLoaded = handlerMutex();
 
+std::shared_ptr<TWWebViewHandler> keptAlive(TWWebViewHandler& handler) {
+  return std::static_pointer_cast<TWWebViewHandler>(handler.weak_from_this().lock());
+}
+
 }  // namespace
 
 TWWebViewHandler& TWWebViewHandler::sharedInstance() {
@@ -46,9 +50,11 @@ void TWWebViewHandler::presentSafariVCWithURL(const std::optional<base::Url>& ur
   const auto page = runtime::make<SFSafariViewController>(url);
   page->setDelegate(weak_from_this().lock());
   setSfVC(page);
-  // The page of this call: by the time the main queue comes to it, there may be another one in `sfVC`.
-  Platform::current().mainQueue().async([page] {
-    runtime::send(TWCoreUtils::getTopMostViewController(), platform::kPresentViewController, page, true,
+  Platform::current().mainQueue().async([self = keptAlive(*this)] {
+    const auto latest = self ? self->sfVC() : nullptr;
+    // Shown already where another page was opened before the main queue came to the first.
+    if (!latest || runtime::send(latest, platform::kPresentingViewController)) return;
+    runtime::send(TWCoreUtils::getTopMostViewController(), platform::kPresentViewController, latest, true,
                   nullptr);
   });
 }
@@ -61,10 +67,10 @@ void TWWebViewHandler::dismissRichLandingWebViewControllerWithAnimation(bool ani
 }
 
 void TWWebViewHandler::dismissSafariControllerWithAnimation(bool animated) {
-  const auto page = sfVC();
-  if (!page) return;
-  Platform::current().mainQueue().async(
-      [page, animated] { runtime::send(page, platform::kDismissViewController, animated, nullptr); });
+  if (!sfVC()) return;
+  Platform::current().mainQueue().async([self = keptAlive(*this), animated] {
+    if (self) runtime::send(self->sfVC(), platform::kDismissViewController, animated, nullptr);
+  });
 }
 
 void TWWebViewHandler::safariViewControllerDidFinish(SFSafariViewController& controller) {

@@ -24,11 +24,12 @@ class TIDEWELL_EXPORT TWWebViewHandler
 
   /// Shows a page; nothing for no URL. A URL that the in-app browser does not take is logged.
   void openWebViewWithUrl(std::optional<base::Url> url);
-  /// The same without the guard: raises for anything but an http or https URL. Two pages in a row are shown
-  /// one above the other.
+  /// The same without the guard: raises for anything but an http or https URL. What is shown is the page that
+  /// `sfVC` holds when the main queue comes to it: of two pages opened in a row the second, once.
   virtual void presentSafariVCWithURL(const std::optional<base::Url>& url);
 
-  /// Closes the page that was opened last, shown or not; nothing where none was opened yet.
+  /// Closes the page that `sfVC` holds when the main queue comes to it, shown or not; does nothing where none
+  /// was opened yet.
   void dismissRichLandingWebViewControllerWithAnimation(bool animated);
   /// The same without the guard.
   virtual void dismissSafariControllerWithAnimation(bool animated);
