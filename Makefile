@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long bench cost fuzz format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -9,6 +9,7 @@ help:
 	@echo "make test-desktop  the tests of the desktop platform, on a desktop of their own"
 	@echo "make test-guest-long  the long forms of the tests of a host's process: 200 ends, a minute idle, a minute stopped"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
+	@echo "make cost    measure what hostile bytes cost each reader, and fail beyond the bounds"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make format  format the sources"
 
@@ -51,6 +52,12 @@ bench:
 	cmake --preset bench
 	cmake --build --preset bench
 	scripts/bench build/dev
+
+cost:
+	scripts/setup test
+	cmake --preset dev
+	cmake --build --preset dev --target tests_cost
+	build/dev/tests/cost/tests_cost
 
 FUZZ_SECONDS ?= 60
 fuzz:

@@ -27,7 +27,7 @@ namespace tidewell {
 class RestrictedExpressions {
  public:
   static constexpr std::uint64_t kMaximumCompileTime = 30000000;  ///< of all, in nanoseconds
-  static constexpr std::size_t kMaximumCompiledSize = 6u << 20;   ///< of all, in bytes
+  static constexpr std::size_t kMaximumCompiledSize = 8u << 20;   ///< of all, in bytes
   static constexpr std::int32_t kStepsOfQuestion = 4000;
   /// So many expressions keep their matchers; the others make one for each match.
   static constexpr std::size_t kMaximumKeptMatchers = 128;
