@@ -1,6 +1,7 @@
 #include "tidewell/base/PatternCost.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 namespace tidewell::base {
@@ -45,6 +46,13 @@ constexpr bool isOneOf(char c, std::string_view characters) {
 }
 constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
+/// The characters that `Scan::step` looks at.
+constexpr std::array<bool, 256> kIsCounted = [] {
+  std::array<bool, 256> counted{};
+  for (const char c : std::string_view("\\[]-()^$|?*+{")) counted[static_cast<unsigned char>(c)] = true;
+  return counted;
+}();
+
 class Scan {
  public:
   explicit Scan(std::string_view pattern) : pattern_(pattern) { findModes(); }
@@ -52,7 +60,9 @@ class Scan {
   PatternCost run() {
     cost_.nanoseconds = kExpression + kByte * pattern_.size();
     cost_.bytes = kExpressionBytes + kBytesOfByte * pattern_.size();
-    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kHopeless; ++at_) step(pattern_[at_]);
+    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kHopeless; ++at_) {
+      if (kIsCounted[static_cast<unsigned char>(pattern_[at_])]) step(pattern_[at_]);
+    }
     if (ignoresCase_) cost_.nanoseconds += sets_ * close_;
     cost_.bytes += startBytes_;
     return cost_;
