@@ -1,5 +1,5 @@
 # What a developer types. Each command installs what is missing first.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz format clean help
 
 help:
 	@echo "make setup   install everything that builds, tests and checks need"
@@ -12,6 +12,7 @@ help:
 	@echo "make fork-matrix  every operation in the child of a fork, beside every operation in its parent (FORK_SECONDS=60 for a sample)"
 	@echo "make allocation-torture  lets each allocation of a start, a sync and the like fail, one after the other"
 	@echo "make bench   build and print each benchmark beside its floor or peer"
+	@echo "make cost    measure what hostile bytes cost each reader, and fail beyond the bounds"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make storm   random calls of the whole interface from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
 	@echo "make coverage  branches that the tests of core, posix and life take, by folder, and those that they do not"
@@ -75,6 +76,12 @@ bench:
 	cmake --preset bench
 	cmake --build --preset bench
 	scripts/bench build/dev
+
+cost:
+	scripts/setup test
+	cmake --preset dev
+	cmake --build --preset dev --target tests_cost
+	build/dev/tests/cost/tests_cost
 
 FUZZ_SECONDS ?= 60
 fuzz:

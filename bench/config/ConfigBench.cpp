@@ -239,6 +239,20 @@ void addExpressions(testing::TestingPlatform& platform) {
   bench::ratio("the same on two threads", 1.1, onTwoThreads(ours), onTwoThreads(floor));
 }
 
+/// Expressions without metacharacters, beside a bare probe of as many names.
+void addPlainExpressions() {
+  constexpr int kCount = 10000;
+  static TWConfigManager manager;
+  manager.updateConfigFromResponse(base::Dictionary{{"b_uid_r", eventNames(kCount)}});
+  static const std::vector<std::string> ids = hotNames(kCount);
+  bench::ratio(
+      "restricted ID, 10,000 plain expressions / bare probe", 5,
+      [](std::size_t times) {
+        while (times--) bench::keep(manager.isUniqueIDRestricted(ids[times % kHotNames]));
+      },
+      [](std::size_t times) { listed(kCount).probe(times); });
+}
+
 void addReplies() {
   static TWConfigManager manager;
   for (const auto& [what, count] : {std::pair("2 KB", 40), std::pair("450 KB", 10000)}) {
@@ -260,6 +274,7 @@ int main(int argc, char** argv) {
   addGates();
   addEvents();
   addExpressions(*platform);
+  addPlainExpressions();
   addReplies();
   return bench::run(argc, argv);
 }

@@ -1,5 +1,6 @@
 #include "tidewell/base/RegularExpression.h"
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -54,7 +55,7 @@ TEST(RegularExpression, StopsWhenTheBudgetIsSpent) {
     MatchBudget budget;
     EXPECT_EQ(RegularExpression(pattern).matches(text, budget), MatchResult::undecided) << pattern;
     EXPECT_EQ(budget.steps, 0) << pattern;
-    EXPECT_EQ(RegularExpression("a*").matches(text, budget), MatchResult::undecided) << "nothing is left";
+    EXPECT_EQ(RegularExpression("a*").matches(text, budget), MatchResult::undecided) << "no budget is left";
   }
   EXPECT_EQ(match("(?:a|b)*c", std::string(1 << 20, 'a')), MatchResult::undecided) << "no memory without end";
 }
@@ -75,26 +76,95 @@ TEST(RegularExpression, TakesTheCostOfEachMatchOffTheSharedBudget) {
   EXPECT_EQ(asked, before / cost) << "each costs the same";
 }
 
-TEST(RegularExpression, ChargesMoreForPatternsThatDoMoreBetweenPlaces) {
-  const std::string text(14, 'a');
-  MatchBudget shortBudget;
-  EXPECT_EQ(RegularExpression("()(a+)+b").matches(text, shortBudget), MatchResult::differs);
-  MatchBudget longBudget;
-  (void)RegularExpression("()(a+)+" + repeated("\\1", 4000) + "b").matches(text, longBudget);
-  EXPECT_LT(longBudget.steps, shortBudget.steps - 500);
+TEST(RegularExpression, ChargesAMatchForWhatItMayTakeUnseen) {
+  const std::string longText(4096, 'a');
+  const struct {
+    std::string pattern, text;
+    std::int32_t atLeast, atMost;
+  } rows[] = {
+      {"user_[0-9]+", "user_17", 1, 1},
+      {"[\\w.+-]+@example\\.(com|org)", "someone@example.com", 1, 2},
+      {".*foo.*", std::string(36, 'a'), 2, 5},
+      {"a{1,9}b{10}(c|d)?", "ab", 1, 2},
+      {"(a+)+b", "a", 20, 30},
+      {"(?x)(a+) +b", "a", 20, 50},
+      {"(?:a\\Q\\E+)\\E+b", "a", 20, 30},
+      {"(?#[)(a+)+b", "a", 20, 50},
+      {repeated("()", 100) + "(a+)+b", "a", 1000, 1100},
+      {"()(a+)+" + repeated("\\1", 4000) + "b", "a", 40000, 50000},
+      {"(?:a?)*a{10}", longText, 20, 30},
+      {"(?:a?)*" + longText + "b", longText, 6000, 8000},
+      {"(a*)(?:\\1|a)*b", longText, 6000, 8000},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.pattern.substr(0, 60));
+    const RegularExpression expression(row.pattern);
+    ASSERT_TRUE(expression.isValid()) << expression.errorName();
+    const MatchText text(row.text);
+    const std::int32_t cost = expression.leastCost(text);
+    EXPECT_GE(cost, row.atLeast);
+    EXPECT_LE(cost, row.atMost);
+    MatchBudget tooSmall{cost - 1};
+    EXPECT_EQ(expression.matches(text, tooSmall), MatchResult::undecided);
+    EXPECT_EQ(tooSmall.steps, cost - 1) << "it was not asked";
+  }
 }
 
-TEST(RegularExpression, RefusesPatternsThatTakeLongToCompile) {
-  const std::size_t longest = RegularExpression::kMaximumPatternLength;
-  EXPECT_TRUE(RegularExpression(std::string(longest, 'a')).isValid());
-  EXPECT_EQ(RegularExpression(std::string(longest + 1, 'a')).errorName(), "U_REGEX_PATTERN_TOO_BIG");
-  EXPECT_TRUE(RegularExpression(repeated("[ab]", RegularExpression::kMaximumSets)).isValid());
-  for (const char* set : {"[a]", "\\p{L}", "\\PL"}) {
-    EXPECT_EQ(RegularExpression("(?i)" + repeated(set, RegularExpression::kMaximumSets + 1)).errorName(),
-              "U_REGEX_PATTERN_TOO_BIG");
+TEST(RegularExpression, CompilesNothingThatCostsTooMuch) {
+  const std::string longest(RegularExpression::kMaximumPatternLength, 'a');
+  for (const std::string& pattern :
+       {longest + "a", "(?i)" + repeated("[\\p{L}]", 64), repeated("\\N{OX}", 1300),
+        "(?i)[\\W]" + repeated("[[^a]]", 4), std::string("\\p{RGI_Emoji}"), repeated("(ab){3,9}", 7000),
+        repeated(".{0,9}", 9000), repeated("a?+", 9000), repeated("(?x)(a) *", 5000),
+        repeated("[ab]{9}", 8000), "(?x)(? i)" + repeated("[\\p{L}]", 64), "[" + repeated("\\d", 8000) + "]",
+        "[]" + repeated("\\d", 8000) + "]"}) {
+    const RegularExpression expression(pattern);
+    EXPECT_TRUE(expression.isTooCostly()) << pattern.substr(0, 40);
+    MatchBudget budget;
+    EXPECT_EQ(expression.matches("a", budget), MatchResult::undecided) << "and is not called invalid";
   }
-  EXPECT_FALSE(RegularExpression(repeated("(", 4000) + repeated(")", 4000)).isValid());
-  EXPECT_EQ(match("(((a{1,1000}){1,1000}){1,1000})", "aaa"), MatchResult::matches);
+  const struct {
+    std::string pattern, text;
+  } rows[] = {
+      {longest, longest},
+      {"(?:" + repeated("abcdefgh|", 7000) + "x)[0-9]", "x1"},
+      {repeated("[ab]", 500), repeated("b", 500)},
+      {repeated("\\p{L}", 129), repeated("\xC3\xA9", 129)},
+      {"(?i)" + repeated("[a-z]", 200), repeated("K", 200)},
+      {"(((a{1,1000}){1,1000}){1,1000})", "aaa"},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(match(row.pattern, row.text), MatchResult::matches) << row.pattern.substr(0, 40);
+  EXPECT_EQ(RegularExpression(repeated("(", 4000) + repeated(")", 4000)).errorName(),
+            "U_REGEX_INTERNAL_ERROR");
+}
+
+TEST(RegularExpression, PlainTextsAreWhatIcuMatches) {
+  std::vector<std::string> patterns = {
+      "",      "a|b",        "a||b",       "|a",    "a|",        "^a$",     "^a|b$", "a^",    "a$b",
+      "^^a",   "a$$",        "(a|b)",      "(?:a)", "^(?:a|b)$", "(a)|(b)", "(a\\)", "(?i)a", "a\\$",
+      "a\\|b", "\\^a",       "\\a",        "a\\",   "(a",        "a)",      "^",     "$",     "()",
+      "\xFF",  "\xC3\xA9|b", "\\\xC3\xA9", "a b",   "a#b",       "(a)$|(b)"};
+  for (int c = 0; c < 128; ++c) {
+    for (const char* form : {"", "\\", "a", "^"})
+      patterns.push_back(form + std::string(1, static_cast<char>(c)));
+  }
+  int plain = 0;
+  for (const std::string& pattern : patterns) {
+    const std::vector<std::string> texts = RegularExpression::plainTexts(pattern);
+    EXPECT_TRUE(!RegularExpression::isPlainText(pattern) || texts == std::vector{pattern}) << pattern;
+    if (texts.empty()) continue;
+    ++plain;
+    std::vector<std::string> candidates = {"", "a", "b", "c", "ab", pattern, "\xEF\xBF\xBD", "\xC3\xA9"};
+    candidates.insert(candidates.end(), texts.begin(), texts.end());
+    for (const std::string& text : candidates) {
+      const bool isOne = std::find(texts.begin(), texts.end(), text) != texts.end();
+      // An ill-formed text counts as its well-formed reading, which is another candidate.
+      if (text == "\xFF") continue;
+      EXPECT_EQ(match(pattern, text) == MatchResult::matches, isOne) << pattern << ": " << text;
+    }
+  }
+  EXPECT_GT(plain, 250);
 }
 
 TEST(RegularExpression, TakesTextThatIsNoText) {

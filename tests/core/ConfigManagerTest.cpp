@@ -108,24 +108,79 @@ TEST_F(ConfigManager, RestrictsIdentifiersThatAnExpressionMatchesWhole) {
   EXPECT_FALSE(manager->isUniqueIDRestricted("abc")) << "a part is not enough";
 }
 
-TEST_F(ConfigManager, AnExpressionThatTakesTooLongCountsAsNoMatchAndIsReported) {
-  merge(R"({"b_uid_r":["(a+)+b","(a+)+c","(.*)*x.*y","z"]})");
+// The answer to one question after another: YES, NO, or that it raises.
+TEST_F(ConfigManager, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
+  std::string manyNamed, manySets;
+  for (int i = 0; i < 1300; ++i) manyNamed += "\\N{OX}";
+  for (int i = 0; i < 64; ++i) manySets += "[\\p{L}]";
+  base::Array users, attack;
+  for (int i = 0; i < 10000; ++i) users.addObject("user" + std::to_string(i));
+  for (int i = 0; i < 1000; ++i) users.addObject("guest" + std::to_string(i) + "-[0-9]");
+  for (int i = 0; i < 32; ++i) attack.addObject(manyNamed);
+  for (int i = 0; i < 570; ++i) attack.addObject("(?i)" + manySets);
+  attack.addObject("a.*");
+  std::string words;
+  while (words.size() < 60000) words += "word" + std::to_string(words.size()) + "|";
+  const std::string hopeless(40, 'a');
+  const struct {
+    base::Value list;
+    std::string id;
+    const char* answer;
+    std::size_t lines = 0;
+  } rows[] = {
+      {users, "user9999", "YES"},
+      {users, "user10000", "NO"},
+      {users, "guest999-7", "YES"},
+      {base::Array{"(a+)+b", "a*"}, hopeless, "YES", 1},
+      {base::Array{"(a+)+b", "(.*)*x.*y", "b"}, hopeless, "NO", 1},
+      {attack, "abc", "YES", 1},
+      {attack, "bc", "NO", 1},
+      {base::Array{"a", "b", "(", "c", "d.*"}, "b", "YES"},
+      {base::Array{"a", "b", "(", "c", "d.*"}, "c", "raises"},
+      {base::Array{"a", "b", "(", "c", "d.*"}, "d", "raises"},
+      {base::Array{"a.*", "(", "b"}, "ab", "YES"},
+      {base::Array{"a", 3, "b", "("}, "a", "YES"},
+      {base::Array{"a", 3, "b", "("}, "b", "raises"},
+      {base::Array{"", "a"}, "a", "raises"},
+      {base::Array{"^(root|admin)$", "first\\.last"}, "admin", "YES"},
+      {base::Array{"^(root|admin)$", "first\\.last"}, "first.last", "YES"},
+      {base::Array{"^(root|admin)$", "first\\.last"}, "firstxlast", "NO"},
+      {base::Array{"\xEF\xBF\xBD"}, "\xFF", "YES"},
+      {base::Array{words + "last"}, "last", "YES"},
+      {base::Array{"(?:" + words + "last)[0-9]"}, "last7", "YES"},
+      {base::Array{words + "[a"}, "other", "raises"},
+  };
   TWLogger::debug(TWLogLevelDebug);
-  EXPECT_FALSE(manager->isUniqueIDRestricted(std::string(60, 'a')));
-  EXPECT_EQ(lines().size(), 1u);
-  EXPECT_FALSE(manager->isUniqueIDRestricted("y"));
-  EXPECT_TRUE(lines().empty());
+  for (const auto& row : rows) {
+    for (const bool compiledAhead : {false, true}) {
+      SCOPED_TRACE((row.list.array()->begin()->description().substr(0, 40) + " " + row.id).c_str());
+      manager->updateConfigFromResponse(base::Dictionary{{"b_uid_r", base::Array()}});
+      manager->updateConfigFromResponse(base::Dictionary{{"b_uid_r", row.list}});
+      if (compiledAhead) runUntilIdle();
+      (void)lines();
+      using Restriction = TWConfigManager::Restriction;
+      for (int asked = 0; asked < 2; ++asked) {
+        const Restriction answer = manager->restrictionOfUniqueID(row.id);
+        EXPECT_STREQ(answer == Restriction::restricted     ? "YES"
+                     : answer == Restriction::unrestricted ? "NO"
+                                                           : "raises",
+                     row.answer);
+        EXPECT_EQ(lines().size(), asked == 0 ? row.lines : 0u) << "each expression is reported once";
+      }
+    }
+  }
 }
 
-TEST_F(ConfigManager, ExpressionsBeyondTheBoundAreAskedAllTheSame) {
-  base::Array expressions;
-  for (int index = 0; index < 1200; ++index) expressions.addObject("id-" + std::to_string(index));
-  manager->updateConfigFromResponse(base::Dictionary{{"b_uid_r", expressions}});
+TEST_F(ConfigManager, ExpressionsThatCostTooMuchAreNamedByNumber) {
+  merge(R"({"b_uid_r":["z","(a+)+b","\\p{RGI_Emoji}","x[0-9]","(a+)+c"]})");
   EXPECT_EQ(platform->testGlobalQueue().pending(), 1u) << "compiled ahead, and not on the caller's thread";
-  EXPECT_TRUE(manager->isUniqueIDRestricted("id-1199"));
-  runUntilIdle();
-  EXPECT_TRUE(manager->isUniqueIDRestricted("id-1199"));
-  EXPECT_FALSE(manager->isUniqueIDRestricted("id-1200"));
+  TWLogger::debug(TWLogLevelDebug);
+  EXPECT_FALSE(manager->isUniqueIDRestricted("x"));
+  EXPECT_FALSE(manager->isUniqueIDRestricted(std::string(60, 'a')));
+  const auto said = lines();
+  ASSERT_EQ(said.size(), 2u);
+  EXPECT_NE(said[0].find("number 2 of the list"), std::string::npos) << said[0];
+  EXPECT_NE(said[1].find("number 1, 4 of the list"), std::string::npos) << said[1];
 }
 
 // Hostile replies

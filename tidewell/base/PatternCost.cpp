@@ -1,6 +1,7 @@
 #include "tidewell/base/PatternCost.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 namespace tidewell::base {
@@ -16,7 +17,7 @@ constexpr std::uint64_t kMeasureOfByte = 8;
 constexpr std::uint64_t kSet = 8000;
 constexpr std::uint64_t kClassInSet = 30000;
 constexpr std::uint64_t kNamedCharacter = 220000;
-constexpr std::uint64_t kCategory = 130000;
+constexpr std::uint64_t kCategory = 70000;
 /// Other properties: the first use in a process reads the tables of the property.
 constexpr std::uint64_t kProperty = 4000000;
 constexpr std::uint64_t kSegmentProperty = 15000000;
@@ -34,15 +35,23 @@ constexpr std::size_t kSetBytes = 1250;
 constexpr std::size_t kCategoryBytes = 7500;
 constexpr std::size_t kPropertyBytes = 48000;
 constexpr std::size_t kStartBytes = 8000;
-constexpr std::size_t kStartWithWordBytes = 64000;
+constexpr std::size_t kStartWithManyBytes = 34500;
 
 constexpr std::string_view kCategories =
-    " l lu ll lt lm lo lc m mn me mc n nd nl no z zs zl zp c cc cf cn co cs p pc pd ps pe pi pf po s sm sc sk so ";
+    " l lu ll lt lm lo lc m mn me mc n nd nl no z zs zl zp c cc cf cn co cs p pc pd ps pe pi pf po s sm sc "
+    "sk so ";
 
 constexpr bool isOneOf(char c, std::string_view characters) {
   return characters.find(c) != std::string_view::npos;
 }
 constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// The characters that `Scan::step` looks at.
+constexpr std::array<bool, 256> kIsCounted = [] {
+  std::array<bool, 256> counted{};
+  for (const char c : std::string_view("\\[]-()^$|?*+{")) counted[static_cast<unsigned char>(c)] = true;
+  return counted;
+}();
 
 class Scan {
  public:
@@ -51,7 +60,9 @@ class Scan {
   PatternCost run() {
     cost_.nanoseconds = kExpression + kByte * pattern_.size();
     cost_.bytes = kExpressionBytes + kBytesOfByte * pattern_.size();
-    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kHopeless; ++at_) step(pattern_[at_]);
+    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kHopeless; ++at_) {
+      if (kIsCounted[static_cast<unsigned char>(pattern_[at_])]) step(pattern_[at_]);
+    }
     if (ignoresCase_) cost_.nanoseconds += sets_ * close_;
     cost_.bytes += startBytes_;
     return cost_;
@@ -68,7 +79,8 @@ class Scan {
   [[nodiscard]] bool isInSet() const { return depth_ > 0 && !setsAreUnsure_; }
 
   void findModes() {
-    for (std::size_t at = pattern_.find("(?"); at != std::string_view::npos; at = pattern_.find("(?", at + 2)) {
+    for (std::size_t at = pattern_.find("(?"); at != std::string_view::npos;
+         at = pattern_.find("(?", at + 2)) {
       for (std::size_t flag = at + 2; flag < pattern_.size() && isOneOf(pattern_[flag], "dimsuwx-"); ++flag) {
         ignoresCase_ |= pattern_[flag] == 'i';
         isFree_ |= pattern_[flag] == 'x';
@@ -140,7 +152,7 @@ class Scan {
     if (isOneOf(c, "wWdDsShHvVRX") && !startsPlainly_) {
       // ICU makes a set of the characters that a match may begin with.
       cost_.nanoseconds += kClassInSet;
-      startBytes_ = std::max(startBytes_, isOneOf(c, "wW") ? kStartWithWordBytes : kStartBytes);
+      startBytes_ = std::max(startBytes_, isOneOf(c, "wW") ? kStartWithManyBytes : kStartBytes);
     }
     if (mayBeInSet() && isOneOf(c, "wWdDsShHvV")) {
       cost_.nanoseconds += kClassInSet;
@@ -171,6 +183,7 @@ class Scan {
       if (name.size() == 32) break;  // the longest part that is looked for is shorter
     }
     close_ = kCloseAll;
+    if (!startsPlainly_) startBytes_ = kStartWithManyBytes;
     const auto has = [&name](std::string_view part) { return name.find(part) != std::string::npos; };
     const bool isCategory = kCategories.find(name + ' ') != std::string_view::npos;
     cost_.bytes += isCategory ? kCategoryBytes : kPropertyBytes;
@@ -212,7 +225,8 @@ class Scan {
     const std::string_view digits = count();
     return std::all_of(digits.begin(), digits.end(), isDigit);
   }
-  /// Whether ICU repeats the atom instead of counting: {n} or {n,m} from 1 to 10, neither lazy nor possessive.
+  /// Whether ICU repeats the atom instead of counting: {n} or {n,m} from 1 to 10, neither lazy nor
+  /// possessive.
   [[nodiscard]] bool isShortCount() const {
     const std::string_view text = count();
     const char after = peek(static_cast<std::ptrdiff_t>(text.size()) + 2);

@@ -83,11 +83,14 @@ bool isAllAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-constexpr std::string_view kMetacharacters = "\\^$.|?*+()[]{}";
-constexpr bool isPlain(char c) {
-  return kMetacharacters.find(c) == std::string_view::npos &&
-         (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F);
-}
+/// The characters that stand for themselves.
+constexpr std::array<bool, 256> kIsPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t c = 0x20; c < plain.size(); ++c) plain[c] = c != 0x7F;
+  for (const char c : std::string_view("\\^$.|?*+()[]{}")) plain[static_cast<unsigned char>(c)] = false;
+  return plain;
+}();
+constexpr bool isPlain(char c) { return kIsPlain[static_cast<unsigned char>(c)]; }
 constexpr bool isPunctuation(char c) {
   return (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') || (c >= '{' && c <= '~');
 }

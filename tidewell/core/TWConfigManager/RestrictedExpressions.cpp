@@ -56,8 +56,10 @@ void RestrictedExpressions::addTexts(const std::string& pattern, std::size_t ind
 
 void RestrictedExpressions::addExpression(const std::string& pattern, std::size_t index) {
   using Matchers = base::RegularExpression::Matchers;
-  if (const auto cost = base::RegularExpression::compileCost(pattern);
-      !cost.isTooHigh && compileTime_ + cost.nanoseconds <= kMaximumCompileTime &&
+  scannedBytes_ += pattern.size();
+  const bool isScanned = scannedBytes_ <= kMaximumScannedBytes;
+  if (const auto cost = base::RegularExpression::compileCost(isScanned ? pattern : std::string_view());
+      isScanned && !cost.isTooHigh && compileTime_ + cost.nanoseconds <= kMaximumCompileTime &&
       compiledSize_ + cost.bytes <= kMaximumCompiledSize) {
     compileTime_ += cost.nanoseconds;
     compiledSize_ += cost.bytes;

@@ -27,8 +27,10 @@ namespace tidewell {
 class RestrictedExpressions {
  public:
   static constexpr std::uint64_t kMaximumCompileTime = 30000000;  ///< of all, in nanoseconds
-  static constexpr std::size_t kMaximumCompiledSize = 6u << 20;   ///< of all, in bytes
+  static constexpr std::size_t kMaximumCompiledSize = 8u << 20;   ///< of all, in bytes
   static constexpr std::int32_t kStepsOfQuestion = 4000;
+  /// So many bytes of expressions are looked at for what they cost; those behind are taken to cost too much.
+  static constexpr std::size_t kMaximumScannedBytes = 1u << 20;
   /// So many expressions keep their matchers; the others make one for each match.
   static constexpr std::size_t kMaximumKeptMatchers = 128;
   /// So many texts of alternations are compared as text; the alternations behind are compiled.
@@ -86,6 +88,7 @@ class RestrictedExpressions {
   mutable std::atomic<bool> areTooCostlyReported_ = false;
   std::uint64_t compileTime_ = 0;
   std::size_t compiledSize_ = 0;
+  std::size_t scannedBytes_ = 0;
   std::size_t alternatives_ = 0;
   std::size_t end_ = 0;  // of the walk: the first entry that is no string, or the end of the list
 };

@@ -99,8 +99,9 @@ class TIDEWELL_EXPORT TWConfigManager final {
   /// Events a batch, as stored: 0 stays 0.
   [[nodiscard]] std::int64_t getEventBatchCount() const;
 
-  /// Whether an expression of the configuration matches the whole identifier; nothing is restricted. Raises
-  /// for an invalid expression that is reached before one that matches.
+  /// Whether an expression of the configuration matches the whole identifier; an absent one is restricted.
+  /// One that costs too much to evaluate counts as no match and is named in the log. Raises for an invalid
+  /// expression that is reached before one that matches.
   [[nodiscard]] bool isUniqueIDRestricted(std::optional<std::string_view> uniqueID) const;
   /// The same question for hosts without exceptions: an invalid expression answers `invalidExpression` and
   /// fills `reason` where one is given.
