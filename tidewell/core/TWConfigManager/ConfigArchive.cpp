@@ -191,26 +191,24 @@ bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const C
   setAside_ = setAside_ || files().fileExistsAtPath(unreadablePath(path)).exists;
   if (content.hasFields()) record.adopt(content.fields, known_ ? kDeviceProperties : kAllProperties);
   const Content setAside = readSetAside(path);
-  if (setAside.hasFields()) {
-    TWConfigFields fields = fieldsInForce();
-    if (!hasRead_) fields.dataRedirectionRegion = {};
-    record.adopt(withRecovered(std::move(fields), setAside.fields), kDeviceProperties);
-  }
-  record.adopt(withChanges(fieldsInForce(), changes), kDeviceProperties);
-
+  const bool isSetAside =
+      content.found == Found::unreadable || setAside.hasFields() || setAside.found == Found::unreadable;
   const PropertySet written = record.written();
   TWConfigFields fields = fieldsInForce();
-  const base::Dictionary chosen = scalarsOf(fields, written & kDeviceProperties);
-  const bool staysAside =
-      content.found == Found::unreadable || (setAside_ && setAside.found == Found::unreadable);
-  if (staysAside && !hasRead_ && (written & propertyBit(TWConfigPropertyDataRedirectionRegion)) == 0) {
+  if (isSetAside && !hasRead_ && (written & propertyBit(TWConfigPropertyDataRedirectionRegion)) == 0) {
     fields.dataRedirectionRegion = {};  // none was chosen: that of the file set aside is to count
   }
+  if (setAside.hasFields()) fields = withRecovered(std::move(fields), setAside.fields);
+  record.adopt(withChanges(std::move(fields), changes), kDeviceProperties);
+
+  fields = fieldsInForce();
+  const base::Dictionary chosen = scalarsOf(fields, written & kDeviceProperties);
   std::string left;
   if (outside != 0) {
     copyFields(content.fields, fields, outside);
     copyFields({}, fields, propertiesOutOfBounds(fields, outside));
-    left = "Left out of the configuration archive, which keeps what it held: " + keysOf(outside);
+    left = "Not written to the configuration archive, too large or of a kind that it cannot hold: " +
+           keysOf(outside);
     report(left, reports);
   }
   const std::string bytes = base::archivedDataWithRecord(
