@@ -134,7 +134,7 @@ TEST_F(UrlSessionTest, ARequestIsSentOnceWhateverBecomesOfAKeptConnection) {
       EXPECT_EQ(platform::kUrlErrorNetworkConnectionLost, codeOf(send(*session, asked).get()));
       EXPECT_EQ(1u, backend.requestCount());
       EXPECT_EQ(0, codeOf(send(*session, asked).get()));
-      backend.addFault(fault("kind=expired,host=other.example"));  // ends the connection while it is idle
+      backend.addFault(fault("kind=expired,host=other.example"));  // closes the idle connection
       EXPECT_EQ(0, codeOf(send(*session, asked).get()));
       EXPECT_EQ(3u, backend.requestCount());
     }

@@ -188,8 +188,9 @@ bool sendAnswer(HttpConnection& connection, Answer answer, bool keepAlive) {
 
   Head head(answer);
   // A length of the caller's own may be a lie, after which nobody knows where the next answer begins.
-  const bool keep = keepAlive && !cut && answer.framing != StandInFraming::untilClose &&
-                    !head.isOverridden("content-length") && !head.isOverridden("transfer-encoding");
+  const bool keep = connection.beginAnswer() && keepAlive && !cut &&
+                    answer.framing != StandInFraming::untilClose && !head.isOverridden("content-length") &&
+                    !head.isOverridden("transfer-encoding");
   if (!bodyless) {
     head.addUsual("Content-Type", answer.contentType);
     if (chunked) {

@@ -15,6 +15,8 @@ namespace tidewell::testing {
 namespace {
 
 constexpr std::chrono::milliseconds kForever{-1};
+// An answer that takes longer, to a client that does not read for instance, is not waited for.
+constexpr std::chrono::seconds kLongestAnswer{10};
 // How long a client that was told goodbye may keep its side open.
 constexpr std::chrono::milliseconds kLinger{2000};
 // How many bytes of it are thrown away meanwhile: a request that was refused for its size, for instance.
@@ -148,7 +150,9 @@ bool HttpConnection::awaitRequest() {
     const std::lock_guard lock(mutex_);
     if (served_ && dropping_) return false;
     idle_ = served_;
+    answering_ = false;
   }
+  answered_.notify_all();
   const bool begun = fill();
   const std::lock_guard lock(mutex_);
   idle_ = false;
@@ -200,6 +204,12 @@ ReadOutcome HttpConnection::readBody(HttpRequest& request) {
   request.body = received_.substr(0, length);
   received_.erase(0, length);
   return ReadOutcome::request;
+}
+
+bool HttpConnection::beginAnswer() {
+  const std::lock_guard lock(mutex_);
+  answering_ = true;
+  return !dropping_;
 }
 
 bool HttpConnection::write(std::string_view bytes) {
@@ -261,13 +271,16 @@ void HttpConnection::reset() {
 }
 
 void HttpConnection::dropOnceIdle() {
-  const std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
+  answered_.wait_for(lock, kLongestAnswer, [this] { return !answering_; });
   dropping_ = true;
   if (idle_ && socket_ >= 0) ::shutdown(socket_, SHUT_RDWR);
 }
 
 void HttpConnection::closeSocket() {
   const std::lock_guard lock(mutex_);
+  answering_ = false;
+  answered_.notify_all();
   SSL_free(tls_);
   tls_ = nullptr;
   if (socket_ >= 0) ::close(socket_);

@@ -3,6 +3,7 @@
 #include <openssl/ssl.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <mutex>
@@ -55,6 +56,9 @@ class HttpConnection {
   [[nodiscard]] const std::string& serverName() const noexcept { return serverName_; }
 
   [[nodiscard]] ReadOutcome readRequest(HttpRequest& request);
+  /// Begins an answer, which lasts until the next request is awaited. False if the connection is to end after
+  /// it.
+  [[nodiscard]] bool beginAnswer();
   /// NO where the client has gone.
   bool write(std::string_view bytes);
   /// Lets time pass. NO where the client went meanwhile.
@@ -67,7 +71,8 @@ class HttpConnection {
   /// Ends it with a TCP reset.
   void reset();
   /// From any thread: ends a kept connection as soon as no request is on its way. One that has carried none
-  /// yet goes on, for its client would not try again.
+  /// yet goes on, for its client would not try again. Waits for an answer that is being sent, so that its
+  /// client finds the connection closed before it sends the next request.
   void dropOnceIdle();
 
  private:
@@ -89,6 +94,8 @@ class HttpConnection {
   bool idle_ = false;      // waits for a request that is not the first
   bool dropping_ = false;  // ends when it is idle
   bool served_ = false;
+  bool answering_ = false;
+  std::condition_variable answered_;
   SSL* tls_ = nullptr;
   std::function<SSL_CTX*(std::string_view)> choose_;
   std::string serverName_;

@@ -1,0 +1,57 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "tidewell/posix/curl/ContentDecoder.h"
+#include "tidewell/posix/curl/ResponseHead.h"
+
+using tidewell::posix::ContentDecoder;
+using tidewell::posix::ResponseHead;
+
+namespace {
+
+struct Decoded {
+  std::string body;
+  bool isAccepted = true;
+  bool isComplete = false;
+};
+
+/// Decodes a body that arrives in pieces of the given size, up to a bound as the URL session has one.
+Decoded decodedInPieces(const ResponseHead& head, std::string_view body, std::size_t pieceSize) {
+  constexpr std::size_t maximum = 1 << 20;
+  Decoded result;
+  ContentDecoder decoder;
+  result.isAccepted = decoder.begin(head.fields());
+  while (result.isAccepted && !body.empty()) {
+    const std::string_view piece = body.substr(0, pieceSize);
+    body.remove_prefix(piece.size());
+    result.isAccepted = decoder.decode(piece, [&](std::string_view decoded) {
+      if (decoded.size() > maximum - result.body.size()) return false;
+      result.body.append(decoded);
+      return true;
+    });
+  }
+  result.isComplete = decoder.isComplete();
+  return result;
+}
+
+}  // namespace
+
+// Header lines up to the first empty one, and a body behind them. How the body arrives makes no difference.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string_view rest(reinterpret_cast<const char*>(data), size);
+  ResponseHead head;
+  while (!rest.empty() && !head.isComplete()) {
+    const std::string_view line = rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1);
+    rest.remove_prefix(line.size());
+    if (!head.addLine(line)) return 0;
+  }
+  const Decoded whole = decodedInPieces(head, rest, std::max<std::size_t>(rest.size(), 1));
+  const Decoded dripped = decodedInPieces(head, rest, 1);
+  if (whole.isAccepted != dripped.isAccepted) std::abort();
+  if (whole.isAccepted && (whole.body != dripped.body || whole.isComplete != dripped.isComplete)) std::abort();
+  return 0;
+}
