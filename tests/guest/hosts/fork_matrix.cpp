@@ -107,6 +107,7 @@ int live(const Operation& parent, const Operation& child, Way way, unsigned seed
   posix::Options options;
   options.bundleIdentifier = "org.example.guest";
   options.version = "1.0";
+  options.mainLoop = posix::MainLoop::host;
   for (const auto host : {HOST_TDW_PROD_US, HOST_TDW_PROD_SERV3, HOST_TDW_PROD_EU, HOST_LOGENTRIES})
     options.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", 1});
   machine = posix::install(options);

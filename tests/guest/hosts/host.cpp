@@ -83,8 +83,10 @@ posix::Options options() {
   return made;
 }
 
-posix::PosixPlatform* installed() {
-  posix::PosixPlatform* const platform = posix::install(options());
+posix::PosixPlatform* installed(posix::MainLoop mainLoop = posix::MainLoop::ownThread) {
+  posix::Options with = options();
+  with.mainLoop = mainLoop;
+  posix::PosixPlatform* const platform = posix::install(with);
   require(platform != nullptr, "installation");
   return platform;
 }
@@ -528,10 +530,9 @@ int smallStack(const Arguments& arguments) {
 
 /// cancel COUNT: threads of the host's that are cancelled at any instant of any operation.
 int cancels(const Arguments& arguments) {
-  posix::PosixPlatform* const platform = installed();
+  static posix::PosixPlatform* const machine = installed(posix::MainLoop::host);
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
-  startAndSync();
-  static posix::PosixPlatform* machine = platform;
+  TidewellCore::sharedInstance().initializeWithAppID("GUEST");
   const auto useForEver = [](void*) -> void* {
     for (;;) {
       for (const guest::Operation& each : guest::kOperations) {
@@ -557,7 +558,7 @@ int cancels(const Arguments& arguments) {
     require(result == PTHREAD_CANCELED, "the end of a thread");
   }
   guest::useEverything();
-  require(platform->runMainQueue(std::chrono::milliseconds(0)) > 0, "the main queue");
+  require(machine->runMainQueue(std::chrono::milliseconds(0)) > 0, "the main queue");
   return 0;
 }
 
