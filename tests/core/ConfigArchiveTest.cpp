@@ -166,12 +166,15 @@ TEST_F(ConfigArchive, ARegionChosenDuringAReadErrorIsThisProcessesOwnChoice) {
     files().setContents(path, whole);
     fail(FileOperation::read, kInputOutput, 2);
     TWConfigManager manager;
-    if (isChosen) manager.setDataRedirectionRegion(TWDataRegionDefault);
-    manager.setUserInAppNotificationOptedOut(true);
+    if (isChosen) {
+      manager.setDataRedirectionRegion(TWDataRegionDefault);
+    } else {
+      manager.setUserInAppNotificationOptedOut(true);
+    }
     const TWConfigManager next;
     EXPECT_EQ(next.getDataRedirectionRegion(), isChosen ? TWDataRegionDefault : TWDataRegionEurope);
     EXPECT_TRUE(next.tdwConfig()->userPushOptedOut()) << "opt-outs are the stricter of both";
-    EXPECT_TRUE(next.tdwConfig()->userInAppOptedOut());
+    EXPECT_EQ(next.tdwConfig()->userInAppOptedOut(), !isChosen);
     files().removeTree(path + ".unreadable");
   }
 }
