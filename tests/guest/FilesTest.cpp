@@ -116,7 +116,8 @@ TEST_F(GuestTest, ARelativeDataFolderIsIgnoredAndWithoutAHomeAllIsInMemory) {
 TEST_F(GuestTest, AStartOpensEachFileOnceHoweverSlowThePlaceIs) {
   ASSERT_EQ(host({"first"}).end().status, 0);
   const std::string opened = host({"paths"}).end().out;
-  // The archive, the user defaults, and their folder. The lines of docs/guest.md about slow mounts say the same.
+  // The archive, the user defaults, and their folder. The lines of docs/guest.md about slow mounts say the
+  // same.
   EXPECT_EQ(opened, "3 user\n");
 }
 
