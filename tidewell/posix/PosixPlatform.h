@@ -31,7 +31,8 @@ enum class MainLoop {
 };
 
 /// What a host says once, when it installs the platform. The environment (HOME, XDG_DATA_HOME, TZ,
-/// SSL_CERT_FILE, SSL_CERT_DIR, and the proxies' variables) is read at the same moment and never again.
+/// SSL_CERT_FILE, SSL_CERT_DIR, and the proxies' variables) is read at the same moment and never again; in a
+/// process with raised rights it is not trusted.
 struct Options {
   /// Of the application: CFBundleIdentifier and CFBundleShortVersionString. Required.
   std::string bundleIdentifier;
