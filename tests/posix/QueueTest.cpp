@@ -1,8 +1,11 @@
 #include <poll.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <stdexcept>
+#include <thread>
 
 #include "posix/PosixTest.h"
 
@@ -106,6 +109,38 @@ TEST_F(QueueTest, TheChildOfAForkInAFunctionLeavesTheOthersToItsParent) {
   waitFor(platform.mainQueue());
   endChild(child);
   EXPECT_EQ(ran.count, 1);
+}
+
+TEST_F(QueueTest, TheChildrenOfAForkUseTheMainQueueWhateverWaitsInIt) {
+  if (kAddressSanitizer) GTEST_SKIP() << "the allocator may be locked for ever in the child";
+  PosixPlatform platform(options());
+  std::atomic<bool> goesOn{true};
+  std::thread runner([&] {
+    while (goesOn) platform.runMainQueue(std::chrono::hours(1));
+  });
+  /// Uses the queue when a function that waits in it is destroyed.
+  struct Farewell {
+    Queue& queue;
+    ~Farewell() {
+      queue.async([] {});
+    }
+  };
+  for (int i = 0; i < 20; ++i) {
+    platform.mainQueue().async([] {});
+    EXPECT_EQ(inChild([&] {
+                platform.mainQueue().async([farewell = std::make_shared<Farewell>(platform.mainQueue())] {});
+                return inChild([&] {
+                  platform.mainQueue().async([] {});
+                  platform.runMainQueue(std::chrono::milliseconds(1));
+                  platform.mainQueue().async([] {});
+                  return platform.pollMainQueue() == 1 ? 0 : 1;
+                });
+              }),
+              0);
+  }
+  goesOn = false;
+  platform.mainQueue().async([] {});
+  runner.join();
 }
 
 TEST_F(QueueTest, AForkedChildDropsWorkWithOneReportAndItsMainQueueIsItsOwn) {
