@@ -80,9 +80,9 @@ TEST_F(LogShippingTest, TokensThatAreMissingOrNoText) {
                                 {});  // no JSON, so no request: that raises when it is sent
   EXPECT_EQ(sentCount(), 1u);
   const Lines unsent = lines();
-  ASSERT_EQ(unsent.size(), 5u);
-  EXPECT_NE(unsent[3].find("line number - 162 "), std::string::npos) << unsent[3];
-  EXPECT_NE(unsent[4].find("line number - 209 "), std::string::npos) << unsent[4];
+  ASSERT_EQ(unsent.size(), 6u);
+  EXPECT_NE(unsent[4].find("line number - 162 "), std::string::npos) << unsent[4];
+  EXPECT_NE(unsent[5].find("line number - 209 "), std::string::npos) << unsent[5];
 }
 
 TEST_F(LogShippingTest, WithoutAppIDNothingIsSent) {

@@ -170,9 +170,9 @@ TEST_F(PresentationTest, APageIsGoneWhenTheUserClosesIt) {
   runUntilIdle();
   open("https://shop.example/2");
   TWCoreUtils::showAlertViewWithMessage("message", "alert");  // before the second is shown
-  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "https://shop.example/2 above 0", "alert"}));
+  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "https://shop.example/2 above 0", "alert above 0"}));
   EXPECT_TRUE(presenter().close(presenter().onScreen()[1].shown));
-  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "alert"}));
+  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "alert above 0"}));
   presenter().closeWindow();
   EXPECT_EQ(screen(), Lines());
   EXPECT_EQ(root->presentedViewController(), nullptr);

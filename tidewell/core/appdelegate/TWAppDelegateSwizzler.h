@@ -21,11 +21,11 @@ namespace tidewell {
 /// every interceptor that responds to it and then call the application's own method. The delegate stays the
 /// same object. The Info.plist key of `TWCoreUtils::getAppDelegateProxyInfoPlistKey` switches the proxy off.
 ///
-/// Class operations only; none raises, `sharedApplication` apart. Any thread may register, unregister and dispatch; the proxy is
-/// installed on the main thread, where the system calls the delegate. The proxied messages come to the
-/// interceptors synchronously, on the thread of the call. What the application's own method raises passes
-/// through unchanged; what an interceptor raises is logged, and the others and the application are called all
-/// the same.
+/// Class operations only; none raises, `sharedApplication` apart. Any thread may register, unregister and
+/// dispatch; the proxy is installed on the main thread, where the system calls the delegate. The proxied
+/// messages come to the interceptors synchronously, on the thread of the call. What the application's own
+/// method raises passes through unchanged; what an interceptor raises is logged, and the others and the
+/// application are called all the same.
 class TIDEWELL_EXPORT TWAppDelegateSwizzler final {
  public:
   TWAppDelegateSwizzler() = delete;
@@ -65,8 +65,8 @@ class TIDEWELL_EXPORT TWAppDelegateSwizzler final {
   static void resetProxyOriginalDelegateOnceToken();
   /// The proxied delegate, which is kept alive until the application sets another one; null then.
   [[nodiscard]] static runtime::Ref originalDelegate();
-  /// What the class method `sharedApplication` of the class named UIApplication answers, or raises; null where
-  /// there is none.
+  /// What the class method `sharedApplication` of the class named UIApplication answers, or raises; null
+  /// where there is none.
   [[nodiscard]] static runtime::Ref sharedApplication();
   /// An invocation of a method of `UIApplicationDelegate`, with neither target nor arguments; nothing for a
   /// selector that is none.

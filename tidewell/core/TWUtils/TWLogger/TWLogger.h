@@ -37,10 +37,9 @@ enum TWLogLevel : std::int64_t {
 /// The one logging facility: decides whether a line is written, formats it with one of two templates and
 /// hands it to the console.
 ///
-/// Class operations only; any thread. No exception leaves `debug` and the operations that format, write or ship
-/// a line. The switches and templates are
-/// process-wide; a line in flight while they change may see the old or the new ones. Logging is off until
-/// `debug` is called.
+/// Class operations only; any thread. No exception leaves `debug` and the operations that format, write or
+/// ship a line. The switches and templates are process-wide; a line in flight while they change may see the
+/// old or the new ones. Logging is off until `debug` is called.
 class TIDEWELL_EXPORT TWLogger final {
  public:
   TWLogger() = delete;
