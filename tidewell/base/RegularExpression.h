@@ -47,8 +47,8 @@ class TIDEWELL_EXPORT MatchText {
   UText* opened_;              ///< null where memory or ICU (2 GiB) has no room for it
 };
 
-/// A place at which a thread matches. Every expression keeps a matcher for each place, so that one that is
-/// asked again need not be copied; whoever holds a place has its matchers alone.
+/// A place at which a thread matches. An expression that keeps matchers has one for each place, so that one
+/// that is asked again need not be copied; a thread that holds a place has its matchers alone.
 ///
 /// Hold one while you ask several expressions. Taking one never waits: where all are taken this holds none,
 /// and matches make matchers of their own. Bound to its thread.

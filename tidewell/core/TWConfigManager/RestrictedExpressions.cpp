@@ -71,6 +71,7 @@ void RestrictedExpressions::addExpression(const std::string& pattern, std::size_
 }
 
 void RestrictedExpressions::buildTable() {
+  if (texts_.empty()) return;
   slots_.resize(std::bit_ceil(texts_.size() + texts_.size() / 3 + 1));
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t place = 0; place < texts_.size(); ++place) {

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -79,10 +79,10 @@ class RestrictedExpressions {
   [[nodiscard]] std::string reportOf(const std::vector<const Compiled*>& undecided) const;
 
   base::Value list_;  // owns the texts, but for those in `owned_`
-  std::deque<std::string> owned_;
+  std::list<std::string> owned_;
   std::vector<Text> texts_;
   std::vector<std::uint32_t> slots_;  // places in `texts_` from 1 on; 0: free
-  std::deque<Compiled> compiled_;
+  std::list<Compiled> compiled_;
   std::vector<std::uint32_t> tooCostly_;  // the first few that are beyond the bounds
   std::size_t tooCostlyCount_ = 0;
   mutable std::atomic<bool> areTooCostlyReported_ = false;
