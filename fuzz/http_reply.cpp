@@ -52,6 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Decoded whole = decodedInPieces(head, rest, std::max<std::size_t>(rest.size(), 1));
   const Decoded dripped = decodedInPieces(head, rest, 1);
   if (whole.isAccepted != dripped.isAccepted) std::abort();
-  if (whole.isAccepted && (whole.body != dripped.body || whole.isComplete != dripped.isComplete)) std::abort();
+  if (whole.isAccepted && (whole.body != dripped.body || whole.isComplete != dripped.isComplete))
+    std::abort();
   return 0;
 }

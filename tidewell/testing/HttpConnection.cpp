@@ -162,7 +162,11 @@ bool HttpConnection::awaitRequest() {
 
 ReadOutcome HttpConnection::readRequest(HttpRequest& request) {
   request = {};
-  if (received_.empty() && !awaitRequest()) return ReadOutcome::end;
+  if (!received_.empty()) {
+    endAnswer();
+  } else if (!awaitRequest()) {
+    return ReadOutcome::end;
+  }
 
   std::size_t headEnd = 0;
   while ((headEnd = received_.find("\r\n\r\n")) == std::string::npos) {
@@ -210,6 +214,14 @@ bool HttpConnection::beginAnswer() {
   const std::lock_guard lock(mutex_);
   answering_ = true;
   return !dropping_;
+}
+
+void HttpConnection::endAnswer() {
+  {
+    const std::lock_guard lock(mutex_);
+    answering_ = false;
+  }
+  answered_.notify_all();
 }
 
 bool HttpConnection::write(std::string_view bytes) {

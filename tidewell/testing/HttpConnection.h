@@ -84,6 +84,7 @@ class HttpConnection {
   bool fill();
   /// Waits for the first byte of a request.
   bool awaitRequest();
+  void endAnswer();
   ReadOutcome readBody(HttpRequest& request);
   void closeSocket();
   static int chooseCertificate(SSL* tls, int* alert, void* unused);
@@ -94,7 +95,7 @@ class HttpConnection {
   bool idle_ = false;      // waits for a request that is not the first
   bool dropping_ = false;  // ends when it is idle
   bool served_ = false;
-  bool answering_ = false;
+  bool answering_ = false;  // from the beginning of an answer until the next request is awaited
   std::condition_variable answered_;
   SSL* tls_ = nullptr;
   std::function<SSL_CTX*(std::string_view)> choose_;
