@@ -117,8 +117,7 @@ TEST_F(GuestTest, AStartOpensEachFileOnceHoweverSlowThePlaceIs) {
   ASSERT_EQ(host({"first"}).end().status, 0);
   const std::string opened = host({"paths"}).end().out;
   // The archive, the user defaults, and the folder of each. docs/guest.md says the same of slow mounts.
-  EXPECT_EQ(opened, "4 user
-");
+  EXPECT_EQ(opened, "4 user\n");
 }
 
 }  // namespace
