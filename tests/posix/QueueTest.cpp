@@ -116,7 +116,7 @@ TEST_F(QueueTest, TheChildrenOfAForkUseTheMainQueueWhateverWaitsInIt) {
   PosixPlatform platform(options());
   std::atomic<bool> goesOn{true};
   std::thread runner([&] {
-    while (goesOn) platform.runMainQueue(std::chrono::hours(1));
+    while (goesOn) platform.runMainQueue(std::chrono::milliseconds(50));
   });
   /// Uses the queue when a function that waits in it is destroyed.
   struct Farewell {
@@ -130,16 +130,21 @@ TEST_F(QueueTest, TheChildrenOfAForkUseTheMainQueueWhateverWaitsInIt) {
     EXPECT_EQ(inChild([&] {
                 platform.mainQueue().async([farewell = std::make_shared<Farewell>(platform.mainQueue())] {});
                 return inChild([&] {
-                  platform.mainQueue().async([] {});
-                  platform.runMainQueue(std::chrono::milliseconds(1));
-                  platform.mainQueue().async([] {});
-                  return platform.pollMainQueue() == 1 ? 0 : 1;
+                  std::atomic<int> ran{0};
+                  std::thread own([&] {
+                    while (ran < 5) platform.runMainQueue(std::chrono::milliseconds(50));
+                  });
+                  for (int sent = 1; sent <= 5; ++sent) {
+                    platform.mainQueue().async([&] { ++ran; });
+                    while (ran < sent) std::this_thread::yield();
+                  }
+                  own.join();
+                  return 0;
                 });
               }),
               0);
   }
   goesOn = false;
-  platform.mainQueue().async([] {});
   runner.join();
 }
 
