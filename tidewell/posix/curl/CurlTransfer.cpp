@@ -24,7 +24,7 @@ constexpr std::size_t kMaximumCookies = 500;
 /// A reply may be this much larger on the wire than its header lines and its body: the TLS records and chunks
 /// of a server that sends byte by byte. Chunk extensions, session tickets and key updates count, too.
 constexpr std::uint64_t kMaximumOverhead = 512 << 10;
-constexpr std::uint64_t kMaximumWireFactor = 64;
+constexpr std::uint64_t kMaximumWireFactor = 256;
 /// And this much larger than the largest one that is accepted: a body may decode to less than it is.
 constexpr std::uint64_t kMaximumAcceptedFactor = 2;
 
