@@ -22,9 +22,12 @@ constexpr curl_off_t kMaximumReserve = 256 << 10;
 /// Cookies live as long as the process, and a server may set fifty with each reply.
 constexpr std::size_t kMaximumCookies = 500;
 
-/// A reply may be this much larger on the wire than the largest one that is accepted: TLS records, chunk
-/// sizes. Chunk extensions, session tickets and bodies that decode to less than they are count, too.
-constexpr std::uint64_t kWireFactor = 2;
+/// A reply may be this much larger on the wire than its header lines and its body: the TLS records and chunks
+/// of a server that sends byte by byte. Chunk extensions, session tickets and key updates count, too.
+constexpr std::uint64_t kMaximumOverhead = 512 << 10;
+constexpr std::uint64_t kMaximumWireFactor = 256;
+/// And this much larger than the largest one that is accepted: a body may decode to less than it is.
+constexpr std::uint64_t kMaximumAcceptedFactor = 2;
 
 /// Requests that take less time are not asked what they have cost on the wire.
 constexpr std::chrono::milliseconds kUsualDuration{100};
@@ -337,20 +340,22 @@ int CurlTransfer::countBytes(void* self, curl_off_t, curl_off_t received, curl_o
     transfer.noteProgress();
   }
   try {
-    if (!transfer.receivesTooMuch()) return 0;
+    if (!transfer.receivesTooMuch(static_cast<std::uint64_t>(received))) return 0;
     transfer.refused_ = urlError(platform::kUrlErrorDataLengthExceedsMaximum);
   } catch (...) {  // out of memory; libcurl reports that its callback has failed
   }
   return 1;
 }
 
-bool CurlTransfer::receivesTooMuch() const {
+bool CurlTransfer::receivesTooMuch(std::uint64_t bodyBytes) const {
   if (!sentAt_ || Clock::now() - *sentAt_ < kUsualDuration) return false;
   const auto traffic = environment_.sockets.traffic(ends_);
   if (!traffic) return false;
-  const std::uint64_t received = (traffic->received - receivedBefore_) / kWireFactor;
-  const std::uint64_t bodyBytes = session()->maximumBodyBytes;
-  return received > bodyBytes && received - bodyBytes > ResponseHead::kMaximumBytes;
+  const std::uint64_t received = traffic->read - std::min(readBefore_, traffic->read);
+  if (received > kMaximumOverhead + kMaximumWireFactor * (head_.bytes() + bodyBytes)) return true;
+  const std::uint64_t accepted = session()->maximumBodyBytes;
+  const std::uint64_t share = received / kMaximumAcceptedFactor;
+  return share > accepted && share - accepted > ResponseHead::kMaximumBytes;
 }
 
 int CurlTransfer::beforeRequest(void* self, char* remoteAddress, char* localAddress, int remotePort,
@@ -386,7 +391,7 @@ bool CurlTransfer::mayUseConnection(OpenSockets::Ends ends) {
   }
   sentAt_ = Clock::now();
   const auto traffic = environment_.sockets.traffic(ends_);
-  receivedBefore_ = traffic ? traffic->received : 0;
+  readBefore_ = traffic ? traffic->read : 0;
   return true;
 }
 

@@ -92,7 +92,7 @@ class CurlTransfer {
   [[nodiscard]] bool usesTls() const;
   void noteProgress() { lastProgress_ = Clock::now(); }
   [[nodiscard]] bool mayUseConnection(OpenSockets::Ends ends);
-  [[nodiscard]] bool receivesTooMuch() const;
+  [[nodiscard]] bool receivesTooMuch(std::uint64_t bodyBytes) const;
   [[nodiscard]] bool appendToBody(std::string_view bytes);
   /// Why a reply that libcurl takes for a whole one is none.
   [[nodiscard]] std::optional<base::Error> flawOfReply() const;
@@ -128,7 +128,7 @@ class CurlTransfer {
   curl_off_t bytesCounted_ = 0;
   OpenSockets::Ends ends_;
   std::optional<Clock::time_point> sentAt_;  ///< when the connection was there
-  std::uint64_t receivedBefore_ = 0;         ///< over this connection, by then
+  std::uint64_t readBefore_ = 0;             ///< over this connection, by then
   char curlDetail_[CURL_ERROR_SIZE] = {};
 };
 

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <linux/tcp.h>  // with more of tcp_info than the C library's
 #endif
 
+#include <algorithm>
 #include <cerrno>
 #include <tuple>
 #include <utility>
@@ -47,7 +49,11 @@ std::optional<OpenSockets::Traffic> OpenSockets::traffic(const Ends& ends) {
   tcp_info info{};
   socklen_t length = sizeof info;
   if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return std::nullopt;
-  return Traffic{std::chrono::milliseconds(info.tcpi_last_data_recv), info.tcpi_bytes_received};
+  int unread = 0;
+  ioctl(socket, FIONREAD, &unread);
+  const auto waiting = static_cast<std::uint64_t>(std::max(unread, 0));
+  return Traffic{std::chrono::milliseconds(info.tcpi_last_data_recv),
+                 info.tcpi_bytes_received - std::min<std::uint64_t>(waiting, info.tcpi_bytes_received)};
 #else
   return std::nullopt;
 #endif

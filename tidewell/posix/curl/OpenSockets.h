@@ -27,9 +27,9 @@ class OpenSockets {
     /// Since the last bytes came. libcurl reports header lines once they are whole and TLS records once they
     /// are decoded, so a server that sends byte by byte looks silent from above.
     std::chrono::milliseconds silence;
-    /// Bytes received since the connection was opened. libcurl does not count what is neither a header line
-    /// nor part of a body.
-    std::uint64_t received;
+    /// Bytes that libcurl has read since the connection was opened. It does not count those that are neither
+    /// a header line nor part of a body.
+    std::uint64_t read;
   };
 
   /// No value where the system does not tell.

@@ -24,6 +24,8 @@ class ResponseHead {
   [[nodiscard]] bool isComplete() const { return complete_; }
   [[nodiscard]] const std::vector<std::pair<std::string, std::string>>& fields() const { return fields_; }
   [[nodiscard]] bool hasField(std::string_view name) const;
+  /// Of all lines together.
+  [[nodiscard]] std::size_t bytes() const { return bytes_; }
   void clear();
 
  private:
