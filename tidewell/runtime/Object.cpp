@@ -20,7 +20,7 @@ Object::~Object() {
   if (!side) return;
   for (const auto& entry : side->observers) {
     if (entry->function) continue;  // ends with the object
-    reportObservedDeath(this, was ? was->name() : "NSObject");
+    reportObservedDeath(this, was ? std::string_view(was->name()) : "NSObject");
     break;
   }
 }
