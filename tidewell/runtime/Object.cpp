@@ -31,14 +31,15 @@ SideRecord::SideRecord()
 Class& Object::rootClass() noexcept { return runtime::rootClass(); }
 
 Object::~Object() {
-  Class& was = isa();
+  // Not `isa()`: a class that could not be made is destroyed while the registry is.
+  const Class* const was = isa_.load(std::memory_order_acquire);
   // A late message then finds no method rather than an object that is gone.
   isa_.store(nullptr, std::memory_order_release);
   const std::unique_ptr<SideRecord> side(side_.exchange(nullptr, std::memory_order_acq_rel));
   if (!side) return;
   for (const auto& entry : side->observers) {
     if (entry->function) continue;  // ends with the object
-    reportObservedDeath(this, was.name());
+    reportObservedDeath(this, was ? std::string_view(was->name()) : "NSObject");
     break;
   }
 }
