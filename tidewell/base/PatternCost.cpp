@@ -163,6 +163,7 @@ class Scan {
     if (c == 'b' || c == 'B') ++cost_.boundaries;
     if (c == 'X') cost_.breaksText = true;
     if (c == 'k' || isDigit(c)) cost_.hasReferences = true;
+    if (isOneOf(c, "pPNx") && peek() == '{' && !isQuoting_) ++at_;  // which is no quantifier
   }
 
   void openSet() {
