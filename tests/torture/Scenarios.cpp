@@ -55,7 +55,7 @@ TWRequestCompletion completion() {
   return [](bool, const base::Value&) { complete(); };
 }
 void waitForCompletions() {
-  for (int left = expected - completions; left > 0; --left) {
+  while (completions < expected) {
     require(ended.try_acquire_for(std::chrono::seconds(20)), "a completion did not come");
   }
 }
@@ -397,12 +397,13 @@ void checkThatTheSdkWorks(bool usesNetwork) {
   require(completions == expected, "a completion came twice");
   if (usesNetwork) {
     bool succeeded = false;
+    std::binary_semaphore answered{0};
     TWNetworkRequest(TWServiceGetConfig, std::nullopt, std::nullopt, base::Dictionary{{"q", 1}}, std::nullopt)
         .executeRequestWithCompletionBlock([&](bool success, const base::Value&) {
           succeeded = success;
-          ended.release();
+          answered.release();
         });
-    require(ended.try_acquire_for(std::chrono::seconds(20)) && succeeded, "a request with memory fails");
+    require(answered.try_acquire_for(std::chrono::seconds(20)) && succeeded, "a request with memory fails");
   }
   config().updateConfigFromResponse(configuration());
   require(!config().isUserPushEnabled(), "the opt-out from before is gone");
