@@ -225,7 +225,7 @@ const Call kCoreCalls[] = {
      }},
     {"restricted IDs", 2, [](Random& r) { static_cast<void>(config().restrictionOfUniqueID(r.text())); }},
     {"restricted ID", 2, [](Random&) { static_cast<void>(config().isUniqueIDRestricted("aaaaaaaaaaaaaaaa")); }},
-    {"record", 2, [](Random&) { static_cast<void>(config().tdwConfig()->fields()); }},
+    {"record", 2, [](Random&) { if (const auto record = config().tdwConfig()) static_cast<void>(record->fields()); }},
     {"region", 1, [](Random& r) { config().setDataRedirectionRegion(static_cast<TWDataRegion>(r.below(4))); }},
     {"opt out", 1, [](Random& r) { config().setDataTrackingOptedOut(r.coin()); }},
     {"opt out of push", 1, [](Random& r) { config().setUserPushNotificationOptedOut(r.coin()); }},
