@@ -96,8 +96,10 @@ class Shelf {
   std::array<T, 12> things_{};
 };
 
+/// A proxied delegate that is an interceptor, too, would hear of itself without end: none is both.
 class Listener : public platform::UIApplicationDelegate {
  public:
+  explicit Listener(bool mayIntercept) : mayIntercept_(mayIntercept) {}
   bool openURL(UIApplication&, const base::Url&, const base::Dictionary&) override { return ++calls % 2; }
   bool continueUserActivity(UIApplication&, platform::NSUserActivity&,
                             const platform::RestorationHandler& handler) override {
@@ -115,10 +117,13 @@ class Listener : public platform::UIApplicationDelegate {
   }
   /// Comes back into the registry during a walk.
   void touch() {
-    if (++calls % 3 == 0)
+    if (++calls % 3 == 0 && mayIntercept_)
       static_cast<void>(Swizzler::registerAppDelegateInterceptor(weak_from_this().lock()));
   }
   std::atomic<int> calls{0};
+
+ private:
+  const bool mayIntercept_;
 };
 
 class Tank : public runtime::Subclass<Tank, TWModelObject> {
@@ -142,7 +147,7 @@ inline constinit const runtime::Message<std::int64_t()> kLevel{"level"};
 
 // What the threads share.
 testing::StandInBackend* backend = nullptr;
-Shelf<Ref> listeners;
+Shelf<Ref> listeners, delegates;
 Shelf<std::shared_ptr<Tank>> tanks;
 Shelf<std::shared_ptr<UIViewController>> controllers;
 Shelf<std::shared_ptr<platform::UIWindow>> windows;
@@ -225,7 +230,7 @@ const Call kCoreCalls[] = {
      }},
     {"restricted IDs", 2, [](Random& r) { static_cast<void>(config().restrictionOfUniqueID(r.text())); }},
     {"restricted ID", 2, [](Random&) { static_cast<void>(config().isUniqueIDRestricted("aaaaaaaaaaaaaaaa")); }},
-    {"record", 2, [](Random&) { static_cast<void>(config().tdwConfig()->fields()); }},
+    {"record", 2, [](Random&) { if (const auto record = config().tdwConfig()) static_cast<void>(record->fields()); }},
     {"region", 1, [](Random& r) { config().setDataRedirectionRegion(static_cast<TWDataRegion>(r.below(4))); }},
     {"opt out", 1, [](Random& r) { config().setDataTrackingOptedOut(r.coin()); }},
     {"opt out of push", 1, [](Random& r) { config().setUserPushNotificationOptedOut(r.coin()); }},
@@ -304,7 +309,8 @@ const Call kCoreCalls[] = {
 };
 
 const Call kDelegateCalls[] = {
-    {"new listener", 4, [](Random& r) { listeners.put(r.place(), runtime::make<Listener>()); }},
+    {"new listener", 4, [](Random& r) { listeners.put(r.place(), runtime::make<Listener>(true)); }},
+    {"new delegate", 2, [](Random& r) { delegates.put(r.place(), runtime::make<Listener>(false)); }},
     {"register", 4, [](Random& random) {
        const auto id = Swizzler::registerAppDelegateInterceptor(listeners.at(random.place()));
        if (id) interceptorIDs.put(random.place(), *id);
@@ -316,7 +322,7 @@ const Call kDelegateCalls[] = {
        Swizzler::notifyInterceptorsWithMethodSelector(platform::kApplicationDidReceiveRemoteNotification.selector(),
            [&](const Ref& each) { static_cast<Listener&>(*each).touch(); });
      }},
-    {"delegate", 4, [](Random& r) { application().setDelegate(listeners.at(r.place())); }},
+    {"delegate", 4, [](Random& r) { application().setDelegate(delegates.at(r.place())); }},
     {"proxy", 1, [](Random& random) {
        if (!take(proxies, kMostProxies)) return;
        Swizzler::resetProxyOriginalDelegateOnceToken();
