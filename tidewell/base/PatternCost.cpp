@@ -212,7 +212,7 @@ class Scan {
     }
     const bool expands = c == '{' && isShortCount();
     cost_.isNested |= ofGroup;
-    if (!isPossessive && !(c == '{' && isExactCount())) ++cost_.repeats;
+    if (c != '{' || !isExactCount()) ++cost_.repeats;
     const bool moves = isPossessive || ofGroup || ofEmpty || (c == '{' && !expands);
     cost_.nanoseconds += moves ? kMoveOfByte * at_ : at_ / 8;
   }
