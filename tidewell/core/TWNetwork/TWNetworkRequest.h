@@ -50,8 +50,8 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
   /// and fails when it is sent.
   [[nodiscard]] std::optional<platform::UrlRequest> getRequestInstance() const;
   /// Sends. The completion runs exactly once: on the main queue, or on the session's queue for the log
-  /// service. A configuration of more than 3 MiB is a failed transfer. Raises for a request to the log service
-  /// that could not be built (`sendLogRequest`); the completion does not run then.
+  /// service. A configuration of more than 3 MiB is a failed transfer. Raises for a request to the log
+  /// service that could not be built (`sendLogRequest`); the completion does not run then.
   void executeRequestWithCompletionBlock(TWRequestCompletion completion) const;
 
  private:
