@@ -115,7 +115,7 @@ TEST_F(ConfigManager, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
   for (int i = 0; i < 64; ++i) manySets += "[\\p{L}]";
   base::Array users, attack;
   for (int i = 0; i < 10000; ++i) users.addObject("user" + std::to_string(i));
-  for (int i = 0; i < 1000; ++i) users.addObject("guest" + std::to_string(i) + "-[0-9]");
+  for (int i = 0; i < 200; ++i) users.addObject("guest" + std::to_string(i) + "-[0-9]");
   for (int i = 0; i < 32; ++i) attack.addObject(manyNamed);
   for (int i = 0; i < 570; ++i) attack.addObject("(?i)" + manySets);
   attack.addObject("a.*");
@@ -130,7 +130,7 @@ TEST_F(ConfigManager, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
   } rows[] = {
       {users, "user9999", "YES"},
       {users, "user10000", "NO"},
-      {users, "guest999-7", "YES"},
+      {users, "guest199-7", "YES"},
       {base::Array{"(a+)+b", "a*"}, hopeless, "YES", 1},
       {base::Array{"(a+)+b", "(.*)*x.*y", "b"}, hopeless, "NO", 1},
       {attack, "abc", "YES", 1},
