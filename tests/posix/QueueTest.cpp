@@ -120,6 +120,7 @@ TEST_F(QueueTest, TheChildrenOfAForkUseTheMainQueueWhateverWaitsInIt) {
   });
   /// Uses the queue when a function that waits in it is destroyed.
   struct Farewell {
+    explicit Farewell(Queue& its) : queue(its) {}
     Queue& queue;
     ~Farewell() {
       queue.async([] {});
