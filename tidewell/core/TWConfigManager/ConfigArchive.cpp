@@ -116,6 +116,10 @@ ConfigArchive::Content ConfigArchive::readSetAside(const std::string& path) cons
 
 std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::string>& path, Reports& reports) {
   known_ = hasRead_ = isBroken_ = hasUnwritten_ = false;
+  // What an earlier record of this process kept beside the archive is merged like any other change.
+  stored_ = {};
+  kept_ = {};
+  keptAs_.clear();
   if (!path) return std::nullopt;
   const PendingChanges pending(files(), *path);
   setAside_ = files().fileExistsAtPath(unreadablePath(*path)).exists;
@@ -130,10 +134,17 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
     content = read(*path);
   }
   if (content.found == Found::undecodable) {
-    // Looked at again under the lock: another process may have replaced it by now.
+    // Looked at again under the lock: another process may have replaced it by now. While another holds the
+    // lock it may do so at any moment: the file stays until the next write.
     const platform::LockResult lock = files().lockForPath(*path);
     content = read(*path);
-    if (content.found == Found::undecodable) static_cast<void>(keepAside(*path, content, reports));
+    if (content.found == Found::undecodable) {
+      if (lock.isHeldByAnother()) {
+        report("The configuration archive cannot be decoded: " + content.reason, reports);
+      } else {
+        static_cast<void>(keepAside(*path, content, reports));
+      }
+    }
   }
   known_ = content.found != Found::unreadable;
   hasRead_ = content.hasFields();
