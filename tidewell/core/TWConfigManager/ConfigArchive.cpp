@@ -123,7 +123,8 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
   if (!path) return std::nullopt;
   const PendingChanges pending(files(), *path);
   setAside_ = files().fileExistsAtPath(unreadablePath(*path)).exists;
-  Changes changes = pending.read();
+  std::error_code listing;
+  Changes changes = pending.read(&listing);
   Content content = read(*path);
   // A change that is gone by now is in the archive, but perhaps not in what was read of it.
   for (int reads = 1; !changes.empty(); ++reads) {
@@ -151,12 +152,16 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
   isBroken_ = content.found == Found::part;
   if (!known_) report("The configuration cannot be read for now: " + content.reason, reports);
   if (isBroken_) report("The configuration archive can be read in part: " + content.reason, reports);
+  if (known_ && listing) {
+    report("Changes beside the configuration archive cannot be listed for now: " + listing.message(),
+           reports);
+  }
   if (content.found == Found::largeRecord) {
     report("The configuration archive is too large: its lists are not read", reports);
   }
 
   const Content setAside = readSetAside(*path);
-  hasUnwritten_ = !changes.empty() || isBroken_ || content.found == Found::largeRecord;
+  hasUnwritten_ = !changes.empty() || (known_ && listing) || isBroken_ || content.found == Found::largeRecord;
   if (!content.hasFields() && !setAside.hasFields() && changes.empty()) return std::nullopt;
   TWConfigFields fields = std::move(content.fields);
   if (!content.hasFields()) {
