@@ -39,6 +39,7 @@ TEST_F(DelegateProxyTest, InterceptorsHearEveryMessageFirstAndTheAnswerIsYesWher
   EXPECT_EQ(takeHeard(), Lines{"app" + kURLNoted});
   const auto push = intercept("push");
   const auto inbox = intercept("inbox");
+  Swizzler::registerAppDelegateInterceptor(delegate);  // hears as the delegate only
   for (const Sent& message : sentMessages()) {
     SCOPED_TRACE(message.selector);
     for (int mask = 0; mask < 8; ++mask) {

@@ -112,7 +112,7 @@ class Scan {
         break;
       case '-':
         // A range reaches beyond ASCII unless its last character plainly does not.
-        if (mayBeInSet() && (peek() < '$' || peek() == '\\')) close_ = kCloseAll;
+        if (mayBeInSet() && (peek() < '$' || peek() > '~' || peek() == '\\')) close_ = kCloseAll;
         break;
       default:
         if (!isInSet()) stepOutside(c);

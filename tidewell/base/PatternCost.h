@@ -12,8 +12,7 @@ namespace tidewell::base {
 ///
 /// The scan does not parse: it counts what is dear wherever it appears, inside quotations and comments too,
 /// so that it errs on the side of too much. The figures were measured with ICU 72, one construct after the
-/// other
-/// (`make cost` measures the dearest ones again), and rounded up.
+/// other (`make cost` measures the dearest ones again), and rounded up.
 struct PatternCost {
   /// Processor time to compile, on a present-day machine.
   std::uint64_t nanoseconds = 0;

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/base/TextFormat.h"
@@ -49,14 +50,19 @@ AppIDCheck storeAppID(std::optional<std::string_view> appID) {
 /// thread that posts.
 template <class Handler>
 void observe(std::string_view name, Handler handler) {
-  platform::NotificationCenter::defaultCenter().addObserver(name, [handler](
-                                                                      const platform::Notification& posted) {
+  const auto guardedHandler = [handler](const platform::Notification& posted) {
+    const base::CancellationShield shield;
     try {
       handler(posted);
     } catch (...) {
-      platform::report("the handler of " + posted.name + " raised: " + base::currentExceptionDescription());
+      try {
+        platform::report("the handler of " + posted.name + " raised: " + base::currentExceptionDescription());
+      } catch (...) {
+        platform::report("the handler of a notification raised, and there is no memory to say what");
+      }
     }
-  });
+  };
+  platform::NotificationCenter::defaultCenter().addObserver(name, guardedHandler);
 }
 
 /// The end of a sync. A dictionary counts, whatever the flag beside it says.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "tidewell/base/Fork.h"
@@ -34,7 +35,10 @@ void keepModuleLoaded(AnyFunction function) noexcept {
   {
     const std::scoped_lock lock(kept.mutex);
     if (std::find(kept.bases.begin(), kept.bases.end(), info.dli_fbase) != kept.bases.end()) return;
-    kept.bases.push_back(info.dli_fbase);
+    try {
+      kept.bases.push_back(info.dli_fbase);
+    } catch (const std::bad_alloc&) {  // kept below all the same, and once more at the next call
+    }
   }
   if (!base::canLoadLibraries()) return;
   // The program itself is not found under its name; it stays anyway. The handle is kept on purpose.

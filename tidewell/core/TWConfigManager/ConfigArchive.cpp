@@ -116,10 +116,15 @@ ConfigArchive::Content ConfigArchive::readSetAside(const std::string& path) cons
 
 std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::string>& path, Reports& reports) {
   known_ = hasRead_ = isBroken_ = hasUnwritten_ = false;
+  // What an earlier record of this process kept beside the archive is merged like any other change.
+  stored_ = {};
+  kept_ = {};
+  keptAs_.clear();
   if (!path) return std::nullopt;
   const PendingChanges pending(files(), *path);
   setAside_ = files().fileExistsAtPath(unreadablePath(*path)).exists;
-  Changes changes = pending.read();
+  std::error_code listing;
+  Changes changes = pending.read(&listing);
   Content content = read(*path);
   // A change that is gone by now is in the archive, but perhaps not in what was read of it.
   for (int reads = 1; !changes.empty(); ++reads) {
@@ -130,22 +135,33 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
     content = read(*path);
   }
   if (content.found == Found::undecodable) {
-    // Looked at again under the lock: another process may have replaced it by now.
+    // Looked at again under the lock: another process may have replaced it by now. While another holds the
+    // lock it may do so at any moment: the file stays until the next write.
     const platform::LockResult lock = files().lockForPath(*path);
     content = read(*path);
-    if (content.found == Found::undecodable) static_cast<void>(keepAside(*path, content, reports));
+    if (content.found == Found::undecodable) {
+      if (lock.isHeldByAnother()) {
+        report("The configuration archive cannot be decoded: " + content.reason, reports);
+      } else {
+        static_cast<void>(keepAside(*path, content, reports));
+      }
+    }
   }
   known_ = content.found != Found::unreadable;
   hasRead_ = content.hasFields();
   isBroken_ = content.found == Found::part;
   if (!known_) report("The configuration cannot be read for now: " + content.reason, reports);
   if (isBroken_) report("The configuration archive can be read in part: " + content.reason, reports);
+  if (known_ && listing) {
+    report("Changes beside the configuration archive cannot be listed for now: " + listing.message(),
+           reports);
+  }
   if (content.found == Found::largeRecord) {
     report("The configuration archive is too large: its lists are not read", reports);
   }
 
   const Content setAside = readSetAside(*path);
-  hasUnwritten_ = !changes.empty() || isBroken_ || content.found == Found::largeRecord;
+  hasUnwritten_ = !changes.empty() || (known_ && listing) || isBroken_ || content.found == Found::largeRecord;
   if (!content.hasFields() && !setAside.hasFields() && changes.empty()) return std::nullopt;
   TWConfigFields fields = std::move(content.fields);
   if (!content.hasFields()) {

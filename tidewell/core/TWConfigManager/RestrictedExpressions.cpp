@@ -115,7 +115,8 @@ RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniq
   if (!compiled_.empty() && compiled_.front().index < end) {
     const base::MatchText text(uniqueID);
     const base::MatchPlace place;
-    std::int32_t left = kStepsOfQuestion;
+    // A step for each at least, so that a long list of cheap expressions is asked whole.
+    std::int32_t left = std::max(kStepsOfQuestion, static_cast<std::int32_t>(compiled_.size()));
     auto behind = static_cast<std::int32_t>(compiled_.size());
     for (const Compiled& compiled : compiled_) {
       if (compiled.index >= end) break;

@@ -28,7 +28,7 @@ class RestrictedExpressions {
  public:
   static constexpr std::uint64_t kMaximumCompileTime = 30000000;  ///< of all, in nanoseconds
   static constexpr std::size_t kMaximumCompiledSize = 8u << 20;   ///< of all, in bytes
-  static constexpr std::int32_t kStepsOfQuestion = 4000;
+  static constexpr std::int32_t kStepsOfQuestion = 4000;  ///< or one for each compiled expression, if more
   /// So many bytes of expressions are looked at for what they cost; those behind are taken to cost too much.
   static constexpr std::size_t kMaximumScannedBytes = 1u << 20;
   /// So many expressions keep their matchers; the others make one for each match.

@@ -52,15 +52,17 @@ void returnSlot(void* slot) {
   static_cast<ReaderSlot*>(slot)->taken.store(false, std::memory_order_release);
 }
 
+/// Made when the library is loaded, so that a fork never finds it half made. Not made before that.
+struct EndKey {
+  pthread_key_t number{};
+  bool isMade = pthread_key_create(&number, returnSlot) == 0;
+};
+const EndKey endKey;
+
 /// Has `returnSlot` called when the thread ends; false where that is not possible. Not a `thread_local`
 /// object with a destructor: where the C library has no memory to register one it ends the process.
 bool returnsWhenThreadEnds(ReaderSlot& slot) noexcept {
-  struct Key {
-    pthread_key_t number{};
-    bool isMade = pthread_key_create(&number, returnSlot) == 0;
-  };
-  static const Key key;
-  return key.isMade && pthread_setspecific(key.number, &slot) == 0;
+  return endKey.isMade && pthread_setspecific(endKey.number, &slot) == 0;
 }
 
 /// Suffices for most processes, so that a question needs no memory.

@@ -56,9 +56,13 @@ void reportTooLarge(PropertySet properties) {
   for (const TWConfigProperty property : kMergedProperties) {
     if ((properties & propertyBit(property)) == 0) continue;
     const PropertyBounds bounds = boundsOf(property);
-    platform::report("The configuration's " + std::string(keyOf(property)) +
-                     " is too large and stays as it was: at most " + std::to_string(bounds.elements) +
-                     " elements, " + std::to_string(bounds.bytes >> 10) + " KiB of text");
+    std::string text = "The configuration's " + std::string(keyOf(property)) +
+                       " is too large and stays as it was: at most " + std::to_string(bounds.elements) +
+                       " elements, " + std::to_string(bounds.bytes >> 10) + " KiB of text";
+    if (property == TWConfigPropertyRestrictedUniqueIDRegex) {
+      text += "; unique IDs are checked against the earlier list, if there is one";
+    }
+    platform::report(text);
   }
 }
 
@@ -165,6 +169,19 @@ struct TWConfigManager::State {
   void put(std::shared_ptr<TWConfig> next) {
     Aftermath aftermath;
     const std::lock_guard lock(configMutex);
+    putLocked(next, aftermath);  // the earlier record dies after the lock
+  }
+
+  /// Puts a record in force unless another thread has put one meanwhile; answers the one in force.
+  std::shared_ptr<TWConfig> putWhereThereIsNone(std::shared_ptr<TWConfig> next) {
+    Aftermath aftermath;
+    const std::lock_guard lock(configMutex);
+    if (!config) putLocked(next, aftermath);
+    return config;
+  }
+
+  /// Swaps `next` for the record in force, with `configMutex` held.
+  void putLocked(std::shared_ptr<TWConfig>& next, Aftermath& aftermath) {
     // First what may fail: the record in force stays attached then.
     publication.makeRoom();
     if (next) recordOf(*next).makeRoomForAttachment();
@@ -185,8 +202,8 @@ struct TWConfigManager::State {
     std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), tidings.reports);
     tidings.madeDefaults = !fields;
     isUnwritten = archive.hasUnwritten();
-    put(std::shared_ptr<TWConfig>(new TWConfig(fields ? std::move(*fields) : defaultFields())));
-    return current();
+    return putWhereThereIsNone(
+        std::shared_ptr<TWConfig>(new TWConfig(fields ? std::move(*fields) : defaultFields())));
   }
 
   std::shared_ptr<TWConfig> currentOrLoaded() {
@@ -270,8 +287,8 @@ void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
   guarded(at(118, "updateConfigFromResponse:"), [&] {
     const std::optional<std::string> path = ConfigArchive::path();
     const std::shared_ptr<TWConfig> record = state_->currentOrLoaded();
-    static const base::Dictionary kEmpty;
-    const base::Dictionary* const reply = response ? response.dictionary() : &kEmpty;
+    const base::Dictionary empty;
+    const base::Dictionary* const reply = response ? response.dictionary() : &empty;
     if (reply == nullptr) base::raiseUnrecognizedSelector(response, "validObjectForKey:");
 
     ConfigChange change;

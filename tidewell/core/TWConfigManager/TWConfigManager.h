@@ -40,7 +40,8 @@ class TIDEWELL_EXPORT TWConfigManager final {
   TWConfigManager(const TWConfigManager&) = delete;
   TWConfigManager& operator=(const TWConfigManager&) = delete;
 
-  /// The record in force; never null. What is set through it is seen by the next question.
+  /// The record in force; null only after `setTdwConfig(nullptr)`, until the next merge or setter. What is
+  /// set through it is seen by the next question.
   [[nodiscard]] std::shared_ptr<TWConfig> tdwConfig() const;
   /// Every value of the record counts as written by this process: no other process's file displaces it. A
   /// null pointer puts nothing in force until the next merge or setter, which loads the archive anew;
@@ -55,8 +56,9 @@ class TIDEWELL_EXPORT TWConfigManager final {
   [[nodiscard]] bool shouldSyncConfig() const;
   /// Merges a reply: a key that is absent or null resets its property to its default. The region and the
   /// opt-outs stay. A list of more than 10,240 elements or 512 KiB of text, and any other value of more than
-  /// 256 elements or 16 KiB, is not taken: the property stays as it was, and that is logged. Writes the
-  /// archive and logs the service status. Stops at the first value that cannot be merged: line 118, nothing
+  /// 256 elements or 16 KiB, is not taken: the property stays as it was, and that is logged. (For the
+  /// restricted IDs that is no list at all where none was merged before.) Writes the archive and logs the
+  /// service status. Stops at the first value that cannot be merged: line 118, nothing
   /// written.
   void updateConfigFromResponse(const base::Value& response);
   void setDataRedirectionRegion(TWDataRegion region);

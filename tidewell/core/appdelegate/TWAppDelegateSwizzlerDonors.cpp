@@ -43,6 +43,16 @@ CanonicalResult<R> callAs(const Method& method, const Method& as, Object& self, 
   return method.callUnchecked<R, P...>(self, arguments...);
 }
 
+/// Calls the interceptors, but for the delegate itself: where it is registered as one it would get its own
+/// message again without end.
+template <class Call>
+void callInterceptors(const Object& self, Selector selector, const Call& call) {
+  const auto callOther = [&](const Ref& interceptor) {
+    if (interceptor.get() != &self) call(interceptor);
+  };
+  TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(selector, std::cref(callOther));
+}
+
 /// Forwards by sending the message itself. The answer is YES where one of those who were called said so, and
 /// nobody is left out because of that.
 template <class R, class... P>
@@ -53,7 +63,7 @@ CanonicalResult<R> forwardMessage(Object& self, const Method& method, Canonical<
         .method->template callUnchecked<R, P...>(*interceptor, arguments...);
   };
   if constexpr (std::is_void_v<R>) {
-    TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(sendTo));
+    callInterceptors(self, method.selector(), sendTo);
     if (original) callAs<R, P...>(*original, method, self, arguments...);
   } else {
     static_assert(std::is_same_v<R, bool>);
@@ -61,7 +71,7 @@ CanonicalResult<R> forwardMessage(Object& self, const Method& method, Canonical<
     const auto collect = [&](const Ref& interceptor) {
       if (sendTo(interceptor)) answer = true;
     };
-    TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(collect));
+    callInterceptors(self, method.selector(), collect);
     if (original && callAs<R, P...>(*original, method, self, arguments...)) answer = true;
     return answer;
   }
@@ -92,7 +102,7 @@ void forwardInvocation(Object& self, const Method& method, Canonical<P>... argum
     (setArgumentUnchanged(*invocation, index++, arguments), ...);
     invocation->invoke();
   };
-  TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(method.selector(), std::cref(invoke));
+  callInterceptors(self, method.selector(), invoke);
   if (original) callAs<void, P...>(*original, method, self, arguments...);
 }
 
