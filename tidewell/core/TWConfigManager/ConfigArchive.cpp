@@ -130,10 +130,13 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
     content = read(*path);
   }
   if (content.found == Found::undecodable) {
-    // Looked at again under the lock: another process may have replaced it by now.
+    // Looked at again under the lock: another process may have replaced it by now. A process that holds the
+    // lock may be about to, and what it writes must not be moved away; the next write keeps this one aside.
     const platform::LockResult lock = files().lockForPath(*path);
     content = read(*path);
-    if (content.found == Found::undecodable) static_cast<void>(keepAside(*path, content, reports));
+    if (content.found == Found::undecodable && !lock.isHeldByAnother()) {
+      static_cast<void>(keepAside(*path, content, reports));
+    }
   }
   known_ = content.found != Found::unreadable;
   hasRead_ = content.hasFields();
