@@ -56,7 +56,7 @@ io-torture:
 	scripts/setup test
 	cmake --preset dev
 	cmake --build --preset dev --target io_torture
-	build/dev/tests/io-torture/io_torture
+	build/dev/tests/attack/io/io_torture
 
 FORK_SECONDS ?= 0
 fork-matrix:
@@ -81,7 +81,7 @@ cost:
 	scripts/setup test
 	cmake --preset dev
 	cmake --build --preset dev --target tests_cost
-	build/dev/tests/cost/tests_cost
+	build/dev/tests/attack/cost/tests_cost
 
 FUZZ_SECONDS ?= 60
 fuzz:

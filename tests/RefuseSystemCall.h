@@ -9,7 +9,7 @@
 
 namespace tidewell {
 
-/// Has a system call fail from now on, in this thread and those that it starts. false where that is not
+/// Makes a system call fail from now on, in this thread and those that it starts. False where that is not
 /// allowed.
 inline bool refuseSystemCall(unsigned number, int error) {
   sock_filter program[] = {

@@ -215,6 +215,11 @@ TEST_F(ConfigArchive, AChangeUnderAnothersLockWaitsBesideTheArchive) {
   EXPECT_EQ(waiting(), std::vector<std::string>());
   manager.setUserPushNotificationOptedOut(true);
   EXPECT_TRUE(manager.tdwConfig()->userInAppOptedOut());
+  // An archive that cannot be decoded stays: the holder of the lock may be about to replace it.
+  held = files().lockForPath(path).lock;
+  files().setContents(path, "no archive");
+  (void)TWConfigManager().shouldSyncConfig();
+  EXPECT_EQ(contents(), "no archive");
 }
 
 TEST_F(ConfigArchive, AHolderThatWasStoppedDoesNotUndoWhatWasChosenMeanwhile) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/NeverDestroyed.h"
 #include "tidewell/desktop/ForegroundWatch.h"
 #include "tidewell/desktop/GioLinkOpener.h"
@@ -106,7 +107,8 @@ platform::UrlSession& DesktopPlatform::sharedUrlSession() { return state_->base.
 bool DesktopPlatform::hasModernLinkOpening() const { return state_->base.hasModernLinkOpening(); }
 
 platform::LinkOpener& DesktopPlatform::linkOpener() {
-  if (state_->options.posix.linkOpener) return *state_->options.posix.linkOpener;
+  // The environment names the programs that open links; with raised rights it is not trusted.
+  if (state_->options.posix.linkOpener || posix::hasRaisedRights()) return state_->base.linkOpener();
   return state_->linkOpener;
 }
 platform::Presenter& DesktopPlatform::presenter() {
@@ -118,6 +120,7 @@ void DesktopPlatform::enterForeground() { state_->base.enterForeground(); }
 void DesktopPlatform::enterBackground() { state_->base.enterBackground(); }
 
 DesktopPlatform* install(Options options) {
+  const base::CancellationShield shield;
   std::string complaint = posix::complaintAbout(options.posix);
   if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
   if (complaint.empty()) {

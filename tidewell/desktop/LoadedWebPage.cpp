@@ -1,3 +1,4 @@
+#include <new>
 #include <string>
 
 #include "tidewell/base/NeverDestroyed.h"
@@ -15,9 +16,14 @@ base::NeverDestroyed<posix::NeighbourModule> browser(reinterpret_cast<const void
 }  // namespace
 
 WebPageMaker loadWebPageMaker(std::string& problem) noexcept {
-  const auto maker = reinterpret_cast<WebPageMaker>(browser->function("tidewell_make_web_page", problem));
-  if (!maker) problem = "the browser cannot be loaded: " + problem;
-  return maker;
+  try {
+    const auto maker = reinterpret_cast<WebPageMaker>(browser->function("tidewell_make_web_page", problem));
+    if (!maker) problem = "the browser cannot be loaded: " + problem;
+    return maker;
+  } catch (const std::bad_alloc&) {
+    problem = "out of memory";  // short enough to need none
+    return nullptr;
+  }
 }
 
 }  // namespace tidewell::desktop

@@ -32,7 +32,7 @@ class Container {
   [[nodiscard]] std::string vendorFile(std::string_view vendor) const;
 
   /// No error where every folder between DATA_HOME and the last component of `path` that exists may be used.
-  /// Paths elsewhere are not looked at. A link among them has to belong to the user, as what it leads to.
+  /// Paths elsewhere are not looked at. A link among them must belong to the user, as must what it leads to.
   [[nodiscard]] std::error_code checkFolders(const std::string& path) const;
   /// Makes the folder and what is missing above it, mode 0700, where the folders that exist may be used.
   [[nodiscard]] std::error_code makeFolder(const std::string& path) const;

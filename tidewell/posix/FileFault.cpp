@@ -41,11 +41,16 @@ class FileFaultCategory final : public std::error_category {
   }
 };
 
+const std::error_category& category() {
+  static base::NeverDestroyed<FileFaultCategory> instance;
+  return *instance;
+}
+
+// Made while the library is loaded: the child of a fork might wait for ever for a thread that was making it.
+[[maybe_unused]] const std::error_category& categoryWhenLoaded = category();
+
 }  // namespace
 
-std::error_code make_error_code(FileFault fault) noexcept {
-  static base::NeverDestroyed<FileFaultCategory> category;
-  return {static_cast<int>(fault), *category};
-}
+std::error_code make_error_code(FileFault fault) noexcept { return {static_cast<int>(fault), category()}; }
 
 }  // namespace tidewell::posix

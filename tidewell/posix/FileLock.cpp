@@ -89,7 +89,19 @@ VainWait& vainWait() {
   return *instance;
 }
 
-[[maybe_unused]] const VainWait& madeWhenLoaded = vainWait();
+/// The paths about which a notice was given.
+struct Noticed {
+  StateMutex mutex;
+  std::set<std::string> paths;
+};
+Noticed& noticed() {
+  static base::NeverDestroyed<Noticed> instance;
+  return *instance;
+}
+
+// Made while the library is loaded: the child of a fork might wait for ever for a thread that was making one.
+[[maybe_unused]] const VainWait& vainWaitWhenLoaded = vainWait();
+[[maybe_unused]] const Noticed& noticedWhenLoaded = noticed();
 
 /// Tries for as long as a lock may be waited for. Zero, or the error.
 int waitForLock(int descriptor) {
@@ -142,15 +154,10 @@ bool cannotBeLocked(std::error_code error) {
 }
 
 std::string noticeOfMissingLock(const std::string& path, std::error_code error) {
-  struct Noticed {
-    StateMutex mutex;
-    std::set<std::string> paths;
-  };
-  static base::NeverDestroyed<Noticed> noticed;
   if (!cannotBeLocked(error)) return {};
   {
-    const std::lock_guard lock(noticed->mutex);
-    if (!noticed->paths.insert(path).second) return {};
+    const std::lock_guard lock(noticed().mutex);
+    if (!noticed().paths.insert(path).second) return {};
   }
   return "Other processes are not kept from writing " + path + " at the same time: " + error.message();
 }

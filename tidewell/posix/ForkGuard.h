@@ -23,8 +23,8 @@ class ForkGuard {
     const pid_t self = currentProcess();
     return owner_.compare_exchange_strong(owner, self, std::memory_order_relaxed) || owner == self;
   }
-  /// For the worker, after it has run foreign code: goes on in the owner only. Where that code has forked,
-  /// the child sleeps here for ever, for what is to be done next is its parent's, which does it, too.
+  /// Called by the worker after it has run foreign code. Returns in the owner only: if that code has forked,
+  /// the child sleeps here for ever, because the parent does the work that is left.
   void goOnInOwner() noexcept {
     while (!claim()) pause();
   }

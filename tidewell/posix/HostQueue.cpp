@@ -16,8 +16,8 @@
 namespace tidewell::posix {
 namespace {
 
-/// Where a cancelled thread cannot leave the wait of a condition variable, because that is `noexcept`, it
-/// stays until the wait is over.
+/// With libc++ a cancelled thread cannot leave the wait of a condition variable, which is `noexcept`, and is
+/// shielded until the wait is over.
 #if defined(_LIBCPP_VERSION)
 using WaitShield = base::CancellationShield;
 #else

@@ -9,8 +9,9 @@
 // Internal to the posix layer and those above: not installed.
 namespace tidewell::posix {
 
-/// A module that lies beside the library that a piece of code belongs to. Made while that library is loaded:
-/// its path may be relative to the working folder of that moment. Any thread; never throws once made.
+/// A module beside the library that a piece of code belongs to. Make it while that library is loaded, for the
+/// library's path may be relative to the working folder of that moment. Any thread; throws `std::bad_alloc`
+/// only.
 class NeighbourModule {
  public:
   NeighbourModule(const void* code, const char* name) {

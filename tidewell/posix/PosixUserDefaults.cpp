@@ -158,7 +158,7 @@ struct PosixUserDefaults::State {
     changes.insert_or_assign(std::string(key), Change{std::move(object), ++changeCount});
   }
 
-  /// Whether nobody has written since the last read. Two system calls.
+  /// Whether the file and its folder are unchanged since the last read. Two system calls.
   [[nodiscard]] bool isFresh() {
     const FileStamp now = FileStamp::of(path);
     const FileStamp folderNow = FileStamp::of(folder);
@@ -305,7 +305,10 @@ struct PosixUserDefaults::State {
     const std::lock_guard guard(mutex);
     stored = std::move(merged);
     stamp = now;
-    if (!found.empty()) waiting.clear();
+    if (!found.empty()) {
+      waiting.clear();
+      waitingFiles = 0;  // what is left is counted by the next read
+    }
     waitingStamp = {};
     forget(toWrite);
     return {};

@@ -11,9 +11,9 @@ namespace tidewell::posix {
 /// A serial queue with a thread of its own, which starts with the first function, sleeps while there is
 /// nothing to do and never ends.
 ///
-/// In the child of a fork it has no thread any more, nor where the system has none to give, nor a place where
-/// memory is short: what becomes of its functions then is said at the beginning, and reported once a process.
-/// Any thread.
+/// It has no thread in the child of a fork, nor where the system has none to give, and takes no function for
+/// which there is no memory: what becomes of functions then is chosen at construction, and reported once per
+/// process. Any thread.
 class WorkerQueue final : public platform::Queue {
  public:
   enum class WithoutThread {

@@ -10,7 +10,6 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "tidewell/posix/TransferEngine.h"
 #include "tidewell/posix/curl/CurlTransfer.h"

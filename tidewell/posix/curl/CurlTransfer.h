@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/TransferEngine.h"

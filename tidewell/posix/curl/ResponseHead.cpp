@@ -5,6 +5,7 @@
 #include "tidewell/posix/curl/HeaderText.h"
 
 namespace tidewell::posix {
+
 bool ResponseHead::addLine(std::string_view line) {
   bytes_ += line.size();
   if (bytes_ > kMaximumBytes) return false;
