@@ -8,7 +8,9 @@
 #include <new>
 #include <semaphore>
 
+#include "tidewell/base/DateFormatter.h"
 #include "tidewell/base/Json.h"
+#include "tidewell/base/RegularExpression.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
@@ -129,9 +131,15 @@ void checkConfiguration() {
   require(config().getEventBatchCount() == 7, "numbers");
 }
 
+std::shared_ptr<TWConfig> otherRecord;
+void makeRecord() {
+  start();
+  otherRecord = std::make_shared<TWConfig>();
+  otherRecord->setUserPushOptedOut(true);
+}
 void actOnConfiguration() {
   attempt([] { config().updateConfigFromResponse(configuration()); });
-  attempt([] { config().setTdwConfig(std::make_shared<TWConfig>()); });
+  attempt([] { config().setTdwConfig(otherRecord); });
   attempt([] { config().updateConfigFromResponse(configuration()); });
   attempt([] { require(config().isAccountActive() || true, "gates"); });
   attempt([] { static_cast<void>(config().isUniqueIDRestricted("12345")); });
@@ -352,7 +360,7 @@ void nothing() {}
 
 const std::vector<Scenario> scenarios{
     {"start", false, nothing, [] { attempt(start); }, nothing},
-    {"configuration", false, start, actOnConfiguration, checkConfiguration},
+    {"configuration", false, makeRecord, actOnConfiguration, checkConfiguration},
     {"wrong classes", false,
      [] {
        start();
@@ -377,6 +385,12 @@ void require(bool condition, const char* what) {
 }
 
 void enter(const World& entered) { world = entered; }
+
+void warmUpIcu() {
+  base::MatchBudget budget;
+  static_cast<void>(base::RegularExpression("[0-9]+").matches("1", budget));
+  static_cast<void>(base::DateFormatter("EEE", base::TimeZone::UTC()).stringFromDate({0}));
+}
 
 void liveBefore(const World& entered) {
   enter(entered);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/detail/IcuError.h"
 #include "tidewell/base/detail/IcuTurn.h"
 #include "tidewell/base/detail/TimeZoneRecord.h"
 
@@ -52,14 +53,17 @@ TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
   UErrorCode status = U_ZERO_ERROR;
   calendar.reset(ucal_open(icuIdentifier.data(), static_cast<std::int32_t>(icuIdentifier.size()),
                            "en_US_POSIX", UCAL_GREGORIAN, &status));
+  detail::raiseIfShortOfMemory(status);
 }
 
 std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
   if (!std::isfinite(millisecondsSince1970)) millisecondsSince1970 = 0;
+  if (!calendar) return 0;
   const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   // A calendar is set to the instant that it is asked about, so each question has its own.
   const std::unique_ptr<void*, CloseCalendar> asked(ucal_clone(calendar.get(), &status));
+  detail::raiseIfShortOfMemory(status);
   if (U_FAILURE(status)) return 0;
   ucal_setMillis(asked.get(),
                  std::clamp(millisecondsSince1970, -detail::kFarthestInstant, detail::kFarthestInstant),
@@ -88,6 +92,7 @@ std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {
   UErrorCode status = U_ZERO_ERROR;
   ucal_getCanonicalTimeZoneID(identifier.data(), static_cast<std::int32_t>(identifier.size()), canonical,
                               static_cast<std::int32_t>(std::size(canonical)), &isSystemZone, &status);
+  detail::raiseIfShortOfMemory(status);
   if (U_FAILURE(status)) return std::nullopt;
   auto record = std::make_shared<const Record>(std::string(name), identifier);
   if (!record->calendar) return std::nullopt;
