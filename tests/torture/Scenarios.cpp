@@ -1,5 +1,7 @@
 #include "torture/Scenarios.h"
 
+#include <dlfcn.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -386,10 +388,21 @@ void require(bool condition, const char* what) {
 
 void enter(const World& entered) { world = entered; }
 
-void warmUpIcu() {
+void warmUpLibraries() {
   base::MatchBudget budget;
   static_cast<void>(base::RegularExpression("[0-9]+").matches("1", budget));
   static_cast<void>(base::DateFormatter("EEE", base::TimeZone::UTC()).stringFromDate({0}));
+  if (void* const curl = dlopen("libcurl.so.4", RTLD_NOW)) {
+    if (void* const initialize = dlsym(curl, "curl_global_init"))
+      reinterpret_cast<int (*)(long)>(initialize)(3);
+  }
+  if (void* const ssl = dlopen("libssl.so.3", RTLD_NOW)) {
+    void* const method = dlsym(ssl, "TLS_client_method");
+    void* const make = dlsym(ssl, "SSL_CTX_new");
+    if (method != nullptr && make != nullptr) {
+      reinterpret_cast<void* (*)(const void*)>(make)(reinterpret_cast<const void* (*)()>(method)());
+    }
+  }
 }
 
 void liveBefore(const World& entered) {

@@ -228,7 +228,7 @@ int main(int argc, char** argv) {
   setrlimit(RLIMIT_CORE, &none);
   void* frame = nullptr;
   backtrace(&frame, 1);  // loads what it needs
-  warmUpIcu();
+  warmUpLibraries();
   std::string name =
       (std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp") + std::string("/tidewell-torture-XXXXXX");
   folder = mkdtemp(name.data());

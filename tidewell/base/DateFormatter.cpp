@@ -77,6 +77,7 @@ class IcuFormatter {
     const std::u16string text = utf16FromUtf8(pattern);
     const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
+    detail::requireMemoryForIcu();
     format_.reset(udat_open(UDAT_PATTERN, UDAT_PATTERN, kLocale, zone.data(), lengthOf(zone), text.data(),
                             lengthOf(text), &status));
     calendar_.reset(ucal_open(zone.data(), lengthOf(zone), kLocale, UCAL_GREGORIAN, &status));

@@ -44,6 +44,7 @@ class alignas(64) Matcher {
   [[nodiscard]] bool prepare(const URegularExpression* compiled, std::int32_t stackLimit) {
     if (expression_) return true;
     UErrorCode status = U_ZERO_ERROR;
+    detail::requireMemoryForIcu();
     expression_.reset(uregex_clone(compiled, &status));
     uregex_setStackLimit(expression_.get(), stackLimit, &status);
     uregex_setMatchCallback(expression_.get(), &Matcher::mayGoOn, this, &status);
@@ -161,6 +162,7 @@ struct RegularExpression::Implementation {
     const std::u16string units = utf16FromUtf8(text);
     const detail::IcuTurn turn(detail::IcuTurn::Use::expressions);
     UParseError where;
+    detail::requireMemoryForIcu();
     compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
     detail::raiseIfShortOfMemory(status);
     if (kind == Matchers::kept && text.size() <= kLongestOfKeptMatchers && !cost.breaksText)

@@ -51,6 +51,7 @@ TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
     : name(std::move(zoneName)), icuIdentifier(std::move(identifier)) {
   const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
+  detail::requireMemoryForIcu();
   calendar.reset(ucal_open(icuIdentifier.data(), static_cast<std::int32_t>(icuIdentifier.size()),
                            "en_US_POSIX", UCAL_GREGORIAN, &status));
   detail::raiseIfShortOfMemory(status);
@@ -61,15 +62,11 @@ std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
   if (!calendar) return 0;
   const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
-  // A calendar is set to the instant that it is asked about, so each question has its own.
-  const std::unique_ptr<void*, CloseCalendar> asked(ucal_clone(calendar.get(), &status));
-  detail::raiseIfShortOfMemory(status);
-  if (U_FAILURE(status)) return 0;
-  ucal_setMillis(asked.get(),
+  ucal_setMillis(calendar.get(),
                  std::clamp(millisecondsSince1970, -detail::kFarthestInstant, detail::kFarthestInstant),
                  &status);
-  const std::int32_t offset =
-      ucal_get(asked.get(), UCAL_ZONE_OFFSET, &status) + ucal_get(asked.get(), UCAL_DST_OFFSET, &status);
+  const std::int32_t offset = ucal_get(calendar.get(), UCAL_ZONE_OFFSET, &status) +
+                              ucal_get(calendar.get(), UCAL_DST_OFFSET, &status);
   return U_FAILURE(status) ? 0 : offset / 1000;
 }
 

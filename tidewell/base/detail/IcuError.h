@@ -12,4 +12,8 @@ inline void raiseIfShortOfMemory(UErrorCode status) {
   if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
 }
 
+/// ICU crashes where several of its allocations fail in a row: raises `std::bad_alloc` before it is asked to
+/// make an object.
+inline void requireMemoryForIcu() { ::operator delete(::operator new(32 << 10)); }
+
 }  // namespace tidewell::base::detail
