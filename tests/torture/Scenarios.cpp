@@ -1,5 +1,7 @@
 #include "torture/Scenarios.h"
 
+#include <dlfcn.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -8,7 +10,9 @@
 #include <new>
 #include <semaphore>
 
+#include "tidewell/base/DateFormatter.h"
 #include "tidewell/base/Json.h"
+#include "tidewell/base/RegularExpression.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
@@ -129,9 +133,15 @@ void checkConfiguration() {
   require(config().getEventBatchCount() == 7, "numbers");
 }
 
+std::shared_ptr<TWConfig> otherRecord;
+void makeRecord() {
+  start();
+  otherRecord = std::make_shared<TWConfig>();
+  otherRecord->setUserPushOptedOut(true);
+}
 void actOnConfiguration() {
   attempt([] { config().updateConfigFromResponse(configuration()); });
-  attempt([] { config().setTdwConfig(std::make_shared<TWConfig>()); });
+  attempt([] { config().setTdwConfig(otherRecord); });
   attempt([] { config().updateConfigFromResponse(configuration()); });
   attempt([] { require(config().isAccountActive() || true, "gates"); });
   attempt([] { static_cast<void>(config().isUniqueIDRestricted("12345")); });
@@ -352,7 +362,7 @@ void nothing() {}
 
 const std::vector<Scenario> scenarios{
     {"start", false, nothing, [] { attempt(start); }, nothing},
-    {"configuration", false, start, actOnConfiguration, checkConfiguration},
+    {"configuration", false, makeRecord, actOnConfiguration, checkConfiguration},
     {"wrong classes", false,
      [] {
        start();
@@ -377,6 +387,23 @@ void require(bool condition, const char* what) {
 }
 
 void enter(const World& entered) { world = entered; }
+
+void warmUpLibraries() {
+  base::MatchBudget budget;
+  static_cast<void>(base::RegularExpression("[0-9]+").matches("1", budget));
+  static_cast<void>(base::DateFormatter("EEE", base::TimeZone::UTC()).stringFromDate({0}));
+  if (void* const curl = dlopen("libcurl.so.4", RTLD_NOW)) {
+    if (void* const initialize = dlsym(curl, "curl_global_init"))
+      reinterpret_cast<int (*)(long)>(initialize)(3);
+  }
+  if (void* const ssl = dlopen("libssl.so.3", RTLD_NOW)) {
+    void* const method = dlsym(ssl, "TLS_client_method");
+    void* const make = dlsym(ssl, "SSL_CTX_new");
+    if (method != nullptr && make != nullptr) {
+      reinterpret_cast<void* (*)(const void*)>(make)(reinterpret_cast<const void* (*)()>(method)());
+    }
+  }
+}
 
 void liveBefore(const World& entered) {
   enter(entered);

@@ -26,6 +26,9 @@ extern const std::vector<Scenario> scenarios;
 
 /// The life before: a configuration, an opt-out and a region on the disk, and a sync a moment ago.
 void liveBefore(const World& world);
+/// ICU, OpenSSL and GnuTLS keep for the life of the process, or crash on, what failed when they were first
+/// used.
+void warmUpLibraries();
 /// Before a scenario's `prepare`. The scenarios that install the SDK themselves do it in `act`.
 void enter(const World& world);
 /// Ends the process where something is not so.

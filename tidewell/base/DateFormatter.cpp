@@ -10,6 +10,7 @@
 #include "tidewell/base/Unicode.h"
 #include "tidewell/base/detail/CivilDate.h"
 #include "tidewell/base/detail/DatePattern.h"
+#include "tidewell/base/detail/IcuError.h"
 #include "tidewell/base/detail/IcuTurn.h"
 #include "tidewell/base/detail/TimeZoneRecord.h"
 
@@ -76,9 +77,11 @@ class IcuFormatter {
     const std::u16string text = utf16FromUtf8(pattern);
     const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
+    detail::requireMemoryForIcu();
     format_.reset(udat_open(UDAT_PATTERN, UDAT_PATTERN, kLocale, zone.data(), lengthOf(zone), text.data(),
                             lengthOf(text), &status));
     calendar_.reset(ucal_open(zone.data(), lengthOf(zone), kLocale, UCAL_GREGORIAN, &status));
+    detail::raiseIfShortOfMemory(status);
     if (U_FAILURE(status)) {
       format_.reset();
       return;
@@ -96,6 +99,7 @@ class IcuFormatter {
       const std::int32_t length =
           udat_format(format_.get(), milliseconds, text.data(), lengthOf(text), nullptr, &status);
       const bool tooShort = status == U_BUFFER_OVERFLOW_ERROR;
+      detail::raiseIfShortOfMemory(status);
       if (U_FAILURE(status) && !tooShort) return {};
       text.resize(static_cast<std::size_t>(length));
       if (!tooShort) return utf8FromUtf16(text);
@@ -111,6 +115,7 @@ class IcuFormatter {
     ucal_setDateTime(calendar_.get(), 2000, UCAL_JANUARY, 1, 0, 0, 0, &status);
     std::int32_t position = 0;
     udat_parseCalendar(format_.get(), calendar_.get(), text.data(), lengthOf(text), &position, &status);
+    detail::raiseIfShortOfMemory(status);
     if (U_FAILURE(status) || position != lengthOf(text)) return std::nullopt;
     const double milliseconds = ucal_getMillis(calendar_.get(), &status);
     if (U_FAILURE(status)) return std::nullopt;

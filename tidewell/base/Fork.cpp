@@ -71,8 +71,12 @@ WorkMutex::WorkMutex() {
 WorkMutex::~WorkMutex() { leave(); }
 
 void WorkMutex::afterForkInChild() noexcept {
-  mutexes_.push_back(std::make_unique<std::mutex>());
-  mutex_.store(mutexes_.back().get(), std::memory_order_release);
+  try {
+    mutexes_.push_back(std::make_unique<std::mutex>());
+    mutex_.store(mutexes_.back().get(), std::memory_order_release);
+  } catch (const std::bad_alloc&) {
+    ::new (&inForce()) std::mutex;  // its holder is not in the child
+  }
 }
 
 }  // namespace tidewell::base

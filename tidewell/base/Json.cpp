@@ -8,7 +8,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
+#include <new>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -191,11 +193,28 @@ class ValueBuilder {
 constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag |
                               rj::kParseNumbersAsStringsFlag | rj::kParseTrailingCommasFlag;
 
+/// RapidJSON's own allocator returns a null pointer when memory is short, which the reader then writes to.
+class ReaderMemory {
+ public:
+  static constexpr bool kNeedFree = true;
+  static void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+  static void* Realloc(void* old, std::size_t, std::size_t size) {
+    if (size == 0) {
+      Free(old);
+      return nullptr;
+    }
+    void* const made = std::realloc(old, size);
+    if (made == nullptr) throw std::bad_alloc();
+    return made;
+  }
+  static void Free(void* memory) noexcept { std::free(memory); }
+};
+
 /// Reads well-formed UTF-8 that ends with a NUL, and writes over it.
 Value readInSitu(char* text, std::size_t size) {
   ValueBuilder builder(std::string_view(text, size).find("\\u") != std::string_view::npos);
   rj::InsituStringStream stream(text);
-  rj::Reader reader;
+  rj::GenericReader<rj::UTF8<>, rj::UTF8<>, ReaderMemory> reader;
   // The reader takes a NUL in the text for its end.
   if (reader.Parse<kReading>(stream, builder).IsError() || stream.Tell() != size) return Value();
   return builder.takeRoot();

@@ -11,6 +11,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/PatternCost.h"
 #include "tidewell/base/Unicode.h"
+#include "tidewell/base/detail/IcuError.h"
 #include "tidewell/base/detail/IcuTurn.h"
 
 namespace tidewell::base {
@@ -39,14 +40,16 @@ using Expression = std::unique_ptr<URegularExpression, CloseExpression>;
 /// its own, as its neighbours serve others.
 class alignas(64) Matcher {
  public:
-  /// Matchers of one expression share what was compiled.
+  /// Matchers of one expression share what was compiled. Raises `std::bad_alloc`.
   [[nodiscard]] bool prepare(const URegularExpression* compiled, std::int32_t stackLimit) {
     if (expression_) return true;
     UErrorCode status = U_ZERO_ERROR;
+    detail::requireMemoryForIcu();
     expression_.reset(uregex_clone(compiled, &status));
     uregex_setStackLimit(expression_.get(), stackLimit, &status);
     uregex_setMatchCallback(expression_.get(), &Matcher::mayGoOn, this, &status);
     if (U_FAILURE(status)) expression_.reset();
+    detail::raiseIfShortOfMemory(status);
     return expression_ != nullptr;
   }
 
@@ -59,6 +62,7 @@ class alignas(64) Matcher {
     uregex_setUText(expression_.get(), text, &status_);  // which clones it, and only reads it
     const bool isMatch = uregex_matches(expression_.get(), -1, &status_) != 0;
     budget.steps -= std::min(budget.steps, std::max(leastCost, reports_ * costOfReport_));
+    detail::raiseIfShortOfMemory(status_);
     if (U_FAILURE(status_)) return MatchResult::undecided;
     return isMatch ? MatchResult::matches : MatchResult::differs;
   }
@@ -132,6 +136,7 @@ MatchText::MatchText(std::string_view utf8) : isAscii_(isAllAscii(utf8)) {
   }
   UErrorCode status = U_ZERO_ERROR;
   opened_ = utext_openUChars(nullptr, utf16_.data(), static_cast<std::int64_t>(utf16_.size()), &status);
+  detail::raiseIfShortOfMemory(status);
 }
 MatchText::~MatchText() { utext_close(opened_); }
 
@@ -157,7 +162,9 @@ struct RegularExpression::Implementation {
     const std::u16string units = utf16FromUtf8(text);
     const detail::IcuTurn turn(detail::IcuTurn::Use::expressions);
     UParseError where;
+    detail::requireMemoryForIcu();
     compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
+    detail::raiseIfShortOfMemory(status);
     if (kind == Matchers::kept && text.size() <= kLongestOfKeptMatchers && !cost.breaksText)
       matchers = std::make_unique<std::array<Matcher, MatchPlace::kCount>>();
   }

@@ -44,7 +44,7 @@ class TIDEWELL_EXPORT MatchText {
   std::array<char16_t, 64> short_;
   std::u16string other_;
   std::u16string_view utf16_;  ///< one of the two
-  UText* opened_;              ///< null where memory or ICU (2 GiB) has no room for it
+  UText* opened_;              ///< null where ICU (2 GiB) has no room for it
 };
 
 /// A place at which a thread matches. An expression that keeps matchers has one for each place, so that one
@@ -107,8 +107,8 @@ class TIDEWELL_EXPORT RegularExpression {
   /// takes about 0.2 µs longer).
   enum class Matchers { kept, made };
 
-  /// Compiles unless that costs too much. Never raises: an expression that ICU refuses is kept with its
-  /// error, and raises when it is asked.
+  /// Compiles unless that costs too much. Raises `std::bad_alloc` only: an expression that ICU refuses is
+  /// kept with its error, and raises when it is asked.
   explicit RegularExpression(std::string_view pattern, Matchers matchers = Matchers::kept);
   ~RegularExpression();
   RegularExpression(RegularExpression&&) noexcept;
@@ -126,7 +126,7 @@ class TIDEWELL_EXPORT RegularExpression {
 
   /// Raises `kInvalidArgumentException` ("Can't do regex matching, reason: Can't open pattern U_REGEX_…
   /// (string S, pattern P, case 0, canon 0)") for an invalid expression. `undecided` at once where the budget
-  /// is below the least cost. What the match cost is taken off the budget.
+  /// is below the least cost. What the match cost is taken off the budget. `std::bad_alloc` out of memory.
   [[nodiscard]] MatchResult matches(const MatchText& text, MatchBudget& budget,
                                     const MatchPlace& place = MatchPlace()) const;
   [[nodiscard]] MatchResult matches(std::string_view text, MatchBudget& budget) const {

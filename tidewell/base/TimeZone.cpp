@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/detail/IcuError.h"
 #include "tidewell/base/detail/IcuTurn.h"
 #include "tidewell/base/detail/TimeZoneRecord.h"
 
@@ -50,22 +51,22 @@ TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
     : name(std::move(zoneName)), icuIdentifier(std::move(identifier)) {
   const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
+  detail::requireMemoryForIcu();
   calendar.reset(ucal_open(icuIdentifier.data(), static_cast<std::int32_t>(icuIdentifier.size()),
                            "en_US_POSIX", UCAL_GREGORIAN, &status));
+  detail::raiseIfShortOfMemory(status);
 }
 
 std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
   if (!std::isfinite(millisecondsSince1970)) millisecondsSince1970 = 0;
+  if (!calendar) return 0;
   const IcuTurn turn(IcuTurn::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
-  // A calendar is set to the instant that it is asked about, so each question has its own.
-  const std::unique_ptr<void*, CloseCalendar> asked(ucal_clone(calendar.get(), &status));
-  if (U_FAILURE(status)) return 0;
-  ucal_setMillis(asked.get(),
+  ucal_setMillis(calendar.get(),
                  std::clamp(millisecondsSince1970, -detail::kFarthestInstant, detail::kFarthestInstant),
                  &status);
-  const std::int32_t offset =
-      ucal_get(asked.get(), UCAL_ZONE_OFFSET, &status) + ucal_get(asked.get(), UCAL_DST_OFFSET, &status);
+  const std::int32_t offset = ucal_get(calendar.get(), UCAL_ZONE_OFFSET, &status) +
+                              ucal_get(calendar.get(), UCAL_DST_OFFSET, &status);
   return U_FAILURE(status) ? 0 : offset / 1000;
 }
 
@@ -88,6 +89,7 @@ std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {
   UErrorCode status = U_ZERO_ERROR;
   ucal_getCanonicalTimeZoneID(identifier.data(), static_cast<std::int32_t>(identifier.size()), canonical,
                               static_cast<std::int32_t>(std::size(canonical)), &isSystemZone, &status);
+  detail::raiseIfShortOfMemory(status);
   if (U_FAILURE(status)) return std::nullopt;
   auto record = std::make_shared<const Record>(std::string(name), identifier);
   if (!record->calendar) return std::nullopt;

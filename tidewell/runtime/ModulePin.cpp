@@ -27,7 +27,7 @@ KeptModules& keptModules() {
 
 }  // namespace
 
-void keepModuleLoaded(AnyFunction function) noexcept {
+void keepModuleLoaded(AnyFunction function) {
   Dl_info info{};
   if (!dladdr(reinterpret_cast<void*>(function), &info) || !info.dli_fname) return;
 

@@ -78,6 +78,6 @@ class Registry {
 };
 
 /// Keeps the program or library that holds the function loaded for the rest of the process.
-void keepModuleLoaded(AnyFunction function) noexcept;
+void keepModuleLoaded(AnyFunction function);
 
 }  // namespace tidewell::runtime

@@ -27,8 +27,8 @@ struct TimeZone::Record {
 
   std::string name;
   std::u16string icuIdentifier;
-  /// An ICU calendar of the zone that is copied for each question and never set itself, so that any thread
-  /// may ask. Empty where ICU's data is missing.
+  /// An ICU calendar of the zone, set to each instant that is asked about under `IcuTurn`. (A copy of one
+  /// that is made out of memory has no zone, and ICU crashes on it.) Empty where ICU's data is missing.
   std::unique_ptr<void*, CloseCalendar> calendar;
 };
 

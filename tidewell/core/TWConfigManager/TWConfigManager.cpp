@@ -159,6 +159,7 @@ struct TWConfigManager::State {
   base::WorkMutex archiveMutex;          // taken before `configMutex`
   ConfigArchive archive;                 // under `archiveMutex`
   std::atomic<bool> isUnwritten{false};  // the archive lacks a change, for a reason that may pass
+  std::atomic<bool> isUnmerged{false};   // memory was short for the last reply
   Tidings ofLoading;                     // only while the manager is made
 
   std::shared_ptr<TWConfig> current() {
@@ -234,6 +235,38 @@ struct TWConfigManager::State {
     record->updateConfigProperty(property, value);
     store(path, *record);
   }
+
+  /// Merges a reply into the record in force, and writes the archive.
+  void merge(const base::Value& response) {
+    const std::optional<std::string> path = ConfigArchive::path();
+    const std::shared_ptr<TWConfig> record = currentOrLoaded();
+    const base::Dictionary empty;
+    const base::Dictionary* const reply = response ? response.dictionary() : &empty;
+    if (reply == nullptr) base::raiseUnrecognizedSelector(response, "validObjectForKey:");
+
+    ConfigChange change;
+    std::string_view line;
+    const auto publish = [&] {
+      const PropertySet tooLarge = propertiesOutOfBounds(change.fields, change.properties);
+      change.properties &= ~tooLarge;
+      recordOf(*record).apply(change);
+      if (!line.empty()) logLine(line);
+      reportTooLarge(tooLarge);
+    };
+    try {
+      for (const TWConfigProperty property : kMergedProperties) {
+        const std::string_view said = change.write(property, validObjectForKey(*reply, keyOf(property)));
+        if (!said.empty()) line = said;
+      }
+    } catch (const std::bad_alloc&) {
+      throw;  // no fault of the reply's: nothing of it counts
+    } catch (...) {
+      publish();  // what came before the value that raised
+      throw;
+    }
+    publish();
+    store(path, *record);
+  }
 };
 
 ConfigRecord& TWConfigManager::recordOf(const TWConfig& config) { return *config.record_; }
@@ -275,6 +308,7 @@ std::optional<std::string> TWConfigManager::getFilePathForConfig() const { retur
 
 bool TWConfigManager::shouldSyncConfig() const {
   state_->storeUnwritten();
+  if (state_->isUnmerged) return true;
   platform::Platform& platform = platform::Platform::current();
   const base::Value lastUpdated = platform.standardUserDefaults().objectForKey(kConfigLastUpdatedKey);
   const base::Date* const date = lastUpdated.date();
@@ -285,35 +319,14 @@ bool TWConfigManager::shouldSyncConfig() const {
 
 void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
   guarded(at(118, "updateConfigFromResponse:"), [&] {
-    const std::optional<std::string> path = ConfigArchive::path();
-    const std::shared_ptr<TWConfig> record = state_->currentOrLoaded();
-    const base::Dictionary empty;
-    const base::Dictionary* const reply = response ? response.dictionary() : &empty;
-    if (reply == nullptr) base::raiseUnrecognizedSelector(response, "validObjectForKey:");
-
-    ConfigChange change;
-    std::string_view line;
-    const auto publish = [&] {
-      const PropertySet tooLarge = propertiesOutOfBounds(change.fields, change.properties);
-      change.properties &= ~tooLarge;
-      recordOf(*record).apply(change);
-      if (!line.empty()) logLine(line);
-      reportTooLarge(tooLarge);
-    };
+    state_->isUnmerged = false;
     try {
-      for (const TWConfigProperty property : kMergedProperties) {
-        const std::string_view said = change.write(property, validObjectForKey(*reply, keyOf(property)));
-        if (!said.empty()) line = said;
-      }
+      state_->merge(response);
+      printCurrentServicesStatus();
     } catch (const std::bad_alloc&) {
-      throw;  // no fault of the reply's: nothing of it counts
-    } catch (...) {
-      publish();  // what came before the value that raised
+      state_->isUnmerged = true;  // the next occasion syncs again
       throw;
     }
-    publish();
-    state_->store(path, *record);
-    printCurrentServicesStatus();
   });
 }
 

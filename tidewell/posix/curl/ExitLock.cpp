@@ -30,7 +30,9 @@ std::timed_mutex& exitLock() {
 
 bool holdExitLockWhenOpenSslEnds() {
   owner = getpid();
-  if (OPENSSL_atexit(holdExitLock) != 1) return false;
+  constinit static bool isRegistered = false;  // under the exit lock
+  if (!isRegistered) isRegistered = OPENSSL_atexit(holdExitLock) == 1;
+  if (!isRegistered) return false;
   // Either the teardown finds the handler, or this finds that it has begun.
   std::atomic_thread_fence(std::memory_order_seq_cst);
   return OPENSSL_init_crypto(0, nullptr) == 1;

@@ -11,8 +11,9 @@ namespace tidewell::posix {
 /// is in and waits for the lock until the process is gone. Nobody is joined.
 [[nodiscard]] std::timed_mutex& exitLock();
 
-/// Ties the lock to OpenSSL's teardown. Once, while the lock is held, before libcurl is initialised. NO where
-/// the teardown has begun already: the process is about to end, and OpenSSL must not be touched any more.
+/// Ties the lock to OpenSSL's teardown. Call with the lock held, before libcurl is initialised; a second
+/// call registers nothing. False if the teardown has begun already: the process is about to end, and OpenSSL
+/// must not be touched any more.
 [[nodiscard]] bool holdExitLockWhenOpenSslEnds();
 
 }  // namespace tidewell::posix

@@ -1,10 +1,10 @@
-// Allocation torture: lets every allocation of a scenario fail, one after the other, once, and with some that
-// follow, each time in a process of its own.
+// Allocation torture: allocations of a scenario fail, one after the other, alone and with those that follow,
+// each time in a process of its own.
 //
-//   allocation_torture [--offline] [--every] [SCENARIO [FIRST NUMBER]]
+//   allocation_torture [--offline] [--every] [--most N] [SCENARIO [FIRST NUMBER]]
 //
-// By default one allocation of each call stack fails; with --every, each. What goes wrong is printed with the
-// call stack of the allocation.
+// One allocation of each call stack fails, evenly spread over at most N (150) of a scenario; with --every,
+// each allocation. What goes wrong is printed with the call stack of the allocation.
 #include <execinfo.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -32,7 +32,7 @@ using namespace tidewell::torture;
 constexpr unsigned kPatienceSeconds = 60;
 constexpr std::size_t kJobs = 2;
 /// How many allocations fail in a row.
-constexpr std::size_t kNumbers[] = {1, 3, 60};
+constexpr std::size_t kNumbers[] = {1, 60};
 
 /// What a child tells its parent.
 struct Shared {
@@ -49,6 +49,7 @@ struct Case {
 std::string folder;
 
 void explainDeath(int signal) {
+  Allocations::disarm();
   ::signal(SIGALRM, SIG_DFL);
   alarm(5);
   dprintf(STDERR_FILENO, "signal %d; the allocation that failed:\n", signal);
@@ -68,7 +69,14 @@ pid_t inChild(const std::string& errors, Body&& body) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (std::freopen(errors.c_str(), "w", stderr) == nullptr) _exit(2);
   std::setvbuf(stderr, nullptr, _IONBF, 0);
-  for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGALRM}) ::signal(signal, explainDeath);
+  static char handlerStack[64 << 10];
+  const stack_t onItsOwn{handlerStack, 0, sizeof handlerStack};
+  sigaltstack(&onItsOwn, nullptr);
+  struct sigaction explain {};
+  explain.sa_handler = explainDeath;
+  explain.sa_flags = SA_ONSTACK;
+  for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGALRM})
+    sigaction(signal, &explain, nullptr);
   alarm(kPatienceSeconds);
   body();
   _exit(0);
@@ -172,7 +180,8 @@ World startBackend() {
   return {"", ready.caFile, ready.port};
 }
 
-bool torture(Runner& runner, const Scenario& scenario, Shared& shared, bool every) {
+bool torture(Runner& runner, const Scenario& scenario, Shared& shared, std::size_t most) {
+  const bool every = most == 0;
   shared.count = 0;
   const int before = runner.wrong();
   runner.start({&scenario, 0, 0});
@@ -184,12 +193,15 @@ bool torture(Runner& runner, const Scenario& scenario, Shared& shared, bool ever
   for (std::size_t i = 0; i < std::min(count, Allocations::kMaximumNoted); ++i) {
     if (every || known.insert(shared.stacks[i]).second) chosen.push_back(i + 1);
   }
-  for (const std::size_t number : kNumbers) {
-    for (const std::size_t first : chosen) runner.start({&scenario, first, number});
+  const std::size_t tried = every ? chosen.size() : std::min(most, chosen.size());
+  for (std::size_t i = 0; i < tried; ++i) {
+    for (const std::size_t number : kNumbers) {
+      runner.start({&scenario, chosen[i * chosen.size() / tried], number});
+    }
   }
   runner.finishAll();
-  std::printf("%s: %zu allocations, %zu of them tried, %d wrong\n", scenario.name, count, chosen.size(),
-              runner.wrong() - before);
+  std::printf("%s: %zu allocations with %zu stacks, %zu of them tried, %d wrong\n", scenario.name, count,
+              chosen.size(), tried, runner.wrong() - before);
   std::fflush(stdout);
   return true;
 }
@@ -198,14 +210,16 @@ bool torture(Runner& runner, const Scenario& scenario, Shared& shared, bool ever
 
 int main(int argc, char** argv) {
   bool offline = false;
-  bool every = false;
+  std::size_t most = 150;
   std::vector<std::string> words;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     if (word == "--offline") {
       offline = true;
     } else if (word == "--every") {
-      every = true;
+      most = 0;
+    } else if (word == "--most" && i + 1 < argc) {
+      most = std::stoul(argv[++i]);
     } else {
       words.push_back(word);
     }
@@ -214,6 +228,7 @@ int main(int argc, char** argv) {
   setrlimit(RLIMIT_CORE, &none);
   void* frame = nullptr;
   backtrace(&frame, 1);  // loads what it needs
+  warmUpLibraries();
   std::string name =
       (std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp") + std::string("/tidewell-torture-XXXXXX");
   folder = mkdtemp(name.data());
@@ -233,7 +248,7 @@ int main(int argc, char** argv) {
       runner.start({&scenario, std::stoul(words[1]), std::stoul(words[2])});
       runner.finishAll();
     } else {
-      complete = torture(runner, scenario, shared, every) && complete;
+      complete = torture(runner, scenario, shared, most) && complete;
     }
   }
   std::filesystem::remove_all(folder);
