@@ -29,7 +29,7 @@ namespace {
 
 using namespace tidewell::torture;
 
-constexpr unsigned kPatienceSeconds = 60;
+constexpr unsigned kPatienceSeconds = 120;
 constexpr std::size_t kJobs = 2;
 /// How many allocations fail in a row.
 constexpr std::size_t kNumbers[] = {1, 60};
@@ -191,6 +191,7 @@ bool torture(Runner& runner, const Scenario& scenario, Shared& shared, std::size
   std::unordered_set<std::uint64_t> known;
   std::vector<std::size_t> chosen;
   for (std::size_t i = 0; i < std::min(count, Allocations::kMaximumNoted); ++i) {
+    if (shared.stacks[i] == 0) continue;
     if (every || known.insert(shared.stacks[i]).second) chosen.push_back(i + 1);
   }
   const std::size_t tried = every ? chosen.size() : std::min(most, chosen.size());
