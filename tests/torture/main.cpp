@@ -3,7 +3,7 @@
 //
 //   allocation_torture [--offline] [--every] [--most N] [SCENARIO [FIRST NUMBER]]
 //
-// One allocation of each call stack fails, evenly spread over at most N (150) of a scenario; with --every,
+// One allocation of each call stack fails, evenly spread over at most N (100) of a scenario; with --every,
 // each allocation. What goes wrong is printed with the call stack of the allocation.
 #include <execinfo.h>
 #include <signal.h>
@@ -211,7 +211,7 @@ bool torture(Runner& runner, const Scenario& scenario, Shared& shared, std::size
 
 int main(int argc, char** argv) {
   bool offline = false;
-  std::size_t most = 150;
+  std::size_t most = 100;
   std::vector<std::string> words;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
