@@ -3,7 +3,7 @@
 //
 //   allocation_torture [--offline] [--every] [--most N] [SCENARIO [FIRST NUMBER]]
 //
-// One allocation of each call stack fails, evenly spread over at most N (150) of a scenario; with --every,
+// One allocation of each call stack fails, evenly spread over at most N (100) of a scenario; with --every,
 // each allocation. What goes wrong is printed with the call stack of the allocation.
 #include <execinfo.h>
 #include <signal.h>
@@ -29,7 +29,7 @@ namespace {
 
 using namespace tidewell::torture;
 
-constexpr unsigned kPatienceSeconds = 60;
+constexpr unsigned kPatienceSeconds = 120;
 constexpr std::size_t kJobs = 2;
 /// How many allocations fail in a row.
 constexpr std::size_t kNumbers[] = {1, 60};
@@ -191,6 +191,7 @@ bool torture(Runner& runner, const Scenario& scenario, Shared& shared, std::size
   std::unordered_set<std::uint64_t> known;
   std::vector<std::size_t> chosen;
   for (std::size_t i = 0; i < std::min(count, Allocations::kMaximumNoted); ++i) {
+    if (shared.stacks[i] == 0) continue;
     if (every || known.insert(shared.stacks[i]).second) chosen.push_back(i + 1);
   }
   const std::size_t tried = every ? chosen.size() : std::min(most, chosen.size());
@@ -210,7 +211,7 @@ bool torture(Runner& runner, const Scenario& scenario, Shared& shared, std::size
 
 int main(int argc, char** argv) {
   bool offline = false;
-  std::size_t most = 150;
+  std::size_t most = 100;
   std::vector<std::string> words;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];

@@ -196,7 +196,6 @@ constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag |
 /// RapidJSON's own allocator returns a null pointer when memory is short, which the reader then writes to.
 class ReaderMemory {
  public:
-  static constexpr bool kNeedFree = true;
   static void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
   static void* Realloc(void* old, std::size_t, std::size_t size) {
     if (size == 0) {

@@ -38,6 +38,8 @@ namespace {
 
 using detail::IcuTurn;
 
+static_assert(detail::kIcuMemoryError == U_MEMORY_ALLOCATION_ERROR);
+
 [[maybe_unused]] const bool madeWhenLoaded = (IcuTurn(IcuTurn::Use::dates), true);
 
 }  // namespace

@@ -77,7 +77,7 @@ CurlEngine* CurlEngine::make(TransferClient& client, const TransportSettings& se
 
 CurlEngine::CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share,
                        curl_slist* connectTo)
-    : client_(client), multi_(multi), environment_{settings, connectTo, share, sockets_} {}
+    : client_(client), multi_(multi), environment_{settings, connectTo, share, sockets_, false} {}
 
 TransferTasks CurlEngine::run() noexcept {
   for (;;) {
@@ -163,6 +163,8 @@ void CurlEngine::takeReplies() noexcept {
 }
 
 void CurlEngine::replyEnded(CurlTransfer& transfer, CURLcode code) noexcept {
+  if (code == CURLE_OK || code == CURLE_PEER_FAILED_VERIFICATION)
+    environment_.distrustsStore = code != CURLE_OK;
   bool goesOn = false;
   std::optional<base::Error> error;
   try {

@@ -123,7 +123,9 @@ void CurlTransfer::setOnce() {
   // a correct server stood still for seconds, or for good, in one run of six.
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
 
-  // Whom it trusts. The parsed CA store is kept for ever, which libcurl does only without a CA folder.
+  // Whom it trusts. The parsed CA store is kept for ever, which libcurl does only without a CA folder. One
+  // that was parsed while memory was short lacks keys: after a failure, a store older than a second is parsed
+  // again.
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
@@ -131,7 +133,7 @@ void CurlTransfer::setOnce() {
   set(CURLOPT_CAPATH, orNull(settings.caDirectory));
   set(CURLOPT_PROXY_CAINFO, orNull(settings.proxyCaFile));
   set(CURLOPT_PROXY_CAPATH, orNull(settings.proxyCaDirectory));
-  set(CURLOPT_CA_CACHE_TIMEOUT, -1L);
+  set(CURLOPT_CA_CACHE_TIMEOUT, environment_.distrustsStore ? 1L : -1L);
   tightenTls(handle());
 
   // What arrives.

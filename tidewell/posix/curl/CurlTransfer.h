@@ -26,6 +26,8 @@ struct CurlEnvironment {
   curl_slist* connectTo;  ///< the connection overrides as libcurl takes them; null for none
   CURLSH* share;          ///< cookies and TLS sessions, in memory
   OpenSockets& sockets;
+  /// A server's certificate failed since one last passed: the parsed CA store may be damaged.
+  bool distrustsStore = false;
 };
 
 /// One task from the first request to the last reply, redirects included. Used by the thread that drives the
