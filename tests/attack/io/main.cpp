@@ -18,8 +18,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -47,6 +49,7 @@ std::string root;
 bool isTortured = false;
 
 /// The files that the life wrote: each as a descriptor, and up to where it was flushed.
+std::mutex writing;  ///< guards `written`, and is held for good once the power is gone
 std::vector<std::pair<int, off_t>> written;
 
 /// Whether this call fails.
@@ -54,6 +57,7 @@ bool fails() {
   const int number = ++shared->calls;
   if (shared->fault == Fault::powerLoss && number == shared->failing) {
     int status = 0;
+    writing.lock();
     for (const auto& [file, flushed] : written) status |= ftruncate(file, flushed);
     _exit(status);
   }
@@ -100,13 +104,16 @@ SHOWN int open(const char* path, int flags, ...) {
 SHOWN ssize_t write(int descriptor, const void* bytes, size_t count) {
   if (isBelowRoot(descriptor)) {
     if (fails()) return failed(ENOSPC);
+    const std::lock_guard lock(writing);
     written.emplace_back(dup(descriptor), lseek(descriptor, 0, SEEK_CUR));
+    return syscall(SYS_write, descriptor, bytes, count);
   }
   return syscall(SYS_write, descriptor, bytes, count);
 }
 SHOWN int fsync(int descriptor) {
   if (isBelowRoot(descriptor)) {
     if (fails()) return failed(EIO);
+    const std::lock_guard lock(writing);
     struct stat mine {};
     struct stat each {};
     fstat(descriptor, &mine);
@@ -135,7 +142,27 @@ SHOWN int flock(int descriptor, int operation) noexcept {
 
 namespace {
 
-std::string said;
+/// The lines of the log, which come from any thread.
+class Lines {
+ public:
+  void add(std::string_view line) {
+    const std::lock_guard lock(mutex_);
+    text_.append(line) += '\n';
+  }
+  void clear() {
+    const std::lock_guard lock(mutex_);
+    text_.clear();
+  }
+  [[nodiscard]] bool mention(std::string_view words) {
+    const std::lock_guard lock(mutex_);
+    return text_.find(words) != std::string::npos;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::string text_;
+};
+Lines said;
 
 void install() {
   posix::Options options;
@@ -144,7 +171,7 @@ void install() {
   options.dataHome = root;
   options.proxy = "127.0.0.1:1";             // no one listens there
   options.mainLoop = posix::MainLoop::host;  // nothing runs on the main queue: a start asks no server
-  options.consoleSink = [](std::string_view line) { said += std::string(line) + "\n"; };
+  options.consoleSink = [](std::string_view line) { said.add(line); };
   posix::install(options);
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
 }
@@ -159,7 +186,7 @@ void live() {
   TidewellCore::sharedInstance().initializeWithAppID("A");
   said.clear();
   config().setUserPushNotificationOptedOut(true);
-  shared->pushOptedOut = said.find("The configuration") == std::string::npos;
+  shared->pushOptedOut = !said.mention("The configuration");
   defaults().setObject(std::string(6000, 't'), "token");
   shared->tokenKept = defaults().synchronize();
   shared->memoryWasRight = !config().isUserPushEnabled() && defaults().objectForKey("token").length() == 6000;
@@ -193,7 +220,7 @@ int check() {
     if (name.ends_with(".tmp") || name.find(".change-") != std::string::npos)
       return wrong((name + " is gone after the next write").c_str());
   }
-  return said.find("corrupt") == std::string::npos ? 0 : wrong("the archive of the life before is whole");
+  return !said.mention("corrupt") ? 0 : wrong("the archive of the life before is whole");
 }
 
 /// Runs a function in a process of its own: its status, minus the signal that ended it.
