@@ -91,6 +91,11 @@ void ConfigRecord::makeRoomForAttachment() {
   publications_.reserve(publications_.size() + 1);
 }
 
+void ConfigRecord::makeRoomIn(ConfigPublication& publication) {
+  const std::lock_guard lock(mutex_);
+  publication.makeRoom();
+}
+
 void ConfigRecord::attach(ConfigPublication& publication) {
   Aftermath aftermath;
   const std::lock_guard lock(mutex_);

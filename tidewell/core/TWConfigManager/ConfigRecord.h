@@ -68,6 +68,8 @@ class ConfigRecord {
 
   /// After this the next `attach` needs no memory.
   void makeRoomForAttachment();
+  /// Makes room in a publication that is attached to this record, whose writers may be using it.
+  void makeRoomIn(ConfigPublication& publication);
   /// From now on, and until it is detached, every change is published there, too.
   void attach(ConfigPublication& publication);
   void detach(ConfigPublication& publication);

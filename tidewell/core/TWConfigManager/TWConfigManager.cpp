@@ -184,7 +184,11 @@ struct TWConfigManager::State {
   /// Swaps `next` for the record in force, with `configMutex` held.
   void putLocked(std::shared_ptr<TWConfig>& next, Aftermath& aftermath) {
     // First what may fail: the record in force stays attached then.
-    publication.makeRoom();
+    if (config) {
+      recordOf(*config).makeRoomIn(publication);
+    } else {
+      publication.makeRoom();
+    }
     if (next) recordOf(*next).makeRoomForAttachment();
     if (config) recordOf(*config).detach(publication);
     config.swap(next);
