@@ -10,17 +10,15 @@ foreach(library TidewellPosix TidewellDesktop TidewellTesting)
   endif()
 endforeach()
 
-# Headers that only the library's own sources include say so in a comment, and stay here.
+# Every header is public but those below a folder named `internal`.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/tidewell/*.h")
 if(NOT TARGET TidewellDesktop)
   list(FILTER headers EXCLUDE REGEX "^tidewell/desktop/")
 endif()
+list(FILTER headers EXCLUDE REGEX "/internal/")
 foreach(header ${headers})
-  file(STRINGS "${PROJECT_SOURCE_DIR}/${header}" internal REGEX "not installed" LIMIT_COUNT 1)
-  if(NOT internal)
-    get_filename_component(folder "${header}" DIRECTORY)
-    install(FILES "${PROJECT_SOURCE_DIR}/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}")
-  endif()
+  get_filename_component(folder "${header}" DIRECTORY)
+  install(FILES "${PROJECT_SOURCE_DIR}/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}")
 endforeach()
 install(FILES "${PROJECT_BINARY_DIR}/generated/tidewell/core/TWNetwork/TWNetworkConstants.h"
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tidewell/core/TWNetwork")

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "ConfigModel.h"
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/testing/TestingPlatform.h"

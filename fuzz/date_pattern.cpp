@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "tidewell/base/DateFormatter.h"
+#include "tidewell/base/formats/DateFormatter.h"
 
 using namespace tidewell::base;
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "tidewell/posix/curl/ContentDecoder.h"
-#include "tidewell/posix/curl/ResponseHead.h"
+#include "tidewell/posix/internal/curl/ContentDecoder.h"
+#include "tidewell/posix/internal/curl/ResponseHead.h"
 
 using tidewell::posix::ContentDecoder;
 using tidewell::posix::ResponseHead;

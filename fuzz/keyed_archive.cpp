@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 
 using namespace tidewell::base;
 

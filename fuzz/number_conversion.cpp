@@ -2,9 +2,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "tidewell/base/PercentEncoding.h"
-#include "tidewell/base/Unicode.h"
 #include "tidewell/base/Value.h"
+#include "tidewell/base/internal/PercentEncoding.h"
+#include "tidewell/base/internal/Unicode.h"
 
 using namespace tidewell::base;
 

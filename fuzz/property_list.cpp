@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/PropertyList.h"
+#include "tidewell/base/formats/PropertyList.h"
 
 using namespace tidewell::base;
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/RegularExpression.h"
+#include "tidewell/base/formats/RegularExpression.h"
 
 using namespace tidewell::base;
 

@@ -1,4 +1,4 @@
-#include "tidewell/base/TextFormat.h"
+#include "tidewell/base/formats/TextFormat.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/RegularExpression.h"
 #include "tidewell/base/Value.h"
+#include "tidewell/base/formats/RegularExpression.h"
 
 namespace tidewell {
 

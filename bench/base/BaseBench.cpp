@@ -6,10 +6,10 @@
 
 #include "JsonFloor.h"
 #include "Ratio.h"
-#include "tidewell/base/Digest.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/TextFormat.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/Digest.h"
 
 using namespace tidewell::base;
 

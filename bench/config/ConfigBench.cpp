@@ -10,7 +10,7 @@
 #include "Floor.h"
 #include "JsonFloor.h"
 #include "Ratio.h"
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/testing/TestingPlatform.h"
 

@@ -1,6 +1,6 @@
 #include "Floor.h"
 
-#include "tidewell/core/TWConfigManager/EventList.h"
+#include "tidewell/core/TWConfigManager/internal/EventList.h"
 
 namespace bench {
 

@@ -3,13 +3,13 @@
 #include <string>
 
 #include "Ratio.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 using namespace tidewell;

@@ -17,12 +17,12 @@
 #include <thread>
 
 #include "Ratio.h"
-#include "tidewell/base/KeyedArchive.h"
-#include "tidewell/base/PropertyList.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/KeyedArchive.h"
+#include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TidewellCore.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/posix/PosixPlatform.h"
 
 using namespace tidewell;

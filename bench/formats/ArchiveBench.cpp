@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Ratio.h"
-#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 
 using namespace tidewell::base;
 

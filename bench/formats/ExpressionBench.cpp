@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Ratio.h"
-#include "tidewell/base/RegularExpression.h"
+#include "tidewell/base/formats/RegularExpression.h"
 
 using namespace tidewell::base;
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "tidewell/posix/curl/CurlEngine.h"
+#include "tidewell/posix/internal/curl/CurlEngine.h"
 
 namespace bench {
 namespace {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 
 namespace {

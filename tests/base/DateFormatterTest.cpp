@@ -1,4 +1,4 @@
-#include "tidewell/base/DateFormatter.h"
+#include "tidewell/base/formats/DateFormatter.h"
 
 #include <cmath>
 #include <limits>

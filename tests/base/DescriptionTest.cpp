@@ -1,6 +1,6 @@
 #include "VectorFile.h"
 #include "tidewell/base/Error.h"
-#include "tidewell/base/TextFormat.h"
+#include "tidewell/base/formats/TextFormat.h"
 
 using namespace tidewell::base;
 

@@ -1,4 +1,4 @@
-#include "tidewell/base/Digest.h"
+#include "tidewell/base/internal/Digest.h"
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>

@@ -1,4 +1,4 @@
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 
 #include <chrono>
 #include <cmath>

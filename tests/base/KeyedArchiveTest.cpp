@@ -1,4 +1,4 @@
-#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 
 #include <plist/plist.h>
 

@@ -4,8 +4,8 @@
 
 #include "VectorFile.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/Unicode.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/internal/Unicode.h"
 
 using namespace tidewell::base;
 

@@ -1,4 +1,4 @@
-#include "tidewell/base/PropertyList.h"
+#include "tidewell/base/formats/PropertyList.h"
 
 #include <plist/plist.h>
 

@@ -1,4 +1,4 @@
-#include "tidewell/base/RegularExpression.h"
+#include "tidewell/base/formats/RegularExpression.h"
 
 #include <algorithm>
 #include <atomic>

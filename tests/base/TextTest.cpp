@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "tidewell/base/PercentEncoding.h"
-#include "tidewell/base/Unicode.h"
+#include "tidewell/base/internal/PercentEncoding.h"
+#include "tidewell/base/internal/Unicode.h"
 
 using namespace tidewell::base;
 using namespace std::string_view_literals;

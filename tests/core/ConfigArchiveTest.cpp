@@ -3,8 +3,8 @@
 #include <tuple>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 

@@ -1,7 +1,7 @@
 #include "ConfigModel.h"
 #include "core/CoreFixture.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/platform/Platform.h"

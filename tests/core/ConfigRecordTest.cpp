@@ -1,7 +1,7 @@
 #include "VectorFile.h"
 #include "core/CoreFixture.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 

@@ -5,8 +5,8 @@
 
 #include "core/DelegateFixture.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/core/appdelegate/DelegateProxy.h"
 #include "tidewell/core/appdelegate/TWAppDelegateObserver.h"
+#include "tidewell/core/appdelegate/internal/DelegateProxy.h"
 #include "tidewell/runtime/Observing.h"
 
 namespace tidewell {

@@ -1,7 +1,7 @@
 #include <cmath>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"

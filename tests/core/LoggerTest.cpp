@@ -5,7 +5,7 @@
 #include <tuple>
 
 #include "core/CoreFixture.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 namespace {

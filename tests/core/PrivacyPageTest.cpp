@@ -2,7 +2,7 @@
 #include <set>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "life/LifeTest.h"
-#include "tidewell/base/KeyedArchive.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 
 namespace tidewell::life {
 namespace {

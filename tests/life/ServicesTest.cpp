@@ -1,8 +1,8 @@
 #include <map>
 
 #include "life/LifeTest.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/PropertyList.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/PropertyList.h"
 
 namespace tidewell::life {
 namespace {

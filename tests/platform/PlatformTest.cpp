@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::platform {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/SFSafariViewControllerDelegate.h"
 #include "tidewell/platform/UIAlertController.h"
 #include "tidewell/platform/UINavigationController.h"

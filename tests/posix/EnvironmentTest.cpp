@@ -1,4 +1,4 @@
-#include "tidewell/posix/Environment.h"
+#include "tidewell/posix/internal/Environment.h"
 
 #include <map>
 

@@ -7,7 +7,7 @@
 #include <future>
 
 #include "posix/PosixTest.h"
-#include "tidewell/base/PropertyList.h"
+#include "tidewell/base/formats/PropertyList.h"
 
 // Folders, files, locks and rights that others arranged.
 namespace tidewell::posix {

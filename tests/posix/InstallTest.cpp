@@ -1,5 +1,5 @@
 #include "posix/PosixTest.h"
-#include "tidewell/base/PropertyList.h"
+#include "tidewell/base/formats/PropertyList.h"
 
 namespace tidewell::posix {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "posix/PosixTest.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/PropertyList.h"
+#include "tidewell/base/formats/PropertyList.h"
 
 namespace tidewell::posix {
 namespace {

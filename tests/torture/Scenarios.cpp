@@ -10,9 +10,9 @@
 #include <new>
 #include <semaphore>
 
-#include "tidewell/base/DateFormatter.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/RegularExpression.h"
+#include "tidewell/base/formats/DateFormatter.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/RegularExpression.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"

@@ -1,7 +1,7 @@
 #include <memory>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Records.h"
+#include "tidewell/base/internal/Records.h"
 
 namespace tidewell::base {
 namespace {

@@ -2,8 +2,8 @@
 #include <memory>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Records.h"
-#include "tidewell/base/StringHash.h"
+#include "tidewell/base/internal/Records.h"
+#include "tidewell/base/internal/StringHash.h"
 
 namespace tidewell::base {
 

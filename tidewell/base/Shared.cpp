@@ -1,6 +1,6 @@
 #include "tidewell/base/Shared.h"
 
-#include "tidewell/base/Records.h"
+#include "tidewell/base/internal/Records.h"
 
 namespace tidewell::base {
 namespace {

@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <utility>
 
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/base/detail/IcuError.h"
-#include "tidewell/base/detail/IcuTurn.h"
-#include "tidewell/base/detail/TimeZoneRecord.h"
+#include "tidewell/base/internal/IcuError.h"
+#include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/base/internal/TimeZoneRecord.h"
 
 namespace tidewell::base {
 

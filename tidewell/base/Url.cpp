@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tidewell/base/PercentEncoding.h"
-#include "tidewell/base/Unicode.h"
-#include "tidewell/base/detail/UrlSyntax.h"
+#include "tidewell/base/internal/PercentEncoding.h"
+#include "tidewell/base/internal/Unicode.h"
+#include "tidewell/base/internal/UrlSyntax.h"
 
 namespace tidewell::base {
 

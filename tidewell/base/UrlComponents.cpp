@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Unicode.h"
-#include "tidewell/base/detail/UrlSyntax.h"
+#include "tidewell/base/internal/Unicode.h"
+#include "tidewell/base/internal/UrlSyntax.h"
 
 namespace tidewell::base {
 

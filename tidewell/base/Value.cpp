@@ -7,11 +7,11 @@
 #include <limits>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/NumberText.h"
-#include "tidewell/base/Records.h"
-#include "tidewell/base/StringHash.h"
-#include "tidewell/base/Unicode.h"
-#include "tidewell/base/UnrecognizedSelector.h"
+#include "tidewell/base/internal/NumberText.h"
+#include "tidewell/base/internal/Records.h"
+#include "tidewell/base/internal/StringHash.h"
+#include "tidewell/base/internal/Unicode.h"
+#include "tidewell/base/internal/UnrecognizedSelector.h"
 
 namespace tidewell::base {
 namespace {

@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "tidewell/base/NumberText.h"
-#include "tidewell/base/Records.h"
-#include "tidewell/base/Unicode.h"
+#include "tidewell/base/internal/NumberText.h"
+#include "tidewell/base/internal/Records.h"
+#include "tidewell/base/internal/Unicode.h"
 
 namespace tidewell::base {
 namespace {

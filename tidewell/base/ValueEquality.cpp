@@ -4,8 +4,8 @@
 #include <new>
 #include <vector>
 
-#include "tidewell/base/Records.h"
-#include "tidewell/base/StringHash.h"
+#include "tidewell/base/internal/Records.h"
+#include "tidewell/base/internal/StringHash.h"
 
 namespace tidewell::base {
 namespace {

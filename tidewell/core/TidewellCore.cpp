@@ -5,12 +5,10 @@
 #include <string_view>
 #include <utility>
 
-#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/AppGroup.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
@@ -18,6 +16,8 @@
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/core/internal/AppGroup.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

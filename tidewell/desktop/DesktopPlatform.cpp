@@ -9,15 +9,15 @@
 #include <string>
 #include <utility>
 
-#include "tidewell/base/CancellationShield.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/desktop/ForegroundWatch.h"
-#include "tidewell/desktop/GioLinkOpener.h"
-#include "tidewell/desktop/GtkPresenter.h"
-#include "tidewell/desktop/SecretKeychain.h"
-#include "tidewell/desktop/SecretService.h"
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/desktop/internal/ForegroundWatch.h"
+#include "tidewell/desktop/internal/GioLinkOpener.h"
+#include "tidewell/desktop/internal/GtkPresenter.h"
+#include "tidewell/desktop/internal/SecretKeychain.h"
+#include "tidewell/desktop/internal/SecretService.h"
 #include "tidewell/platform/UIWindow.h"
-#include "tidewell/posix/RaisedRights.h"
+#include "tidewell/posix/internal/RaisedRights.h"
 
 namespace tidewell::desktop {
 namespace {

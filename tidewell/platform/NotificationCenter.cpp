@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::platform {
 

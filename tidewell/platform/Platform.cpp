@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/UIApplication.h"
-#include "tidewell/platform/UnknownMachine.h"
+#include "tidewell/platform/internal/UnknownMachine.h"
 #include "tidewell/runtime/Description.h"
 
 namespace tidewell::platform {

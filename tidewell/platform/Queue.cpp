@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell::platform {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/platform/HierarchyMutex.h"
+#include "tidewell/platform/internal/HierarchyMutex.h"
 
 namespace tidewell::platform {
 namespace {

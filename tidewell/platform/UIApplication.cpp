@@ -4,10 +4,10 @@
 #include <new>
 #include <optional>
 
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/platform/HierarchyMutex.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
+#include "tidewell/platform/internal/HierarchyMutex.h"
 #include "tidewell/runtime/Observing.h"
 
 namespace tidewell::platform {

@@ -1,6 +1,6 @@
 #include "tidewell/platform/UIApplicationDelegate.h"
 
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::platform {
 

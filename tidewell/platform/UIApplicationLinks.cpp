@@ -1,8 +1,8 @@
 #include <mutex>
 
-#include "tidewell/platform/HierarchyMutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplication.h"
+#include "tidewell/platform/internal/HierarchyMutex.h"
 
 namespace tidewell::platform {
 namespace {

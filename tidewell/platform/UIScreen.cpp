@@ -1,6 +1,6 @@
 #include "tidewell/platform/UIScreen.h"
 
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell::platform {

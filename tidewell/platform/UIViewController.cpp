@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/platform/HierarchyMutex.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/Platform.h"
+#include "tidewell/platform/internal/HierarchyMutex.h"
 #include "tidewell/runtime/Description.h"
 
 namespace tidewell::platform {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "tidewell/base/detail/UrlSyntax.h"
+#include "tidewell/base/internal/UrlSyntax.h"
 
 namespace tidewell::platform {
 namespace {

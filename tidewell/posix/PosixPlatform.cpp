@@ -7,22 +7,22 @@
 #include <optional>
 #include <utility>
 
-#include "tidewell/base/CancellationShield.h"
-#include "tidewell/posix/AtomicFile.h"
-#include "tidewell/posix/Container.h"
-#include "tidewell/posix/Environment.h"
-#include "tidewell/posix/Fork.h"
-#include "tidewell/posix/HostQueue.h"
-#include "tidewell/posix/PosixBundles.h"
-#include "tidewell/posix/PosixClock.h"
-#include "tidewell/posix/PosixConsole.h"
-#include "tidewell/posix/PosixDevice.h"
-#include "tidewell/posix/PosixFileManager.h"
-#include "tidewell/posix/PosixKeychain.h"
-#include "tidewell/posix/PosixUserDefaults.h"
-#include "tidewell/posix/Thread.h"
-#include "tidewell/posix/UrlSessionModule.h"
-#include "tidewell/posix/WorkerQueue.h"
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/posix/internal/AtomicFile.h"
+#include "tidewell/posix/internal/Container.h"
+#include "tidewell/posix/internal/Environment.h"
+#include "tidewell/posix/internal/Fork.h"
+#include "tidewell/posix/internal/HostQueue.h"
+#include "tidewell/posix/internal/PosixBundles.h"
+#include "tidewell/posix/internal/PosixClock.h"
+#include "tidewell/posix/internal/PosixConsole.h"
+#include "tidewell/posix/internal/PosixDevice.h"
+#include "tidewell/posix/internal/PosixFileManager.h"
+#include "tidewell/posix/internal/PosixKeychain.h"
+#include "tidewell/posix/internal/PosixUserDefaults.h"
+#include "tidewell/posix/internal/Thread.h"
+#include "tidewell/posix/internal/UrlSessionModule.h"
+#include "tidewell/posix/internal/WorkerQueue.h"
 
 namespace tidewell::posix {
 namespace {

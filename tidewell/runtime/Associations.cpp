@@ -5,7 +5,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/KeyValueCoding.h"
-#include "tidewell/runtime/SideRecord.h"
+#include "tidewell/runtime/internal/SideRecord.h"
 
 namespace tidewell::runtime {
 

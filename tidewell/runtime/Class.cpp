@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/runtime/Registry.h"
+#include "tidewell/runtime/internal/Registry.h"
 
 namespace tidewell::runtime {
 

@@ -5,11 +5,11 @@
 #include <memory>
 #include <string>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
-#include "tidewell/runtime/SideRecord.h"
+#include "tidewell/runtime/internal/SideRecord.h"
 
 namespace tidewell::runtime {
 namespace {

@@ -6,7 +6,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
-#include "tidewell/runtime/SideRecord.h"
+#include "tidewell/runtime/internal/SideRecord.h"
 
 namespace tidewell::runtime {
 namespace {

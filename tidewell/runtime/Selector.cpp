@@ -4,8 +4,8 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::runtime {
 namespace {

@@ -4,9 +4,9 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/runtime/Registry.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/runtime/internal/Registry.h"
 
 namespace tidewell::runtime {
 namespace {

@@ -2,7 +2,7 @@
 #include <mutex>
 #include <utility>
 
-#include "tidewell/base/PropertyList.h"
+#include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {

@@ -1,5 +1,5 @@
 #include "tidewell/base/Exception.h"
-#include "tidewell/testing/ScriptedNetworkState.h"
+#include "tidewell/testing/internal/ScriptedNetworkState.h"
 
 namespace tidewell::testing {
 namespace {

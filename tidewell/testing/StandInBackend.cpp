@@ -27,10 +27,10 @@
 #include <utility>
 
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
-#include "tidewell/testing/Answer.h"
-#include "tidewell/testing/Certificates.h"
-#include "tidewell/testing/HttpConnection.h"
-#include "tidewell/testing/RequestChecks.h"
+#include "tidewell/testing/internal/Answer.h"
+#include "tidewell/testing/internal/Certificates.h"
+#include "tidewell/testing/internal/HttpConnection.h"
+#include "tidewell/testing/internal/RequestChecks.h"
 
 // A server of its own rather than a library's: half of the faults live below HTTP (resets, handshakes, bytes
 // that are not TLS, answers cut or dripped), where a library hides the socket. A thread a connection is the

@@ -9,7 +9,7 @@
 #include <charconv>
 #include <utility>
 
-#include "tidewell/testing/RequestChecks.h"
+#include "tidewell/testing/internal/RequestChecks.h"
 
 namespace tidewell::testing {
 namespace {

@@ -6,7 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "tidewell/testing/HttpText.h"
+#include "tidewell/testing/internal/HttpText.h"
 
 namespace tidewell::testing {
 namespace {

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <utility>
 
-#include "tidewell/testing/ScriptedNetworkState.h"
+#include "tidewell/testing/internal/ScriptedNetworkState.h"
 
 namespace tidewell::testing {
 namespace {

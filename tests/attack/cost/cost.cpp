@@ -14,17 +14,17 @@
 #include <string>
 #include <vector>
 
-#include "tidewell/base/DateFormatter.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/KeyedArchive.h"
-#include "tidewell/base/PercentEncoding.h"
-#include "tidewell/base/PropertyList.h"
-#include "tidewell/base/RegularExpression.h"
-#include "tidewell/base/TextFormat.h"
 #include "tidewell/base/TimeZone.h"
-#include "tidewell/base/Unicode.h"
 #include "tidewell/base/Url.h"
+#include "tidewell/base/formats/DateFormatter.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/KeyedArchive.h"
+#include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/base/formats/RegularExpression.h"
+#include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/PercentEncoding.h"
+#include "tidewell/base/internal/Unicode.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/testing/TestingPlatform.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tidewell/base/Json.h"
+#include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"

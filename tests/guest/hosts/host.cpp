@@ -25,7 +25,7 @@
 #include "RefuseSystemCall.h"
 #include "hosts/EveryOperation.h"
 #include "hosts/Machine.h"
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/PosixPlatform.h"
 
 namespace {

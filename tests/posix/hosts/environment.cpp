@@ -1,12 +1,12 @@
 // Prints what the library takes from its environment: a program that a test gives raised rights.
-#include "tidewell/posix/Environment.h"
+#include "tidewell/posix/internal/Environment.h"
 
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 
-#include "tidewell/posix/RaisedRights.h"
+#include "tidewell/posix/internal/RaisedRights.h"
 
 int main() {
   using namespace tidewell::posix;

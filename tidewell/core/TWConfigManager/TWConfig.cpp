@@ -3,9 +3,9 @@
 #include <array>
 #include <utility>
 
-#include "tidewell/core/Guard.h"
-#include "tidewell/core/TWConfigManager/ConfigField.h"
-#include "tidewell/core/TWConfigManager/ConfigRecord.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigField.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
+#include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "tidewell/base/Export.h"
-#include "tidewell/base/KeyedArchive.h"
 #include "tidewell/base/Value.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 #include "tidewell/core/TWConfigManager/TWConfigConstant.h"
 
 namespace tidewell {

@@ -5,17 +5,17 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/base/UnrecognizedSelector.h"
-#include "tidewell/core/Guard.h"
-#include "tidewell/core/TWConfigManager/ConfigArchive.h"
-#include "tidewell/core/TWConfigManager/ConfigBounds.h"
-#include "tidewell/core/TWConfigManager/ConfigRecord.h"
-#include "tidewell/core/TWConfigManager/WrongClass.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/base/internal/UnrecognizedSelector.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
+#include "tidewell/core/TWConfigManager/internal/WrongClass.h"
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

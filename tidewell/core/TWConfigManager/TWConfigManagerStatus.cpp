@@ -1,9 +1,9 @@
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/Guard.h"
-#include "tidewell/core/TWConfigManager/CompiledConfig.h"
-#include "tidewell/core/TWConfigManager/SnapshotPointer.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWConfigManager/WrongClass.h"
+#include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
+#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
+#include "tidewell/core/TWConfigManager/internal/WrongClass.h"
+#include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 namespace {

@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

@@ -2,8 +2,8 @@
 
 #include <mutex>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/platform/Platform.h"

@@ -5,13 +5,13 @@
 #include <vector>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/AppGroup.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/internal/AppGroup.h"
+#include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 namespace {

@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
-#include "tidewell/base/Digest.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Json.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/base/Unicode.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/Digest.h"
+#include "tidewell/base/internal/Unicode.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
+#include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 namespace {

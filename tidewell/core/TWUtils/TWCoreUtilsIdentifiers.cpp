@@ -1,6 +1,6 @@
 // The identifiers of TWCoreUtils, its directories, and the facts of application and device.
 
-#include "tidewell/base/TextFormat.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"

@@ -1,9 +1,9 @@
 #include <utility>
 
-#include "tidewell/core/Guard.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/UIApplicationDelegate.h"

@@ -1,6 +1,6 @@
-#include "tidewell/core/Guard.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/UIAlertController.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/UIApplicationDelegate.h"

@@ -3,10 +3,10 @@
 #include <mutex>
 #include <string_view>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/core/appdelegate/DelegateProxy.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/core/appdelegate/internal/DelegateProxy.h"
 #include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/runtime/Observing.h"
 

@@ -2,10 +2,10 @@
 
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 
-#include "tidewell/base/CancellationShield.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
 #include "tidewell/runtime/Description.h"
 

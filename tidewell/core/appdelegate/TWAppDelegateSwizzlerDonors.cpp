@@ -11,10 +11,10 @@
 #include <type_traits>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/core/appdelegate/DelegateProxy.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/core/appdelegate/internal/DelegateProxy.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
 #include "tidewell/runtime/Description.h"
 

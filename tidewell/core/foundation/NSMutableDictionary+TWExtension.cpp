@@ -1,7 +1,7 @@
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 

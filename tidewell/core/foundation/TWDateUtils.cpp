@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "tidewell/base/TextFormat.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "tidewell/base/Date.h"
-#include "tidewell/base/DateFormatter.h"
 #include "tidewell/base/Export.h"
+#include "tidewell/base/formats/DateFormatter.h"
 
 namespace tidewell {
 

@@ -5,14 +5,14 @@
 #include <memory>
 #include <utility>
 
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/AppGroup.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
+#include "tidewell/core/internal/AppGroup.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

@@ -2,10 +2,10 @@
 
 #include <new>
 
-#include "tidewell/base/KeyedArchive.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/formats/KeyedArchive.h"
+#include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

@@ -7,13 +7,13 @@
 #include <utility>
 #include <vector>
 
-#include "tidewell/base/CancellationShield.h"
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/base/TextFormat.h"
-#include "tidewell/core/TWConfigManager/SnapshotPointer.h"
+#include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

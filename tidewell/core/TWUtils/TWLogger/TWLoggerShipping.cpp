@@ -5,13 +5,13 @@
 #include <string>
 #include <utility>
 
-#include "tidewell/core/Guard.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
+#include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 namespace {

@@ -3,10 +3,10 @@
 #include <mutex>
 #include <utility>
 
-#include "tidewell/base/Fork.h"
-#include "tidewell/base/NeverDestroyed.h"
-#include "tidewell/core/Guard.h"
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

@@ -1,0 +1,398 @@
+#include "tidewell/base/formats/Json.h"
+
+#include <fmt/format.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stream.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <new>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/NumberText.h"
+#include "tidewell/base/internal/Unicode.h"
+
+namespace tidewell::base {
+namespace {
+
+namespace rj = tidewell_rapidjson;
+
+constexpr std::int64_t kPropertyListReadCorruptError = 3840;
+
+/// The encoding of a text that has just begun, and how many bytes its mark takes.
+struct Encoding {
+  int unitSize = 1;
+  bool bigEndian = false;
+  std::size_t markLength = 0;
+};
+
+bool startsWith(std::string_view bytes, std::string_view start) {
+  return bytes.substr(0, start.size()) == start;
+}
+
+/// By the byte-order mark, else by where the zero bytes of the first characters lie: a JSON text begins with
+/// ASCII (RFC 4627, section 3).
+Encoding detectEncoding(std::string_view bytes) {
+  using namespace std::string_view_literals;
+  if (startsWith(bytes, "\xEF\xBB\xBF"sv)) return {1, false, 3};
+  if (startsWith(bytes, "\0\0\xFE\xFF"sv)) return {4, true, 4};
+  if (startsWith(bytes, "\xFF\xFE\0\0"sv)) return {4, false, 4};
+  if (startsWith(bytes, "\xFE\xFF"sv)) return {2, true, 2};
+  if (startsWith(bytes, "\xFF\xFE"sv)) return {2, false, 2};
+  auto isZero = [bytes](std::size_t at) { return bytes[at] == '\0'; };
+  if (bytes.size() >= 4) {
+    if (isZero(0) && isZero(1) && isZero(2)) return {4, true, 0};
+    if (isZero(1) && isZero(2) && isZero(3)) return {4, false, 0};
+  }
+  if (bytes.size() >= 2) {
+    if (isZero(0)) return {2, true, 0};
+    if (isZero(1)) return {2, false, 0};
+  }
+  return {};
+}
+
+std::uint32_t unitAt(std::string_view bytes, std::size_t at, const Encoding& encoding) {
+  std::uint32_t unit = 0;
+  for (int i = 0; i < encoding.unitSize; ++i) {
+    const int place = encoding.bigEndian ? i : encoding.unitSize - 1 - i;
+    unit = unit << 8 | static_cast<unsigned char>(bytes[at + static_cast<std::size_t>(place)]);
+  }
+  return unit;
+}
+
+bool isSurrogate(std::uint32_t unit) { return unit >= 0xD800 && unit < 0xE000; }
+
+/// UTF-16 of UTF-16 or UTF-32 bytes; nothing where they are ill-formed.
+std::optional<std::u16string> unitsOf(std::string_view bytes, const Encoding& encoding) {
+  const auto size = static_cast<std::size_t>(encoding.unitSize);
+  if (bytes.size() % size != 0) return std::nullopt;
+  std::u16string units;
+  units.reserve(bytes.size() / size);
+  std::uint32_t lead = 0;  // a lead surrogate that waits for its other half
+  for (std::size_t at = 0; at < bytes.size(); at += size) {
+    const std::uint32_t unit = unitAt(bytes, at, encoding);
+    const bool isTrail = isSurrogate(unit) && unit >= 0xDC00;
+    if (unit > 0x10FFFF || (size == 4 && isSurrogate(unit)) || (lead != 0) != isTrail) return std::nullopt;
+    lead = isSurrogate(unit) && !isTrail ? unit : 0;
+    if (unit < 0x10000) {
+      units += static_cast<char16_t>(unit);
+    } else {
+      units += static_cast<char16_t>(0xD7C0 + (unit >> 10));
+      units += static_cast<char16_t>(0xDC00 + (unit & 0x3FF));
+    }
+  }
+  if (lead != 0) return std::nullopt;
+  return units;
+}
+
+/// The value of a number of JSON's grammar, which lies in a text that goes on or ends with a NUL behind it;
+/// nil for one that is too large for a double.
+Value numberOf(std::string_view text) {
+  if (text.find_first_of(".eE") == std::string_view::npos) {
+    const char* const end = text.data() + text.size();
+    std::int64_t integer = 0;
+    if (std::from_chars(text.data(), end, integer).ec == std::errc()) return integer;
+    std::uint64_t unsignedInteger = 0;
+    if (std::from_chars(text.data(), end, unsignedInteger).ec == std::errc()) return unsignedInteger;
+  }
+  const double real = realAt(text.data());
+  return std::isfinite(real) ? Value(real) : Value();
+}
+
+/// Builds the value from the reader's events. Finished values and keys lie on two stacks until the container
+/// that holds them ends; it says how many are its own.
+class ValueBuilder {
+ public:
+  /// `mayHoldSurrogates`: whether the text has escapes, which alone can bring a surrogate into a string.
+  explicit ValueBuilder(bool mayHoldSurrogates) : mayHoldSurrogates_(mayHoldSurrogates) {
+    values_.reserve(kUsualValues);
+    keys_.reserve(kUsualKeys);
+  }
+
+  bool Null() { return add(Value::null()); }
+  bool Bool(bool value) { return add(value); }
+  bool RawNumber(const char* text, rj::SizeType length, bool) {
+    const Value number = numberOf({text, length});
+    return number && add(number);
+  }
+  // Never called: the numbers come as texts.
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(std::int64_t) { return false; }
+  bool Uint64(std::uint64_t) { return false; }
+  bool Double(double) { return false; }
+  bool String(const char* bytes, rj::SizeType length, bool) {
+    const std::string_view text(bytes, length);
+    return isAcceptable(text) && add(text);
+  }
+  bool Key(const char* bytes, rj::SizeType length, bool) {
+    const std::string_view text(bytes, length);
+    if (!isAcceptable(text)) return false;
+    keys_.emplace_back(text);
+    return true;
+  }
+  bool StartArray() { return descend(); }
+  bool StartObject() { return descend(); }
+
+  bool EndArray(rj::SizeType count) {
+    const auto first = values_.end() - static_cast<std::ptrdiff_t>(count);
+    Array array(std::vector<Value>(std::make_move_iterator(first), std::make_move_iterator(values_.end())));
+    return replace(count, std::move(array));
+  }
+
+  bool EndObject(rj::SizeType count) {
+    const auto firstValue = values_.end() - static_cast<std::ptrdiff_t>(count);
+    const auto firstKey = keys_.end() - static_cast<std::ptrdiff_t>(count);
+    Dictionary dictionary;
+    dictionary.reserve(count);
+    for (std::ptrdiff_t i = 0; i < static_cast<std::ptrdiff_t>(count); ++i) {
+      dictionary.addObject(std::move(firstKey[i]), std::move(firstValue[i]));
+    }
+    keys_.erase(firstKey, keys_.end());
+    return replace(count, std::move(dictionary));
+  }
+
+  [[nodiscard]] Value takeRoot() { return std::move(values_.back()); }
+
+ private:
+  bool add(Value value) {
+    values_.push_back(std::move(value));
+    return true;
+  }
+  /// The reader refuses a lead surrogate without its other half, but takes the other half alone.
+  [[nodiscard]] bool isAcceptable(std::string_view text) const {
+    return !mayHoldSurrogates_ || isValidUtf8(text);
+  }
+  bool descend() { return ++depth_ <= kMaximumJsonDepth; }
+  bool replace(rj::SizeType count, Value container) {
+    --depth_;
+    values_.erase(values_.end() - static_cast<std::ptrdiff_t>(count), values_.end());
+    return add(std::move(container));
+  }
+
+  // Less than a kilobyte each: allocators take longer for more.
+  static constexpr std::size_t kUsualValues = 48;
+  static constexpr std::size_t kUsualKeys = 24;
+
+  std::vector<Value> values_;
+  std::vector<std::string> keys_;
+  int depth_ = 0;
+  const bool mayHoldSurrogates_;
+};
+
+// Encoding is checked before, over the whole text. Iterative: hostile nesting costs no stack. Numbers as
+// texts: the reader's own exact conversion shifts by a bit count that a zero does not have, and adds
+// exponents beyond the range of an int.
+constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag |
+                              rj::kParseNumbersAsStringsFlag | rj::kParseTrailingCommasFlag;
+
+/// RapidJSON's own allocator returns a null pointer when memory is short, which the reader then writes to.
+class ReaderMemory {
+ public:
+  static void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+  static void* Realloc(void* old, std::size_t, std::size_t size) {
+    if (size == 0) {
+      Free(old);
+      return nullptr;
+    }
+    void* const made = std::realloc(old, size);
+    if (made == nullptr) throw std::bad_alloc();
+    return made;
+  }
+  static void Free(void* memory) noexcept { std::free(memory); }
+};
+
+/// Reads well-formed UTF-8 that ends with a NUL, and writes over it.
+Value readInSitu(char* text, std::size_t size) {
+  ValueBuilder builder(std::string_view(text, size).find("\\u") != std::string_view::npos);
+  rj::InsituStringStream stream(text);
+  rj::GenericReader<rj::UTF8<>, rj::UTF8<>, ReaderMemory> reader;
+  // The reader takes a NUL in the text for its end.
+  if (reader.Parse<kReading>(stream, builder).IsError() || stream.Tell() != size) return Value();
+  return builder.takeRoot();
+}
+
+/// A shorter text is read from the stack: for more than a kilobyte allocators take longer.
+constexpr std::size_t kShortText = 4096;
+
+Value read(std::string_view bytes) {
+  const Encoding encoding = detectEncoding(bytes);
+  bytes.remove_prefix(encoding.markLength);
+  std::string text;
+  if (encoding.unitSize != 1) {
+    const std::optional<std::u16string> units = unitsOf(bytes, encoding);
+    if (!units) return Value();
+    text = utf8FromUtf16(*units);
+  } else if (!isValidUtf8(bytes)) {
+    return Value();
+  } else if (bytes.size() < kShortText) {
+    char copy[kShortText];
+    bytes.copy(copy, bytes.size());
+    copy[bytes.size()] = '\0';
+    return readInSitu(copy, bytes.size());
+  } else {
+    text = bytes;
+  }
+  return readInSitu(text.data(), text.size());
+}
+
+[[noreturn]] void raiseInvalid(std::string_view reason) { raise(kInvalidArgumentException, reason); }
+
+class Writer {
+ public:
+  explicit Writer(JsonWriting options) : pretty_(options == JsonWriting::prettyPrinted) {}
+
+  std::string text(const Value& object) {
+    append(object, 0);
+    return std::move(out_);
+  }
+
+ private:
+  void append(const Value& value, int level) {
+    switch (value.kind()) {
+      case Value::Kind::null:
+        out_ += "null";
+        return;
+      case Value::Kind::boolean:
+        out_ += value.boolValue() ? "true" : "false";
+        return;
+      case Value::Kind::integer:
+      case Value::Kind::unsignedInteger:
+        value.appendDescription(out_);
+        return;
+      case Value::Kind::real:
+        appendReal(value.doubleValue());
+        return;
+      case Value::Kind::string:
+        appendString(*value.string());
+        return;
+      case Value::Kind::array:
+        appendArray(*value.array(), level);
+        return;
+      case Value::Kind::dictionary:
+        appendDictionary(*value.dictionary(), level);
+        return;
+      default:
+        raiseInvalid("Invalid type in JSON write (" + value.className() + ")");
+    }
+  }
+
+  /// Seventeen digits give every number back exactly.
+  void appendReal(double real) {
+    if (std::isnan(real)) raiseInvalid("Invalid number value (NaN) in JSON write");
+    if (std::isinf(real)) raiseInvalid("Invalid number value (infinite) in JSON write");
+    fmt::format_to(std::back_inserter(out_), "{:.17g}", real);
+  }
+
+  void appendString(std::string_view text) {
+    // With room for its quotes and what follows: a long text that just fits would be moved for a comma.
+    // Twofold at least, so that many long texts cost no more than one.
+    const std::size_t needed = out_.size() + text.size() + kLongText;
+    if (text.size() > kLongText && needed > out_.capacity()) {
+      out_.reserve(std::max(needed, 2 * out_.capacity()));
+    }
+    out_ += '"';
+    if (isValidUtf8(text)) {
+      appendEscaped(text);
+    } else {
+      appendEscaped(validUtf8(text));
+    }
+    out_ += '"';
+  }
+
+  void appendEscaped(std::string_view text) {
+    std::size_t plain = 0;  // where the text that needs no escape begins
+    for (std::size_t at = 0; at < text.size(); ++at) {
+      const auto byte = static_cast<unsigned char>(text[at]);
+      if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '/') continue;
+      out_.append(text.substr(plain, at - plain));
+      plain = at + 1;
+      appendEscape(byte);
+    }
+    out_.append(text.substr(plain));
+  }
+
+  void appendEscape(unsigned char byte) {
+    static constexpr std::string_view kShort = "\"\\/\b\f\n\r\t";
+    static constexpr std::string_view kLetters = "\"\\/bfnrt";
+    out_ += '\\';
+    const std::size_t at = kShort.find(static_cast<char>(byte));
+    if (at != std::string_view::npos) {
+      out_ += kLetters[at];
+    } else {
+      fmt::format_to(std::back_inserter(out_), "u{:04x}", static_cast<unsigned>(byte));
+    }
+  }
+
+  void startLine(int level) {
+    if (!pretty_) return;
+    out_ += '\n';
+    out_.append(2 * static_cast<std::size_t>(level), ' ');
+  }
+
+  /// An empty container takes three lines when pretty-printed.
+  void openContainer(char bracket, bool empty, int level) {
+    if (level >= kMaximumJsonDepth) raiseInvalid("Too many nested arrays or dictionaries in JSON write");
+    out_ += bracket;
+    if (empty && pretty_) out_ += '\n';
+  }
+
+  void appendArray(const Array& array, int level) {
+    openContainer('[', array.empty(), level);
+    bool first = true;
+    for (const Value& value : array) {
+      if (!first) out_ += ',';
+      first = false;
+      startLine(level + 1);
+      append(value, level + 1);
+    }
+    startLine(level);
+    out_ += ']';
+  }
+
+  void appendDictionary(const Dictionary& dictionary, int level) {
+    openContainer('{', dictionary.empty(), level);
+    bool first = true;
+    for (const Dictionary::Entry& entry : dictionary) {
+      if (!first) out_ += ',';
+      first = false;
+      startLine(level + 1);
+      appendString(entry.key);
+      out_ += pretty_ ? " : " : ":";
+      append(entry.value, level + 1);
+    }
+    startLine(level);
+    out_ += '}';
+  }
+
+  static constexpr std::size_t kLongText = 4096;
+
+  const bool pretty_;
+  std::string out_;
+};
+
+}  // namespace
+
+Value JSONObjectWithData(std::string_view bytes, Error* error) {
+  Value value = read(bytes);
+  if (value.array() || value.dictionary()) return value;
+  if (error) {
+    *error = {std::string(kCocoaErrorDomain), kPropertyListReadCorruptError,
+              "The data couldn\u2019t be read because it isn\u2019t in the correct format."};
+  }
+  return Value();
+}
+
+std::string dataWithJSONObject(const Value& object, JsonWriting options) {
+  if (!object.array() && !object.dictionary()) raiseInvalid("Invalid top-level type in JSON write");
+  return Writer(options).text(object);
+}
+
+}  // namespace tidewell::base

@@ -1,0 +1,293 @@
+#include "tidewell/base/formats/RegularExpression.h"
+
+#include <unicode/uregex.h>
+#include <unicode/utext.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <limits>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/IcuError.h"
+#include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/PatternCost.h"
+#include "tidewell/base/internal/Unicode.h"
+
+namespace tidewell::base {
+
+namespace {
+
+/// ICU reports after every 10,000 places that it has kept.
+constexpr std::int32_t kPlacesAStep = 500;
+constexpr std::int32_t kStepsPerReport = 20;
+/// What the places of one match may take in memory.
+constexpr std::int32_t kStackLimit = 1 << 20;
+/// The same for a matcher that is kept.
+constexpr std::int32_t kKeptStackLimit = 4 << 10;
+/// Longer patterns, and those with a break iterator, keep no matchers: theirs may be large.
+constexpr std::size_t kLongestOfKeptMatchers = 256;
+/// How much of a text a place may have to be compared with before ICU keeps another, beyond this, makes it
+/// dearer.
+constexpr std::size_t kShortText = 64;
+
+struct CloseExpression {
+  void operator()(URegularExpression* expression) const noexcept { uregex_close(expression); }
+};
+using Expression = std::unique_ptr<URegularExpression, CloseExpression>;
+
+/// An ICU matcher, which holds the state of one match and so serves one thread at a time. On a cache line of
+/// its own, as its neighbours serve others.
+class alignas(64) Matcher {
+ public:
+  /// Matchers of one expression share what was compiled. Raises `std::bad_alloc`.
+  [[nodiscard]] bool prepare(const URegularExpression* compiled, std::int32_t stackLimit) {
+    if (expression_) return true;
+    UErrorCode status = U_ZERO_ERROR;
+    detail::requireMemoryForIcu();
+    expression_.reset(uregex_clone(compiled, &status));
+    uregex_setStackLimit(expression_.get(), stackLimit, &status);
+    uregex_setMatchCallback(expression_.get(), &Matcher::mayGoOn, this, &status);
+    if (U_FAILURE(status)) expression_.reset();
+    detail::raiseIfShortOfMemory(status);
+    return expression_ != nullptr;
+  }
+
+  /// What one report costs is `weight` steps times those it stands for.
+  MatchResult match(UText* text, std::int32_t leastCost, std::int32_t weight, MatchBudget& budget) {
+    costOfReport_ = kStepsPerReport * weight;
+    steps_ = budget.steps;
+    reports_ = 0;
+    status_ = U_ZERO_ERROR;
+    uregex_setUText(expression_.get(), text, &status_);  // which clones it, and only reads it
+    const bool isMatch = uregex_matches(expression_.get(), -1, &status_) != 0;
+    budget.steps -= std::min(budget.steps, std::max(leastCost, reports_ * costOfReport_));
+    detail::raiseIfShortOfMemory(status_);
+    if (U_FAILURE(status_)) return MatchResult::undecided;
+    return isMatch ? MatchResult::matches : MatchResult::differs;
+  }
+  [[nodiscard]] bool ranOutOfStack() const { return status_ == U_REGEX_STACK_OVERFLOW; }
+
+ private:
+  static UBool mayGoOn(const void* context, std::int32_t reports) {
+    auto* const matcher = static_cast<Matcher*>(const_cast<void*>(context));
+    matcher->reports_ = reports;
+    // Up to the next report it would cost one more.
+    return reports < matcher->steps_ / matcher->costOfReport_;
+  }
+
+  Expression expression_;
+  UErrorCode status_ = U_ZERO_ERROR;
+  std::int32_t costOfReport_ = 0;
+  std::int32_t steps_ = 0;  ///< that the match may cost
+  std::int32_t reports_ = 0;
+};
+
+bool isAllAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+/// The characters that stand for themselves.
+constexpr std::array<bool, 256> kIsPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t c = 0x20; c < plain.size(); ++c) plain[c] = c != 0x7F;
+  for (const char c : std::string_view("\\^$.|?*+()[]{}")) plain[static_cast<unsigned char>(c)] = false;
+  return plain;
+}();
+constexpr bool isPlain(char c) { return kIsPlain[static_cast<unsigned char>(c)]; }
+constexpr bool isPunctuation(char c) {
+  return (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') || (c >= '{' && c <= '~');
+}
+
+/// What stands between "(" or "(?:" and ")", with anchors around it or not; the pattern itself if nothing
+/// does.
+std::string_view withoutGroup(std::string_view pattern) {
+  std::string_view inner = pattern;
+  if (inner.starts_with('^')) inner.remove_prefix(1);
+  if (inner.ends_with('$')) inner.remove_suffix(1);
+  if (!inner.starts_with('(') || !inner.ends_with(')')) return pattern;
+  inner.remove_prefix(inner.starts_with("(?:") ? 3 : 1);
+  inner.remove_suffix(1);
+  return inner;
+}
+
+/// Who holds a place. A cache line each, so that threads with different places do not disturb each other.
+struct alignas(64) Holder {
+  std::atomic<bool> taken = false;
+};
+constinit std::array<Holder, MatchPlace::kCount> holders;
+
+/// A thread looks first where it found a place before.
+std::size_t firstPlaceOfThisThread() {
+  constinit static std::atomic<std::size_t> threads = 0;
+  thread_local const std::size_t first = threads.fetch_add(1, std::memory_order_relaxed);
+  return first;
+}
+
+}  // namespace
+
+MatchText::MatchText(std::string_view utf8) : isAscii_(isAllAscii(utf8)) {
+  if (utf8.size() <= short_.size() && isAscii_) {
+    std::copy(utf8.begin(), utf8.end(), short_.begin());
+    utf16_ = {short_.data(), utf8.size()};
+  } else {
+    other_ = utf16FromUtf8(utf8);
+    utf16_ = other_;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  opened_ = utext_openUChars(nullptr, utf16_.data(), static_cast<std::int64_t>(utf16_.size()), &status);
+  detail::raiseIfShortOfMemory(status);
+}
+MatchText::~MatchText() { utext_close(opened_); }
+
+MatchPlace::MatchPlace() noexcept : index_(kCount) {
+  const std::size_t first = firstPlaceOfThisThread();
+  for (std::size_t i = 0; i < kCount; ++i) {
+    const std::size_t index = (first + i) % kCount;
+    if (holders[index].taken.exchange(true, std::memory_order_acquire)) continue;
+    index_ = index;
+    return;
+  }
+}
+MatchPlace::~MatchPlace() {
+  if (index_ < kCount) holders[index_].taken.store(false, std::memory_order_release);
+}
+
+struct RegularExpression::Implementation {
+  Implementation(std::string_view text, Matchers kind) : pattern(text), cost(PatternCost::of(text)) {
+    if (isTooHigh(cost, text)) {
+      isTooCostly = true;
+      return;
+    }
+    const std::u16string units = utf16FromUtf8(text);
+    const detail::IcuTurn turn(detail::IcuTurn::Use::expressions);
+    UParseError where;
+    detail::requireMemoryForIcu();
+    compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
+    detail::raiseIfShortOfMemory(status);
+    if (kind == Matchers::kept && text.size() <= kLongestOfKeptMatchers && !cost.breaksText)
+      matchers = std::make_unique<std::array<Matcher, MatchPlace::kCount>>();
+  }
+
+  static bool isTooHigh(const PatternCost& cost, std::string_view text) {
+    return text.size() > kMaximumPatternLength || cost.nanoseconds > kMaximumCompileTime ||
+           cost.bytes > kMaximumCompiledSize;
+  }
+
+  /// How much dearer a place is than with a pattern that does nothing between two.
+  [[nodiscard]] std::int32_t weight(const MatchText& text) const {
+    const std::size_t length = text.utf16().size();
+    const std::size_t compared = cost.hasReferences ? length : std::min(length, pattern.size());
+    std::size_t weight = 1 + cost.emptyAtoms / 2 + (compared > kShortText ? compared / 12 : 0);
+    if (!text.isAscii()) weight += cost.boundaries * length / 4;
+    if (cost.breaksText) weight += text.isAscii() ? 1 : length / 4;
+    return static_cast<std::int32_t>(std::min<std::size_t>(weight, kMaximumWeight));
+  }
+  /// The places that a match may keep, up to those that ICU reports.
+  [[nodiscard]] std::int32_t places(std::size_t length) const {
+    constexpr std::uint64_t kMost = kStepsPerReport * kPlacesAStep;
+    if (cost.isNested || cost.repeats > 4 || cost.options > 12) return kMost;
+    std::uint64_t places = std::uint64_t{cost.alternatives} << cost.options;
+    // Repeats in a row share the text: so many ways to cut it.
+    for (std::uint64_t repeat = 1; repeat <= cost.repeats && places < kMost; ++repeat)
+      places = places * (length + repeat) / repeat;
+    return static_cast<std::int32_t>(std::min(2 * places, kMost));
+  }
+
+  /// So that no product of it overflows.
+  static constexpr std::size_t kMaximumWeight = 1 << 20;
+
+  std::string pattern;
+  PatternCost cost;
+  UErrorCode status = U_ZERO_ERROR;
+  bool isTooCostly = false;
+  Expression compiled;  ///< only ever copied, so that any thread may
+  /// Each belongs to who holds its place. Null: made for each match.
+  std::unique_ptr<std::array<Matcher, MatchPlace::kCount>> matchers;
+};
+
+RegularExpression::RegularExpression(std::string_view pattern, Matchers matchers)
+    : implementation_(std::make_unique<const Implementation>(pattern, matchers)) {}
+RegularExpression::~RegularExpression() = default;
+RegularExpression::RegularExpression(RegularExpression&&) noexcept = default;
+RegularExpression& RegularExpression::operator=(RegularExpression&&) noexcept = default;
+
+RegularExpression::CompileCost RegularExpression::compileCost(std::string_view pattern) {
+  if (pattern.size() > kMaximumPatternLength) return {0, 0, true};
+  const PatternCost cost = PatternCost::of(pattern);
+  return {cost.nanoseconds, cost.bytes, Implementation::isTooHigh(cost, pattern)};
+}
+
+bool RegularExpression::isPlainText(std::string_view pattern) noexcept {
+  return !pattern.empty() && isAllAscii(pattern) && std::all_of(pattern.begin(), pattern.end(), isPlain);
+}
+
+std::vector<std::string> RegularExpression::plainTexts(std::string_view pattern) {
+  const std::string wellFormed = validUtf8(withoutGroup(pattern));
+  std::vector<std::string> texts;
+  std::string text;
+  for (std::size_t i = 0; i < wellFormed.size(); ++i) {
+    const char c = wellFormed[i];
+    const char next = i + 1 < wellFormed.size() ? wellFormed[i + 1] : '|';
+    if (c == '|') {
+      if (text.empty() || i + 1 == wellFormed.size()) return {};
+      texts.push_back(std::move(text));
+      text.clear();
+    } else if (c == '^' && (i == 0 || wellFormed[i - 1] == '|') && text.empty()) {
+      continue;
+    } else if (c == '$' && next == '|') {
+      continue;
+    } else if (c == '\\' && isPunctuation(next) && i + 1 < wellFormed.size()) {
+      text += next;
+      ++i;
+    } else if (isPlain(c)) {
+      text += c;
+    } else {
+      return {};
+    }
+  }
+  if (text.empty()) return {};
+  texts.push_back(std::move(text));
+  return texts;
+}
+
+bool RegularExpression::isValid() const noexcept { return implementation_->compiled != nullptr; }
+bool RegularExpression::isTooCostly() const noexcept { return implementation_->isTooCostly; }
+const std::string& RegularExpression::pattern() const noexcept { return implementation_->pattern; }
+std::string RegularExpression::errorName() const {
+  return U_FAILURE(implementation_->status) ? u_errorName(implementation_->status) : std::string();
+}
+
+std::int32_t RegularExpression::leastCost(const MatchText& text) const noexcept {
+  const std::int64_t places = implementation_->places(text.utf16().size());
+  const std::int64_t steps = 1 + places * implementation_->weight(text) / kPlacesAStep;
+  constexpr std::int64_t kHighest = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(steps, kHighest));
+}
+
+MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budget,
+                                       const MatchPlace& place) const {
+  if (isTooCostly()) return MatchResult::undecided;
+  if (!isValid()) {
+    raise(kInvalidArgumentException, "Can't do regex matching, reason: Can't open pattern " + errorName() +
+                                         " (string " + utf8FromUtf16(text.utf16()) + ", pattern " +
+                                         pattern() + ", case 0, canon 0)");
+  }
+  const std::int32_t cost = leastCost(text);
+  if (budget.steps < cost || text.opened_ == nullptr) return MatchResult::undecided;
+  const auto ask = [&](Matcher& matcher, std::int32_t stackLimit) {
+    if (!matcher.prepare(implementation_->compiled.get(), stackLimit)) return MatchResult::undecided;
+    return matcher.match(text.opened_, cost, implementation_->weight(text), budget);
+  };
+  if (implementation_->matchers && place.index_ < MatchPlace::kCount) {
+    Matcher& kept = (*implementation_->matchers)[place.index_];
+    const MatchBudget before = budget;
+    const MatchResult result = ask(kept, kKeptStackLimit);
+    if (result != MatchResult::undecided || !kept.ranOutOfStack()) return result;
+    budget = before;  // so that the answer does not depend on who holds the places
+  }
+  Matcher own;
+  return ask(own, kStackLimit);
+}
+
+}  // namespace tidewell::base

@@ -1,0 +1,82 @@
+#include "tidewell/base/internal/Fork.h"
+
+#include <algorithm>
+#include <new>
+
+#include "tidewell/base/internal/NeverDestroyed.h"
+
+namespace tidewell::base {
+namespace {
+
+struct Participants {
+  std::mutex mutex;
+  std::vector<ForkParticipant*> all;
+};
+
+Participants& participants() {
+  static NeverDestroyed<Participants> instance;
+  return *instance;
+}
+
+[[maybe_unused]] const Participants& madeWhenLoaded = participants();
+
+}  // namespace
+
+ForkParticipant::~ForkParticipant() = default;
+
+void ForkParticipant::join() {
+  const std::lock_guard lock(participants().mutex);
+  auto& all = participants().all;
+  const auto isBefore = [](int level, const ForkParticipant* each) { return level < each->level_; };
+  all.insert(std::upper_bound(all.begin(), all.end(), level_, isBefore), this);
+}
+
+void ForkParticipant::leave() noexcept {
+  const std::lock_guard lock(participants().mutex);
+  auto& all = participants().all;
+  all.erase(std::remove(all.begin(), all.end(), this), all.end());
+}
+
+void ForkParticipant::allBeforeFork() noexcept {
+  participants().mutex.lock();
+  for (ForkParticipant* each : participants().all) each->beforeFork();
+}
+
+void ForkParticipant::allAfterForkInParent() noexcept {
+  for (ForkParticipant* each : participants().all) each->afterForkInParent();
+  participants().mutex.unlock();
+}
+
+void ForkParticipant::allAfterForkInChild() noexcept {
+  for (ForkParticipant* each : participants().all) each->afterForkInChild();
+  participants().mutex.unlock();
+}
+
+StateMutex::StateMutex(int level) : ForkParticipant(level) { join(); }
+StateMutex::~StateMutex() { leave(); }
+void StateMutex::beforeFork() noexcept { mutex_.lock(); }
+void StateMutex::afterForkInParent() noexcept { mutex_.unlock(); }
+void StateMutex::afterForkInChild() noexcept { mutex_.unlock(); }
+
+StateCondition::StateCondition() { join(); }
+StateCondition::~StateCondition() { leave(); }
+void StateCondition::afterForkInChild() noexcept { ::new (&condition_) std::condition_variable; }
+
+WorkMutex::WorkMutex() {
+  mutexes_.push_back(std::make_unique<std::mutex>());
+  mutex_.store(mutexes_.back().get(), std::memory_order_release);
+  join();
+}
+
+WorkMutex::~WorkMutex() { leave(); }
+
+void WorkMutex::afterForkInChild() noexcept {
+  try {
+    mutexes_.push_back(std::make_unique<std::mutex>());
+    mutex_.store(mutexes_.back().get(), std::memory_order_release);
+  } catch (const std::bad_alloc&) {
+    ::new (&inForce()) std::mutex;  // its holder is not in the child
+  }
+}
+
+}  // namespace tidewell::base

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "tidewell/base/Export.h"
+
+namespace tidewell::base {
+
+/// Whether `dlopen` may be called. false for good in the child of a fork that happened while another thread
+/// was loading a library: the loader's lists are half changed there, and it ends the process. Any thread.
+[[nodiscard]] TIDEWELL_EXPORT bool canLoadLibraries() noexcept;
+
+}  // namespace tidewell::base

@@ -1,0 +1,90 @@
+#include "tidewell/base/internal/NumberText.h"
+
+#include <fmt/format.h>
+#include <locale.h>
+
+#include <cstdlib>
+#include <iterator>
+#include <limits>
+
+namespace tidewell::base {
+namespace {
+
+bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isSign(char c) { return c == '+' || c == '-'; }
+
+std::string_view withoutLeadingSpace(std::string_view text) {
+  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+std::size_t countDigits(std::string_view text, std::size_t from) {
+  std::size_t at = from;
+  while (at < text.size() && isDigit(text[at])) ++at;
+  return at - from;
+}
+
+/// How long the decimal number at the start is: sign, digits, fraction, exponent.
+std::size_t realLength(std::string_view text) {
+  std::size_t at = !text.empty() && isSign(text.front()) ? 1 : 0;
+  const std::size_t whole = countDigits(text, at);
+  at += whole;
+  std::size_t fraction = 0;
+  if (at < text.size() && text[at] == '.') {
+    fraction = countDigits(text, at + 1);
+    if (whole + fraction > 0) at += 1 + fraction;
+  }
+  if (whole + fraction == 0) return 0;
+  if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
+    std::size_t exponent = at + 1;
+    if (exponent < text.size() && isSign(text[exponent])) ++exponent;
+    if (const std::size_t digits = countDigits(text, exponent)) at = exponent + digits;
+  }
+  return at;
+}
+
+}  // namespace
+
+std::int64_t leadingInteger(std::string_view text) noexcept {
+  constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max();
+  text = withoutLeadingSpace(text);
+  const bool negative = !text.empty() && text.front() == '-';
+  if (!text.empty() && isSign(text.front())) text.remove_prefix(1);
+  const std::uint64_t limit = negative ? kLargest + 1 : kLargest;
+  std::uint64_t magnitude = 0;
+  for (; !text.empty() && isDigit(text.front()); text.remove_prefix(1)) {
+    const auto digit = static_cast<std::uint64_t>(text.front() - '0');
+    if (magnitude > (limit - digit) / 10) {
+      magnitude = limit;
+      break;
+    }
+    magnitude = magnitude * 10 + digit;
+  }
+  return static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
+}
+
+bool leadingBoolean(std::string_view text) noexcept {
+  text = withoutLeadingSpace(text);
+  if (text.empty()) return false;
+  if (std::string_view("YyTt").find(text.front()) != std::string_view::npos) return true;
+  if (isSign(text.front())) text.remove_prefix(1);
+  while (!text.empty() && text.front() == '0') text.remove_prefix(1);
+  return !text.empty() && isDigit(text.front());
+}
+
+double leadingReal(std::string_view text) {
+  text = withoutLeadingSpace(text);
+  const std::string number(text.substr(0, realLength(text)));
+  return number.empty() ? 0 : realAt(number.c_str());
+}
+
+double realAt(const char* text) noexcept {
+  // The C locale, whatever the process has set: a comma must not become the decimal separator.
+  static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+  return strtod_l(text, nullptr, cLocale);
+}
+
+void appendReal(std::string& out, double real) { fmt::format_to(std::back_inserter(out), "{:.16g}", real); }
+
+}  // namespace tidewell::base

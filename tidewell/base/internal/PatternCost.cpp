@@ -1,0 +1,261 @@
+#include "tidewell/base/internal/PatternCost.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+namespace tidewell::base {
+namespace {
+
+// Nanoseconds.
+constexpr std::uint64_t kExpression = 5000;
+constexpr std::uint64_t kByte = 200;
+/// A quantifier for which ICU moves the program that it has compiled so far, for each byte before it.
+constexpr std::uint64_t kMoveOfByte = 10;
+/// Measuring what a look-behind takes, for each byte that it may hold.
+constexpr std::uint64_t kMeasureOfByte = 8;
+constexpr std::uint64_t kSet = 8000;
+constexpr std::uint64_t kClassInSet = 30000;
+constexpr std::uint64_t kNamedCharacter = 220000;
+constexpr std::uint64_t kCategory = 70000;
+/// Other properties: the first use in a process reads the tables of the property.
+constexpr std::uint64_t kProperty = 4000000;
+constexpr std::uint64_t kSegmentProperty = 15000000;
+constexpr std::uint64_t kEmojiSequences = 45000000;
+/// Adding the other case of every character of a set.
+constexpr std::uint64_t kCloseWords = 600000;
+constexpr std::uint64_t kCloseAll = 4500000;
+/// Beyond this the scan stops.
+constexpr std::uint64_t kHopeless = 50000000;
+
+// Bytes.
+constexpr std::size_t kExpressionBytes = 1700;
+constexpr std::size_t kBytesOfByte = 40;
+constexpr std::size_t kSetBytes = 1250;
+constexpr std::size_t kCategoryBytes = 7500;
+constexpr std::size_t kPropertyBytes = 48000;
+constexpr std::size_t kStartBytes = 8000;
+constexpr std::size_t kStartWithManyBytes = 34500;
+
+constexpr std::string_view kCategories =
+    " l lu ll lt lm lo lc m mn me mc n nd nl no z zs zl zp c cc cf cn co cs p pc pd ps pe pi pf po s sm sc "
+    "sk so ";
+
+constexpr bool isOneOf(char c, std::string_view characters) {
+  return characters.find(c) != std::string_view::npos;
+}
+constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// The characters that `Scan::step` looks at.
+constexpr std::array<bool, 256> kIsCounted = [] {
+  std::array<bool, 256> counted{};
+  for (const char c : std::string_view("\\[]-()^$|?*+{")) counted[static_cast<unsigned char>(c)] = true;
+  return counted;
+}();
+
+class Scan {
+ public:
+  explicit Scan(std::string_view pattern) : pattern_(pattern) { findModes(); }
+
+  PatternCost run() {
+    cost_.nanoseconds = kExpression + kByte * pattern_.size();
+    cost_.bytes = kExpressionBytes + kBytesOfByte * pattern_.size();
+    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kHopeless; ++at_) {
+      if (kIsCounted[static_cast<unsigned char>(pattern_[at_])]) step(pattern_[at_]);
+    }
+    if (ignoresCase_) cost_.nanoseconds += sets_ * close_;
+    cost_.bytes += startBytes_;
+    return cost_;
+  }
+
+ private:
+  /// The character so many places further; 0 outside the pattern.
+  [[nodiscard]] char peek(std::ptrdiff_t distance = 1) const {
+    const std::size_t index = at_ + static_cast<std::size_t>(distance);
+    return index < pattern_.size() ? pattern_[index] : '\0';
+  }
+
+  [[nodiscard]] bool mayBeInSet() const { return depth_ > 0 || setsAreUnsure_; }
+  [[nodiscard]] bool isInSet() const { return depth_ > 0 && !setsAreUnsure_; }
+
+  void findModes() {
+    for (std::size_t at = pattern_.find("(?"); at != std::string_view::npos;
+         at = pattern_.find("(?", at + 2)) {
+      for (std::size_t flag = at + 2; flag < pattern_.size() && isOneOf(pattern_[flag], "dimsuwx-"); ++flag) {
+        ignoresCase_ |= pattern_[flag] == 'i';
+        isFree_ |= pattern_[flag] == 'x';
+        cost_.breaksText |= pattern_[flag] == 'w';
+      }
+    }
+    const auto has = [this](std::string_view text) { return pattern_.find(text) != std::string_view::npos; };
+    // Where blanks may stand between the characters of a construct, it may be one that is not recognised.
+    if (isFree_) ignoresCase_ |= has("i");
+    if (isFree_) cost_.breaksText |= has("w");
+    constexpr std::string_view kSpecial = "\\^$.|?*+()[]{}";
+    startsPlainly_ = pattern_.size() > 1 && !isOneOf(pattern_[0], kSpecial) && !isOneOf(pattern_[1], "?*{") &&
+                     !has("|") && !isFree_;
+    isQuoting_ = has("\\Q") || has("\\E");
+    setsAreUnsure_ = isFree_ || isQuoting_ || has("[]") || has("[^]") || has("(?#");
+  }
+
+  void step(char c) {
+    switch (c) {
+      case '\\':
+        ++at_;
+        escape(pattern_.size() > at_ ? pattern_[at_] : '\0');
+        break;
+      case '[':
+        openSet();
+        break;
+      case ']':
+        if (depth_ > 0) --depth_;
+        break;
+      case '-':
+        // A range reaches beyond ASCII unless its last character plainly does not.
+        if (mayBeInSet() && (peek() < '$' || peek() > '~' || peek() == '\\')) close_ = kCloseAll;
+        break;
+      default:
+        if (!isInSet()) stepOutside(c);
+        break;
+    }
+  }
+
+  /// What means something outside sets only.
+  void stepOutside(char c) {
+    switch (c) {
+      case '(':
+        ++cost_.emptyAtoms;
+        if (peek() == '?' && peek(2) == '<') lookBehind();
+        if (peek() == '?') ++at_;
+        break;
+      case '^':
+      case '$':
+        ++cost_.emptyAtoms;
+        break;
+      case '|':
+        ++cost_.alternatives;
+        break;
+      case '?':
+      case '*':
+      case '+':
+      case '{':
+        quantify(c);
+        break;
+      default:
+        break;
+    }
+  }
+
+  void escape(char c) {
+    if (c == 'p' || c == 'P') property(at_ + 1);
+    if (c == 'N') cost_.nanoseconds += kNamedCharacter;
+    if (isOneOf(c, "wWdDsShHvVRX") && !startsPlainly_) {
+      // ICU makes a set of the characters that a match may begin with.
+      cost_.nanoseconds += kClassInSet;
+      startBytes_ = std::max(startBytes_, isOneOf(c, "wW") ? kStartWithManyBytes : kStartBytes);
+    }
+    if (mayBeInSet() && isOneOf(c, "wWdDsShHvV")) {
+      cost_.nanoseconds += kClassInSet;
+      cost_.bytes += kCategoryBytes;
+      close_ = std::max(close_, isOneOf(c, "WDSHV") ? kCloseAll : c == 'w' ? kCloseWords : 0);
+    }
+    if (isOneOf(c, "AZzGbBk") || isDigit(c)) ++cost_.emptyAtoms;
+    if (c == 'b' || c == 'B') ++cost_.boundaries;
+    if (c == 'X') cost_.breaksText = true;
+    if (c == 'k' || isDigit(c)) cost_.hasReferences = true;
+    if (isOneOf(c, "pPNx") && peek() == '{' && !isQuoting_) ++at_;  // which is no quantifier
+  }
+
+  void openSet() {
+    ++sets_;
+    cost_.nanoseconds += kSet;
+    cost_.bytes += kSetBytes;
+    if (mayBeInSet() && peek() == '^') close_ = kCloseAll;  // the outer set has nearly every character
+    if (peek() == ':' || isFree_) property(at_ + 2);
+    ++depth_;
+  }
+
+  void property(std::size_t from) {
+    std::string name = " ";
+    for (; from < pattern_.size() && !isOneOf(pattern_[from], "}:"); ++from) {
+      const char c = pattern_[from];
+      if (isDigit(c) || (c >= 'a' && c <= 'z')) name += c;
+      if (c >= 'A' && c <= 'Z') name += static_cast<char>(c | 0x20);
+      if (name.size() == 32) break;  // the longest part that is looked for is shorter
+    }
+    close_ = kCloseAll;
+    if (!startsPlainly_) startBytes_ = kStartWithManyBytes;
+    const auto has = [&name](std::string_view part) { return name.find(part) != std::string::npos; };
+    const bool isCategory = kCategories.find(name + ' ') != std::string_view::npos;
+    cost_.bytes += isCategory ? kCategoryBytes : kPropertyBytes;
+    cost_.nanoseconds += isCategory        ? kCategory
+                         : has("rgiemoji") ? kEmojiSequences
+                         : has("seg")      ? kSegmentProperty
+                                           : kProperty;
+    if (ignoresCase_) cost_.nanoseconds += kCloseAll;
+  }
+
+  void lookBehind() {
+    ++cost_.repeats;
+    cost_.nanoseconds += kMeasureOfByte * (pattern_.size() - at_) + at_;
+  }
+
+  void quantify(char c) {
+    const char before = at_ > 0 ? pattern_[at_ - 1] : '\0';
+    const bool afterEscape = at_ > 1 && pattern_[at_ - 2] == '\\';
+    const bool ofGroup = before == ')' || isFree_ || (isQuoting_ && before == 'E');
+    const bool ofEmpty = before == '^' || before == '$' || (afterEscape && isOneOf(before, "AZzGbB"));
+    const bool isPossessive = c == '+' && isOneOf(before, "*+?}");
+    if (c == '?') {
+      ++cost_.options;  // or makes the quantifier before it lazy
+      return;
+    }
+    const bool expands = c == '{' && isShortCount();
+    cost_.isNested |= ofGroup;
+    if (c != '{' || !isExactCount()) ++cost_.repeats;
+    const bool moves = isPossessive || ofGroup || ofEmpty || (c == '{' && !expands);
+    cost_.nanoseconds += moves ? kMoveOfByte * at_ : at_ / 8;
+  }
+
+  /// The text between the braces; only the beginning of a longer one.
+  [[nodiscard]] std::string_view count() const {
+    const std::string_view rest = pattern_.substr(at_ + 1, 8);
+    return rest.substr(0, std::min(rest.find('}'), rest.size()));
+  }
+  [[nodiscard]] bool isExactCount() const {
+    const std::string_view digits = count();
+    return std::all_of(digits.begin(), digits.end(), isDigit);
+  }
+  /// Whether ICU repeats the atom instead of counting: {n} or {n,m} from 1 to 10, neither lazy nor
+  /// possessive.
+  [[nodiscard]] bool isShortCount() const {
+    const std::string_view text = count();
+    const char after = peek(static_cast<std::ptrdiff_t>(text.size()) + 2);
+    if (after == '?' || after == '+' || isFree_) return false;
+    const std::size_t comma = std::min(text.find(','), text.size());
+    const auto isShort = [](std::string_view digits) {
+      return (digits.size() == 1 && digits[0] >= '1' && digits[0] <= '9') || digits == "10";
+    };
+    return isShort(text.substr(0, comma)) && (comma == text.size() || isShort(text.substr(comma + 1)));
+  }
+
+  std::string_view pattern_;
+  std::size_t at_ = 0;
+  PatternCost cost_;
+  bool ignoresCase_ = false;
+  bool isFree_ = false;     // blanks and comments are skipped
+  bool isQuoting_ = false;  // \Q and \E
+  /// A bracket that opens or closes a set for this scan may not do so for ICU.
+  bool setsAreUnsure_ = false;
+  bool startsPlainly_ = false;  // with a certain character
+  std::size_t startBytes_ = 0;
+  std::size_t depth_ = 0;  // of the sets at this place
+  std::uint64_t sets_ = 0;
+  std::uint64_t close_ = 0;  // what each set costs more where case is ignored
+};
+
+}  // namespace
+
+PatternCost PatternCost::of(std::string_view pattern) { return Scan(pattern).run(); }
+
+}  // namespace tidewell::base

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// The characters of RFC 3986, whatever the process's locale says of letters.
+namespace tidewell::base::detail {
+
+inline constexpr std::string_view kSubDelimiters = "!$&'()*+,;=";
+
+constexpr bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+constexpr bool isAsciiDigit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool isHexDigit(char c) {
+  return isAsciiDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+constexpr bool isUnreserved(char c) {
+  return isAsciiLetter(c) || isAsciiDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
+}
+
+/// The unreserved characters, and those that were added: asked without a search.
+class CharacterSet {
+ public:
+  constexpr CharacterSet() {
+    for (int byte = 0; byte < 128; ++byte) {
+      if (isUnreserved(static_cast<char>(byte))) add(static_cast<char>(byte));
+    }
+  }
+  [[nodiscard]] constexpr CharacterSet with(std::string_view also) const {
+    CharacterSet larger = *this;
+    for (const char c : also) larger.add(c);
+    return larger;
+  }
+  [[nodiscard]] constexpr bool contains(char c) const {
+    const auto byte = static_cast<unsigned char>(c);
+    return (words_[byte / 64] >> byte % 64 & 1) != 0;
+  }
+
+ private:
+  constexpr void add(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    words_[byte / 64] |= std::uint64_t{1} << byte % 64;
+  }
+
+  std::array<std::uint64_t, 4> words_{};
+};
+inline constexpr CharacterSet kUnreserved;
+
+/// Appends the text with every byte that is not in `keep` as `%XX` (RFC 3986, section 2.1).
+void appendPercentEncoded(std::string& out, std::string_view text, const CharacterSet& keep);
+
+inline bool isScheme(std::string_view text) {
+  return !text.empty() && isAsciiLetter(text.front()) && std::all_of(text.begin(), text.end(), [](char c) {
+    return isAsciiLetter(c) || isAsciiDigit(c) || c == '+' || c == '-' || c == '.';
+  });
+}
+
+}  // namespace tidewell::base::detail

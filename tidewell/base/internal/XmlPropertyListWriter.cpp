@@ -1,0 +1,143 @@
+#include <fmt/format.h>
+
+#include <cmath>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/CivilDate.h"
+#include "tidewell/base/internal/Unicode.h"
+#include "tidewell/base/internal/XmlPropertyList.h"
+
+namespace tidewell::base::detail {
+
+namespace {
+
+constexpr std::string_view kProlog =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+    "<plist version=\"1.0\">\n";
+
+std::string escaped(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (const char c : validUtf8(text)) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '\r':
+        out += "&#13;";
+        break;  // a reader would make a line feed of it
+      default:
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n') {
+          raise(kInvalidArgumentException, "XML property lists cannot carry control characters");
+        }
+        out += c;
+    }
+  }
+  return out;
+}
+
+std::string dateText(Date date) {
+  constexpr double kFirst = -62135596800.0;  // 0001-01-01
+  constexpr double kLast = 253402300799.0;   // 9999-12-31T23:59:59
+  const double whole = std::floor(date.secondsSince1970);
+  if (!(whole >= kFirst && whole <= kLast)) {
+    raise(kInvalidArgumentException, "XML property lists carry dates of the years 1 to 9999");
+  }
+  const auto seconds = static_cast<std::int64_t>(whole);
+  const std::int64_t day = floorDivide(seconds, kSecondsPerDay);
+  const std::int64_t rest = seconds - day * kSecondsPerDay;
+  const CivilDate civil = gregorianFromDays(day);
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", civil.year, civil.month, civil.day, rest / 3600,
+                     rest / 60 % 60, rest % 60);
+}
+
+std::string base64(std::string_view bytes) {
+  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  out.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const std::string_view group = bytes.substr(i, 3);
+    unsigned bits = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      bits = bits << 8u | (k < group.size() ? static_cast<unsigned char>(group[k]) : 0u);
+    }
+    for (std::size_t k = 0; k < 4; ++k) {
+      out += k <= group.size() ? kDigits[bits >> (18 - 6 * k) & 0x3fu] : '=';
+    }
+  }
+  return out;
+}
+
+class Writer {
+ public:
+  std::string write(const Value& value) {
+    out_ = kProlog;
+    append(value, 0);
+    out_ += "</plist>\n";
+    return std::move(out_);
+  }
+
+ private:
+  void line(std::size_t level, std::string_view text) { out_.append(level, '\t').append(text).append("\n"); }
+  void element(std::size_t level, std::string_view name, std::string_view content) {
+    line(level, fmt::format("<{}>{}</{}>", name, content, name));
+  }
+
+  void append(const Value& value, std::size_t level) {
+    switch (value.kind()) {
+      case ValueKind::boolean:
+        return line(level, value.boolValue() ? "<true/>" : "<false/>");
+      case ValueKind::integer:
+        return element(level, "integer", fmt::format("{}", value.integerValue()));
+      case ValueKind::unsignedInteger:
+        return element(level, "integer", fmt::format("{}", static_cast<std::uint64_t>(value.integerValue())));
+      case ValueKind::real:
+        return element(level, "real", fmt::format("{}", value.doubleValue()));
+      case ValueKind::string:
+        return element(level, "string", escaped(*value.string()));
+      case ValueKind::data:
+        return element(level, "data", base64(value.data()->view()));
+      case ValueKind::date:
+        return element(level, "date", dateText(*value.date()));
+      case ValueKind::array:
+        return appendArray(*value.array(), level);
+      case ValueKind::dictionary:
+        return appendDictionary(*value.dictionary(), level);
+      default:
+        raise(kInvalidArgumentException, "not a property list");
+    }
+  }
+
+  void appendArray(const Array& array, std::size_t level) {
+    if (array.empty()) return line(level, "<array/>");
+    line(level, "<array>");
+    for (const Value& entry : array) append(entry, level + 1);
+    line(level, "</array>");
+  }
+
+  void appendDictionary(const Dictionary& dictionary, std::size_t level) {
+    if (dictionary.empty()) return line(level, "<dict/>");
+    line(level, "<dict>");
+    for (const auto& [key, entry] : dictionary) {
+      element(level + 1, "key", escaped(key));
+      append(entry, level + 1);
+    }
+    line(level, "</dict>");
+  }
+
+  std::string out_;
+};
+
+}  // namespace
+
+std::string writeXmlPropertyList(const Value& value) { return Writer().write(value); }
+
+}  // namespace tidewell::base::detail

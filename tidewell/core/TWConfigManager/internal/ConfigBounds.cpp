@@ -1,0 +1,77 @@
+#include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
+
+namespace tidewell {
+namespace {
+
+/// The record itself, and the dictionaries of the property list around a value, are levels too.
+constexpr int kMaximumDepth = 500;
+
+/// Walks a value until it is clear that it does not fit.
+class Measure {
+ public:
+  explicit Measure(const PropertyBounds& bounds) : left_(bounds) {}
+
+  bool fits(const base::Value& value, int depth = 1) {
+    if (depth > kMaximumDepth || !take(left_.elements, 1)) return false;
+    switch (value.kind()) {
+      case base::ValueKind::nil:
+      case base::ValueKind::null:
+      case base::ValueKind::boolean:
+      case base::ValueKind::integer:
+      case base::ValueKind::unsignedInteger:
+      case base::ValueKind::real:
+        return true;
+      case base::ValueKind::date:
+        return take(left_.elements, 1);
+      case base::ValueKind::string:
+        return take(left_.bytes, value.string()->size());
+      case base::ValueKind::data:
+        return take(left_.bytes, value.data()->length());
+      case base::ValueKind::array:
+        return take(left_.elements, 2) && fitsEach(*value.array(), depth);
+      case base::ValueKind::dictionary:
+        return take(left_.elements, 2) && fitsEach(*value.dictionary(), depth);
+      default:
+        return false;
+    }
+  }
+
+ private:
+  static bool take(std::size_t& left, std::size_t amount) {
+    if (amount > left) return false;
+    left -= amount;
+    return true;
+  }
+  bool fitsEach(const base::Array& array, int depth) {
+    for (const base::Value& entry : array) {
+      if (!fits(entry, depth + 1)) return false;
+    }
+    return true;
+  }
+  bool fitsEach(const base::Dictionary& dictionary, int depth) {
+    for (const auto& [key, entry] : dictionary) {
+      if (!take(left_.elements, 1) || !take(left_.bytes, key.size()) || !fits(entry, depth + 1)) return false;
+    }
+    return true;
+  }
+
+  PropertyBounds left_;
+};
+
+}  // namespace
+
+PropertyBounds boundsOf(TWConfigProperty property) {
+  return isArrayProperty(property) ? kListBounds : kSingleValueBounds;
+}
+
+PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties) {
+  PropertySet outside = 0;
+  for (const ConfigField& field : kConfigFields) {
+    const auto* const member = std::get_if<base::Value TWConfigFields::*>(&field.member);
+    if (member == nullptr || (properties & propertyBit(field.property)) == 0) continue;
+    if (!Measure(boundsOf(field.property)).fits(fields.**member)) outside |= propertyBit(field.property);
+  }
+  return outside;
+}
+
+}  // namespace tidewell

@@ -1,0 +1,207 @@
+#include "tidewell/core/TWConfigManager/internal/ConfigField.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+
+namespace tidewell {
+namespace {
+
+constexpr std::string_view kInvalidProperty = "Invalid Property";
+constexpr std::string_view kUnknownFeature = "Unknown feature";
+
+constexpr bool isBetween(std::int64_t property, TWConfigProperty first, TWConfigProperty last) {
+  return property >= first && property <= last;
+}
+constexpr bool isStatus(std::int64_t property) {
+  return isBetween(property, TWConfigPropertyAccountStatus, TWConfigPropertyPeriodicSyncStatus);
+}
+constexpr bool isDuration(std::int64_t property) {
+  return isBetween(property, TWConfigPropertyInboxDefaultDuration, TWConfigPropertySessionInactiveDuration);
+}
+constexpr bool isArray(std::int64_t property) {
+  return isBetween(property, TWConfigPropertyBlackListedEvents, TWConfigPropertyRestrictedUniqueIDRegex);
+}
+constexpr bool isMisc(std::int64_t property) {
+  return isBetween(property, TWConfigPropertyEventsBatchCount, TWConfigPropertyDataRedirectionRegion);
+}
+constexpr bool isGDPR(std::int64_t property) {
+  return isBetween(property, TWConfigPropertyDataTrackingOptedOut, TWConfigPropertyUserInAppOptedOut);
+}
+
+constexpr bool everyPropertyHasOneField() {
+  PropertySet seen = 0;
+  for (const ConfigField& field : kConfigFields) seen |= propertyBit(field.property);
+  return seen == 0xFFFF7F && kConfigFields.size() == 23;
+}
+static_assert(everyPropertyHasOneField());
+
+/// Stores a value in the field of a property that has one of this type.
+template <class Type>
+void store(ConfigChange& change, std::int64_t property, Type value) {
+  for (const ConfigField& field : kConfigFields) {
+    if (field.property == property) {
+      change.set(field.property, std::get<Type TWConfigFields::*>(field.member), std::move(value));
+    }
+  }
+}
+
+}  // namespace
+
+bool isArrayProperty(std::int64_t property) { return isArray(property); }
+
+std::string_view keyOf(TWConfigProperty property) {
+  for (const ConfigField& field : kConfigFields) {
+    if (field.property == property) return field.key;
+  }
+  return {};
+}
+
+void copyFields(const TWConfigFields& from, TWConfigFields& to, PropertySet properties) {
+  for (const ConfigField& field : kConfigFields) {
+    if ((properties & propertyBit(field.property)) == 0) continue;
+    std::visit([&](auto member) { to.*member = from.*member; }, field.member);
+  }
+}
+
+bool equalFields(const TWConfigFields& a, const TWConfigFields& b, PropertySet properties) {
+  return std::all_of(kConfigFields.begin(), kConfigFields.end(), [&](const ConfigField& field) {
+    return (properties & propertyBit(field.property)) == 0 ||
+           std::visit([&](auto member) { return a.*member == b.*member; }, field.member);
+  });
+}
+
+void encodeFields(const TWConfigFields& fields, base::KeyedEncoder& encoder) {
+  for (const ConfigField& field : kConfigFields) {
+    struct Encode {
+      void operator()(base::Value TWConfigFields::*member) const {
+        encoder.encodeObject(fields.*member, key);
+      }
+      void operator()(std::uint64_t TWConfigFields::*member) const {
+        encoder.encodeInt64(static_cast<std::int64_t>(fields.*member), key);
+      }
+      void operator()(bool TWConfigFields::*member) const { encoder.encodeBool(fields.*member, key); }
+
+      const TWConfigFields& fields;
+      base::KeyedEncoder& encoder;
+      std::string_view key;
+    };
+    std::visit(Encode{fields, encoder, field.key}, field.member);
+  }
+}
+
+TWConfigFields decodeFields(base::KeyedDecoder& decoder, PropertySet* broken) {
+  TWConfigFields fields;
+  for (const ConfigField& field : kConfigFields) {
+    struct Decode {
+      void operator()(base::Value TWConfigFields::*member) const {
+        fields.*member = decoder.decodeObjectForKey(key);
+      }
+      void operator()(std::uint64_t TWConfigFields::*member) const {
+        fields.*member = static_cast<std::uint64_t>(decoder.decodeInt64ForKey(key));
+      }
+      void operator()(bool TWConfigFields::*member) const { fields.*member = decoder.decodeBoolForKey(key); }
+
+      TWConfigFields& fields;
+      base::KeyedDecoder& decoder;
+      std::string_view key;
+    };
+    try {
+      std::visit(Decode{fields, decoder, field.key}, field.member);
+    } catch (const base::Exception&) {
+      if (broken != nullptr) *broken |= propertyBit(field.property);
+    }
+  }
+  return fields;
+}
+
+base::Dictionary scalarsOf(const TWConfigFields& fields, PropertySet properties) {
+  base::Dictionary scalars;
+  for (const ConfigField& field : kConfigFields) {
+    if ((properties & propertyBit(field.property)) == 0) continue;
+    const base::Value value =
+        std::visit([&](auto member) { return base::Value(fields.*member); }, field.member);
+    if (value.isString() || value.isNumber()) scalars.setObject(value, field.key);
+  }
+  return scalars;
+}
+
+void takeScalars(const base::Dictionary& scalars, TWConfigFields& fields, PropertySet properties) {
+  for (const ConfigField& field : kConfigFields) {
+    struct Take {
+      void operator()(base::Value TWConfigFields::*member) const { fields.*member = value; }
+      void operator()(std::uint64_t TWConfigFields::*member) const {
+        if (value.isNumber()) fields.*member = static_cast<std::uint64_t>(value.integerValue());
+      }
+      void operator()(bool TWConfigFields::*member) const {
+        if (value.isNumber()) fields.*member = value.boolValue();
+      }
+
+      TWConfigFields& fields;
+      const base::Value& value;
+    };
+    if ((properties & propertyBit(field.property)) == 0) continue;
+    const base::Value* const value = scalars.find(field.key);
+    if (value != nullptr && (value->isString() || value->isNumber())) {
+      std::visit(Take{fields, *value}, field.member);
+    }
+  }
+}
+
+std::string_view ConfigChange::write(std::int64_t property, const base::Value& value) {
+  if (isStatus(property)) return writeStatus(property, value);
+  if (isDuration(property)) return writeDuration(property, value);
+  if (isArray(property)) return writeArray(property, value);
+  if (isMisc(property)) return writeMisc(property, value);
+  if (isGDPR(property)) return writeGDPR(property, value);
+  return kInvalidProperty;
+}
+
+std::string_view ConfigChange::writeStatus(std::int64_t property, const base::Value& value) {
+  if (!isStatus(property)) return kUnknownFeature;
+  store(*this, property, value ? value : base::Value(TWConfig::getDefaultValForStatusProperty(property)));
+  return {};
+}
+
+std::string_view ConfigChange::writeDuration(std::int64_t property, const base::Value& value) {
+  // The number is asked for first, as for every value that comes: one without a number raises.
+  const std::int64_t seconds =
+      value ? value.integerValue() : TWConfig::getDefaultValForDurationProperty(property);
+  if (!isDuration(property)) return kUnknownConfigProperty;
+  store(*this, property, static_cast<std::uint64_t>(seconds));
+  return {};
+}
+
+std::string_view ConfigChange::writeArray(std::int64_t property, const base::Value& value) {
+  if (!isArray(property)) return kUnknownConfigProperty;
+  store(*this, property, value ? value : base::Value(TWConfig::getDefaultValForArrayProperty(property)));
+  // The restricted-ID expressions are stored, and the line is logged all the same.
+  return property == TWConfigPropertyRestrictedUniqueIDRegex ? kUnknownConfigProperty : std::string_view();
+}
+
+std::string_view ConfigChange::writeGDPR(std::int64_t property, const base::Value& value) {
+  const bool flag = value ? value.boolValue() : TWConfig::getDefaultValForGDPRProperty(property);
+  if (!isGDPR(property)) return kUnknownConfigProperty;
+  store(*this, property, flag);
+  return {};
+}
+
+std::string_view ConfigChange::writeMisc(std::int64_t property, const base::Value& value) {
+  if (!isMisc(property)) return kUnknownConfigProperty;
+  const base::Value resolved = value ? value : TWConfig::getDefaultValForMiscProperty(property);
+  if (property == TWConfigPropertyEventsBatchCount) {
+    store(*this, property, static_cast<std::uint64_t>(resolved.integerValue()));
+  } else {
+    store(*this, property, resolved);
+  }
+  return {};
+}
+
+TWConfigFields defaultFields() {
+  ConfigChange change;
+  for (const ConfigField& field : kConfigFields) change.write(field.property, {});
+  return std::move(change.fields);
+}
+
+}  // namespace tidewell

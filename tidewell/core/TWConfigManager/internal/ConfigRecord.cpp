@@ -1,0 +1,113 @@
+#include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
+
+#include <utility>
+
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell {
+namespace {
+
+/// The first expression of a process takes a millisecond to compile: on no thread of the host's. A list that
+/// was replaced meanwhile is not compiled any more.
+void compileInBackground(const std::shared_ptr<const RestrictedExpressions>& expressions) {
+  platform::Platform::current().globalQueue().async(
+      [waiting = std::weak_ptr<const RestrictedExpressions>(expressions)] {
+        if (const auto wanted = waiting.lock()) wanted->compileAhead();
+      });
+}
+
+}  // namespace
+
+Aftermath::~Aftermath() {
+  if (!newExpressions || !newExpressions->hasSomethingToCompile()) return;
+  try {
+    compileInBackground(newExpressions);
+  } catch (...) {  // no memory for the errand: the first question compiles
+  }
+}
+
+void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath) {
+  const auto& latest = publisher_.latest();
+  if (!latest || latest->restrictedExpressions != snapshot->restrictedExpressions) {
+    aftermath.newExpressions = snapshot->restrictedExpressions;
+  }
+  const std::uint32_t gates = snapshot->gates;
+  publisher_.publish(std::move(snapshot));
+  gates_.store(gates, std::memory_order_release);
+}
+
+void ConfigPublication::reclaim(Aftermath& aftermath) noexcept { publisher_.reclaim(aftermath.garbage); }
+
+void ConfigPublication::replace(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath) {
+  publish(std::move(snapshot), aftermath);
+  if (seeReaders()) reclaim(aftermath);
+}
+
+ConfigRecord::ConfigRecord(TWConfigFields fields) {
+  publisher_.publish(CompiledConfig::compile(std::move(fields)));
+}
+
+void ConfigRecord::apply(const ConfigChange& change) {
+  if (change.properties == 0) return;
+  Aftermath aftermath;
+  const std::lock_guard lock(mutex_);
+  replace(change.fields, change.properties, aftermath);
+  written_ |= change.properties;
+}
+
+void ConfigRecord::adopt(const TWConfigFields& fields, PropertySet properties) {
+  Aftermath aftermath;
+  const std::lock_guard lock(mutex_);
+  properties &= ~written_;
+  if (!equalFields(fields, publisher_.latest()->fields, properties)) replace(fields, properties, aftermath);
+}
+
+void ConfigRecord::claim() {
+  const std::lock_guard lock(mutex_);
+  written_ = kAllProperties;
+}
+
+PropertySet ConfigRecord::written() const {
+  const std::lock_guard lock(mutex_);
+  return written_;
+}
+
+void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties, Aftermath& aftermath) {
+  TWConfigFields next = publisher_.latest()->fields;
+  copyFields(fields, next, properties);
+  const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
+  // Everywhere or nowhere.
+  for (ConfigPublication* const publication : publications_) publication->makeRoom();
+  publisher_.makeRoom();
+  for (ConfigPublication* const publication : publications_) publication->publish(snapshot, aftermath);
+  publisher_.publish(snapshot);
+  if (!seeReadersNowAndThen()) return;
+  for (ConfigPublication* const publication : publications_) publication->reclaim(aftermath);
+  publisher_.reclaim(aftermath.garbage);
+}
+
+void ConfigRecord::makeRoomForAttachment() {
+  const std::lock_guard lock(mutex_);
+  publications_.reserve(publications_.size() + 1);
+}
+
+void ConfigRecord::makeRoomIn(ConfigPublication& publication) {
+  const std::lock_guard lock(mutex_);
+  publication.makeRoom();
+}
+
+void ConfigRecord::attach(ConfigPublication& publication) {
+  Aftermath aftermath;
+  const std::lock_guard lock(mutex_);
+  publications_.reserve(publications_.size() + 1);
+  publication.makeRoom();
+  publications_.push_back(&publication);
+  publication.replace(publisher_.latest(), aftermath);
+}
+
+void ConfigRecord::detach(ConfigPublication& publication) {
+  const std::lock_guard lock(mutex_);
+  std::erase(publications_, &publication);
+}
+
+}  // namespace tidewell

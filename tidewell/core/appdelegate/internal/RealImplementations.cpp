@@ -1,0 +1,36 @@
+// What the proxy attaches to a delegate.
+
+#include <string_view>
+#include <utility>
+
+#include "tidewell/core/appdelegate/internal/DelegateProxy.h"
+#include "tidewell/runtime/KeyValueCoding.h"
+#include "tidewell/runtime/Message.h"
+
+namespace tidewell {
+namespace {
+
+// Keys are the addresses of these.
+constexpr std::string_view kTDWRealIMPBySelectorKey = "Tdw_realIMPBySelector";
+constexpr std::string_view kTDWRealClassKey = "Tdw_realClass";
+
+}  // namespace
+
+void attachRealClass(runtime::Object* object, runtime::Class& realClass) {
+  runtime::setAssociatedObject(object, &kTDWRealClassKey, runtime::objectValue(runtime::refOf(&realClass)),
+                               runtime::AssociationPolicy::retainNonatomic);
+}
+
+runtime::Ref realClass(const runtime::Object* object) {
+  return runtime::objectOf(runtime::associatedObject(object, &kTDWRealClassKey));
+}
+
+void attachRealImplementations(runtime::Object* object, base::Value map, runtime::AssociationPolicy policy) {
+  runtime::setAssociatedObject(object, &kTDWRealIMPBySelectorKey, std::move(map), policy);
+}
+
+base::Value realImplementations(const runtime::Object* object) {
+  return runtime::associatedObject(object, &kTDWRealIMPBySelectorKey);
+}
+
+}  // namespace tidewell

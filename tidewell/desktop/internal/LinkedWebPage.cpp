@@ -1,0 +1,8 @@
+#include "tidewell/desktop/internal/WebPage.h"
+
+// For static libraries: WebKitGTK is linked into the host.
+namespace tidewell::desktop {
+
+WebPageMaker loadWebPageMaker(std::string&) noexcept { return &tidewell_make_web_page; }
+
+}  // namespace tidewell::desktop

@@ -1,0 +1,93 @@
+#include "tidewell/desktop/internal/SecretKeychain.h"
+
+#include <utility>
+
+namespace tidewell::desktop {
+namespace {
+
+using Status = SecretService::Status;
+
+/// The attributes of a query under the names that they have in the keyring; nothing where the query is none
+/// for generic passwords with texts as attributes, which the file store refuses, too.
+std::optional<SecretService::Attributes> attributesOf(const base::Dictionary& query, bool isForAdding) {
+  constexpr std::pair<std::string_view, const char*> kNames[] = {
+      {platform::kSecAttrService, "service"},
+      {platform::kSecAttrAccount, "account"},
+      {platform::kSecAttrAccessible, "accessible"}};
+  if (query.objectForKey(platform::kSecClass) != base::Value(platform::kSecClassGenericPassword))
+    return std::nullopt;
+  SecretService::Attributes attributes;
+  for (const auto& [name, keyringName] : kNames) {
+    const base::Value* const value = query.find(name);
+    if (value && (!value->isString() || value->description().find('\0') != std::string::npos))
+      return std::nullopt;
+    if (value) attributes[keyringName] = value->description();
+  }
+  if (isForAdding) {
+    // What is not given is the empty text: it takes part in what an item is known by.
+    attributes.emplace("service", "");
+    attributes.emplace("account", "");
+  }
+  return attributes;
+}
+
+bool mustBeReadableWhileLocked(const base::Dictionary& attributes) {
+  return attributes.objectForKey(platform::kSecAttrAccessible) ==
+         base::Value(platform::kSecAttrAccessibleAfterFirstUnlock);
+}
+
+bool wantsData(const base::Dictionary& query) {
+  const base::Value* const wanted = query.find(platform::kSecReturnData);
+  return wanted && wanted->isNumber() && wanted->boolValue();
+}
+
+}  // namespace
+
+SecretKeychain::SecretKeychain(std::unique_ptr<SecretService> service, platform::Keychain& file)
+    : service_(std::move(service)), file_(file) {}
+
+std::int32_t SecretKeychain::itemAdd(const base::Dictionary& attributes) {
+  const auto known = attributesOf(attributes, true);
+  const base::Value data = attributes.objectForKey(platform::kSecValueData);
+  if (!known || (data && !data.data())) return platform::errSecParam;
+
+  const SecretService::Attributes primaryKey{{"service", known->at("service")},
+                                             {"account", known->at("account")}};
+  base::Data ignored;
+  if (file_.itemCopyMatching({{platform::kSecClass, platform::kSecClassGenericPassword},
+                              {platform::kSecAttrService, primaryKey.at("service")},
+                              {platform::kSecAttrAccount, primaryKey.at("account")}},
+                             ignored) == platform::errSecSuccess) {
+    return platform::errSecDuplicateItem;
+  }
+  std::string alsoIgnored;
+  Status status = service_->find(primaryKey, alsoIgnored);
+  if (status == Status::done) return platform::errSecDuplicateItem;
+  if (status == Status::notFound) {
+    const std::string secret = data ? std::string(data.data()->view()) : std::string();
+    status = service_->store(*known, known->at("service"), secret);
+  }
+  if (status == Status::done && !mustBeReadableWhileLocked(attributes)) return platform::errSecSuccess;
+  const std::int32_t added = file_.itemAdd(attributes);
+  // What is in the keyring is kept, whatever the file says of its copy.
+  return status == Status::done ? platform::errSecSuccess : added;
+}
+
+std::int32_t SecretKeychain::itemCopyMatching(const base::Dictionary& query, base::Data& result) {
+  const auto wanted = attributesOf(query, false);
+  if (!wanted) return platform::errSecParam;
+  std::string secret;
+  if (service_->find(*wanted, secret) != Status::done) return file_.itemCopyMatching(query, result);
+  if (wantsData(query)) result = base::Data(std::move(secret));
+  return platform::errSecSuccess;
+}
+
+std::int32_t SecretKeychain::itemDelete(const base::Dictionary& query) {
+  const auto wanted = attributesOf(query, false);
+  if (!wanted) return platform::errSecParam;
+  const Status status = service_->remove(*wanted);
+  const std::int32_t deleted = file_.itemDelete(query);
+  return status == Status::done ? platform::errSecSuccess : deleted;
+}
+
+}  // namespace tidewell::desktop

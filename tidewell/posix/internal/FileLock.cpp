@@ -1,0 +1,165 @@
+#include "tidewell/posix/internal/FileLock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <utility>
+
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/posix/internal/AtomicFile.h"
+#include "tidewell/posix/internal/Descriptor.h"
+#include "tidewell/posix/internal/FileFault.h"
+#include "tidewell/posix/internal/Fork.h"
+
+namespace tidewell::posix {
+namespace {
+
+/// Never follows a link and never waits, whatever lies at the name.
+constexpr int kOpenFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+class DescriptorLock final : public platform::FileLock, public ForkParticipant {
+ public:
+  explicit DescriptorLock(Descriptor file) : file_(std::move(file)) { join(); }
+  ~DescriptorLock() override {
+    leave();
+    // The child of a fork may hold the same open file: closing alone would leave it locked.
+    if (file_) flock(file_.number(), LOCK_UN);
+  }
+  /// Closing the child's copy leaves the parent's lock as it is.
+  void afterForkInChild() noexcept override { file_.close(); }
+
+ private:
+  Descriptor file_;
+};
+
+/// The lock that this process waited for in vain, until it is found free again.
+class VainWait {
+ public:
+  void begin(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    name_ = name;
+    isUnderWay_.store(true, std::memory_order_relaxed);
+  }
+  /// The lock of this name was free.
+  void end(const std::string& name) {
+    if (!isUnderWay_.load(std::memory_order_relaxed)) return;
+    const std::lock_guard lock(mutex_);
+    if (name_ != name) return;
+    name_.clear();
+    isUnderWay_.store(false, std::memory_order_relaxed);
+  }
+  /// Whether to wait for a lock that another process holds now.
+  [[nodiscard]] bool permitsWaitFor(const std::string& name) {
+    const std::string missed = current();
+    if (missed.empty()) return true;
+    if (missed == name || !isFree(missed)) return false;
+    end(missed);
+    return true;
+  }
+
+ private:
+  [[nodiscard]] std::string current() {
+    const std::lock_guard lock(mutex_);
+    return name_;
+  }
+  static bool isFree(const std::string& name) {
+    const Descriptor file(retrying([&] { return open(name.c_str(), kOpenFlags); }));
+    if (!file) return errno == ENOENT;
+    if (flock(file.number(), LOCK_SH | LOCK_NB) != 0) return false;
+    flock(file.number(), LOCK_UN);
+    return true;
+  }
+
+  std::atomic<bool> isUnderWay_{false};
+  StateMutex mutex_;  ///< guards the name
+  std::string name_;
+};
+
+VainWait& vainWait() {
+  static base::NeverDestroyed<VainWait> instance;
+  return *instance;
+}
+
+/// The paths about which a notice was given.
+struct Noticed {
+  StateMutex mutex;
+  std::set<std::string> paths;
+};
+Noticed& noticed() {
+  static base::NeverDestroyed<Noticed> instance;
+  return *instance;
+}
+
+// Made while the library is loaded: the child of a fork might wait for ever for a thread that was making one.
+[[maybe_unused]] const VainWait& vainWaitWhenLoaded = vainWait();
+[[maybe_unused]] const Noticed& noticedWhenLoaded = noticed();
+
+/// Tries for as long as a lock may be waited for. Zero, or the error.
+int waitForLock(int descriptor) {
+  using Clock = std::chrono::steady_clock;
+  const auto end =
+      Clock::now() + std::chrono::duration<double>(platform::FileManager::kMaximumLockWaitSeconds);
+  auto pause = std::chrono::microseconds(100);
+  while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return errno;
+    if (Clock::now() >= end) return EWOULDBLOCK;
+    // Waiting in the system has no time limit that leaves the host's signals alone. Pauses stay short, so
+    // that a process that takes the lock again and again leaves a gap to be found.
+    std::this_thread::sleep_for(pause);
+    pause = std::min(pause * 2, std::chrono::microseconds(500));
+  }
+  return 0;
+}
+
+}  // namespace
+
+platform::LockResult lockFile(const std::string& path) {
+  const base::CancellationShield shield;
+  if (const auto failure = checkPath(path)) return {nullptr, failure};
+  const std::string name = path + ".lock";
+  Descriptor file(retrying([&] { return open(name.c_str(), kOpenFlags | O_CREAT, 0600); }));
+  if (!file) {
+    const bool isNoFile = errno == ELOOP || errno == EISDIR || errno == ENXIO;
+    return {nullptr, isNoFile ? FileFault::lockIsNoFile : lastError()};
+  }
+  struct stat record {};
+  if (fstat(file.number(), &record) != 0) return {nullptr, lastError()};
+  if (!S_ISREG(record.st_mode)) return {nullptr, FileFault::lockIsNoFile};
+
+  int failure = retrying([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0 ? 0 : errno;
+  if (failure == EWOULDBLOCK && vainWait().permitsWaitFor(name)) {
+    failure = waitForLock(file.number());
+    if (failure == EWOULDBLOCK) vainWait().begin(name);
+  }
+  if (failure == EWOULDBLOCK) return {nullptr, FileFault::lockHeldByAnother};
+  if (failure != 0) return {nullptr, std::error_code(failure, std::generic_category())};
+  vainWait().end(name);
+  return {std::make_unique<DescriptorLock>(std::move(file)), {}};
+}
+
+bool cannotBeLocked(std::error_code error) {
+  // A sandbox that refuses a call says that it is not permitted.
+  return error == FileFault::lockIsNoFile || error == std::errc::no_lock_available ||
+         error == std::errc::operation_not_supported || error == std::errc::function_not_supported ||
+         error == std::errc::operation_not_permitted;
+}
+
+std::string noticeOfMissingLock(const std::string& path, std::error_code error) {
+  if (!cannotBeLocked(error)) return {};
+  {
+    const std::lock_guard lock(noticed().mutex);
+    if (!noticed().paths.insert(path).second) return {};
+  }
+  return "Other processes are not kept from writing " + path + " at the same time: " + error.message();
+}
+
+}  // namespace tidewell::posix

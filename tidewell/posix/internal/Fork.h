@@ -1,0 +1,19 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include "tidewell/base/internal/Fork.h"
+
+namespace tidewell::posix {
+
+using base::ForkParticipant;
+using base::StateMutex;
+using base::WorkMutex;
+
+/// Registers the handlers that run at a fork. Cheap when called again.
+void prepareForForks();
+
+/// `getpid()` without a system call.
+[[nodiscard]] pid_t currentProcess() noexcept;
+
+}  // namespace tidewell::posix

@@ -1,0 +1,140 @@
+#include "tidewell/posix/internal/HostQueue.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <list>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/posix/internal/Fork.h"
+
+namespace tidewell::posix {
+namespace {
+
+/// With libc++ a cancelled thread cannot leave the wait of a condition variable, which is `noexcept`, and is
+/// shielded until the wait is over.
+#if defined(_LIBCPP_VERSION)
+using WaitShield = base::CancellationShield;
+#else
+struct WaitShield {
+  ~WaitShield() {}
+};
+#endif
+
+}  // namespace
+
+struct HostQueue::State final : ForkParticipant {
+  StateMutex mutex;
+  base::StateCondition changed;
+  std::list<std::function<void()>> waiting;
+  /// The parent's, in a child: only the parent runs them. Destroyed with the queue, for they are foreign.
+  std::list<std::function<void()>> lost;
+  std::thread::id drainer;
+  int depth = 0;  ///< of calls that drain now, all on `drainer`
+  int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+
+  State() { join(); }
+  ~State() override {
+    leave();
+    const base::CancellationShield shield;
+    if (descriptor >= 0) close(descriptor);
+  }
+
+  /// The child's descriptor must not wake the parent: it gets a counter of its own under the same number.
+  void afterForkInChild() noexcept override {
+    lost.splice(lost.end(), waiting);
+    // A function that forked goes on in the child, and `drain` with it.
+    if (drainer != std::this_thread::get_id()) depth = 0;
+    if (descriptor < 0) return;
+    const int own = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (own < 0) return;
+    dup3(own, descriptor, O_CLOEXEC);
+    close(own);
+  }
+
+  // With the mutex held:
+
+  void signal() const {
+    const base::CancellationShield shield;
+    if (descriptor >= 0) static_cast<void>(eventfd_write(descriptor, 1));
+  }
+  void clear() const {
+    const base::CancellationShield shield;
+    eventfd_t count = 0;
+    if (descriptor >= 0) static_cast<void>(eventfd_read(descriptor, &count));
+  }
+  [[nodiscard]] bool beginDraining() {
+    if (depth > 0 && drainer != std::this_thread::get_id()) return false;
+    drainer = std::this_thread::get_id();
+    ++depth;
+    return true;
+  }
+
+  /// Runs up to `count` functions, called with the lock held and giving it up meanwhile.
+  std::size_t drain(std::unique_lock<std::mutex>& lock, std::size_t count) {
+    std::size_t ran = 0;
+    for (; ran < count && !waiting.empty(); ++ran) {
+      std::function<void()> function = std::move(waiting.front());
+      waiting.pop_front();
+      if (waiting.empty()) clear();
+      lock.unlock();
+      platform::runReportingExceptions(function);
+      function = nullptr;
+      lock.lock();
+    }
+    return ran;
+  }
+};
+
+HostQueue::HostQueue() : state_(std::make_unique<State>()) {}
+HostQueue::~HostQueue() = default;
+
+void HostQueue::async(std::function<void()> function) {
+  if (!function) return;
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->waiting.push_back(std::move(function));
+    if (state_->waiting.size() == 1) state_->signal();
+  }
+  state_->changed.native().notify_one();
+}
+
+bool HostQueue::isCurrent() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->drainer == std::this_thread::get_id();
+}
+
+int HostQueue::descriptor() const { return state_->descriptor; }
+
+std::size_t HostQueue::poll() {
+  std::unique_lock lock(state_->mutex.native());
+  if (!state_->beginDraining()) return 0;
+  const std::size_t ran = state_->drain(lock, state_->waiting.size());
+  --state_->depth;
+  return ran;
+}
+
+std::size_t HostQueue::run(std::chrono::milliseconds duration) {
+  // The clock's range must hold the end.
+  constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365);
+  const auto end = std::chrono::steady_clock::now() + std::min(duration, kLongest);
+  const WaitShield shield;
+  std::size_t ran = 0;
+  std::unique_lock lock(state_->mutex.native());
+  do {
+    if (state_->beginDraining()) {
+      ran += state_->drain(lock, state_->waiting.size());
+      --state_->depth;
+    }
+  } while (state_->changed.native().wait_until(lock, end, [this] {
+    return !state_->waiting.empty() && (state_->depth == 0 || state_->drainer == std::this_thread::get_id());
+  }) && std::chrono::steady_clock::now() < end);
+  return ran;
+}
+
+}  // namespace tidewell::posix

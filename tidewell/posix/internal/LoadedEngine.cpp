@@ -1,0 +1,43 @@
+#include <new>
+#include <string>
+
+#include "tidewell/base/internal/Loader.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/posix/internal/NeighbourModule.h"
+#include "tidewell/posix/internal/TransferEngine.h"
+
+// For shared libraries: linking libcurl costs a host 4 ms and 6 MB before its `main`, so the part that needs
+// it is a module that lies beside this library and is loaded at the first request.
+namespace tidewell::posix {
+namespace {
+
+base::NeverDestroyed<NeighbourModule> urlSession(reinterpret_cast<const void*>(&loadTransferEngine),
+                                                 "libTidewellUrlSession.so");
+
+TransferEngine* load(TransferClient& client, const TransportSettings& settings, std::string& problem) {
+  if (!base::canLoadLibraries()) {
+    problem = "the URL session cannot be loaded: the process was forked while a library was being loaded";
+    return nullptr;
+  }
+  const auto make = reinterpret_cast<decltype(&tidewell_make_transfer_engine)>(
+      urlSession->function("tidewell_make_transfer_engine", problem));
+  if (make == nullptr) {
+    problem = "the URL session cannot be loaded: " + problem;
+    return nullptr;
+  }
+  return make(TIDEWELL_VERSION_STRING, client, settings, problem);
+}
+
+}  // namespace
+
+TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
+                                   std::string& problem) noexcept {
+  try {
+    return load(client, settings, problem);
+  } catch (const std::bad_alloc&) {
+    problem = "out of memory";  // short enough to need none
+    return nullptr;
+  }
+}
+
+}  // namespace tidewell::posix

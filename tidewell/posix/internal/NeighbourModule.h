@@ -1,0 +1,48 @@
+#pragma once
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <climits>
+#include <string>
+
+namespace tidewell::posix {
+
+/// A module beside the library that a piece of code belongs to. Make it while that library is loaded, for the
+/// library's path may be relative to the working folder of that moment. Any thread; throws `std::bad_alloc`
+/// only.
+class NeighbourModule {
+ public:
+  NeighbourModule(const void* code, const char* name) {
+    Dl_info info{};
+    if (dladdr(code, &info) == 0 || info.dli_fname == nullptr) return;
+    const std::string library = info.dli_fname;
+    char folder[PATH_MAX] = "";
+    if (!library.starts_with('/')) {
+      if (!getcwd(folder, sizeof folder)) return;
+      path_ = std::string(folder) + '/';
+    }
+    path_ += library.substr(0, library.rfind('/') + 1) + name;
+  }
+
+  /// Loads the module and finds a function in it. Null, with the reason, where that fails. The module is
+  /// never closed, and cannot be unloaded by anyone else: it has threads.
+  void* function(const char* name, std::string& problem) {
+    if (path_.empty()) {
+      problem = "the folder of the library is not known";
+      return nullptr;
+    }
+    void* const module = dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    void* const found = module ? dlsym(module, name) : nullptr;
+    if (!found) {
+      const char* const text = dlerror();
+      problem = text ? text : "unknown error";
+    }
+    return found;
+  }
+
+ private:
+  std::string path_;  ///< absolute; "" where it is not known
+};
+
+}  // namespace tidewell::posix

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "tidewell/platform/Bundle.h"
+#include "tidewell/posix/PosixPlatform.h"
+
+namespace tidewell::posix {
+
+/// The Info.plist values of the host, from its options and its file, and of the SDK. Read once, when it is
+/// made; immutable afterwards.
+class PosixBundles final : public platform::Bundles {
+ public:
+  explicit PosixBundles(const Options& options);
+
+  [[nodiscard]] base::Dictionary mainInfoDictionary() override;
+  [[nodiscard]] std::optional<base::Dictionary> infoDictionaryForIdentifier(
+      std::string_view identifier) override;
+  /// Why the file that the options name could not be used; "" where it could, or none is named.
+  [[nodiscard]] const std::string& complaint() const noexcept { return complaint_; }
+
+ private:
+  base::Dictionary main_;
+  base::Dictionary sdk_;
+  std::string complaint_;
+};
+
+}  // namespace tidewell::posix

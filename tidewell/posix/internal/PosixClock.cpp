@@ -1,0 +1,129 @@
+#include "tidewell/posix/internal/PosixClock.h"
+
+#include <unistd.h>
+
+#include <climits>
+#include <ctime>
+#include <mutex>
+#include <utility>
+
+#include "tidewell/posix/internal/AtomicFile.h"
+
+namespace tidewell::posix {
+namespace {
+
+constexpr std::size_t kMaximumZoneFileBytes = 1u << 20;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+/// Up to three digits at the beginning of a text, taken off it; nothing where there is none.
+std::optional<int> takeNumber(std::string_view& text) {
+  int number = 0;
+  std::size_t count = 0;
+  for (; count < text.size() && count < 3 && isDigit(text[count]); ++count) {
+    number = number * 10 + (text[count] - '0');
+  }
+  if (count == 0) return std::nullopt;
+  text.remove_prefix(count);
+  return number;
+}
+
+/// The seconds east of Greenwich of a POSIX rule's standard time (POSIX.1-2017, XBD 8.3, "TZ"): a name, and
+/// an offset that counts westward.
+std::optional<std::int32_t> standardOffsetOfRule(std::string_view rule) {
+  std::size_t nameLength = 0;
+  if (rule.starts_with('<')) {
+    nameLength = rule.find('>');
+    if (nameLength == std::string_view::npos) return std::nullopt;
+    ++nameLength;
+  } else {
+    while (nameLength < rule.size() && isLetter(rule[nameLength])) ++nameLength;
+  }
+  if (nameLength < 3) return std::nullopt;
+  rule.remove_prefix(nameLength);
+  const bool isEast = rule.starts_with('-');
+  if (isEast || rule.starts_with('+')) rule.remove_prefix(1);
+  const auto hours = takeNumber(rule);
+  if (!hours || *hours > 24) return std::nullopt;
+  std::int32_t seconds = *hours * 3600;
+  for (const int unit : {60, 1}) {
+    if (!rule.starts_with(':')) break;
+    rule.remove_prefix(1);
+    const auto number = takeNumber(rule);
+    if (!number || *number > 59) return std::nullopt;
+    seconds += *number * unit;
+  }
+  return isEast ? seconds : -seconds;
+}
+
+/// "Area/City" of a path into the time-zone database.
+std::string_view nameInDatabase(std::string_view text) {
+  constexpr std::string_view kFolder = "zoneinfo/";
+  const auto place = text.rfind(kFolder);
+  if (place == std::string_view::npos) return text;
+  text.remove_prefix(place + kFolder.size());
+  for (const std::string_view variant : {"posix/", "right/"}) {
+    if (text.starts_with(variant)) text.remove_prefix(variant.size());
+  }
+  return text;
+}
+
+std::string targetOfLink(const std::string& path) {
+  char target[PATH_MAX];
+  const ssize_t length = readlink(path.c_str(), target, sizeof target);
+  return length > 0 ? std::string(target, static_cast<std::size_t>(length)) : std::string();
+}
+
+/// The rule at the end of a time-zone file (RFC 8536, section 3.3).
+std::string ruleOfZoneFile(const std::string& path) {
+  std::string contents = readFile(path, FileOwner::any, kMaximumZoneFileBytes).contents;
+  if (!contents.starts_with("TZif") || !contents.ends_with('\n')) return {};
+  contents.pop_back();
+  return contents.substr(contents.rfind('\n') + 1);
+}
+
+/// A text that names the system's zone, for `timeZoneForText`.
+std::string systemZoneText(const std::string& root) {
+  std::string link = targetOfLink(root + "/etc/localtime");
+  if (!link.empty()) return link;
+  // A copy of the zone's file has no name in it.
+  std::string name = readFile(root + "/etc/timezone", FileOwner::any, kMaximumZoneFileBytes).contents;
+  name.resize(std::min(name.find_first_of(" \t\r\n"), name.size()));
+  return name.empty() ? ruleOfZoneFile(root + "/etc/localtime") : name;
+}
+
+}  // namespace
+
+base::TimeZone timeZoneForText(std::string_view text) {
+  if (text.starts_with(':')) text.remove_prefix(1);
+  if (const auto named = base::TimeZone::timeZoneWithName(nameInDatabase(text))) return *named;
+  if (const auto offset = standardOffsetOfRule(text)) {
+    return base::TimeZone::timeZoneForSecondsFromGMT(*offset);
+  }
+  return base::TimeZone::UTC();
+}
+
+PosixClock::PosixClock(std::optional<std::string> variable, std::string systemRoot)
+    : variable_(std::move(variable)), systemRoot_(std::move(systemRoot)) {}
+
+base::Date PosixClock::now() const {
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  return {static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9};
+}
+
+base::TimeZone PosixClock::systemTimeZone() const {
+  std::string source = variable_ ? *variable_ : systemZoneText(systemRoot_);
+  {
+    const std::lock_guard lock(mutex_);
+    if (zone_ && source == source_) return *zone_;
+  }
+  base::TimeZone zone = timeZoneForText(source);
+  const std::lock_guard lock(mutex_);
+  source_ = std::move(source);
+  zone_ = zone;
+  return zone;
+}
+
+}  // namespace tidewell::posix

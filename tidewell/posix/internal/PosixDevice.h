@@ -1,0 +1,53 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tidewell/platform/Device.h"
+#include "tidewell/platform/FileManager.h"
+#include "tidewell/posix/internal/Container.h"
+#include "tidewell/posix/internal/Fork.h"
+
+namespace tidewell::posix {
+
+/// Facts of the machine from the files in which its system keeps them, each looked up once.
+///
+/// The vendor of an application is its bundle identifier without the last component. Its identifier is made
+/// of the machine id with the vendor as key, so that two vendors cannot compare theirs. A machine without an
+/// id gets a random one, kept beside the keychain store.
+class PosixDevice final : public platform::Device {
+ public:
+  /// `systemRoot` stands before the paths of the system's files.
+  PosixDevice(Container container, std::string systemRoot, std::string_view bundleIdentifier);
+
+  [[nodiscard]] std::optional<std::string> identifierForVendor() override;
+  [[nodiscard]] std::optional<std::string> model() override;
+  [[nodiscard]] std::optional<std::string> localizedModel() override;
+  [[nodiscard]] std::optional<std::string> systemVersion() override;
+  [[nodiscard]] std::string machine() override;
+
+ private:
+  /// A fact once it is known. Two threads that ask at the same moment may both look it up.
+  template <class LookUp>
+  std::string once(std::optional<std::string>& fact, LookUp lookUp);
+
+  [[nodiscard]] std::string lookUpVendorIdentifier();
+  [[nodiscard]] std::string keptVendorIdentifier();
+  [[nodiscard]] platform::FileContents readVendorIdentifier(const std::string& path) const;
+  [[nodiscard]] std::string modelOfHardware();
+  [[nodiscard]] std::string lookUpSystemVersion() const;
+  [[nodiscard]] std::string firstLine(std::string_view path) const;
+
+  const Container container_;
+  const std::string systemRoot_;
+  const std::string vendor_;
+  WorkMutex keeping_;  ///< one random identifier a process
+
+  StateMutex mutex_;  ///< guards all below
+  std::optional<std::string> vendorIdentifier_;
+  std::optional<std::string> model_;
+  std::optional<std::string> systemVersion_;
+};
+
+}  // namespace tidewell::posix

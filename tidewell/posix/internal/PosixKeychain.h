@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <system_error>
+
+#include "tidewell/platform/Keychain.h"
+#include "tidewell/posix/internal/Container.h"
+#include "tidewell/posix/internal/Fork.h"
+
+namespace tidewell::posix {
+
+/// Generic-password items of one application in a property-list file outside its container, readable by its
+/// user only. Each operation reads the file anew, under the file's lock where it also writes: other processes
+/// of the application share it. A machine without a home has no keychain: `errSecNotAvailable`.
+///
+///     { "items" : [ { "svce": "…", "acct": "…", "pdmn": "ck", "v_Data": <…> }, … ] }
+class PosixKeychain final : public platform::Keychain {
+ public:
+  explicit PosixKeychain(Container container);
+
+  std::int32_t itemAdd(const base::Dictionary& attributes) override;
+  std::int32_t itemCopyMatching(const base::Dictionary& query, base::Data& result) override;
+  std::int32_t itemDelete(const base::Dictionary& query) override;
+
+ private:
+  /// What came of an operation on the file.
+  struct Outcome {
+    std::error_code failure;
+    std::int32_t status = platform::errSecSuccess;
+    bool wasCorrupt = false;
+    std::string notice{};  ///< to report; "" for none
+  };
+  /// `operation` changes the items and answers a status; they are written where it is `errSecSuccess`.
+  template <class Operation>
+  Outcome changeFile(Operation operation);
+  template <class Operation>
+  std::int32_t change(Operation operation);
+
+  const Container container_;
+  const std::string path_;
+  WorkMutex file_;
+};
+
+}  // namespace tidewell::posix

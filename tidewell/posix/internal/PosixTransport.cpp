@@ -1,0 +1,248 @@
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/platform/Platform.h"
+#include "tidewell/posix/internal/ForkGuard.h"
+#include "tidewell/posix/internal/Thread.h"
+#include "tidewell/posix/internal/TransferEngine.h"
+#include "tidewell/posix/internal/UrlErrors.h"
+#include "tidewell/posix/internal/UrlSessionModule.h"
+
+namespace tidewell::posix {
+namespace {
+
+platform::UrlTaskResult unavailable(std::string_view why) {
+  return {std::nullopt, std::nullopt, urlError(platform::kUrlErrorResourceUnavailable, why)};
+}
+
+/// Leaves the task with the failure that it was made with where there is no memory for another.
+void fail(TransferTask& task, std::string_view why) noexcept {
+  try {
+    task.result = unavailable(why);
+  } catch (const std::exception&) {
+  }
+}
+
+void report(std::string_view what, std::string_view why) noexcept {
+  try {
+    platform::report(std::string(what).append(why));
+  } catch (const std::exception&) {
+    platform::report(what);
+  }
+}
+
+/// Where tasks wait for their transfer, and results for their completion. Shared by the transport, its
+/// sessions and the threads, so that each may go when it likes; the threads never do.
+///
+/// One thread at a time drives the transfers, and one runs the completions, each in its turn. Two threads
+/// take whatever is to be done, the second of which is started when there is work for two. So a completion
+/// need not wait for another thread to wake up: whoever read the last reply runs it, and the other thread
+/// takes over the transfers that come meanwhile. While transfers are in flight, the one that drives them
+/// stays with them, and the other runs the completions.
+class Transfers final : public TransferClient, public std::enable_shared_from_this<Transfers> {
+ public:
+  explicit Transfers(TransportSettings settings) : settings_(std::move(settings)) {}
+
+  /// The one task of a list.
+  void handOver(TransferTasks task) noexcept {
+    const base::CancellationShield shield;
+    if (!forkGuard_.claim()) {
+      refuse(task.front(), "the process was forked, and its transfers stayed with its parent");
+    } else if (!tryHandOver(task)) {
+      refuse(task.front(), "the system has no thread for it");
+    }
+  }
+
+  TransferTasks takeTasks() noexcept override {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(tasks_, {});
+  }
+
+ private:
+  static constexpr int kMaximumThreads = 2;
+
+  /// NO, and the task is left alone, where there is no thread.
+  bool tryHandOver(TransferTasks& task) noexcept {
+    TransferEngine* engine = nullptr;
+    {
+      const std::lock_guard lock(mutex_);
+      if (threads_ == 0 && !tryStartThread()) return false;
+      tasks_.splice(tasks_.end(), task);
+      if (tasks_.size() > 1) return true;  // a thread was called for the first, and has not looked yet
+      if (isDriven_) {
+        engine = engine_;  // null while it is loaded, and then it looks afterwards
+      } else if (!provideThread()) {
+        return true;  // the thread that runs completions takes the task after them
+      }
+    }
+    if (engine != nullptr) {
+      engine->wake();
+    } else {
+      changed_.notify_one();  // without the lock, for which the thread would otherwise wait at once
+    }
+    return true;
+  }
+
+  /// No thread of ours is there to run the completion, so the caller's does.
+  void refuse(TransferTask& task, std::string_view why) noexcept {
+    if (!refusalReported_.exchange(true)) report("Requests fail in this process: ", why);
+    fail(task, why);
+    run(task);
+  }
+
+  static void run(TransferTask& task) noexcept {
+    // By reference: the function needs no memory then.
+    const auto complete = [&task] { task.completion(std::move(task.result)); };
+    if (task.completion) platform::runReportingExceptions(std::cref(complete));
+  }
+
+  bool tryStartThread() noexcept {
+    const char* const name = threads_ == 0 ? "tw-sessions-1" : "tw-sessions-2";
+    try {
+      if (!startThread(name, [self = shared_from_this()] { self->work(); })) return false;
+    } catch (const std::exception&) {
+      return false;
+    }
+    ++threads_;
+    ++free_;
+    return true;
+  }
+
+  /// Makes sure that a thread can be called: starts one where none is free and there may be another.
+  bool provideThread() noexcept { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
+
+  [[noreturn]] void work() {
+    std::unique_lock lock(mutex_);
+    --free_;
+    for (;;) {
+      const bool mayDrive = !isDriven_ && (hasTransfers_ || !tasks_.empty());
+      const bool mayComplete = !isCompleting_ && !finished_.empty();
+      if (mayDrive && (!mayComplete || provideThread())) {
+        drive(lock, mayComplete);
+      } else if (mayComplete) {
+        complete(lock);
+      } else {
+        ++free_;
+        changed_.wait(lock);
+        --free_;
+      }
+    }
+  }
+
+  /// Transfers until some tasks have ended; calls the other thread before, if it is to run completions.
+  void drive(std::unique_lock<std::mutex>& lock, bool callsForCompletions) {
+    isDriven_ = true;
+    lock.unlock();
+    if (callsForCompletions) changed_.notify_one();
+    TransferTasks finished = driveEngine();
+    lock.lock();
+    hasTransfers_ = engine_ != nullptr && engine_->hasTransfers();
+    finished_.splice(finished_.end(), finished);
+    isDriven_ = false;
+  }
+
+  TransferTasks driveEngine() noexcept {
+    if (engine_ == nullptr) {
+      std::string problem;
+      TransferEngine* const engine = loadTransferEngine(*this, settings_, problem);
+      if (engine == nullptr) return failTasks(problem);
+      const std::lock_guard lock(mutex_);
+      engine_ = engine;
+    }
+    return engine_->run();
+  }
+
+  TransferTasks failTasks(std::string_view problem) noexcept {
+    platform::report(problem);
+    TransferTasks failed = takeTasks();
+    for (TransferTask& task : failed) fail(task, problem);
+    return failed;
+  }
+
+  void complete(std::unique_lock<std::mutex>& lock) {
+    isCompleting_ = true;
+    while (!finished_.empty()) {
+      TransferTasks task;
+      task.splice(task.end(), finished_, finished_.begin());
+      lock.unlock();
+      run(task.front());
+      task.clear();  // what the completion holds is destroyed here, with no lock held
+      forkGuard_.goOnInOwner();
+      lock.lock();
+    }
+    isCompleting_ = false;
+  }
+
+  const TransportSettings settings_;
+  ForkGuard forkGuard_;
+  std::atomic<bool> refusalReported_ = false;
+
+  std::mutex mutex_;  // held for what follows
+  std::condition_variable changed_;
+  TransferTasks tasks_;
+  TransferTasks finished_;
+  TransferEngine* engine_ = nullptr;  ///< set by the thread that drives, which reads it without the mutex
+  bool isDriven_ = false;             ///< a thread is in `drive`
+  bool hasTransfers_ = false;         ///< the engine had some when it was driven last
+  bool isCompleting_ = false;         ///< a thread is in `complete`
+  int threads_ = 0;
+  int free_ = 0;  ///< threads that sleep, or have not begun
+};
+
+class PosixUrlSession final : public platform::UrlSession {
+ public:
+  PosixUrlSession(std::shared_ptr<Transfers> transfers, platform::UrlSessionConfiguration configuration)
+      : transfers_(std::move(transfers)),
+        configuration_(std::make_shared<const platform::UrlSessionConfiguration>(std::move(configuration))) {}
+
+  void dataTaskWithRequest(platform::UrlRequest request, platform::UrlTaskCompletion completion) override {
+    TransferTasks task;
+    task.push_back({std::move(request),
+                    std::move(completion),
+                    configuration_,
+                    std::chrono::steady_clock::now(),
+                    {std::nullopt, std::nullopt, urlError(platform::kUrlErrorUnknown, "out of memory")}});
+    transfers_->handOver(std::move(task));
+  }
+
+  [[nodiscard]] const platform::UrlSessionConfiguration& configuration() const override {
+    return *configuration_;
+  }
+
+ private:
+  const std::shared_ptr<Transfers> transfers_;
+  const std::shared_ptr<const platform::UrlSessionConfiguration> configuration_;
+};
+
+class PosixTransport final : public Transport {
+ public:
+  explicit PosixTransport(TransportSettings settings)
+      : transfers_(std::make_shared<Transfers>(std::move(settings))) {}
+
+  [[nodiscard]] std::shared_ptr<platform::UrlSession> makeSession(
+      platform::UrlSessionConfiguration configuration) override {
+    return std::make_shared<PosixUrlSession>(transfers_, std::move(configuration));
+  }
+
+ private:
+  const std::shared_ptr<Transfers> transfers_;
+};
+
+}  // namespace
+
+Transport::~Transport() = default;
+
+std::unique_ptr<Transport> makeTransport(TransportSettings settings) {
+  return std::make_unique<PosixTransport>(std::move(settings));
+}
+
+}  // namespace tidewell::posix

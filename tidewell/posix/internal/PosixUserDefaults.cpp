@@ -1,0 +1,381 @@
+#include "tidewell/posix/internal/PosixUserDefaults.h"
+
+#include <cstdint>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/platform/Platform.h"
+#include "tidewell/platform/internal/PendingChanges.h"
+#include "tidewell/posix/internal/AtomicFile.h"
+#include "tidewell/posix/internal/FileFault.h"
+#include "tidewell/posix/internal/FileLock.h"
+#include "tidewell/posix/internal/Fork.h"
+#include "tidewell/posix/internal/PosixFileManager.h"
+#include "tidewell/posix/internal/PropertyListFile.h"
+
+namespace tidewell::posix {
+namespace {
+
+using Kind = base::ValueKind;
+
+/// A change that is not on the disk yet; nil for a removal. The number tells a later change of the same key.
+struct Change {
+  base::Value object;
+  std::uint64_t number = 0;
+};
+using Changes = std::map<std::string, Change, std::less<>>;
+
+/// The file's dictionary is one level, and room is left for what a reader counts.
+constexpr int kMaximumDepth = base::kMaximumPropertyListDepth - 4;
+
+bool isPropertyList(const base::Value& value, int depth) {
+  if (depth > kMaximumDepth) return false;
+  switch (value.kind()) {
+    case Kind::boolean:
+    case Kind::integer:
+    case Kind::unsignedInteger:
+    case Kind::real:
+    case Kind::string:
+    case Kind::data:
+    case Kind::date:
+      return true;
+    case Kind::array:
+      for (const base::Value& each : *value.array()) {
+        if (!isPropertyList(each, depth + 1)) return false;
+      }
+      return true;
+    case Kind::dictionary:
+      for (const base::Dictionary::Entry& each : *value.dictionary()) {
+        if (!isPropertyList(each.value, depth + 1)) return false;
+      }
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// The keys of a change that waits in a file of its own: what was set, with its values, and what was removed.
+constexpr std::string_view kSet = "set";
+constexpr std::string_view kRemoved = "removed";
+
+std::string dataWithChanges(const Changes& changes) {
+  base::Dictionary set;
+  base::Array removed;
+  for (const auto& [key, change] : changes) {
+    if (change.object.isNil()) {
+      removed.addObject(key);
+    } else {
+      set.setObject(change.object, key);
+    }
+  }
+  return base::dataWithPropertyList(base::Dictionary{{kSet, set}, {kRemoved, removed}},
+                                    base::PropertyListFormat::binary);
+}
+
+/// No value for bytes that are no changes.
+std::optional<Changes> changesWithData(const std::string& data) {
+  const base::Value root = base::propertyListWithData(data);
+  if (!root.dictionary()) return std::nullopt;
+  const base::Value set = root.dictionary()->objectForKey(kSet);
+  const base::Value removed = root.dictionary()->objectForKey(kRemoved);
+  if (!set.dictionary() || !removed.array()) return std::nullopt;
+  Changes changes;
+  for (const base::Dictionary::Entry& each : *set.dictionary()) changes[each.key] = {each.value, 0};
+  for (const base::Value& each : *removed.array()) {
+    if (const auto key = each.optionalString()) changes[*key] = {};
+  }
+  return changes;
+}
+
+/// Whether two values are stored alike: equality of objects takes a boolean for the number 1.
+bool areStoredAlike(const base::Value& a, const base::Value& b) {
+  if (a.kind() != b.kind()) return false;
+  if (a.kind() != Kind::array && a.kind() != Kind::dictionary) return a == b;
+  return base::dataWithPropertyList(a, base::PropertyListFormat::binary) ==
+         base::dataWithPropertyList(b, base::PropertyListFormat::binary);
+}
+
+/// Whether the disk has to change.
+bool apply(const Changes& changes, base::Dictionary& dictionary) {
+  bool changed = false;
+  for (const auto& [key, change] : changes) {
+    const base::Value* const stored = dictionary.find(key);
+    if (change.object.isNil()) {
+      if (!stored) continue;
+      dictionary.removeObjectForKey(key);
+    } else {
+      if (stored && areStoredAlike(*stored, change.object)) continue;
+      dictionary.setObject(change.object, key);
+    }
+    changed = true;
+  }
+  return changed;
+}
+
+}  // namespace
+
+struct PosixUserDefaults::State {
+  /// Whether this process has the file's lock.
+  enum class FileState { unlocked, locked };
+  /// Whether changes are on the disk, and what there is to say about it.
+  struct Outcome {
+    bool isOnDisk = false;
+    std::string sentence;
+  };
+
+  State(Container container_, std::string path_) : container(std::move(container_)), path(std::move(path_)) {}
+
+  const Container container;
+  const std::string path;
+  const std::string folder = folderOf(path);
+  PosixFileManager files{container};
+  platform::PendingChanges pending{files, path};
+
+  /// Held over reads and writes of the file.
+  WorkMutex file;
+
+  StateMutex mutex;  ///< guards all below
+  base::Dictionary stored;
+  FileStamp stamp;  ///< of `stored`
+  /// What waits in files of its own beside the domain's, for the next process that has the lock.
+  Changes waiting;
+  std::size_t waitingFiles = 0;
+  FileStamp waitingStamp;  ///< of the folder, for `waiting`
+  bool isLoaded = false;
+  Changes changes;
+  std::uint64_t changeCount = 0;
+  std::string lastReadFailure;
+  std::string lastWriteFailure;
+
+  void change(std::string_view key, base::Value object) {
+    const std::lock_guard lock(mutex);
+    changes.insert_or_assign(std::string(key), Change{std::move(object), ++changeCount});
+  }
+
+  /// Whether the file and its folder are unchanged since the last read. Two system calls.
+  [[nodiscard]] bool isFresh() {
+    const FileStamp now = FileStamp::of(path);
+    const FileStamp folderNow = FileStamp::of(folder);
+    const std::lock_guard lock(mutex);
+    return stamp.isSameAs(now) && waitingStamp.isSameAs(folderNow);
+  }
+
+  /// Takes over what the file holds, and what waits beside it. With `file` held. The error where it cannot be
+  /// read: all stays as it was, and the file must not be overwritten.
+  std::error_code load(FileState state, std::vector<std::string>& reports) {
+    if (const auto failure = container.checkFolders(path)) return failure;
+    if (const auto failure = loadWaiting()) return failure;
+    const FileStamp now = FileStamp::of(path);
+    PropertyListFile read = PropertyListFile::read(path, FileOwner::user);
+    if (read.error) return read.error;
+    if (read.isCorrupt && state == FileState::unlocked) {
+      const platform::LockResult lock = lockFile(path);
+      if (lock.error && !cannotBeLocked(lock.error)) return lock.error;
+      return load(FileState::locked, reports);
+    }
+    {
+      const std::lock_guard lock(mutex);
+      std::swap(stored, read.contents);
+      stamp = now;
+      isLoaded = true;
+    }
+    if (!read.isCorrupt) return {};
+    if (const auto failure = keepAside(path)) return failure;
+    reports.push_back(path + " cannot be understood; it counts as missing and is kept as " + path +
+                      ".corrupt");
+    return {};
+  }
+
+  /// The changes that wait, the oldest first.
+  std::error_code loadWaiting() {
+    const FileStamp now = FileStamp::of(folder);
+    std::error_code failure;
+    const std::vector<platform::PendingChanges::Change> found = pending.read(&failure);
+    if (failure) return failure;
+    Changes all;
+    for (const auto& each : found) {
+      const auto kept = changesWithData(each.contents);
+      if (!kept) continue;
+      for (const auto& [key, change] : *kept) all.insert_or_assign(key, change);
+    }
+    const std::lock_guard lock(mutex);
+    waiting = std::move(all);
+    waitingFiles = found.size();
+    waitingStamp = now;
+    return {};
+  }
+
+  /// Keeps changes beside the file while another process holds its lock. With `file` held.
+  std::error_code keepBeside(const Changes& toKeep) {
+    {
+      // More are not read at once: what is not seen is better kept in memory.
+      const std::lock_guard lock(mutex);
+      if (waitingFiles >= platform::PendingChanges::kMaximumRead) return FileFault::lockHeldByAnother;
+    }
+    if (const auto failure = pending.keep(dataWithChanges(toKeep))) return failure;
+    const std::lock_guard lock(mutex);
+    for (const auto& [key, change] : toKeep) waiting.insert_or_assign(key, change);
+    ++waitingFiles;
+    waitingStamp = {};
+    forget(toKeep);
+    return {};
+  }
+
+  /// What has reached the disk is no change any more, unless it was changed again. With `mutex` held.
+  void forget(const Changes& written) {
+    for (const auto& [key, change] : written) {
+      const auto found = changes.find(key);
+      if (found != changes.end() && found->second.number == change.number) changes.erase(found);
+    }
+  }
+
+  /// Looks whether another process wrote the file. A reader does not wait for a thread that is about to write
+  /// it: what that one changed is in memory already.
+  void refresh() {
+    if (path.empty() || isFresh()) return;
+    std::vector<std::string> reports;
+    {
+      std::unique_lock working(file, std::defer_lock);
+      if (hasLoaded()) {
+        if (!working.try_lock()) return;
+      } else {
+        working.lock();
+        if (isFresh()) return;
+      }
+      const auto failure = load(FileState::unlocked, reports);
+      noteOutcome(lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);
+    }
+    for (const std::string& each : reports) platform::report(each);
+  }
+
+  [[nodiscard]] bool hasLoaded() {
+    const std::lock_guard lock(mutex);
+    return isLoaded;
+  }
+
+  [[nodiscard]] std::string sentence(const char* operation, const std::string& reason) const {
+    return "The user defaults " + (path.empty() ? "(no home directory)" : path) + " cannot be " + operation +
+           ": " + reason;
+  }
+
+  /// A failure that repeats is reported once: each read and each request would say it again.
+  void noteOutcome(std::string& last, std::string failure, std::vector<std::string>& reports) {
+    const std::lock_guard lock(mutex);
+    if (!failure.empty() && failure != last) reports.push_back(failure);
+    last = std::move(failure);
+  }
+
+  [[nodiscard]] Changes unwritten() {
+    const std::lock_guard lock(mutex);
+    return changes;
+  }
+
+  /// Brings changes to the disk, after those that wait. With `file` held.
+  std::error_code write(const Changes& toWrite, std::vector<std::string>& reports) {
+    if (path.empty()) return std::make_error_code(std::errc::no_such_file_or_directory);
+    if (const auto failure = container.makeFolder(folder)) return failure;
+    const platform::LockResult lock = lockFile(path);
+    // A file system without locks is no reason to lose everything.
+    if (lock.error && !cannotBeLocked(lock.error)) return lock.error;
+    if (std::string notice = noticeOfMissingLock(path, lock.error); !notice.empty()) {
+      reports.push_back(std::move(notice));
+    }
+    if (const auto failure = load(FileState::locked, reports)) return failure;
+    base::Dictionary merged = copyOfStored();
+    std::error_code failure;
+    std::vector<platform::PendingChanges::Change> found = pending.read(&failure);
+    if (failure) return failure;
+    bool differs = false;
+    std::erase_if(found, [&](const platform::PendingChanges::Change& each) {
+      const auto earlier = changesWithData(each.contents);
+      if (earlier) differs |= apply(*earlier, merged);
+      return !earlier;
+    });
+    differs |= apply(toWrite, merged);
+    if (differs) failure = writePropertyListFile(path, merged);
+    if (failure) return failure;
+    pending.remove(found);
+    const FileStamp now = FileStamp::of(path);
+    const std::lock_guard guard(mutex);
+    stored = std::move(merged);
+    stamp = now;
+    if (!found.empty()) {
+      waiting.clear();
+      waitingFiles = 0;  // what is left is counted by the next read
+    }
+    waitingStamp = {};
+    forget(toWrite);
+    return {};
+  }
+
+  /// Brings what is changed now to the disk, with `file` held: another thread may just have written it. What
+  /// there is to say about it; "" where it is all in the file.
+  Outcome writeChanges(std::vector<std::string>& reports) {
+    try {
+      const Changes toWrite = unwritten();
+      auto error = toWrite.empty() ? std::error_code() : write(toWrite, reports);
+      if (error == FileFault::lockHeldByAnother && !(error = keepBeside(toWrite))) {
+        return {true, "Another process holds the lock of the user defaults " + path +
+                          ": changes are kept in files beside it"};
+      }
+      return {!error, error ? sentence("written", error.message()) : ""};
+    } catch (const std::exception&) {
+      return {false, sentence("written", base::currentExceptionDescription())};
+    }
+  }
+
+  [[nodiscard]] base::Dictionary copyOfStored() {
+    const std::lock_guard lock(mutex);
+    return stored;
+  }
+};
+
+PosixUserDefaults::PosixUserDefaults(Container container, std::string path)
+    : state_(std::make_unique<State>(std::move(container), std::move(path))) {}
+PosixUserDefaults::~PosixUserDefaults() = default;
+
+base::Value PosixUserDefaults::objectForKey(std::string_view key) {
+  state_->refresh();
+  const std::lock_guard lock(state_->mutex);
+  for (const Changes* later : {&state_->changes, &state_->waiting}) {
+    if (const auto change = later->find(key); change != later->end()) return change->second.object;
+  }
+  return state_->stored.objectForKey(key);
+}
+
+void PosixUserDefaults::setObject(base::Value object, std::string_view forKey) {
+  // Refused here, where the caller can hear of it, and not when it is written with everything else.
+  if (object && !isPropertyList(object, 1)) {
+    base::raise(base::kInvalidArgumentException, "Attempt to insert non-property list object " +
+                                                     object.description() + " for key " +
+                                                     std::string(forKey));
+  }
+  state_->change(forKey, std::move(object));
+}
+
+void PosixUserDefaults::removeObjectForKey(std::string_view key) { state_->change(key, {}); }
+
+bool PosixUserDefaults::synchronize() {
+  if (state_->unwritten().empty()) {
+    state_->refresh();
+    return true;
+  }
+  std::vector<std::string> reports;
+  bool isOnDisk = false;
+  {
+    const std::lock_guard working(state_->file);
+    State::Outcome outcome = state_->writeChanges(reports);
+    isOnDisk = outcome.isOnDisk;
+    state_->noteOutcome(state_->lastWriteFailure, std::move(outcome.sentence), reports);
+  }
+  for (const std::string& each : reports) platform::report(each);
+  return isOnDisk;
+}
+
+}  // namespace tidewell::posix

@@ -1,0 +1,78 @@
+#include "tidewell/posix/internal/curl/WakeUpSockets.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#if defined(__linux__)
+#include <linux/sockios.h>
+#endif
+
+#include <cstdlib>
+#include <memory>
+#include <set>
+#include <vector>
+
+namespace tidewell::posix {
+namespace {
+
+std::set<int> openDescriptors() {
+  std::set<int> descriptors;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc/self/fd"), closedir);
+  if (folder == nullptr) return descriptors;
+  while (const dirent* entry = readdir(folder.get())) {
+    if (entry->d_name[0] != '.') descriptors.insert(std::atoi(entry->d_name));
+  }
+  descriptors.erase(dirfd(folder.get()));
+  return descriptors;
+}
+
+/// Whether it can be an end of libcurl's pair: a local stream socket that does not block and does not close.
+bool isCandidate(int descriptor) {
+  int domain = 0;
+  socklen_t length = sizeof domain;
+  if (getsockopt(descriptor, SOL_SOCKET, SO_DOMAIN, &domain, &length) != 0 || domain != AF_UNIX) return false;
+  const int closing = fcntl(descriptor, F_GETFD);
+  const int blocking = fcntl(descriptor, F_GETFL);
+  return closing >= 0 && (closing & FD_CLOEXEC) == 0 && blocking >= 0 && (blocking & O_NONBLOCK) != 0;
+}
+
+/// Bytes that wait to be read here, or that were written here and wait to be read at the other end.
+bool holdsBytes(int descriptor) {
+  int in = 0;
+  int out = 0;
+  ioctl(descriptor, FIONREAD, &in);
+#if defined(SIOCOUTQ)
+  ioctl(descriptor, SIOCOUTQ, &out);
+#endif
+  return in > 0 || out > 0;
+}
+
+template <class Condition>
+void keepOnly(std::vector<int>& descriptors, Condition condition) {
+  std::erase_if(descriptors, [&](int descriptor) { return !condition(descriptor); });
+}
+
+}  // namespace
+
+CURLM* makeMultiHandle() {
+  const std::set<int> before = openDescriptors();
+  CURLM* multi = curl_multi_init();
+  if (multi == nullptr) return nullptr;
+  // Another thread of the host may have opened a socket at the same moment. Ours are the two that fill and
+  // empty with a wake-up.
+  std::vector<int> candidates;
+  for (const int descriptor : openDescriptors()) {
+    if (!before.contains(descriptor) && isCandidate(descriptor)) candidates.push_back(descriptor);
+  }
+  keepOnly(candidates, [](int descriptor) { return !holdsBytes(descriptor); });
+  curl_multi_wakeup(multi);
+  keepOnly(candidates, [](int descriptor) { return holdsBytes(descriptor); });
+  curl_multi_poll(multi, nullptr, 0, 0, nullptr);
+  keepOnly(candidates, [](int descriptor) { return !holdsBytes(descriptor); });
+  for (const int descriptor : candidates) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  return multi;
+}
+
+}  // namespace tidewell::posix

@@ -1,0 +1,289 @@
+#include "tidewell/runtime/internal/Registry.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/runtime/ClassBuilder.h"
+
+namespace tidewell::runtime {
+namespace {
+
+/// A type that a thread is describing, for descriptions that refer to themselves. They form a list on the
+/// stack of the thread: it needs no destructor, which would run before static destructors that may describe.
+class Describing {
+ public:
+  explicit Describing(const void* declaration) noexcept : declaration_(declaration), outer_(innermost) {
+    innermost = this;
+  }
+  ~Describing() { innermost = outer_; }
+  Describing(const Describing&) = delete;
+  Describing& operator=(const Describing&) = delete;
+
+  /// Whether the calling thread is describing the type.
+  [[nodiscard]] static bool isUnderWay(const void* declaration) noexcept {
+    const Describing* at = innermost;
+    while (at && at->declaration_ != declaration) at = at->outer_;
+    return at != nullptr;
+  }
+
+ private:
+  static thread_local constinit const Describing* innermost;
+  const void* const declaration_;
+  const Describing* const outer_;
+};
+thread_local constinit const Describing* Describing::innermost = nullptr;
+
+/// Whether a type's name does not tell it apart from others: it belongs to one file or one function.
+bool isLocalName(std::string_view name) {
+  return name.find_first_of("({") != name.npos || name.find("<unnamed") != name.npos ||
+         name.find("<lambda") != name.npos;
+}
+
+[[maybe_unused]] const Registry& madeWhenLoaded = Registry::shared();
+
+[[noreturn]] void refuse(std::string reason) { base::raise(base::kInvalidArgumentException, reason); }
+
+/// After this so many more elements need no memory.
+template <class List>
+void makeRoom(List& list, std::size_t more) {
+  if (list.capacity() - list.size() < more) list.reserve(2 * list.size() + more);
+}
+
+void checkReceivers(const Class& to, Selector selector, const Method& method) {
+  const Class* const needed = method.neededClass();
+  if (!needed || to.nativeClass().isSubclassOf(*needed)) return;
+  refuse("the implementation of " + std::string(selector.name()) + " takes objects of the native class " +
+         needed->name() + ", those of " + to.name() + " are of the native class " + to.nativeClass().name());
+}
+
+}  // namespace
+
+Registry& Registry::shared() {
+  static base::NeverDestroyed<Registry> registry;
+  return *registry;
+}
+
+Registry::Registry() {
+  root_ = &makePair(nullptr, "NSObject", sizeof(Object));
+  root_->nativeClass_ = root_;
+  registerPair(*root_);
+}
+
+Class& Registry::makePair(Class* superclass, std::string name, std::size_t size) {
+  const std::shared_ptr<Class> made(new Class);
+  const std::shared_ptr<Class> metaclass(new Class);
+  Class& rootMetaclass = rootMetaclass_ ? *rootMetaclass_ : *metaclass;
+  Class& aboveMetaclass = superclass ? superclass->metaclass() : *made;
+
+  const auto place = [](Class& placed, Class* above) {
+    placed.superclass_ = above;
+    if (above) placed.ancestors_ = above->ancestors_;
+    placed.depth_ = placed.ancestors_.size();
+    placed.ancestors_.push_back(&placed);
+  };
+  made->name_ = std::move(name);
+  place(*made, superclass);
+  made->instanceSize_ = size;
+  made->nativeClass_ = superclass ? superclass->nativeClass_ : root_;
+
+  metaclass->name_ = made->name_;
+  metaclass->isMetaclass_ = true;
+  place(*metaclass, &aboveMetaclass);
+  metaclass->instanceSize_ = sizeof(Class);
+  metaclass->nativeClass_ = &rootMetaclass;
+
+  ObjectAccess::isa(*made).store(metaclass.get(), std::memory_order_release);
+  ObjectAccess::isa(*metaclass).store(&rootMetaclass, std::memory_order_release);
+
+  // Nothing knows the pair before there is room for it everywhere.
+  if (superclass) makeRoom(superclass->contents_->subclasses, 1);
+  makeRoom(aboveMetaclass.contents_->subclasses, 1);
+  makeRoom(classes_, 2);
+  byName_.emplace(made->name_, made.get());
+  rootMetaclass_ = &rootMetaclass;
+  if (superclass) superclass->contents_->subclasses.push_back(made.get());
+  aboveMetaclass.contents_->subclasses.push_back(metaclass.get());
+  classes_.push_back(made);
+  classes_.push_back(metaclass);
+  return *made;
+}
+
+Class* Registry::allocate(Class* superclass, std::string_view name, std::size_t extraBytes) {
+  const std::scoped_lock lock(mutex_);
+  if (superclass && (superclass->isMetaclass() || !superclass->isRegistered()))
+    refuse("no class can be made below " + superclass->name() + ", which is not registered or a metaclass");
+  if (name.empty() || byName_.contains(std::string(name))) return nullptr;
+  const std::size_t size = (superclass ? superclass->instanceSize_ : sizeof(Object)) + extraBytes;
+  return &makePair(superclass, std::string(name), size);
+}
+
+void Registry::registerPair(Class& made) {
+  const std::scoped_lock lock(mutex_);
+  made.metaclass().isRegistered_.store(true, std::memory_order_release);
+  made.isRegistered_.store(true, std::memory_order_release);
+}
+
+Class* Registry::named(std::string_view name) {
+  const std::scoped_lock lock(mutex_);
+  const auto found = byName_.find(std::string(name));
+  return found != byName_.end() && found->second->isRegistered() ? found->second : nullptr;
+}
+
+std::string Registry::freeName(std::string_view name) const {
+  std::string free(name);
+  for (int number = 2; byName_.contains(free); ++number)
+    free = std::string(name) + "#" + std::to_string(number);
+  return free;
+}
+
+Registry::Declaration& Registry::begin(const NativeType& type, Class& superclass) {
+  std::string key(type.qualifiedName);
+  key += isLocalName(type.qualifiedName)
+             ? "@" + std::to_string(reinterpret_cast<std::uintptr_t>(type.classOfType))
+             : "/" + std::to_string(type.size);
+  Declaration& declaration = declarations_[std::move(key)];
+  if (declaration.declared) return declaration;
+  if (type.isNameGiven && byName_.contains(std::string(type.name)))
+    refuse("there is a class " + std::string(type.name) + " already");
+  Class& made = makePair(&superclass, freeName(type.name), type.size);
+  made.nativeClass_ = &made;
+  made.makeInstance_ = type.makeInstance;
+  declaration.declared = &made;
+  return declaration;
+}
+
+void Registry::complete(Declaration& declaration, ClassDescription description) {
+  Class& declared = *declaration.declared;
+  for (const ClassDescription::MethodEntry& entry : description.methods) {
+    const Method method(entry.selector, entry.function, *entry.signature,
+                        entry.needsNativeReceiver ? &declared : nullptr);
+    replaceMethod(entry.isClassMethod ? declared.metaclass() : declared, entry.selector, method);
+  }
+  for (Property& property : description.properties) addProperty(declared, std::move(property));
+  for (const Protocol* protocol : description.protocols) addProtocol(declared, *protocol);
+  registerPair(declared);
+  declaration.isComplete = true;
+}
+
+Class& Registry::declare(const NativeType& type) {
+  Class& superclass = type.superclass();
+  keepModuleLoaded(reinterpret_cast<AnyFunction>(type.describe));
+  Declaration* declaration = nullptr;
+  {
+    const std::scoped_lock lock(mutex_);
+    declaration = &begin(type, superclass);
+    if (declaration->isComplete || Describing::isUnderWay(declaration)) {
+      if (declaration->isComplete) type.classOfType->store(declaration->declared, std::memory_order_release);
+      return *declaration->declared;
+    }
+  }
+  // Two threads may describe one type at once: neither waits for the other, and the first to end fills the
+  // class.
+  ClassDescription description;
+  {
+    const Describing describing(declaration);
+    type.describe(description);
+  }
+
+  const std::scoped_lock lock(mutex_);
+  if (!declaration->isComplete) complete(*declaration, std::move(description));
+  type.classOfType->store(declaration->declared, std::memory_order_release);
+  return *declaration->declared;
+}
+
+void Registry::dropCaches(Class& of) {
+  of.cache_.clear();
+  for (Class* subclass : of.contents_->subclasses) dropCaches(*subclass);
+}
+
+bool Registry::addMethod(Class& to, Selector selector, const Method& from) {
+  const std::scoped_lock lock(mutex_);
+  if (ownMethod(to, selector)) return false;
+  replaceMethod(to, selector, from);
+  return true;
+}
+
+const Method* Registry::replaceMethod(Class& in, Selector selector, const Method& with) {
+  if (!selector) refuse("a method has a selector");
+  const std::scoped_lock lock(mutex_);
+  checkReceivers(in, selector, with);
+  const Method* const made =
+      &methods_.emplace_back(selector, with.function(), with.signature(), with.neededClass(), with.state());
+  std::vector<const Method*>& methods = in.contents_->methods;
+  const auto old = std::find_if(methods.begin(), methods.end(),
+                                [&](const Method* method) { return method->selector() == selector; });
+  const Method* replaced = nullptr;
+  if (old == methods.end()) {
+    methods.push_back(made);
+  } else {
+    replaced = std::exchange(*old, made);
+  }
+  dropCaches(in);
+  return replaced;
+}
+
+bool Registry::addProtocol(Class& to, const Protocol& protocol) {
+  const std::scoped_lock lock(mutex_);
+  std::vector<const Protocol*>& protocols = to.contents_->protocols;
+  if (std::find(protocols.begin(), protocols.end(), &protocol) != protocols.end()) return false;
+  protocols.push_back(&protocol);
+  return true;
+}
+
+bool Registry::addProperty(Class& to, Property property) {
+  const std::scoped_lock lock(mutex_);
+  for (const Property& known : to.contents_->properties) {
+    if (known.name == property.name) return false;
+  }
+  to.contents_->properties.push_back(std::move(property));
+  return true;
+}
+
+const MethodCache::Answer& Registry::findMethod(const Class& in, Selector selector) {
+  const std::scoped_lock lock(mutex_);
+  if (const MethodCache::Answer* known = in.cache_.find(selector)) return *known;
+  const Method* found = nullptr;
+  for (const Class* at = &in; at && !found; at = at->superclass()) found = ownMethod(*at, selector);
+  return in.cache_.insert(selector, found);
+}
+
+const Method* Registry::ownMethod(const Class& of, Selector selector) {
+  const std::scoped_lock lock(mutex_);
+  for (const Method* method : of.contents_->methods) {
+    if (method->selector() == selector) return method;
+  }
+  return nullptr;
+}
+
+std::vector<const Method*> Registry::ownMethods(const Class& of) {
+  const std::scoped_lock lock(mutex_);
+  return of.contents_->methods;
+}
+
+std::vector<Property> Registry::ownProperties(const Class& of) {
+  const std::scoped_lock lock(mutex_);
+  return {of.contents_->properties.begin(), of.contents_->properties.end()};
+}
+
+const Property* Registry::property(const Class& of, std::string_view name) {
+  const std::scoped_lock lock(mutex_);
+  for (const Class* at = &of; at; at = at->superclass()) {
+    for (const Property& property : at->contents_->properties) {
+      if (property.name == name) return &property;
+    }
+  }
+  return nullptr;
+}
+
+bool Registry::conforms(const Class& of, const Protocol& protocol) {
+  const std::scoped_lock lock(mutex_);
+  for (const Class* at = &of; at; at = at->superclass()) {
+    const std::vector<const Protocol*>& protocols = at->contents_->protocols;
+    if (std::find(protocols.begin(), protocols.end(), &protocol) != protocols.end()) return true;
+  }
+  return false;
+}
+
+}  // namespace tidewell::runtime

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "tidewell/base/internal/Fork.h"
+#include "tidewell/runtime/Class.h"
+#include "tidewell/runtime/Make.h"
+
+namespace tidewell::runtime {
+
+/// What a class holds, under the registry's lock.
+struct ClassContents {
+  std::vector<const Method*> methods;
+  std::deque<Property> properties;  // a pointer to one stays valid while others are added
+  std::vector<const Protocol*> protocols;
+  std::vector<Class*> subclasses;
+};
+
+/// Every class of the process: names, hierarchy, contents. Never destroyed, and neither is what it holds.
+///
+/// One recursive lock guards it. No function of an author's (`describe`) ever runs under it: it may wait for
+/// another thread that waits for the lock.
+class Registry {
+ public:
+  [[nodiscard]] static Registry& shared();
+  Registry();
+
+  [[nodiscard]] Class& root() noexcept { return *root_; }
+  [[nodiscard]] Class* allocate(Class* superclass, std::string_view name, std::size_t extraBytes);
+  void registerPair(Class& made);
+  [[nodiscard]] Class* named(std::string_view name);
+
+  [[nodiscard]] Class& declare(const NativeType& type);
+
+  bool addMethod(Class& to, Selector selector, const Method& from);
+  const Method* replaceMethod(Class& in, Selector selector, const Method& with);
+  bool addProtocol(Class& to, const Protocol& protocol);
+  bool addProperty(Class& to, Property property);
+
+  [[nodiscard]] const MethodCache::Answer& findMethod(const Class& in, Selector selector);
+  [[nodiscard]] const Method* ownMethod(const Class& of, Selector selector);
+  [[nodiscard]] std::vector<const Method*> ownMethods(const Class& of);
+  [[nodiscard]] std::vector<Property> ownProperties(const Class& of);
+  [[nodiscard]] const Property* property(const Class& of, std::string_view name);
+  [[nodiscard]] bool conforms(const Class& of, const Protocol& protocol);
+
+ private:
+  /// A C++ type on its way to a class. The class is there from the start, so that descriptions may refer to
+  /// each other; whoever has described it first fills it.
+  struct Declaration {
+    Class* declared = nullptr;
+    bool isComplete = false;
+  };
+
+  Class& makePair(Class* superclass, std::string name, std::size_t size);
+  /// The declaration of a type, begun where there is none.
+  Declaration& begin(const NativeType& type, Class& superclass);
+  void complete(Declaration& declaration, ClassDescription description);
+  /// A name that no class has: the given one, or with "#2", "#3", … behind it.
+  [[nodiscard]] std::string freeName(std::string_view name) const;
+  void add(Class& to, const Method& method);
+  /// Forgets what lookups answered on a class and below it.
+  static void dropCaches(Class& of);
+
+  base::RecursiveStateMutex mutex_;
+  std::deque<Method> methods_;                      ///< those that were replaced, too
+  std::vector<std::shared_ptr<Class>> classes_;     ///< metaclasses included
+  std::unordered_map<std::string, Class*> byName_;  ///< unregistered ones, too
+  std::unordered_map<std::string, Declaration> declarations_;
+  Class* root_ = nullptr;
+  Class* rootMetaclass_ = nullptr;
+};
+
+/// Keeps the program or library that holds the function loaded for the rest of the process.
+void keepModuleLoaded(AnyFunction function);
+
+}  // namespace tidewell::runtime

@@ -1,0 +1,225 @@
+#include "tidewell/testing/internal/RequestChecks.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+#include <vector>
+
+#include "tidewell/core/TWNetwork/TWNetworkConstants.h"
+#include "tidewell/testing/internal/HttpText.h"
+
+namespace tidewell::testing {
+namespace {
+
+namespace rj = RAPIDJSON_NAMESPACE;
+
+// Iterative: nesting must not use up the stack.
+constexpr unsigned kStrictJson = rj::kParseIterativeFlag | rj::kParseValidateEncodingFlag;
+
+constexpr std::string_view kSuccess = R"({"status":"success"})";
+
+constexpr std::array kServices{
+    ServiceEntry{TWServiceGetConfig, kServiceGetConfig, kPOST, "{}"},
+    ServiceEntry{TWServiceDeviceAdd, kServiceDeviceAdd, kPOST, kSuccess},
+    ServiceEntry{TWServiceSendReports, kServiceSendReports, kPOST, kSuccess},
+    ServiceEntry{TWServiceGetInAppMetaV3, kServiceGetInAppMetaV3, kPOST, R"({"campaigns":[]})"},
+    ServiceEntry{TWServiceGetInAppPayloadV3, kServiceGetInAppPayloadV3, kPOST, R"({"payload":{}})"},
+    ServiceEntry{TWServiceGetTestInAppPayloadV3, kServiceGetTestInAppPayloadV3, kGET, R"({"payload":{}})"},
+    ServiceEntry{TWServiceSendInAppStats, kServiceSendInAppStats, kPOST, kSuccess},
+    ServiceEntry{TWServiceInbox, kServiceInbox, kPOST, R"({"messages":[]})"},
+    ServiceEntry{TWServiceSendCategories, kServiceSendCategories, kPOST, kSuccess},
+    ServiceEntry{TWServiceOfflineTriggersSync, kServiceOfflineTriggersSync, kPOST, R"({"triggers":[]})"},
+    ServiceEntry{TWServiceUserInSegment, kServiceUserInSegment, kPOST, R"({"in_segment":false})"},
+    ServiceEntry{TWServiceGeofenceHit, kServiceGeofenceHit, kPOST, kSuccess},
+    ServiceEntry{TWServiceGetGeofences, kServiceGetGeofences, kPOST, R"({"geofences":[]})"},
+    ServiceEntry{TWServiceSendLogs, kServiceSendLogs, kPOST, ""},
+};
+
+std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+std::string percentDecoded(std::string_view text) {
+  const auto digit = [](char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+  };
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && digit(text[i + 1]) >= 0 && digit(text[i + 2]) >= 0) {
+      out += static_cast<char>(digit(text[i + 1]) * 16 + digit(text[i + 2]));
+      i += 2;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+/// One request under examination.
+class Check {
+ public:
+  Check(StandInRequest& request, const ServiceEntry& entry) : request_(request), entry_(entry) {}
+
+  void host(std::uint16_t ownPort) {
+    const auto name = hostName(request_.host);
+    const auto port = std::string_view(request_.host).substr(name.size());
+    if (request_.host.empty()) return object("there is no Host header");
+    if (name == "localhost" || name == "127.0.0.1") {
+      if (port != ":" + std::to_string(ownPort)) object("Host names the port " + quoted(port));
+      return;
+    }
+    const bool logs = name == HOST_LOGENTRIES;
+    const bool api = name == HOST_TDW_PROD_US || name == HOST_TDW_PROD_SERV3 || name == HOST_TDW_PROD_EU;
+    if (!logs && !api) return object("no host of the backend is called " + quoted(name));
+    if (logs != (entry_.service == TWServiceSendLogs)) {
+      object("the host " + std::string(name) + " does not offer " + std::string(entry_.path));
+    }
+    if (!port.empty() && port != ":443") object("Host names the port " + quoted(port));
+    if (request_.serverName != name) object("TLS asked for the host " + quoted(request_.serverName));
+  }
+
+  void method() {
+    if (request_.method != entry_.method) {
+      object("the method is " + request_.method + ", not " + std::string(entry_.method));
+    }
+  }
+
+  void headers() {
+    const auto appIDs = values(kAPIHeadersAppID);
+    if (appIDs.size() != 1) {
+      object("there are " + std::to_string(appIDs.size()) + " headers " + std::string(kAPIHeadersAppID));
+    }
+    const auto types = values("content-type");
+    if (entry_.method == kGET) {
+      if (!types.empty()) object("a GET has the content type " + quoted(types.front()));
+      if (!request_.body.empty()) object("a GET has a body");
+    } else if (types.size() != 1 || types.front() != "application/json") {
+      object(types.empty() ? "there is no content type" : "the content type is " + quoted(types.front()));
+    }
+  }
+
+  void body() {
+    const bool needed = entry_.service == TWServiceGetConfig || entry_.service == TWServiceSendLogs;
+    if (entry_.method == kGET) return;
+    if (request_.body.empty()) {
+      if (needed) object("there is no body");
+      return;
+    }
+    if (const auto reason = whyNotJson(request_.body)) return object("the body is not JSON: " + *reason);
+    rj::Document document;
+    document.Parse<kStrictJson>(request_.body.data(), request_.body.size());
+    if (!document.IsObject()) return object("the body is not a JSON object");
+    if (entry_.service == TWServiceGetConfig) configBody(document);
+    if (entry_.service == TWServiceSendLogs) logBody(document);
+  }
+
+ private:
+  using Object = rj::Value;
+
+  void object(std::string problem) { request_.problems.push_back(std::move(problem)); }
+
+  [[nodiscard]] std::vector<std::string> values(std::string_view name) const {
+    std::vector<std::string> found;
+    for (const auto& [key, value] : request_.headers) {
+      if (equalsIgnoringCase(key, name)) found.push_back(value);
+    }
+    return found;
+  }
+
+  [[nodiscard]] std::string lastPathComponent() const {
+    return percentDecoded(std::string_view(request_.path).substr(entry_.path.size()));
+  }
+
+  /// The text under a key; an objection where there is none.
+  std::string text(const Object& object_, std::string_view where, std::string_view key) {
+    const auto member = object_.FindMember(
+        Object(key.data(), static_cast<rj::SizeType>(key.size())));  // refers to the key, copies nothing
+    if (member == object_.MemberEnd() || !member->value.IsString()) {
+      object(std::string(where) + " has no text under " + quoted(key));
+      return {};
+    }
+    return std::string(member->value.GetString(), member->value.GetStringLength());
+  }
+
+  void configBody(const Object& body) {
+    const auto appID = request_.header(kAPIHeadersAppID).value_or("");
+    if (lastPathComponent() != appID) {
+      object("the path asks for the application " + quoted(lastPathComponent()) + ", the header for " +
+             quoted(appID));
+    }
+    if (body.MemberCount() != 1) object("the body has more, or less, than \"query_params\"");
+    const auto params = body.FindMember("query_params");
+    if (params == body.MemberEnd() || !params->value.IsObject()) {
+      return object("there is no object under \"query_params\"");
+    }
+    for (const std::string_view key :
+         {"app_ver", "sdk_ver", "unique_id", "device_tz_offset", "device_ts", "device_tz"}) {
+      text(params->value, "query_params", key);
+    }
+    if (text(params->value, "query_params", "os") != "iOS") object("\"os\" is not \"iOS\"");
+    if (text(params->value, "query_params", "app_id") != appID) {
+      object("\"app_id\" is not that of the header");
+    }
+  }
+
+  void logBody(const Object& body) {
+    if (lastPathComponent().empty()) object("the path ends without a token");
+    constexpr std::array<std::string_view, 7> keys{"appid", "uid", "lvl", "tb", "sdk_ver", "msg", "tm_s"};
+    if (!std::equal(body.MemberBegin(), body.MemberEnd(), keys.begin(), keys.end(),
+                    [](const auto& member, std::string_view key) {
+                      return std::string_view(member.name.GetString(), member.name.GetStringLength()) == key;
+                    })) {
+      object("the keys are not appid, uid, lvl, tb, sdk_ver, msg, tm_s in this order");
+    }
+    for (const auto key : keys) text(body, "the body", key);
+    const auto time = text(body, "the body", "tm_s");
+    if (time.find_first_not_of("0123456789") != std::string::npos) object("\"tm_s\" is not whole seconds");
+  }
+
+  StandInRequest& request_;
+  const ServiceEntry& entry_;
+};
+
+}  // namespace
+
+const ServiceEntry* serviceForPath(std::string_view path) {
+  const ServiceEntry* best = nullptr;
+  for (const auto& entry : kServices) {
+    if (path.substr(0, entry.path.size()) == entry.path && (!best || entry.path.size() > best->path.size())) {
+      best = &entry;
+    }
+  }
+  return best;
+}
+
+void checkRequest(StandInRequest& request, const ServiceEntry* entry, std::uint16_t ownPort) {
+  if (entry == nullptr) {
+    request.problems.push_back("no service has the path " + quoted(request.path));
+    return;
+  }
+  Check check(request, *entry);
+  check.host(ownPort);
+  check.method();
+  check.headers();
+  check.body();
+}
+
+std::string_view hostName(std::string_view hostHeader) {
+  return hostHeader.substr(0, std::min(hostHeader.rfind(':'), hostHeader.size()));
+}
+
+std::optional<std::string> whyNotJson(std::string_view text) {
+  rj::Document document;
+  document.Parse<kStrictJson>(text.data(), text.size());
+  if (!document.HasParseError()) return std::nullopt;
+  const auto offset = std::min(document.GetErrorOffset(), text.size());
+  const auto line = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(offset), '\n') + 1;
+  return std::string(rj::GetParseError_En(document.GetParseError())) + " (line " + std::to_string(line) +
+         ", byte " + std::to_string(offset) + ")";
+}
+
+}  // namespace tidewell::testing

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "tidewell/testing/TestingPlatform.h"
+
+namespace tidewell::testing {
+
+/// What the sessions of one network share.
+struct ScriptedNetworkState {
+  /// A task under way.
+  struct Task {
+    platform::UrlRequest request;
+    platform::UrlTaskCompletion completion;
+    std::size_t maximumBodyBytes;
+    std::shared_ptr<ManualQueue> queue;
+  };
+
+  mutable std::mutex mutex;
+  ScriptedNetwork::Handler handler;
+  std::vector<ScriptedNetwork::Sent> sent;
+  std::deque<Task> pending;
+
+  void start(const platform::UrlSessionConfiguration& configuration, Task task);
+};
+
+/// A session of a scripted network; its completions come on `queue`.
+class ScriptedUrlSession final : public platform::UrlSession {
+ public:
+  ScriptedUrlSession(platform::UrlSessionConfiguration configuration,
+                     std::shared_ptr<ScriptedNetworkState> network, std::shared_ptr<ManualQueue> queue);
+  ~ScriptedUrlSession() override;
+  void dataTaskWithRequest(platform::UrlRequest request, platform::UrlTaskCompletion completion) override;
+  [[nodiscard]] const platform::UrlSessionConfiguration& configuration() const override;
+
+ private:
+  platform::UrlSessionConfiguration configuration_;
+  std::shared_ptr<ScriptedNetworkState> network_;
+  std::shared_ptr<ManualQueue> queue_;
+};
+
+}  // namespace tidewell::testing
