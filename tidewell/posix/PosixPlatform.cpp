@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/Container.h"
 #include "tidewell/posix/internal/Environment.h"
@@ -182,7 +183,7 @@ std::string complaintAbout(const Options& options) {
 PosixPlatform* install(Options options) {
   const base::CancellationShield shield;
   // A plug-in may be closed while its completions are on their way.
-  keepLoaded(__builtin_return_address(0));
+  base::keepLoaded(__builtin_return_address(0));
   try {
     std::string complaint = complaintAbout(options);
     if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";

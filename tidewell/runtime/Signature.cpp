@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/internal/Registry.h"
 
@@ -36,7 +37,7 @@ const Entry& interned(std::unordered_map<std::string, std::unique_ptr<const Entr
     const auto found = (known.*entries).find(key);
     if (found != (known.*entries).end()) return *found->second;
   }
-  if (function) keepModuleLoaded(function);
+  if (function) base::keepLoaded(reinterpret_cast<const void*>(function));
   const std::scoped_lock lock(known.mutex);
   // The entry is made first: a key without one would be found.
   auto made = std::make_unique<const Entry>(std::move(recipe));

@@ -27,6 +27,8 @@
 #include <utility>
 
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
+#include "tidewell/posix/internal/AllSignalsBlocked.h"
+#include "tidewell/posix/internal/Descriptor.h"
 #include "tidewell/testing/internal/Answer.h"
 #include "tidewell/testing/internal/Certificates.h"
 #include "tidewell/testing/internal/HttpConnection.h"
@@ -39,25 +41,9 @@
 namespace tidewell::testing {
 namespace {
 
+using posix::Descriptor;
+
 constexpr std::size_t kMaximumConnections = 1024;
-
-/// Closes a descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
-  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-  }
-  ~Descriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  [[nodiscard]] int get() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
 
 /// The folder of the certificates: the caller's, or a temporary one that is removed in the end.
 class Folder {
@@ -85,35 +71,18 @@ class Folder {
   bool temporary_;
 };
 
-/// Blocks all signals for the threads that are started meanwhile: the host's handlers do not run on them, and
-/// a client that goes while it is written to makes an error, not a SIGPIPE.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_{};
-};
-
 Descriptor listenOnLoopback(std::uint16_t port, std::uint16_t& actual) {
   Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const int on = 1;
-  ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  ::setsockopt(listener.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   address.sin_port = htons(port);
   socklen_t size = sizeof address;
   auto* generic = reinterpret_cast<sockaddr*>(&address);
-  if (::bind(listener.get(), generic, size) != 0 || ::listen(listener.get(), SOMAXCONN) != 0 ||
-      ::getsockname(listener.get(), generic, &size) != 0) {
+  if (::bind(listener.number(), generic, size) != 0 || ::listen(listener.number(), SOMAXCONN) != 0 ||
+      ::getsockname(listener.number(), generic, &size) != 0) {
     throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + ": " +
                              std::generic_category().message(errno));
   }
@@ -157,7 +126,7 @@ class StandInBackend::Server {
         stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
         configuration_(options_.configuration),
         configurationFile_(options_.configurationFile) {
-    if (stop_.get() < 0) throw std::runtime_error("no event descriptor");
+    if (stop_.number() < 0) throw std::runtime_error("no event descriptor");
     if (!options_.onMessage) {
       options_.onMessage = [](std::string_view message) {
         std::fprintf(stderr, "tidewell-backend: %.*s\n", static_cast<int>(message.size()), message.data());
@@ -167,13 +136,13 @@ class StandInBackend::Server {
     HttpConnection::prepare(certificates_.right());
     listener_ = listenOnLoopback(options_.port, port_);
     if (options_.control) controlListener_ = listenOnLoopback(options_.controlPort, controlPort_);
-    const SignalsBlocked blocked;
+    const posix::AllSignalsBlocked blocked;  // a client that goes makes an error, not a SIGPIPE
     acceptor_ = std::thread([this] { acceptConnections(); });
   }
 
   ~Server() {
     const std::uint64_t one = 1;
-    (void)!::write(stop_.get(), &one, sizeof one);
+    (void)!::write(stop_.number(), &one, sizeof one);
     acceptor_.join();
     listener_ = Descriptor();  // nobody shall wait in its queue
     controlListener_ = Descriptor();
@@ -280,7 +249,7 @@ class StandInBackend::Server {
 
   void acceptConnections() {
     pollfd descriptors[] = {
-        {listener_.get(), POLLIN, 0}, {controlListener_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
+        {listener_.number(), POLLIN, 0}, {controlListener_.number(), POLLIN, 0}, {stop_.number(), POLLIN, 0}};
     for (;;) {
       if (::poll(descriptors, 3, -1) < 0 && errno != EINTR) return;
       if (descriptors[2].revents != 0) return;
@@ -291,12 +260,12 @@ class StandInBackend::Server {
   }
 
   void acceptOne(bool control) {
-    const int listener = control ? controlListener_.get() : listener_.get();
+    const int listener = control ? controlListener_.number() : listener_.number();
     const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (socket < 0) {
       if (errno != EMFILE && errno != ENFILE && errno != ENOMEM) return;
       message("cannot accept a connection: " + std::generic_category().message(errno));
-      pollfd stopped{stop_.get(), POLLIN, 0};
+      pollfd stopped{stop_.number(), POLLIN, 0};
       ::poll(&stopped, 1, 100);  // the connection stays in the queue: do not spin meanwhile
       return;
     }
@@ -322,7 +291,7 @@ class StandInBackend::Server {
 
   void startWorker(int socket, bool control) {
     if (!control) ++connectionCount_;
-    auto& worker = workers_.emplace_back(socket, stop_.get(), control, connectionCount_);
+    auto& worker = workers_.emplace_back(socket, stop_.number(), control, connectionCount_);
     try {
       worker.thread = std::thread([this, &worker] { run(worker); });
     } catch (const std::system_error& error) {

@@ -12,7 +12,6 @@ namespace {
 
 /// Where a new clock stands: 2018-11-12 17:05:09 UTC.
 constexpr double kFirstInstant = 1542042309.0;
-constexpr std::string_view kSDKBundleIdentifier = "com.tidewell.TidewellSDK";
 
 base::Dictionary bundleInfo(std::string_view identifier, std::string_view version) {
   return {{platform::kBundleIdentifierKey, identifier}, {platform::kBundleShortVersionKey, version}};
@@ -89,7 +88,8 @@ struct TestBundles::State {
   mutable std::mutex mutex;
   base::Dictionary mainInfo = bundleInfo("org.example.shop", "1.2.3");
   std::map<std::string, base::Dictionary, std::less<>> others{
-      {std::string(kSDKBundleIdentifier), bundleInfo(kSDKBundleIdentifier, TIDEWELL_VERSION_STRING)}};
+      {std::string(platform::kSdkBundleIdentifier),
+       bundleInfo(platform::kSdkBundleIdentifier, TIDEWELL_VERSION_STRING)}};
 };
 
 TestBundles::TestBundles() : state_(std::make_unique<State>()) {}

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <iterator>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Unicode.h"
 
 namespace tidewell::base {
@@ -104,7 +105,7 @@ class Formatter {
       return static_cast<int>(std::clamp<std::int64_t>(number, -kMaximumFormatWidth, kMaximumFormatWidth));
     }
     int number = 0;
-    for (; at < format_.size() && format_[at] >= '0' && format_[at] <= '9'; ++at) {
+    for (; at < format_.size() && detail::isAsciiDigit(format_[at]); ++at) {
       number = std::min(number * 10 + (format_[at] - '0'), kMaximumFormatWidth);
     }
     return number;

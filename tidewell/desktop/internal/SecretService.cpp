@@ -14,6 +14,7 @@
 #include "tidewell/desktop/internal/Glib.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/RaisedRights.h"
+#include "tidewell/posix/internal/Thread.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -119,25 +120,6 @@ class Conversation {
   Owned<SecretService_> service_;
 };
 
-/// Starts a thread with all signals blocked: the host's handlers do not run on it.
-template <class Run>
-bool startThread(Run run) noexcept {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  bool isStarted = true;
-  try {
-    std::thread thread(std::move(run));
-    pthread_setname_np(thread.native_handle(), "tw-keyring");
-    thread.detach();
-  } catch (const std::system_error&) {
-    isStarted = false;
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return isStarted;
-}
-
 }  // namespace
 
 struct SecretService::Request {
@@ -177,7 +159,7 @@ Status SecretService::ask(Request request, std::string* secret) {
     Owned<GCancellable> cancellable{g_cancellable_new()};
   };
   const auto answer = std::make_shared<Answer>();
-  const bool isAsked = startThread([answer, request = std::move(request)] {
+  const bool isAsked = posix::startThread("tw-keyring", [answer, request = std::move(request)] {
     Status status = Status::unusable;
     std::string found;
     Conversation conversation(answer->cancellable.get());

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Digest.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/AtomicFile.h"
@@ -34,10 +35,7 @@ constexpr std::string_view kPlaceholders[] = {"To Be Filled By O.E.M.",
                                               "empty"};
 
 std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks(" \t\r\n\0", 5);
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return base::detail::trimmed(text, std::string_view(" \t\r\n\0", 5));
 }
 
 /// Whether a text names a product: short, printable ASCII, and not a placeholder.
@@ -48,7 +46,7 @@ bool isSaneModel(std::string_view text) {
 }
 
 bool isHexadecimal(std::string_view text) {
-  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+  return std::all_of(text.begin(), text.end(), base::detail::isHexDigit);
 }
 
 /// 32 hexadecimal digits (machine-id(5)); a system that has none yet says "uninitialized" or has zeros.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/ClassBuilder.h"
 
@@ -169,7 +170,7 @@ void Registry::complete(Declaration& declaration, ClassDescription description) 
 
 Class& Registry::declare(const NativeType& type) {
   Class& superclass = type.superclass();
-  keepModuleLoaded(reinterpret_cast<AnyFunction>(type.describe));
+  base::keepLoaded(reinterpret_cast<const void*>(type.describe));
   Declaration* declaration = nullptr;
   {
     const std::scoped_lock lock(mutex_);
