@@ -66,7 +66,7 @@ std::string UrlResponse::description() const {
   std::unordered_map<std::string, std::size_t> listOfName;  // a server may send very many
   for (const auto& [name, value] : headers) {
     std::string key(name);
-    std::transform(key.begin(), key.end(), key.begin(), asciiLower);
+    std::transform(key.begin(), key.end(), key.begin(), base::detail::asciiLower);
     const auto [place, isNew] = listOfName.emplace(std::move(key), lists.size());
     if (isNew) lists.emplace_back(name, base::Array());
     lists[place->second].second.addObject(value);

@@ -171,10 +171,12 @@ class StandInBackend::Server {
     resources_[std::move(path)] = {std::move(body), std::move(contentType)};
   }
 
-  void addFault(StandInFault fault, bool alone) {
+  enum class EarlierFaults { stay, go };
+
+  void addFault(StandInFault fault, EarlierFaults earlier = EarlierFaults::stay) {
     const bool meetsConnections = fault.meetsConnections();
     const std::lock_guard lock(mutex_);
-    if (alone) faults_.clear();
+    if (earlier == EarlierFaults::go) faults_.clear();
     faults_.push_back(std::move(fault));
     if (!meetsConnections) return;
     for (auto& worker : workers_) worker.connection.dropOnceIdle();
@@ -506,7 +508,7 @@ class StandInBackend::Server {
       std::string problem;
       const auto fault = StandInFault::parse(request.body, problem);
       if (!fault) return plainAnswer(400, problem + "\n");
-      addFault(*fault, false);
+      addFault(*fault);
       return done;
     }
     if (is("DELETE", "/control/fault")) {
@@ -591,8 +593,10 @@ void StandInBackend::setConfigurationFile(std::string path) {
 void StandInBackend::setResource(std::string path, std::string body, std::string contentType) {
   server_->setResource(std::move(path), std::move(body), std::move(contentType));
 }
-void StandInBackend::setFault(StandInFault fault) { server_->addFault(std::move(fault), true); }
-void StandInBackend::addFault(StandInFault fault) { server_->addFault(std::move(fault), false); }
+void StandInBackend::setFault(StandInFault fault) {
+  server_->addFault(std::move(fault), Server::EarlierFaults::go);
+}
+void StandInBackend::addFault(StandInFault fault) { server_->addFault(std::move(fault)); }
 void StandInBackend::clearFaults() { server_->clearFaults(); }
 std::vector<StandInFault> StandInBackend::faults() const { return server_->faults(); }
 std::vector<StandInRequest> StandInBackend::requests() const { return server_->requests(); }
