@@ -9,6 +9,7 @@
 
 #include "tidewell/base/internal/Loader.h"
 #include "tidewell/posix/internal/AllSignalsBlocked.h"
+#include "tidewell/posix/internal/ThreadName.h"
 
 namespace tidewell::posix {
 namespace {
@@ -23,9 +24,7 @@ struct Start {
 
 void* runStart(void* argument) {
   const std::unique_ptr<Start> start(static_cast<Start*>(argument));
-#if defined(__linux__)
-  pthread_setname_np(pthread_self(), start->name);
-#endif
+  nameThisThread(start->name);
   start->run();
   return nullptr;
 }

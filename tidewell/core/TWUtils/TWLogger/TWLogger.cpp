@@ -11,9 +11,9 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/HazardPointer.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -83,7 +83,7 @@ struct State {
   }
 
   base::StateMutex writers;
-  SnapshotPublisher<Templates> templates{templatesInForce};
+  base::SnapshotPublisher<Templates> templates{templatesInForce};
 };
 
 State& state() {
@@ -210,7 +210,7 @@ void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerb
 std::optional<std::string> TWLogger::formatForVerbosity(std::int64_t verbosity) {
   if (!hasTemplate(verbosity)) return std::nullopt;
   initialize();
-  return Reading(templatesInForce)->formats[templateIndex(verbosity)];
+  return base::SnapshotGuard(templatesInForce)->formats[templateIndex(verbosity)];
 }
 
 void TWLogger::setMinimumSeverity(std::int32_t severity) {
