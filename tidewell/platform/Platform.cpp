@@ -22,7 +22,7 @@ constinit std::atomic<Reporter> reporterInForce{nullptr};
 /// Every platform that was ever in force, so that a thread that still uses an earlier one finds it whole.
 struct Keeper {
   base::StateMutex mutex;
-  std::vector<std::shared_ptr<Platform>> platforms;
+  std::vector<std::shared_ptr<Platform>> platforms TIDEWELL_GUARDED_BY(mutex);
 };
 
 Keeper& keeper() {
@@ -64,7 +64,7 @@ bool Platform::install(std::shared_ptr<Platform> platform) {
   }
   declareApplication();
   {
-    const std::lock_guard lock(keeper().mutex);
+    const base::MutexLock lock(keeper().mutex);
     if (!isInstalled()) {
       putInForce(keeper(), std::move(platform));
       return true;
@@ -90,7 +90,7 @@ void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
     return;
   }
   declareApplication();
-  const std::lock_guard lock(keeper().mutex);
+  const base::MutexLock lock(keeper().mutex);
   putInForce(keeper(), std::move(platform));
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Loader.h"
 #include "tidewell/posix/internal/AtomicFile.h"
@@ -82,7 +83,7 @@ struct PosixPlatform::State {
   std::shared_ptr<platform::UrlSession> sharedUrlSession;
 
   StateMutex suitesMutex;
-  std::map<std::string, std::shared_ptr<platform::UserDefaults>, std::less<>> suites;
+  std::map<std::string, std::shared_ptr<platform::UserDefaults>, std::less<>> suites TIDEWELL_GUARDED_BY(suitesMutex);
 
   [[nodiscard]] platform::Queue& mainQueue() {
     if (hostMainQueue) return *hostMainQueue;
@@ -90,7 +91,7 @@ struct PosixPlatform::State {
   }
 
   [[nodiscard]] std::shared_ptr<platform::UserDefaults> knownSuite(std::string_view name) {
-    const std::lock_guard lock(suitesMutex);
+    const base::MutexLock lock(suitesMutex);
     const auto found = suites.find(name);
     return found == suites.end() ? nullptr : found->second;
   }
@@ -125,7 +126,7 @@ std::shared_ptr<platform::UserDefaults> PosixPlatform::userDefaultsWithSuiteName
   auto suite =
       std::make_shared<PosixUserDefaults>(state_->container, state_->container.userDefaultsFileOfGroup(name));
   // Of two threads that make one, the first one's is everybody's.
-  const std::lock_guard lock(state_->suitesMutex);
+  const base::MutexLock lock(state_->suitesMutex);
   return state_->suites.emplace(std::string(name), suite).first->second;
 }
 

@@ -26,6 +26,7 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 #include "tidewell/posix/internal/AllSignalsBlocked.h"
 #include "tidewell/posix/internal/Descriptor.h"
@@ -156,18 +157,18 @@ class StandInBackend::Server {
   [[nodiscard]] const std::string& caFile() const { return caFile_; }
 
   void setConfiguration(std::string json) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     configuration_ = std::move(json);
     configurationFile_.clear();
   }
 
   void setConfigurationFile(std::string path) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     configurationFile_ = std::move(path);
   }
 
   void setResource(std::string path, std::string body, std::string contentType) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     resources_[std::move(path)] = {std::move(body), std::move(contentType)};
   }
 
@@ -175,7 +176,7 @@ class StandInBackend::Server {
 
   void addFault(StandInFault fault, EarlierFaults earlier = EarlierFaults::stay) {
     const bool meetsConnections = fault.meetsConnections();
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (earlier == EarlierFaults::go) faults_.clear();
     faults_.push_back(std::move(fault));
     if (!meetsConnections) return;
@@ -183,43 +184,44 @@ class StandInBackend::Server {
   }
 
   void clearFaults() {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     faults_.clear();
   }
 
   [[nodiscard]] std::vector<StandInFault> faults() const {
-    const std::lock_guard lock(mutex_);
-    return faults_;
+    const base::MutexLock lock(mutex_);
+    return faults_ TIDEWELL_GUARDED_BY(mutex_);
   }
 
   [[nodiscard]] std::vector<StandInRequest> requests() const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return {requests_.begin(), requests_.end()};
   }
 
   [[nodiscard]] std::size_t requestCount() const {
-    const std::lock_guard lock(mutex_);
-    return requestCount_;
+    const base::MutexLock lock(mutex_);
+    return requestCount_ TIDEWELL_GUARDED_BY(mutex_);
   }
 
   bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
-    std::unique_lock lock(mutex_);
-    return requestAdded_.wait_for(lock, timeout, [&] { return requestCount_ >= count; });
+    base::ReleasableMutexLock lock(mutex_);
+    return lock.waitUntil(requestAdded_, std::chrono::steady_clock::now() + timeout,
+                          [&]() TIDEWELL_REQUIRES(mutex_) { return requestCount_ >= count; });
   }
 
   void clearRequests() {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     requests_.clear();
     requestCount_ = 0;
   }
 
   [[nodiscard]] std::size_t connectionCount() const {
-    const std::lock_guard lock(mutex_);
-    return connectionCount_;
+    const base::MutexLock lock(mutex_);
+    return connectionCount_ TIDEWELL_GUARDED_BY(mutex_);
   }
 
   [[nodiscard]] std::size_t openConnectionCount() const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return static_cast<std::size_t>(std::count_if(workers_.begin(), workers_.end(), [](const Worker& worker) {
       return !worker.control && !worker.done;
     }));
@@ -276,7 +278,7 @@ class StandInBackend::Server {
 
     std::list<Worker> finished;
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       for (auto worker = workers_.begin(); worker != workers_.end();) {
         const auto next = std::next(worker);
         if (worker->done) finished.splice(finished.end(), workers_, worker);
@@ -354,7 +356,7 @@ class StandInBackend::Server {
   /// Takes the first fault that fits, and counts it.
   template <class Fits>
   std::optional<StandInFault> takeFault(Fits fits) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     const auto fault = std::find_if(faults_.begin(), faults_.end(), fits);
     if (fault == faults_.end()) return std::nullopt;
     StandInFault taken = *fault;
@@ -436,7 +438,7 @@ class StandInBackend::Server {
 
   void keep(const StandInRequest& request) {
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       requests_.push_back(request);
       if (requests_.size() > kMaximumRequests) requests_.pop_front();
       ++requestCount_;
@@ -446,7 +448,7 @@ class StandInBackend::Server {
   }
 
   [[nodiscard]] std::optional<Resource> resourceFor(const std::string& path) const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     const auto found = resources_.find(path);
     if (found == resources_.end()) return std::nullopt;
     return found->second;
@@ -473,7 +475,7 @@ class StandInBackend::Server {
     Answer answer;
     std::string file;
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       file = configurationFile_;
       answer.text = configuration_;
     }
@@ -524,7 +526,7 @@ class StandInBackend::Server {
       return done;
     }
     if (is("DELETE", "/control/config")) {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       configuration_ = options_.configuration;
       configurationFile_ = options_.configurationFile;
       return done;
@@ -565,16 +567,16 @@ class StandInBackend::Server {
   std::uint16_t port_ = 0;
   std::uint16_t controlPort_ = 0;
 
-  mutable std::mutex mutex_;  // everything below, the threads' handles apart
+  mutable base::Mutex mutex_;
   mutable std::condition_variable requestAdded_;
-  std::string configuration_;
-  std::string configurationFile_;  // wins unless empty
-  std::map<std::string, Resource> resources_;
+  std::string configuration_ TIDEWELL_GUARDED_BY(mutex_);
+  std::string configurationFile_ TIDEWELL_GUARDED_BY(mutex_);  // wins unless empty
+  std::map<std::string, Resource> resources_ TIDEWELL_GUARDED_BY(mutex_);
   std::vector<StandInFault> faults_;
-  std::deque<StandInRequest> requests_;
+  std::deque<StandInRequest> requests_ TIDEWELL_GUARDED_BY(mutex_);
   std::size_t requestCount_ = 0;
   std::size_t connectionCount_ = 0;
-  std::list<Worker> workers_;
+  std::list<Worker> workers_ TIDEWELL_GUARDED_BY(mutex_);
 
   std::thread acceptor_;
 };

@@ -9,8 +9,8 @@ namespace tidewell::base {
 namespace {
 
 struct Participants {
-  std::mutex mutex;
-  std::vector<ForkParticipant*> all;
+  Mutex mutex;
+  std::vector<ForkParticipant*> all TIDEWELL_GUARDED_BY(mutex);
 };
 
 Participants& participants() {
@@ -25,14 +25,14 @@ Participants& participants() {
 ForkParticipant::~ForkParticipant() = default;
 
 void ForkParticipant::join() {
-  const std::lock_guard lock(participants().mutex);
+  const MutexLock lock(participants().mutex);
   auto& all = participants().all;
   const auto isBefore = [](int level, const ForkParticipant* each) { return level < each->level_; };
   all.insert(std::upper_bound(all.begin(), all.end(), level_, isBefore), this);
 }
 
 void ForkParticipant::leave() noexcept {
-  const std::lock_guard lock(participants().mutex);
+  const MutexLock lock(participants().mutex);
   auto& all = participants().all;
   all.erase(std::remove(all.begin(), all.end(), this), all.end());
 }

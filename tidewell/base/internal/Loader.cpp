@@ -33,7 +33,7 @@ class LoaderWatch final : public ForkParticipant {
 
 struct KeptModules {
   StateMutex mutex;
-  std::vector<const void*> addresses;
+  std::vector<const void*> addresses TIDEWELL_GUARDED_BY(mutex);
 };
 
 KeptModules& keptModules() {
@@ -53,7 +53,7 @@ void keepLoaded(const void* code) noexcept {
   if (!canLoadLibraries() || dladdr(code, &info) == 0 || !info.dli_fname) return;
   {
     KeptModules& kept = keptModules();
-    const std::scoped_lock lock(kept.mutex);
+    const MutexLock lock(kept.mutex);
     if (std::find(kept.addresses.begin(), kept.addresses.end(), info.dli_fbase) != kept.addresses.end())
       return;
     try {

@@ -156,34 +156,34 @@ struct TWConfigManager::State {
 
   ConfigPublication publication;
   base::StateMutex configMutex{kConfigLevel};
-  std::shared_ptr<TWConfig> config;      // under `configMutex`
-  base::WorkMutex archiveMutex;          // taken before `configMutex`
-  ConfigArchive archive;                 // under `archiveMutex`
+  std::shared_ptr<TWConfig> config TIDEWELL_GUARDED_BY(configMutex);
+  base::WorkMutex archiveMutex;  // taken before `configMutex`
+  ConfigArchive archive TIDEWELL_GUARDED_BY(archiveMutex);
   std::atomic<bool> isUnwritten{false};  // the archive lacks a change, for a reason that may pass
   std::atomic<bool> isUnmerged{false};   // memory was short for the last reply
   PendingReports reportsOfLoading;       // only while the manager is made
 
   std::shared_ptr<TWConfig> current() {
-    const std::lock_guard lock(configMutex);
+    const base::MutexLock lock(configMutex);
     return config;
   }
 
   void put(std::shared_ptr<TWConfig> next) {
     DeferredWork deferred;
-    const std::lock_guard lock(configMutex);
+    const base::MutexLock lock(configMutex);
     putLocked(next, deferred);  // the earlier record dies after the lock
   }
 
   /// Puts a record in force unless another thread has put one meanwhile; answers the one in force.
   std::shared_ptr<TWConfig> putWhereThereIsNone(std::shared_ptr<TWConfig> next) {
     DeferredWork deferred;
-    const std::lock_guard lock(configMutex);
+    const base::MutexLock lock(configMutex);
     if (!config) putLocked(next, deferred);
     return config;
   }
 
-  /// Swaps `next` for the record in force, with `configMutex` held.
-  void putLocked(std::shared_ptr<TWConfig>& next, DeferredWork& deferred) {
+  /// Swaps `next` for the record in force.
+  void putLocked(std::shared_ptr<TWConfig>& next, DeferredWork& deferred) TIDEWELL_REQUIRES(configMutex) {
     // First what may fail: the record in force stays attached then.
     if (config) {
       recordOf(*config).makeRoomIn(publication);
@@ -203,7 +203,7 @@ struct TWConfigManager::State {
   /// The record in force; where there is none, that of the archive is put in force, or one of defaults.
   std::shared_ptr<TWConfig> currentOrLoaded(PendingReports& pending) {
     if (auto known = current()) return known;
-    const std::lock_guard lock(archiveMutex);
+    const base::MutexLock lock(archiveMutex);
     if (auto known = current()) return known;
     std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), pending.reports);
     pending.madeDefaults = !fields;
@@ -219,7 +219,7 @@ struct TWConfigManager::State {
 
   void store(const std::optional<std::string>& path, const TWConfig& record) {
     PendingReports pending;
-    const std::lock_guard lock(archiveMutex);
+    const base::MutexLock lock(archiveMutex);
     isUnwritten = true;  // also where memory is short now
     isUnwritten = !archive.store(path, recordOf(record), pending.reports);
   }
@@ -281,7 +281,7 @@ constinit std::atomic<TWConfigManager*> TWConfigManager::shared_{nullptr};
 TWConfigManager& TWConfigManager::makeSharedInstance() {
   TWConfigManager* instance = nullptr;
   {
-    const std::lock_guard lock(makingSharedInstance());
+    const base::MutexLock lock(makingSharedInstance());
     instance = shared_.load(std::memory_order_acquire);
     if (instance) return *instance;
     instance = new TWConfigManager(Quietly::yes);  // never destroyed

@@ -44,10 +44,10 @@ struct ProxyState {
   OnceToken proxyAppDelegateOnceToken;
   OnceToken proxyAppDelegateRemoteNotificationOnceToken;
 
-  base::StateMutex mutex;  ///< guards what follows; never held while an object is let go of
-  Ref originalAppDelegate;
-  Class* originalAppDelegateClass = nullptr;
-  Class* appDelegateSubclass = nullptr;
+  base::StateMutex mutex;  ///< never held while an object is destroyed
+  Ref originalAppDelegate TIDEWELL_GUARDED_BY(mutex);
+  Class* originalAppDelegateClass TIDEWELL_GUARDED_BY(mutex) = nullptr;
+  Class* appDelegateSubclass TIDEWELL_GUARDED_BY(mutex) = nullptr;
 };
 
 ProxyState& state() {
@@ -58,7 +58,7 @@ ProxyState& state() {
 [[maybe_unused]] const ProxyState& madeWhenLoaded = state();
 
 void setOriginalDelegate(Ref delegate) {
-  const std::lock_guard lock(state().mutex);
+  const base::MutexLock lock(state().mutex);
   state().originalAppDelegate.swap(delegate);
 }
 
@@ -252,7 +252,7 @@ void proxyRemoteNotificationMethods() {
   Class* subclass = nullptr;
   Class* realClass = nullptr;
   {
-    const std::lock_guard lock(state().mutex);
+    const base::MutexLock lock(state().mutex);
     subclass = state().appDelegateSubclass;
     realClass = state().originalAppDelegateClass;
   }
@@ -270,7 +270,7 @@ void proxyRemoteNotificationMethods() {
 }  // namespace
 
 Ref takeOriginalDelegate(const Object* ifItIs) {
-  const std::lock_guard lock(state().mutex);
+  const base::MutexLock lock(state().mutex);
   if (state().originalAppDelegate.get() != ifItIs) return nullptr;
   return std::exchange(state().originalAppDelegate, nullptr);
 }
@@ -312,12 +312,12 @@ void TWAppDelegateSwizzler::proxyAppDelegate(const Ref& appDelegate) {
       return;
     }
     {
-      const std::lock_guard lock(state().mutex);
+      const base::MutexLock lock(state().mutex);
       state().originalAppDelegateClass = &appDelegate->isa();
     }
     Class* const subclass = createSubclassWithObject(*appDelegate);
     {
-      const std::lock_guard lock(state().mutex);
+      const base::MutexLock lock(state().mutex);
       state().appDelegateSubclass = subclass;
     }
     reassignAppDelegate();
@@ -332,7 +332,7 @@ void TWAppDelegateSwizzler::resetProxyOriginalDelegateOnceToken() {
 }
 
 Ref TWAppDelegateSwizzler::originalDelegate() {
-  const std::lock_guard lock(state().mutex);
+  const base::MutexLock lock(state().mutex);
   return state().originalAppDelegate;
 }
 

@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/desktop/internal/Glib.h"
 #include "tidewell/platform/Platform.h"
@@ -152,10 +153,10 @@ Status SecretService::ask(Request request, std::string* secret) {
   request.attributes["application"] = application_;
 
   struct Answer {
-    std::mutex mutex;
+    base::Mutex mutex;
     std::condition_variable changed;
-    std::optional<Status> status;
-    std::string secret;
+    std::optional<Status> status TIDEWELL_GUARDED_BY(mutex);
+    std::string secret TIDEWELL_GUARDED_BY(mutex);
     Owned<GCancellable> cancellable{g_cancellable_new()};
   };
   const auto answer = std::make_shared<Answer>();
@@ -176,15 +177,17 @@ Status SecretService::ask(Request request, std::string* secret) {
           break;
       }
     }
-    const std::lock_guard lock(answer->mutex);
+    const base::MutexLock lock(answer->mutex);
     answer->status = status;
     answer->secret = std::move(found);
     answer->changed.notify_all();
   });
   if (!isAsked) return Status::unusable;
 
-  std::unique_lock lock(answer->mutex);
-  if (!answer->changed.wait_for(lock, kPatience, [&] { return answer->status.has_value(); })) {
+  base::ReleasableMutexLock lock(answer->mutex);
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto isAnswered = [&]() TIDEWELL_REQUIRES(answer->mutex) { return answer->status.has_value(); };
+  if (!lock.waitUntil(answer->changed, end, isAnswered)) {
     lock.unlock();
     g_cancellable_cancel(answer->cancellable.get());
     isHopeless_ = true;

@@ -17,6 +17,7 @@
 #include <optional>
 #include <set>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/Descriptor.h"
@@ -86,14 +87,14 @@ struct CleanedFolders {
   using Folder = std::pair<dev_t, ino_t>;
   WorkMutex cleaning;
   StateMutex mutex;
-  std::set<Folder> folders;
+  std::set<Folder> folders TIDEWELL_GUARDED_BY(mutex);
 
   [[nodiscard]] bool has(const Folder& folder) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     return folders.contains(folder);
   }
   void add(const Folder& folder) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     folders.insert(folder);
   }
 };
@@ -107,7 +108,7 @@ void removeLeftBehindOnce(int folder) {
   if (cleaned.has(key)) return;
   // No thread of this process writes in the folder before it is clean, so every file of this process's number
   // in it is an earlier process's.
-  const std::lock_guard lock(cleaned.cleaning);
+  const base::MutexLock lock(cleaned.cleaning);
   if (cleaned.has(key)) return;
   removeLeftBehind(folder);
   cleaned.add(key);

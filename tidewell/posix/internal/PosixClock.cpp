@@ -7,6 +7,7 @@
 #include <mutex>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/Ascii.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 
@@ -117,11 +118,11 @@ base::Date PosixClock::now() const {
 base::TimeZone PosixClock::systemTimeZone() const {
   std::string source = variable_ ? *variable_ : systemZoneText(systemRoot_);
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (zone_ && source == source_) return *zone_;
   }
   base::TimeZone zone = timeZoneForText(source);
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   source_ = std::move(source);
   zone_ = zone;
   return zone;

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Digest.h"
@@ -107,11 +108,11 @@ PosixDevice::PosixDevice(Container container, std::string systemRoot, std::strin
 template <class LookUp>
 std::string PosixDevice::once(std::optional<std::string>& fact, LookUp lookUp) {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (fact) return *fact;
   }
   std::string found = lookUp();
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   if (!fact) fact = std::move(found);
   return *fact;
 }
@@ -135,7 +136,7 @@ std::string PosixDevice::lookUpVendorIdentifier() {
     if (!isMachineId(machineId)) continue;
     return base::UUIDStringWithBytes(base::hmacSha256(vendor_, machineId).data());
   }
-  const std::lock_guard keeping(keeping_);
+  const base::MutexLock keeping(keeping_);
   return keptVendorIdentifier();
 }
 
@@ -153,7 +154,7 @@ platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path
 /// one for the life of the process; what cannot be read is not overwritten.
 std::string PosixDevice::keptVendorIdentifier() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (vendorIdentifier_) return *vendorIdentifier_;
   }
   std::string fresh;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/ForkGuard.h"
@@ -63,7 +64,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   TransferTasks takeTasks() noexcept override {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return std::exchange(tasks_, {});
   }
 
@@ -74,7 +75,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   bool tryHandOver(TransferTasks& task) noexcept {
     TransferEngine* engine = nullptr;
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       if (threads_ == 0 && !tryStartThread()) return false;
       tasks_.splice(tasks_.end(), task);
       if (tasks_.size() > 1) return true;  // a thread was called for the first, and has not looked yet
@@ -105,7 +106,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     if (task.completion) platform::runReportingExceptions(std::cref(complete));
   }
 
-  bool tryStartThread() noexcept {
+  bool tryStartThread() noexcept TIDEWELL_REQUIRES(mutex_) {
     const char* const name = threads_ == 0 ? "tw-sessions-1" : "tw-sessions-2";
     try {
       if (!startThread(name, [self = shared_from_this()] { self->work(); })) return false;
@@ -118,10 +119,10 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   /// Makes sure that a thread can be called: starts one where none is free and there may be another.
-  bool provideThread() noexcept { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
+  bool provideThread() noexcept TIDEWELL_REQUIRES(mutex_) { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
 
   [[noreturn]] void work() {
-    std::unique_lock lock(mutex_);
+    base::ReleasableMutexLock lock(mutex_);
     --free_;
     for (;;) {
       const bool mayDrive = !isDriven_ && (hasTransfers_ || !tasks_.empty());
@@ -132,14 +133,14 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
         complete(lock);
       } else {
         ++free_;
-        changed_.wait(lock);
+        lock.wait(changed_);
         --free_;
       }
     }
   }
 
   /// Transfers until some tasks have ended; calls the other thread before, if it is to run completions.
-  void drive(std::unique_lock<std::mutex>& lock, bool callsForCompletions) {
+  void drive(base::ReleasableMutexLock<base::Mutex>& lock, bool callsForCompletions) TIDEWELL_REQUIRES(mutex_) {
     isDriven_ = true;
     lock.unlock();
     if (callsForCompletions) changed_.notify_one();
@@ -155,7 +156,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       std::string problem;
       TransferEngine* const engine = loadTransferEngine(*this, settings_, problem);
       if (engine == nullptr) return failTasks(problem);
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       engine_ = engine;
     }
     return engine_->run();
@@ -168,7 +169,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     return failed;
   }
 
-  void complete(std::unique_lock<std::mutex>& lock) {
+  void complete(base::ReleasableMutexLock<base::Mutex>& lock) TIDEWELL_REQUIRES(mutex_) {
     isCompleting_ = true;
     while (!finished_.empty()) {
       TransferTasks task;
@@ -186,16 +187,16 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   ForkGuard forkGuard_;
   std::atomic<bool> refusalReported_ = false;
 
-  std::mutex mutex_;  // held for what follows
+  base::Mutex mutex_;
   std::condition_variable changed_;
-  TransferTasks tasks_;
-  TransferTasks finished_;
+  TransferTasks tasks_ TIDEWELL_GUARDED_BY(mutex_);
+  TransferTasks finished_ TIDEWELL_GUARDED_BY(mutex_);
   TransferEngine* engine_ = nullptr;  ///< set by the thread that drives, which reads it without the mutex
-  bool isDriven_ = false;             ///< a thread is in `drive`
-  bool hasTransfers_ = false;         ///< the engine had some when it was driven last
-  bool isCompleting_ = false;         ///< a thread is in `complete`
-  int threads_ = 0;
-  int free_ = 0;  ///< threads that sleep, or have not begun
+  bool isDriven_ TIDEWELL_GUARDED_BY(mutex_) = false;             ///< a thread is in `drive`
+  bool hasTransfers_ TIDEWELL_GUARDED_BY(mutex_) = false;         ///< the engine had some when it was driven last
+  bool isCompleting_ TIDEWELL_GUARDED_BY(mutex_) = false;         ///< a thread is in `complete`
+  int threads_ TIDEWELL_GUARDED_BY(mutex_) = 0;
+  int free_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< threads that sleep, or have not begun
 };
 
 class PosixUrlSession final : public platform::UrlSession {

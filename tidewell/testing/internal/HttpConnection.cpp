@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/Ascii.h"
 
 namespace tidewell::testing {
@@ -141,14 +142,14 @@ bool HttpConnection::fill() {
 
 bool HttpConnection::awaitRequest() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (served_ && dropping_) return false;
     idle_ = served_;
     answering_ = false;
   }
   answered_.notify_all();
   const bool begun = fill();
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   idle_ = false;
   served_ = true;
   return begun;
@@ -205,14 +206,14 @@ ReadOutcome HttpConnection::readBody(HttpRequest& request) {
 }
 
 bool HttpConnection::beginAnswer() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   answering_ = true;
   return !dropping_;
 }
 
 void HttpConnection::endAnswer() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     answering_ = false;
   }
   answered_.notify_all();
@@ -277,14 +278,15 @@ void HttpConnection::reset() {
 }
 
 void HttpConnection::dropOnceIdle() {
-  std::unique_lock lock(mutex_);
-  answered_.wait_for(lock, kLongestAnswer, [this] { return !answering_; });
+  base::ReleasableMutexLock lock(mutex_);
+  lock.waitUntil(answered_, std::chrono::steady_clock::now() + kLongestAnswer,
+                 [this]() TIDEWELL_REQUIRES(mutex_) { return !answering_; });
   dropping_ = true;
   if (idle_ && socket_ >= 0) ::shutdown(socket_, SHUT_RDWR);
 }
 
 void HttpConnection::closeSocket() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   answering_ = false;
   answered_.notify_all();
   SSL_free(tls_);

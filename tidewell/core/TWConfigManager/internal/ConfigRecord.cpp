@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -50,25 +51,25 @@ ConfigRecord::ConfigRecord(TWConfigFields fields) {
 void ConfigRecord::apply(const ConfigChange& change) {
   if (change.properties == 0) return;
   DeferredWork deferred;
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   replace(change.fields, change.properties, deferred);
   written_ |= change.properties;
 }
 
 void ConfigRecord::adopt(const TWConfigFields& fields, PropertySet properties) {
   DeferredWork deferred;
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   properties &= ~written_;
   if (!equalFields(fields, publisher_.latest()->fields, properties)) replace(fields, properties, deferred);
 }
 
 void ConfigRecord::claim() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   written_ = kAllProperties;
 }
 
 PropertySet ConfigRecord::written() const {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return written_;
 }
 
@@ -87,18 +88,18 @@ void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties,
 }
 
 void ConfigRecord::makeRoomForAttachment() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   publications_.reserve(publications_.size() + 1);
 }
 
 void ConfigRecord::makeRoomIn(ConfigPublication& publication) {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   publication.makeRoom();
 }
 
 void ConfigRecord::attach(ConfigPublication& publication) {
   DeferredWork deferred;
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   publications_.reserve(publications_.size() + 1);
   publication.makeRoom();
   publications_.push_back(&publication);
@@ -106,7 +107,7 @@ void ConfigRecord::attach(ConfigPublication& publication) {
 }
 
 void ConfigRecord::detach(ConfigPublication& publication) {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   std::erase(publications_, &publication);
 }
 

@@ -76,13 +76,14 @@ class ConfigRecord {
   void detach(ConfigPublication& publication);
 
  private:
-  void replace(const TWConfigFields& fields, PropertySet properties, DeferredWork& deferred);
+  void replace(const TWConfigFields& fields, PropertySet properties, DeferredWork& deferred)
+      TIDEWELL_REQUIRES(mutex_);
 
   std::atomic<const CompiledConfig*> current_{nullptr};
   mutable base::StateMutex mutex_{20};
-  base::SnapshotPublisher<CompiledConfig> publisher_{current_};
-  std::vector<ConfigPublication*> publications_;
-  PropertySet written_ = 0;
+  base::SnapshotPublisher<CompiledConfig> publisher_ TIDEWELL_GUARDED_BY(mutex_){current_};
+  std::vector<ConfigPublication*> publications_ TIDEWELL_GUARDED_BY(mutex_);
+  PropertySet written_ TIDEWELL_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace tidewell

@@ -83,7 +83,7 @@ struct State {
   }
 
   base::StateMutex writers;
-  base::SnapshotPublisher<Templates> templates{templatesInForce};
+  base::SnapshotPublisher<Templates> templates TIDEWELL_GUARDED_BY(writers){templatesInForce};
 };
 
 State& state() {
@@ -173,7 +173,7 @@ struct LoggerSwitches {
 
   template <class Change>
   void set(Change change) {
-    const std::lock_guard lock(state().writers);
+    const base::MutexLock lock(state().writers);
     change(*this);
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
   }
@@ -201,7 +201,7 @@ void TWLogger::setupDefaultFormats() {
 void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerbosity) {
   if (!hasTemplate(forVerbosity)) return;
   State& shared = state();
-  const std::lock_guard lock(shared.writers);
+  const base::MutexLock lock(shared.writers);
   auto next = std::make_shared<Templates>(*shared.templates.latest());
   next->formats[templateIndex(forVerbosity)] = std::move(format);
   shared.publish(std::move(next));
