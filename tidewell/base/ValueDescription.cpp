@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kIndent = 4;
 
-bool isPlain(char c) { return detail::isAsciiDigit(c) || detail::isAsciiLetter(c); }
+bool needsNoQuotes(char c) { return detail::isAsciiDigit(c) || detail::isAsciiLetter(c); }
 
 /// An ASCII character as it stands between quotes.
 void appendEscaped(std::string& out, char c) {
@@ -39,7 +39,7 @@ void appendEscaped(std::string& out, char c) {
 
 /// A text as an entry of a container: in quotes unless it is made of ASCII letters and digits only.
 void appendQuoted(std::string& out, std::string_view text) {
-  if (!text.empty() && std::all_of(text.begin(), text.end(), isPlain)) {
+  if (!text.empty() && std::all_of(text.begin(), text.end(), needsNoQuotes)) {
     out += text;
     return;
   }

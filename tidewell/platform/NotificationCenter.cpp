@@ -31,7 +31,8 @@ struct NotificationCenter::State {
 
   base::StateMutex mutex;
   Token lastToken TIDEWELL_GUARDED_BY(mutex) = 0;
-  std::vector<std::shared_ptr<Registration>> registrations TIDEWELL_GUARDED_BY(mutex);  ///< in order of addition
+  std::vector<std::shared_ptr<Registration>> registrations
+      TIDEWELL_GUARDED_BY(mutex);  ///< in order of addition
 };
 
 NotificationCenter& NotificationCenter::defaultCenter() {

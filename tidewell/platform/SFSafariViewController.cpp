@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
 
 namespace tidewell::platform {

@@ -7,9 +7,9 @@
 #include <optional>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Loader.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/Container.h"
 #include "tidewell/posix/internal/Environment.h"
@@ -83,7 +83,8 @@ struct PosixPlatform::State {
   std::shared_ptr<platform::UrlSession> sharedUrlSession;
 
   StateMutex suitesMutex;
-  std::map<std::string, std::shared_ptr<platform::UserDefaults>, std::less<>> suites TIDEWELL_GUARDED_BY(suitesMutex);
+  std::map<std::string, std::shared_ptr<platform::UserDefaults>, std::less<>> suites
+      TIDEWELL_GUARDED_BY(suitesMutex);
 
   [[nodiscard]] platform::Queue& mainQueue() {
     if (hostMainQueue) return *hostMainQueue;

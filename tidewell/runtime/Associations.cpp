@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/runtime/internal/SideRecord.h"

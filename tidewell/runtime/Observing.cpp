@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/internal/SideRecord.h"

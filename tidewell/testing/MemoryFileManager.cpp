@@ -251,7 +251,8 @@ platform::LockResult MemoryFileManager::lockForPath(std::string_view path) {
   if (!isFree()) {
     // A lock of this thread's own cannot be released while it waits.
     if (state_->locks[place] == self || !state_->waitedInVainFor.empty()) return heldByAnother();
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(kMaximumLockWaitSeconds);
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::duration<double>(kMaximumLockWaitSeconds);
     if (!lock.waitUntil(state_->lockReleased, end, isFree)) {
       state_->waitedInVainFor = place;
       return heldByAnother();

@@ -2,8 +2,8 @@
 #include <mutex>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
@@ -22,8 +22,9 @@ void apply(base::Dictionary& dictionary, const std::string& key, base::Value obj
 struct MemoryUserDefaults::State {
   mutable base::Mutex mutex;
   base::Dictionary disk TIDEWELL_GUARDED_BY(mutex);
-  base::Dictionary seen TIDEWELL_GUARDED_BY(mutex);                       ///< what this process sees
-  std::map<std::string, base::Value> changes TIDEWELL_GUARDED_BY(mutex);  ///< what it has not synchronised; nil for a removal
+  base::Dictionary seen TIDEWELL_GUARDED_BY(mutex);  ///< what this process sees
+  std::map<std::string, base::Value> changes
+      TIDEWELL_GUARDED_BY(mutex);  ///< what it has not synchronised; nil for a removal
   std::size_t synchronizeCount TIDEWELL_GUARDED_BY(mutex) = 0;
   bool isFailing TIDEWELL_GUARDED_BY(mutex) = false;
 

@@ -1,5 +1,5 @@
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/internal/ScriptedNetworkState.h"
 
 namespace tidewell::testing {

@@ -131,7 +131,8 @@ namespace {
 struct Machine {
   MemoryUserDefaults defaults;
   base::Mutex suitesMutex;
-  std::map<std::string, std::shared_ptr<MemoryUserDefaults>, std::less<>> suites TIDEWELL_GUARDED_BY(suitesMutex);
+  std::map<std::string, std::shared_ptr<MemoryUserDefaults>, std::less<>> suites
+      TIDEWELL_GUARDED_BY(suitesMutex);
   MemoryFileManager files;
   MemoryKeychain keychain;
   TestDevice device;

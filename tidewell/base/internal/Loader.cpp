@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::base {
@@ -42,7 +43,7 @@ KeptModules& keptModules() {
 }
 
 NeverDestroyed<LoaderWatch> watch;
-[[maybe_unused]] const KeptModules& keptModulesWhenLoaded = keptModules();
+const MadeWhenLoaded keptModulesMade(keptModules);
 
 }  // namespace
 

@@ -10,8 +10,8 @@
 #include <thread>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/desktop/internal/Glib.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/RaisedRights.h"

@@ -17,8 +17,8 @@
 #include <optional>
 #include <set>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/Descriptor.h"
 #include "tidewell/posix/internal/FileFault.h"

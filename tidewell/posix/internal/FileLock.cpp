@@ -13,8 +13,8 @@
 #include <thread>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/Descriptor.h"

@@ -10,8 +10,8 @@
 #include <thread>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/Fork.h"
 
 namespace tidewell::posix {
@@ -47,7 +47,8 @@ struct HostQueue::State final : ForkParticipant {
   }
 
   /// The child's descriptor must not wake the parent: it gets a counter of its own under the same number.
-  void afterForkInChild() noexcept override TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {  // it runs with all locks held
+  void afterForkInChild() noexcept override
+      TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {  // it runs with all locks held
     lost.splice(lost.end(), waiting);
     // A function that forked goes on in the child, and `drain` with it.
     if (drainer != std::this_thread::get_id()) depth = 0;

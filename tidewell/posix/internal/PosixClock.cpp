@@ -7,8 +7,8 @@
 #include <mutex>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 
 namespace tidewell::posix {

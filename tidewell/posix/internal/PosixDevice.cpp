@@ -6,10 +6,10 @@
 #include <mutex>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Digest.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/FileLock.h"
@@ -35,7 +35,7 @@ constexpr std::string_view kPlaceholders[] = {"To Be Filled By O.E.M.",
                                               "O.E.M.",
                                               "empty"};
 
-std::string_view trimmed(std::string_view text) {
+std::string_view withoutOuterSpace(std::string_view text) {
   return base::detail::trimmed(text, std::string_view(" \t\r\n\0", 5));
 }
 
@@ -69,7 +69,7 @@ bool isUuid(std::string_view text) {
 std::string valueOfLine(std::string_view text, std::string_view name) {
   while (!text.empty()) {
     const auto end = std::min(text.find('\n'), text.size());
-    std::string_view line = trimmed(text.substr(0, end));
+    std::string_view line = withoutOuterSpace(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
     if (!line.starts_with(name) || !line.substr(name.size()).starts_with('=')) continue;
     line.remove_prefix(name.size() + 1);
@@ -121,7 +121,7 @@ std::string PosixDevice::firstLine(std::string_view path) const {
   const platform::FileContents file =
       readFile(systemRoot_ + std::string(path), FileOwner::any, kMaximumFactBytes);
   const std::string_view contents = file.contents;
-  return std::string(trimmed(contents.substr(0, contents.find('\n'))));
+  return std::string(withoutOuterSpace(contents.substr(0, contents.find('\n'))));
 }
 
 std::optional<std::string> PosixDevice::identifierForVendor() {
@@ -145,7 +145,7 @@ platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path
   if (path.empty()) return {};
   if (const auto failure = container_.checkFolders(path)) return {{}, failure};
   platform::FileContents file = readFile(path, FileOwner::user, kMaximumFactBytes);
-  const std::string_view text = trimmed(file.contents);
+  const std::string_view text = withoutOuterSpace(file.contents);
   file.contents = isUuid(text) ? std::string(text) : "";
   return file;
 }

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/FileLock.h"

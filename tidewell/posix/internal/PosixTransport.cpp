@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/ForkGuard.h"
 #include "tidewell/posix/internal/Thread.h"
@@ -119,7 +119,9 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   /// Makes sure that a thread can be called: starts one where none is free and there may be another.
-  bool provideThread() noexcept TIDEWELL_REQUIRES(mutex_) { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
+  bool provideThread() noexcept TIDEWELL_REQUIRES(mutex_) {
+    return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread());
+  }
 
   [[noreturn]] void work() {
     base::ReleasableMutexLock lock(mutex_);
@@ -140,7 +142,8 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   /// Transfers until some tasks have ended; calls the other thread before, if it is to run completions.
-  void drive(base::ReleasableMutexLock<base::Mutex>& lock, bool callsForCompletions) TIDEWELL_REQUIRES(mutex_) {
+  void drive(base::ReleasableMutexLock<base::Mutex>& lock, bool callsForCompletions)
+      TIDEWELL_REQUIRES(mutex_) {
     isDriven_ = true;
     lock.unlock();
     if (callsForCompletions) changed_.notify_one();
@@ -192,9 +195,9 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   TransferTasks tasks_ TIDEWELL_GUARDED_BY(mutex_);
   TransferTasks finished_ TIDEWELL_GUARDED_BY(mutex_);
   TransferEngine* engine_ = nullptr;  ///< set by the thread that drives, which reads it without the mutex
-  bool isDriven_ TIDEWELL_GUARDED_BY(mutex_) = false;             ///< a thread is in `drive`
-  bool hasTransfers_ TIDEWELL_GUARDED_BY(mutex_) = false;         ///< the engine had some when it was driven last
-  bool isCompleting_ TIDEWELL_GUARDED_BY(mutex_) = false;         ///< a thread is in `complete`
+  bool isDriven_ TIDEWELL_GUARDED_BY(mutex_) = false;      ///< a thread is in `drive`
+  bool hasTransfers_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the engine had some when it was driven last
+  bool isCompleting_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< a thread is in `complete`
   int threads_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   int free_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< threads that sleep, or have not begun
 };

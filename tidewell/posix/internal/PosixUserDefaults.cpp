@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/internal/PendingChanges.h"
 #include "tidewell/posix/internal/AtomicFile.h"

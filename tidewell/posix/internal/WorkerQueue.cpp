@@ -9,8 +9,8 @@
 #include <string>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/ForkGuard.h"
 #include "tidewell/posix/internal/Thread.h"

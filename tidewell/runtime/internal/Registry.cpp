@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Loader.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/ClassBuilder.h"
 
@@ -43,7 +44,7 @@ bool isLocalName(std::string_view name) {
          name.find("<lambda") != name.npos;
 }
 
-[[maybe_unused]] const Registry& madeWhenLoaded = Registry::shared();
+const base::MadeWhenLoaded registryMade(Registry::shared);
 
 [[noreturn]] void refuse(std::string reason) { base::raise(base::kInvalidArgumentException, reason); }
 

@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <charconv>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/Mutex.h"
 
 namespace tidewell::testing {
 namespace {

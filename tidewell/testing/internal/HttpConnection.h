@@ -97,7 +97,8 @@ class HttpConnection {
   bool idle_ TIDEWELL_GUARDED_BY(mutex_) = false;      // waits for a request that is not the first
   bool dropping_ TIDEWELL_GUARDED_BY(mutex_) = false;  // ends when it is idle
   bool served_ = false;
-  bool answering_ TIDEWELL_GUARDED_BY(mutex_) = false;  // from the beginning of an answer until the next request is awaited
+  bool answering_ TIDEWELL_GUARDED_BY(mutex_) =
+      false;  // from the beginning of an answer until the next request is awaited
   std::condition_variable answered_;
   SSL* tls_ = nullptr;
   std::function<SSL_CTX*(std::string_view)> choose_;

@@ -2,8 +2,8 @@
 
 #include <mutex>
 
-#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 
 namespace tidewell {
 
