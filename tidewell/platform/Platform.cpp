@@ -36,7 +36,7 @@ const base::MadeWhenLoaded keeperMade(keeper);
 /// Lets the application be found by the name of its class.
 void declareApplication() { (void)runtime::classOf<UIApplication>(); }
 
-void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) {
+void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) TIDEWELL_REQUIRES(keeper.mutex) {
   Platform* const pointer = platform.get();
   keeper.platforms.push_back(std::move(platform));
   platformInForce.store(pointer, std::memory_order_release);

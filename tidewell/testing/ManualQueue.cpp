@@ -27,8 +27,7 @@ void ManualQueue::async(std::function<void()> function) {
 
 bool ManualQueue::isCurrent() const {
   const base::MutexLock lock(state_->mutex);
-  const auto& runners = state_->runners;
-  return std::find(runners.begin(), runners.end(), std::this_thread::get_id()) != runners.end();
+  return std::count(state_->runners.begin(), state_->runners.end(), std::this_thread::get_id()) > 0;
 }
 
 std::size_t ManualQueue::pending() const {

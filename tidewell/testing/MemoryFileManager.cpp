@@ -80,41 +80,44 @@ struct MemoryFileManager::State {
     return failure;
   }
 
-  Operation& operationFor(FileOperation operation) { return operations[static_cast<std::size_t>(operation)]; }
+  Operation& operationFor(FileOperation operation) TIDEWELL_REQUIRES(mutex) {
+    return operations[static_cast<std::size_t>(operation)];
+  }
 
-  // The rest is called with the mutex held, and takes tidy paths.
+  // Paths are tidy from here on.
 
-  [[nodiscard]] const Node* find(const std::string& path) const {
+  [[nodiscard]] const Node* find(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     const auto found = nodes.find(path);
     return found == nodes.end() ? nullptr : &found->second;
   }
 
   /// Why nothing can be made at a path; no error where it can.
-  [[nodiscard]] std::error_code obstacle(const std::string& path) const {
+  [[nodiscard]] std::error_code obstacle(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     if (path.find('\0') != std::string::npos) return error(std::errc::invalid_argument);
     const Node* const parent = find(parentOf(path));
     if (!parent) return error(std::errc::no_such_file_or_directory);
     return *parent ? error(std::errc::not_a_directory) : std::error_code();
   }
 
-  void makeFolders(const std::string& path) {
+  void makeFolders(const std::string& path) TIDEWELL_REQUIRES(mutex) {
     if (path.empty() || find(path)) return;
     makeFolders(parentOf(path));
     nodes.emplace(path, std::nullopt);
   }
 
   /// The nodes below a folder, which lie together.
-  [[nodiscard]] auto below(const std::string& folder) {
+  [[nodiscard]] auto below(const std::string& folder) TIDEWELL_REQUIRES(mutex) {
     return std::pair(nodes.lower_bound(folder + "/"), nodes.lower_bound(folder + "0"));  // '0' follows '/'
   }
 
-  void remove(const std::string& path) {
+  void remove(const std::string& path) TIDEWELL_REQUIRES(mutex) {
     const auto [begin, end] = below(path);
     nodes.erase(begin, end);
     nodes.erase(path);
   }
 
-  void setStandardPath(std::optional<std::string>& place, std::optional<std::string> path) {
+  void setStandardPath(std::optional<std::string>& place, std::optional<std::string> path)
+      TIDEWELL_REQUIRES(mutex) {
     if (path) makeFolders(tidy(*path));
     place = std::move(path);
   }

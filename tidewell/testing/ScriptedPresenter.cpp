@@ -48,8 +48,7 @@ struct ScriptedPresenter::State {
   }
 
   /// Takes a thing off the screen, and what is above it: from the bottom up, none where it is not there.
-  /// Under the mutex.
-  std::vector<ShownItem> take(Shown shown) {
+  std::vector<ShownItem> take(Shown shown) TIDEWELL_REQUIRES(mutex) {
     std::vector<ShownItem> taken;
     for (auto each = items.begin(); each != items.end();) {  // what is above comes later
       const bool goes =

@@ -190,7 +190,7 @@ class StandInBackend::Server {
 
   [[nodiscard]] std::vector<StandInFault> faults() const {
     const base::MutexLock lock(mutex_);
-    return faults_ TIDEWELL_GUARDED_BY(mutex_);
+    return faults_;
   }
 
   [[nodiscard]] std::vector<StandInRequest> requests() const {
@@ -200,7 +200,7 @@ class StandInBackend::Server {
 
   [[nodiscard]] std::size_t requestCount() const {
     const base::MutexLock lock(mutex_);
-    return requestCount_ TIDEWELL_GUARDED_BY(mutex_);
+    return requestCount_;
   }
 
   bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
@@ -217,7 +217,7 @@ class StandInBackend::Server {
 
   [[nodiscard]] std::size_t connectionCount() const {
     const base::MutexLock lock(mutex_);
-    return connectionCount_ TIDEWELL_GUARDED_BY(mutex_);
+    return connectionCount_;
   }
 
   [[nodiscard]] std::size_t openConnectionCount() const {
@@ -293,7 +293,7 @@ class StandInBackend::Server {
     for (auto& worker : finished) worker.thread.join();
   }
 
-  void startWorker(int socket, bool control) {
+  void startWorker(int socket, bool control) TIDEWELL_REQUIRES(mutex_) {
     if (!control) ++connectionCount_;
     auto& worker = workers_.emplace_back(socket, stop_.number(), control, connectionCount_);
     try {
@@ -572,10 +572,10 @@ class StandInBackend::Server {
   std::string configuration_ TIDEWELL_GUARDED_BY(mutex_);
   std::string configurationFile_ TIDEWELL_GUARDED_BY(mutex_);  // wins unless empty
   std::map<std::string, Resource> resources_ TIDEWELL_GUARDED_BY(mutex_);
-  std::vector<StandInFault> faults_;
+  std::vector<StandInFault> faults_ TIDEWELL_GUARDED_BY(mutex_);
   std::deque<StandInRequest> requests_ TIDEWELL_GUARDED_BY(mutex_);
-  std::size_t requestCount_ = 0;
-  std::size_t connectionCount_ = 0;
+  std::size_t requestCount_ TIDEWELL_GUARDED_BY(mutex_) = 0;
+  std::size_t connectionCount_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   std::list<Worker> workers_ TIDEWELL_GUARDED_BY(mutex_);
 
   std::thread acceptor_;

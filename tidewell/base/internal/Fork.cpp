@@ -38,17 +38,18 @@ void ForkParticipant::leave() noexcept {
   all.erase(std::remove(all.begin(), all.end(), this), all.end());
 }
 
-void ForkParticipant::allBeforeFork() noexcept {
+// The list stays locked from before the fork until after it.
+void ForkParticipant::allBeforeFork() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   participants().mutex.lock();
   for (ForkParticipant* each : participants().all) each->beforeFork();
 }
 
-void ForkParticipant::allAfterForkInParent() noexcept {
+void ForkParticipant::allAfterForkInParent() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   for (ForkParticipant* each : participants().all) each->afterForkInParent();
   participants().mutex.unlock();
 }
 
-void ForkParticipant::allAfterForkInChild() noexcept {
+void ForkParticipant::allAfterForkInChild() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   for (ForkParticipant* each : participants().all) each->afterForkInChild();
   participants().mutex.unlock();
 }

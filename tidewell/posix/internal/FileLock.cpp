@@ -70,7 +70,7 @@ class VainWait {
  private:
   [[nodiscard]] std::string current() {
     const base::MutexLock lock(mutex_);
-    return name_ TIDEWELL_GUARDED_BY(mutex_);
+    return name_;
   }
   static bool isFree(const std::string& name) {
     const Descriptor file(retrying([&] { return open(name.c_str(), kOpenFlags); }));

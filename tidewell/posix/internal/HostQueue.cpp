@@ -78,16 +78,16 @@ struct HostQueue::State final : ForkParticipant {
   }
 
   /// Runs up to `count` functions, called with the lock held and giving it up meanwhile.
-  std::size_t drain(base::ReleasableMutexLock<StateMutex>& lock, std::size_t count) TIDEWELL_REQUIRES(mutex) {
+  std::size_t drain(std::size_t count) TIDEWELL_REQUIRES(mutex) {
     std::size_t ran = 0;
     for (; ran < count && !waiting.empty(); ++ran) {
       std::function<void()> function = std::move(waiting.front());
       waiting.pop_front();
       if (waiting.empty()) clear();
-      lock.unlock();
+      mutex.unlock();
       platform::runReportingExceptions(function);
       function = nullptr;
-      lock.lock();
+      mutex.lock();
     }
     return ran;
   }
@@ -116,7 +116,7 @@ int HostQueue::descriptor() const { return state_->descriptor; }
 std::size_t HostQueue::poll() {
   base::ReleasableMutexLock lock(state_->mutex);
   if (!state_->beginDraining()) return 0;
-  const std::size_t ran = state_->drain(lock, state_->waiting.size());
+  const std::size_t ran = state_->drain(state_->waiting.size());
   --state_->depth;
   return ran;
 }
@@ -130,7 +130,7 @@ std::size_t HostQueue::run(std::chrono::milliseconds duration) {
   base::ReleasableMutexLock lock(state_->mutex);
   do {
     if (state_->beginDraining()) {
-      ran += state_->drain(lock, state_->waiting.size());
+      ran += state_->drain(state_->waiting.size());
       --state_->depth;
     }
   } while (lock.waitUntil(state_->changed.native(), end, [this]() TIDEWELL_REQUIRES(state_->mutex) {

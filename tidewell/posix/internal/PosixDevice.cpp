@@ -106,15 +106,15 @@ PosixDevice::PosixDevice(Container container, std::string systemRoot, std::strin
       vendor_(vendorOf(bundleIdentifier)) {}
 
 template <class LookUp>
-std::string PosixDevice::once(std::optional<std::string>& fact, LookUp lookUp) {
+std::string PosixDevice::once(std::optional<std::string> PosixDevice::*fact, LookUp lookUp) {
   {
     const base::MutexLock lock(mutex_);
-    if (fact) return *fact;
+    if (this->*fact) return *(this->*fact);
   }
   std::string found = lookUp();
   const base::MutexLock lock(mutex_);
-  if (!fact) fact = std::move(found);
-  return *fact;
+  if (!(this->*fact)) this->*fact = std::move(found);
+  return *(this->*fact);
 }
 
 std::string PosixDevice::firstLine(std::string_view path) const {
@@ -125,7 +125,7 @@ std::string PosixDevice::firstLine(std::string_view path) const {
 }
 
 std::optional<std::string> PosixDevice::identifierForVendor() {
-  std::string identifier = once(vendorIdentifier_, [this] { return lookUpVendorIdentifier(); });
+  std::string identifier = once(&PosixDevice::vendorIdentifier_, [this] { return lookUpVendorIdentifier(); });
   if (identifier.empty()) return std::nullopt;
   return identifier;
 }
@@ -189,7 +189,7 @@ std::string PosixDevice::keptVendorIdentifier() {
 }
 
 std::string PosixDevice::modelOfHardware() {
-  return once(model_, [this] {
+  return once(&PosixDevice::model_, [this] {
     for (const std::string_view path : {"/sys/class/dmi/id/product_name",
                                         "/sys/firmware/devicetree/base/model", "/proc/device-tree/model"}) {
       std::string model = firstLine(path);
@@ -212,7 +212,7 @@ std::string PosixDevice::machine() {
 }
 
 std::optional<std::string> PosixDevice::systemVersion() {
-  return once(systemVersion_, [this] { return lookUpSystemVersion(); });
+  return once(&PosixDevice::systemVersion_, [this] { return lookUpSystemVersion(); });
 }
 
 std::string PosixDevice::lookUpSystemVersion() const {

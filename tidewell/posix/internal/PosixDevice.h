@@ -30,7 +30,7 @@ class PosixDevice final : public platform::Device {
  private:
   /// A fact once it is known. Two threads that ask at the same moment may both look it up.
   template <class LookUp>
-  std::string once(std::optional<std::string>& fact, LookUp lookUp);
+  std::string once(std::optional<std::string> PosixDevice::*fact, LookUp lookUp);
 
   [[nodiscard]] std::string lookUpVendorIdentifier();
   [[nodiscard]] std::string keptVendorIdentifier();

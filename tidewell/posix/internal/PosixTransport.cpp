@@ -130,9 +130,9 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       const bool mayDrive = !isDriven_ && (hasTransfers_ || !tasks_.empty());
       const bool mayComplete = !isCompleting_ && !finished_.empty();
       if (mayDrive && (!mayComplete || provideThread())) {
-        drive(lock, mayComplete);
+        drive(mayComplete);
       } else if (mayComplete) {
-        complete(lock);
+        complete();
       } else {
         ++free_;
         lock.wait(changed_);
@@ -142,13 +142,12 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   /// Transfers until some tasks have ended; calls the other thread before, if it is to run completions.
-  void drive(base::ReleasableMutexLock<base::Mutex>& lock, bool callsForCompletions)
-      TIDEWELL_REQUIRES(mutex_) {
+  void drive(bool callsForCompletions) TIDEWELL_REQUIRES(mutex_) {
     isDriven_ = true;
-    lock.unlock();
+    mutex_.unlock();
     if (callsForCompletions) changed_.notify_one();
     TransferTasks finished = driveEngine();
-    lock.lock();
+    mutex_.lock();
     hasTransfers_ = engine_ != nullptr && engine_->hasTransfers();
     finished_.splice(finished_.end(), finished);
     isDriven_ = false;
@@ -172,16 +171,16 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     return failed;
   }
 
-  void complete(base::ReleasableMutexLock<base::Mutex>& lock) TIDEWELL_REQUIRES(mutex_) {
+  void complete() TIDEWELL_REQUIRES(mutex_) {
     isCompleting_ = true;
     while (!finished_.empty()) {
       TransferTasks task;
       task.splice(task.end(), finished_, finished_.begin());
-      lock.unlock();
+      mutex_.unlock();
       run(task.front());
       task.clear();  // what the completion holds is destroyed here, with no lock held
       forkGuard_.goOnInOwner();
-      lock.lock();
+      mutex_.lock();
     }
     isCompleting_ = false;
   }

@@ -86,7 +86,7 @@ std::optional<Changes> changesWithData(const std::string& data) {
   const base::Value set = root.dictionary()->objectForKey(kSet);
   const base::Value removed = root.dictionary()->objectForKey(kRemoved);
   if (!set.dictionary() || !removed.array()) return std::nullopt;
-  Changes changes TIDEWELL_GUARDED_BY(mutex);
+  Changes changes;
   for (const base::Dictionary::Entry& each : *set.dictionary()) changes[each.key] = {each.value, 0};
   for (const base::Value& each : *removed.array()) {
     if (const auto key = each.optionalString()) changes[*key] = {};
@@ -106,7 +106,7 @@ bool areStoredAlike(const base::Value& a, const base::Value& b) {
 bool apply(const Changes& changes, base::Dictionary& dictionary) {
   bool changed = false;
   for (const auto& [key, change] : changes) {
-    const base::Value* const stored TIDEWELL_GUARDED_BY(mutex) = dictionary.find(key);
+    const base::Value* const stored = dictionary.find(key);
     if (change.object.isNil()) {
       if (!stored) continue;
       dictionary.removeObjectForKey(key);
@@ -142,14 +142,14 @@ struct PosixUserDefaults::State {
   WorkMutex file;
 
   StateMutex mutex;
-  base::Dictionary stored;
+  base::Dictionary stored TIDEWELL_GUARDED_BY(mutex);
   FileStamp stamp TIDEWELL_GUARDED_BY(mutex);  ///< of `stored`
   /// What waits in files of its own beside the domain's, for the next process that has the lock.
   Changes waiting TIDEWELL_GUARDED_BY(mutex);
   std::size_t waitingFiles TIDEWELL_GUARDED_BY(mutex) = 0;
   FileStamp waitingStamp TIDEWELL_GUARDED_BY(mutex);  ///< of the folder, for `waiting`
   bool isLoaded TIDEWELL_GUARDED_BY(mutex) = false;
-  Changes changes;
+  Changes changes TIDEWELL_GUARDED_BY(mutex);
   std::uint64_t changeCount TIDEWELL_GUARDED_BY(mutex) = 0;
   std::string lastReadFailure TIDEWELL_GUARDED_BY(mutex);
   std::string lastWriteFailure TIDEWELL_GUARDED_BY(mutex);
@@ -228,8 +228,8 @@ struct PosixUserDefaults::State {
     return {};
   }
 
-  /// What has reached the disk is no change any more, unless it was changed again. With `mutex` held.
-  void forget(const Changes& written) {
+  /// Drops the changes that have reached the disk, unless they were changed again.
+  void forget(const Changes& written) TIDEWELL_REQUIRES(mutex) {
     for (const auto& [key, change] : written) {
       const auto found = changes.find(key);
       if (found != changes.end() && found->second.number == change.number) changes.erase(found);
@@ -250,7 +250,7 @@ struct PosixUserDefaults::State {
         if (isFresh()) return;
       }
       const auto failure = load(FileState::unlocked, reports);
-      noteOutcome(lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);
+      noteOutcome(&State::lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);
     }
     for (const std::string& each : reports) platform::report(each);
   }
@@ -266,10 +266,10 @@ struct PosixUserDefaults::State {
   }
 
   /// A failure that repeats is reported once: each read and each request would say it again.
-  void noteOutcome(std::string& last, std::string failure, std::vector<std::string>& reports) {
+  void noteOutcome(std::string State::*last, std::string failure, std::vector<std::string>& reports) {
     const base::MutexLock lock(mutex);
-    if (!failure.empty() && failure != last) reports.push_back(failure);
-    last = std::move(failure);
+    if (!failure.empty() && failure != this->*last) reports.push_back(failure);
+    this->*last = std::move(failure);
   }
 
   [[nodiscard]] Changes unwritten() {
@@ -373,7 +373,7 @@ bool PosixUserDefaults::synchronize() {
     const base::MutexLock working(state_->file);
     State::Outcome outcome = state_->writeChanges(reports);
     isOnDisk = outcome.isOnDisk;
-    state_->noteOutcome(state_->lastWriteFailure, std::move(outcome.sentence), reports);
+    state_->noteOutcome(&State::lastWriteFailure, std::move(outcome.sentence), reports);
   }
   for (const std::string& each : reports) platform::report(each);
   return isOnDisk;

@@ -74,11 +74,12 @@ constinit std::atomic<const Templates*> templatesInForce{nullptr};
 /// is early enough to become the listener of the layers below.
 struct State {
   State() {
+    const base::MutexLock lock(writers);
     publish(std::make_shared<const Templates>());
     platform::setReporter(&writeReport);
   }
 
-  void publish(std::shared_ptr<const Templates> next) {
+  void publish(std::shared_ptr<const Templates> next) TIDEWELL_REQUIRES(writers) {
     std::vector<std::shared_ptr<const Templates>> garbage;
     templates.publish(std::move(next), garbage);
   }
