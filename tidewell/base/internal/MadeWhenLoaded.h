@@ -2,8 +2,9 @@
 
 namespace tidewell::base {
 
-/// Calls a function while the library is loaded, so that the object of that process-wide accessor exists before the
-/// first thread asks for it. Use it for every accessor of a `ForkParticipant`, whose comment gives the reason:
+/// Calls a function while the library is loaded, so that the object of that process-wide accessor exists
+/// before the first thread asks for it. Use it for every accessor of a `ForkParticipant`, whose comment gives
+/// the reason:
 ///
 ///     const MadeWhenLoaded selectorTableMade(selectorTable);
 struct MadeWhenLoaded {
