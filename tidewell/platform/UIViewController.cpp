@@ -161,7 +161,7 @@ void UIViewController::addChildViewController(const Controller& child) {
   std::vector<Controller> taken;
   {
     const base::MutexLock lock(hierarchyMutex());
-    isWrong = isWrong || isWithin(*child);
+    isWrong = isWrong || child->presenting_ || isWithin(*child);
     if (!isWrong) {
       child->takeFromParent(taken);
       children_.push_back(child);
@@ -202,8 +202,9 @@ const UIViewController::Controller* UIViewController::inFront() const {
 }
 
 bool UIViewController::isWithin(const UIViewController& other) const {
-  return this == &other || (presenting_ && presenting_->isWithin(other)) ||
-         (parent_ && parent_->isWithin(other));
+  const UIViewController* each = this;
+  while (each && each != &other) each = each->presenting_ ? each->presenting_ : each->parent_;
+  return each != nullptr;
 }
 
 void UIViewController::takeFromParent(std::vector<Controller>& taken) {
