@@ -47,7 +47,7 @@ bool OpenSockets::isQuiet(const Ends& ends) {
   if (socket == CURL_SOCKET_BAD) return false;
   char byte = 0;
   const auto count = recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
-  return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+  return count < 0 && errno == EAGAIN;
 }
 
 curl_socket_t OpenSockets::find(const Ends& ends) {
