@@ -279,25 +279,6 @@ TEST_F(DelegateProxyTest, ADelegateThatIsProxiedAgainStillHearsOnce) {
     }
     EXPECT_EQ(runtime::description(delegate.get()), "<" + first + ": " + addressOf(delegate) + ">");
   }
-  // An object that was given the class of a proxied one, and one whose remote stage runs again alone.
-  const auto delegate = setDelegate<Listener>("app");
-  Swizzler::resetProxyOriginalDelegateOnceToken();
-  Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
-  const auto heir = setDelegate<Listener>("app");
-  ASSERT_TRUE(runtime::setClass(heir.get(), delegate->isa()));
-  Swizzler::resetProxyOriginalDelegateOnceToken();
-  Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
-  setInfo(false);
-  lines();
-  Swizzler::resetProxyOriginalDelegateOnceToken();
-  Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
-  EXPECT_EQ(lines().at(4),
-            "Tidewell - Cannot copy method to destination selector "
-            "application:didReceiveRemoteNotification:fetchCompletionHandler: as it already exists");
-  for (const Sent& message : sentMessages()) {
-    message.send(heir);
-    EXPECT_EQ(takeHeard(), (Lines{"push " + message.noted, "app " + message.noted}));
-  }
 }
 
 // The delegate replaced.

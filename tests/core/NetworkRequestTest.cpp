@@ -4,7 +4,6 @@
 
 #include "core/CoreFixture.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 
@@ -41,14 +40,6 @@ TEST_F(NetworkRequestTest, AURLIsMadeOfHostPathAndParameters) {
       {TWServiceInbox, base::Dictionary{{"n", kNull}}, {}, kUS + "/v1/getInboxMessages"},
       {TWServiceSendLogs, {}, "t", "https://" + std::string(HOST_LOGENTRIES) + ":443/noformat/logs/t"},
   };
-  auto& configuration = TWNetworkConfiguration::defaultConfiguration();
-  for (const Text change : {Text("other.example"), Text()}) {
-    configuration.updateDefaultHost(change);
-    configuration.updateDefaultScheme(change);
-  }
-  configuration.updateDefaultPort(0);
-  EXPECT_EQ(configuration.host() + configuration.scheme(), "other.exampleother.example");
-  EXPECT_EQ(configuration.port(), std::nullopt);
   for (const auto& [service, params, component, expected] : cases) {
     const TWNetworkRequest request(service, params, {}, {}, component);
     EXPECT_EQ(request.requestURL() ? request.requestURL()->absoluteString() : "none", expected);

@@ -32,9 +32,7 @@ TEST_F(UserDefaultsTest, ValuesComeBackInTheNextProcess) {
                                 {"number", -7},
                                 {"date", base::Date{1542000000.5}},
                                 {"data", base::Data(std::string("\0\1", 2))},
-                                {"large", std::uint64_t{1} << 63},
-                                {"list", base::Array{1, "two"}},
-                                {"table", base::Dictionary{{"half", 0.5}}}};
+                                {"list", base::Array{1, "two"}}};
   for (const auto& [key, value] : stored) store(key, value);
   PosixPlatform platform(options());
   for (const auto& [key, value] : stored) {

@@ -198,9 +198,7 @@ platform::FileContents readFile(const std::string& path, FileOwner owner, std::s
   if (fstat(file.number(), &record) != 0) return {{}, lastError()};
   if (const auto failure = errorForKind(record.st_mode)) return {{}, failure};
   if (const auto failure = isOwn ? checkOwner(record) : std::error_code()) return {{}, failure};
-  if (record.st_size < 0 || static_cast<std::uintmax_t>(record.st_size) > bound) {
-    return {{}, error(std::errc::file_too_large)};
-  }
+  if (static_cast<std::uintmax_t>(record.st_size) > bound) return {{}, error(std::errc::file_too_large)};
   // One byte more than it says shows the end with the first read; a file that grows meanwhile is read on.
   platform::FileContents result;
   std::size_t length = 0;
