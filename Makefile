@@ -69,7 +69,7 @@ allocation-torture:
 	scripts/setup test
 	cmake --preset dev
 	cmake --build --preset dev --target allocation_torture
-	build/dev/tests/torture/allocation_torture
+	build/dev/tests/attack/allocation/allocation_torture
 
 bench:
 	scripts/setup bench

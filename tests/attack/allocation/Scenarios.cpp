@@ -1,4 +1,4 @@
-#include "torture/Scenarios.h"
+#include "attack/allocation/Scenarios.h"
 
 #include <dlfcn.h>
 
@@ -28,7 +28,7 @@
 #include "tidewell/runtime/Associations.h"
 #include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/runtime/Observing.h"
-#include "torture/Allocations.h"
+#include "attack/allocation/Allocations.h"
 
 namespace tidewell::torture {
 namespace {

@@ -22,8 +22,8 @@
 #include <unordered_set>
 
 #include "tidewell/testing/StandInBackend.h"
-#include "torture/Allocations.h"
-#include "torture/Scenarios.h"
+#include "attack/allocation/Allocations.h"
+#include "attack/allocation/Scenarios.h"
 
 namespace {
 
