@@ -21,9 +21,9 @@
 #include <map>
 #include <unordered_set>
 
-#include "tidewell/testing/StandInBackend.h"
 #include "attack/allocation/Allocations.h"
 #include "attack/allocation/Scenarios.h"
+#include "tidewell/testing/StandInBackend.h"
 
 namespace {
 
