@@ -14,6 +14,7 @@
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWLogger/internal/LogShipping.h"
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/internal/AppGroup.h"
@@ -24,6 +25,10 @@ namespace tidewell {
 namespace {
 
 using platform::Platform;
+
+/// Registered when the library is loaded. Done here because a linker leaves out what nothing of an archive
+/// refers to.
+[[maybe_unused]] const bool isLogShippingRegistered = (registerLogShipping(), true);
 
 constexpr std::int64_t kStatusOK = 200;
 

@@ -1,9 +1,9 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
-#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
 #include "tidewell/core/TWConfigManager/internal/WrongClass.h"
 #include "tidewell/core/internal/Guard.h"
+#include "tidewell/core/internal/SnapshotPointer.h"
 
 namespace tidewell {
 namespace {

@@ -9,7 +9,7 @@
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigField.h"
-#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
+#include "tidewell/core/internal/SnapshotPointer.h"
 
 namespace tidewell {
 

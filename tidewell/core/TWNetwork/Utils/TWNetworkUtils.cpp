@@ -1,13 +1,12 @@
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 
 #include <array>
-#include <atomic>
 #include <memory>
 #include <utility>
 
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
+#include "tidewell/core/TWUtils/KeychainServices/internal/DeviceUniqueID.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
@@ -45,13 +44,6 @@ constexpr auto kIntegrations = std::to_array<std::pair<std::string_view, std::st
 });
 
 constexpr std::string_view kOperatingSystem = "iOS";
-
-/// The device unique ID of this process, once it is known. Published once and never freed.
-constinit std::atomic<const std::string*> tdw_device_unique_id{nullptr};
-
-std::string keychainService() {
-  return base::stringWithFormat("%@.%@", {TW_KEYCHAIN_SERVICE, TWCoreUtils::bundleIdentifier()});
-}
 
 /// The push token, where there is one and the user gets push messages at all.
 std::optional<std::string> usablePushToken() {
@@ -164,29 +156,12 @@ base::Dictionary TWNetworkUtils::getDeviceAttributeParams() {
           {"os_ver", TWCoreUtils::getDeviceSystemVersion()}};
 }
 
-std::optional<std::string> TWNetworkUtils::getDeviceUniqueID() {
-  if (const std::string* known = tdw_device_unique_id.load(std::memory_order_acquire)) return *known;
-  std::optional<std::string> found = getDeviceUniqueIDFromKeyChain();
-  if (!found) return std::nullopt;
-
-  // Where two first calls meet, both answer what was published first.
-  auto made = std::make_unique<const std::string>(*std::move(found));
-  const std::string* published = nullptr;
-  if (tdw_device_unique_id.compare_exchange_strong(published, made.get(), std::memory_order_acq_rel)) {
-    published = made.release();
-  }
-  return *published;
-}
+std::optional<std::string> TWNetworkUtils::getDeviceUniqueID() { return deviceUniqueID(); }
 
 std::optional<std::string> TWNetworkUtils::getDeviceUniqueIDFromKeyChain() {
-  const std::string service = keychainService();
-  const base::Value loaded = TWKeychain::load(service);
-  if (loaded.isNil()) return TWKeychain::createDeviceUniqueIDForService(service);
-  return loaded.optionalString();
+  return deviceUniqueIDFromKeychain();
 }
 
-bool TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain() {
-  return !TWKeychain::load(keychainService()).isNil();
-}
+bool TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain() { return isDeviceUniqueIDInKeychain(); }
 
 }  // namespace tidewell

@@ -1,4 +1,4 @@
-#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
+#include "tidewell/core/internal/SnapshotPointer.h"
 
 #include <pthread.h>
 
