@@ -19,21 +19,6 @@ namespace {
 
 using platform::Platform;
 
-/// The paths by the number of their service.
-constexpr std::array kServicePaths = {
-    kServiceGetConfig,         kServiceDeviceAdd,
-    kServiceSendReports,       kServiceGetInAppMetaV3,
-    kServiceGetInAppPayloadV3, kServiceGetTestInAppPayloadV3,
-    kServiceSendInAppStats,    kServiceInbox,
-    kServiceSendCategories,    kServiceOfflineTriggersSync,
-    kServiceUserInSegment,     kServiceGeofenceHit,
-    kServiceGetGeofences,      kServiceSendLogs,
-};
-
-bool isKnown(TWService service) {
-  return service >= 0 && static_cast<std::size_t>(service) < kServicePaths.size();
-}
-
 /// The wrappers in the order in which they are asked; the last one that left a version wins.
 constexpr auto kIntegrations = std::to_array<std::pair<std::string_view, std::string_view>>({
     {Tidewell_Cordova_SDK_Version, "cordova"},
@@ -76,26 +61,27 @@ void shareWithExtensions(const base::Dictionary& parameters) {
 
 std::optional<std::string> TWNetworkUtils::getAPIPathForService(
     TWService service, std::optional<std::string_view> withAdditionalPathComponent) {
-  if (!isKnown(service)) return std::nullopt;
-  const std::string_view servicePath = kServicePaths[static_cast<std::size_t>(service)];
+  const ServiceEntry* const entry = serviceEntry(service);
+  if (entry == nullptr) return std::nullopt;
   const std::string_view component = withAdditionalPathComponent.value_or("");
   std::string path;
-  path.reserve(servicePath.size() + component.size());
-  path.append(servicePath).append(component);
+  path.reserve(entry->path.size() + component.size());
+  path.append(entry->path).append(component);
   return path;
 }
 
 std::optional<std::string> TWNetworkUtils::getRequestMethodForService(TWService service) {
-  if (!isKnown(service)) return std::nullopt;
-  return std::string(service == TWServiceGetTestInAppPayloadV3 ? kGET : kPOST);
+  const ServiceEntry* const entry = serviceEntry(service);
+  if (entry == nullptr) return std::nullopt;
+  return std::string(entry->method);
 }
 
 std::optional<base::Dictionary> TWNetworkUtils::getQueryParamsBodyDictForService(TWService service) {
   static constexpr LogCoordinates kWhere{"TWNetworkUtils", 134, "getQueryParamsBodyDictForService:",
                                          "Exception while getting Param for API : %@", TWLogSeverityError};
   return guarded(kWhere, std::optional<base::Dictionary>(), [&] {
-    const bool isGeofenceService = service == TWServiceGeofenceHit || service == TWServiceGetGeofences;
-    return getRequestParamsWithV1(isGeofenceService);
+    const ServiceEntry* const entry = serviceEntry(service);
+    return getRequestParamsWithV1(entry != nullptr && entry->parameters == ServiceParameters::v2AndV1);
   });
 }
 
