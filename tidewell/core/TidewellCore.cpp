@@ -8,6 +8,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
@@ -26,11 +27,10 @@ namespace {
 
 using platform::Platform;
 
-/// Registered when the library is loaded. Done here because a linker leaves out what nothing of an archive
-/// refers to.
-[[maybe_unused]] const bool isLogShippingRegistered = (registerLogShipping(), true);
+/// Done here because a linker leaves out of an archive what nothing refers to.
+const base::MadeWhenLoaded logShippingRegistered(registerLogShipping);
 
-constexpr std::int64_t kStatusOK = 200;
+constexpr std::int64_t kDownloadStatus = 200;
 
 /// What `initializeWithAppID` finds out about the App ID before anything starts.
 enum class AppIDCheck { proceed, stop };
@@ -168,8 +168,8 @@ void TidewellCore::downloadImageForURL(std::optional<base::Url> url, TWImageComp
     completion = std::make_shared<const TWImageCompletion>(std::move(andCompletionHandler));
     Platform::current().sharedUrlSession().dataTaskWithRequest(
         platform::UrlRequest(std::move(url)), [completion](const platform::UrlTaskResult& result) {
-          const bool success =
-              result.data && !result.error && result.response && result.response->statusCode == kStatusOK;
+          const bool success = result.data && !result.error && result.response &&
+                               result.response->statusCode == kDownloadStatus;
           if (*completion) (*completion)(success, result.data);
         });
   } catch (const std::bad_alloc&) {  // the task was not taken

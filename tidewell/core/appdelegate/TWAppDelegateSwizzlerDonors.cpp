@@ -7,6 +7,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/internal/DelegateMessages.h"
 #include "tidewell/core/appdelegate/internal/DelegateProxy.h"
@@ -61,7 +62,7 @@ base::WorkMutex& makingDonor() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::WorkMutex& madeWhenLoaded = makingDonor();
+const base::MadeWhenLoaded makingDonorMade(makingDonor);
 
 }  // namespace
 

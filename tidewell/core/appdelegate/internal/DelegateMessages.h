@@ -98,8 +98,8 @@ constexpr std::int8_t placeInStage(const DelegateMessage& row) {
 }
 /// The rows of a stage in the order in which it adds their methods.
 template <ProxyStage stage>
-inline constexpr auto kRowsOfStage = rowsInOrder<countPlaces(kDelegateMessages, placeInStage<stage>)>(
-    kDelegateMessages, placeInStage<stage>);
+inline constexpr auto kRowsOfStage =
+    rowsInOrder<countPlaces(kDelegateMessages, placeInStage<stage>)>(kDelegateMessages, placeInStage<stage>);
 static_assert(kRowsOfStage<ProxyStage::base>.size() + kRowsOfStage<ProxyStage::remoteNotifications>.size() ==
               kDelegateMessages.size());
 

@@ -24,7 +24,8 @@ inline const runtime::Method* originalImplementation(const runtime::Method& meth
 
 /// Calls a method whose types only its signature tells.
 template <class R, class... P>
-runtime::CanonicalResult<R> callAs(const runtime::Method& method, const runtime::Method& as, runtime::Object& self, runtime::Canonical<P>... arguments) {
+runtime::CanonicalResult<R> callAs(const runtime::Method& method, const runtime::Method& as,
+                                   runtime::Object& self, runtime::Canonical<P>... arguments) {
   if (&method.signature() != &as.signature()) [[unlikely]]
     runtime::raiseSignatureMismatch(method.selector(), as.signature(), method.signature());
   return method.callUnchecked<R, P...>(self, arguments...);
@@ -43,7 +44,8 @@ void callInterceptors(const runtime::Object& self, runtime::Selector selector, c
 /// Forwards by sending the message itself. The answer is YES where one of those who were called said so, and
 /// nobody is left out because of that.
 template <class R, class... P>
-runtime::CanonicalResult<R> forwardMessage(runtime::Object& self, const runtime::Method& method, runtime::Canonical<P>... arguments) {
+runtime::CanonicalResult<R> forwardMessage(runtime::Object& self, const runtime::Method& method,
+                                           runtime::Canonical<P>... arguments) {
   const runtime::Method* const original = originalImplementation(method);
   const auto sendTo = [&](const runtime::Ref& interceptor) -> runtime::CanonicalResult<R> {
     return runtime::methodForSend(*interceptor, method.selector(), method.signature())
@@ -77,7 +79,8 @@ void setArgumentUnchanged(runtime::Invocation& invocation, std::size_t index, co
 /// Forwards by invocations that are made from the protocol's description; an interceptor is left out where
 /// the protocol has none.
 template <class... P>
-void forwardInvocation(runtime::Object& self, const runtime::Method& method, runtime::Canonical<P>... arguments) {
+void forwardInvocation(runtime::Object& self, const runtime::Method& method,
+                       runtime::Canonical<P>... arguments) {
   const runtime::Method* const original = originalImplementation(method);
   const auto invoke = [&](const runtime::Ref& interceptor) {
     std::optional<runtime::Invocation> invocation =
