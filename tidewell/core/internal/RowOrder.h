@@ -17,22 +17,25 @@ consteval std::size_t countPlaces(const Table& table, PlaceOf placeOf) {
   return count;
 }
 
-/// The rows of a table, as their numbers in it, in the order of their places. Does not compile unless the
-/// places are 0, 1, 2, … with each used once. `count` is what `countPlaces` answers.
+/// Whether the places of a table are 0, 1, 2, … with each used once.
+template <class Table, class PlaceOf>
+consteval bool hasEveryPlaceOnce(const Table& table, PlaceOf placeOf) {
+  for (std::size_t place = 0; place < countPlaces(table, placeOf); ++place) {
+    std::size_t count = 0;
+    for (const auto& row : table) count += placeOf(row) == static_cast<std::int8_t>(place);
+    if (count != 1) return false;
+  }
+  return true;
+}
+
+/// The rows of a table, as their numbers in it, in the order of their places. `count` is what `countPlaces`
+/// answers.
 template <std::size_t count, class Table, class PlaceOf>
 consteval std::array<std::uint8_t, count> rowsInOrder(const Table& table, PlaceOf placeOf) {
   std::array<std::uint8_t, count> rows{};
-  std::array<bool, count> isTaken{};
   std::uint8_t number = 0;
   for (const auto& row : table) {
-    const auto place = placeOf(row);
-    if (place != kNoPlace) {
-      // Out of bounds, here or below, is what does not compile.
-      const auto index = static_cast<std::size_t>(place);
-      if (isTaken[index]) isTaken[count] = true;
-      isTaken[index] = true;
-      rows[index] = number;
-    }
+    if (placeOf(row) != kNoPlace) rows[static_cast<std::size_t>(placeOf(row))] = number;
     ++number;
   }
   return rows;

@@ -61,7 +61,7 @@ class Measure {
 }  // namespace
 
 PropertyBounds boundsOf(TWConfigProperty property) {
-  return isArrayProperty(property) ? kListBounds : kSingleValueBounds;
+  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
 }
 
 PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties) {

@@ -31,7 +31,7 @@ void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, 
   if (!latest || latest->restrictedExpressions != snapshot->restrictedExpressions) {
     aftermath.newExpressions = snapshot->restrictedExpressions;
   }
-  const std::uint32_t gates = snapshot->gates;
+  const GateWord gates = snapshot->gates;
   publisher_.publish(std::move(snapshot));
   gates_.store(gates, std::memory_order_release);
 }

@@ -96,6 +96,9 @@ template <ProxyStage stage>
 constexpr std::int8_t placeInStage(const DelegateMessage& row) {
   return row.stage == stage ? row.place : kNoPlace;
 }
+static_assert(hasEveryPlaceOnce(kDelegateMessages, placeInStage<ProxyStage::base>) &&
+                  hasEveryPlaceOnce(kDelegateMessages, placeInStage<ProxyStage::remoteNotifications>),
+              "a place in a stage is missing or used twice");
 /// The rows of a stage in the order in which it adds their methods.
 template <ProxyStage stage>
 inline constexpr auto kRowsOfStage =
