@@ -54,8 +54,8 @@ inline constexpr std::array kConfigFields = {
     ConfigField{TWConfigPropertyPeriodicSyncStatus, CONFIG_PERIODIC_FLUSH_STATUS,
                 &TWConfigFields::periodicSyncStatus, ConfigGroup::status, CONFIG_STATUS_ALLOWED, 5, 6},
     ConfigField{TWConfigPropertyInboxDefaultDuration, CONFIG_INBOX_DEFAULT_DURATION,
-                &TWConfigFields::inboxDefaultDuration, ConfigGroup::duration,
-                std::int64_t{30 * 24 * 3600}, 7, 8},
+                &TWConfigFields::inboxDefaultDuration, ConfigGroup::duration, std::int64_t{30 * 24 * 3600}, 7,
+                8},
     ConfigField{TWConfigPropertyPeriodicSyncInterval, CONFIG_PERIODIC_FLUSH_INTERVAL,
                 &TWConfigFields::periodicSyncInterval, ConfigGroup::duration, std::int64_t{60}, 8, 7},
     ConfigField{TWConfigPropertyDeviceTriggerSyncInterval, CONFIG_DEVICE_TRIGGER_SYNC_INTERVAL,
@@ -64,8 +64,8 @@ inline constexpr std::array kConfigFields = {
     ConfigField{TWConfigPropertyUserAttrCacheInterval, CONFIG_USER_ATTR_CACHE_INTERVAL,
                 &TWConfigFields::userAttrCachingDuration, ConfigGroup::duration, std::int64_t{1800}, 10, 10},
     ConfigField{TWConfigPropertySessionInactiveDuration, CONFIG_SESSION_INACTIVE_DURATION,
-                &TWConfigFields::analyticsSessionInactiveDuration, ConfigGroup::duration,
-                std::int64_t{1800}, 11, 11},
+                &TWConfigFields::analyticsSessionInactiveDuration, ConfigGroup::duration, std::int64_t{1800},
+                11, 11},
     ConfigField{TWConfigPropertyBlackListedEvents, CONFIG_BLACKLISTED_EVENTS_LIST,
                 &TWConfigFields::blackListedEventsArray, ConfigGroup::list, EmptyList(), 12, 12},
     ConfigField{TWConfigPropertyDataTrackingWhitelistedEvents, CONFIG_DATA_TRACKING_WHITELISTED_EVENTS,
@@ -149,7 +149,8 @@ constexpr std::int8_t placeInMerge(const ConfigField& field) { return field.merg
 static_assert(countPlaces(kConfigFields, placeInArchive) == kConfigFields.size() &&
                   hasEveryPlaceOnce(kConfigFields, placeInArchive),
               "a place in the archive is missing or used twice");
-static_assert(hasEveryPlaceOnce(kConfigFields, placeInMerge), "a place in the merge is missing or used twice");
+static_assert(hasEveryPlaceOnce(kConfigFields, placeInMerge),
+              "a place in the merge is missing or used twice");
 
 /// The rows in the order of the archive.
 inline constexpr auto kArchiveOrder = rowsInOrder<kConfigFields.size()>(kConfigFields, placeInArchive);
@@ -208,8 +209,8 @@ enum class NilStatus : std::uint8_t { passes, fails };
 struct GateRule {
   Gate gate;
   std::string_view selector;
-  std::int32_t line;  ///< of the log's coordinates
-  bool fallback;      ///< the answer if the status is no string
+  std::int32_t line;                              ///< of the log's coordinates
+  bool fallback;                                  ///< the answer if the status is no string
   base::Value TWConfigFields::*status = nullptr;  ///< must not be "blocked"
   NilStatus nilStatus = NilStatus::passes;
   bool TWConfigFields::*optOut = nullptr;  ///< must be false
@@ -231,7 +232,8 @@ inline constexpr std::array kGateRules = {
     GateRule{Gate::periodicSyncEnabled, "isPeriodicSyncEnabled", 348, false,
              &TWConfigFields::periodicSyncStatus},
     GateRule{Gate::deviceTriggerEnabled, "isDeviceTriggerEnabled", 368, false,
-             &TWConfigFields::deviceTriggerServiceStatus, NilStatus::fails, &TWConfigFields::userPushOptedOut},
+             &TWConfigFields::deviceTriggerServiceStatus, NilStatus::fails,
+             &TWConfigFields::userPushOptedOut},
     GateRule{Gate::dataTrackingEnabled, "isDataTrackingEnabled", 511, false, nullptr, NilStatus::passes,
              &TWConfigFields::dataTrackingOptedOut},
     GateRule{Gate::userPushEnabled, "isUserPushEnabled", 526, true, nullptr, NilStatus::passes,
@@ -244,8 +246,7 @@ inline constexpr std::uint32_t kGateCount = kGateRules.size();
 /// A word with two bits for each gate: its answer, and whether answering it raises.
 using GateWord = std::uint32_t;
 inline constexpr std::uint32_t kRaisesShift = 4 * sizeof(GateWord);
-static_assert(kGateCount <= kRaisesShift,
-              "the gates do not fit into a GateWord");
+static_assert(kGateCount <= kRaisesShift, "the gates do not fit into a GateWord");
 
 /// The bit that is set where a gate answers true.
 constexpr GateWord yesBit(Gate gate) { return GateWord{1} << static_cast<std::uint32_t>(gate); }
