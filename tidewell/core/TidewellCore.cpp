@@ -27,7 +27,7 @@ namespace {
 
 using platform::Platform;
 
-/// Done here because a linker leaves out of an archive what nothing refers to.
+/// Registered by the facade: a linker takes from an archive only the objects that others refer to.
 const base::MadeWhenLoaded logShippingRegistered(registerLogShipping);
 
 constexpr std::int64_t kDownloadStatus = 200;

@@ -11,18 +11,18 @@
 #include "tidewell/runtime/Invocation.h"
 #include "tidewell/runtime/Message.h"
 
-// What a proxied delegate's methods do: each sends its message to the interceptors first, and then calls what
-// the delegate's original class has for it.
+// The methods of a proxied delegate: each sends its message to the interceptors first, and then calls the
+// method of the delegate's original class.
 
 namespace tidewell {
 
-/// The method that the class of the proxied delegate had for this one; null where it had none.
+/// The method that the class of the proxied delegate had for this one; null if it had none.
 inline const runtime::Method* originalImplementation(const runtime::Method& method) {
   const auto* const forwarding = static_cast<const Forwarding*>(method.state());
   return forwarding ? forwarding->original.load(std::memory_order_acquire) : nullptr;
 }
 
-/// Calls a method whose types only its signature tells.
+/// Calls a method whose types are known at run time only. Raises if they are not those of `as`.
 template <class R, class... P>
 runtime::CanonicalResult<R> callAs(const runtime::Method& method, const runtime::Method& as,
                                    runtime::Object& self, runtime::Canonical<P>... arguments) {
@@ -31,8 +31,8 @@ runtime::CanonicalResult<R> callAs(const runtime::Method& method, const runtime:
   return method.callUnchecked<R, P...>(self, arguments...);
 }
 
-/// Calls the interceptors, but for the delegate itself: where it is registered as one it would get its own
-/// message again without end.
+/// Calls the interceptors except the delegate itself, which may be registered as one and would then receive
+/// its own message without end.
 template <class Call>
 void callInterceptors(const runtime::Object& self, runtime::Selector selector, const Call& call) {
   const auto callOther = [&](const runtime::Ref& interceptor) {
@@ -41,8 +41,8 @@ void callInterceptors(const runtime::Object& self, runtime::Selector selector, c
   TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(selector, std::cref(callOther));
 }
 
-/// Forwards by sending the message itself. The answer is YES where one of those who were called said so, and
-/// nobody is left out because of that.
+/// Forwards by sending the message itself. Calls all interceptors and the original; true if one of them
+/// answered true.
 template <class R, class... P>
 runtime::CanonicalResult<R> forwardMessage(runtime::Object& self, const runtime::Method& method,
                                            runtime::Canonical<P>... arguments) {
@@ -66,7 +66,7 @@ runtime::CanonicalResult<R> forwardMessage(runtime::Object& self, const runtime:
   }
 }
 
-/// A handler that may run once only keeps that in its state, of which a copy would have one of its own.
+/// Passes objects by reference: the copy of a handler that runs only once would have a state of its own.
 template <class Argument>
 void setArgumentUnchanged(runtime::Invocation& invocation, std::size_t index, const Argument& argument) {
   if constexpr (std::is_pointer_v<Argument>) {
@@ -76,8 +76,8 @@ void setArgumentUnchanged(runtime::Invocation& invocation, std::size_t index, co
   }
 }
 
-/// Forwards by invocations that are made from the protocol's description; an interceptor is left out where
-/// the protocol has none.
+/// Forwards by invocations made from the protocol's description. Without a description no interceptor is
+/// called.
 template <class... P>
 void forwardInvocation(runtime::Object& self, const runtime::Method& method,
                        runtime::Canonical<P>... arguments) {

@@ -25,7 +25,7 @@ std::optional<std::string> deviceUniqueID() {
   std::optional<std::string> found = deviceUniqueIDFromKeychain();
   if (!found) return std::nullopt;
 
-  // Where two first calls meet, both answer what was published first.
+  // Of two first calls at once, both answer the ID that was published first.
   auto made = std::make_unique<const std::string>(*std::move(found));
   const std::string* published = nullptr;
   if (tdw_device_unique_id.compare_exchange_strong(published, made.get(), std::memory_order_acq_rel)) {
