@@ -3,18 +3,22 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(tidewell_libraries TidewellCore)
-foreach(library TidewellPosix TidewellDesktop TidewellTesting)
-  if(TARGET ${library})
-    list(APPEND tidewell_libraries ${library})
+get_property(platform_libraries GLOBAL PROPERTY TIDEWELL_LIBRARIES)
+get_property(platform_folders GLOBAL PROPERTY TIDEWELL_LIBRARY_FOLDERS)
+get_property(modules GLOBAL PROPERTY TIDEWELL_MODULES)
+get_property(TIDEWELL_STATIC_DEPENDENCIES GLOBAL PROPERTY TIDEWELL_STATIC_DEPENDENCIES)
+set(tidewell_libraries TidewellCore ${platform_libraries})
+
+# Every header of what is built is public but those below a folder named `internal`.
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/tidewell/*.h")
+file(GLOB lists CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tidewell/*/CMakeLists.txt")
+foreach(list ${lists})
+  get_filename_component(folder "${list}" DIRECTORY)
+  get_filename_component(folder "${folder}" NAME)
+  if(NOT folder IN_LIST platform_folders)
+    list(FILTER headers EXCLUDE REGEX "^tidewell/${folder}/")
   endif()
 endforeach()
-
-# Every header is public but those below a folder named `internal`.
-file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/tidewell/*.h")
-if(NOT TARGET TidewellDesktop)
-  list(FILTER headers EXCLUDE REGEX "^tidewell/desktop/")
-endif()
 list(FILTER headers EXCLUDE REGEX "/internal/")
 foreach(header ${headers})
   get_filename_component(folder "${header}" DIRECTORY)
@@ -29,13 +33,10 @@ install(TARGETS ${tidewell_libraries} EXPORT TidewellCoreTargets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-# Loaded from the libraries' own folder: the one by TidewellPosix at the first request, the other by TidewellDesktop for
-# the first page.
-foreach(module TidewellUrlSession TidewellBrowser)
-  if(TARGET ${module})
-    set_target_properties(${module} PROPERTIES INSTALL_RPATH "\$ORIGIN")
-    install(TARGETS ${module} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-  endif()
+# Loaded from the libraries' own folder at first need.
+foreach(module ${modules})
+  set_target_properties(${module} PROPERTIES INSTALL_RPATH "\$ORIGIN")
+  install(TARGETS ${module} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 endforeach()
 
 install(FILES "${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
@@ -84,14 +85,9 @@ function(tidewell_pkg_config name library description requires requires_private)
 endfunction()
 tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, networking, identity and logging" ""
                     "liburiparser icu-uc icu-i18n libcrypto")
-tidewell_pkg_config(tidewell-posix TidewellPosix "Tidewell Core on a headless POSIX system" "tidewell-core" "libcurl libssl libcrypto zlib libbrotlidec")
-if(TARGET TidewellDesktop)
-  set(desktop_libraries "gtk4 gio-unix-2.0 libsecret-1")
-  if(NOT BUILD_SHARED_LIBS)
-    string(APPEND desktop_libraries " webkitgtk-6.0")
-  endif()
-  tidewell_pkg_config(tidewell-desktop TidewellDesktop "Tidewell Core on a Linux desktop" "tidewell-posix" "${desktop_libraries}")
-endif()
-if(TARGET TidewellTesting)
-  tidewell_pkg_config(tidewell-testing TidewellTesting "A scripted machine and a stand-in backend for tests" "tidewell-core" "libssl libcrypto libbrotlienc zlib")
-endif()
+foreach(library ${platform_libraries})
+  foreach(property PACKAGE DESCRIPTION REQUIRES PRIVATE)
+    get_target_property(${property} ${library} TIDEWELL_${property})
+  endforeach()
+  tidewell_pkg_config("${PACKAGE}" ${library} "${DESCRIPTION}" "${REQUIRES}" "${PRIVATE}")
+endforeach()

@@ -77,3 +77,27 @@ function(tidewell_exports target)
     set_target_properties(${target} PROPERTIES LINK_DEPENDS "${map}")
   endif()
 endfunction()
+
+# tidewell_library(TARGET EXPORT_NAME NAME PACKAGE NAME DESCRIPTION TEXT [REQUIRES PACKAGES] [PRIVATE PACKAGES] [MODULE TARGET]): the library
+# of the folder that calls this, as TidewellInstall.cmake installs it: its name in the CMake package, its pkg-config file with the packages
+# that it shows and those that it uses inside, and a module that it loads from its own folder.
+function(tidewell_library target)
+  cmake_parse_arguments(arg "" "EXPORT_NAME;PACKAGE;DESCRIPTION;REQUIRES;PRIVATE;MODULE" "" ${ARGN})
+  get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${arg_EXPORT_NAME}
+    TIDEWELL_PACKAGE "${arg_PACKAGE}" TIDEWELL_DESCRIPTION "${arg_DESCRIPTION}"
+    TIDEWELL_REQUIRES "${arg_REQUIRES}" TIDEWELL_PRIVATE "${arg_PRIVATE}")
+  set_property(GLOBAL APPEND PROPERTY TIDEWELL_LIBRARIES ${target})
+  set_property(GLOBAL APPEND PROPERTY TIDEWELL_LIBRARY_FOLDERS ${folder})
+  if(arg_MODULE)
+    set_property(GLOBAL APPEND PROPERTY TIDEWELL_MODULES ${arg_MODULE})
+  endif()
+endfunction()
+
+# tidewell_static_dependency(PREFIX MODULES…): a pkg-config dependency that a static library of ours hands on to whoever links it.
+function(tidewell_static_dependency prefix)
+  list(JOIN ARGN " " modules)
+  set_property(GLOBAL APPEND_STRING PROPERTY TIDEWELL_STATIC_DEPENDENCIES
+               "  pkg_check_modules(${prefix} QUIET IMPORTED_TARGET ${modules})\n")
+endfunction()

@@ -10,6 +10,7 @@
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/internal/Guard.h"
+#include "tidewell/platform/ForwardingPlatform.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 using namespace tidewell;
@@ -46,27 +47,12 @@ class ForgetfulSession final : public platform::UrlSession {
 };
 
 /// A machine in memory with that session.
-class BenchPlatform final : public platform::Platform {
+class BenchPlatform final : public platform::ForwardingPlatform {
  public:
-  platform::UserDefaults& standardUserDefaults() override { return machine_.standardUserDefaults(); }
-  std::shared_ptr<platform::UserDefaults> userDefaultsWithSuiteName(std::string_view name) override {
-    return machine_.userDefaultsWithSuiteName(name);
-  }
-  platform::FileManager& fileManager() override { return machine_.fileManager(); }
-  platform::Keychain& keychain() override { return machine_.keychain(); }
-  platform::Device& device() override { return machine_.device(); }
-  platform::Bundles& bundles() override { return machine_.bundles(); }
-  platform::Clock& clock() override { return machine_.clock(); }
-  platform::Console& console() override { return machine_.console(); }
-  platform::Queue& mainQueue() override { return machine_.mainQueue(); }
-  platform::Queue& globalQueue() override { return machine_.globalQueue(); }
+  BenchPlatform() : ForwardingPlatform(std::make_shared<testing::TestingPlatform>()) {}
   std::shared_ptr<platform::UrlSession> makeUrlSession(platform::UrlSessionConfiguration) override {
     return std::make_shared<ForgetfulSession>();
   }
-  platform::UrlSession& sharedUrlSession() override { return machine_.sharedUrlSession(); }
-
- private:
-  testing::TestingPlatform machine_;
 };
 
 void addShippedLine(const std::string& what, const std::string& message) {

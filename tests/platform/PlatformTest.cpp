@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/platform/ForwardingPlatform.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::platform {
@@ -71,6 +72,30 @@ TEST(Platform, TheFirstInstalledStaysAndTheSecondIsReportedAndLetGo) {
   EXPECT_EQ(&Platform::current(), first.get());
   EXPECT_TRUE(watched.expired());
   EXPECT_EQ(reports(), std::vector<std::string>{"A platform is installed already and stays in force"});
+}
+
+TEST(Platform, AForwardingPlatformAnswersEverythingAsTheOtherDoes) {
+  const auto other = std::make_shared<testing::TestingPlatform>();
+  other->setModernLinkOpening(false);
+  ForwardingPlatform forwarding(other);
+  const auto answers = [](Platform& of) {
+    return std::vector<const void*>{&of.standardUserDefaults(),
+                                    of.userDefaultsWithSuiteName("group").get(),
+                                    &of.fileManager(),
+                                    &of.keychain(),
+                                    &of.device(),
+                                    &of.bundles(),
+                                    &of.clock(),
+                                    &of.console(),
+                                    &of.mainQueue(),
+                                    &of.globalQueue(),
+                                    &of.sharedUrlSession(),
+                                    &of.linkOpener(),
+                                    &of.presenter()};
+  };
+  EXPECT_EQ(answers(forwarding), answers(*other));
+  EXPECT_FALSE(forwarding.hasModernLinkOpening());
+  EXPECT_EQ(forwarding.makeUrlSession({.name = "made"})->configuration().name, "made");
 }
 
 TEST(Platform, AReporterThatThrowsHarmsNobody) {

@@ -8,12 +8,14 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWLogger/internal/LogShipping.h"
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/internal/AppGroup.h"
@@ -24,6 +26,9 @@ namespace tidewell {
 namespace {
 
 using platform::Platform;
+
+/// Registered by the facade: a linker takes from an archive only the objects that others refer to.
+const base::MadeWhenLoaded logShippingRegistered(registerLogShipping);
 
 constexpr std::int64_t kDownloadStatus = 200;
 

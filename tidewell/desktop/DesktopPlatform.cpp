@@ -45,9 +45,9 @@ void makeKeyWindow() {
 }  // namespace
 
 struct DesktopPlatform::State {
-  explicit State(Options given)
+  State(Options given, posix::PosixPlatform& under)
       : options(std::move(given)),
-        base(forPosix(options)),
+        base(under),
         keychain(options.usesSecretService ? std::make_unique<SecretService>(options.posix.bundleIdentifier)
                                            : nullptr,
                  base.keychain()) {
@@ -71,7 +71,7 @@ struct DesktopPlatform::State {
   State& operator=(const State&) = delete;
 
   const Options options;
-  posix::PosixPlatform base;
+  posix::PosixPlatform& base;
   SecretKeychain keychain;
   GioLinkOpener linkOpener;
   guint queueSource = 0;
@@ -79,33 +79,16 @@ struct DesktopPlatform::State {
   std::optional<ForegroundWatch> foreground;
 };
 
-DesktopPlatform::DesktopPlatform(Options options) : state_(std::make_unique<State>(std::move(options))) {}
+DesktopPlatform::DesktopPlatform(Options options)
+    : DesktopPlatform(options, std::make_shared<posix::PosixPlatform>(forPosix(options))) {}
+DesktopPlatform::DesktopPlatform(Options options, const std::shared_ptr<posix::PosixPlatform>& base)
+    : ForwardingPlatform(base), state_(std::make_unique<State>(std::move(options), *base)) {}
 DesktopPlatform::~DesktopPlatform() = default;
 
-platform::UserDefaults& DesktopPlatform::standardUserDefaults() {
-  return state_->base.standardUserDefaults();
-}
-std::shared_ptr<platform::UserDefaults> DesktopPlatform::userDefaultsWithSuiteName(std::string_view name) {
-  return state_->base.userDefaultsWithSuiteName(name);
-}
-platform::FileManager& DesktopPlatform::fileManager() { return state_->base.fileManager(); }
 platform::Keychain& DesktopPlatform::keychain() {
   if (state_->options.usesSecretService) return state_->keychain;
   return state_->base.keychain();
 }
-platform::Device& DesktopPlatform::device() { return state_->base.device(); }
-platform::Bundles& DesktopPlatform::bundles() { return state_->base.bundles(); }
-platform::Clock& DesktopPlatform::clock() { return state_->base.clock(); }
-platform::Console& DesktopPlatform::console() { return state_->base.console(); }
-platform::Queue& DesktopPlatform::mainQueue() { return state_->base.mainQueue(); }
-platform::Queue& DesktopPlatform::globalQueue() { return state_->base.globalQueue(); }
-std::shared_ptr<platform::UrlSession> DesktopPlatform::makeUrlSession(
-    platform::UrlSessionConfiguration configuration) {
-  return state_->base.makeUrlSession(std::move(configuration));
-}
-platform::UrlSession& DesktopPlatform::sharedUrlSession() { return state_->base.sharedUrlSession(); }
-bool DesktopPlatform::hasModernLinkOpening() const { return state_->base.hasModernLinkOpening(); }
-
 platform::LinkOpener& DesktopPlatform::linkOpener() {
   // The environment names the programs that open links; with raised rights it is not trusted.
   if (state_->options.posix.linkOpener || posix::hasRaisedRights()) return state_->base.linkOpener();

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <memory>
-#include <string_view>
 
 #include "tidewell/base/Export.h"
-#include "tidewell/platform/Platform.h"
+#include "tidewell/platform/ForwardingPlatform.h"
 #include "tidewell/posix/PosixPlatform.h"
 
 namespace tidewell::desktop {
@@ -28,26 +27,12 @@ struct Options {
 ///
 /// Installed once, on the thread that runs GLib's default main context, and never destroyed. Everything but
 /// links, pages, alerts, screen, main queue and keychain is `posix`'s. Without a display it shows nothing.
-class TIDEWELL_EXPORT DesktopPlatform final : public platform::Platform {
+class TIDEWELL_EXPORT DesktopPlatform final : public platform::ForwardingPlatform {
  public:
   explicit DesktopPlatform(Options options);
   ~DesktopPlatform() override;
 
-  [[nodiscard]] platform::UserDefaults& standardUserDefaults() override;
-  [[nodiscard]] std::shared_ptr<platform::UserDefaults> userDefaultsWithSuiteName(
-      std::string_view name) override;
-  [[nodiscard]] platform::FileManager& fileManager() override;
   [[nodiscard]] platform::Keychain& keychain() override;
-  [[nodiscard]] platform::Device& device() override;
-  [[nodiscard]] platform::Bundles& bundles() override;
-  [[nodiscard]] platform::Clock& clock() override;
-  [[nodiscard]] platform::Console& console() override;
-  [[nodiscard]] platform::Queue& mainQueue() override;
-  [[nodiscard]] platform::Queue& globalQueue() override;
-  [[nodiscard]] std::shared_ptr<platform::UrlSession> makeUrlSession(
-      platform::UrlSessionConfiguration configuration) override;
-  [[nodiscard]] platform::UrlSession& sharedUrlSession() override;
-  [[nodiscard]] bool hasModernLinkOpening() const override;
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
 
@@ -58,6 +43,7 @@ class TIDEWELL_EXPORT DesktopPlatform final : public platform::Platform {
 
  private:
   struct State;
+  DesktopPlatform(Options options, const std::shared_ptr<posix::PosixPlatform>& base);
   std::unique_ptr<State> state_;
 };
 

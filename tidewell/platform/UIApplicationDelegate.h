@@ -96,23 +96,52 @@ class TIDEWELL_EXPORT UIApplicationDelegate : public runtime::Subclass<UIApplica
   static void adopt(runtime::ClassBuilder<T>& c) {
     using Self = UIApplicationDelegate;
     if constexpr (std::is_same_v<T, Self>) c.conformsTo(protocol());  // and every class below it with it
-    runtime::adoptMethod<Self>(c, kApplicationOpenURL, []<class U>() { return &U::openURL; });
-    runtime::adoptMethod<Self>(c, kApplicationOpenURLFromSource,
-                               []<class U>() { return &U::openURLFromSource; });
-    runtime::adoptMethod<Self>(c, kApplicationContinueUserActivity,
-                               []<class U>() { return &U::continueUserActivity; });
-    runtime::adoptMethod<Self>(c, kApplicationHandleEventsForBackgroundURLSession,
-                               []<class U>() { return &U::handleEventsForBackgroundURLSession; });
-    runtime::adoptMethod<Self>(c, kApplicationDidRegisterForRemoteNotifications,
-                               []<class U>() { return &U::didRegisterForRemoteNotifications; });
-    runtime::adoptMethod<Self>(c, kApplicationDidFailToRegisterForRemoteNotifications,
-                               []<class U>() { return &U::didFailToRegisterForRemoteNotifications; });
-    runtime::adoptMethod<Self>(c, kApplicationDidReceiveRemoteNotification,
-                               []<class U>() { return &U::didReceiveRemoteNotification; });
-    runtime::adoptMethod<Self>(c, kApplicationDidReceiveRemoteNotificationFetching,
-                               []<class U>() { return &U::didReceiveRemoteNotificationFetching; });
-    runtime::adoptMethod<Self>(c, kApplicationDelegateWindow, []<class U>() { return &U::window; });
+    forEachMessage(
+        [&c](const auto& message, auto method) { runtime::adoptMethod<Self>(c, message, method); });
+  }
+  /// Calls `visit` with each message of the protocol and a function that names the method of a class that
+  /// answers it.
+  template <class Visit>
+  static constexpr void forEachMessage(const Visit& visit) {
+    visit(kApplicationOpenURL, []<class U>() { return &U::openURL; });
+    visit(kApplicationOpenURLFromSource, []<class U>() { return &U::openURLFromSource; });
+    visit(kApplicationContinueUserActivity, []<class U>() { return &U::continueUserActivity; });
+    visit(kApplicationHandleEventsForBackgroundURLSession,
+          []<class U>() { return &U::handleEventsForBackgroundURLSession; });
+    visit(kApplicationDidRegisterForRemoteNotifications,
+          []<class U>() { return &U::didRegisterForRemoteNotifications; });
+    visit(kApplicationDidFailToRegisterForRemoteNotifications,
+          []<class U>() { return &U::didFailToRegisterForRemoteNotifications; });
+    visit(kApplicationDidReceiveRemoteNotification,
+          []<class U>() { return &U::didReceiveRemoteNotification; });
+    visit(kApplicationDidReceiveRemoteNotificationFetching,
+          []<class U>() { return &U::didReceiveRemoteNotificationFetching; });
+    visit(kApplicationDelegateWindow, []<class U>() { return &U::window; });
   }
 };
+
+// What a class has that overrides none; it does not respond to these messages.
+
+inline bool UIApplicationDelegate::openURL(UIApplication&, const base::Url&, const base::Dictionary&) {
+  return false;
+}
+inline bool UIApplicationDelegate::openURLFromSource(UIApplication&, const base::Url&,
+                                                     const std::optional<std::string>&, const base::Value&) {
+  return false;
+}
+inline bool UIApplicationDelegate::continueUserActivity(UIApplication&, NSUserActivity&,
+                                                        const RestorationHandler&) {
+  return false;
+}
+inline void UIApplicationDelegate::handleEventsForBackgroundURLSession(UIApplication&, const std::string&,
+                                                                       const std::function<void()>&) {}
+inline void UIApplicationDelegate::didRegisterForRemoteNotifications(UIApplication&, const base::Data&) {}
+inline void UIApplicationDelegate::didFailToRegisterForRemoteNotifications(UIApplication&,
+                                                                           const base::Error&) {}
+inline void UIApplicationDelegate::didReceiveRemoteNotification(UIApplication&, const base::Dictionary&) {}
+inline void UIApplicationDelegate::didReceiveRemoteNotificationFetching(UIApplication&,
+                                                                        const base::Dictionary&,
+                                                                        const FetchCompletionHandler&) {}
+inline runtime::Ref UIApplicationDelegate::window() { return nullptr; }
 
 }  // namespace tidewell::platform

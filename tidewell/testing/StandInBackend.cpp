@@ -466,8 +466,8 @@ class StandInBackend::Server {
     if (request.method != entry->method) return errorAnswer(405, "the method is wrong");
     if (entry->service == TWServiceGetConfig) return configurationAnswer();
     Answer answer;
-    if (entry->usualReply.empty()) answer.status = 204;
-    answer.text = entry->usualReply;
+    answer.status = static_cast<int>(entry->successStatus);
+    answer.text = usualReply(*entry);
     return answer;
   }
 

@@ -82,7 +82,7 @@ class FaultReader {
     if (key == "kind") return setKind(value);
     if (key == "service") {
       int service = 0;
-      if (!number(key, value, 0, 13, service)) return false;
+      if (!number(key, value, 0, std::ssize(kServiceCatalogue) - 1, service)) return false;
       fault_.service = service;
       return true;
     }

@@ -1,7 +1,7 @@
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 
-#include <array>
 #include <utility>
+#include <variant>
 
 #include "tidewell/core/TWConfigManager/internal/ConfigField.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
@@ -11,10 +11,10 @@ namespace tidewell {
 namespace {
 
 /// Puts one new value in force, unchanged.
-template <class Type>
-void write(ConfigRecord& record, TWConfigProperty property, Type TWConfigFields::*member, Type value) {
+template <auto member, class Type>
+void set(ConfigRecord& record, Type value) {
   ConfigChange change;
-  change.set(property, member, std::move(value));
+  change.set(fieldOfMember<member>().property, member, std::move(value));
   record.apply(change);
 }
 
@@ -43,148 +43,134 @@ std::shared_ptr<const TWConfigFields> TWConfig::fields() const {
 
 base::Value TWConfig::accountStatus() const { return record_->read()->fields.accountStatus; }
 void TWConfig::setAccountStatus(base::Value value) {
-  write(*record_, TWConfigPropertyAccountStatus, &TWConfigFields::accountStatus, std::move(value));
+  set<&TWConfigFields::accountStatus>(*record_, std::move(value));
 }
 
 base::Value TWConfig::inAppServiceStatus() const { return record_->read()->fields.inAppServiceStatus; }
 void TWConfig::setInAppServiceStatus(base::Value value) {
-  write(*record_, TWConfigPropertyInAppStatus, &TWConfigFields::inAppServiceStatus, std::move(value));
+  set<&TWConfigFields::inAppServiceStatus>(*record_, std::move(value));
 }
 
 base::Value TWConfig::inboxServiceStatus() const { return record_->read()->fields.inboxServiceStatus; }
 void TWConfig::setInboxServiceStatus(base::Value value) {
-  write(*record_, TWConfigPropertyInboxStatus, &TWConfigFields::inboxServiceStatus, std::move(value));
+  set<&TWConfigFields::inboxServiceStatus>(*record_, std::move(value));
 }
 
 base::Value TWConfig::geofenceServiceStatus() const { return record_->read()->fields.geofenceServiceStatus; }
 void TWConfig::setGeofenceServiceStatus(base::Value value) {
-  write(*record_, TWConfigPropertyGeofenceStatus, &TWConfigFields::geofenceServiceStatus, std::move(value));
+  set<&TWConfigFields::geofenceServiceStatus>(*record_, std::move(value));
 }
 
 base::Value TWConfig::logEntriesServiceStatus() const {
   return record_->read()->fields.logEntriesServiceStatus;
 }
 void TWConfig::setLogEntriesServiceStatus(base::Value value) {
-  write(*record_, TWConfigPropertyLogentriesStatus, &TWConfigFields::logEntriesServiceStatus,
-        std::move(value));
+  set<&TWConfigFields::logEntriesServiceStatus>(*record_, std::move(value));
 }
 
 base::Value TWConfig::deviceTriggerServiceStatus() const {
   return record_->read()->fields.deviceTriggerServiceStatus;
 }
 void TWConfig::setDeviceTriggerServiceStatus(base::Value value) {
-  write(*record_, TWConfigPropertyDeviceTriggerStatus, &TWConfigFields::deviceTriggerServiceStatus,
-        std::move(value));
+  set<&TWConfigFields::deviceTriggerServiceStatus>(*record_, std::move(value));
 }
 
 base::Value TWConfig::periodicSyncStatus() const { return record_->read()->fields.periodicSyncStatus; }
 void TWConfig::setPeriodicSyncStatus(base::Value value) {
-  write(*record_, TWConfigPropertyPeriodicSyncStatus, &TWConfigFields::periodicSyncStatus, std::move(value));
+  set<&TWConfigFields::periodicSyncStatus>(*record_, std::move(value));
 }
 
 base::Value TWConfig::logEntriesToken() const { return record_->read()->fields.logEntriesToken; }
 void TWConfig::setLogEntriesToken(base::Value value) {
-  write(*record_, TWConfigPropertyLogentriesToken, &TWConfigFields::logEntriesToken, std::move(value));
+  set<&TWConfigFields::logEntriesToken>(*record_, std::move(value));
 }
 
 base::Value TWConfig::blackListedEventsArray() const {
   return record_->read()->fields.blackListedEventsArray;
 }
 void TWConfig::setBlackListedEventsArray(base::Value value) {
-  write(*record_, TWConfigPropertyBlackListedEvents, &TWConfigFields::blackListedEventsArray,
-        std::move(value));
+  set<&TWConfigFields::blackListedEventsArray>(*record_, std::move(value));
 }
 
 base::Value TWConfig::instantFlushEventsArray() const {
   return record_->read()->fields.instantFlushEventsArray;
 }
 void TWConfig::setInstantFlushEventsArray(base::Value value) {
-  write(*record_, TWConfigPropertyInstantFlushEvents, &TWConfigFields::instantFlushEventsArray,
-        std::move(value));
+  set<&TWConfigFields::instantFlushEventsArray>(*record_, std::move(value));
 }
 
 base::Value TWConfig::dataTrackingOptedOutWhitelistedEventsArray() const {
   return record_->read()->fields.dataTrackingOptedOutWhitelistedEventsArray;
 }
 void TWConfig::setDataTrackingOptedOutWhitelistedEventsArray(base::Value value) {
-  write(*record_, TWConfigPropertyDataTrackingWhitelistedEvents,
-        &TWConfigFields::dataTrackingOptedOutWhitelistedEventsArray, std::move(value));
+  set<&TWConfigFields::dataTrackingOptedOutWhitelistedEventsArray>(*record_, std::move(value));
 }
 
 base::Value TWConfig::analyticsSourceExtraKeysArray() const {
   return record_->read()->fields.analyticsSourceExtraKeysArray;
 }
 void TWConfig::setAnalyticsSourceExtraKeysArray(base::Value value) {
-  write(*record_, TWConfigPropertySourceExtraKeys, &TWConfigFields::analyticsSourceExtraKeysArray,
-        std::move(value));
+  set<&TWConfigFields::analyticsSourceExtraKeysArray>(*record_, std::move(value));
 }
 
 base::Value TWConfig::restrictedUniqueIDRegexArray() const {
   return record_->read()->fields.restrictedUniqueIDRegexArray;
 }
 void TWConfig::setRestrictedUniqueIDRegexArray(base::Value value) {
-  write(*record_, TWConfigPropertyRestrictedUniqueIDRegex, &TWConfigFields::restrictedUniqueIDRegexArray,
-        std::move(value));
+  set<&TWConfigFields::restrictedUniqueIDRegexArray>(*record_, std::move(value));
 }
 
 std::uint64_t TWConfig::eventsBatchCount() const { return record_->read()->fields.eventsBatchCount; }
 void TWConfig::setEventsBatchCount(std::uint64_t value) {
-  write(*record_, TWConfigPropertyEventsBatchCount, &TWConfigFields::eventsBatchCount, value);
+  set<&TWConfigFields::eventsBatchCount>(*record_, value);
 }
 
 std::uint64_t TWConfig::inboxDefaultDuration() const { return record_->read()->fields.inboxDefaultDuration; }
 void TWConfig::setInboxDefaultDuration(std::uint64_t value) {
-  write(*record_, TWConfigPropertyInboxDefaultDuration, &TWConfigFields::inboxDefaultDuration, value);
+  set<&TWConfigFields::inboxDefaultDuration>(*record_, value);
 }
 
 std::uint64_t TWConfig::periodicSyncInterval() const { return record_->read()->fields.periodicSyncInterval; }
 void TWConfig::setPeriodicSyncInterval(std::uint64_t value) {
-  write(*record_, TWConfigPropertyPeriodicSyncInterval, &TWConfigFields::periodicSyncInterval, value);
+  set<&TWConfigFields::periodicSyncInterval>(*record_, value);
 }
 
 std::uint64_t TWConfig::deviceTriggerSyncDuration() const {
   return record_->read()->fields.deviceTriggerSyncDuration;
 }
 void TWConfig::setDeviceTriggerSyncDuration(std::uint64_t value) {
-  write(*record_, TWConfigPropertyDeviceTriggerSyncInterval, &TWConfigFields::deviceTriggerSyncDuration,
-        value);
+  set<&TWConfigFields::deviceTriggerSyncDuration>(*record_, value);
 }
 
 std::uint64_t TWConfig::userAttrCachingDuration() const {
   return record_->read()->fields.userAttrCachingDuration;
 }
 void TWConfig::setUserAttrCachingDuration(std::uint64_t value) {
-  write(*record_, TWConfigPropertyUserAttrCacheInterval, &TWConfigFields::userAttrCachingDuration, value);
+  set<&TWConfigFields::userAttrCachingDuration>(*record_, value);
 }
 
 std::uint64_t TWConfig::analyticsSessionInactiveDuration() const {
   return record_->read()->fields.analyticsSessionInactiveDuration;
 }
 void TWConfig::setAnalyticsSessionInactiveDuration(std::uint64_t value) {
-  write(*record_, TWConfigPropertySessionInactiveDuration, &TWConfigFields::analyticsSessionInactiveDuration,
-        value);
+  set<&TWConfigFields::analyticsSessionInactiveDuration>(*record_, value);
 }
 
 base::Value TWConfig::dataRedirectionRegion() const { return record_->read()->fields.dataRedirectionRegion; }
 void TWConfig::setDataRedirectionRegion(base::Value value) {
-  write(*record_, TWConfigPropertyDataRedirectionRegion, &TWConfigFields::dataRedirectionRegion,
-        std::move(value));
+  set<&TWConfigFields::dataRedirectionRegion>(*record_, std::move(value));
 }
 
 bool TWConfig::dataTrackingOptedOut() const { return record_->read()->fields.dataTrackingOptedOut; }
 void TWConfig::setDataTrackingOptedOut(bool value) {
-  write(*record_, TWConfigPropertyDataTrackingOptedOut, &TWConfigFields::dataTrackingOptedOut, value);
+  set<&TWConfigFields::dataTrackingOptedOut>(*record_, value);
 }
 
 bool TWConfig::userPushOptedOut() const { return record_->read()->fields.userPushOptedOut; }
-void TWConfig::setUserPushOptedOut(bool value) {
-  write(*record_, TWConfigPropertyUserPushOptedOut, &TWConfigFields::userPushOptedOut, value);
-}
+void TWConfig::setUserPushOptedOut(bool value) { set<&TWConfigFields::userPushOptedOut>(*record_, value); }
 
 bool TWConfig::userInAppOptedOut() const { return record_->read()->fields.userInAppOptedOut; }
-void TWConfig::setUserInAppOptedOut(bool value) {
-  write(*record_, TWConfigPropertyUserInAppOptedOut, &TWConfigFields::userInAppOptedOut, value);
-}
+void TWConfig::setUserInAppOptedOut(bool value) { set<&TWConfigFields::userInAppOptedOut>(*record_, value); }
 
 void TWConfig::updateConfigProperty(std::int64_t property, const base::Value& withValue) {
   write(*record_, &ConfigChange::write, property, withValue);
@@ -206,32 +192,27 @@ void TWConfig::updateMiscConfigProperty(std::int64_t property, const base::Value
 }
 
 std::string TWConfig::getDefaultValForStatusProperty(std::int64_t property) {
-  return std::string(property == TWConfigPropertyLogentriesStatus ? CONFIG_STATUS_BLOCKED
-                                                                  : CONFIG_STATUS_ALLOWED);
+  const ConfigField* const field = fieldOf(property, ConfigGroup::status);
+  return std::string(field ? std::get<std::string_view>(field->defaultValue) : CONFIG_STATUS_ALLOWED);
 }
 
 std::int64_t TWConfig::getDefaultValForDurationProperty(std::int64_t property) {
-  static constexpr std::array<std::int64_t, 5> kSeconds = {30 * 24 * 3600, 60, 3 * 3600, 1800, 1800};
-  if (property < TWConfigPropertyInboxDefaultDuration) return 0;
-  const auto index = static_cast<std::size_t>(property - TWConfigPropertyInboxDefaultDuration);
-  return index < kSeconds.size() ? kSeconds[index] : 0;
+  const ConfigField* const field = fieldOf(property, ConfigGroup::duration);
+  return field ? std::get<std::int64_t>(field->defaultValue) : 0;
 }
 
 base::Array TWConfig::getDefaultValForArrayProperty(std::int64_t) { return {}; }
 
 base::Value TWConfig::getDefaultValForMiscProperty(std::int64_t property) {
-  switch (property) {
-    case TWConfigPropertyEventsBatchCount:
-      return 30;
-    case TWConfigPropertyLogentriesToken:
-      return "";
-    case TWConfigPropertyDataRedirectionRegion:
-      return CONFIG_DATA_REGION_DEFAULT;
-    default:
-      return {};
-  }
+  const ConfigField* const field = fieldOf(property, ConfigGroup::misc);
+  if (field == nullptr) return {};
+  if (const auto* const number = std::get_if<std::int64_t>(&field->defaultValue)) return *number;
+  return std::get<std::string_view>(field->defaultValue);
 }
 
-bool TWConfig::getDefaultValForGDPRProperty(std::int64_t) { return false; }
+bool TWConfig::getDefaultValForGDPRProperty(std::int64_t property) {
+  const ConfigField* const field = fieldOf(property, ConfigGroup::optOut);
+  return field != nullptr && std::get<bool>(field->defaultValue);
+}
 
 }  // namespace tidewell

@@ -29,35 +29,12 @@ constexpr LogCoordinates at(std::int32_t line, std::string_view selector) {
   return {"TWConfigManager", line, selector, "exception is %@"};
 }
 
-/// The properties that a reply sets, in the order in which they are merged. The region and the opt-outs are
-/// not among them.
-constexpr TWConfigProperty kMergedProperties[] = {
-    TWConfigPropertyAccountStatus,
-    TWConfigPropertyInAppStatus,
-    TWConfigPropertyInboxStatus,
-    TWConfigPropertyGeofenceStatus,
-    TWConfigPropertyLogentriesStatus,
-    TWConfigPropertyDeviceTriggerStatus,
-    TWConfigPropertyPeriodicSyncStatus,
-    TWConfigPropertyPeriodicSyncInterval,
-    TWConfigPropertyInboxDefaultDuration,
-    TWConfigPropertyDeviceTriggerSyncInterval,
-    TWConfigPropertyUserAttrCacheInterval,
-    TWConfigPropertySessionInactiveDuration,
-    TWConfigPropertyBlackListedEvents,
-    TWConfigPropertyInstantFlushEvents,
-    TWConfigPropertyDataTrackingWhitelistedEvents,
-    TWConfigPropertySourceExtraKeys,
-    TWConfigPropertyRestrictedUniqueIDRegex,
-    TWConfigPropertyLogentriesToken,
-    TWConfigPropertyEventsBatchCount,
-};
-
 void reportTooLarge(PropertySet properties) {
-  for (const TWConfigProperty property : kMergedProperties) {
+  for (const std::uint8_t row : kMergeOrder) {
+    const TWConfigProperty property = kConfigFields[row].property;
     if ((properties & propertyBit(property)) == 0) continue;
     const PropertyBounds bounds = boundsOf(property);
-    std::string text = "The configuration's " + std::string(keyOf(property)) +
+    std::string text = "The configuration's " + std::string(kConfigFields[row].key) +
                        " is too large and stays as it was: at most " + std::to_string(bounds.elements) +
                        " elements, " + std::to_string(bounds.bytes >> 10) + " KiB of text";
     if (property == TWConfigPropertyRestrictedUniqueIDRegex) {
@@ -102,9 +79,10 @@ struct PendingReports {
   ConfigArchive::Reports reports;
 };
 
-inline bool answer(Gate gate, const std::atomic<std::uint32_t>& gates,
-                   const std::atomic<const CompiledConfig*>& current) {
-  const std::uint32_t answers = gates.load(std::memory_order_acquire);
+template <Gate gate>
+inline bool answer(const std::atomic<GateWord>& gates, const std::atomic<const CompiledConfig*>& current) {
+  static_assert(hasRule(gate), "the gate has no row in kGateRules");
+  const GateWord answers = gates.load(std::memory_order_acquire);
   if ((answers & raisesBit(gate)) != 0) [[unlikely]] {
     const auto snapshot = base::SnapshotGuard(current).retain();
     return answerGate(gate, snapshot->fields);
@@ -260,8 +238,9 @@ struct TWConfigManager::State {
       reportTooLarge(tooLarge);
     };
     try {
-      for (const TWConfigProperty property : kMergedProperties) {
-        const std::string_view said = change.write(property, validObjectForKey(*reply, keyOf(property)));
+      for (const std::uint8_t row : kMergeOrder) {
+        const ConfigField& field = kConfigFields[row];
+        const std::string_view said = change.write(field.property, validObjectForKey(*reply, field.key));
         if (!said.empty()) line = said;
       }
     } catch (const std::bad_alloc&) {
@@ -354,30 +333,30 @@ TWDataRegion TWConfigManager::getDataRedirectionRegion() const {
   });
 }
 
-bool TWConfigManager::isAccountActive() const { return answer(Gate::accountActive, gates_, current_); }
+bool TWConfigManager::isAccountActive() const { return answer<Gate::accountActive>(gates_, current_); }
 bool TWConfigManager::isInAppServiceActive() const {
-  return answer(Gate::inAppServiceActive, gates_, current_);
+  return answer<Gate::inAppServiceActive>(gates_, current_);
 }
 bool TWConfigManager::isGeofenceServiceActive() const {
-  return answer(Gate::geofenceServiceActive, gates_, current_);
+  return answer<Gate::geofenceServiceActive>(gates_, current_);
 }
 bool TWConfigManager::isInboxServiceActive() const {
-  return answer(Gate::inboxServiceActive, gates_, current_);
+  return answer<Gate::inboxServiceActive>(gates_, current_);
 }
 bool TWConfigManager::isLogentriesEnabled() const {
-  return answer(Gate::logentriesEnabled, gates_, current_);
+  return answer<Gate::logentriesEnabled>(gates_, current_);
 }
 bool TWConfigManager::isPeriodicSyncEnabled() const {
-  return answer(Gate::periodicSyncEnabled, gates_, current_);
+  return answer<Gate::periodicSyncEnabled>(gates_, current_);
 }
 bool TWConfigManager::isDeviceTriggerEnabled() const {
-  return answer(Gate::deviceTriggerEnabled, gates_, current_);
+  return answer<Gate::deviceTriggerEnabled>(gates_, current_);
 }
 bool TWConfigManager::isDataTrackingEnabled() const {
-  return answer(Gate::dataTrackingEnabled, gates_, current_);
+  return answer<Gate::dataTrackingEnabled>(gates_, current_);
 }
-bool TWConfigManager::isUserPushEnabled() const { return answer(Gate::userPushEnabled, gates_, current_); }
-bool TWConfigManager::isUserInAppEnabled() const { return answer(Gate::userInAppEnabled, gates_, current_); }
+bool TWConfigManager::isUserPushEnabled() const { return answer<Gate::userPushEnabled>(gates_, current_); }
+bool TWConfigManager::isUserInAppEnabled() const { return answer<Gate::userInAppEnabled>(gates_, current_); }
 
 bool TWConfigManager::isEventBlackListed(const std::optional<std::string_view>& eventName) const {
   return isListed<&CompiledConfig::blackListedEvents, kBlackListed>(eventName, current_);

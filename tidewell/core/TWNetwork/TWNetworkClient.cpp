@@ -9,15 +9,13 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/core/TWNetwork/ServiceCatalogue.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
 namespace {
-
-constexpr std::int64_t kStatusOK = 200;
-constexpr std::int64_t kStatusNoContent = 204;
 
 constexpr std::string_view kFetchSelector = "fetchRequest:withCompletionHandler:";
 constexpr std::string_view kSyncSelector = "syncRequest:withCompletionHandler:";
@@ -85,10 +83,10 @@ void handleFetched(platform::UrlTaskResult result, std::size_t maximumReplyBytes
                    const SharedCompletion& completion) {
   static constexpr LogCoordinates kWhere{"TWNetworkClient", 66, kFetchSelector, "🛑 Exception : %@ 🛑"};
   try {
-    if (result.data && result.data->length() > maximumReplyBytes && succeeded(result, kStatusOK)) {
+    if (result.data && result.data->length() > maximumReplyBytes && succeeded(result, kServiceStatusOK)) {
       result.error = replyTooLarge(result.data->length(), maximumReplyBytes);
     }
-    if (succeeded(result, kStatusOK)) {
+    if (succeeded(result, kServiceStatusOK)) {
       callOnMainQueue(completion, true, decodedReply(result));
     } else {
       logFailedTransfer(59, kFetchSelector, "🛑 Api failed with response %@ and error %@ 🛑 ", result);
@@ -127,7 +125,7 @@ void TWNetworkClient::syncRequest(std::optional<platform::UrlRequest> request,
                                   TWRequestCompletion withCompletionHandler) const {
   const SharedCompletion completion = share(withCompletionHandler);
   sendOnSession(std::move(request), [completion](const platform::UrlTaskResult& result) {
-    const bool success = succeeded(result, kStatusOK);
+    const bool success = succeeded(result, kServiceStatusOK);
     if (!success) {
       logFailedTransfer(95, kSyncSelector, "🛑 Api failed with response %@ and error %@ 🛑", result);
     }
@@ -139,7 +137,7 @@ void TWNetworkClient::sendLogRequest(std::optional<platform::UrlRequest> request
                                      TWRequestCompletion withCompletionHandler) const {
   sendOnSession(
       std::move(request), [completion = share(withCompletionHandler)](const platform::UrlTaskResult& result) {
-        const bool success = succeeded(result, kStatusNoContent);
+        const bool success = succeeded(result, kServiceStatusNoContent);
         if (!success) {
           logLine([&] {
             return failureMessage("🛑 The connection failed with response %@ error %@ 🛑", result);

@@ -79,7 +79,8 @@ void TWNetworkConfiguration::updateDefaultPort(std::int64_t port) {
 }
 
 std::string TWNetworkConfiguration::hostForService(TWService service) const {
-  if (service == TWServiceSendLogs) return std::string(HOST_LOGENTRIES);
+  const ServiceEntry* const entry = serviceEntry(service);
+  if (entry != nullptr && entry->host == ServiceHost::ofLogs) return std::string(HOST_LOGENTRIES);
   switch (TWConfigManager::sharedInstance().getDataRedirectionRegion()) {
     case TWDataRegionEurope:
       return std::string(HOST_TDW_PROD_EU);

@@ -133,7 +133,8 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
 void TWNetworkRequest::executeRequestWithCompletionBlock(TWRequestCompletion completion) const {
   std::optional<platform::UrlRequest> request = getRequestInstance();
   const TWNetworkClient client;
-  if (service_ == TWServiceSendLogs) {
+  const ServiceEntry* const entry = serviceEntry(service_);
+  if (entry != nullptr && entry->successStatus == kServiceStatusNoContent) {
     client.sendLogRequest(std::move(request), std::move(completion));
   } else if (service_ == TWServiceGetConfig) {
     client.fetchRequest(std::move(request), kMaximumConfigurationBytes, std::move(completion));

@@ -2,7 +2,7 @@
 
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWCoreConstants.h"
-#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TWUtils/KeychainServices/internal/DeviceUniqueID.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/platform/Platform.h"
 
@@ -110,6 +110,6 @@ std::optional<std::string> TWCoreUtils::getDeviceSystemVersion() {
   return Platform::current().device().systemVersion();
 }
 
-std::optional<std::string> TWCoreUtils::getDeviceUniqueID() { return TWNetworkUtils::getDeviceUniqueID(); }
+std::optional<std::string> TWCoreUtils::getDeviceUniqueID() { return deviceUniqueID(); }
 
 }  // namespace tidewell

@@ -1,12 +1,12 @@
 // The proxy: the two stages, the subclass of the delegate, and the delegate taken anew.
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/TextFormat.h"
@@ -17,6 +17,7 @@
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/appdelegate/TWAppDelegateObserver.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
+#include "tidewell/core/appdelegate/internal/DelegateMessages.h"
 #include "tidewell/core/appdelegate/internal/DelegateProxy.h"
 #include "tidewell/core/appdelegate/internal/OnceToken.h"
 #include "tidewell/core/internal/Guard.h"
@@ -81,46 +82,6 @@ void installing(Work&& work) {
   }
 }
 
-/// Whether a row of the table below is taken only where the delegate responds to its selector.
-enum class Taken { always, whereDelegateResponds };
-
-struct ProxiedMethod {
-  Selector destination;
-  Selector source;
-  Taken taken;
-};
-
-/// A row whose donor bears the selector itself.
-template <class Message>
-ProxiedMethod row(const Message& message, Taken taken = Taken::always) {
-  return {message.selector(), message.selector(), taken};
-}
-
-/// A row whose donor bears another selector.
-template <class Message>
-ProxiedMethod row(const Message& message, std::string_view source, Taken taken = Taken::always) {
-  return {message.selector(), Selector::named(source), taken};
-}
-
-std::vector<ProxiedMethod> baseStageMethods() {
-  return {row(platform::kApplicationContinueUserActivity),
-          row(platform::kApplicationOpenURL, Taken::whereDelegateResponds),
-          row(platform::kApplicationHandleEventsForBackgroundURLSession),
-          row(platform::kApplicationOpenURLFromSource)};
-}
-
-std::vector<ProxiedMethod> remoteNotificationMethods() {
-  return {row(platform::kApplicationDidRegisterForRemoteNotifications,
-              "application:donor_didRegisterForRemoteNotificationsWithDeviceToken:"),
-          row(platform::kApplicationDidFailToRegisterForRemoteNotifications,
-              "application:donor_didFailToRegisterForRemoteNotificationsWithError:"),
-          row(platform::kApplicationDidReceiveRemoteNotification,
-              "application:donor_didReceiveRemoteNotification:"),
-          row(platform::kApplicationDidReceiveRemoteNotificationFetching,
-              "application:donor_didReceiveRemoteNotification:fetchCompletionHandler:",
-              Taken::whereDelegateResponds)};
-}
-
 /// Adds a method of the donor to the subclass. NO, and a line in the log, where it has one already.
 bool addInstanceMethod(Class& toClass, Selector destination, Selector source,
                        const Forwarding* forwarding = nullptr) {
@@ -153,25 +114,26 @@ const Method* realImplementation(Selector selector, const Class& realClass, cons
 }
 
 /// Adds a forwarding method, and writes down in the map what it forwards to.
-void proxyMethod(const ProxiedMethod& method, Class& toClass, const Class& realClass, Dictionary& map) {
-  const Method* const original = realImplementation(method.destination, realClass, map);
+void proxyMethod(const DelegateMessage& message, Class& toClass, const Class& realClass, Dictionary& map) {
+  const Selector selector = message.selector();
+  const Method* const original = realImplementation(selector, realClass, map);
   auto forwarding = std::make_unique<Forwarding>();
   forwarding->original = original;
-  if (addInstanceMethod(toClass, method.destination, method.source, forwarding.get())) {
+  if (addInstanceMethod(toClass, selector, message.donorSelector(), forwarding.get())) {
     (void)forwarding.release();  // the method's, which is never freed
-  } else if (const Method* const present = toClass.ownMethod(method.destination);
-             present && isForwarding(*present)) {
+  } else if (const Method* const present = toClass.ownMethod(selector); present && isForwarding(*present)) {
     static_cast<const Forwarding*>(present->state())->original = original;
   }
-  map.setObject(BoxedPointer{original}, method.destination.name());
+  map.setObject(BoxedPointer{original}, selector.name());
 }
 
-void proxyMethods(const std::vector<ProxiedMethod>& methods, Class& toClass, const Class& realClass,
-                  const Object& delegate, Dictionary& map) {
-  for (const ProxiedMethod& method : methods) {
-    if (method.taken == Taken::whereDelegateResponds && !runtime::respondsTo(&delegate, method.destination))
+template <ProxyStage stage>
+void proxyMethods(Class& toClass, const Class& realClass, const Object& delegate, Dictionary& map) {
+  for (const std::uint8_t row : kRowsOfStage<stage>) {
+    const DelegateMessage& message = kDelegateMessages[row];
+    if (message.added == Added::ifDelegateResponds && !runtime::respondsTo(&delegate, message.selector()))
       continue;
-    proxyMethod(method, toClass, realClass, map);
+    proxyMethod(message, toClass, realClass, map);
   }
 }
 
@@ -206,7 +168,7 @@ Class* createSubclassWithObject(Object& object) {
   }
 
   Dictionary implementations = copyOfRealImplementations(object);
-  proxyMethods(baseStageMethods(), *subclass, original, object, implementations);
+  proxyMethods<ProxyStage::base>(*subclass, original, object, implementations);
   addInstanceMethod(*subclass, runtime::kDescription.selector(), Selector::named("fakeDescription"));
   attachRealImplementations(&object, std::move(implementations), AssociationPolicy::retainNonatomic);
   attachRealClass(&object, original);
@@ -261,7 +223,7 @@ void proxyRemoteNotificationMethods() {
   base::Value implementations = realImplementations(delegate.get());
   if (subclass && realClass && delegate && implementations.dictionary()) {
     Dictionary copy = *implementations.dictionary();
-    proxyMethods(remoteNotificationMethods(), *subclass, *realClass, *delegate, copy);
+    proxyMethods<ProxyStage::remoteNotifications>(*subclass, *realClass, *delegate, copy);
     implementations = std::move(copy);
   }
   attachRealImplementations(delegate.get(), std::move(implementations), AssociationPolicy::retain);

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <initializer_list>
+#include <iterator>
+#include <utility>
 #include <vector>
 
 #include "tidewell/base/internal/Ascii.h"
@@ -22,21 +24,16 @@ constexpr unsigned kStrictJson = rj::kParseIterativeFlag | rj::kParseValidateEnc
 
 constexpr std::string_view kSuccess = R"({"status":"success"})";
 
-constexpr std::array kServices{
-    ServiceEntry{TWServiceGetConfig, kServiceGetConfig, kPOST, "{}"},
-    ServiceEntry{TWServiceDeviceAdd, kServiceDeviceAdd, kPOST, kSuccess},
-    ServiceEntry{TWServiceSendReports, kServiceSendReports, kPOST, kSuccess},
-    ServiceEntry{TWServiceGetInAppMetaV3, kServiceGetInAppMetaV3, kPOST, R"({"campaigns":[]})"},
-    ServiceEntry{TWServiceGetInAppPayloadV3, kServiceGetInAppPayloadV3, kPOST, R"({"payload":{}})"},
-    ServiceEntry{TWServiceGetTestInAppPayloadV3, kServiceGetTestInAppPayloadV3, kGET, R"({"payload":{}})"},
-    ServiceEntry{TWServiceSendInAppStats, kServiceSendInAppStats, kPOST, kSuccess},
-    ServiceEntry{TWServiceInbox, kServiceInbox, kPOST, R"({"messages":[]})"},
-    ServiceEntry{TWServiceSendCategories, kServiceSendCategories, kPOST, kSuccess},
-    ServiceEntry{TWServiceOfflineTriggersSync, kServiceOfflineTriggersSync, kPOST, R"({"triggers":[]})"},
-    ServiceEntry{TWServiceUserInSegment, kServiceUserInSegment, kPOST, R"({"in_segment":false})"},
-    ServiceEntry{TWServiceGeofenceHit, kServiceGeofenceHit, kPOST, kSuccess},
-    ServiceEntry{TWServiceGetGeofences, kServiceGetGeofences, kPOST, R"({"geofences":[]})"},
-    ServiceEntry{TWServiceSendLogs, kServiceSendLogs, kPOST, ""},
+/// The services that answer with more than `kSuccess`.
+constexpr std::pair<TWService, std::string_view> kReplies[] = {
+    {TWServiceGetConfig, "{}"},
+    {TWServiceGetInAppMetaV3, R"({"campaigns":[]})"},
+    {TWServiceGetInAppPayloadV3, R"({"payload":{}})"},
+    {TWServiceGetTestInAppPayloadV3, R"({"payload":{}})"},
+    {TWServiceInbox, R"({"messages":[]})"},
+    {TWServiceOfflineTriggersSync, R"({"triggers":[]})"},
+    {TWServiceUserInSegment, R"({"in_segment":false})"},
+    {TWServiceGetGeofences, R"({"geofences":[]})"},
 };
 
 std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
@@ -57,7 +54,7 @@ class Check {
     const bool logs = name == HOST_LOGENTRIES;
     const bool api = name == HOST_TDW_PROD_US || name == HOST_TDW_PROD_SERV3 || name == HOST_TDW_PROD_EU;
     if (!logs && !api) return object("no host of the backend is called " + inQuotes(name));
-    if (logs != (entry_.service == TWServiceSendLogs)) {
+    if (logs != (entry_.host == ServiceHost::ofLogs)) {
       object("the host " + std::string(name) + " does not offer " + std::string(entry_.path));
     }
     if (!port.empty() && port != ":443") object("Host names the port " + inQuotes(port));
@@ -170,12 +167,19 @@ class Check {
 
 const ServiceEntry* serviceForPath(std::string_view path) {
   const ServiceEntry* best = nullptr;
-  for (const auto& entry : kServices) {
+  for (const ServiceEntry& entry : kServiceCatalogue) {
     if (path.substr(0, entry.path.size()) == entry.path && (!best || entry.path.size() > best->path.size())) {
       best = &entry;
     }
   }
   return best;
+}
+
+std::string_view usualReply(const ServiceEntry& entry) {
+  if (entry.successStatus == kServiceStatusNoContent) return "";
+  const auto* const known = std::find_if(std::begin(kReplies), std::end(kReplies),
+                                         [&](const auto& reply) { return reply.first == entry.service; });
+  return known == std::end(kReplies) ? kSuccess : known->second;
 }
 
 void checkRequest(StandInRequest& request, const ServiceEntry* entry, std::uint16_t ownPort) {

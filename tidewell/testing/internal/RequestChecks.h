@@ -5,20 +5,16 @@
 #include <string>
 #include <string_view>
 
+#include "tidewell/core/TWNetwork/ServiceCatalogue.h"
 #include "tidewell/testing/StandInRequest.h"
 
 namespace tidewell::testing {
 
-/// What a service of the backend looks like from outside.
-struct ServiceEntry {
-  int service;
-  std::string_view path;
-  std::string_view method;
-  std::string_view usualReply;  ///< for a request without faults; "" stands for no content
-};
-
 /// The service whose path is the longest that the given one begins with. Null for none.
 [[nodiscard]] const ServiceEntry* serviceForPath(std::string_view path);
+
+/// The body of a success: "" where the service answers without one.
+[[nodiscard]] std::string_view usualReply(const ServiceEntry& entry);
 
 /// Adds a sentence to the request's problems for everything that the backend would object to. `ownPort` is
 /// the port that the server really listens on, which a Host header for localhost names.

@@ -1,6 +1,5 @@
 #include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
 
-#include <array>
 #include <utility>
 
 #include "tidewell/core/internal/Guard.h"
@@ -8,41 +7,12 @@
 namespace tidewell {
 namespace {
 
-/// What one gate asks, after it has asked whether the account is active.
-struct GateRule {
-  std::string_view selector;
-  std::int32_t line;
-  bool fallback;
-  base::Value TWConfigFields::*status = nullptr;
-  bool nilStatusPasses = true;
-  bool TWConfigFields::*optOut = nullptr;
-  bool TWConfigFields::*secondOptOut = nullptr;
-};
-
-constexpr std::array<GateRule, kGateCount> kGateRules = {{
-    {"isAccountActive", 238, true, &TWConfigFields::accountStatus},
-    {"isInAppServiceActive", 259, true, &TWConfigFields::inAppServiceStatus, true,
-     &TWConfigFields::userInAppOptedOut},
-    {"isGeofenceServiceActive", 285, true, &TWConfigFields::geofenceServiceStatus, true,
-     &TWConfigFields::userPushOptedOut, &TWConfigFields::dataTrackingOptedOut},
-    {"isInboxServiceActive", 306, true, &TWConfigFields::inboxServiceStatus, true,
-     &TWConfigFields::userPushOptedOut},
-    {"isLogentriesEnabled", 328, false, &TWConfigFields::logEntriesServiceStatus, false},
-    {"isPeriodicSyncEnabled", 348, false, &TWConfigFields::periodicSyncStatus},
-    {"isDeviceTriggerEnabled", 368, false, &TWConfigFields::deviceTriggerServiceStatus, false,
-     &TWConfigFields::userPushOptedOut},
-    {"isDataTrackingEnabled", 511, false, nullptr, true, &TWConfigFields::dataTrackingOptedOut},
-    {"isUserPushEnabled", 526, true, nullptr, true, &TWConfigFields::userPushOptedOut},
-    {"isUserInAppEnabled", 541, false, nullptr, true, &TWConfigFields::userInAppOptedOut},
-}};
-
-constexpr const GateRule& ruleOf(Gate gate) { return kGateRules[static_cast<std::size_t>(gate)]; }
-
 /// The steps of a gate that come after the account's. Raises for a status that is no string.
 bool passes(const GateRule& rule, const TWConfigFields& fields) {
   if (rule.status != nullptr) {
     const base::Value& status = fields.*rule.status;
-    if (status.isNil() ? !rule.nilStatusPasses : status.isEqualToString(CONFIG_STATUS_BLOCKED)) return false;
+    if (status.isNil() ? rule.nilStatus == NilStatus::fails : status.isEqualToString(CONFIG_STATUS_BLOCKED))
+      return false;
   }
   if (rule.optOut != nullptr && fields.*rule.optOut) return false;
   return rule.secondOptOut == nullptr || !(fields.*rule.secondOptOut);
@@ -61,17 +31,16 @@ std::shared_ptr<const EventList> eventList(const base::Value& list) {
 
 }  // namespace
 
-std::uint32_t compileGates(const TWConfigFields& fields) {
+GateWord compileGates(const TWConfigFields& fields) {
   const GateRule& account = ruleOf(Gate::accountActive);
   const bool accountRaises = raises(account, fields);
   const bool accountActive = accountRaises ? account.fallback : passes(account, fields);
-  std::uint32_t gates = 0;
-  for (std::uint32_t index = 0; index < kGateCount; ++index) {
-    const Gate gate{index};
-    if (accountRaises || (accountActive && raises(ruleOf(gate), fields))) {
-      gates |= raisesBit(gate);
-    } else if (accountActive && passes(ruleOf(gate), fields)) {
-      gates |= yesBit(gate);
+  GateWord gates = 0;
+  for (const GateRule& rule : kGateRules) {
+    if (accountRaises || (accountActive && raises(rule, fields))) {
+      gates |= raisesBit(rule.gate);
+    } else if (accountActive && passes(rule, fields)) {
+      gates |= yesBit(rule.gate);
     }
   }
   return gates;

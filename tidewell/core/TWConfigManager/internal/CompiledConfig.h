@@ -11,28 +11,8 @@
 
 namespace tidewell {
 
-/// The questions whose answers are bits of one word.
-enum class Gate : std::uint32_t {
-  accountActive,
-  inAppServiceActive,
-  geofenceServiceActive,
-  inboxServiceActive,
-  logentriesEnabled,
-  periodicSyncEnabled,
-  deviceTriggerEnabled,
-  dataTrackingEnabled,
-  userPushEnabled,
-  userInAppEnabled,
-};
-inline constexpr std::uint32_t kGateCount = 10;
-
-/// The bit that is set where a gate answers YES.
-constexpr std::uint32_t yesBit(Gate gate) { return 1u << static_cast<std::uint32_t>(gate); }
-/// The bit that is set where answering a gate raises: it is then answered by `answerGate`, which logs.
-constexpr std::uint32_t raisesBit(Gate gate) { return yesBit(gate) << 16; }
-
 /// The answers of all gates, and which of them raise.
-[[nodiscard]] std::uint32_t compileGates(const TWConfigFields& fields);
+[[nodiscard]] GateWord compileGates(const TWConfigFields& fields);
 /// Answers a gate step by step. What is raised is logged, with the coordinates of the gate that met it, and
 /// gives that gate's own fallback.
 [[nodiscard]] bool answerGate(Gate gate, const TWConfigFields& fields);
@@ -42,7 +22,7 @@ constexpr std::uint32_t raisesBit(Gate gate) { return yesBit(gate) << 16; }
 /// that hold the same.
 struct CompiledConfig : std::enable_shared_from_this<CompiledConfig> {
   TWConfigFields fields;
-  std::uint32_t gates = 0;
+  GateWord gates = 0;
   std::shared_ptr<const EventList> blackListedEvents;
   std::shared_ptr<const EventList> instantFlushEvents;
   std::shared_ptr<const EventList> whitelistedEvents;

@@ -55,7 +55,8 @@ bool areAmong(const std::vector<PendingChanges::Change>& changes,
 /// The keys of some properties, for a line.
 std::string keysOf(PropertySet properties) {
   std::string keys;
-  for (const ConfigField& field : kConfigFields) {
+  for (const std::uint8_t row : kArchiveOrder) {
+    const ConfigField& field = kConfigFields[row];
     if ((properties & propertyBit(field.property)) == 0) continue;
     if (!keys.empty()) keys += ", ";
     keys += field.key;

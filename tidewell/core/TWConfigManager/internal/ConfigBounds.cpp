@@ -62,7 +62,7 @@ class Measure {
 
 PropertyBounds boundsOf(TWConfigProperty property) {
   if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
-  return isArrayProperty(property) ? kListBounds : kSingleValueBounds;
+  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
 }
 
 PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties) {

@@ -11,52 +11,13 @@ namespace {
 constexpr std::string_view kInvalidProperty = "Invalid Property";
 constexpr std::string_view kUnknownFeature = "Unknown feature";
 
-constexpr bool isBetween(std::int64_t property, TWConfigProperty first, TWConfigProperty last) {
-  return property >= first && property <= last;
-}
-constexpr bool isStatus(std::int64_t property) {
-  return isBetween(property, TWConfigPropertyAccountStatus, TWConfigPropertyPeriodicSyncStatus);
-}
-constexpr bool isDuration(std::int64_t property) {
-  return isBetween(property, TWConfigPropertyInboxDefaultDuration, TWConfigPropertySessionInactiveDuration);
-}
-constexpr bool isArray(std::int64_t property) {
-  return isBetween(property, TWConfigPropertyBlackListedEvents, TWConfigPropertyRestrictedUniqueIDRegex);
-}
-constexpr bool isMisc(std::int64_t property) {
-  return isBetween(property, TWConfigPropertyEventsBatchCount, TWConfigPropertyDataRedirectionRegion);
-}
-constexpr bool isGDPR(std::int64_t property) {
-  return isBetween(property, TWConfigPropertyDataTrackingOptedOut, TWConfigPropertyUserInAppOptedOut);
-}
-
-constexpr bool everyPropertyHasOneField() {
-  PropertySet seen = 0;
-  for (const ConfigField& field : kConfigFields) seen |= propertyBit(field.property);
-  return seen == 0xFFFF7F && kConfigFields.size() == 23;
-}
-static_assert(everyPropertyHasOneField());
-
-/// Stores a value in the field of a property that has one of this type.
+/// Stores a value in a field of this type.
 template <class Type>
-void store(ConfigChange& change, std::int64_t property, Type value) {
-  for (const ConfigField& field : kConfigFields) {
-    if (field.property == property) {
-      change.set(field.property, std::get<Type TWConfigFields::*>(field.member), std::move(value));
-    }
-  }
+void store(ConfigChange& change, const ConfigField& field, Type value) {
+  change.set(field.property, std::get<Type TWConfigFields::*>(field.member), std::move(value));
 }
 
 }  // namespace
-
-bool isArrayProperty(std::int64_t property) { return isArray(property); }
-
-std::string_view keyOf(TWConfigProperty property) {
-  for (const ConfigField& field : kConfigFields) {
-    if (field.property == property) return field.key;
-  }
-  return {};
-}
 
 void copyFields(const TWConfigFields& from, TWConfigFields& to, PropertySet properties) {
   for (const ConfigField& field : kConfigFields) {
@@ -73,7 +34,8 @@ bool equalFields(const TWConfigFields& a, const TWConfigFields& b, PropertySet p
 }
 
 void encodeFields(const TWConfigFields& fields, base::KeyedEncoder& encoder) {
-  for (const ConfigField& field : kConfigFields) {
+  for (const std::uint8_t row : kArchiveOrder) {
+    const ConfigField& field = kConfigFields[row];
     struct Encode {
       void operator()(base::Value TWConfigFields::*member) const {
         encoder.encodeObject(fields.*member, key);
@@ -93,7 +55,8 @@ void encodeFields(const TWConfigFields& fields, base::KeyedEncoder& encoder) {
 
 TWConfigFields decodeFields(base::KeyedDecoder& decoder, PropertySet* broken) {
   TWConfigFields fields;
-  for (const ConfigField& field : kConfigFields) {
+  for (const std::uint8_t row : kArchiveOrder) {
+    const ConfigField& field = kConfigFields[row];
     struct Decode {
       void operator()(base::Value TWConfigFields::*member) const {
         fields.*member = decoder.decodeObjectForKey(key);
@@ -118,7 +81,8 @@ TWConfigFields decodeFields(base::KeyedDecoder& decoder, PropertySet* broken) {
 
 base::Dictionary scalarsOf(const TWConfigFields& fields, PropertySet properties) {
   base::Dictionary scalars;
-  for (const ConfigField& field : kConfigFields) {
+  for (const std::uint8_t row : kArchiveOrder) {
+    const ConfigField& field = kConfigFields[row];
     if ((properties & propertyBit(field.property)) == 0) continue;
     const base::Value value =
         std::visit([&](auto member) { return base::Value(fields.*member); }, field.member);
@@ -150,17 +114,27 @@ void takeScalars(const base::Dictionary& scalars, TWConfigFields& fields, Proper
 }
 
 std::string_view ConfigChange::write(std::int64_t property, const base::Value& value) {
-  if (isStatus(property)) return writeStatus(property, value);
-  if (isDuration(property)) return writeDuration(property, value);
-  if (isArray(property)) return writeArray(property, value);
-  if (isMisc(property)) return writeMisc(property, value);
-  if (isGDPR(property)) return writeGDPR(property, value);
+  const ConfigField* const field = fieldOf(property);
+  if (field == nullptr) return kInvalidProperty;
+  switch (field->group) {
+    case ConfigGroup::status:
+      return writeStatus(property, value);
+    case ConfigGroup::duration:
+      return writeDuration(property, value);
+    case ConfigGroup::list:
+      return writeArray(property, value);
+    case ConfigGroup::misc:
+      return writeMisc(property, value);
+    case ConfigGroup::optOut:
+      return writeGDPR(property, value);
+  }
   return kInvalidProperty;
 }
 
 std::string_view ConfigChange::writeStatus(std::int64_t property, const base::Value& value) {
-  if (!isStatus(property)) return kUnknownFeature;
-  store(*this, property, value ? value : base::Value(TWConfig::getDefaultValForStatusProperty(property)));
+  const ConfigField* const field = fieldOf(property, ConfigGroup::status);
+  if (field == nullptr) return kUnknownFeature;
+  store(*this, *field, value ? value : base::Value(TWConfig::getDefaultValForStatusProperty(property)));
   return {};
 }
 
@@ -168,32 +142,36 @@ std::string_view ConfigChange::writeDuration(std::int64_t property, const base::
   // The number is asked for first, as for every value that comes: one without a number raises.
   const std::int64_t seconds =
       value ? value.integerValue() : TWConfig::getDefaultValForDurationProperty(property);
-  if (!isDuration(property)) return kUnknownConfigProperty;
-  store(*this, property, static_cast<std::uint64_t>(seconds));
+  const ConfigField* const field = fieldOf(property, ConfigGroup::duration);
+  if (field == nullptr) return kUnknownConfigProperty;
+  store(*this, *field, static_cast<std::uint64_t>(seconds));
   return {};
 }
 
 std::string_view ConfigChange::writeArray(std::int64_t property, const base::Value& value) {
-  if (!isArray(property)) return kUnknownConfigProperty;
-  store(*this, property, value ? value : base::Value(TWConfig::getDefaultValForArrayProperty(property)));
+  const ConfigField* const field = fieldOf(property, ConfigGroup::list);
+  if (field == nullptr) return kUnknownConfigProperty;
+  store(*this, *field, value ? value : base::Value(TWConfig::getDefaultValForArrayProperty(property)));
   // The restricted-ID expressions are stored, and the line is logged all the same.
   return property == TWConfigPropertyRestrictedUniqueIDRegex ? kUnknownConfigProperty : std::string_view();
 }
 
 std::string_view ConfigChange::writeGDPR(std::int64_t property, const base::Value& value) {
   const bool flag = value ? value.boolValue() : TWConfig::getDefaultValForGDPRProperty(property);
-  if (!isGDPR(property)) return kUnknownConfigProperty;
-  store(*this, property, flag);
+  const ConfigField* const field = fieldOf(property, ConfigGroup::optOut);
+  if (field == nullptr) return kUnknownConfigProperty;
+  store(*this, *field, flag);
   return {};
 }
 
 std::string_view ConfigChange::writeMisc(std::int64_t property, const base::Value& value) {
-  if (!isMisc(property)) return kUnknownConfigProperty;
+  const ConfigField* const field = fieldOf(property, ConfigGroup::misc);
+  if (field == nullptr) return kUnknownConfigProperty;
   const base::Value resolved = value ? value : TWConfig::getDefaultValForMiscProperty(property);
-  if (property == TWConfigPropertyEventsBatchCount) {
-    store(*this, property, static_cast<std::uint64_t>(resolved.integerValue()));
+  if (std::holds_alternative<std::uint64_t TWConfigFields::*>(field->member)) {
+    store(*this, *field, static_cast<std::uint64_t>(resolved.integerValue()));
   } else {
-    store(*this, property, resolved);
+    store(*this, *field, resolved);
   }
   return {};
 }

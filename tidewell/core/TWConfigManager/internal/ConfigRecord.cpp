@@ -32,7 +32,7 @@ void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, 
   if (!latest || latest->restrictedExpressions != snapshot->restrictedExpressions) {
     deferred.newExpressions = snapshot->restrictedExpressions;
   }
-  const std::uint32_t gates = snapshot->gates;
+  const GateWord gates = snapshot->gates;
   publisher_.publish(std::move(snapshot));
   gates_.store(gates, std::memory_order_release);
 }

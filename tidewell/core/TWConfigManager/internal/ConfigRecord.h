@@ -28,7 +28,7 @@ struct DeferredWork {
 /// What the questions of one manager read. Callers of `publish` take turns.
 class ConfigPublication {
  public:
-  ConfigPublication(std::atomic<std::uint32_t>& gates, std::atomic<const CompiledConfig*>& current)
+  ConfigPublication(std::atomic<GateWord>& gates, std::atomic<const CompiledConfig*>& current)
       : gates_(gates), publisher_(current) {}
   /// After this the next `publish` needs no memory.
   void makeRoom() { publisher_.makeRoom(); }
@@ -40,7 +40,7 @@ class ConfigPublication {
   void replace(std::shared_ptr<const CompiledConfig> snapshot, DeferredWork& deferred);
 
  private:
-  std::atomic<std::uint32_t>& gates_;
+  std::atomic<GateWord>& gates_;
   base::SnapshotPublisher<CompiledConfig> publisher_;
 };
 

@@ -1,13 +1,12 @@
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 
 #include <array>
-#include <atomic>
 #include <memory>
 #include <utility>
 
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
+#include "tidewell/core/TWUtils/KeychainServices/internal/DeviceUniqueID.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
@@ -20,21 +19,6 @@ namespace {
 
 using platform::Platform;
 
-/// The paths by the number of their service.
-constexpr std::array kServicePaths = {
-    kServiceGetConfig,         kServiceDeviceAdd,
-    kServiceSendReports,       kServiceGetInAppMetaV3,
-    kServiceGetInAppPayloadV3, kServiceGetTestInAppPayloadV3,
-    kServiceSendInAppStats,    kServiceInbox,
-    kServiceSendCategories,    kServiceOfflineTriggersSync,
-    kServiceUserInSegment,     kServiceGeofenceHit,
-    kServiceGetGeofences,      kServiceSendLogs,
-};
-
-bool isKnown(TWService service) {
-  return service >= 0 && static_cast<std::size_t>(service) < kServicePaths.size();
-}
-
 /// The wrappers in the order in which they are asked; the last one that left a version wins.
 constexpr auto kIntegrations = std::to_array<std::pair<std::string_view, std::string_view>>({
     {Tidewell_Cordova_SDK_Version, "cordova"},
@@ -45,13 +29,6 @@ constexpr auto kIntegrations = std::to_array<std::pair<std::string_view, std::st
 });
 
 constexpr std::string_view kOperatingSystem = "iOS";
-
-/// The device unique ID of this process, once it is known. Published once and never freed.
-constinit std::atomic<const std::string*> tdw_device_unique_id{nullptr};
-
-std::string keychainService() {
-  return base::stringWithFormat("%@.%@", {TW_KEYCHAIN_SERVICE, TWCoreUtils::bundleIdentifier()});
-}
 
 /// The push token, where there is one and the user gets push messages at all.
 std::optional<std::string> usablePushToken() {
@@ -84,26 +61,27 @@ void shareWithExtensions(const base::Dictionary& parameters) {
 
 std::optional<std::string> TWNetworkUtils::getAPIPathForService(
     TWService service, std::optional<std::string_view> withAdditionalPathComponent) {
-  if (!isKnown(service)) return std::nullopt;
-  const std::string_view servicePath = kServicePaths[static_cast<std::size_t>(service)];
+  const ServiceEntry* const entry = serviceEntry(service);
+  if (entry == nullptr) return std::nullopt;
   const std::string_view component = withAdditionalPathComponent.value_or("");
   std::string path;
-  path.reserve(servicePath.size() + component.size());
-  path.append(servicePath).append(component);
+  path.reserve(entry->path.size() + component.size());
+  path.append(entry->path).append(component);
   return path;
 }
 
 std::optional<std::string> TWNetworkUtils::getRequestMethodForService(TWService service) {
-  if (!isKnown(service)) return std::nullopt;
-  return std::string(service == TWServiceGetTestInAppPayloadV3 ? kGET : kPOST);
+  const ServiceEntry* const entry = serviceEntry(service);
+  if (entry == nullptr) return std::nullopt;
+  return std::string(entry->method);
 }
 
 std::optional<base::Dictionary> TWNetworkUtils::getQueryParamsBodyDictForService(TWService service) {
   static constexpr LogCoordinates kWhere{"TWNetworkUtils", 134, "getQueryParamsBodyDictForService:",
                                          "Exception while getting Param for API : %@", TWLogSeverityError};
   return guarded(kWhere, std::optional<base::Dictionary>(), [&] {
-    const bool isGeofenceService = service == TWServiceGeofenceHit || service == TWServiceGetGeofences;
-    return getRequestParamsWithV1(isGeofenceService);
+    const ServiceEntry* const entry = serviceEntry(service);
+    return getRequestParamsWithV1(entry != nullptr && entry->parameters == ServiceParameters::v2AndV1);
   });
 }
 
@@ -164,29 +142,12 @@ base::Dictionary TWNetworkUtils::getDeviceAttributeParams() {
           {"os_ver", TWCoreUtils::getDeviceSystemVersion()}};
 }
 
-std::optional<std::string> TWNetworkUtils::getDeviceUniqueID() {
-  if (const std::string* known = tdw_device_unique_id.load(std::memory_order_acquire)) return *known;
-  std::optional<std::string> found = getDeviceUniqueIDFromKeyChain();
-  if (!found) return std::nullopt;
-
-  // Where two first calls meet, both answer what was published first.
-  auto made = std::make_unique<const std::string>(*std::move(found));
-  const std::string* published = nullptr;
-  if (tdw_device_unique_id.compare_exchange_strong(published, made.get(), std::memory_order_acq_rel)) {
-    published = made.release();
-  }
-  return *published;
-}
+std::optional<std::string> TWNetworkUtils::getDeviceUniqueID() { return deviceUniqueID(); }
 
 std::optional<std::string> TWNetworkUtils::getDeviceUniqueIDFromKeyChain() {
-  const std::string service = keychainService();
-  const base::Value loaded = TWKeychain::load(service);
-  if (loaded.isNil()) return TWKeychain::createDeviceUniqueIDForService(service);
-  return loaded.optionalString();
+  return deviceUniqueIDFromKeychain();
 }
 
-bool TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain() {
-  return !TWKeychain::load(keychainService()).isNil();
-}
+bool TWNetworkUtils::isDeviceUniqueIDPresentInKeyChain() { return isDeviceUniqueIDInKeychain(); }
 
 }  // namespace tidewell

@@ -14,7 +14,7 @@
 #include "tidewell/base/internal/HazardPointer.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
-#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWUtils/TWLogger/internal/LogShipper.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -67,6 +67,7 @@ void writeReport(std::string_view text) {
 }
 
 constinit std::atomic<const Templates*> templatesInForce{nullptr};
+constinit std::atomic<const LogShipper*> shipperInForce{nullptr};
 
 /// The writers' side of templates and switches.
 ///
@@ -193,6 +194,10 @@ constinit LoggerSwitches switches;
 
 constinit std::atomic<std::uint64_t> TWLogger::threshold_{kNothingIsWritten};
 
+void setLogShipper(const LogShipper& shipper) noexcept {
+  shipperInForce.store(&shipper, std::memory_order_release);
+}
+
 void TWLogger::initialize() { (void)loggerState(); }
 
 void TWLogger::setupDefaultFormats() {
@@ -294,9 +299,10 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, c
                                 const base::Value& stackTrace) {
   logWithVerbosity(verbosity, severity, formatArgs);
   try {
-    if (!TWConfigManager::sharedInstance().isLogentriesEnabled()) return;
+    const LogShipper* const shipper = shipperInForce.load(std::memory_order_acquire);
+    if (shipper == nullptr || !shipper->isEnabled()) return;
     std::optional<std::string> line = getLogforVerbosity(verbosity, severity, formatArgs);
-    if (line) sendLogToLogEntries(*std::move(line), stackTrace, labelForSeverity(severity));
+    if (line) shipper->send(*std::move(line), stackTrace, labelForSeverity(severity));
   } catch (...) {
     writeFailure("LogEntries Logger exception logWithVerbosity:andStackTrace: %@");
   }

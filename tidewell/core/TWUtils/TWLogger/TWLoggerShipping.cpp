@@ -1,5 +1,7 @@
 // The way of a log line to the log service.
 
+#include "tidewell/core/TWUtils/TWLogger/internal/LogShipping.h"
+
 #include <atomic>
 #include <memory>
 #include <string>
@@ -9,6 +11,7 @@
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
+#include "tidewell/core/TWUtils/TWLogger/internal/LogShipper.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
 #include "tidewell/core/internal/Guard.h"
@@ -64,7 +67,12 @@ std::optional<std::string> tokenPathComponent() {
   return token.optionalString();
 }
 
+constexpr LogShipper kLogServiceShipper{
+    [] { return TWConfigManager::sharedInstance().isLogentriesEnabled(); }, &TWLogger::sendLogToLogEntries};
+
 }  // namespace
+
+void registerLogShipping() noexcept { setLogShipper(kLogServiceShipper); }
 
 void TWLogger::sendLogToLogEntries(const base::Value& message, const base::Value& andTraceBack,
                                    const base::Value& andLevel) {

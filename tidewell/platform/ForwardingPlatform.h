@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/platform/Platform.h"
+
+namespace tidewell::platform {
+
+/// A platform that answers everything as another one does: the base of a platform that changes a part of an
+/// existing one. Override what differs.
+///
+/// Owns the other platform together with whoever else does, and destroys it after the members of the derived
+/// class. Callable from any thread, as the other one is.
+class TIDEWELL_EXPORT ForwardingPlatform : public Platform {
+ public:
+  /// `to` is not null.
+  explicit ForwardingPlatform(std::shared_ptr<Platform> to);
+  ~ForwardingPlatform() override;
+
+  [[nodiscard]] UserDefaults& standardUserDefaults() override;
+  [[nodiscard]] std::shared_ptr<UserDefaults> userDefaultsWithSuiteName(std::string_view name) override;
+  [[nodiscard]] FileManager& fileManager() override;
+  [[nodiscard]] Keychain& keychain() override;
+  [[nodiscard]] Device& device() override;
+  [[nodiscard]] Bundles& bundles() override;
+  [[nodiscard]] Clock& clock() override;
+  [[nodiscard]] Console& console() override;
+  [[nodiscard]] Queue& mainQueue() override;
+  [[nodiscard]] Queue& globalQueue() override;
+  [[nodiscard]] std::shared_ptr<UrlSession> makeUrlSession(UrlSessionConfiguration configuration) override;
+  [[nodiscard]] UrlSession& sharedUrlSession() override;
+  [[nodiscard]] bool hasModernLinkOpening() const override;
+  [[nodiscard]] LinkOpener& linkOpener() override;
+  [[nodiscard]] Presenter& presenter() override;
+
+ private:
+  const std::shared_ptr<Platform> to_;
+};
+
+}  // namespace tidewell::platform
