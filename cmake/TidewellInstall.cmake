@@ -84,7 +84,7 @@ function(tidewell_pkg_config name library description requires requires_private)
   install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endfunction()
 tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, networking, identity and logging" ""
-                    "liburiparser icu-uc icu-i18n libcrypto")
+                    "icu-uc icu-i18n libcrypto")
 foreach(library ${platform_libraries})
   foreach(property PACKAGE DESCRIPTION REQUIRES PRIVATE)
     get_target_property(${property} ${library} TIDEWELL_${property})

@@ -41,7 +41,6 @@ if(TIDEWELL_BUILD_TESTS OR TIDEWELL_BUILD_BENCH)
   # The peer that our property lists are compared with.
   pkg_check_modules(LIBPLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 endif()
-pkg_check_modules(URIPARSER REQUIRED IMPORTED_TARGET liburiparser)
 pkg_check_modules(LIBCURL REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(TIDEWELL_ZLIB REQUIRED IMPORTED_TARGET zlib)
 pkg_check_modules(TIDEWELL_BROTLIDEC REQUIRED IMPORTED_TARGET libbrotlidec)

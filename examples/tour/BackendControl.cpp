@@ -1,8 +1,10 @@
 #include "BackendControl.h"
 
-#include <httplib.h>
+#include <curl/curl.h>
 
 #include <algorithm>
+#include <memory>
+#include <optional>
 #include <sstream>
 
 #include "tidewell/base/formats/Json.h"
@@ -10,26 +12,41 @@
 
 namespace {
 
-bool post(int port, const std::string& path, const std::string& body) {
-  httplib::Client client("127.0.0.1", port);
-  const auto reply = client.Post(path, body, "text/plain");
-  return reply && reply->status / 100 == 2;
+std::size_t append(char* data, std::size_t size, std::size_t count, void* text) {
+  static_cast<std::string*>(text)->append(data, size * count);
+  return size * count;
 }
 
-/// One JSON object a line.
-std::string receivedRequests(int port) {
-  httplib::Client client("127.0.0.1", port);
-  const auto reply = client.Get("/control/requests");
-  return reply && reply->status == 200 ? reply->body : std::string();
+/// The body of the reply: a POST where there is something to send, else a GET. No value for an error.
+std::optional<std::string> ask(int port, const std::string& path, const std::string* posted = nullptr) {
+  const std::unique_ptr<CURL, void (*)(CURL*)> handle(curl_easy_init(), curl_easy_cleanup);
+  std::string reply;
+  curl_easy_setopt(handle.get(), CURLOPT_URL, ("http://127.0.0.1:" + std::to_string(port) + path).c_str());
+  curl_easy_setopt(handle.get(), CURLOPT_NOPROXY, "*");
+  curl_easy_setopt(handle.get(), CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle.get(), CURLOPT_FAILONERROR, 1L);
+  curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, append);
+  curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &reply);
+  if (posted != nullptr) {
+    curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDS, posted->data());
+    curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(posted->size()));
+  }
+  if (curl_easy_perform(handle.get()) != CURLE_OK) return std::nullopt;
+  return reply;
 }
+
+/// One JSON object per line.
+std::string receivedRequests(int port) { return ask(port, "/control/requests").value_or(""); }
 
 }  // namespace
 
 bool BackendControl::setConfiguration(const std::string& json) const {
-  return post(port_, "/control/config", json);
+  return ask(port_, "/control/config", &json).has_value();
 }
 
-bool BackendControl::addFault(const std::string& fault) const { return post(port_, "/control/fault", fault); }
+bool BackendControl::addFault(const std::string& fault) const {
+  return ask(port_, "/control/fault", &fault).has_value();
+}
 
 int BackendControl::requestCount() const {
   const std::string requests = receivedRequests(port_);

@@ -1,6 +1,8 @@
 #include "tidewell/base/Url.h"
 
-#include <uriparser/Uri.h>
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <charconv>
@@ -48,6 +50,7 @@ Components componentsOf(std::string_view text) {
 }
 
 constexpr detail::CharacterSet kInNames = detail::kUnreserved.with(detail::kSubDelimiters);
+constexpr detail::CharacterSet kInUserInformation = kInNames.with(":");
 constexpr detail::CharacterSet kInPaths = kInNames.with(":@/");
 constexpr detail::CharacterSet kInQueries = kInPaths.with("?");
 
@@ -64,24 +67,38 @@ bool holdsOnly(std::string_view text, const detail::CharacterSet& characters) {
   return true;
 }
 
-/// Whether the authority is one of RFC 3986: user, name or IP literal, port.
+/// An address between brackets (RFC 3986, section 3.2.2): of IPv6, or of a version to come.
+bool isAddressLiteral(std::string_view text) {
+  if (text.starts_with('v') || text.starts_with('V')) {
+    const std::size_t dot = text.find('.');
+    if (dot == std::string_view::npos || dot == 1 || dot + 1 == text.size()) return false;
+    const std::string_view version = text.substr(1, dot - 1);
+    const std::string_view address = text.substr(dot + 1);
+    return std::all_of(version.begin(), version.end(), detail::isHexDigit) &&
+           std::all_of(address.begin(), address.end(), [](char c) { return kInUserInformation.contains(c); });
+  }
+  const std::string copy(text);  // with an end that inet_pton finds
+  in6_addr address;
+  return copy.find('\0') == std::string::npos && inet_pton(AF_INET6, copy.c_str(), &address) == 1;
+}
+
+/// Whether the authority is one of RFC 3986: user, name or address literal, port.
 bool isAuthority(std::string_view authority) {
+  if (const std::size_t at = authority.find('@'); at != std::string_view::npos) {
+    if (!holdsOnly(authority.substr(0, at), kInUserInformation)) return false;
+    authority.remove_prefix(at + 1);
+  }
+  if (authority.starts_with('[')) {
+    const std::size_t bracket = authority.find(']');
+    if (bracket == std::string_view::npos || !isAddressLiteral(authority.substr(1, bracket - 1)))
+      return false;
+    authority.remove_prefix(bracket + 1);
+    if (!authority.empty() && authority.front() != ':') return false;
+  }
   const std::size_t colon = std::min(authority.find(':'), authority.size());
   const std::string_view port = authority.substr(std::min(colon + 1, authority.size()));
-  if (holdsOnly(authority.substr(0, colon), kInNames) &&
-      std::all_of(port.begin(), port.end(), detail::isAsciiDigit)) {
-    return true;
-  }
-  // The grammar of users and IP literals is the parser's; it sees no path, for which it would allocate a
-  // piece a slash.
-  const std::string text = "//" + std::string(authority);
-  UriUriA uri;
-  const char* error = nullptr;
-  if (uriParseSingleUriExA(&uri, text.data(), text.data() + text.size(), &error) != URI_SUCCESS) {
-    return false;
-  }
-  uriFreeUriMembersA(&uri);
-  return true;
+  return holdsOnly(authority.substr(0, colon), kInNames) &&
+         std::all_of(port.begin(), port.end(), detail::isAsciiDigit);
 }
 
 bool isUriReference(std::string_view text) {

@@ -1,4 +1,4 @@
-// Names of {fmt}, RapidJSON and cpp-httplib as another version of each might define them in a host, exported
+// Names of {fmt} and RapidJSON as another version of each might define them in a host, exported
 // to whatever asks for them. Nobody in this program does; the library must not either.
 #include <cstdio>
 #include <cstdlib>
@@ -46,11 +46,3 @@ class HOSTS_OWN CrtAllocator {
 void CrtAllocator::Free(void*) noexcept { foreignCall("RapidJSON"); }
 void* CrtAllocator::Malloc(unsigned long) { foreignCall("RapidJSON"); }
 }  // namespace rapidjson
-
-namespace httplib {
-class HOSTS_OWN Server {
- public:
-  Server();
-};
-Server::Server() { foreignCall("cpp-httplib"); }
-}  // namespace httplib
