@@ -1,5 +1,6 @@
 #include <mutex>
 
+#include "tidewell/platform/LinkOpener.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"

@@ -8,6 +8,10 @@
 #include <utility>
 
 #include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/platform/FileManager.h"
+#include "tidewell/platform/LinkOpener.h"
+#include "tidewell/platform/Presenter.h"
+#include "tidewell/platform/UrlSession.h"
 
 namespace tidewell::platform {
 namespace {
