@@ -21,6 +21,7 @@
 #include "tidewell/core/internal/AppGroup.h"
 #include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
+#include "tidewell/platform/UrlSession.h"
 
 namespace tidewell {
 namespace {

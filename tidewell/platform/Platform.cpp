@@ -1,13 +1,14 @@
 #include "tidewell/platform/Platform.h"
 
 #include <atomic>
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/platform/LinkOpener.h"
+#include "tidewell/platform/Presenter.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/UnknownMachine.h"
 #include "tidewell/runtime/Description.h"

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -9,16 +8,18 @@
 #include "tidewell/platform/Clock.h"
 #include "tidewell/platform/Console.h"
 #include "tidewell/platform/Device.h"
-#include "tidewell/platform/FileManager.h"
 #include "tidewell/platform/Keychain.h"
-#include "tidewell/platform/LinkOpener.h"
-#include "tidewell/platform/NotificationCenter.h"
-#include "tidewell/platform/Presenter.h"
 #include "tidewell/platform/Queue.h"
-#include "tidewell/platform/UrlSession.h"
 #include "tidewell/platform/UserDefaults.h"
 
 namespace tidewell::platform {
+
+// A caller includes the headers of these itself.
+class FileManager;
+class LinkOpener;
+class Presenter;
+class UrlSession;
+struct UrlSessionConfiguration;
 
 /// Everything that the SDK asks of the system it runs on.
 ///

@@ -1,6 +1,5 @@
 #include "tidewell/platform/SFSafariViewController.h"
 
-#include <mutex>
 #include <string>
 #include <utility>
 

@@ -1,6 +1,6 @@
-#include <mutex>
 
 #include "tidewell/base/internal/Mutex.h"
+#include "tidewell/platform/LinkOpener.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"

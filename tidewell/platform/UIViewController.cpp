@@ -1,7 +1,6 @@
 #include "tidewell/platform/UIViewController.h"
 
 #include <algorithm>
-#include <mutex>
 #include <string>
 #include <utility>
 

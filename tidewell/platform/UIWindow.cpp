@@ -1,7 +1,5 @@
 #include "tidewell/platform/UIWindow.h"
 
-#include <mutex>
-
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"

@@ -10,7 +10,12 @@
 
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
+#include "tidewell/platform/FileManager.h"
+#include "tidewell/platform/LinkOpener.h"
+#include "tidewell/platform/NotificationCenter.h"
 #include "tidewell/platform/Platform.h"
+#include "tidewell/platform/Presenter.h"
+#include "tidewell/platform/UrlSession.h"
 
 namespace tidewell::posix {
 

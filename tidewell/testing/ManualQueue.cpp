@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <deque>
-#include <mutex>
 #include <thread>
 #include <utility>
 

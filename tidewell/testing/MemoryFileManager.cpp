@@ -3,7 +3,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <map>
-#include <mutex>
 #include <thread>
 #include <utility>
 

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "tidewell/base/internal/Mutex.h"

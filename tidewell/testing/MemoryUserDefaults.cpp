@@ -1,5 +1,4 @@
 #include <map>
-#include <mutex>
 #include <utility>
 
 #include "tidewell/base/formats/PropertyList.h"

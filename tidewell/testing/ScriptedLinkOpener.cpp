@@ -1,7 +1,6 @@
 #include "tidewell/testing/ScriptedLinkOpener.h"
 
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 

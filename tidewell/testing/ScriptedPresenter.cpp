@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <utility>
 
 #include "tidewell/base/internal/Mutex.h"

@@ -20,7 +20,6 @@
 #include <iterator>
 #include <list>
 #include <map>
-#include <mutex>
 #include <stdexcept>
 #include <system_error>
 #include <thread>

@@ -1,6 +1,5 @@
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 
-#include <mutex>
 #include <new>
 #include <utility>
 

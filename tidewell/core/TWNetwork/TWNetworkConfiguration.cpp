@@ -1,7 +1,5 @@
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 
-#include <mutex>
-
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"

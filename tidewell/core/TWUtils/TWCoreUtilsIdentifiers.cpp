@@ -4,6 +4,7 @@
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/TWUtils/KeychainServices/internal/DeviceUniqueID.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/platform/FileManager.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

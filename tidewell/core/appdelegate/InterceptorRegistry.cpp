@@ -1,7 +1,6 @@
 #include "tidewell/core/appdelegate/InterceptorRegistry.h"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "tidewell/base/internal/Fork.h"

@@ -1,6 +1,5 @@
 #include "tidewell/core/appdelegate/TWAppDelegateObserver.h"
 
-#include <mutex>
 #include <string_view>
 
 #include "tidewell/base/internal/Fork.h"

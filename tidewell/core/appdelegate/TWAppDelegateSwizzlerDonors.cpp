@@ -1,7 +1,6 @@
 // The donor of the methods that a proxied delegate gets.
 
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <string_view>
 

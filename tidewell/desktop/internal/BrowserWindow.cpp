@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tidewell/desktop/internal/WebEngine.h"
+#include "tidewell/platform/LinkOpener.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell::desktop {

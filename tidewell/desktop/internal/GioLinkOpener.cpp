@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tidewell/desktop/internal/Glib.h"
+#include "tidewell/platform/LinkOpener.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell::desktop {

@@ -2,13 +2,16 @@
 
 #include <chrono>
 #include <deque>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
+#include "tidewell/platform/FileManager.h"
+#include "tidewell/platform/LinkOpener.h"
+#include "tidewell/platform/Presenter.h"
+#include "tidewell/platform/UrlSession.h"
 
 namespace tidewell::platform {
 namespace {

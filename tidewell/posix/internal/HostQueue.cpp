@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <list>
-#include <mutex>
 #include <thread>
 #include <utility>
 

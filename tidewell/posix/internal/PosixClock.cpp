@@ -4,7 +4,6 @@
 
 #include <climits>
 #include <ctime>
-#include <mutex>
 #include <utility>
 
 #include "tidewell/base/internal/Ascii.h"

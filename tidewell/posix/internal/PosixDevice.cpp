@@ -3,7 +3,6 @@
 #include <sys/utsname.h>
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "tidewell/base/Exception.h"

@@ -1,7 +1,6 @@
 #include "tidewell/posix/internal/PosixKeychain.h"
 
 #include <exception>
-#include <mutex>
 #include <utility>
 #include <vector>
 

@@ -12,6 +12,7 @@
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
+#include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/internal/ForkGuard.h"
 #include "tidewell/posix/internal/Thread.h"
 #include "tidewell/posix/internal/TransferEngine.h"

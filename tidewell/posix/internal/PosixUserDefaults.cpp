@@ -11,6 +11,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/base/internal/Mutex.h"
+#include "tidewell/platform/FileManager.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/internal/PendingChanges.h"
 #include "tidewell/posix/internal/AtomicFile.h"

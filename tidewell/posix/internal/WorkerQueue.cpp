@@ -4,7 +4,6 @@
 #include <condition_variable>
 #include <deque>
 #include <list>
-#include <mutex>
 #include <new>
 #include <string>
 #include <utility>

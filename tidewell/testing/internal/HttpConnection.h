@@ -6,7 +6,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>

@@ -10,6 +10,7 @@
 #include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/platform/FileManager.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {

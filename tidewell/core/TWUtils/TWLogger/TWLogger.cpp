@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 

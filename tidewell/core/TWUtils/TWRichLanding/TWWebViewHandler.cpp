@@ -1,6 +1,5 @@
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 
-#include <mutex>
 #include <utility>
 
 #include "tidewell/base/internal/Fork.h"

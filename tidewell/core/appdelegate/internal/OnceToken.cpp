@@ -1,7 +1,5 @@
 #include "tidewell/core/appdelegate/internal/OnceToken.h"
 
-#include <mutex>
-
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Mutex.h"
 
