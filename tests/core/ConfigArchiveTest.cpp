@@ -325,8 +325,8 @@ TEST_F(ConfigArchive, AReplyThatIsTooLargeIsMergedButForWhatIsTooLarge) {
     base::Value value;
     bool fits;
   } cases[] = {
-      {"as many names as may be", names(10'237), true},
-      {"one more", names(10'238), false},
+      {"as many names as may be", names(2'045), true},
+      {"one more", names(2'046), false},
       {"a million names", names(1'000'000), false},
       {"hollow lists", hollow, false},
       {"a deep list", deep, false},
@@ -338,7 +338,8 @@ TEST_F(ConfigArchive, AReplyThatIsTooLargeIsMergedButForWhatIsTooLarge) {
     manager.updateConfigFromResponse(base::Dictionary{{"src_ext", base::Array{"before"}}});
     lines();
     base::Dictionary reply{{"a_s", "blocked"}, {"e_b_c", 7}};
-    for (const char* key : {"b_e", "f_e", "d_t_w_e", "b_uid_r"}) reply.setObject(names(10'237), key);
+    for (const char* key : {"b_e", "f_e", "d_t_w_e"}) reply.setObject(names(2'045), key);
+    reply.setObject(names(10'237), "b_uid_r");
     reply.setObject(value, "src_ext");
     manager.updateConfigFromResponse(reply);
     const Lines said = lines();
@@ -349,7 +350,8 @@ TEST_F(ConfigArchive, AReplyThatIsTooLargeIsMergedButForWhatIsTooLarge) {
     const TWConfigManager next;
     EXPECT_FALSE(next.isAccountActive());
     EXPECT_TRUE(next.tdwConfig()->dataTrackingOptedOut());
-    EXPECT_TRUE(next.isEventBlackListed("10236"));
+    EXPECT_TRUE(next.isEventBlackListed("2044"));
+    EXPECT_TRUE(next.isUniqueIDRestricted("10236"));
     EXPECT_EQ(next.getEventBatchCount(), 7);
     EXPECT_EQ(next.getSourceExtraKeys(), fits ? value : base::Value(base::Array{"before"}));
   }

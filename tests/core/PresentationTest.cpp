@@ -96,9 +96,10 @@ TEST_F(PresentationTest, LookUpsStopBelowAlertsAndUnwrapContainersOnlyWhereTheyS
   expect(tabs->viewControllers()[0], tabs);
   tabs->setSelectedViewController(tabs->viewControllers()[1]);
   expect(nullptr, tabs);  // an empty stack
+  const Controller other = plain();
   std::static_pointer_cast<UINavigationController>(tabs->viewControllers()[1])
-      ->pushViewController(first, false);
-  expect(first, tabs);
+      ->pushViewController(other, false);
+  expect(other, tabs);
   window->setRootViewController(make<UINavigationController>(tabs));
   EXPECT_EQ(topPresented(), tabs) << "what a navigation controller shows is not unwrapped again";
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/NumberText.h"
 #include "tidewell/base/internal/Records.h"
 #include "tidewell/base/internal/Unicode.h"
@@ -14,9 +15,7 @@ namespace {
 
 constexpr std::size_t kIndent = 4;
 
-bool needsNoQuotes(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
+bool needsNoQuotes(char c) { return detail::isAsciiDigit(c) || detail::isAsciiLetter(c); }
 
 /// An ASCII character as it stands between quotes.
 void appendEscaped(std::string& out, char c) {

@@ -13,8 +13,9 @@ namespace {
 
 struct SelectorTable {
   base::StateMutex mutex;
-  std::unordered_map<std::string_view, std::unique_ptr<const SelectorRecord>>
-      records;  // keys lie in the records
+  /// Keys lie in the records.
+  std::unordered_map<std::string_view, std::unique_ptr<const SelectorRecord>> records
+      TIDEWELL_GUARDED_BY(mutex);
 };
 
 SelectorTable& selectorTable() {
@@ -28,7 +29,7 @@ const base::MadeWhenLoaded selectorTableMade(selectorTable);
 
 Selector Selector::named(std::string_view name) {
   SelectorTable& known = selectorTable();
-  const std::lock_guard lock(known.mutex);
+  const base::MutexLock lock(known.mutex);
   const auto found = known.records.find(name);
   if (found != known.records.end()) return Selector(found->second.get());
   // Method caches take the low bits; consecutive numbers spread better there than any hash of the text.

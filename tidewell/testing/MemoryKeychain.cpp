@@ -2,6 +2,7 @@
 #include <mutex>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
@@ -46,12 +47,12 @@ struct Query {
 }  // namespace
 
 struct MemoryKeychain::State {
-  mutable std::mutex mutex;
-  std::vector<StoredItem> items;
-  std::int32_t status = platform::errSecSuccess;
+  mutable base::Mutex mutex;
+  std::vector<StoredItem> items TIDEWELL_GUARDED_BY(mutex);
+  std::int32_t status TIDEWELL_GUARDED_BY(mutex) = platform::errSecSuccess;
 
   /// What stands in the way of a query; `errSecSuccess` where nothing does.
-  [[nodiscard]] std::int32_t refusal(const Query& query) const {
+  [[nodiscard]] std::int32_t refusal(const Query& query) const TIDEWELL_REQUIRES(mutex) {
     if (status != platform::errSecSuccess) return status;
     return query.isValid ? platform::errSecSuccess : platform::errSecParam;
   }
@@ -63,7 +64,7 @@ MemoryKeychain::~MemoryKeychain() = default;
 std::int32_t MemoryKeychain::itemAdd(const base::Dictionary& attributes) {
   const Query query(attributes);
   const base::Value value = attributes.objectForKey(platform::kSecValueData);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (const auto refusal = state_->refusal(query)) return refusal;
   if (value && !value.data()) return platform::errSecParam;
   StoredItem item{query.service.text.value_or(""), query.account.text.value_or(""),
@@ -77,7 +78,7 @@ std::int32_t MemoryKeychain::itemAdd(const base::Dictionary& attributes) {
 
 std::int32_t MemoryKeychain::itemCopyMatching(const base::Dictionary& query, base::Data& result) {
   const Query wanted(query);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (const auto refusal = state_->refusal(wanted)) return refusal;
   for (const StoredItem& each : state_->items) {
     if (!wanted.matches(each)) continue;
@@ -89,7 +90,7 @@ std::int32_t MemoryKeychain::itemCopyMatching(const base::Dictionary& query, bas
 
 std::int32_t MemoryKeychain::itemDelete(const base::Dictionary& query) {
   const Query wanted(query);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (const auto refusal = state_->refusal(wanted)) return refusal;
   auto& items = state_->items;
   const auto kept = std::remove_if(items.begin(), items.end(),
@@ -100,12 +101,12 @@ std::int32_t MemoryKeychain::itemDelete(const base::Dictionary& query) {
 }
 
 std::size_t MemoryKeychain::itemCount() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->items.size();
 }
 
 void MemoryKeychain::setStatus(std::int32_t status) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->status = status;
 }
 

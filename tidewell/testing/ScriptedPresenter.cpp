@@ -6,6 +6,8 @@
 #include <mutex>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
+
 namespace tidewell::testing {
 namespace {
 
@@ -35,7 +37,7 @@ struct ScriptedPresenter::State {
   explicit State(platform::Queue& onQueue) : queue(onQueue) {}
 
   Shown add(ShownItem item) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     if (screenSize == platform::ScreenSize{}) return Shown::nothing;
     const bool isUp = std::any_of(items.begin(), items.end(),
                                   [&](const ShownItem& each) { return each.what.shown == item.what.above; });
@@ -46,8 +48,7 @@ struct ScriptedPresenter::State {
   }
 
   /// Takes a thing off the screen, and what is above it: from the bottom up, none where it is not there.
-  /// Under the mutex.
-  std::vector<ShownItem> take(Shown shown) {
+  std::vector<ShownItem> take(Shown shown) TIDEWELL_REQUIRES(mutex) {
     std::vector<ShownItem> taken;
     for (auto each = items.begin(); each != items.end();) {  // what is above comes later
       const bool goes =
@@ -63,7 +64,7 @@ struct ScriptedPresenter::State {
   /// The user does something to what `fits`. The items that go, none where there is no such thing.
   template <class Fits>
   std::vector<ShownItem> takeWhere(Shown shown, Fits fits) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     const auto found = std::find_if(items.begin(), items.end(),
                                     [&](const ShownItem& each) { return each.what.shown == shown; });
     if (found == items.end() || !fits(found->what)) return {};
@@ -71,10 +72,10 @@ struct ScriptedPresenter::State {
   }
 
   platform::Queue& queue;
-  mutable std::mutex mutex;
-  platform::ScreenSize screenSize{375, 812};
-  std::vector<ShownItem> items;
-  std::vector<Dismissal> dismissals;
+  mutable base::Mutex mutex;
+  platform::ScreenSize screenSize TIDEWELL_GUARDED_BY(mutex){375, 812};
+  std::vector<ShownItem> items TIDEWELL_GUARDED_BY(mutex);
+  std::vector<Dismissal> dismissals TIDEWELL_GUARDED_BY(mutex);
 };
 
 ScriptedPresenter::ScriptedPresenter(platform::Queue& mainQueue)
@@ -93,7 +94,7 @@ Shown ScriptedPresenter::showBrowser(const base::Url& url, platform::BrowserEven
 void ScriptedPresenter::dismiss(Shown shown, bool animated, std::function<void()> done) {
   std::vector<ShownItem> taken;  // dies unlocked: it holds the application's functions
   {
-    const std::lock_guard lock(state_->mutex);
+    const base::MutexLock lock(state_->mutex);
     taken = state_->take(shown);
     for (const ShownItem& each : taken) state_->dismissals.push_back({each.what.shown, animated});
   }
@@ -101,19 +102,19 @@ void ScriptedPresenter::dismiss(Shown shown, bool animated, std::function<void()
 }
 
 platform::ScreenSize ScriptedPresenter::screenSize() {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->screenSize;
 }
 
 std::vector<OnScreen> ScriptedPresenter::onScreen() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   std::vector<OnScreen> result;
   for (const ShownItem& each : state_->items) result.push_back(each.what);
   return result;
 }
 
 std::vector<ScriptedPresenter::Dismissal> ScriptedPresenter::dismissals() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->dismissals;
 }
 
@@ -134,14 +135,14 @@ bool ScriptedPresenter::close(Shown page) {
 void ScriptedPresenter::closeWindow() {
   std::vector<ShownItem> taken;
   {
-    const std::lock_guard lock(state_->mutex);
+    const base::MutexLock lock(state_->mutex);
     taken.swap(state_->items);
   }
   for (ShownItem& each : taken) each.tell(state_->queue, kNoAction);
 }
 
 void ScriptedPresenter::setScreenSize(platform::ScreenSize size) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->screenSize = size;
 }
 

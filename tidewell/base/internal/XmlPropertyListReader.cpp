@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/CivilDate.h"
 #include "tidewell/base/internal/Unicode.h"
 #include "tidewell/base/internal/UrlSyntax.h"
@@ -19,12 +20,6 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 bool isXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-std::string_view withoutBlanks(std::string_view text) {
-  while (!text.empty() && isXmlSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isXmlSpace(text.back())) text.remove_suffix(1);
-  return text;
-}
-
 template <class Number>
 std::optional<Number> wholeNumber(std::string_view digits, int base) {
   Number number = 0;
@@ -34,7 +29,7 @@ std::optional<Number> wholeNumber(std::string_view digits, int base) {
 }
 
 Value integerIn(std::string_view text) {
-  text = withoutBlanks(text);
+  text = trimmed(text);
   if (text.starts_with('+')) text.remove_prefix(1);
   const bool negative = text.starts_with('-');
   std::string_view digits = text.substr(negative ? 1 : 0);
@@ -51,7 +46,7 @@ Value integerIn(std::string_view text) {
 }
 
 Value realIn(std::string_view text) {
-  text = withoutBlanks(text);
+  text = trimmed(text);
   for (const std::string_view name : {"inf", "+inf", "infinity", "+infinity"}) {
     if (text == name) return std::numeric_limits<double>::infinity();
   }
@@ -67,7 +62,7 @@ Value realIn(std::string_view text) {
 
 /// `2018-11-12T17:05:09Z`, the only form there is.
 Value dateIn(std::string_view text) {
-  text = withoutBlanks(text);
+  text = trimmed(text);
   constexpr std::string_view kShape = "dddd-dd-ddTdd:dd:ddZ";
   if (text.size() != kShape.size()) return {};
   for (std::size_t i = 0; i < kShape.size(); ++i) {
@@ -288,7 +283,7 @@ class XmlReader {
     if (tag.name == "date") return dateIn(*content);
     if (tag.name == "data") return dataIn(*content);
     const bool isBoolean = tag.name == "true" || tag.name == "false";
-    return isBoolean && withoutBlanks(*content).empty() ? Value(tag.name == "true") : Value();
+    return isBoolean && trimmed(*content).empty() ? Value(tag.name == "true") : Value();
   }
 
   /// The text of an element up to its end tag, entities and CDATA sections resolved.

@@ -69,7 +69,7 @@ const base::MadeWhenLoaded makingDonorMade(makingDonor);
 Class& donorClass() {
   static constinit std::atomic<Class*> donor{nullptr};
   if (Class* const made = donor.load(std::memory_order_acquire)) return *made;
-  const std::lock_guard lock(makingDonor());
+  const base::MutexLock lock(makingDonor());
   Class* made = donor.load(std::memory_order_acquire);
   if (!made) {
     made = &makeDonorClass();

@@ -46,10 +46,10 @@ struct ProxyState {
   OnceToken proxyAppDelegateOnceToken;
   OnceToken proxyAppDelegateRemoteNotificationOnceToken;
 
-  base::StateMutex mutex;  ///< guards what follows; never held while an object is let go of
-  Ref originalAppDelegate;
-  Class* originalAppDelegateClass = nullptr;
-  Class* appDelegateSubclass = nullptr;
+  base::StateMutex mutex;  ///< never held while an object is destroyed
+  Ref originalAppDelegate TIDEWELL_GUARDED_BY(mutex);
+  Class* originalAppDelegateClass TIDEWELL_GUARDED_BY(mutex) = nullptr;
+  Class* appDelegateSubclass TIDEWELL_GUARDED_BY(mutex) = nullptr;
 };
 
 ProxyState& proxyState() {
@@ -60,7 +60,7 @@ ProxyState& proxyState() {
 const base::MadeWhenLoaded proxyStateMade(proxyState);
 
 void setOriginalDelegate(Ref delegate) {
-  const std::lock_guard lock(proxyState().mutex);
+  const base::MutexLock lock(proxyState().mutex);
   proxyState().originalAppDelegate.swap(delegate);
 }
 
@@ -215,7 +215,7 @@ void proxyRemoteNotificationMethods() {
   Class* subclass = nullptr;
   Class* realClass = nullptr;
   {
-    const std::lock_guard lock(proxyState().mutex);
+    const base::MutexLock lock(proxyState().mutex);
     subclass = proxyState().appDelegateSubclass;
     realClass = proxyState().originalAppDelegateClass;
   }
@@ -233,7 +233,7 @@ void proxyRemoteNotificationMethods() {
 }  // namespace
 
 Ref takeOriginalDelegate(const Object* ifItIs) {
-  const std::lock_guard lock(proxyState().mutex);
+  const base::MutexLock lock(proxyState().mutex);
   if (proxyState().originalAppDelegate.get() != ifItIs) return nullptr;
   return std::exchange(proxyState().originalAppDelegate, nullptr);
 }
@@ -275,12 +275,12 @@ void TWAppDelegateSwizzler::proxyAppDelegate(const Ref& appDelegate) {
       return;
     }
     {
-      const std::lock_guard lock(proxyState().mutex);
+      const base::MutexLock lock(proxyState().mutex);
       proxyState().originalAppDelegateClass = &appDelegate->isa();
     }
     Class* const subclass = createSubclassWithObject(*appDelegate);
     {
-      const std::lock_guard lock(proxyState().mutex);
+      const base::MutexLock lock(proxyState().mutex);
       proxyState().appDelegateSubclass = subclass;
     }
     reassignAppDelegate();
@@ -295,7 +295,7 @@ void TWAppDelegateSwizzler::resetProxyOriginalDelegateOnceToken() {
 }
 
 Ref TWAppDelegateSwizzler::originalDelegate() {
-  const std::lock_guard lock(proxyState().mutex);
+  const base::MutexLock lock(proxyState().mutex);
   return proxyState().originalAppDelegate;
 }
 

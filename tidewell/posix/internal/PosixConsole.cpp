@@ -15,6 +15,7 @@
 #include <string>
 #include <utility>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/posix/internal/Fork.h"
 #include "tidewell/posix/internal/SignalBlock.h"
@@ -140,7 +141,6 @@ bool mayHoldControls(std::string_view text) {
 /// The text with its control characters (C0, DEL, and C1 in UTF-8) as "\u001b", so that a reply of a server
 /// cannot move the cursor of whoever reads the log. Line feeds and tabs stay.
 std::string withVisibleControls(std::string_view text) {
-  constexpr char kDigits[] = "0123456789abcdef";
   std::string visible;
   visible.reserve(text.size() + text.size() / 8);
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -152,8 +152,7 @@ std::string withVisibleControls(std::string_view text) {
       ++i;
     }
     if (isC1 || byte == 0x7f || (byte < 0x20 && byte != '\n' && byte != '\t')) {
-      visible.append("\\u00") += kDigits[byte >> 4];
-      visible += kDigits[byte & 0xf];
+      base::detail::appendHex(visible.append("\\u00"), byte);
     } else {
       visible += static_cast<char>(byte);
     }

@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Digest.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/FileLock.h"
@@ -34,10 +36,7 @@ constexpr std::string_view kPlaceholders[] = {"To Be Filled By O.E.M.",
                                               "empty"};
 
 std::string_view withoutOuterSpace(std::string_view text) {
-  constexpr std::string_view kBlanks(" \t\r\n\0", 5);
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return base::detail::trimmed(text, std::string_view(" \t\r\n\0", 5));
 }
 
 /// Whether a text names a product: short, printable ASCII, and not a placeholder.
@@ -48,7 +47,7 @@ bool isSaneModel(std::string_view text) {
 }
 
 bool isHexadecimal(std::string_view text) {
-  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+  return std::all_of(text.begin(), text.end(), base::detail::isHexDigit);
 }
 
 /// 32 hexadecimal digits (machine-id(5)); a system that has none yet says "uninitialized" or has zeros.
@@ -107,15 +106,15 @@ PosixDevice::PosixDevice(Container container, std::string systemRoot, std::strin
       vendor_(vendorOf(bundleIdentifier)) {}
 
 template <class LookUp>
-std::string PosixDevice::once(std::optional<std::string>& fact, LookUp lookUp) {
+std::string PosixDevice::once(std::optional<std::string> PosixDevice::*fact, LookUp lookUp) {
   {
-    const std::lock_guard lock(mutex_);
-    if (fact) return *fact;
+    const base::MutexLock lock(mutex_);
+    if (this->*fact) return *(this->*fact);
   }
   std::string found = lookUp();
-  const std::lock_guard lock(mutex_);
-  if (!fact) fact = std::move(found);
-  return *fact;
+  const base::MutexLock lock(mutex_);
+  if (!(this->*fact)) this->*fact = std::move(found);
+  return *(this->*fact);
 }
 
 std::string PosixDevice::firstLine(std::string_view path) const {
@@ -126,7 +125,7 @@ std::string PosixDevice::firstLine(std::string_view path) const {
 }
 
 std::optional<std::string> PosixDevice::identifierForVendor() {
-  std::string identifier = once(vendorIdentifier_, [this] { return lookUpVendorIdentifier(); });
+  std::string identifier = once(&PosixDevice::vendorIdentifier_, [this] { return lookUpVendorIdentifier(); });
   if (identifier.empty()) return std::nullopt;
   return identifier;
 }
@@ -137,7 +136,7 @@ std::string PosixDevice::lookUpVendorIdentifier() {
     if (!isMachineId(machineId)) continue;
     return base::UUIDStringWithBytes(base::hmacSha256(vendor_, machineId).data());
   }
-  const std::lock_guard keeping(keeping_);
+  const base::MutexLock keeping(keeping_);
   return keptVendorIdentifier();
 }
 
@@ -155,7 +154,7 @@ platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path
 /// one for the life of the process; what cannot be read is not overwritten.
 std::string PosixDevice::keptVendorIdentifier() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (vendorIdentifier_) return *vendorIdentifier_;
   }
   std::string fresh;
@@ -190,7 +189,7 @@ std::string PosixDevice::keptVendorIdentifier() {
 }
 
 std::string PosixDevice::modelOfHardware() {
-  return once(model_, [this] {
+  return once(&PosixDevice::model_, [this] {
     for (const std::string_view path : {"/sys/class/dmi/id/product_name",
                                         "/sys/firmware/devicetree/base/model", "/proc/device-tree/model"}) {
       std::string model = firstLine(path);
@@ -213,7 +212,7 @@ std::string PosixDevice::machine() {
 }
 
 std::optional<std::string> PosixDevice::systemVersion() {
-  return once(systemVersion_, [this] { return lookUpSystemVersion(); });
+  return once(&PosixDevice::systemVersion_, [this] { return lookUpSystemVersion(); });
 }
 
 std::string PosixDevice::lookUpSystemVersion() const {

@@ -10,8 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/PercentEncoding.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
-#include "tidewell/testing/internal/HttpText.h"
 
 namespace tidewell::testing {
 namespace {
@@ -36,25 +37,6 @@ constexpr std::pair<TWService, std::string_view> kReplies[] = {
 };
 
 std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
-std::string percentDecoded(std::string_view text) {
-  const auto digit = [](char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-  };
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && digit(text[i + 1]) >= 0 && digit(text[i + 2]) >= 0) {
-      out += static_cast<char>(digit(text[i + 1]) * 16 + digit(text[i + 2]));
-      i += 2;
-    } else {
-      out += text[i];
-    }
-  }
-  return out;
-}
 
 /// One request under examination.
 class Check {
@@ -122,13 +104,13 @@ class Check {
   [[nodiscard]] std::vector<std::string> values(std::string_view name) const {
     std::vector<std::string> found;
     for (const auto& [key, value] : request_.headers) {
-      if (equalsIgnoringCase(key, name)) found.push_back(value);
+      if (base::detail::equalsIgnoringCase(key, name)) found.push_back(value);
     }
     return found;
   }
 
   [[nodiscard]] std::string lastPathComponent() const {
-    return percentDecoded(std::string_view(request_.path).substr(entry_.path.size()));
+    return base::percentDecode(std::string_view(request_.path).substr(entry_.path.size()));
   }
 
   /// The text under a key; an objection where there is none.

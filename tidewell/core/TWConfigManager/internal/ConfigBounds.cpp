@@ -61,6 +61,7 @@ class Measure {
 }  // namespace
 
 PropertyBounds boundsOf(TWConfigProperty property) {
+  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
   return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
 }
 

@@ -11,10 +11,10 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/HazardPointer.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWUtils/TWLogger/internal/LogShipper.h"
-#include "tidewell/core/internal/SnapshotPointer.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -75,17 +75,18 @@ constinit std::atomic<const LogShipper*> shipperInForce{nullptr};
 /// is early enough to become the listener of the layers below.
 struct State {
   State() {
+    const base::MutexLock lock(writers);
     publish(std::make_shared<const Templates>());
     platform::setReporter(&writeReport);
   }
 
-  void publish(std::shared_ptr<const Templates> next) {
+  void publish(std::shared_ptr<const Templates> next) TIDEWELL_REQUIRES(writers) {
     std::vector<std::shared_ptr<const Templates>> garbage;
     templates.publish(std::move(next), garbage);
   }
 
   base::StateMutex writers;
-  SnapshotPublisher<Templates> templates{templatesInForce};
+  base::SnapshotPublisher<Templates> templates TIDEWELL_GUARDED_BY(writers){templatesInForce};
 };
 
 State& loggerState() {
@@ -175,7 +176,7 @@ struct LoggerSwitches {
 
   template <class Change>
   void set(Change change) {
-    const std::lock_guard lock(loggerState().writers);
+    const base::MutexLock lock(loggerState().writers);
     change(*this);
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
   }
@@ -207,7 +208,7 @@ void TWLogger::setupDefaultFormats() {
 void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerbosity) {
   if (!hasTemplate(forVerbosity)) return;
   State& shared = loggerState();
-  const std::lock_guard lock(shared.writers);
+  const base::MutexLock lock(shared.writers);
   auto next = std::make_shared<Templates>(*shared.templates.latest());
   next->formats[templateIndex(forVerbosity)] = std::move(format);
   shared.publish(std::move(next));
@@ -216,7 +217,7 @@ void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerb
 std::optional<std::string> TWLogger::formatForVerbosity(std::int64_t verbosity) {
   if (!hasTemplate(verbosity)) return std::nullopt;
   initialize();
-  return Reading(templatesInForce)->formats[templateIndex(verbosity)];
+  return base::SnapshotGuard(templatesInForce)->formats[templateIndex(verbosity)];
 }
 
 void TWLogger::setMinimumSeverity(std::int32_t severity) {

@@ -79,22 +79,22 @@ void TWWebViewHandler::safariViewControllerDidFinish(SFSafariViewController& con
 }
 
 std::shared_ptr<SFSafariViewController> TWWebViewHandler::sfVC() const {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   return sfVC_;
 }
 
 void TWWebViewHandler::setSfVC(std::shared_ptr<SFSafariViewController> sfVC) {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   sfVC_.swap(sfVC);  // the parameter, which outlives the lock, lets go of the earlier one
 }
 
 std::shared_ptr<platform::UIViewController> TWWebViewHandler::webViewVC() const {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   return webViewVC_;
 }
 
 void TWWebViewHandler::setWebViewVC(std::shared_ptr<platform::UIViewController> webViewVC) {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   webViewVC_.swap(webViewVC);
 }
 
