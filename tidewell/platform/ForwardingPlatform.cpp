@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "tidewell/platform/UrlSession.h"
+
 namespace tidewell::platform {
 
 ForwardingPlatform::ForwardingPlatform(std::shared_ptr<Platform> to) : to_(std::move(to)) {}
