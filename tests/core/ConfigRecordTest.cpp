@@ -2,58 +2,20 @@
 #include "VectorFile.h"
 #include "core/CoreFixture.h"
 #include "tidewell/base/formats/KeyedArchive.h"
-#include "tidewell/core/TWConfigManager/TWConfig.h"
 
 namespace tidewell {
 namespace {
 
-base::Value shown(const base::Value& value) { return value.isNil() ? base::Value("(nil)") : value; }
-base::Value shown(std::uint64_t number) { return static_cast<std::int64_t>(number); }
-base::Value shown(bool flag) { return flag; }
+base::Value shown(const base::Value& value) {
+  if (value.kind() == base::ValueKind::unsignedInteger) return value.integerValue();
+  return value.isNil() ? base::Value("(nil)") : value;
+}
 
-/// A field by the number with which it is written, its key in the archive, and its getter.
-struct RecordField {
-  std::int64_t number;
-  const char* key;
-  const char* getter;
-  base::Value (*get)(const TWConfig&);
-};
-#define FIELD(number, key, getter)                                                      \
-  {                                                                                     \
-    number, key, #getter, [](const TWConfig& record) { return shown(record.getter()); } \
-  }
-
-/// In the order of the archive.
-const RecordField kRecordFields[] = {
-    FIELD(0, "a_s", accountStatus),
-    FIELD(1, "i_s", inAppServiceStatus),
-    FIELD(3, "g_s", geofenceServiceStatus),
-    FIELD(2, "in_s", inboxServiceStatus),
-    FIELD(4, "le_s", logEntriesServiceStatus),
-    FIELD(6, "p_f_s", periodicSyncStatus),
-    FIELD(5, "d_t", deviceTriggerServiceStatus),
-    FIELD(8, "i_d_e", inboxDefaultDuration),
-    FIELD(9, "p_f_t", periodicSyncInterval),
-    FIELD(10, "dt_s_t", deviceTriggerSyncDuration),
-    FIELD(11, "u_a_c_t", userAttrCachingDuration),
-    FIELD(12, "s_i_d", analyticsSessionInactiveDuration),
-    FIELD(13, "b_e", blackListedEventsArray),
-    FIELD(15, "f_e", instantFlushEventsArray),
-    FIELD(14, "d_t_w_e", dataTrackingOptedOutWhitelistedEventsArray),
-    FIELD(16, "src_ext", analyticsSourceExtraKeysArray),
-    FIELD(17, "b_uid_r", restrictedUniqueIDRegexArray),
-    FIELD(21, "d_t_opt_out", dataTrackingOptedOut),
-    FIELD(22, "user_push_opt_out", userPushOptedOut),
-    FIELD(23, "user_inapp_opt_out", userInAppOptedOut),
-    FIELD(18, "e_b_c", eventsBatchCount),
-    FIELD(20, "d_r_r", dataRedirectionRegion),
-    FIELD(19, "le_tkn", logEntriesToken),
-};
-#undef FIELD
-
+/// The fields of a record by the names of their getters.
 base::Dictionary fieldsOf(const TWConfig& record) {
   base::Dictionary fields;
-  for (const RecordField& field : kRecordFields) fields.setObject(field.get(record), field.getter);
+  for (const ConfigModelField& field : configModelFields())
+    fields.setObject(shown(field.get(record)), field.getter);
   return fields;
 }
 
@@ -69,20 +31,19 @@ TEST_F(ConfigRecordTest, EachPropertyWritesItsFieldAndIsArchivedUnderItsKeyWithI
   } listing;
   TWConfig record;
   std::string keys;
-  for (const RecordField& field : kRecordFields) {
+  for (const ConfigModelField& field : configModelFields()) {
     SCOPED_TRACE(field.getter);
-    const base::Value original = ConfigModel::defaults().at(field.key);
-    const bool isFlag = original.kind() == base::ValueKind::boolean;
-    const bool isNumber = original.kind() == base::ValueKind::integer;
+    const bool isFlag = field.original.kind() == base::ValueKind::boolean;
+    const bool isNumber = field.original.kind() == base::ValueKind::integer;
     keys += (isFlag ? " b:" : isNumber ? " i:" : " o:") + std::string(field.key);
     base::Dictionary expected = fieldsOf(record);
-    EXPECT_EQ(expected.objectForKey(field.getter), original);
+    EXPECT_EQ(expected.objectForKey(field.getter), field.original);
     const base::Value value = isFlag ? base::Value(true) : isNumber ? base::Value(7) : base::Array{"x"};
     expected.setObject(value, field.getter);
     record.updateConfigProperty(field.number, value);
     EXPECT_EQ(fieldsOf(record), expected);
     record.updateConfigProperty(field.number, {});
-    EXPECT_EQ(field.get(record), original);
+    EXPECT_EQ(field.get(record), field.original);
   }
   record.encodeWithCoder(listing);
   EXPECT_EQ(listing.text, keys);

@@ -1,4 +1,3 @@
-#include <atomic>
 #include <barrier>
 #include <stdexcept>
 #include <thread>
@@ -208,29 +207,26 @@ TEST_F(DelegateProxyTest, AnotherDelegateEndsTheProxy) {
 TEST_F(DelegateProxyTest, ThreadsThatReplaceTheDelegateAtOnceEndTheProxyOnce) {
   setProxyEnabled(false);  // held and observed, but without a subclass each time
   TWLogger::debug(TWLogLevelOff);
-  const auto first = runtime::make<Deaf>();
+  const auto first = runtime::make<Deaf>(), second = runtime::make<Deaf>(), third = runtime::make<Deaf>();
   constexpr int kRounds = 3000;
-  std::barrier together(3);
-  const auto replace = [&] {
-    const auto own = runtime::make<Deaf>();
-    for (int step = 0; step < 2 * kRounds; ++step) {
-      together.arrive_and_wait();
-      if (step % 2 == 1) continue;
-      EXPECT_NO_THROW(application->setDelegate(own));
-    }
+  std::barrier together(2);
+  const auto replace = [&](const Ref& with) {
+    together.arrive_and_wait();
+    EXPECT_NO_THROW(runtime::send(application, platform::kSetDelegate, with));
+    together.arrive_and_wait();
   };
-  std::thread one(replace), two(replace);
+  std::thread thread([&] {
+    for (int round = 0; round < kRounds; ++round) replace(second);
+  });
   for (int round = 0; round < kRounds; ++round) {
     application->setDelegate(first);
     proxyAnew();
     EXPECT_TRUE(isObserving());
-    together.arrive_and_wait();
-    together.arrive_and_wait();
+    replace(third);
     EXPECT_EQ(Swizzler::originalDelegate(), nullptr);
     EXPECT_FALSE(isObserving());
   }
-  one.join();
-  two.join();
+  thread.join();
 }
 
 class SendsAtItsEnd : public Listener {

@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "core/CoreFixture.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
@@ -51,30 +53,26 @@ TEST_F(FoundationTest, DatesAreWrittenReadAndComparedExactly) {
   for (const auto& [seconds, format, inGMT, text] : texts) {
     EXPECT_EQ(TWDateUtils::getStringForDate(Date{seconds}, format, inGMT), Text(text));
     EXPECT_EQ(TWDateUtils::getDateForString(text, format, inGMT), MaybeDate(Date{seconds}));
-    EXPECT_EQ(TWDateUtils::getStringForDate(std::nullopt, format, inGMT), Text());
-    EXPECT_EQ(TWDateUtils::getDateForString(std::nullopt, format, inGMT), MaybeDate());
-    EXPECT_EQ(TWDateUtils::getDateForString(text, std::nullopt, inGMT), MaybeDate());
   }
+  EXPECT_EQ(TWDateUtils::getStringForDate(std::nullopt, kTWDateFormatShort, true), Text());
   EXPECT_EQ(TWDateUtils::getStringForDate(Date{0}, std::nullopt, true), Text());
+  EXPECT_EQ(TWDateUtils::getDateForString(std::nullopt, kTWDateFormatShort, true), MaybeDate());
+  EXPECT_EQ(TWDateUtils::getDateForString("2018-11-12", std::nullopt, true), MaybeDate());
   EXPECT_EQ(TWDateUtils::getTimeDifferenceBetweenDate(Date{5400}, Date{0}), (base::DateComponents{1, 30}));
-  const struct {
-    MaybeDate first, second;
-    const char* order;
-  } orders[] = {{Date{1.001}, Date{1}, "later"},
-                {Date{1}, Date{1.001}, "earlier"},
-                {{}, Date{1}, "same"},
-                {{}, {}, "same"},
-                {Date{1}, {}, "none"}};
+  const std::tuple<MaybeDate, MaybeDate, std::string> orders[] = {{Date{1.001}, Date{1}, "later"},
+                                                                  {Date{1}, Date{1.001}, "earlier"},
+                                                                  {MaybeDate(), Date{1}, "same"},
+                                                                  {MaybeDate(), MaybeDate(), "same"},
+                                                                  {Date{1}, MaybeDate(), "none"}};
   for (const auto& [first, second, order] : orders) {
-    EXPECT_EQ(TWDateUtils::isDate1LaterToDate2(first, second), order == std::string("later"));
-    EXPECT_EQ(TWDateUtils::isDate1EarlierToDate2(first, second), order == std::string("earlier"));
-    EXPECT_EQ(TWDateUtils::isDate1SameAsDate2(first, second), order == std::string("same"));
+    EXPECT_EQ(TWDateUtils::isDate1LaterToDate2(first, second), order == "later");
+    EXPECT_EQ(TWDateUtils::isDate1EarlierToDate2(first, second), order == "earlier");
+    EXPECT_EQ(TWDateUtils::isDate1SameAsDate2(first, second), order == "same");
   }
   platform->testClock().setNow({1542000000.9});
   EXPECT_EQ(TWDateUtils::getLocalTime(), "12:11:2018:10:50:00");
   EXPECT_TRUE(TWDateUtils::isDateTimeGreaterThanNow(1542000001));
   EXPECT_FALSE(TWDateUtils::isDateTimeGreaterThanNow(1542000000.9));
-  EXPECT_EQ(TWDateUtils::getGMTtime(), "1542000000");
   platform->testClock().setNow({-0.5});
   EXPECT_EQ(TWDateUtils::getGMTtime(), "-1") << "rounded down";
 }

@@ -131,7 +131,6 @@ TEST_F(LinksTest, AnExceptionIsLoggedWhereItHappenedAndOpensNothing) {
   runtime::Class& original = application->isa();
   raiseIn(platform::kOpenURLWithOptions);
   EXPECT_EQ(sequence(TWCoreUtils::openDeeplink, web), "can https://shop.example/; > " + deep);
-  EXPECT_EQ(sequence(TWCoreUtils::openCustomUrlLink, web), "can https://shop.example/; > " + custom);
   platform->setModernLinkOpening(false);
   runtime::setClass(application.get(), original);
   raiseIn(platform::kOpenURL);
@@ -139,7 +138,6 @@ TEST_F(LinksTest, AnExceptionIsLoggedWhereItHappenedAndOpensNothing) {
   runtime::setClass(application.get(), original);
   raiseIn(platform::kCanOpenURL);  // on the caller's thread
   EXPECT_EQ(sequence(TWCoreUtils::openDeeplink, web), deep);
-  EXPECT_EQ(sequence(TWCoreUtils::openCustomUrlLink, web), custom);
 }
 
 }  // namespace

@@ -207,19 +207,17 @@ TEST_F(NetworkTest, MissingFactsAreEmptyParametersOrALine) {
   TWCoreUtils::saveDeviceToken("");
   EXPECT_EQ(TWNetworkUtils::getRequestParamsForV1APIs().objectForKey("appId"), base::Value(""));
   EXPECT_FALSE(TWNetworkUtils::getRequestParamsForV2().find("push_id"));
-  const std::string failed = caughtLine(
-      "TWNetworkUtils", 165, "getRequestParamsWithV1:", "Exception while getting Param for API : ");
-  for (const std::string missing : {"model", "version", "app ID"}) {
-    SCOPED_TRACE(missing);
-    TWCoreUtils::saveAppId(missing == "app ID" ? Text() : "ABC123");
-    platform->testDevice().modelValue = missing == "model" ? Text() : "iPhone";
-    if (missing == "version") platform->testBundles().setMainInfoDictionary({});
-    lines();
-    EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
-    expectLinesBeginning(missing == "app ID"
-                             ? Lines{"Tidewell - App ID is missing in the initialize call", failed}
-                             : Lines{failed});
-  }
+  const Lines failed{"Tidewell - App ID is missing in the initialize call",
+                     caughtLine("TWNetworkUtils", 165,
+                                "getRequestParamsWithV1:", "Exception while getting Param for API : ")};
+  lines();
+  platform->testDevice().modelValue = std::nullopt;
+  EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
+  expectLinesBeginning(failed);
+  platform->testDevice().modelValue = "iPhone";
+  platform->testBundles().setMainInfoDictionary({});
+  EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
+  expectLinesBeginning(failed);
 }
 
 }  // namespace
