@@ -212,7 +212,7 @@ TEST_F(DelegateProxyTest, ThreadsThatReplaceTheDelegateAtOnceEndTheProxyOnce) {
   std::barrier together(2);
   const auto replace = [&](const Ref& with) {
     together.arrive_and_wait();
-    EXPECT_NO_THROW(runtime::send(application, platform::kSetDelegate, with));
+    EXPECT_NO_THROW(application->setDelegate(with));
     together.arrive_and_wait();
   };
   std::thread thread([&] {

@@ -96,6 +96,7 @@ TEST_F(InterceptorsTest, CallbacksMayChangeTheRegistryAndRaise) {
     container->setObject(successor);
     Swizzler::interceptors().setObject(container, id);
   });
+  EXPECT_EQ(dispatch(), (std::vector<Ref>{again, last, successor}));
   EXPECT_EQ(dispatch([](const Ref&) { Swizzler::clearInterceptors(); }), std::vector<Ref>{again});
   EXPECT_EQ(lines(), Lines{});
 }

@@ -47,7 +47,7 @@ TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
     return caughtLine("TWNetworkClient", 59, "fetchRequest:withCompletionHandler:", api + what + " 🛑 ");
   };
   const auto status = [](std::int64_t code) {
-    return platform::UrlResponse{"https://h.example/", code, {}}.description() + " and error (null)";
+    return platform::UrlResponse{"https://h.example/", code, {}}.description();
   };
   const auto reply = ScriptedNetwork::reply;
   const struct {
@@ -59,15 +59,16 @@ TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
       {fetch, reply(200, R"({"a":1})"), "yes {\n    a = 1;\n} on main", ""},
       {fetch, reply(200, "[1]"), "yes (\n    1\n) on main", ""},
       {fetch, reply(200, "<html>"), "yes {\n} on main", ""},
-      {fetch, reply(201, "{}"), "no (null) on main", fetchLine(status(201))},
+      {fetch, reply(201, "{}"), "no (null) on main", fetchLine(status(201) + " and error (null)")},
       {fetch, ScriptedNetwork::failure(-1001, "timed out"), "no (null) on main",
        fetchLine("(null) and error Error Domain=NSURLErrorDomain Code=-1001 \"timed out\"")},
       {sync, reply(200, "{}"), "yes (null) on session", ""},
       {sync, reply(404, ""), "no (null) on session",
-       caughtLine("TWNetworkClient", 95, "syncRequest:withCompletionHandler:", api + status(404) + " 🛑")},
+       caughtLine("TWNetworkClient", 95,
+                  "syncRequest:withCompletionHandler:", api + status(404) + " and error (null) 🛑")},
       {sendLog, reply(204, ""), "yes (null) on session", ""},
       {sendLog, reply(200, ""), "no (null) on session",
-       "Tidewell - 🛑 The connection failed with response <NSHTTPURLResponse"},
+       "Tidewell - 🛑 The connection failed with response " + status(200) + " error (null) 🛑"},
   };
   for (const auto& [send, result, call, line] : cases) {
     calls.clear();
