@@ -20,9 +20,10 @@ std::string choiceText(bool tracking, bool push, bool inApp, const base::Value& 
 
 /// The same for what a manager answers, and whether the account is blocked.
 std::string stateOf(const TWConfigManager& manager) {
+  static constexpr const char* kRegions[] = {"SERV3", "Europe", "Default"};
   const auto record = manager.tdwConfig();
   return choiceText(record->dataTrackingOptedOut(), record->userPushOptedOut(), record->userInAppOptedOut(),
-                    record->dataRedirectionRegion()) +
+                    kRegions[manager.getDataRedirectionRegion()]) +
          (manager.isAccountActive() ? "" : ", blocked");
 }
 /// For a process that starts now.

@@ -67,10 +67,11 @@ TEST_F(PrivacyPageTest, NamesEverythingThatIsSent) {
 
   TWLogger::sendLogToLogEntries("message", "trace", "DEBUG");
   ASSERT_EQ(sent().size(), 1u);
+  const platform::UrlRequest request = sent()[0].request;
   Names headers;
-  for (const auto& [name, value] : sent()[0].request.allHTTPHeaderFields()) headers.emplace(name);
+  for (const auto& [name, value] : request.allHTTPHeaderFields()) headers.emplace(name);
   EXPECT_EQ(headers, documented("## Headers", "## A shipped line"));
-  EXPECT_EQ(namesOf(base::JSONObjectWithData(*sent()[0].request.HTTPBody())),
+  EXPECT_EQ(namesOf(base::JSONObjectWithData(*request.HTTPBody())),
             documented("## A shipped line", "## How to stop it"));
 }
 
