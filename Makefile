@@ -15,7 +15,7 @@ help:
 	@echo "make cost    measure what hostile bytes cost each reader, and fail beyond the bounds"
 	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make storm   random calls of the whole interface from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
-	@echo "make coverage  branches that the tests of core, posix and life take, by folder, and those that they do not"
+	@echo "make coverage  branches that the tests take, by folder, and those of core and posix that nothing takes or explains"
 	@echo "make format  format the sources"
 
 setup:
@@ -69,7 +69,7 @@ allocation-torture:
 	scripts/setup test
 	cmake --preset dev
 	cmake --build --preset dev --target allocation_torture
-	build/dev/tests/torture/allocation_torture
+	build/dev/tests/attack/allocation/allocation_torture
 
 bench:
 	scripts/setup bench

@@ -8,6 +8,11 @@ function(tidewell_settings target)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # gcc 12 loses track of std::string's buffers when it inlines, and warns of what is not there. The sanitizers look for the real ones.
     target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized -Wno-restrict)
+    # It wants members of types that only one file knows to be local to it, and takes a unit of several files for a header.
+    target_compile_options(${target} PRIVATE "$<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-subobject-linkage>")
+  endif()
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    target_compile_options(${target} PRIVATE -Wthread-safety)
   endif()
   if(TIDEWELL_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
@@ -30,10 +35,23 @@ function(tidewell_settings target)
     POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
+# tidewell_for_this_system(LIST): drops the sources that are for another system. Where a system needs code of its own, a
+# header has two sources: NameLinux.cpp, and NamePortable.cpp for all others.
+function(tidewell_for_this_system list)
+  set(sources ${${list}})
+  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    list(FILTER sources EXCLUDE REGEX "Portable\\.cpp$")
+  else()
+    list(FILTER sources EXCLUDE REGEX "Linux\\.cpp$")
+  endif()
+  set(${list} ${sources} PARENT_SCOPE)
+endfunction()
+
 # tidewell_layer(NAME [DEPENDS…] [LINK…]): an object library of the .cpp files of tidewell/NAME.
 function(tidewell_layer name)
   cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tidewell/${name}/*.cpp")
+  tidewell_for_this_system(sources)
   if(NOT sources)
     return()
   endif()

@@ -2,6 +2,7 @@
 #include <unicode/ustring.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <unordered_set>

@@ -275,8 +275,8 @@ TEST_F(ConfigArchiveTest, AListThatIsTooLargeIsLeftOutOfTheMerge) {
     base::Value value;
     bool fits;
   } cases[] = {
-      {"the largest count of names", numbered(10'237), true},
-      {"one name more", numbered(10'238), false},
+      {"the largest count of names", numbered(2'045), true},
+      {"one name more", numbered(2'046), false},
       {"empty lists", emptyLists(5'000), false},
       {"the deepest list", nestedLists(500), true},
       {"one level more", nestedLists(501), false},
@@ -288,7 +288,8 @@ TEST_F(ConfigArchiveTest, AListThatIsTooLargeIsLeftOutOfTheMerge) {
     manager.updateConfigFromResponse(base::Dictionary{{"src_ext", base::Array{"before"}}});
     lines();
     base::Dictionary reply{{"a_s", "blocked"}, {"e_b_c", 7}, {"src_ext", value}};
-    for (const char* key : {"b_e", "f_e", "d_t_w_e", "b_uid_r"}) reply.setObject(numbered(10'237), key);
+    for (const char* key : {"b_e", "f_e", "d_t_w_e"}) reply.setObject(numbered(2'045), key);
+    reply.setObject(numbered(10'237), "b_uid_r");
     manager.updateConfigFromResponse(reply);
     const Lines logged = lines();
     EXPECT_EQ(std::count_if(logged.begin(), logged.end(),
@@ -297,7 +298,8 @@ TEST_F(ConfigArchiveTest, AListThatIsTooLargeIsLeftOutOfTheMerge) {
     manager.setDataTrackingOptedOut(true);
     const TWConfigManager next;
     EXPECT_EQ(stateOf(next), "tp- Europe, blocked");
-    EXPECT_TRUE(next.isEventBlackListed("10236"));
+    EXPECT_TRUE(next.isEventBlackListed("2044"));
+    EXPECT_TRUE(next.isUniqueIDRestricted("10236"));
     EXPECT_EQ(next.getEventBatchCount(), 7);
     EXPECT_EQ(next.getSourceExtraKeys(), fits ? value : base::Value(base::Array{"before"}));
   }

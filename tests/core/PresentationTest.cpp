@@ -55,7 +55,7 @@ class PresentationTest : public DelegateFixture {
 };
 
 TEST_F(PresentationTest, TheTopControllerIsFoundBelowAlertsAndInsideContainers) {
-  const Controller page = plain(), first = plain();
+  const Controller page = plain(), first = plain(), inTabs = plain();
   const auto navigation = make<UINavigationController>(plain());
   navigation->pushViewController(page, false);
   const auto tabs = make<platform::UITabBarController>();
@@ -74,8 +74,8 @@ TEST_F(PresentationTest, TheTopControllerIsFoundBelowAlertsAndInsideContainers) 
   expectTop(tabs->viewControllers()[0], tabs);
   tabs->setSelectedViewController(emptyStack);
   expectTop(nullptr, tabs);
-  emptyStack->pushViewController(first, false);
-  expectTop(first, tabs);
+  emptyStack->pushViewController(inTabs, false);
+  expectTop(inTabs, tabs);
   const auto outer = make<UINavigationController>(tabs);
   window->setRootViewController(outer);
   expectTop(tabs, outer);  // what a navigation controller shows is not unwrapped again

@@ -81,7 +81,7 @@ TEST_F(ViewControllerTest, WhatIsWovenInAlreadyCannotBePresentedOrContainedAgain
   for (const Controller& active : {above, root, outer, Controller()})
     EXPECT_THROW(above->presentViewController(active, true), base::Exception);
   EXPECT_THROW(other->presentViewController(above, true), base::Exception);
-  for (const Controller& wrong : {outer, root, Controller()})
+  for (const Controller& wrong : {outer, root, above, Controller()})
     EXPECT_THROW(root->addChildViewController(wrong), base::Exception);
   other->addChildViewController(root);
   EXPECT_EQ(outer->childViewControllers().size(), 0u);

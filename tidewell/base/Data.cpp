@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "tidewell/base/internal/Ascii.h"
+
 namespace tidewell::base {
 
 namespace {
@@ -10,12 +12,7 @@ constexpr std::size_t kShownWhole = 24;  // longer data is cut to its ends
 constexpr std::size_t kGroup = 4;
 
 void appendHex(std::string& out, std::string_view bytes) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    out += kDigits[byte >> 4];
-    out += kDigits[byte & 15];
-  }
+  for (const char c : bytes) detail::appendHex(out, static_cast<unsigned char>(c));
 }
 
 void appendGroups(std::string& out, std::string_view bytes) {

@@ -79,11 +79,12 @@ Value sum(const std::vector<Value>& numbers) {
   return isWhole ? Value(whole) : Value(real);
 }
 
-Value extreme(const std::vector<Value>& numbers, bool wantsLargest) {
+enum class Extreme { least, largest };
+Value extreme(const std::vector<Value>& numbers, Extreme wanted) {
   Value best;
   for (const Value& number : numbers) {
-    if (best.isNil() || (wantsLargest ? number.doubleValue() > best.doubleValue()
-                                      : number.doubleValue() < best.doubleValue())) {
+    if (best.isNil() || (wanted == Extreme::largest ? number.doubleValue() > best.doubleValue()
+                                                    : number.doubleValue() < best.doubleValue())) {
       best = number;
     }
   }
@@ -97,8 +98,8 @@ Value aggregate(const Value& collection, std::string_view operation, const Value
     if (!answer.isNull() && !answer.isNil()) numbers.push_back(answer);
   }
   if (operation == "@sum") return sum(numbers);
-  if (operation == "@max") return extreme(numbers, true);
-  if (operation == "@min") return extreme(numbers, false);
+  if (operation == "@max") return extreme(numbers, Extreme::largest);
+  if (operation == "@min") return extreme(numbers, Extreme::least);
   if (operation == "@avg") {
     if (numbers.empty()) return 0;
     return sum(numbers).doubleValue() / static_cast<double>(numbers.size());

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/platform/BundleKeys.h"
 
 namespace tidewell {
 
@@ -29,7 +30,7 @@ inline constexpr std::string_view kUserDefaultsKeyHasDeviceAddFailed = "TDW_HAS_
 inline constexpr std::string_view kConfigLastUpdatedKey = "CONFIG_LAST_UPDATED";
 
 /// The identifier of the bundle whose version is the SDK's.
-inline constexpr std::string_view kTidewellSDKBundleId = "com.tidewell.TidewellSDK";
+inline constexpr std::string_view kTidewellSDKBundleId = platform::kSdkBundleIdentifier;
 
 /// The version of the library as a number (major.minor) and as text; the text equals the version of the SDK's
 /// bundle.

@@ -5,6 +5,7 @@
 
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
+#include "tidewell/platform/BundleKeys.h"
 
 namespace tidewell::platform {
 
@@ -18,8 +19,5 @@ class TIDEWELL_EXPORT Bundles {
   [[nodiscard]] virtual std::optional<base::Dictionary> infoDictionaryForIdentifier(
       std::string_view identifier) = 0;
 };
-
-inline constexpr std::string_view kBundleIdentifierKey = "CFBundleIdentifier";
-inline constexpr std::string_view kBundleShortVersionKey = "CFBundleShortVersionString";
 
 }  // namespace tidewell::platform

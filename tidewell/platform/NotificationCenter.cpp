@@ -22,7 +22,7 @@ struct NotificationCenter::State {
 
   std::vector<std::shared_ptr<Registration>> registrationsForName(std::string_view name) {
     std::vector<std::shared_ptr<Registration>> found;
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     for (const auto& registration : registrations) {
       if (registration->name == name) found.push_back(registration);
     }
@@ -30,8 +30,9 @@ struct NotificationCenter::State {
   }
 
   base::StateMutex mutex;
-  Token lastToken = 0;
-  std::vector<std::shared_ptr<Registration>> registrations;  ///< in order of addition
+  Token lastToken TIDEWELL_GUARDED_BY(mutex) = 0;
+  std::vector<std::shared_ptr<Registration>> registrations
+      TIDEWELL_GUARDED_BY(mutex);  ///< in order of addition
 };
 
 NotificationCenter& NotificationCenter::defaultCenter() {
@@ -47,7 +48,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string_view name,
   auto registration = std::make_shared<State::Registration>();
   registration->name = name;
   registration->observer = std::move(observer);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   registration->token = ++state_->lastToken;
   state_->registrations.push_back(std::move(registration));
   return state_->lastToken;
@@ -56,7 +57,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string_view name,
 void NotificationCenter::removeObserver(Token token) {
   // Destroys the observer, which is foreign code, after the lock is gone.
   std::shared_ptr<State::Registration> removed;
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   auto& registrations = state_->registrations;
   const auto found = std::find_if(registrations.begin(), registrations.end(),
                                   [token](const auto& each) { return each->token == token; });

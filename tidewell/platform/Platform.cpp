@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/UnknownMachine.h"
@@ -22,7 +23,7 @@ constinit std::atomic<Reporter> reporterInForce{nullptr};
 /// Every platform that was ever in force, so that a thread that still uses an earlier one finds it whole.
 struct Keeper {
   base::StateMutex mutex;
-  std::vector<std::shared_ptr<Platform>> platforms;
+  std::vector<std::shared_ptr<Platform>> platforms TIDEWELL_GUARDED_BY(mutex);
 };
 
 Keeper& keeper() {
@@ -30,12 +31,12 @@ Keeper& keeper() {
   return *instance;
 }
 
-[[maybe_unused]] const Keeper& madeWhenLoaded = keeper();
+const base::MadeWhenLoaded keeperMade(keeper);
 
 /// Lets the application be found by the name of its class.
 void declareApplication() { (void)runtime::classOf<UIApplication>(); }
 
-void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) {
+void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) TIDEWELL_REQUIRES(keeper.mutex) {
   Platform* const pointer = platform.get();
   keeper.platforms.push_back(std::move(platform));
   platformInForce.store(pointer, std::memory_order_release);
@@ -64,7 +65,7 @@ bool Platform::install(std::shared_ptr<Platform> platform) {
   }
   declareApplication();
   {
-    const std::lock_guard lock(keeper().mutex);
+    const base::MutexLock lock(keeper().mutex);
     if (!isInstalled()) {
       putInForce(keeper(), std::move(platform));
       return true;
@@ -90,7 +91,7 @@ void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
     return;
   }
   declareApplication();
-  const std::lock_guard lock(keeper().mutex);
+  const base::MutexLock lock(keeper().mutex);
   putInForce(keeper(), std::move(platform));
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
 
 namespace tidewell::platform {
@@ -32,13 +33,13 @@ SFSafariViewController::SFSafariViewController(const std::optional<base::Url>& u
 SFSafariViewController::~SFSafariViewController() = default;
 
 runtime::Ref SFSafariViewController::delegate() const {
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   return delegate_.lock();
 }
 
 void SFSafariViewController::setDelegate(const runtime::Ref& delegate) {
   runtime::WeakRef next = delegate;  // becomes the last one, which goes after the lock
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   delegate_.swap(next);
 }
 

@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
@@ -41,14 +42,14 @@ std::shared_ptr<UIApplication> UIApplication::sharedApplication() {
 }
 
 Ref UIApplication::delegate() const {
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   return delegate_.lock();
 }
 
 void UIApplication::setDelegate(const Ref& delegate) {
   const auto set = [&] {
     runtime::WeakRef next = delegate;  // becomes the last one, which goes after the lock
-    const std::lock_guard lock(hierarchyMutex());
+    const base::MutexLock lock(hierarchyMutex());
     delegate_.swap(next);
   };
   try {

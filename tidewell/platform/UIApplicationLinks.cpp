@@ -1,5 +1,6 @@
 #include <mutex>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
@@ -15,13 +16,13 @@ bool isSet(const base::Dictionary& options, std::string_view key) {
 }  // namespace
 
 std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   return keyWindow_.lock();
 }
 
 void UIApplication::setKeyWindow(const std::shared_ptr<UIWindow>& window) {
   std::weak_ptr<UIWindow> next = window;  // becomes the last one, which goes after the lock
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   keyWindow_.swap(next);
 }
 

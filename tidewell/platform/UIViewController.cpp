@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
@@ -16,7 +18,7 @@ namespace {
 
 using runtime::description;
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = hierarchyMutex();
+const base::MadeWhenLoaded hierarchyMutexMade(hierarchyMutex);
 
 void onMainQueue(std::function<void()> function) {
   Queue& queue = Platform::current().mainQueue();
@@ -41,7 +43,7 @@ UIViewController::~UIViewController() {
   std::vector<Controller> children;
   Shown shown = Shown::nothing;
   {
-    const std::lock_guard lock(hierarchyMutex());
+    const base::MutexLock lock(hierarchyMutex());
     presented.swap(presented_);
     children.swap(children_);
     for (const Controller& each : presented) each->presenting_ = nullptr;
@@ -67,7 +69,7 @@ void UIViewController::presentViewController(const Controller& viewController, b
   bool isActive = false;
   Controller inTheWay;
   {
-    const std::lock_guard lock(hierarchyMutex());
+    const base::MutexLock lock(hierarchyMutex());
     const Controller* const front = inFront();
     if (front && (*front)->layer() != Layer::alert) inTheWay = *front;
     isActive = viewController->presenting_ || viewController->parent_ || isWithin(*viewController);
@@ -93,7 +95,7 @@ void UIViewController::appear(const Completion& completion) {
   if (layer() != Layer::application) {
     Shown above = Shown::nothing;
     {
-      const std::lock_guard lock(hierarchyMutex());
+      const base::MutexLock lock(hierarchyMutex());
       if (!presenting_ || shown_ != Shown::nothing) return;  // dismissed, perhaps presented again, meanwhile
       for (const UIViewController* below = presenting_; below && above == Shown::nothing;
            below = below->presenting_)
@@ -101,7 +103,7 @@ void UIViewController::appear(const Completion& completion) {
     }
     const Shown shown = show(platform.presenter(), above);
     std::vector<Controller> taken;
-    const std::lock_guard lock(hierarchyMutex());
+    const base::MutexLock lock(hierarchyMutex());
     shown_ = shown;
     if (shown == Shown::nothing) return takeAway(taken);
   }
@@ -114,13 +116,13 @@ void UIViewController::dismissViewControllerAnimated(bool animated, const Comple
 
   std::vector<Controller> taken;
   if (layer() == Layer::application) {
-    const std::lock_guard lock(hierarchyMutex());
+    const base::MutexLock lock(hierarchyMutex());
     const Controller* const front = inFront();
     (front ? **front : *this).takeAway(taken);
   } else {
     const Controller self = std::static_pointer_cast<UIViewController>(weak_from_this().lock());
     {
-      const std::lock_guard lock(hierarchyMutex());
+      const base::MutexLock lock(hierarchyMutex());
       takeAway(taken);
     }
     // What presented it may be gone, and it still on the screen.
@@ -129,7 +131,7 @@ void UIViewController::dismissViewControllerAnimated(bool animated, const Comple
   onMainQueue([taken = std::move(taken), animated, completion] {
     std::vector<Shown> shown;
     {
-      const std::lock_guard lock(hierarchyMutex());
+      const base::MutexLock lock(hierarchyMutex());
       for (const Controller& each : taken) {
         if (each->shown_ != Shown::nothing) shown.push_back(std::exchange(each->shown_, Shown::nothing));
       }
@@ -143,14 +145,14 @@ void UIViewController::dismissViewControllerAnimated(bool animated, const Comple
 
 UIViewController::Controller UIViewController::presentedViewController() const {
   if (const Controller parent = parentViewController()) return parent->presentedViewController();
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   const Controller* const front = inFront();
   return front ? *front : nullptr;
 }
 
 UIViewController::Controller UIViewController::presentingViewController() const {
   if (const Controller parent = parentViewController()) return parent->presentingViewController();
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   return shared(presenting_);
 }
 
@@ -158,8 +160,8 @@ void UIViewController::addChildViewController(const Controller& child) {
   bool isWrong = !child;
   std::vector<Controller> taken;
   {
-    const std::lock_guard lock(hierarchyMutex());
-    isWrong = isWrong || isWithin(*child);
+    const base::MutexLock lock(hierarchyMutex());
+    isWrong = isWrong || child->presenting_ || isWithin(*child);
     if (!isWrong) {
       child->takeFromParent(taken);
       children_.push_back(child);
@@ -173,17 +175,17 @@ void UIViewController::addChildViewController(const Controller& child) {
 
 void UIViewController::removeFromParentViewController() {
   std::vector<Controller> taken;
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   takeFromParent(taken);
 }
 
 std::vector<UIViewController::Controller> UIViewController::childViewControllers() const {
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   return children_;
 }
 
 UIViewController::Controller UIViewController::parentViewController() const {
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   return shared(parent_);
 }
 
@@ -200,8 +202,9 @@ const UIViewController::Controller* UIViewController::inFront() const {
 }
 
 bool UIViewController::isWithin(const UIViewController& other) const {
-  return this == &other || (presenting_ && presenting_->isWithin(other)) ||
-         (parent_ && parent_->isWithin(other));
+  const UIViewController* each = this;
+  while (each && each != &other) each = each->presenting_ ? each->presenting_ : each->parent_;
+  return each != nullptr;
 }
 
 void UIViewController::takeFromParent(std::vector<Controller>& taken) {

@@ -52,7 +52,8 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
   [[nodiscard]] virtual Controller presentingViewController() const;
 
   /// Puts a controller, taken from the container it was in, behind those that this one contains. Raises
-  /// `kInvalidArgumentException` for null and for a controller that contains this one, or is this one.
+  /// `kInvalidArgumentException` for null and for a controller that is presented, contains this one, or is
+  /// this one.
   void addChildViewController(const Controller& child);
   void removeFromParentViewController();
   [[nodiscard]] std::vector<Controller> childViewControllers() const;
@@ -90,7 +91,8 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
 
   void appear(const Completion& completion);
 
-  // Under the lock, too. A pointer is taken back before what it points to goes.
+  // Under the lock, too. A pointer is taken back before what it points to goes. A controller is presented or
+  // contained, never both, and never within itself, so that a walk up or down ends.
   std::vector<Controller> presented_;
   std::vector<Controller> children_;
   UIViewController* presenting_ = nullptr;

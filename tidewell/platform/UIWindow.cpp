@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
 
@@ -11,13 +12,13 @@ UIWindow::UIWindow() = default;
 UIWindow::~UIWindow() = default;
 
 std::shared_ptr<UIViewController> UIWindow::rootViewController() const {
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   return rootViewController_;
 }
 
 void UIWindow::setRootViewController(const std::shared_ptr<UIViewController>& rootViewController) {
   std::shared_ptr<UIViewController> next = rootViewController;  // becomes the last one, which dies unlocked
-  const std::lock_guard lock(hierarchyMutex());
+  const base::MutexLock lock(hierarchyMutex());
   rootViewController_.swap(next);
 }
 

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/UrlSyntax.h"
 
 namespace tidewell::platform {
@@ -12,13 +13,6 @@ namespace {
 
 /// Most requests have no more.
 constexpr std::size_t kUsualHeaders = 2;
-
-constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char left, char right) { return asciiLower(left) == asciiLower(right); });
-}
 
 /// RFC 9110, section 5.6.2.
 constexpr auto kTokenCharacters = base::detail::kUnreserved.with("!#$%&'*+^`|");
@@ -34,8 +28,9 @@ bool isFieldValue(std::string_view value) {
 
 template <class Headers>
 auto findHeader(Headers& headers, std::string_view name) {
-  return std::find_if(headers.begin(), headers.end(),
-                      [name](const auto& header) { return equalsIgnoringCase(header.first, name); });
+  return std::find_if(headers.begin(), headers.end(), [name](const auto& header) {
+    return base::detail::equalsIgnoringCase(header.first, name);
+  });
 }
 
 }  // namespace
@@ -71,7 +66,7 @@ std::string UrlResponse::description() const {
   std::unordered_map<std::string, std::size_t> listOfName;  // a server may send very many
   for (const auto& [name, value] : headers) {
     std::string key(name);
-    std::transform(key.begin(), key.end(), key.begin(), asciiLower);
+    std::transform(key.begin(), key.end(), key.begin(), base::detail::asciiLower);
     const auto [place, isNew] = listOfName.emplace(std::move(key), lists.size());
     if (isNew) lists.emplace_back(name, base::Array());
     lists[place->second].second.addObject(value);

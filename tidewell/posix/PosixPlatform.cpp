@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Loader.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/Container.h"
 #include "tidewell/posix/internal/Environment.h"
@@ -81,7 +83,8 @@ struct PosixPlatform::State {
   std::shared_ptr<platform::UrlSession> sharedUrlSession;
 
   StateMutex suitesMutex;
-  std::map<std::string, std::shared_ptr<platform::UserDefaults>, std::less<>> suites;
+  std::map<std::string, std::shared_ptr<platform::UserDefaults>, std::less<>> suites
+      TIDEWELL_GUARDED_BY(suitesMutex);
 
   [[nodiscard]] platform::Queue& mainQueue() {
     if (hostMainQueue) return *hostMainQueue;
@@ -89,7 +92,7 @@ struct PosixPlatform::State {
   }
 
   [[nodiscard]] std::shared_ptr<platform::UserDefaults> knownSuite(std::string_view name) {
-    const std::lock_guard lock(suitesMutex);
+    const base::MutexLock lock(suitesMutex);
     const auto found = suites.find(name);
     return found == suites.end() ? nullptr : found->second;
   }
@@ -124,7 +127,7 @@ std::shared_ptr<platform::UserDefaults> PosixPlatform::userDefaultsWithSuiteName
   auto suite =
       std::make_shared<PosixUserDefaults>(state_->container, state_->container.userDefaultsFileOfGroup(name));
   // Of two threads that make one, the first one's is everybody's.
-  const std::lock_guard lock(state_->suitesMutex);
+  const base::MutexLock lock(state_->suitesMutex);
   return state_->suites.emplace(std::string(name), suite).first->second;
 }
 
@@ -182,7 +185,7 @@ std::string complaintAbout(const Options& options) {
 PosixPlatform* install(Options options) {
   const base::CancellationShield shield;
   // A plug-in may be closed while its completions are on their way.
-  keepLoaded(__builtin_return_address(0));
+  base::keepLoaded(__builtin_return_address(0));
   try {
     std::string complaint = complaintAbout(options);
     if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";

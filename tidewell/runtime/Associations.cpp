@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/runtime/internal/SideRecord.h"
@@ -25,7 +26,7 @@ void setAssociatedObject(Object* object, const void* key, base::Value value, Ass
   }
 
   SideRecord& side = sideRecordOf(*object);
-  const std::scoped_lock lock(side.mutex);
+  const base::MutexLock lock(side.mutex);
   if (value.isNil()) {
     const auto found = side.associations.find(key);
     if (found == side.associations.end()) return;
@@ -40,7 +41,7 @@ void setAssociatedObject(Object* object, const void* key, base::Value value, Ass
 base::Value associatedObject(const Object* object, const void* key) {
   SideRecord* const side = object ? ObjectAccess::side(*object).load(std::memory_order_acquire) : nullptr;
   if (!side) return {};
-  const std::scoped_lock lock(side->mutex);
+  const base::MutexLock lock(side->mutex);
   const auto found = side->associations.find(key);
   if (found == side->associations.end()) return {};
   return found->second.isWeak ? objectValue(found->second.object.lock()) : found->second.value;

@@ -83,7 +83,8 @@ class ClassBuilder {
                                        Canonical<P>... arguments) -> CanonicalResult<R> {
       return std::invoke(function, static_cast<T&>(self), fromCanonical<P>(arguments)...);
     };
-    return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(), false);
+    return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(),
+               Kind::instanceMethod);
   }
   /// A method with a member function's own types.
   template <auto function>
@@ -100,7 +101,8 @@ class ClassBuilder {
                                        Canonical<P>... arguments) -> CanonicalResult<R> {
       return std::invoke(function, fromCanonical<P>(arguments)...);
     };
-    return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(), true);
+    return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(),
+               Kind::classMethod);
   }
   /// A property that is a data member, or read with a member function or lambda (and then read only).
   template <auto get>
@@ -140,10 +142,12 @@ class ClassBuilder {
                                        Canonical<A>... arguments) -> CanonicalResult<R> {
       return std::invoke(function, static_cast<T&>(self), fromCanonical<A>(arguments)...);
     };
-    return add(selector, reinterpret_cast<AnyFunction>(thunk), signatureOf<R, A...>(), false);
+    return add(selector, reinterpret_cast<AnyFunction>(thunk), signatureOf<R, A...>(), Kind::instanceMethod);
   }
-  ClassBuilder& add(Selector selector, AnyFunction function, const Signature& signature, bool isClassMethod) {
-    description_->methods.push_back({selector, function, &signature, !isClassMethod, isClassMethod});
+  enum class Kind { instanceMethod, classMethod };
+  ClassBuilder& add(Selector selector, AnyFunction function, const Signature& signature, Kind kind) {
+    description_->methods.push_back(
+        {selector, function, &signature, kind == Kind::instanceMethod, kind == Kind::classMethod});
     return *this;
   }
   template <auto get>

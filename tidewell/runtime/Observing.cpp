@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/internal/SideRecord.h"
@@ -35,7 +36,7 @@ void add(Object* object, std::string_view key, const std::shared_ptr<Observation
                                                 " has no property " + std::string(key) + " to observe");
   SideRecord& side = sideRecordOf(*object);
   {
-    const std::scoped_lock lock(side.mutex);
+    const base::MutexLock lock(side.mutex);
     side.observers.push_back(entry);
   }
   if (!(entry->options & kObserveInitial)) return;
@@ -48,7 +49,7 @@ void add(Object* object, std::string_view key, const std::shared_ptr<Observation
 template <class Fits>
 bool remove(SideRecord& side, Fits fits) {
   std::shared_ptr<ObservationEntry> removed;  // destroyed behind the lock
-  const std::scoped_lock lock(side.mutex);
+  const base::MutexLock lock(side.mutex);
   const auto last = std::find_if(side.observers.rbegin(), side.observers.rend(), fits);
   if (last == side.observers.rend()) return false;
   removed = std::move(*last);
@@ -128,7 +129,7 @@ Change::Change(Object& object, std::string_view key) {
   SideRecord& side = sideRecordOf(object);
   Entries entries;
   {
-    const std::scoped_lock lock(side.mutex);
+    const base::MutexLock lock(side.mutex);
     std::copy_if(side.observers.begin(), side.observers.end(), std::back_inserter(entries),
                  [&](const auto& entry) { return entry->property->name == key; });
   }
@@ -159,7 +160,7 @@ void Change::finish() {
 bool hasObservers(const Object& object) noexcept {
   SideRecord* const side = ObjectAccess::side(object).load(std::memory_order_acquire);
   if (!side) return false;
-  const std::scoped_lock lock(side->mutex);
+  const base::MutexLock lock(side->mutex);
   return !side->observers.empty();
 }
 

@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::runtime {
@@ -12,22 +13,23 @@ namespace {
 
 struct SelectorTable {
   base::StateMutex mutex;
-  std::unordered_map<std::string_view, std::unique_ptr<const SelectorRecord>>
-      records;  // keys lie in the records
+  /// Keys lie in the records.
+  std::unordered_map<std::string_view, std::unique_ptr<const SelectorRecord>> records
+      TIDEWELL_GUARDED_BY(mutex);
 };
 
-SelectorTable& table() {
+SelectorTable& selectorTable() {
   static base::NeverDestroyed<SelectorTable> table;
   return *table;
 }
 
-[[maybe_unused]] const SelectorTable& madeWhenLoaded = table();
+const base::MadeWhenLoaded selectorTableMade(selectorTable);
 
 }  // namespace
 
 Selector Selector::named(std::string_view name) {
-  SelectorTable& known = table();
-  const std::lock_guard lock(known.mutex);
+  SelectorTable& known = selectorTable();
+  const base::MutexLock lock(known.mutex);
   const auto found = known.records.find(name);
   if (found != known.records.end()) return Selector(found->second.get());
   // Method caches take the low bits; consecutive numbers spread better there than any hash of the text.

@@ -5,6 +5,8 @@
 #include <unordered_map>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/Loader.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/internal/Registry.h"
 
@@ -14,30 +16,30 @@ namespace {
 /// The types and signatures of the process, by what tells them apart. Never destroyed.
 struct TypeTable {
   base::StateMutex mutex;
-  std::unordered_map<std::string, std::unique_ptr<const TypeInfo>> types;
-  std::unordered_map<std::string, std::unique_ptr<const Signature>> signatures;
+  std::unordered_map<std::string, std::unique_ptr<const TypeInfo>> types TIDEWELL_GUARDED_BY(mutex);
+  std::unordered_map<std::string, std::unique_ptr<const Signature>> signatures TIDEWELL_GUARDED_BY(mutex);
 };
 
-TypeTable& table() {
+TypeTable& typeTable() {
   static base::NeverDestroyed<TypeTable> table;
   return *table;
 }
 
-[[maybe_unused]] const TypeTable& madeWhenLoaded = table();
+const base::MadeWhenLoaded typeTableMade(typeTable);
 
 /// The entry of a key, made where there is none. The module that `function` lies in is kept loaded first,
 /// with no lock held: the loader's lock may belong to a thread that waits for this table.
 template <class Entry>
 const Entry& interned(std::unordered_map<std::string, std::unique_ptr<const Entry>> TypeTable::*entries,
                       std::string key, Entry recipe, AnyFunction function) {
-  TypeTable& known = table();
+  TypeTable& known = typeTable();
   {
-    const std::scoped_lock lock(known.mutex);
+    const base::MutexLock lock(known.mutex);
     const auto found = (known.*entries).find(key);
     if (found != (known.*entries).end()) return *found->second;
   }
-  if (function) keepModuleLoaded(function);
-  const std::scoped_lock lock(known.mutex);
+  if (function) base::keepLoaded(reinterpret_cast<const void*>(function));
+  const base::MutexLock lock(known.mutex);
   // The entry is made first: a key without one would be found.
   auto made = std::make_unique<const Entry>(std::move(recipe));
   return *(known.*entries).try_emplace(std::move(key), std::move(made)).first->second;

@@ -4,15 +4,16 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
 
 struct ManualQueue::State {
-  mutable std::mutex mutex;
-  std::deque<std::function<void()>> waiting;
+  mutable base::Mutex mutex;
+  std::deque<std::function<void()>> waiting TIDEWELL_GUARDED_BY(mutex);
   /// One entry for each function that runs: a thread is in it twice where a function runs another one.
-  std::vector<std::thread::id> runners;
+  std::vector<std::thread::id> runners TIDEWELL_GUARDED_BY(mutex);
 };
 
 ManualQueue::ManualQueue() : state_(std::make_unique<State>()) {}
@@ -20,18 +21,17 @@ ManualQueue::~ManualQueue() = default;
 
 void ManualQueue::async(std::function<void()> function) {
   if (!function) return;
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->waiting.push_back(std::move(function));
 }
 
 bool ManualQueue::isCurrent() const {
-  const std::lock_guard lock(state_->mutex);
-  const auto& runners = state_->runners;
-  return std::find(runners.begin(), runners.end(), std::this_thread::get_id()) != runners.end();
+  const base::MutexLock lock(state_->mutex);
+  return std::count(state_->runners.begin(), state_->runners.end(), std::this_thread::get_id()) > 0;
 }
 
 std::size_t ManualQueue::pending() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->waiting.size();
 }
 
@@ -39,7 +39,7 @@ bool ManualQueue::runOne() {
   std::function<void()> next;
   const auto self = std::this_thread::get_id();
   {
-    const std::lock_guard lock(state_->mutex);
+    const base::MutexLock lock(state_->mutex);
     if (state_->waiting.empty()) return false;
     next = std::move(state_->waiting.front());
     state_->waiting.pop_front();
@@ -47,7 +47,7 @@ bool ManualQueue::runOne() {
   }
   platform::runReportingExceptions(next);
   next = nullptr;  // what the function holds is let go of on the queue, too
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->runners.erase(std::find(state_->runners.begin(), state_->runners.end(), self));
   return true;
 }

@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
@@ -47,15 +48,15 @@ struct MemoryFileManager::State {
   /// A file's bytes; nothing for a folder.
   using Node = std::optional<std::string>;
 
-  mutable std::mutex mutex;
-  std::map<std::string, Node> nodes{{"/", std::nullopt}};
-  std::optional<std::string> libraryPath;
-  std::optional<std::string> documentsPath;
-  std::array<Operation, 8> operations;
-  std::function<void(FileOperation, const std::string&)> hook;
-  std::map<std::string, std::thread::id> locks;
+  mutable base::Mutex mutex;
+  std::map<std::string, Node> nodes TIDEWELL_GUARDED_BY(mutex){{"/", std::nullopt}};
+  std::optional<std::string> libraryPath TIDEWELL_GUARDED_BY(mutex);
+  std::optional<std::string> documentsPath TIDEWELL_GUARDED_BY(mutex);
+  std::array<Operation, 8> operations TIDEWELL_GUARDED_BY(mutex);
+  std::function<void(FileOperation, const std::string&)> hook TIDEWELL_GUARDED_BY(mutex);
+  std::map<std::string, std::thread::id> locks TIDEWELL_GUARDED_BY(mutex);
   /// The path whose lock was waited for in vain: until it is free no call waits.
-  std::string waitedInVainFor;
+  std::string waitedInVainFor TIDEWELL_GUARDED_BY(mutex);
   std::condition_variable lockReleased;
 
   /// Counts a call, lets the hook run, and answers the error that the call is to fail with.
@@ -64,7 +65,7 @@ struct MemoryFileManager::State {
     std::error_code failure;
     std::function<void(FileOperation, const std::string&)> hookNow;
     {
-      const std::lock_guard lock(mutex);
+      const base::MutexLock lock(mutex);
       Operation& record = operationFor(operation);
       ++record.calls;
       if (record.calls >= record.firstFailing && record.calls <= record.lastFailing) failure = record.error;
@@ -79,41 +80,44 @@ struct MemoryFileManager::State {
     return failure;
   }
 
-  Operation& operationFor(FileOperation operation) { return operations[static_cast<std::size_t>(operation)]; }
+  Operation& operationFor(FileOperation operation) TIDEWELL_REQUIRES(mutex) {
+    return operations[static_cast<std::size_t>(operation)];
+  }
 
-  // The rest is called with the mutex held, and takes tidy paths.
+  // Paths are tidy from here on.
 
-  [[nodiscard]] const Node* find(const std::string& path) const {
+  [[nodiscard]] const Node* find(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     const auto found = nodes.find(path);
     return found == nodes.end() ? nullptr : &found->second;
   }
 
   /// Why nothing can be made at a path; no error where it can.
-  [[nodiscard]] std::error_code obstacle(const std::string& path) const {
+  [[nodiscard]] std::error_code obstacle(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     if (path.find('\0') != std::string::npos) return error(std::errc::invalid_argument);
     const Node* const parent = find(parentOf(path));
     if (!parent) return error(std::errc::no_such_file_or_directory);
     return *parent ? error(std::errc::not_a_directory) : std::error_code();
   }
 
-  void makeFolders(const std::string& path) {
+  void makeFolders(const std::string& path) TIDEWELL_REQUIRES(mutex) {
     if (path.empty() || find(path)) return;
     makeFolders(parentOf(path));
     nodes.emplace(path, std::nullopt);
   }
 
   /// The nodes below a folder, which lie together.
-  [[nodiscard]] auto below(const std::string& folder) {
+  [[nodiscard]] auto below(const std::string& folder) TIDEWELL_REQUIRES(mutex) {
     return std::pair(nodes.lower_bound(folder + "/"), nodes.lower_bound(folder + "0"));  // '0' follows '/'
   }
 
-  void remove(const std::string& path) {
+  void remove(const std::string& path) TIDEWELL_REQUIRES(mutex) {
     const auto [begin, end] = below(path);
     nodes.erase(begin, end);
     nodes.erase(path);
   }
 
-  void setStandardPath(std::optional<std::string>& place, std::optional<std::string> path) {
+  void setStandardPath(std::optional<std::string>& place, std::optional<std::string> path)
+      TIDEWELL_REQUIRES(mutex) {
     if (path) makeFolders(tidy(*path));
     place = std::move(path);
   }
@@ -140,13 +144,13 @@ MemoryFileManager::MemoryFileManager() : state_(std::make_shared<State>()) {
 MemoryFileManager::~MemoryFileManager() = default;
 
 std::optional<std::string> MemoryFileManager::pathForDirectory(platform::SearchPathDirectory directory) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return directory == platform::SearchPathDirectory::library ? state_->libraryPath : state_->documentsPath;
 }
 
 platform::FileExistence MemoryFileManager::fileExistsAtPath(std::string_view path) {
   if (state_->begin(FileOperation::exists, path)) return {};
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   const State::Node* const node = state_->find(tidy(path));
   return {node != nullptr, node && !*node};
 }
@@ -154,7 +158,7 @@ platform::FileExistence MemoryFileManager::fileExistsAtPath(std::string_view pat
 std::error_code MemoryFileManager::createDirectoryAtPath(std::string_view path) {
   if (const auto failure = state_->begin(FileOperation::createDirectory, path)) return failure;
   const std::string place = tidy(path);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (state_->find(place)) return error(std::errc::file_exists);
   if (const auto obstacle = state_->obstacle(place)) return obstacle;
   state_->nodes.emplace(place, std::nullopt);
@@ -163,7 +167,7 @@ std::error_code MemoryFileManager::createDirectoryAtPath(std::string_view path) 
 
 platform::FileContents MemoryFileManager::contentsOfFile(std::string_view path) {
   if (const auto failure = state_->begin(FileOperation::read, path)) return {{}, failure};
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   const State::Node* const node = state_->find(tidy(path));
   if (!node) return {{}, error(std::errc::no_such_file_or_directory)};
   if (!*node) return {{}, error(std::errc::is_a_directory)};
@@ -174,7 +178,7 @@ platform::FileContents MemoryFileManager::contentsOfFile(std::string_view path) 
 std::error_code MemoryFileManager::replaceFile(std::string_view path, std::string_view contents) {
   if (const auto failure = state_->begin(FileOperation::replace, path)) return failure;
   const std::string place = tidy(path);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (const auto obstacle = state_->obstacle(place)) return obstacle;
   if (const State::Node* const node = state_->find(place); node && !*node) {
     return error(std::errc::is_a_directory);
@@ -187,7 +191,7 @@ std::error_code MemoryFileManager::moveItem(std::string_view fromPath, std::stri
   if (const auto failure = state_->begin(FileOperation::move, fromPath)) return failure;
   const std::string from = tidy(fromPath);
   const std::string to = tidy(toPath);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   const State::Node* const source = state_->find(from);
   if (!source) return error(std::errc::no_such_file_or_directory);
   if (from == to) return {};
@@ -215,7 +219,7 @@ std::error_code MemoryFileManager::moveItem(std::string_view fromPath, std::stri
 std::error_code MemoryFileManager::removeItem(std::string_view path) {
   if (const auto failure = state_->begin(FileOperation::remove, path)) return failure;
   const std::string place = tidy(path);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   const State::Node* const node = state_->find(place);
   if (!node) return error(std::errc::no_such_file_or_directory);
   if (!*node) return error(std::errc::is_a_directory);
@@ -226,7 +230,7 @@ std::error_code MemoryFileManager::removeItem(std::string_view path) {
 platform::DirectoryContents MemoryFileManager::contentsOfDirectory(std::string_view path) {
   if (const auto failure = state_->begin(FileOperation::list, path)) return {{}, failure};
   const std::string folder = tidy(path);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   const State::Node* const node = state_->find(folder);
   if (!node) return {{}, error(std::errc::no_such_file_or_directory)};
   if (*node) return {{}, error(std::errc::not_a_directory)};
@@ -242,23 +246,24 @@ platform::LockResult MemoryFileManager::lockForPath(std::string_view path) {
   if (const auto failure = state_->begin(FileOperation::lock, path)) return {nullptr, failure};
   const std::string place = tidy(path);
   const auto self = std::this_thread::get_id();
-  std::unique_lock lock(state_->mutex);
+  base::ReleasableMutexLock lock(state_->mutex);
   if (const auto obstacle = state_->obstacle(place)) return {nullptr, obstacle};
-  const auto isFree = [&] { return !state_->locks.contains(place); };
+  const auto isFree = [&]() TIDEWELL_REQUIRES(state_->mutex) { return !state_->locks.contains(place); };
   const auto heldByAnother = [] { return platform::LockResult{nullptr, error(std::errc::timed_out)}; };
   if (!state_->locks.contains(state_->waitedInVainFor)) state_->waitedInVainFor.clear();
   if (!isFree()) {
     // A lock of this thread's own cannot be released while it waits.
     if (state_->locks[place] == self || !state_->waitedInVainFor.empty()) return heldByAnother();
-    const auto longestWait = std::chrono::duration<double>(kMaximumLockWaitSeconds);
-    if (!state_->lockReleased.wait_for(lock, longestWait, isFree)) {
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::duration<double>(kMaximumLockWaitSeconds);
+    if (!lock.waitUntil(state_->lockReleased, end, isFree)) {
       state_->waitedInVainFor = place;
       return heldByAnother();
     }
   }
   state_->locks.emplace(place, self);
   auto made = std::make_unique<MemoryFileLock>([state = state_, place] {
-    const std::lock_guard releasing(state->mutex);
+    const base::MutexLock releasing(state->mutex);
     state->locks.erase(place);
     state->lockReleased.notify_all();
   });
@@ -266,42 +271,42 @@ platform::LockResult MemoryFileManager::lockForPath(std::string_view path) {
 }
 
 void MemoryFileManager::setLibraryPath(std::optional<std::string> path) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->setStandardPath(state_->libraryPath, std::move(path));
 }
 
 void MemoryFileManager::setDocumentsPath(std::optional<std::string> path) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->setStandardPath(state_->documentsPath, std::move(path));
 }
 
 std::optional<std::string> MemoryFileManager::contents(std::string_view path) const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   const State::Node* const node = state_->find(tidy(path));
   return node ? *node : std::nullopt;
 }
 
 void MemoryFileManager::setContents(std::string_view path, std::string contents) {
   const std::string place = tidy(path);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->remove(place);
   state_->makeFolders(parentOf(place));
   state_->nodes.insert_or_assign(place, std::move(contents));
 }
 
 void MemoryFileManager::removeTree(std::string_view path) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->remove(tidy(path));
 }
 
 std::size_t MemoryFileManager::count(FileOperation operation) const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->operationFor(operation).calls;
 }
 
 void MemoryFileManager::failCall(FileOperation operation, std::size_t n, std::error_code error,
                                  std::size_t times) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   State::Operation& record = state_->operationFor(operation);
   record.firstFailing = record.calls + n;
   record.lastFailing = times == 0 ? 0 : record.firstFailing + (times - 1);
@@ -309,7 +314,7 @@ void MemoryFileManager::failCall(FileOperation operation, std::size_t n, std::er
 }
 
 void MemoryFileManager::setHook(std::function<void(FileOperation, const std::string& path)> hook) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->hook.swap(hook);  // the old one is destroyed after the lock is gone
 }
 

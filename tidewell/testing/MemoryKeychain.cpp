@@ -2,12 +2,13 @@
 #include <mutex>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
 namespace {
 
-struct Item {
+struct StoredItem {
   std::string service;
   std::string account;
   base::Data data;
@@ -38,7 +39,7 @@ struct Query {
     isValid = service.isValid && account.isValid &&
               query.objectForKey(platform::kSecClass) == base::Value(platform::kSecClassGenericPassword);
   }
-  [[nodiscard]] bool matches(const Item& item) const {
+  [[nodiscard]] bool matches(const StoredItem& item) const {
     return service.matches(item.service) && account.matches(item.account);
   }
 };
@@ -46,12 +47,12 @@ struct Query {
 }  // namespace
 
 struct MemoryKeychain::State {
-  mutable std::mutex mutex;
-  std::vector<Item> items;
-  std::int32_t status = platform::errSecSuccess;
+  mutable base::Mutex mutex;
+  std::vector<StoredItem> items TIDEWELL_GUARDED_BY(mutex);
+  std::int32_t status TIDEWELL_GUARDED_BY(mutex) = platform::errSecSuccess;
 
   /// What stands in the way of a query; `errSecSuccess` where nothing does.
-  [[nodiscard]] std::int32_t refusal(const Query& query) const {
+  [[nodiscard]] std::int32_t refusal(const Query& query) const TIDEWELL_REQUIRES(mutex) {
     if (status != platform::errSecSuccess) return status;
     return query.isValid ? platform::errSecSuccess : platform::errSecParam;
   }
@@ -63,12 +64,12 @@ MemoryKeychain::~MemoryKeychain() = default;
 std::int32_t MemoryKeychain::itemAdd(const base::Dictionary& attributes) {
   const Query query(attributes);
   const base::Value value = attributes.objectForKey(platform::kSecValueData);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (const auto refusal = state_->refusal(query)) return refusal;
   if (value && !value.data()) return platform::errSecParam;
-  Item item{query.service.text.value_or(""), query.account.text.value_or(""),
-            value ? *value.data() : base::Data()};
-  for (const Item& each : state_->items) {
+  StoredItem item{query.service.text.value_or(""), query.account.text.value_or(""),
+                  value ? *value.data() : base::Data()};
+  for (const StoredItem& each : state_->items) {
     if (each.service == item.service && each.account == item.account) return platform::errSecDuplicateItem;
   }
   state_->items.push_back(std::move(item));
@@ -77,9 +78,9 @@ std::int32_t MemoryKeychain::itemAdd(const base::Dictionary& attributes) {
 
 std::int32_t MemoryKeychain::itemCopyMatching(const base::Dictionary& query, base::Data& result) {
   const Query wanted(query);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (const auto refusal = state_->refusal(wanted)) return refusal;
-  for (const Item& each : state_->items) {
+  for (const StoredItem& each : state_->items) {
     if (!wanted.matches(each)) continue;
     result = each.data;
     return platform::errSecSuccess;
@@ -89,23 +90,23 @@ std::int32_t MemoryKeychain::itemCopyMatching(const base::Dictionary& query, bas
 
 std::int32_t MemoryKeychain::itemDelete(const base::Dictionary& query) {
   const Query wanted(query);
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (const auto refusal = state_->refusal(wanted)) return refusal;
   auto& items = state_->items;
   const auto kept = std::remove_if(items.begin(), items.end(),
-                                   [&wanted](const Item& each) { return wanted.matches(each); });
+                                   [&wanted](const StoredItem& each) { return wanted.matches(each); });
   if (kept == items.end()) return platform::errSecItemNotFound;
   items.erase(kept, items.end());
   return platform::errSecSuccess;
 }
 
 std::size_t MemoryKeychain::itemCount() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->items.size();
 }
 
 void MemoryKeychain::setStatus(std::int32_t status) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->status = status;
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
@@ -19,15 +20,16 @@ void apply(base::Dictionary& dictionary, const std::string& key, base::Value obj
 }  // namespace
 
 struct MemoryUserDefaults::State {
-  mutable std::mutex mutex;
-  base::Dictionary disk;
-  base::Dictionary seen;                       ///< what this process sees
-  std::map<std::string, base::Value> changes;  ///< what it has not synchronised; nil for a removal
-  std::size_t synchronizeCount = 0;
-  bool isFailing = false;
+  mutable base::Mutex mutex;
+  base::Dictionary disk TIDEWELL_GUARDED_BY(mutex);
+  base::Dictionary seen TIDEWELL_GUARDED_BY(mutex);  ///< what this process sees
+  std::map<std::string, base::Value> changes
+      TIDEWELL_GUARDED_BY(mutex);  ///< what it has not synchronised; nil for a removal
+  std::size_t synchronizeCount TIDEWELL_GUARDED_BY(mutex) = 0;
+  bool isFailing TIDEWELL_GUARDED_BY(mutex) = false;
 
   void change(std::string_view key, base::Value object) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     std::string name(key);
     apply(seen, name, object);
     changes.insert_or_assign(std::move(name), std::move(object));
@@ -38,7 +40,7 @@ MemoryUserDefaults::MemoryUserDefaults() : state_(std::make_unique<State>()) {}
 MemoryUserDefaults::~MemoryUserDefaults() = default;
 
 base::Value MemoryUserDefaults::objectForKey(std::string_view key) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->seen.objectForKey(key);
 }
 
@@ -52,7 +54,7 @@ void MemoryUserDefaults::removeObjectForKey(std::string_view key) { state_->chan
 
 bool MemoryUserDefaults::synchronize() {
   {
-    const std::lock_guard lock(state_->mutex);
+    const base::MutexLock lock(state_->mutex);
     ++state_->synchronizeCount;
     if (!state_->isFailing) {
       for (const auto& [key, object] : state_->changes) apply(state_->disk, key, object);
@@ -66,28 +68,28 @@ bool MemoryUserDefaults::synchronize() {
 }
 
 base::Dictionary MemoryUserDefaults::synchronized() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->disk;
 }
 
 void MemoryUserDefaults::setSynchronized(base::Value object, std::string_view forKey) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   apply(state_->disk, std::string(forKey), std::move(object));
 }
 
 std::size_t MemoryUserDefaults::synchronizeCount() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->synchronizeCount;
 }
 
 void MemoryUserDefaults::restart() {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->changes.clear();
   state_->seen = state_->disk;
 }
 
 void MemoryUserDefaults::setFailing(bool failing) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->isFailing = failing;
 }
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
+
 namespace tidewell::testing {
 
 struct ScriptedLinkOpener::State {
@@ -12,17 +14,17 @@ struct ScriptedLinkOpener::State {
 
   /// Keeps the call; what the script says of its URL.
   LinkAnswer take(LinkOperation operation, const std::optional<base::Url>& url) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     calls.push_back({operation, url});
     const auto found = url ? answers.find(url->absoluteString()) : answers.end();
     return found == answers.end() ? otherwise : found->second;
   }
 
   platform::Queue& queue;
-  std::mutex mutex;
-  std::map<std::string, LinkAnswer, std::less<>> answers;
-  LinkAnswer otherwise;
-  std::vector<LinkCall> calls;
+  base::Mutex mutex;
+  std::map<std::string, LinkAnswer, std::less<>> answers TIDEWELL_GUARDED_BY(mutex);
+  LinkAnswer otherwise TIDEWELL_GUARDED_BY(mutex);
+  std::vector<LinkCall> calls TIDEWELL_GUARDED_BY(mutex);
 };
 
 ScriptedLinkOpener::ScriptedLinkOpener(platform::Queue& mainQueue)
@@ -47,17 +49,17 @@ bool ScriptedLinkOpener::openURL(const base::Url& url) {
 }
 
 void ScriptedLinkOpener::setAnswer(std::string_view url, LinkAnswer answer) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->answers.insert_or_assign(std::string(url), answer);
 }
 
 void ScriptedLinkOpener::setDefaultAnswer(LinkAnswer answer) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->otherwise = answer;
 }
 
 std::vector<LinkCall> ScriptedLinkOpener::takeCalls() {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return std::exchange(state_->calls, {});
 }
 

@@ -1,4 +1,5 @@
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/internal/ScriptedNetworkState.h"
 
 namespace tidewell::testing {
@@ -50,7 +51,7 @@ void ScriptedNetworkState::start(const platform::UrlSessionConfiguration& config
   auto refused = refusal(configuration, task.request);
   ScriptedNetwork::Handler answering;
   {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     sent.push_back({configuration.name, task.request});
     answering = handler;
     if (!refused && !answering) {
@@ -71,22 +72,22 @@ ScriptedNetwork::ScriptedNetwork() : state_(std::make_shared<ScriptedNetworkStat
 ScriptedNetwork::~ScriptedNetwork() = default;
 
 void ScriptedNetwork::setHandler(Handler handler) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->handler.swap(handler);  // the old one is destroyed after the lock is gone
 }
 
 std::vector<ScriptedNetwork::Sent> ScriptedNetwork::sent() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->sent;
 }
 
 std::size_t ScriptedNetwork::pending() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->pending.size();
 }
 
 bool ScriptedNetwork::answer(UrlTaskResult result) {
-  std::unique_lock lock(state_->mutex);
+  base::ReleasableMutexLock lock(state_->mutex);
   if (state_->pending.empty()) return false;
   Task task = std::move(state_->pending.front());
   state_->pending.pop_front();

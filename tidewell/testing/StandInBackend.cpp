@@ -26,7 +26,10 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
+#include "tidewell/posix/internal/AllSignalsBlocked.h"
+#include "tidewell/posix/internal/Descriptor.h"
 #include "tidewell/testing/internal/Answer.h"
 #include "tidewell/testing/internal/Certificates.h"
 #include "tidewell/testing/internal/HttpConnection.h"
@@ -39,25 +42,9 @@
 namespace tidewell::testing {
 namespace {
 
+using posix::Descriptor;
+
 constexpr std::size_t kMaximumConnections = 1024;
-
-/// Closes a descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
-  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-  }
-  ~Descriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  [[nodiscard]] int get() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
 
 /// The folder of the certificates: the caller's, or a temporary one that is removed in the end.
 class Folder {
@@ -85,35 +72,18 @@ class Folder {
   bool temporary_;
 };
 
-/// Blocks all signals for the threads that are started meanwhile: the host's handlers do not run on them, and
-/// a client that goes while it is written to makes an error, not a SIGPIPE.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_{};
-};
-
 Descriptor listenOnLoopback(std::uint16_t port, std::uint16_t& actual) {
   Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const int on = 1;
-  ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  ::setsockopt(listener.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   address.sin_port = htons(port);
   socklen_t size = sizeof address;
   auto* generic = reinterpret_cast<sockaddr*>(&address);
-  if (::bind(listener.get(), generic, size) != 0 || ::listen(listener.get(), SOMAXCONN) != 0 ||
-      ::getsockname(listener.get(), generic, &size) != 0) {
+  if (::bind(listener.number(), generic, size) != 0 || ::listen(listener.number(), SOMAXCONN) != 0 ||
+      ::getsockname(listener.number(), generic, &size) != 0) {
     throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + ": " +
                              std::generic_category().message(errno));
   }
@@ -157,7 +127,7 @@ class StandInBackend::Server {
         stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
         configuration_(options_.configuration),
         configurationFile_(options_.configurationFile) {
-    if (stop_.get() < 0) throw std::runtime_error("no event descriptor");
+    if (stop_.number() < 0) throw std::runtime_error("no event descriptor");
     if (!options_.onMessage) {
       options_.onMessage = [](std::string_view message) {
         std::fprintf(stderr, "tidewell-backend: %.*s\n", static_cast<int>(message.size()), message.data());
@@ -167,13 +137,13 @@ class StandInBackend::Server {
     HttpConnection::prepare(certificates_.right());
     listener_ = listenOnLoopback(options_.port, port_);
     if (options_.control) controlListener_ = listenOnLoopback(options_.controlPort, controlPort_);
-    const SignalsBlocked blocked;
+    const posix::AllSignalsBlocked blocked;  // a client that goes makes an error, not a SIGPIPE
     acceptor_ = std::thread([this] { acceptConnections(); });
   }
 
   ~Server() {
     const std::uint64_t one = 1;
-    (void)!::write(stop_.get(), &one, sizeof one);
+    (void)!::write(stop_.number(), &one, sizeof one);
     acceptor_.join();
     listener_ = Descriptor();  // nobody shall wait in its queue
     controlListener_ = Descriptor();
@@ -187,68 +157,71 @@ class StandInBackend::Server {
   [[nodiscard]] const std::string& caFile() const { return caFile_; }
 
   void setConfiguration(std::string json) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     configuration_ = std::move(json);
     configurationFile_.clear();
   }
 
   void setConfigurationFile(std::string path) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     configurationFile_ = std::move(path);
   }
 
   void setResource(std::string path, std::string body, std::string contentType) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     resources_[std::move(path)] = {std::move(body), std::move(contentType)};
   }
 
-  void addFault(StandInFault fault, bool alone) {
+  enum class EarlierFaults { stay, go };
+
+  void addFault(StandInFault fault, EarlierFaults earlier = EarlierFaults::stay) {
     const bool meetsConnections = fault.meetsConnections();
-    const std::lock_guard lock(mutex_);
-    if (alone) faults_.clear();
+    const base::MutexLock lock(mutex_);
+    if (earlier == EarlierFaults::go) faults_.clear();
     faults_.push_back(std::move(fault));
     if (!meetsConnections) return;
     for (auto& worker : workers_) worker.connection.dropOnceIdle();
   }
 
   void clearFaults() {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     faults_.clear();
   }
 
   [[nodiscard]] std::vector<StandInFault> faults() const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return faults_;
   }
 
   [[nodiscard]] std::vector<StandInRequest> requests() const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return {requests_.begin(), requests_.end()};
   }
 
   [[nodiscard]] std::size_t requestCount() const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return requestCount_;
   }
 
   bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
-    std::unique_lock lock(mutex_);
-    return requestAdded_.wait_for(lock, timeout, [&] { return requestCount_ >= count; });
+    base::ReleasableMutexLock lock(mutex_);
+    return lock.waitUntil(requestAdded_, std::chrono::steady_clock::now() + timeout,
+                          [&]() TIDEWELL_REQUIRES(mutex_) { return requestCount_ >= count; });
   }
 
   void clearRequests() {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     requests_.clear();
     requestCount_ = 0;
   }
 
   [[nodiscard]] std::size_t connectionCount() const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return connectionCount_;
   }
 
   [[nodiscard]] std::size_t openConnectionCount() const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return static_cast<std::size_t>(std::count_if(workers_.begin(), workers_.end(), [](const Worker& worker) {
       return !worker.control && !worker.done;
     }));
@@ -280,7 +253,7 @@ class StandInBackend::Server {
 
   void acceptConnections() {
     pollfd descriptors[] = {
-        {listener_.get(), POLLIN, 0}, {controlListener_.get(), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
+        {listener_.number(), POLLIN, 0}, {controlListener_.number(), POLLIN, 0}, {stop_.number(), POLLIN, 0}};
     for (;;) {
       if (::poll(descriptors, 3, -1) < 0 && errno != EINTR) return;
       if (descriptors[2].revents != 0) return;
@@ -291,12 +264,12 @@ class StandInBackend::Server {
   }
 
   void acceptOne(bool control) {
-    const int listener = control ? controlListener_.get() : listener_.get();
+    const int listener = control ? controlListener_.number() : listener_.number();
     const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (socket < 0) {
       if (errno != EMFILE && errno != ENFILE && errno != ENOMEM) return;
       message("cannot accept a connection: " + std::generic_category().message(errno));
-      pollfd stopped{stop_.get(), POLLIN, 0};
+      pollfd stopped{stop_.number(), POLLIN, 0};
       ::poll(&stopped, 1, 100);  // the connection stays in the queue: do not spin meanwhile
       return;
     }
@@ -305,7 +278,7 @@ class StandInBackend::Server {
 
     std::list<Worker> finished;
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       for (auto worker = workers_.begin(); worker != workers_.end();) {
         const auto next = std::next(worker);
         if (worker->done) finished.splice(finished.end(), workers_, worker);
@@ -320,9 +293,9 @@ class StandInBackend::Server {
     for (auto& worker : finished) worker.thread.join();
   }
 
-  void startWorker(int socket, bool control) {
+  void startWorker(int socket, bool control) TIDEWELL_REQUIRES(mutex_) {
     if (!control) ++connectionCount_;
-    auto& worker = workers_.emplace_back(socket, stop_.get(), control, connectionCount_);
+    auto& worker = workers_.emplace_back(socket, stop_.number(), control, connectionCount_);
     try {
       worker.thread = std::thread([this, &worker] { run(worker); });
     } catch (const std::system_error& error) {
@@ -383,7 +356,7 @@ class StandInBackend::Server {
   /// Takes the first fault that fits, and counts it.
   template <class Fits>
   std::optional<StandInFault> takeFault(Fits fits) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     const auto fault = std::find_if(faults_.begin(), faults_.end(), fits);
     if (fault == faults_.end()) return std::nullopt;
     StandInFault taken = *fault;
@@ -465,7 +438,7 @@ class StandInBackend::Server {
 
   void keep(const StandInRequest& request) {
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       requests_.push_back(request);
       if (requests_.size() > kMaximumRequests) requests_.pop_front();
       ++requestCount_;
@@ -475,7 +448,7 @@ class StandInBackend::Server {
   }
 
   [[nodiscard]] std::optional<Resource> resourceFor(const std::string& path) const {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     const auto found = resources_.find(path);
     if (found == resources_.end()) return std::nullopt;
     return found->second;
@@ -502,7 +475,7 @@ class StandInBackend::Server {
     Answer answer;
     std::string file;
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       file = configurationFile_;
       answer.text = configuration_;
     }
@@ -537,7 +510,7 @@ class StandInBackend::Server {
       std::string problem;
       const auto fault = StandInFault::parse(request.body, problem);
       if (!fault) return plainAnswer(400, problem + "\n");
-      addFault(*fault, false);
+      addFault(*fault);
       return done;
     }
     if (is("DELETE", "/control/fault")) {
@@ -553,7 +526,7 @@ class StandInBackend::Server {
       return done;
     }
     if (is("DELETE", "/control/config")) {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       configuration_ = options_.configuration;
       configurationFile_ = options_.configurationFile;
       return done;
@@ -594,16 +567,16 @@ class StandInBackend::Server {
   std::uint16_t port_ = 0;
   std::uint16_t controlPort_ = 0;
 
-  mutable std::mutex mutex_;  // everything below, the threads' handles apart
+  mutable base::Mutex mutex_;
   mutable std::condition_variable requestAdded_;
-  std::string configuration_;
-  std::string configurationFile_;  // wins unless empty
-  std::map<std::string, Resource> resources_;
-  std::vector<StandInFault> faults_;
-  std::deque<StandInRequest> requests_;
-  std::size_t requestCount_ = 0;
-  std::size_t connectionCount_ = 0;
-  std::list<Worker> workers_;
+  std::string configuration_ TIDEWELL_GUARDED_BY(mutex_);
+  std::string configurationFile_ TIDEWELL_GUARDED_BY(mutex_);  // wins unless empty
+  std::map<std::string, Resource> resources_ TIDEWELL_GUARDED_BY(mutex_);
+  std::vector<StandInFault> faults_ TIDEWELL_GUARDED_BY(mutex_);
+  std::deque<StandInRequest> requests_ TIDEWELL_GUARDED_BY(mutex_);
+  std::size_t requestCount_ TIDEWELL_GUARDED_BY(mutex_) = 0;
+  std::size_t connectionCount_ TIDEWELL_GUARDED_BY(mutex_) = 0;
+  std::list<Worker> workers_ TIDEWELL_GUARDED_BY(mutex_);
 
   std::thread acceptor_;
 };
@@ -622,8 +595,10 @@ void StandInBackend::setConfigurationFile(std::string path) {
 void StandInBackend::setResource(std::string path, std::string body, std::string contentType) {
   server_->setResource(std::move(path), std::move(body), std::move(contentType));
 }
-void StandInBackend::setFault(StandInFault fault) { server_->addFault(std::move(fault), true); }
-void StandInBackend::addFault(StandInFault fault) { server_->addFault(std::move(fault), false); }
+void StandInBackend::setFault(StandInFault fault) {
+  server_->addFault(std::move(fault), Server::EarlierFaults::go);
+}
+void StandInBackend::addFault(StandInFault fault) { server_->addFault(std::move(fault)); }
 void StandInBackend::clearFaults() { server_->clearFaults(); }
 std::vector<StandInFault> StandInBackend::faults() const { return server_->faults(); }
 std::vector<StandInRequest> StandInBackend::requests() const { return server_->requests(); }

@@ -9,6 +9,7 @@
 #include <charconv>
 #include <utility>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/testing/internal/RequestChecks.h"
 
 namespace tidewell::testing {
@@ -244,9 +245,7 @@ std::string_view nameOfFaultKind(StandInFaultKind kind) noexcept { return entryO
 
 std::optional<StandInFault> StandInFault::parse(std::string_view text, std::string& problem) {
   FaultReader reader;
-  const auto first = text.find_first_not_of(" \t\r\n");
-  text = first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+  text = base::detail::trimmed(text);
   const bool json = !text.empty() && text.front() == '{';
   if (!(json ? readJson(reader, text) : readPairs(reader, text)) || !reader.finish()) {
     problem = reader.problem();

@@ -6,7 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "tidewell/testing/internal/HttpText.h"
+#include "tidewell/base/internal/Ascii.h"
 
 namespace tidewell::testing {
 namespace {
@@ -57,7 +57,7 @@ std::string base64(std::string_view bytes) {
 
 std::optional<std::string> StandInRequest::header(std::string_view name) const {
   for (const auto& [key, value] : headers) {
-    if (equalsIgnoringCase(key, name)) return value;
+    if (base::detail::equalsIgnoringCase(key, name)) return value;
   }
   return std::nullopt;
 }

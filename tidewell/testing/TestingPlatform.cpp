@@ -5,6 +5,7 @@
 #include <mutex>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/internal/ScriptedNetworkState.h"
 
 namespace tidewell::testing {
@@ -12,7 +13,6 @@ namespace {
 
 /// Where a new clock stands: 2018-11-12 17:05:09 UTC.
 constexpr double kFirstInstant = 1542042309.0;
-constexpr std::string_view kSDKBundleIdentifier = "com.tidewell.TidewellSDK";
 
 base::Dictionary bundleInfo(std::string_view identifier, std::string_view version) {
   return {{platform::kBundleIdentifierKey, identifier}, {platform::kBundleShortVersionKey, version}};
@@ -21,59 +21,59 @@ base::Dictionary bundleInfo(std::string_view identifier, std::string_view versio
 }  // namespace
 
 struct VirtualClock::State {
-  mutable std::mutex mutex;
-  base::Date now{kFirstInstant};
-  base::TimeZone timeZone = base::TimeZone::UTC();
+  mutable base::Mutex mutex;
+  base::Date now TIDEWELL_GUARDED_BY(mutex){kFirstInstant};
+  base::TimeZone timeZone TIDEWELL_GUARDED_BY(mutex) = base::TimeZone::UTC();
 };
 
 VirtualClock::VirtualClock() : state_(std::make_unique<State>()) {}
 VirtualClock::~VirtualClock() = default;
 
 base::Date VirtualClock::now() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->now;
 }
 
 base::TimeZone VirtualClock::systemTimeZone() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->timeZone;
 }
 
 void VirtualClock::setNow(base::Date now) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->now = now;
 }
 
 void VirtualClock::advance(double seconds) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->now.secondsSince1970 += seconds;
 }
 
 void VirtualClock::setSystemTimeZone(base::TimeZone timeZone) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->timeZone = std::move(timeZone);
 }
 
 struct RecordingConsole::State {
-  mutable std::mutex mutex;
-  std::vector<std::string> lines;
+  mutable base::Mutex mutex;
+  std::vector<std::string> lines TIDEWELL_GUARDED_BY(mutex);
 };
 
 RecordingConsole::RecordingConsole() : state_(std::make_unique<State>()) {}
 RecordingConsole::~RecordingConsole() = default;
 
 void RecordingConsole::write(std::string_view text) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->lines.emplace_back(text);
 }
 
 std::vector<std::string> RecordingConsole::lines() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->lines;
 }
 
 std::vector<std::string> RecordingConsole::takeLines() {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return std::exchange(state_->lines, {});
 }
 
@@ -86,22 +86,23 @@ std::optional<std::string> TestDevice::systemVersion() { return systemVersionVal
 std::string TestDevice::machine() { return machineValue; }
 
 struct TestBundles::State {
-  mutable std::mutex mutex;
-  base::Dictionary mainInfo = bundleInfo("org.example.shop", "1.2.3");
-  std::map<std::string, base::Dictionary, std::less<>> others{
-      {std::string(kSDKBundleIdentifier), bundleInfo(kSDKBundleIdentifier, TIDEWELL_VERSION_STRING)}};
+  mutable base::Mutex mutex;
+  base::Dictionary mainInfo TIDEWELL_GUARDED_BY(mutex) = bundleInfo("org.example.shop", "1.2.3");
+  std::map<std::string, base::Dictionary, std::less<>> others TIDEWELL_GUARDED_BY(mutex){
+      {std::string(platform::kSdkBundleIdentifier),
+       bundleInfo(platform::kSdkBundleIdentifier, TIDEWELL_VERSION_STRING)}};
 };
 
 TestBundles::TestBundles() : state_(std::make_unique<State>()) {}
 TestBundles::~TestBundles() = default;
 
 base::Dictionary TestBundles::mainInfoDictionary() {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->mainInfo;
 }
 
 std::optional<base::Dictionary> TestBundles::infoDictionaryForIdentifier(std::string_view identifier) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   const auto found = state_->others.find(identifier);
   if (found != state_->others.end()) return found->second;
   if (state_->mainInfo.objectForKey(platform::kBundleIdentifierKey) == base::Value(identifier)) {
@@ -111,12 +112,12 @@ std::optional<base::Dictionary> TestBundles::infoDictionaryForIdentifier(std::st
 }
 
 void TestBundles::setMainInfoDictionary(base::Dictionary info) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->mainInfo = std::move(info);
 }
 
 void TestBundles::setInfoDictionary(std::string_view identifier, std::optional<base::Dictionary> info) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   if (info) {
     state_->others.insert_or_assign(std::string(identifier), std::move(*info));
   } else {
@@ -129,8 +130,9 @@ namespace {
 /// What stays when a process ends.
 struct Machine {
   MemoryUserDefaults defaults;
-  std::mutex suitesMutex;
-  std::map<std::string, std::shared_ptr<MemoryUserDefaults>, std::less<>> suites;
+  base::Mutex suitesMutex;
+  std::map<std::string, std::shared_ptr<MemoryUserDefaults>, std::less<>> suites
+      TIDEWELL_GUARDED_BY(suitesMutex);
   MemoryFileManager files;
   MemoryKeychain keychain;
   TestDevice device;
@@ -139,7 +141,7 @@ struct Machine {
   std::atomic<bool> hasModernLinkOpening{true};
 
   std::shared_ptr<MemoryUserDefaults> suite(std::string_view name) {
-    const std::lock_guard lock(suitesMutex);
+    const base::MutexLock lock(suitesMutex);
     auto found = suites.find(name);
     if (found == suites.end()) {
       found = suites.emplace(std::string(name), std::make_shared<MemoryUserDefaults>()).first;
@@ -149,7 +151,7 @@ struct Machine {
 
   void endProcess() {
     defaults.restart();
-    const std::lock_guard lock(suitesMutex);
+    const base::MutexLock lock(suitesMutex);
     for (const auto& [name, suite] : suites) suite->restart();
   }
 };

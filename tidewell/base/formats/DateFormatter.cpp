@@ -179,7 +179,7 @@ std::string DateFormatter::stringFromDate(Date date) const {
 std::optional<Date> DateFormatter::dateFromString(std::string_view text) const {
   if (text.size() > kMaximumTextLength) return std::nullopt;
   if (implementation_->icu) {
-    const auto milliseconds = implementation_->icu->read(detail::trimmed(text));
+    const auto milliseconds = implementation_->icu->read(detail::withoutWhiteSpace(text));
     if (!milliseconds) return std::nullopt;
     return Date{*milliseconds / 1000.0};
   }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <iterator>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Unicode.h"
 
 namespace tidewell::base {
@@ -104,7 +105,7 @@ class Formatter {
       return static_cast<int>(std::clamp<std::int64_t>(number, -kMaximumFormatWidth, kMaximumFormatWidth));
     }
     int number = 0;
-    for (; at < format_.size() && format_[at] >= '0' && format_[at] <= '9'; ++at) {
+    for (; at < format_.size() && detail::isAsciiDigit(format_[at]); ++at) {
       number = std::min(number * 10 + (format_[at] - '0'), kMaximumFormatWidth);
     }
     return number;
@@ -201,13 +202,18 @@ class Formatter {
     if (conversion.left) out_.append(padding, ' ');
   }
 
-  /// A number of which sign and prefix stay in front of the zeros that fill its width.
+  enum class Filling { blanks, zeros };
+  static Filling fillingOfInteger(const Conversion& conversion) {
+    return conversion.zero && conversion.precision < 0 ? Filling::zeros : Filling::blanks;
+  }
+
+  /// A number whose sign and prefix stay in front of the zeros that fill its width.
   void appendNumber(const Conversion& conversion, std::string_view prefix, std::string_view digits,
-                    bool fillsWithZeros) {
+                    Filling filling) {
     const std::size_t length = prefix.size() + digits.size();
     const auto width = static_cast<std::size_t>(conversion.width);
     const std::size_t padding = width > length ? width - length : 0;
-    const bool zeros = fillsWithZeros && !conversion.left;
+    const bool zeros = filling == Filling::zeros && !conversion.left;
     if (!conversion.left && !zeros) out_.append(padding, ' ');
     out_ += prefix;
     if (zeros) out_.append(padding, '0');
@@ -236,7 +242,7 @@ class Formatter {
     const auto bits = static_cast<std::uint64_t>(value);
     const std::string digits = fmt::format("{}", value < 0 ? 0 - bits : bits);
     appendNumber(conversion, signOf(conversion, value < 0), withPrecision(digits, conversion.precision),
-                 conversion.zero && conversion.precision < 0);
+                 fillingOfInteger(conversion));
   }
 
   void appendUnsigned(const Conversion& conversion, std::string_view pattern, std::string_view prefix) {
@@ -246,7 +252,7 @@ class Formatter {
     // The zero of an octal number is one of its digits.
     const bool needsPrefix = prefix == "0" ? digits.substr(0, 1) != "0" : value != 0;
     appendNumber(conversion, conversion.alternate && needsPrefix ? prefix : "", digits,
-                 conversion.zero && conversion.precision < 0);
+                 fillingOfInteger(conversion));
   }
 
   /// The character of a code, or the first of a text.
@@ -266,7 +272,7 @@ class Formatter {
     if (!std::isfinite(value)) {
       const bool upper = conversion.letter < 'a';
       const std::string_view name = std::isnan(value) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
-      appendNumber(conversion, sign, name, false);
+      appendNumber(conversion, sign, name, Filling::blanks);
       return;
     }
     std::string pattern = conversion.alternate ? "{:#" : "{:";
@@ -285,7 +291,7 @@ class Formatter {
       const std::size_t end = std::min(digits.find_first_of("eE"), digits.size());
       if (end >= 2 && digits.substr(end - 2, 2) == ".0") digits.erase(end - 1, 1);
     }
-    appendNumber(conversion, sign, digits, conversion.zero);
+    appendNumber(conversion, sign, digits, conversion.zero ? Filling::zeros : Filling::blanks);
   }
 
   void appendPointer(const Conversion& conversion) {

@@ -197,8 +197,8 @@ std::string BinaryPropertyListWriter::finish() {
   }
   const std::uint64_t table = out_.size();
   const unsigned offsetSize = widthOf(table);
-  constexpr std::size_t kTrailerSize = 32;
-  out_.reserve(out_.size() + objects_.size() * offsetSize + kTrailerSize);
+  constexpr std::size_t kTrailerBytes = 32;
+  out_.reserve(out_.size() + objects_.size() * offsetSize + kTrailerBytes);
   for (const Object& object : objects_) appendBigEndian(out_, object.begin, offsetSize);
   out_.append(6, '\0');
   out_ += static_cast<char>(offsetSize);

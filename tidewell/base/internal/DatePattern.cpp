@@ -102,7 +102,7 @@ bool isDateField(char field) { return field == 'y' || field == 'M' || field == '
 
 }  // namespace
 
-std::string_view trimmed(std::string_view text) {
+std::string_view withoutWhiteSpace(std::string_view text) {
   for (bool again = true; again;) {
     again = false;
     for (const std::string_view space : kWhiteSpace) {
@@ -205,7 +205,7 @@ std::string DatePattern::format(const WallClock& clock) const {
 }
 
 std::optional<WallClock> DatePattern::read(std::string_view text) const {
-  text = trimmed(text);
+  text = withoutWhiteSpace(text);
   if (text.empty()) return std::nullopt;
   WallClock clock;
   const auto takeField = [&text](int& field, int least, int most) {

@@ -20,7 +20,7 @@ struct WallClock {
 };
 
 /// The text without white space (of Unicode) at its ends.
-[[nodiscard]] std::string_view trimmed(std::string_view text);
+[[nodiscard]] std::string_view withoutWhiteSpace(std::string_view text);
 
 /// A date pattern of numeric fields (`y M d H m s S`) with literal text between any two of them: every
 /// pattern that travels in the SDK's payloads. Reads and writes without ICU, whose strict reader differs from

@@ -13,6 +13,7 @@
 #include <random>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Ascii.h"
 
 namespace tidewell::base {
 namespace {
@@ -79,12 +80,11 @@ std::array<std::uint8_t, 32> hmacSha256(std::string_view key, std::string_view m
 }
 
 std::string hexString(const std::uint8_t* bytes, std::size_t count) {
-  static constexpr char kDigits[] = "0123456789abcdef";
   std::string text(count * 2, '\0');
   char* out = text.data();
   for (const std::uint8_t* byte = bytes; byte != bytes + count; ++byte) {
-    *out++ = kDigits[*byte >> 4];
-    *out++ = kDigits[*byte & 15];
+    *out++ = detail::kLowerHexDigits[*byte >> 4];
+    *out++ = detail::kLowerHexDigits[*byte & 15];
   }
   return text;
 }
@@ -92,7 +92,6 @@ std::string hexString(const std::uint8_t* bytes, std::size_t count) {
 std::string UUIDString() { return UUIDStringWithBytes(randomBytes().data()); }
 
 std::string UUIDStringWithBytes(const std::uint8_t* sixteenBytes) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::array<std::uint8_t, 16> bytes{};
   std::memcpy(bytes.data(), sixteenBytes, bytes.size());
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // version 4
@@ -101,8 +100,7 @@ std::string UUIDStringWithBytes(const std::uint8_t* sixteenBytes) {
   text.reserve(36);
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
+    detail::appendHex(text, bytes[i], detail::kUpperHexDigits);
   }
   return text;
 }

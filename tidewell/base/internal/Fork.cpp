@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <new>
 
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::base {
 namespace {
 
 struct Participants {
-  std::mutex mutex;
-  std::vector<ForkParticipant*> all;
+  Mutex mutex;
+  std::vector<ForkParticipant*> all TIDEWELL_GUARDED_BY(mutex);
 };
 
 Participants& participants() {
@@ -18,36 +19,37 @@ Participants& participants() {
   return *instance;
 }
 
-[[maybe_unused]] const Participants& madeWhenLoaded = participants();
+const MadeWhenLoaded participantsMade(participants);
 
 }  // namespace
 
 ForkParticipant::~ForkParticipant() = default;
 
 void ForkParticipant::join() {
-  const std::lock_guard lock(participants().mutex);
+  const MutexLock lock(participants().mutex);
   auto& all = participants().all;
   const auto isBefore = [](int level, const ForkParticipant* each) { return level < each->level_; };
   all.insert(std::upper_bound(all.begin(), all.end(), level_, isBefore), this);
 }
 
 void ForkParticipant::leave() noexcept {
-  const std::lock_guard lock(participants().mutex);
+  const MutexLock lock(participants().mutex);
   auto& all = participants().all;
   all.erase(std::remove(all.begin(), all.end(), this), all.end());
 }
 
-void ForkParticipant::allBeforeFork() noexcept {
+// The list stays locked from before the fork until after it.
+void ForkParticipant::allBeforeFork() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   participants().mutex.lock();
   for (ForkParticipant* each : participants().all) each->beforeFork();
 }
 
-void ForkParticipant::allAfterForkInParent() noexcept {
+void ForkParticipant::allAfterForkInParent() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   for (ForkParticipant* each : participants().all) each->afterForkInParent();
   participants().mutex.unlock();
 }
 
-void ForkParticipant::allAfterForkInChild() noexcept {
+void ForkParticipant::allAfterForkInChild() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   for (ForkParticipant* each : participants().all) each->afterForkInChild();
   participants().mutex.unlock();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/internal/Mutex.h"
 
 //
 // A host may fork at any instant, on any thread. The child then has one thread; whatever another thread was
@@ -21,7 +22,7 @@ namespace tidewell::base {
 /// constructor and leave at the beginning of their destructor. Never do either while holding a `StateMutex`.
 ///
 /// One that lives as long as the process is made by `madeOnce`, or when the library is loaded
-/// (`madeWhenLoaded`): a thread that makes a function-local static at the instant of a fork waits in `join`,
+/// (`MadeWhenLoaded`): a thread that makes a function-local static at the instant of a fork waits in `join`,
 /// and leaves it half made in the child.
 ///
 /// The handlers run with every `StateMutex` locked: they must not destroy foreign objects.
@@ -51,15 +52,15 @@ class TIDEWELL_EXPORT ForkParticipant {
 
 /// Guards memory. Held for a moment, never over foreign code or a system call that can wait, and while it is
 /// held only one of a higher level is taken.
-class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
+class TIDEWELL_CAPABILITY TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
  public:
   static constexpr int kInnermost = 100;
   static constexpr int kOtherLibrary = 200;  ///< held over calls of a library that takes locks of its own
   explicit StateMutex(int level = kInnermost);
   ~StateMutex() override;
 
-  void lock() { mutex_.lock(); }
-  void unlock() { mutex_.unlock(); }
+  void lock() TIDEWELL_ACQUIRE() { mutex_.lock(); }
+  void unlock() TIDEWELL_RELEASE() { mutex_.unlock(); }
   /// For condition variables.
   [[nodiscard]] std::mutex& native() noexcept { return mutex_; }
 
@@ -72,11 +73,11 @@ class TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
 };
 
 /// A `StateMutex` that its holder may lock again.
-class RecursiveStateMutex {
+class TIDEWELL_CAPABILITY RecursiveStateMutex {
  public:
   explicit RecursiveStateMutex(int level = StateMutex::kInnermost) : mutex_(level) {}
 
-  void lock() {
+  void lock() TIDEWELL_ACQUIRE() {
     const std::thread::id self = std::this_thread::get_id();
     if (owner_.load(std::memory_order_relaxed) != self) {
       mutex_.lock();
@@ -84,7 +85,7 @@ class RecursiveStateMutex {
     }
     ++depth_;
   }
-  void unlock() {
+  void unlock() TIDEWELL_RELEASE() {
     if (--depth_ > 0) return;
     owner_.store({}, std::memory_order_relaxed);
     mutex_.unlock();
@@ -112,14 +113,14 @@ class TIDEWELL_EXPORT StateCondition final : public ForkParticipant {
 };
 
 /// Keeps two threads from doing the same file work at once. May be held while a `StateMutex` is taken.
-class TIDEWELL_EXPORT WorkMutex final : public ForkParticipant {
+class TIDEWELL_CAPABILITY TIDEWELL_EXPORT WorkMutex final : public ForkParticipant {
  public:
   WorkMutex();
   ~WorkMutex() override;
 
-  void lock() { inForce().lock(); }
-  bool try_lock() { return inForce().try_lock(); }
-  void unlock() { inForce().unlock(); }
+  void lock() TIDEWELL_ACQUIRE() { inForce().lock(); }
+  bool try_lock() TIDEWELL_TRY_ACQUIRE(true) { return inForce().try_lock(); }
+  void unlock() TIDEWELL_RELEASE() { inForce().unlock(); }
 
   void afterForkInChild() noexcept override;
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <mutex>
-
 #include "tidewell/base/internal/Fork.h"
 
 namespace tidewell::base::detail {
@@ -18,7 +16,7 @@ class IcuTurn {
 
  private:
   [[nodiscard]] static RecursiveStateMutex& mutexFor(Use use);
-  const std::lock_guard<RecursiveStateMutex> lock_;
+  const MutexLock<RecursiveStateMutex> lock_;
 };
 
 }  // namespace tidewell::base::detail

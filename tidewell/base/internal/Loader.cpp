@@ -1,12 +1,18 @@
 #include "tidewell/base/internal/Loader.h"
 
+#include <dlfcn.h>
 #if __has_include(<link.h>)
 #include <link.h>
 #endif
 
+#include <algorithm>
 #include <atomic>
+#include <mutex>
+#include <new>
+#include <vector>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::base {
@@ -26,10 +32,38 @@ class LoaderWatch final : public ForkParticipant {
   }
 };
 
+struct KeptModules {
+  StateMutex mutex;
+  std::vector<const void*> addresses TIDEWELL_GUARDED_BY(mutex);
+};
+
+KeptModules& keptModules() {
+  static NeverDestroyed<KeptModules> modules;
+  return *modules;
+}
+
 NeverDestroyed<LoaderWatch> watch;
+const MadeWhenLoaded keptModulesMade(keptModules);
 
 }  // namespace
 
 bool canLoadLibraries() noexcept { return !isBroken.load(std::memory_order_relaxed); }
+
+void keepLoaded(const void* code) noexcept {
+  Dl_info info{};
+  if (!canLoadLibraries() || dladdr(code, &info) == 0 || !info.dli_fname) return;
+  {
+    KeptModules& kept = keptModules();
+    const MutexLock lock(kept.mutex);
+    if (std::find(kept.addresses.begin(), kept.addresses.end(), info.dli_fbase) != kept.addresses.end())
+      return;
+    try {
+      kept.addresses.push_back(info.dli_fbase);
+    } catch (const std::bad_alloc&) {  // kept below all the same, and once more at the next call
+    }
+  }
+  // The program itself is not found under its name; it stays anyway. The handle is kept on purpose.
+  dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+}
 
 }  // namespace tidewell::base

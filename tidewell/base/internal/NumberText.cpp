@@ -7,11 +7,12 @@
 #include <iterator>
 #include <limits>
 
+#include "tidewell/base/internal/Ascii.h"
+
 namespace tidewell::base {
 namespace {
 
 bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isSign(char c) { return c == '+' || c == '-'; }
 
 std::string_view withoutLeadingSpace(std::string_view text) {
@@ -21,7 +22,7 @@ std::string_view withoutLeadingSpace(std::string_view text) {
 
 std::size_t countDigits(std::string_view text, std::size_t from) {
   std::size_t at = from;
-  while (at < text.size() && isDigit(text[at])) ++at;
+  while (at < text.size() && detail::isAsciiDigit(text[at])) ++at;
   return at - from;
 }
 
@@ -53,7 +54,7 @@ std::int64_t leadingInteger(std::string_view text) noexcept {
   if (!text.empty() && isSign(text.front())) text.remove_prefix(1);
   const std::uint64_t limit = negative ? kLargest + 1 : kLargest;
   std::uint64_t magnitude = 0;
-  for (; !text.empty() && isDigit(text.front()); text.remove_prefix(1)) {
+  for (; !text.empty() && detail::isAsciiDigit(text.front()); text.remove_prefix(1)) {
     const auto digit = static_cast<std::uint64_t>(text.front() - '0');
     if (magnitude > (limit - digit) / 10) {
       magnitude = limit;
@@ -70,7 +71,7 @@ bool leadingBoolean(std::string_view text) noexcept {
   if (std::string_view("YyTt").find(text.front()) != std::string_view::npos) return true;
   if (isSign(text.front())) text.remove_prefix(1);
   while (!text.empty() && text.front() == '0') text.remove_prefix(1);
-  return !text.empty() && isDigit(text.front());
+  return !text.empty() && detail::isAsciiDigit(text.front());
 }
 
 double leadingReal(std::string_view text) {

@@ -2,26 +2,15 @@
 
 #include <algorithm>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/UrlSyntax.h"
 
 namespace tidewell::base {
 namespace {
 
-constexpr char kUpperHex[] = "0123456789ABCDEF";
-
 void appendEncoded(std::string& out, char c) {
-  const auto byte = static_cast<unsigned char>(c);
   out += '%';
-  out += kUpperHex[byte >> 4];
-  out += kUpperHex[byte & 15];
-}
-
-/// The value of a hexadecimal digit, or -1.
-int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
+  detail::appendHex(out, static_cast<unsigned char>(c), detail::kUpperHexDigits);
 }
 
 }  // namespace
@@ -49,8 +38,8 @@ std::string percentDecode(std::string_view text) {
   std::string decoded;
   decoded.reserve(text.size());
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const int high = text[at] == '%' && at + 2 < text.size() ? hexValue(text[at + 1]) : -1;
-    const int low = high >= 0 ? hexValue(text[at + 2]) : -1;
+    const int high = text[at] == '%' && at + 2 < text.size() ? detail::hexValue(text[at + 1]) : -1;
+    const int low = high >= 0 ? detail::hexValue(text[at + 2]) : -1;
     if (low >= 0) {
       decoded += static_cast<char>(static_cast<unsigned char>(high * 16 + low));
       at += 2;

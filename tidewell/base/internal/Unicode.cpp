@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "tidewell/base/internal/Ascii.h"
+
 namespace tidewell::base {
 namespace {
 
@@ -54,10 +56,8 @@ void appendUtf8(std::string& out, char32_t c) {
 bool isLead(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
-bool isHexDigit(char32_t c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-unsigned hexValue(char16_t c) { return c <= '9' ? c - u'0' : (c | 0x20) - u'a' + 10u; }
+/// The value of a hexadecimal digit, or -1.
+int hexDigitValue(char16_t c) { return c < 0x80 ? detail::hexValue(static_cast<char>(c)) : -1; }
 /// What the scanner skips: white space and line ends.
 bool isScannerSpace(char16_t c) {
   return c == ' ' || (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0xA0 || c == 0x1680 ||
@@ -148,12 +148,12 @@ HexScan scanHexInt(std::string_view text, std::size_t fromUtf16Position) {
   while (at < units.size() && isScannerSpace(units[at])) ++at;
   // A prefix without a digit behind it is no prefix: its 0 is the number.
   if (at + 2 < units.size() && units[at] == '0' && (units[at + 1] | 0x20) == 'x' &&
-      isHexDigit(units[at + 2])) {
+      hexDigitValue(units[at + 2]) >= 0) {
     at += 2;
   }
   std::uint64_t value = 0;
-  for (; at < units.size() && isHexDigit(units[at]); ++at) {
-    value = value * 16 + hexValue(units[at]);
+  for (; at < units.size() && hexDigitValue(units[at]) >= 0; ++at) {
+    value = value * 16 + static_cast<unsigned>(hexDigitValue(units[at]));
     if (value > 0xFFFFFFFFu) value = 0xFFFFFFFFu;
     scan.found = true;
     scan.position = at + 1;

@@ -6,8 +6,12 @@
 
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
-#include "tidewell/base/formats/KeyedArchive.h"
 #include "tidewell/core/TWConfigManager/TWConfigConstant.h"
+
+namespace tidewell::base {
+class KeyedDecoder;
+class KeyedEncoder;
+}  // namespace tidewell::base
 
 namespace tidewell {
 

@@ -6,6 +6,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/base/internal/UnrecognizedSelector.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
@@ -80,14 +81,14 @@ base::WorkMutex& makingSharedInstance() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::WorkMutex& madeWhenLoaded = makingSharedInstance();
+const base::MadeWhenLoaded makingSharedInstanceMade(makingSharedInstance);
 
 /// What is to be said when the locks are released: made before they are taken.
-struct Tidings {
-  Tidings() = default;
-  Tidings(const Tidings&) = delete;
-  Tidings& operator=(const Tidings&) = delete;
-  ~Tidings() { tell(); }
+struct PendingReports {
+  PendingReports() = default;
+  PendingReports(const PendingReports&) = delete;
+  PendingReports& operator=(const PendingReports&) = delete;
+  ~PendingReports() { tell(); }
 
   void tell() noexcept {
     try {
@@ -105,7 +106,7 @@ inline bool answer(Gate gate, const std::atomic<std::uint32_t>& gates,
                    const std::atomic<const CompiledConfig*>& current) {
   const std::uint32_t answers = gates.load(std::memory_order_acquire);
   if ((answers & raisesBit(gate)) != 0) [[unlikely]] {
-    const auto snapshot = Reading(current).retain();
+    const auto snapshot = base::SnapshotGuard(current).retain();
     return answerGate(gate, snapshot->fields);
   }
   return (answers & yesBit(gate)) != 0;
@@ -121,7 +122,8 @@ using ListMember = std::shared_ptr<const EventList> CompiledConfig::*;
 template <ListMember list, const LogCoordinates& where>
 [[gnu::noinline]] bool isListedSlowly(std::string_view name,
                                       const std::atomic<const CompiledConfig*>& current) {
-  return guarded(where, false, [&] { return ((*Reading(current).retain()).*list)->contains(name); });
+  return guarded(where, false,
+                 [&] { return ((*base::SnapshotGuard(current).retain()).*list)->contains(name); });
 }
 
 /// A template, so that each question is one piece of code without a call.
@@ -130,7 +132,7 @@ bool isListed(const std::optional<std::string_view>& name,
               const std::atomic<const CompiledConfig*>& current) {
   if (!name || name->empty()) return false;
   bool isInList = false;
-  const bool isKnown = lookQuickly(current, [&](const CompiledConfig& config) {
+  const bool isKnown = base::lookQuickly(current, [&](const CompiledConfig& config) {
     const EventList& events = *(config.*list);
     if (events.mayRaise()) return false;
     isInList = events.has(*name);
@@ -155,34 +157,34 @@ struct TWConfigManager::State {
 
   ConfigPublication publication;
   base::StateMutex configMutex{kConfigLevel};
-  std::shared_ptr<TWConfig> config;      // under `configMutex`
-  base::WorkMutex archiveMutex;          // taken before `configMutex`
-  ConfigArchive archive;                 // under `archiveMutex`
+  std::shared_ptr<TWConfig> config TIDEWELL_GUARDED_BY(configMutex);
+  base::WorkMutex archiveMutex;  // taken before `configMutex`
+  ConfigArchive archive TIDEWELL_GUARDED_BY(archiveMutex);
   std::atomic<bool> isUnwritten{false};  // the archive lacks a change, for a reason that may pass
   std::atomic<bool> isUnmerged{false};   // memory was short for the last reply
-  Tidings ofLoading;                     // only while the manager is made
+  PendingReports reportsOfLoading;       // only while the manager is made
 
   std::shared_ptr<TWConfig> current() {
-    const std::lock_guard lock(configMutex);
+    const base::MutexLock lock(configMutex);
     return config;
   }
 
   void put(std::shared_ptr<TWConfig> next) {
-    Aftermath aftermath;
-    const std::lock_guard lock(configMutex);
-    putLocked(next, aftermath);  // the earlier record dies after the lock
+    DeferredWork deferred;
+    const base::MutexLock lock(configMutex);
+    putLocked(next, deferred);  // the earlier record dies after the lock
   }
 
   /// Puts a record in force unless another thread has put one meanwhile; answers the one in force.
   std::shared_ptr<TWConfig> putWhereThereIsNone(std::shared_ptr<TWConfig> next) {
-    Aftermath aftermath;
-    const std::lock_guard lock(configMutex);
-    if (!config) putLocked(next, aftermath);
+    DeferredWork deferred;
+    const base::MutexLock lock(configMutex);
+    if (!config) putLocked(next, deferred);
     return config;
   }
 
-  /// Swaps `next` for the record in force, with `configMutex` held.
-  void putLocked(std::shared_ptr<TWConfig>& next, Aftermath& aftermath) {
+  /// Swaps `next` for the record in force.
+  void putLocked(std::shared_ptr<TWConfig>& next, DeferredWork& deferred) TIDEWELL_REQUIRES(configMutex) {
     // First what may fail: the record in force stays attached then.
     if (config) {
       recordOf(*config).makeRoomIn(publication);
@@ -195,32 +197,32 @@ struct TWConfigManager::State {
     if (config) {
       recordOf(*config).attach(publication);
     } else {
-      publication.replace(nothingKnown(), aftermath);
+      publication.replace(nothingKnown(), deferred);
     }
   }
 
   /// The record in force; where there is none, that of the archive is put in force, or one of defaults.
-  std::shared_ptr<TWConfig> currentOrLoaded(Tidings& tidings) {
+  std::shared_ptr<TWConfig> currentOrLoaded(PendingReports& pending) {
     if (auto known = current()) return known;
-    const std::lock_guard lock(archiveMutex);
+    const base::MutexLock lock(archiveMutex);
     if (auto known = current()) return known;
-    std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), tidings.reports);
-    tidings.madeDefaults = !fields;
+    std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), pending.reports);
+    pending.madeDefaults = !fields;
     isUnwritten = archive.hasUnwritten();
     return putWhereThereIsNone(
         std::shared_ptr<TWConfig>(new TWConfig(fields ? std::move(*fields) : defaultFields())));
   }
 
   std::shared_ptr<TWConfig> currentOrLoaded() {
-    Tidings tidings;
-    return currentOrLoaded(tidings);
+    PendingReports pending;
+    return currentOrLoaded(pending);
   }
 
   void store(const std::optional<std::string>& path, const TWConfig& record) {
-    Tidings tidings;
-    const std::lock_guard lock(archiveMutex);
+    PendingReports pending;
+    const base::MutexLock lock(archiveMutex);
     isUnwritten = true;  // also where memory is short now
-    isUnwritten = !archive.store(path, recordOf(record), tidings.reports);
+    isUnwritten = !archive.store(path, recordOf(record), pending.reports);
   }
 
   /// Writes what an earlier fault kept from the archive.
@@ -280,7 +282,7 @@ constinit std::atomic<TWConfigManager*> TWConfigManager::shared_{nullptr};
 TWConfigManager& TWConfigManager::makeSharedInstance() {
   TWConfigManager* instance = nullptr;
   {
-    const std::lock_guard lock(makingSharedInstance());
+    const base::MutexLock lock(makingSharedInstance());
     instance = shared_.load(std::memory_order_acquire);
     if (instance) return *instance;
     instance = new TWConfigManager(Quietly::yes);  // never destroyed
@@ -288,14 +290,14 @@ TWConfigManager& TWConfigManager::makeSharedInstance() {
   }
   // What loading has to say may reach code of the host's, which may ask for the instance: so it is said when
   // there is one.
-  instance->state_->ofLoading.tell();
+  instance->state_->reportsOfLoading.tell();
   return *instance;
 }
 
-TWConfigManager::TWConfigManager() : TWConfigManager(Quietly::yes) { state_->ofLoading.tell(); }
+TWConfigManager::TWConfigManager() : TWConfigManager(Quietly::yes) { state_->reportsOfLoading.tell(); }
 
 TWConfigManager::TWConfigManager(Quietly) : state_(std::make_unique<State>(*this)) {
-  state_->currentOrLoaded(state_->ofLoading);
+  state_->currentOrLoaded(state_->reportsOfLoading);
 }
 
 TWConfigManager::~TWConfigManager() {
@@ -345,7 +347,7 @@ void TWConfigManager::setDataRedirectionRegion(TWDataRegion region) {
 
 TWDataRegion TWConfigManager::getDataRedirectionRegion() const {
   return guarded(at(589, "getDataRedirectionRegion"), TWDataRegionDefault, [&] {
-    const base::Value region = Reading(current_)->fields.dataRedirectionRegion;
+    const base::Value region = base::SnapshotGuard(current_)->fields.dataRedirectionRegion;
     if (region.isEqualToString(CONFIG_DATA_REGION_SERV3)) return TWDataRegionServ3;
     if (region.isEqualToString(CONFIG_DATA_REGION_EU)) return TWDataRegionEurope;
     return TWDataRegionDefault;
@@ -388,49 +390,51 @@ bool TWConfigManager::isEventWhitelistedEvent(const std::optional<std::string_vi
 }
 
 base::Value TWConfigManager::getBlackListedEvents() const {
-  return Reading(current_)->fields.blackListedEventsArray;
+  return base::SnapshotGuard(current_)->fields.blackListedEventsArray;
 }
 base::Value TWConfigManager::getInstantFlushEvents() const {
-  return Reading(current_)->fields.instantFlushEventsArray;
+  return base::SnapshotGuard(current_)->fields.instantFlushEventsArray;
 }
 base::Value TWConfigManager::getWhitelistedEvents() const {
-  return Reading(current_)->fields.dataTrackingOptedOutWhitelistedEventsArray;
+  return base::SnapshotGuard(current_)->fields.dataTrackingOptedOutWhitelistedEventsArray;
 }
 base::Value TWConfigManager::getSourceExtraKeys() const {
-  return arrayForNil(Reading(current_)->fields.analyticsSourceExtraKeysArray);
+  return arrayForNil(base::SnapshotGuard(current_)->fields.analyticsSourceExtraKeysArray);
 }
 base::Value TWConfigManager::getRestrictedUniqueIDRegex() const {
-  return arrayForNil(Reading(current_)->fields.restrictedUniqueIDRegexArray);
+  return arrayForNil(base::SnapshotGuard(current_)->fields.restrictedUniqueIDRegexArray);
 }
-base::Value TWConfigManager::getLogEntriesToken() const { return Reading(current_)->fields.logEntriesToken; }
+base::Value TWConfigManager::getLogEntriesToken() const {
+  return base::SnapshotGuard(current_)->fields.logEntriesToken;
+}
 
 std::int64_t TWConfigManager::getInboxDefaultExpiry() const {
-  return durationOrDefault(Reading(current_)->fields.inboxDefaultDuration,
+  return durationOrDefault(base::SnapshotGuard(current_)->fields.inboxDefaultDuration,
                            TWConfigPropertyInboxDefaultDuration);
 }
 std::int64_t TWConfigManager::getPeriodicSyncDuration() const {
-  return durationOrDefault(Reading(current_)->fields.periodicSyncInterval,
+  return durationOrDefault(base::SnapshotGuard(current_)->fields.periodicSyncInterval,
                            TWConfigPropertyPeriodicSyncInterval);
 }
 std::int64_t TWConfigManager::getRealTimeTriggerSyncInterval() const {
-  return durationOrDefault(Reading(current_)->fields.deviceTriggerSyncDuration,
+  return durationOrDefault(base::SnapshotGuard(current_)->fields.deviceTriggerSyncDuration,
                            TWConfigPropertyDeviceTriggerSyncInterval);
 }
 std::int64_t TWConfigManager::getUserAttributeCachingDuration() const {
-  return durationOrDefault(Reading(current_)->fields.userAttrCachingDuration,
+  return durationOrDefault(base::SnapshotGuard(current_)->fields.userAttrCachingDuration,
                            TWConfigPropertyUserAttrCacheInterval);
 }
 std::int64_t TWConfigManager::getSessionInActiveDuration() const {
-  return durationOrDefault(Reading(current_)->fields.analyticsSessionInactiveDuration,
+  return durationOrDefault(base::SnapshotGuard(current_)->fields.analyticsSessionInactiveDuration,
                            TWConfigPropertySessionInactiveDuration);
 }
 std::int64_t TWConfigManager::getEventBatchCount() const {
-  return static_cast<std::int64_t>(Reading(current_)->fields.eventsBatchCount);
+  return static_cast<std::int64_t>(base::SnapshotGuard(current_)->fields.eventsBatchCount);
 }
 
 bool TWConfigManager::isUniqueIDRestricted(std::optional<std::string_view> uniqueID) const {
   if (!uniqueID) return true;
-  const auto answer = Reading(current_)->restrictedExpressions->match(*uniqueID);
+  const auto answer = base::SnapshotGuard(current_)->restrictedExpressions->match(*uniqueID);
   if (!answer.report.empty()) platform::report(answer.report);
   return answer.matches;
 }

@@ -55,11 +55,11 @@ class TIDEWELL_EXPORT TWConfigManager final {
   /// defaults.
   [[nodiscard]] bool shouldSyncConfig() const;
   /// Merges a reply: a key that is absent or null resets its property to its default. The region and the
-  /// opt-outs stay. A list of more than 10,240 elements or 512 KiB of text, and any other value of more than
-  /// 256 elements or 16 KiB, is not taken: the property stays as it was, and that is logged. (For the
-  /// restricted IDs that is no list at all where none was merged before.) Writes the archive and logs the
-  /// service status. Stops at the first value that cannot be merged: line 118, nothing
-  /// written.
+  /// opt-outs stay. A list of more than 2,048 elements or 64 KiB of text (of restricted IDs: 10,240 elements
+  /// or 512 KiB), and any other value of more than 256 elements or 16 KiB, is not taken: the property stays
+  /// as it was, and that is logged. (For the restricted IDs that is no list at all where none was merged
+  /// before.) Writes the archive and logs the service status. Stops at the first value that cannot be merged:
+  /// line 118, nothing written.
   void updateConfigFromResponse(const base::Value& response);
   void setDataRedirectionRegion(TWDataRegion region);
   [[nodiscard]] TWDataRegion getDataRedirectionRegion() const;

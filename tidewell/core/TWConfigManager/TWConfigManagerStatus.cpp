@@ -1,7 +1,7 @@
 #include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/HazardPointer.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
-#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
 #include "tidewell/core/TWConfigManager/internal/WrongClass.h"
 #include "tidewell/core/internal/Guard.h"
 
@@ -53,7 +53,7 @@ void logStatus(const TWConfigFields& fields) {
 
 void TWConfigManager::printCurrentServicesStatus() const {
   guarded({"TWConfigManager", 200, "printCurrentServicesStatus", "exception is %@"}, [&] {
-    const auto snapshot = Reading(current_).retain();
+    const auto snapshot = base::SnapshotGuard(current_).retain();
     logStatus(snapshot->fields);
   });
 }

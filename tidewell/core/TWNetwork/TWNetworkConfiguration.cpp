@@ -29,12 +29,12 @@ platform::UrlSessionConfiguration sessionConfiguration() {
 
 struct TWNetworkConfiguration::State {
   mutable base::StateMutex mutex{10};
-  std::string scheme{REQ_SCHEME_TDW_PROD};
-  std::string host{HOST_TDW_PROD_US};
-  std::optional<std::int64_t> port = REQ_PORT_TDW_PROD;
-  std::shared_ptr<platform::UrlSession> session;
+  std::string scheme TIDEWELL_GUARDED_BY(mutex){REQ_SCHEME_TDW_PROD};
+  std::string host TIDEWELL_GUARDED_BY(mutex){HOST_TDW_PROD_US};
+  std::optional<std::int64_t> port TIDEWELL_GUARDED_BY(mutex) = REQ_PORT_TDW_PROD;
+  std::shared_ptr<platform::UrlSession> session TIDEWELL_GUARDED_BY(mutex);
   /// Whose session it is.
-  const platform::Platform* platform = nullptr;
+  const platform::Platform* platform TIDEWELL_GUARDED_BY(mutex) = nullptr;
 };
 
 TWNetworkConfiguration& TWNetworkConfiguration::defaultConfiguration() {
@@ -47,34 +47,34 @@ TWNetworkConfiguration::TWNetworkConfiguration() : state_(std::make_unique<State
 TWNetworkConfiguration::~TWNetworkConfiguration() = default;
 
 std::string TWNetworkConfiguration::scheme() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->scheme;
 }
 
 std::string TWNetworkConfiguration::host() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->host;
 }
 
 std::optional<std::int64_t> TWNetworkConfiguration::port() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->port;
 }
 
 void TWNetworkConfiguration::updateDefaultHost(std::optional<std::string_view> host) {
   if (!host) return;
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->host = *host;
 }
 
 void TWNetworkConfiguration::updateDefaultScheme(std::optional<std::string_view> scheme) {
   if (!scheme) return;
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->scheme = *scheme;
 }
 
 void TWNetworkConfiguration::updateDefaultPort(std::int64_t port) {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->port = port < 1 ? std::nullopt : std::optional(port);
 }
 
@@ -101,7 +101,7 @@ std::optional<std::int64_t> TWNetworkConfiguration::portForService(TWService) co
 void TWNetworkConfiguration::setTWURLSession() {
   platform::Platform& current = platform::Platform::current();
   std::shared_ptr<platform::UrlSession> session = current.makeUrlSession(sessionConfiguration());
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->session.swap(session);
   state_->platform = &current;
 }
@@ -111,13 +111,13 @@ std::shared_ptr<platform::UrlSession> TWNetworkConfiguration::getTWURLSession() 
   // Made anew where the host installed its platform only after the first question to the SDK; the session
   // from before would fail every request for ever.
   setTWURLSession();
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->session;
 }
 
 std::shared_ptr<platform::UrlSession> TWNetworkConfiguration::sessionOfCurrentPlatform() const {
   const platform::Platform* const current = &platform::Platform::current();
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->platform == current ? state_->session : nullptr;
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell {
@@ -16,7 +17,7 @@ base::StateMutex& registryMutex() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = registryMutex();
+const base::MadeWhenLoaded registryMutexMade(registryMutex);
 
 }  // namespace
 
@@ -39,7 +40,7 @@ std::vector<std::string> InterceptorRegistry::allKeys() const {
 
 InterceptorRegistry::Container InterceptorRegistry::objectForKey(std::string_view id) const {
   const std::string key(id);
-  const std::lock_guard lock(registryMutex());
+  const base::MutexLock lock(registryMutex());
   const auto found = entries_.find(key);
   return found == entries_.end() ? nullptr : found->second.container;
 }
@@ -48,7 +49,7 @@ void InterceptorRegistry::setObject(Container container, std::string_view forKey
   if (!container) return;
   std::string key(forKey);
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(registryMutex());
+  const base::MutexLock lock(registryMutex());
   const auto [place, isNew] = entries_.try_emplace(std::move(key));
   if (isNew) place->second.arrival = arrivals_++;
   place->second.container.swap(container);
@@ -59,7 +60,7 @@ void InterceptorRegistry::removeObjectForKey(std::string_view id) {
   const std::string key(id);
   Entries::node_type removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(registryMutex());
+  const base::MutexLock lock(registryMutex());
   removed = entries_.extract(key);
   if (!removed.empty()) outdated = noteChange();
 }
@@ -69,7 +70,7 @@ bool InterceptorRegistry::removeObjectForKey(std::string_view id,
   const std::string key(id);
   Entries::node_type removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(registryMutex());
+  const base::MutexLock lock(registryMutex());
   const auto found = entries_.find(key);
   if (found == entries_.end() || found->second.container.get() != &whileItHolds) return false;
   removed = entries_.extract(found);
@@ -80,14 +81,14 @@ bool InterceptorRegistry::removeObjectForKey(std::string_view id,
 void InterceptorRegistry::removeAllObjects() {
   Entries removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const std::lock_guard lock(registryMutex());
+  const base::MutexLock lock(registryMutex());
   if (entries_.empty()) return;
   removed.swap(entries_);
   outdated = noteChange();
 }
 
 InterceptorRegistry::Snapshot InterceptorRegistry::snapshot() const {
-  const std::lock_guard lock(registryMutex());
+  const base::MutexLock lock(registryMutex());
   if (!walked_) {
     std::vector<std::pair<std::uint64_t, Entry>> ordered;
     ordered.reserve(entries_.size());

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/core/appdelegate/internal/DelegateProxy.h"
@@ -21,7 +22,7 @@ base::StateMutex& registrationMutex() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = registrationMutex();
+const base::MadeWhenLoaded registrationMutexMade(registrationMutex);
 
 }  // namespace
 
@@ -38,7 +39,7 @@ const std::shared_ptr<TWAppDelegateObserver>& TWAppDelegateObserver::sharedInsta
 void TWAppDelegateObserver::observeUIApplication() {
   const runtime::Ref application = TWAppDelegateSwizzler::sharedApplication();
   if (!application) return;
-  const std::lock_guard lock(registrationMutex());
+  const base::MutexLock lock(registrationMutex());
   if (isObserving_) return;
   runtime::addObserver(application.get(), shared_from_this(), kDelegateKeyPath,
                        runtime::kObserveNew | runtime::kObserveOld);
@@ -51,7 +52,7 @@ void TWAppDelegateObserver::observeValueForKeyPath(const std::string& keyPath, r
   const base::Value before = change.objectForKey(runtime::kChangeOldKey);
   if (change.objectForKey(runtime::kChangeNewKey) == before) return;
   runtime::Ref forgotten;  // dies, if it does, after the lock is released
-  const std::lock_guard lock(registrationMutex());
+  const base::MutexLock lock(registrationMutex());
   // Threads that change the delegate at once may all have seen the same one before: the first to come here
   // ends the observation.
   forgotten = takeOriginalDelegate(runtime::objectOf(before).get());

@@ -12,6 +12,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/core/appdelegate/internal/DelegateProxy.h"
@@ -174,14 +175,14 @@ base::WorkMutex& makingDonor() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::WorkMutex& madeWhenLoaded = makingDonor();
+const base::MadeWhenLoaded makingDonorMade(makingDonor);
 
 }  // namespace
 
 Class& donorClass() {
   static constinit std::atomic<Class*> donor{nullptr};
   if (Class* const made = donor.load(std::memory_order_acquire)) return *made;
-  const std::lock_guard lock(makingDonor());
+  const base::MutexLock lock(makingDonor());
   Class* made = donor.load(std::memory_order_acquire);
   if (!made) {
     made = &makeDonorClass();

@@ -9,8 +9,8 @@
 namespace tidewell::desktop {
 namespace {
 
-constexpr int kWidth = 920;
-constexpr int kHeight = 680;
+constexpr int kBrowserWidth = 920;
+constexpr int kBrowserHeight = 680;
 constexpr const char* kPageName = "page";
 constexpr const char* kProblemName = "problem";
 
@@ -45,7 +45,7 @@ BrowserWindow::BrowserWindow(const base::Url& url, WebPageSettings settings, std
       settings_(std::move(settings)),
       didFinish_(std::move(didFinish)),
       problem_([this] { tryAgain(); }) {
-  gtk_window_set_default_size(window(), kWidth, kHeight);
+  gtk_window_set_default_size(window(), kBrowserWidth, kBrowserHeight);
   makeHeader();
   makeContent();
   addShortcuts();
@@ -96,7 +96,7 @@ void BrowserWindow::makeHeader() {
   gtk_header_bar_pack_end(GTK_HEADER_BAR(header), done);
   gtk_header_bar_set_show_title_buttons(GTK_HEADER_BAR(header), FALSE);
   gtk_window_set_titlebar(window(), header);
-  showAddress(url_, false);
+  showAddress(url_, Lock::open);
 }
 
 void BrowserWindow::makeContent() {
@@ -173,8 +173,9 @@ void BrowserWindow::tryAgain() {
   if (page_) page_->reload();
 }
 
-void BrowserWindow::showAddress(const std::string& address, bool isSecure) {
+void BrowserWindow::showAddress(const std::string& address, Lock lock) {
   gtk_label_set_text(GTK_LABEL(address_), shownAddress(address).c_str());
+  const bool isSecure = lock == Lock::closed;
   gtk_image_set_from_icon_name(GTK_IMAGE(lock_),
                                isSecure ? "channel-secure-symbolic" : "channel-insecure-symbolic");
   gtk_widget_set_visible(lock_, isSecure || address.compare(0, 5, "http:") == 0);
@@ -187,7 +188,7 @@ void BrowserWindow::pageStarted() {
 void BrowserWindow::pageChanged() {
   if (!window() || !page_) return;
   const WebPageState state = page_->state();
-  showAddress(state.address, state.isSecure && !hasFailed_);
+  showAddress(state.address, state.isSecure && !hasFailed_ ? Lock::closed : Lock::open);
   gtk_window_set_title(window(),
                        displayText(state.title.empty() ? hostOf(state.address) : state.title, 128).c_str());
   gtk_widget_set_sensitive(back_, state.canGoBack);
@@ -204,7 +205,7 @@ void BrowserWindow::pageFailed(WebPageFailure failure) {
   problem_.show(failure, hostOf(address));
   gtk_stack_set_visible_child_name(GTK_STACK(stack_), kProblemName);
   gtk_widget_set_visible(progress_, FALSE);
-  showAddress(address, false);
+  showAddress(address, Lock::open);
 }
 
 void BrowserWindow::pageWantsToOpen(const std::string& text) {

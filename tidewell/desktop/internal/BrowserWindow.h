@@ -28,7 +28,8 @@ class BrowserWindow final : public ShownWindow, private WebPageClient {
   void addShortcuts();
   void prepare();
   void tryAgain();
-  void showAddress(const std::string& address, bool isSecure);
+  enum class Lock { open, closed };
+  void showAddress(const std::string& address, Lock lock);
 
   void pageStarted() override;
   void pageChanged() override;

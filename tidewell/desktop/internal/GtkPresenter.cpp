@@ -14,7 +14,7 @@ using platform::Shown;
 
 constexpr const char* kFollowed = "tidewell-followed";
 
-bool isWeb(const base::Url& url) {
+bool isWebUrl(const base::Url& url) {
   const auto scheme = url.scheme();
   return scheme && (g_ascii_strcasecmp(scheme->c_str(), "https") == 0 ||
                     g_ascii_strcasecmp(scheme->c_str(), "http") == 0);
@@ -25,10 +25,11 @@ GtkWindow* hostWindow() {
   GListModel* const windows = gtk_window_get_toplevels();
   GtkWindow* found = nullptr;
   for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
-    const Owned<GtkWindow> window(static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
-    if (isShownWindow(window.get()) || !gtk_widget_get_visible(GTK_WIDGET(window.get()))) continue;
-    if (gtk_window_is_active(window.get())) return window.get();
-    if (!found) found = window.get();
+    const Owned<GtkWindow> reference(static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
+    GtkWindow* const window = reference.get();  // GTK holds another reference
+    if (isShownWindow(window) || !gtk_widget_get_visible(GTK_WIDGET(window))) continue;
+    if (gtk_window_is_active(window)) return window;
+    if (!found) found = window;
   }
   return found;
 }
@@ -49,7 +50,7 @@ Shown GtkPresenter::showAlert(platform::AlertContent content, std::function<void
 }
 
 Shown GtkPresenter::showBrowser(const base::Url& url, platform::BrowserEvents events, Shown above) {
-  if (!isWeb(url)) return Shown::nothing;
+  if (!isWebUrl(url)) return Shown::nothing;
   return show(std::make_unique<BrowserWindow>(url, settings_, std::move(events.didFinish)), above);
 }
 

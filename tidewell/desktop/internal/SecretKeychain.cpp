@@ -7,9 +7,9 @@ namespace {
 
 using Status = SecretService::Status;
 
-/// The attributes of a query under the names that they have in the keyring; nothing where the query is none
-/// for generic passwords with texts as attributes, which the file store refuses, too.
-std::optional<SecretService::Attributes> attributesOf(const base::Dictionary& query, bool isForAdding) {
+/// The attributes of a query under their names in the keyring. No value for a query of another class than
+/// generic passwords or with attributes that are not texts, which the file store refuses, too.
+std::optional<SecretService::Attributes> attributesOf(const base::Dictionary& query) {
   constexpr std::pair<std::string_view, const char*> kNames[] = {
       {platform::kSecAttrService, "service"},
       {platform::kSecAttrAccount, "account"},
@@ -22,11 +22,6 @@ std::optional<SecretService::Attributes> attributesOf(const base::Dictionary& qu
     if (value && (!value->isString() || value->description().find('\0') != std::string::npos))
       return std::nullopt;
     if (value) attributes[keyringName] = value->description();
-  }
-  if (isForAdding) {
-    // What is not given is the empty text: it takes part in what an item is known by.
-    attributes.emplace("service", "");
-    attributes.emplace("account", "");
   }
   return attributes;
 }
@@ -47,9 +42,12 @@ SecretKeychain::SecretKeychain(std::unique_ptr<SecretService> service, platform:
     : service_(std::move(service)), file_(file) {}
 
 std::int32_t SecretKeychain::itemAdd(const base::Dictionary& attributes) {
-  const auto known = attributesOf(attributes, true);
+  auto known = attributesOf(attributes);
   const base::Value data = attributes.objectForKey(platform::kSecValueData);
   if (!known || (data && !data.data())) return platform::errSecParam;
+  // An attribute that is not given is the empty text: it belongs to the item's identity.
+  known->emplace("service", "");
+  known->emplace("account", "");
 
   const SecretService::Attributes primaryKey{{"service", known->at("service")},
                                              {"account", known->at("account")}};
@@ -74,7 +72,7 @@ std::int32_t SecretKeychain::itemAdd(const base::Dictionary& attributes) {
 }
 
 std::int32_t SecretKeychain::itemCopyMatching(const base::Dictionary& query, base::Data& result) {
-  const auto wanted = attributesOf(query, false);
+  const auto wanted = attributesOf(query);
   if (!wanted) return platform::errSecParam;
   std::string secret;
   if (service_->find(*wanted, secret) != Status::done) return file_.itemCopyMatching(query, result);
@@ -83,7 +81,7 @@ std::int32_t SecretKeychain::itemCopyMatching(const base::Dictionary& query, bas
 }
 
 std::int32_t SecretKeychain::itemDelete(const base::Dictionary& query) {
-  const auto wanted = attributesOf(query, false);
+  const auto wanted = attributesOf(query);
   if (!wanted) return platform::errSecParam;
   const Status status = service_->remove(*wanted);
   const std::int32_t deleted = file_.itemDelete(query);

@@ -11,9 +11,11 @@
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/desktop/internal/Glib.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/RaisedRights.h"
+#include "tidewell/posix/internal/Thread.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -119,25 +121,6 @@ class Conversation {
   Owned<SecretService_> service_;
 };
 
-/// Starts a thread with all signals blocked: the host's handlers do not run on it.
-template <class Run>
-bool startThread(Run run) noexcept {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  bool isStarted = true;
-  try {
-    std::thread thread(std::move(run));
-    pthread_setname_np(thread.native_handle(), "tw-keyring");
-    thread.detach();
-  } catch (const std::system_error&) {
-    isStarted = false;
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return isStarted;
-}
-
 }  // namespace
 
 struct SecretService::Request {
@@ -170,14 +153,14 @@ Status SecretService::ask(Request request, std::string* secret) {
   request.attributes["application"] = application_;
 
   struct Answer {
-    std::mutex mutex;
+    base::Mutex mutex;
     std::condition_variable changed;
-    std::optional<Status> status;
-    std::string secret;
+    std::optional<Status> status TIDEWELL_GUARDED_BY(mutex);
+    std::string secret TIDEWELL_GUARDED_BY(mutex);
     Owned<GCancellable> cancellable{g_cancellable_new()};
   };
   const auto answer = std::make_shared<Answer>();
-  const bool isAsked = startThread([answer, request = std::move(request)] {
+  const bool isAsked = posix::startThread("tw-keyring", [answer, request = std::move(request)] {
     Status status = Status::unusable;
     std::string found;
     Conversation conversation(answer->cancellable.get());
@@ -194,15 +177,17 @@ Status SecretService::ask(Request request, std::string* secret) {
           break;
       }
     }
-    const std::lock_guard lock(answer->mutex);
+    const base::MutexLock lock(answer->mutex);
     answer->status = status;
     answer->secret = std::move(found);
     answer->changed.notify_all();
   });
   if (!isAsked) return Status::unusable;
 
-  std::unique_lock lock(answer->mutex);
-  if (!answer->changed.wait_for(lock, kPatience, [&] { return answer->status.has_value(); })) {
+  base::ReleasableMutexLock lock(answer->mutex);
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto isAnswered = [&]() TIDEWELL_REQUIRES(answer->mutex) { return answer->status.has_value(); };
+  if (!lock.waitUntil(answer->changed, end, isAnswered)) {
     lock.unlock();
     g_cancellable_cancel(answer->cancellable.get());
     isHopeless_ = true;

@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::platform {
@@ -109,12 +110,12 @@ class FailingUrlSession final : public UrlSession {
 
  private:
   struct Completions {
-    std::mutex mutex;
-    std::deque<std::function<void()>> waiting;
-    bool threadRuns = false;
+    base::Mutex mutex;
+    std::deque<std::function<void()>> waiting TIDEWELL_GUARDED_BY(mutex);
+    bool threadRuns TIDEWELL_GUARDED_BY(mutex) = false;
 
     static void add(const std::shared_ptr<Completions>& self, std::function<void()> function) {
-      const std::lock_guard lock(self->mutex);
+      const base::MutexLock lock(self->mutex);
       self->waiting.push_back(std::move(function));
       if (self->threadRuns) return;
       try {
@@ -129,7 +130,7 @@ class FailingUrlSession final : public UrlSession {
       for (;;) {
         std::function<void()> next;
         {
-          const std::lock_guard lock(mutex);
+          const base::MutexLock lock(mutex);
           if (waiting.empty()) {
             threadRuns = false;
             return;

@@ -18,6 +18,7 @@
 #include <set>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/Descriptor.h"
 #include "tidewell/posix/internal/FileFault.h"
@@ -86,14 +87,14 @@ struct CleanedFolders {
   using Folder = std::pair<dev_t, ino_t>;
   WorkMutex cleaning;
   StateMutex mutex;
-  std::set<Folder> folders;
+  std::set<Folder> folders TIDEWELL_GUARDED_BY(mutex);
 
   [[nodiscard]] bool has(const Folder& folder) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     return folders.contains(folder);
   }
   void add(const Folder& folder) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     folders.insert(folder);
   }
 };
@@ -107,7 +108,7 @@ void removeLeftBehindOnce(int folder) {
   if (cleaned.has(key)) return;
   // No thread of this process writes in the folder before it is clean, so every file of this process's number
   // in it is an earlier process's.
-  const std::lock_guard lock(cleaned.cleaning);
+  const base::MutexLock lock(cleaned.cleaning);
   if (cleaned.has(key)) return;
   removeLeftBehind(folder);
   cleaned.add(key);
@@ -197,9 +198,7 @@ platform::FileContents readFile(const std::string& path, FileOwner owner, std::s
   if (fstat(file.number(), &record) != 0) return {{}, lastError()};
   if (const auto failure = errorForKind(record.st_mode)) return {{}, failure};
   if (const auto failure = isOwn ? checkOwner(record) : std::error_code()) return {{}, failure};
-  if (record.st_size < 0 || static_cast<std::uintmax_t>(record.st_size) > bound) {
-    return {{}, error(std::errc::file_too_large)};
-  }
+  if (static_cast<std::uintmax_t>(record.st_size) > bound) return {{}, error(std::errc::file_too_large)};
   // One byte more than it says shows the end with the first read; a file that grows meanwhile is read on.
   platform::FileContents result;
   std::size_t length = 0;

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/Descriptor.h"
@@ -45,14 +46,14 @@ class DescriptorLock final : public platform::FileLock, public ForkParticipant {
 class VainWait {
  public:
   void begin(const std::string& name) {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     name_ = name;
     isUnderWay_.store(true, std::memory_order_relaxed);
   }
   /// The lock of this name was free.
   void end(const std::string& name) {
     if (!isUnderWay_.load(std::memory_order_relaxed)) return;
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (name_ != name) return;
     name_.clear();
     isUnderWay_.store(false, std::memory_order_relaxed);
@@ -68,7 +69,7 @@ class VainWait {
 
  private:
   [[nodiscard]] std::string current() {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return name_;
   }
   static bool isFree(const std::string& name) {
@@ -80,8 +81,8 @@ class VainWait {
   }
 
   std::atomic<bool> isUnderWay_{false};
-  StateMutex mutex_;  ///< guards the name
-  std::string name_;
+  StateMutex mutex_;
+  std::string name_ TIDEWELL_GUARDED_BY(mutex_);
 };
 
 VainWait& vainWait() {
@@ -92,7 +93,7 @@ VainWait& vainWait() {
 /// The paths about which a notice was given.
 struct Noticed {
   StateMutex mutex;
-  std::set<std::string> paths;
+  std::set<std::string> paths TIDEWELL_GUARDED_BY(mutex);
 };
 Noticed& noticed() {
   static base::NeverDestroyed<Noticed> instance;
@@ -156,7 +157,7 @@ bool cannotBeLocked(std::error_code error) {
 std::string noticeOfMissingLock(const std::string& path, std::error_code error) {
   if (!cannotBeLocked(error)) return {};
   {
-    const std::lock_guard lock(noticed().mutex);
+    const base::MutexLock lock(noticed().mutex);
     if (!noticed().paths.insert(path).second) return {};
   }
   return "Other processes are not kept from writing " + path + " at the same time: " + error.message();

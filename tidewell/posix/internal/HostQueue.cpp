@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/Fork.h"
 
 namespace tidewell::posix {
@@ -31,11 +32,11 @@ struct WaitShield {
 struct HostQueue::State final : ForkParticipant {
   StateMutex mutex;
   base::StateCondition changed;
-  std::list<std::function<void()>> waiting;
+  std::list<std::function<void()>> waiting TIDEWELL_GUARDED_BY(mutex);
   /// The parent's, in a child: only the parent runs them. Destroyed with the queue, for they are foreign.
-  std::list<std::function<void()>> lost;
-  std::thread::id drainer;
-  int depth = 0;  ///< of calls that drain now, all on `drainer`
+  std::list<std::function<void()>> lost TIDEWELL_GUARDED_BY(mutex);
+  std::thread::id drainer TIDEWELL_GUARDED_BY(mutex);
+  int depth TIDEWELL_GUARDED_BY(mutex) = 0;  ///< of calls that drain now, all on `drainer`
   int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 
   State() { join(); }
@@ -46,7 +47,8 @@ struct HostQueue::State final : ForkParticipant {
   }
 
   /// The child's descriptor must not wake the parent: it gets a counter of its own under the same number.
-  void afterForkInChild() noexcept override {
+  void afterForkInChild() noexcept override
+      TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {  // it runs with all locks held
     lost.splice(lost.end(), waiting);
     // A function that forked goes on in the child, and `drain` with it.
     if (drainer != std::this_thread::get_id()) depth = 0;
@@ -68,7 +70,7 @@ struct HostQueue::State final : ForkParticipant {
     eventfd_t count = 0;
     if (descriptor >= 0) static_cast<void>(eventfd_read(descriptor, &count));
   }
-  [[nodiscard]] bool beginDraining() {
+  [[nodiscard]] bool beginDraining() TIDEWELL_REQUIRES(mutex) {
     if (depth > 0 && drainer != std::this_thread::get_id()) return false;
     drainer = std::this_thread::get_id();
     ++depth;
@@ -76,16 +78,16 @@ struct HostQueue::State final : ForkParticipant {
   }
 
   /// Runs up to `count` functions, called with the lock held and giving it up meanwhile.
-  std::size_t drain(std::unique_lock<std::mutex>& lock, std::size_t count) {
+  std::size_t drain(std::size_t count) TIDEWELL_REQUIRES(mutex) {
     std::size_t ran = 0;
     for (; ran < count && !waiting.empty(); ++ran) {
       std::function<void()> function = std::move(waiting.front());
       waiting.pop_front();
       if (waiting.empty()) clear();
-      lock.unlock();
+      mutex.unlock();
       platform::runReportingExceptions(function);
       function = nullptr;
-      lock.lock();
+      mutex.lock();
     }
     return ran;
   }
@@ -97,7 +99,7 @@ HostQueue::~HostQueue() = default;
 void HostQueue::async(std::function<void()> function) {
   if (!function) return;
   {
-    const std::lock_guard lock(state_->mutex);
+    const base::MutexLock lock(state_->mutex);
     state_->waiting.push_back(std::move(function));
     if (state_->waiting.size() == 1) state_->signal();
   }
@@ -105,16 +107,16 @@ void HostQueue::async(std::function<void()> function) {
 }
 
 bool HostQueue::isCurrent() const {
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->drainer == std::this_thread::get_id();
 }
 
 int HostQueue::descriptor() const { return state_->descriptor; }
 
 std::size_t HostQueue::poll() {
-  std::unique_lock lock(state_->mutex.native());
+  base::ReleasableMutexLock lock(state_->mutex);
   if (!state_->beginDraining()) return 0;
-  const std::size_t ran = state_->drain(lock, state_->waiting.size());
+  const std::size_t ran = state_->drain(state_->waiting.size());
   --state_->depth;
   return ran;
 }
@@ -125,13 +127,13 @@ std::size_t HostQueue::run(std::chrono::milliseconds duration) {
   const auto end = std::chrono::steady_clock::now() + std::min(duration, kLongest);
   const WaitShield shield;
   std::size_t ran = 0;
-  std::unique_lock lock(state_->mutex.native());
+  base::ReleasableMutexLock lock(state_->mutex);
   do {
     if (state_->beginDraining()) {
-      ran += state_->drain(lock, state_->waiting.size());
+      ran += state_->drain(state_->waiting.size());
       --state_->depth;
     }
-  } while (state_->changed.native().wait_until(lock, end, [this] {
+  } while (lock.waitUntil(state_->changed.native(), end, [this]() TIDEWELL_REQUIRES(state_->mutex) {
     return !state_->waiting.empty() && (state_->depth == 0 || state_->drainer == std::this_thread::get_id());
   }) && std::chrono::steady_clock::now() < end);
   return ran;

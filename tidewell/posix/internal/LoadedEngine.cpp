@@ -1,7 +1,6 @@
 #include <new>
 #include <string>
 
-#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/NeighbourModule.h"
 #include "tidewell/posix/internal/TransferEngine.h"
@@ -15,10 +14,6 @@ base::NeverDestroyed<NeighbourModule> urlSession(reinterpret_cast<const void*>(&
                                                  "libTidewellUrlSession.so");
 
 TransferEngine* load(TransferClient& client, const TransportSettings& settings, std::string& problem) {
-  if (!base::canLoadLibraries()) {
-    problem = "the URL session cannot be loaded: the process was forked while a library was being loaded";
-    return nullptr;
-  }
   const auto make = reinterpret_cast<decltype(&tidewell_make_transfer_engine)>(
       urlSession->function("tidewell_make_transfer_engine", problem));
   if (make == nullptr) {

@@ -6,6 +6,8 @@
 #include <climits>
 #include <string>
 
+#include "tidewell/base/internal/Loader.h"
+
 namespace tidewell::posix {
 
 /// A module beside the library that a piece of code belongs to. Make it while that library is loaded, for the
@@ -28,6 +30,10 @@ class NeighbourModule {
   /// Loads the module and finds a function in it. Null, with the reason, where that fails. The module is
   /// never closed, and cannot be unloaded by anyone else: it has threads.
   void* function(const char* name, std::string& problem) {
+    if (!base::canLoadLibraries()) {
+      problem = "the process was forked while a library was being loaded";
+      return nullptr;
+    }
     if (path_.empty()) {
       problem = "the folder of the library is not known";
       return nullptr;

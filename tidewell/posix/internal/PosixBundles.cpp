@@ -11,8 +11,6 @@
 namespace tidewell::posix {
 namespace {
 
-constexpr std::string_view kSdkBundleIdentifier = "com.tidewell.TidewellSDK";
-
 /// "Info.plist" in the folder of the running program; "" where the system does not tell.
 std::string fileBesideExecutable() {
   char path[PATH_MAX];
@@ -32,7 +30,7 @@ std::string absolutePath(const std::string& path) {
 }  // namespace
 
 PosixBundles::PosixBundles(const Options& options)
-    : sdk_{{platform::kBundleIdentifierKey, kSdkBundleIdentifier},
+    : sdk_{{platform::kBundleIdentifierKey, platform::kSdkBundleIdentifier},
            {platform::kBundleShortVersionKey, TIDEWELL_VERSION_STRING}} {
   const bool isNamed = !options.infoPlistPath.empty();
   const std::string path = isNamed ? absolutePath(options.infoPlistPath) : fileBesideExecutable();
@@ -51,7 +49,7 @@ PosixBundles::PosixBundles(const Options& options)
 base::Dictionary PosixBundles::mainInfoDictionary() { return main_; }
 
 std::optional<base::Dictionary> PosixBundles::infoDictionaryForIdentifier(std::string_view identifier) {
-  if (identifier == kSdkBundleIdentifier) return sdk_;
+  if (identifier == platform::kSdkBundleIdentifier) return sdk_;
   if (main_.objectForKey(platform::kBundleIdentifierKey) == base::Value(identifier)) return main_;
   return std::nullopt;
 }

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <utility>
 
+#include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 
 namespace tidewell::posix {
@@ -14,14 +16,14 @@ namespace {
 
 constexpr std::size_t kMaximumZoneFileBytes = 1u << 20;
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+using base::detail::isAsciiDigit;
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 /// Up to three digits at the beginning of a text, taken off it; nothing where there is none.
 std::optional<int> takeNumber(std::string_view& text) {
   int number = 0;
   std::size_t count = 0;
-  for (; count < text.size() && count < 3 && isDigit(text[count]); ++count) {
+  for (; count < text.size() && count < 3 && isAsciiDigit(text[count]); ++count) {
     number = number * 10 + (text[count] - '0');
   }
   if (count == 0) return std::nullopt;
@@ -116,11 +118,11 @@ base::Date PosixClock::now() const {
 base::TimeZone PosixClock::systemTimeZone() const {
   std::string source = variable_ ? *variable_ : systemZoneText(systemRoot_);
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (zone_ && source == source_) return *zone_;
   }
   base::TimeZone zone = timeZoneForText(source);
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   source_ = std::move(source);
   zone_ = zone;
   return zone;

@@ -24,8 +24,8 @@ class PosixClock final : public platform::Clock {
 
   /// The zone made last and the text it was made from.
   mutable StateMutex mutex_;
-  mutable std::string source_;
-  mutable std::optional<base::TimeZone> zone_;
+  mutable std::string source_ TIDEWELL_GUARDED_BY(mutex_);
+  mutable std::optional<base::TimeZone> zone_ TIDEWELL_GUARDED_BY(mutex_);
 };
 
 /// The zone that a value of TZ or the target of /etc/localtime means: ":Area/City", "Area/City", a path below

@@ -15,6 +15,7 @@
 #include <string>
 #include <utility>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/posix/internal/Fork.h"
 #include "tidewell/posix/internal/SignalBlock.h"
@@ -23,7 +24,7 @@ namespace tidewell::posix {
 namespace {
 
 /// The longest wait for a full pipe that the host made non-blocking.
-constexpr auto kLongestWait = std::chrono::milliseconds(100);
+constexpr auto kLongestWrite = std::chrono::milliseconds(100);
 
 /// Up to here a line is put together, which the system takes faster in one piece than in five; a longer text
 /// stays where it is.
@@ -52,7 +53,7 @@ bool advance(iovec*& parts, int& count, std::size_t written) {
   return true;
 }
 
-void writeAll(int descriptor, iovec* parts, int count) {
+void writeParts(int descriptor, iovec* parts, int count) {
   std::chrono::steady_clock::time_point end{};
   for (;;) {
     const ssize_t written = writeWithoutSignal(descriptor, parts, count);
@@ -60,7 +61,7 @@ void writeAll(int descriptor, iovec* parts, int count) {
       if (!advance(parts, count, static_cast<std::size_t>(written))) return;
     } else if (written < 0 && errno == EAGAIN) {
       const auto now = std::chrono::steady_clock::now();
-      if (end == std::chrono::steady_clock::time_point()) end = now + kLongestWait;
+      if (end == std::chrono::steady_clock::time_point()) end = now + kLongestWrite;
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count();
       pollfd waiting{descriptor, POLLOUT, 0};
       if (left <= 0 || poll(&waiting, 1, static_cast<int>(left)) == 0) return;
@@ -140,7 +141,6 @@ bool mayHoldControls(std::string_view text) {
 /// The text with its control characters (C0, DEL, and C1 in UTF-8) as "\u001b", so that a reply of a server
 /// cannot move the cursor of whoever reads the log. Line feeds and tabs stay.
 std::string withVisibleControls(std::string_view text) {
-  constexpr char kDigits[] = "0123456789abcdef";
   std::string visible;
   visible.reserve(text.size() + text.size() / 8);
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -152,8 +152,7 @@ std::string withVisibleControls(std::string_view text) {
       ++i;
     }
     if (isC1 || byte == 0x7f || (byte < 0x20 && byte != '\n' && byte != '\t')) {
-      visible.append("\\u00") += kDigits[byte >> 4];
-      visible += kDigits[byte & 0xf];
+      base::detail::appendHex(visible.append("\\u00"), byte);
     } else {
       visible += static_cast<char>(byte);
     }
@@ -186,7 +185,7 @@ void writeLineToStandardError(std::string_view program, std::string_view text) {
   } else {
     for (const std::string_view piece : pieces) parts[static_cast<std::size_t>(count++)] = part(piece);
   }
-  writeAll(STDERR_FILENO, parts.data(), count);
+  writeParts(STDERR_FILENO, parts.data(), count);
   errno = error;
 }
 

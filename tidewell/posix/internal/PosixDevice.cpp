@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Digest.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/FileLock.h"
@@ -33,11 +35,8 @@ constexpr std::string_view kPlaceholders[] = {"To Be Filled By O.E.M.",
                                               "O.E.M.",
                                               "empty"};
 
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks(" \t\r\n\0", 5);
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+std::string_view withoutOuterSpace(std::string_view text) {
+  return base::detail::trimmed(text, std::string_view(" \t\r\n\0", 5));
 }
 
 /// Whether a text names a product: short, printable ASCII, and not a placeholder.
@@ -48,7 +47,7 @@ bool isSaneModel(std::string_view text) {
 }
 
 bool isHexadecimal(std::string_view text) {
-  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+  return std::all_of(text.begin(), text.end(), base::detail::isHexDigit);
 }
 
 /// 32 hexadecimal digits (machine-id(5)); a system that has none yet says "uninitialized" or has zeros.
@@ -70,7 +69,7 @@ bool isUuid(std::string_view text) {
 std::string valueOfLine(std::string_view text, std::string_view name) {
   while (!text.empty()) {
     const auto end = std::min(text.find('\n'), text.size());
-    std::string_view line = trimmed(text.substr(0, end));
+    std::string_view line = withoutOuterSpace(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
     if (!line.starts_with(name) || !line.substr(name.size()).starts_with('=')) continue;
     line.remove_prefix(name.size() + 1);
@@ -107,26 +106,26 @@ PosixDevice::PosixDevice(Container container, std::string systemRoot, std::strin
       vendor_(vendorOf(bundleIdentifier)) {}
 
 template <class LookUp>
-std::string PosixDevice::once(std::optional<std::string>& fact, LookUp lookUp) {
+std::string PosixDevice::once(std::optional<std::string> PosixDevice::*fact, LookUp lookUp) {
   {
-    const std::lock_guard lock(mutex_);
-    if (fact) return *fact;
+    const base::MutexLock lock(mutex_);
+    if (this->*fact) return *(this->*fact);
   }
   std::string found = lookUp();
-  const std::lock_guard lock(mutex_);
-  if (!fact) fact = std::move(found);
-  return *fact;
+  const base::MutexLock lock(mutex_);
+  if (!(this->*fact)) this->*fact = std::move(found);
+  return *(this->*fact);
 }
 
 std::string PosixDevice::firstLine(std::string_view path) const {
   const platform::FileContents file =
       readFile(systemRoot_ + std::string(path), FileOwner::any, kMaximumFactBytes);
   const std::string_view contents = file.contents;
-  return std::string(trimmed(contents.substr(0, contents.find('\n'))));
+  return std::string(withoutOuterSpace(contents.substr(0, contents.find('\n'))));
 }
 
 std::optional<std::string> PosixDevice::identifierForVendor() {
-  std::string identifier = once(vendorIdentifier_, [this] { return lookUpVendorIdentifier(); });
+  std::string identifier = once(&PosixDevice::vendorIdentifier_, [this] { return lookUpVendorIdentifier(); });
   if (identifier.empty()) return std::nullopt;
   return identifier;
 }
@@ -137,7 +136,7 @@ std::string PosixDevice::lookUpVendorIdentifier() {
     if (!isMachineId(machineId)) continue;
     return base::UUIDStringWithBytes(base::hmacSha256(vendor_, machineId).data());
   }
-  const std::lock_guard keeping(keeping_);
+  const base::MutexLock keeping(keeping_);
   return keptVendorIdentifier();
 }
 
@@ -146,7 +145,7 @@ platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path
   if (path.empty()) return {};
   if (const auto failure = container_.checkFolders(path)) return {{}, failure};
   platform::FileContents file = readFile(path, FileOwner::user, kMaximumFactBytes);
-  const std::string_view text = trimmed(file.contents);
+  const std::string_view text = withoutOuterSpace(file.contents);
   file.contents = isUuid(text) ? std::string(text) : "";
   return file;
 }
@@ -155,7 +154,7 @@ platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path
 /// one for the life of the process; what cannot be read is not overwritten.
 std::string PosixDevice::keptVendorIdentifier() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (vendorIdentifier_) return *vendorIdentifier_;
   }
   std::string fresh;
@@ -190,7 +189,7 @@ std::string PosixDevice::keptVendorIdentifier() {
 }
 
 std::string PosixDevice::modelOfHardware() {
-  return once(model_, [this] {
+  return once(&PosixDevice::model_, [this] {
     for (const std::string_view path : {"/sys/class/dmi/id/product_name",
                                         "/sys/firmware/devicetree/base/model", "/proc/device-tree/model"}) {
       std::string model = firstLine(path);
@@ -213,7 +212,7 @@ std::string PosixDevice::machine() {
 }
 
 std::optional<std::string> PosixDevice::systemVersion() {
-  return once(systemVersion_, [this] { return lookUpSystemVersion(); });
+  return once(&PosixDevice::systemVersion_, [this] { return lookUpSystemVersion(); });
 }
 
 std::string PosixDevice::lookUpSystemVersion() const {

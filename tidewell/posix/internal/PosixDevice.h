@@ -30,7 +30,7 @@ class PosixDevice final : public platform::Device {
  private:
   /// A fact once it is known. Two threads that ask at the same moment may both look it up.
   template <class LookUp>
-  std::string once(std::optional<std::string>& fact, LookUp lookUp);
+  std::string once(std::optional<std::string> PosixDevice::*fact, LookUp lookUp);
 
   [[nodiscard]] std::string lookUpVendorIdentifier();
   [[nodiscard]] std::string keptVendorIdentifier();
@@ -44,10 +44,10 @@ class PosixDevice final : public platform::Device {
   const std::string vendor_;
   WorkMutex keeping_;  ///< one random identifier a process
 
-  StateMutex mutex_;  ///< guards all below
-  std::optional<std::string> vendorIdentifier_;
-  std::optional<std::string> model_;
-  std::optional<std::string> systemVersion_;
+  StateMutex mutex_;
+  std::optional<std::string> vendorIdentifier_ TIDEWELL_GUARDED_BY(mutex_);
+  std::optional<std::string> model_ TIDEWELL_GUARDED_BY(mutex_);
+  std::optional<std::string> systemVersion_ TIDEWELL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tidewell::posix

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/FileLock.h"
@@ -80,7 +81,7 @@ std::int32_t PosixKeychain::change(Operation operation) {
   if (path_.empty()) return platform::errSecNotAvailable;
   Outcome outcome;
   try {
-    const std::lock_guard working(file_);
+    const base::MutexLock working(file_);
     outcome = changeFile(operation);
   } catch (const std::exception&) {
     return platform::errSecParam;  // text that a property list cannot carry

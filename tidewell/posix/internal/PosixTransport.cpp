@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/ForkGuard.h"
 #include "tidewell/posix/internal/Thread.h"
@@ -63,7 +64,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   TransferTasks takeTasks() noexcept override {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return std::exchange(tasks_, {});
   }
 
@@ -74,7 +75,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   bool tryHandOver(TransferTasks& task) noexcept {
     TransferEngine* engine = nullptr;
     {
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       if (threads_ == 0 && !tryStartThread()) return false;
       tasks_.splice(tasks_.end(), task);
       if (tasks_.size() > 1) return true;  // a thread was called for the first, and has not looked yet
@@ -105,7 +106,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     if (task.completion) platform::runReportingExceptions(std::cref(complete));
   }
 
-  bool tryStartThread() noexcept {
+  bool tryStartThread() noexcept TIDEWELL_REQUIRES(mutex_) {
     const char* const name = threads_ == 0 ? "tw-sessions-1" : "tw-sessions-2";
     try {
       if (!startThread(name, [self = shared_from_this()] { self->work(); })) return false;
@@ -118,33 +119,35 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   /// Makes sure that a thread can be called: starts one where none is free and there may be another.
-  bool provideThread() noexcept { return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread()); }
+  bool provideThread() noexcept TIDEWELL_REQUIRES(mutex_) {
+    return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread());
+  }
 
   [[noreturn]] void work() {
-    std::unique_lock lock(mutex_);
+    base::ReleasableMutexLock lock(mutex_);
     --free_;
     for (;;) {
       const bool mayDrive = !isDriven_ && (hasTransfers_ || !tasks_.empty());
       const bool mayComplete = !isCompleting_ && !finished_.empty();
       if (mayDrive && (!mayComplete || provideThread())) {
-        drive(lock, mayComplete);
+        drive(mayComplete);
       } else if (mayComplete) {
-        complete(lock);
+        complete();
       } else {
         ++free_;
-        changed_.wait(lock);
+        lock.wait(changed_);
         --free_;
       }
     }
   }
 
   /// Transfers until some tasks have ended; calls the other thread before, if it is to run completions.
-  void drive(std::unique_lock<std::mutex>& lock, bool callsForCompletions) {
+  void drive(bool callsForCompletions) TIDEWELL_REQUIRES(mutex_) {
     isDriven_ = true;
-    lock.unlock();
+    mutex_.unlock();
     if (callsForCompletions) changed_.notify_one();
     TransferTasks finished = driveEngine();
-    lock.lock();
+    mutex_.lock();
     hasTransfers_ = engine_ != nullptr && engine_->hasTransfers();
     finished_.splice(finished_.end(), finished);
     isDriven_ = false;
@@ -155,7 +158,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       std::string problem;
       TransferEngine* const engine = loadTransferEngine(*this, settings_, problem);
       if (engine == nullptr) return failTasks(problem);
-      const std::lock_guard lock(mutex_);
+      const base::MutexLock lock(mutex_);
       engine_ = engine;
     }
     return engine_->run();
@@ -168,16 +171,16 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     return failed;
   }
 
-  void complete(std::unique_lock<std::mutex>& lock) {
+  void complete() TIDEWELL_REQUIRES(mutex_) {
     isCompleting_ = true;
     while (!finished_.empty()) {
       TransferTasks task;
       task.splice(task.end(), finished_, finished_.begin());
-      lock.unlock();
+      mutex_.unlock();
       run(task.front());
       task.clear();  // what the completion holds is destroyed here, with no lock held
       forkGuard_.goOnInOwner();
-      lock.lock();
+      mutex_.lock();
     }
     isCompleting_ = false;
   }
@@ -186,16 +189,16 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   ForkGuard forkGuard_;
   std::atomic<bool> refusalReported_ = false;
 
-  std::mutex mutex_;  // held for what follows
+  base::Mutex mutex_;
   std::condition_variable changed_;
-  TransferTasks tasks_;
-  TransferTasks finished_;
+  TransferTasks tasks_ TIDEWELL_GUARDED_BY(mutex_);
+  TransferTasks finished_ TIDEWELL_GUARDED_BY(mutex_);
   TransferEngine* engine_ = nullptr;  ///< set by the thread that drives, which reads it without the mutex
-  bool isDriven_ = false;             ///< a thread is in `drive`
-  bool hasTransfers_ = false;         ///< the engine had some when it was driven last
-  bool isCompleting_ = false;         ///< a thread is in `complete`
-  int threads_ = 0;
-  int free_ = 0;  ///< threads that sleep, or have not begun
+  bool isDriven_ TIDEWELL_GUARDED_BY(mutex_) = false;      ///< a thread is in `drive`
+  bool hasTransfers_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the engine had some when it was driven last
+  bool isCompleting_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< a thread is in `complete`
+  int threads_ TIDEWELL_GUARDED_BY(mutex_) = 0;
+  int free_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< threads that sleep, or have not begun
 };
 
 class PosixUrlSession final : public platform::UrlSession {

@@ -10,6 +10,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/internal/PendingChanges.h"
 #include "tidewell/posix/internal/AtomicFile.h"
@@ -140,21 +141,21 @@ struct PosixUserDefaults::State {
   /// Held over reads and writes of the file.
   WorkMutex file;
 
-  StateMutex mutex;  ///< guards all below
-  base::Dictionary stored;
-  FileStamp stamp;  ///< of `stored`
+  StateMutex mutex;
+  base::Dictionary stored TIDEWELL_GUARDED_BY(mutex);
+  FileStamp stamp TIDEWELL_GUARDED_BY(mutex);  ///< of `stored`
   /// What waits in files of its own beside the domain's, for the next process that has the lock.
-  Changes waiting;
-  std::size_t waitingFiles = 0;
-  FileStamp waitingStamp;  ///< of the folder, for `waiting`
-  bool isLoaded = false;
-  Changes changes;
-  std::uint64_t changeCount = 0;
-  std::string lastReadFailure;
-  std::string lastWriteFailure;
+  Changes waiting TIDEWELL_GUARDED_BY(mutex);
+  std::size_t waitingFiles TIDEWELL_GUARDED_BY(mutex) = 0;
+  FileStamp waitingStamp TIDEWELL_GUARDED_BY(mutex);  ///< of the folder, for `waiting`
+  bool isLoaded TIDEWELL_GUARDED_BY(mutex) = false;
+  Changes changes TIDEWELL_GUARDED_BY(mutex);
+  std::uint64_t changeCount TIDEWELL_GUARDED_BY(mutex) = 0;
+  std::string lastReadFailure TIDEWELL_GUARDED_BY(mutex);
+  std::string lastWriteFailure TIDEWELL_GUARDED_BY(mutex);
 
   void change(std::string_view key, base::Value object) {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     changes.insert_or_assign(std::string(key), Change{std::move(object), ++changeCount});
   }
 
@@ -162,7 +163,7 @@ struct PosixUserDefaults::State {
   [[nodiscard]] bool isFresh() {
     const FileStamp now = FileStamp::of(path);
     const FileStamp folderNow = FileStamp::of(folder);
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     return stamp.isSameAs(now) && waitingStamp.isSameAs(folderNow);
   }
 
@@ -180,7 +181,7 @@ struct PosixUserDefaults::State {
       return load(FileState::locked, reports);
     }
     {
-      const std::lock_guard lock(mutex);
+      const base::MutexLock lock(mutex);
       std::swap(stored, read.contents);
       stamp = now;
       isLoaded = true;
@@ -204,7 +205,7 @@ struct PosixUserDefaults::State {
       if (!kept) continue;
       for (const auto& [key, change] : *kept) all.insert_or_assign(key, change);
     }
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     waiting = std::move(all);
     waitingFiles = found.size();
     waitingStamp = now;
@@ -215,11 +216,11 @@ struct PosixUserDefaults::State {
   std::error_code keepBeside(const Changes& toKeep) {
     {
       // More are not read at once: what is not seen is better kept in memory.
-      const std::lock_guard lock(mutex);
+      const base::MutexLock lock(mutex);
       if (waitingFiles >= platform::PendingChanges::kMaximumRead) return FileFault::lockHeldByAnother;
     }
     if (const auto failure = pending.keep(dataWithChanges(toKeep))) return failure;
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     for (const auto& [key, change] : toKeep) waiting.insert_or_assign(key, change);
     ++waitingFiles;
     waitingStamp = {};
@@ -227,8 +228,8 @@ struct PosixUserDefaults::State {
     return {};
   }
 
-  /// What has reached the disk is no change any more, unless it was changed again. With `mutex` held.
-  void forget(const Changes& written) {
+  /// Drops the changes that have reached the disk, unless they were changed again.
+  void forget(const Changes& written) TIDEWELL_REQUIRES(mutex) {
     for (const auto& [key, change] : written) {
       const auto found = changes.find(key);
       if (found != changes.end() && found->second.number == change.number) changes.erase(found);
@@ -249,13 +250,13 @@ struct PosixUserDefaults::State {
         if (isFresh()) return;
       }
       const auto failure = load(FileState::unlocked, reports);
-      noteOutcome(lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);
+      noteOutcome(&State::lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);
     }
     for (const std::string& each : reports) platform::report(each);
   }
 
   [[nodiscard]] bool hasLoaded() {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     return isLoaded;
   }
 
@@ -265,14 +266,14 @@ struct PosixUserDefaults::State {
   }
 
   /// A failure that repeats is reported once: each read and each request would say it again.
-  void noteOutcome(std::string& last, std::string failure, std::vector<std::string>& reports) {
-    const std::lock_guard lock(mutex);
-    if (!failure.empty() && failure != last) reports.push_back(failure);
-    last = std::move(failure);
+  void noteOutcome(std::string State::*last, std::string failure, std::vector<std::string>& reports) {
+    const base::MutexLock lock(mutex);
+    if (!failure.empty() && failure != this->*last) reports.push_back(failure);
+    this->*last = std::move(failure);
   }
 
   [[nodiscard]] Changes unwritten() {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     return changes;
   }
 
@@ -302,7 +303,7 @@ struct PosixUserDefaults::State {
     if (failure) return failure;
     pending.remove(found);
     const FileStamp now = FileStamp::of(path);
-    const std::lock_guard guard(mutex);
+    const base::MutexLock guard(mutex);
     stored = std::move(merged);
     stamp = now;
     if (!found.empty()) {
@@ -331,7 +332,7 @@ struct PosixUserDefaults::State {
   }
 
   [[nodiscard]] base::Dictionary copyOfStored() {
-    const std::lock_guard lock(mutex);
+    const base::MutexLock lock(mutex);
     return stored;
   }
 };
@@ -342,7 +343,7 @@ PosixUserDefaults::~PosixUserDefaults() = default;
 
 base::Value PosixUserDefaults::objectForKey(std::string_view key) {
   state_->refresh();
-  const std::lock_guard lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   for (const Changes* later : {&state_->changes, &state_->waiting}) {
     if (const auto change = later->find(key); change != later->end()) return change->second.object;
   }
@@ -369,10 +370,10 @@ bool PosixUserDefaults::synchronize() {
   std::vector<std::string> reports;
   bool isOnDisk = false;
   {
-    const std::lock_guard working(state_->file);
+    const base::MutexLock working(state_->file);
     State::Outcome outcome = state_->writeChanges(reports);
     isOnDisk = outcome.isOnDisk;
-    state_->noteOutcome(state_->lastWriteFailure, std::move(outcome.sentence), reports);
+    state_->noteOutcome(&State::lastWriteFailure, std::move(outcome.sentence), reports);
   }
   for (const std::string& each : reports) platform::report(each);
   return isOnDisk;

@@ -1,16 +1,15 @@
 #include "tidewell/posix/internal/Thread.h"
 
-#include <dlfcn.h>
 #include <pthread.h>
-#include <signal.h>
 
-#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <new>
 #include <utility>
 
 #include "tidewell/base/internal/Loader.h"
+#include "tidewell/posix/internal/AllSignalsBlocked.h"
+#include "tidewell/posix/internal/ThreadName.h"
 
 namespace tidewell::posix {
 namespace {
@@ -25,29 +24,18 @@ struct Start {
 
 void* runStart(void* argument) {
   const std::unique_ptr<Start> start(static_cast<Start*>(argument));
-#if defined(__linux__)
-  pthread_setname_np(pthread_self(), start->name);
-#endif
+  nameThisThread(start->name);
   start->run();
   return nullptr;
 }
 
-/// A plug-in may be closed while its thread runs; unmapped code would take the host down.
-void keepLibraryLoaded() {
-  // No function-local static: the child of a fork might wait for ever for the thread that was making it.
-  static constinit std::atomic<bool> isKept{false};
-  if (isKept.load(std::memory_order_relaxed)) return;
-  keepLoaded(reinterpret_cast<const void*>(&runStart));
-  isKept.store(true, std::memory_order_relaxed);
-}
+enum class Stack { small, systemDefault };
 
-/// Attributes of a detached thread; without the small stack where it does not suffice (the stack also holds
-/// the thread-local variables of every library of the process).
-bool create(bool smallStack, Start* start) {
+bool createDetached(Stack stack, Start* start) {
   pthread_attr_t attributes;
   if (pthread_attr_init(&attributes) != 0) return false;
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  if (smallStack) pthread_attr_setstacksize(&attributes, kStackBytes);
+  if (stack == Stack::small) pthread_attr_setstacksize(&attributes, kStackBytes);
   pthread_t thread{};
   const bool created = pthread_create(&thread, &attributes, runStart, start) == 0;
   pthread_attr_destroy(&attributes);
@@ -56,23 +44,16 @@ bool create(bool smallStack, Start* start) {
 
 }  // namespace
 
-bool keepLoaded(const void* code) noexcept {
-  if (!base::canLoadLibraries()) return false;
-  Dl_info info{};
-  if (dladdr(code, &info) == 0 || info.dli_fname == nullptr) return false;
-  return dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
-}
-
 bool startThread(const char* name, std::function<void()> run) noexcept {
   try {
-    keepLibraryLoaded();
+    // A plug-in may be closed while its thread runs.
+    base::keepLoaded(reinterpret_cast<const void*>(&runStart));
     auto start = std::make_unique<Start>(Start{name, std::move(run)});
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);  // inherited by the new thread
-    const bool created = create(true, start.get()) || create(false, start.get());
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    const AllSignalsBlocked blocked;
+    // The stack also holds the thread-local variables of all libraries of the process: a small one may not
+    // do.
+    const bool created =
+        createDetached(Stack::small, start.get()) || createDetached(Stack::systemDefault, start.get());
     if (created) static_cast<void>(start.release());
     return created;
   } catch (const std::bad_alloc&) {

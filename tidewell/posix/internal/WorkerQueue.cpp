@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/posix/internal/ForkGuard.h"
 #include "tidewell/posix/internal/Thread.h"
@@ -24,10 +25,10 @@ struct WorkerQueue::State {
 
   const char* const threadName;
   ForkGuard forkGuard;
-  std::mutex mutex;
+  base::Mutex mutex;
   std::condition_variable filled;
-  std::deque<std::function<void()>> functions;
-  bool hasThread = false;
+  std::deque<std::function<void()>> functions TIDEWELL_GUARDED_BY(mutex);
+  bool hasThread TIDEWELL_GUARDED_BY(mutex) = false;
 };
 
 namespace {
@@ -41,8 +42,8 @@ void WorkerQueue::State::drain() {
   for (;;) {
     std::function<void()> function;
     {
-      std::unique_lock lock(mutex);
-      filled.wait(lock, [this] { return !functions.empty(); });
+      base::ReleasableMutexLock lock(mutex);
+      lock.wait(filled, [this]() TIDEWELL_REQUIRES(mutex) { return !functions.empty(); });
       function = std::move(functions.front());
       functions.pop_front();
     }
@@ -89,7 +90,7 @@ bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {
   if (!state_->forkGuard.claim()) return false;
   const base::CancellationShield shield;
   try {
-    const std::lock_guard lock(state_->mutex);
+    const base::MutexLock lock(state_->mutex);
     if (!state_->hasThread) {
       state_->hasThread = startThread(state_->threadName, [state = state_] { state->drain(); });
       if (!state_->hasThread) return false;

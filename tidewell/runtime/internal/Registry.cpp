@@ -4,6 +4,9 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Loader.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/ClassBuilder.h"
 
@@ -41,7 +44,7 @@ bool isLocalName(std::string_view name) {
          name.find("<lambda") != name.npos;
 }
 
-[[maybe_unused]] const Registry& madeWhenLoaded = Registry::shared();
+const base::MadeWhenLoaded registryMade(Registry::shared);
 
 [[noreturn]] void refuse(std::string reason) { base::raise(base::kInvalidArgumentException, reason); }
 
@@ -111,7 +114,7 @@ Class& Registry::makePair(Class* superclass, std::string name, std::size_t size)
 }
 
 Class* Registry::allocate(Class* superclass, std::string_view name, std::size_t extraBytes) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   if (superclass && (superclass->isMetaclass() || !superclass->isRegistered()))
     refuse("no class can be made below " + superclass->name() + ", which is not registered or a metaclass");
   if (name.empty() || byName_.contains(std::string(name))) return nullptr;
@@ -120,13 +123,13 @@ Class* Registry::allocate(Class* superclass, std::string_view name, std::size_t 
 }
 
 void Registry::registerPair(Class& made) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   made.metaclass().isRegistered_.store(true, std::memory_order_release);
   made.isRegistered_.store(true, std::memory_order_release);
 }
 
 Class* Registry::named(std::string_view name) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   const auto found = byName_.find(std::string(name));
   return found != byName_.end() && found->second->isRegistered() ? found->second : nullptr;
 }
@@ -169,10 +172,10 @@ void Registry::complete(Declaration& declaration, ClassDescription description) 
 
 Class& Registry::declare(const NativeType& type) {
   Class& superclass = type.superclass();
-  keepModuleLoaded(reinterpret_cast<AnyFunction>(type.describe));
+  base::keepLoaded(reinterpret_cast<const void*>(type.describe));
   Declaration* declaration = nullptr;
   {
-    const std::scoped_lock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     declaration = &begin(type, superclass);
     if (declaration->isComplete || Describing::isUnderWay(declaration)) {
       if (declaration->isComplete) type.classOfType->store(declaration->declared, std::memory_order_release);
@@ -187,7 +190,7 @@ Class& Registry::declare(const NativeType& type) {
     type.describe(description);
   }
 
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   if (!declaration->isComplete) complete(*declaration, std::move(description));
   type.classOfType->store(declaration->declared, std::memory_order_release);
   return *declaration->declared;
@@ -199,7 +202,7 @@ void Registry::dropCaches(Class& of) {
 }
 
 bool Registry::addMethod(Class& to, Selector selector, const Method& from) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   if (ownMethod(to, selector)) return false;
   replaceMethod(to, selector, from);
   return true;
@@ -207,7 +210,7 @@ bool Registry::addMethod(Class& to, Selector selector, const Method& from) {
 
 const Method* Registry::replaceMethod(Class& in, Selector selector, const Method& with) {
   if (!selector) refuse("a method has a selector");
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   checkReceivers(in, selector, with);
   const Method* const made =
       &methods_.emplace_back(selector, with.function(), with.signature(), with.neededClass(), with.state());
@@ -225,7 +228,7 @@ const Method* Registry::replaceMethod(Class& in, Selector selector, const Method
 }
 
 bool Registry::addProtocol(Class& to, const Protocol& protocol) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   std::vector<const Protocol*>& protocols = to.contents_->protocols;
   if (std::find(protocols.begin(), protocols.end(), &protocol) != protocols.end()) return false;
   protocols.push_back(&protocol);
@@ -233,7 +236,7 @@ bool Registry::addProtocol(Class& to, const Protocol& protocol) {
 }
 
 bool Registry::addProperty(Class& to, Property property) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   for (const Property& known : to.contents_->properties) {
     if (known.name == property.name) return false;
   }
@@ -242,7 +245,7 @@ bool Registry::addProperty(Class& to, Property property) {
 }
 
 const MethodCache::Answer& Registry::findMethod(const Class& in, Selector selector) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   if (const MethodCache::Answer* known = in.cache_.find(selector)) return *known;
   const Method* found = nullptr;
   for (const Class* at = &in; at && !found; at = at->superclass()) found = ownMethod(*at, selector);
@@ -250,7 +253,7 @@ const MethodCache::Answer& Registry::findMethod(const Class& in, Selector select
 }
 
 const Method* Registry::ownMethod(const Class& of, Selector selector) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   for (const Method* method : of.contents_->methods) {
     if (method->selector() == selector) return method;
   }
@@ -258,17 +261,17 @@ const Method* Registry::ownMethod(const Class& of, Selector selector) {
 }
 
 std::vector<const Method*> Registry::ownMethods(const Class& of) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return of.contents_->methods;
 }
 
 std::vector<Property> Registry::ownProperties(const Class& of) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return {of.contents_->properties.begin(), of.contents_->properties.end()};
 }
 
 const Property* Registry::property(const Class& of, std::string_view name) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   for (const Class* at = &of; at; at = at->superclass()) {
     for (const Property& property : at->contents_->properties) {
       if (property.name == name) return &property;
@@ -278,7 +281,7 @@ const Property* Registry::property(const Class& of, std::string_view name) {
 }
 
 bool Registry::conforms(const Class& of, const Protocol& protocol) {
-  const std::scoped_lock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   for (const Class* at = &of; at; at = at->superclass()) {
     const std::vector<const Protocol*>& protocols = at->contents_->protocols;
     if (std::find(protocols.begin(), protocols.end(), &protocol) != protocols.end()) return true;

@@ -77,7 +77,4 @@ class Registry {
   Class* rootMetaclass_ = nullptr;
 };
 
-/// Keeps the program or library that holds the function loaded for the rest of the process.
-void keepModuleLoaded(AnyFunction function);
-
 }  // namespace tidewell::runtime

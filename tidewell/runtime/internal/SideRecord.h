@@ -41,8 +41,8 @@ struct SideRecord {
   /// Shared with other records: a fork locks every mutex, so there are few. Never held over foreign code, the
   /// destruction of values included, nor while another record is locked.
   base::StateMutex& mutex;
-  std::unordered_map<const void*, Association> associations;
-  std::vector<std::shared_ptr<ObservationEntry>> observers;
+  std::unordered_map<const void*, Association> associations TIDEWELL_GUARDED_BY(mutex);
+  std::vector<std::shared_ptr<ObservationEntry>> observers TIDEWELL_GUARDED_BY(mutex);
 };
 
 /// The record of an object, made where it has none.

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "tidewell/testing/internal/HttpText.h"
+#include "tidewell/base/internal/Ascii.h"
 
 namespace tidewell::testing {
 namespace {
@@ -65,8 +65,9 @@ class Head {
     if (!isOverridden(name)) add(name, value);
   }
   [[nodiscard]] bool isOverridden(std::string_view name) const {
-    return std::any_of(answer_.headers.begin(), answer_.headers.end(),
-                       [&](const auto& header) { return equalsIgnoringCase(header.first, name); });
+    return std::any_of(answer_.headers.begin(), answer_.headers.end(), [&](const auto& header) {
+      return base::detail::equalsIgnoringCase(header.first, name);
+    });
   }
   [[nodiscard]] std::string finished() {
     for (const auto& [name, value] : answer_.headers) add(name, value);

@@ -9,7 +9,8 @@
 #include <cerrno>
 #include <charconv>
 
-#include "tidewell/testing/internal/HttpText.h"
+#include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/Mutex.h"
 
 namespace tidewell::testing {
 namespace {
@@ -21,12 +22,6 @@ constexpr std::chrono::seconds kLongestAnswer{10};
 constexpr std::chrono::milliseconds kLinger{2000};
 // How many bytes of it are thrown away meanwhile: a request that was refused for its size, for instance.
 constexpr std::size_t kLingerBytes = 256u << 20;
-
-std::string_view trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 /// Splits "GET /path HTTP/1.1" and the header lines below it.
 bool parseHead(std::string_view head, HttpRequest& request) {
@@ -50,7 +45,7 @@ bool parseHead(std::string_view head, HttpRequest& request) {
     }
     const auto colon = line.find(':');
     if (colon == 0 || colon == std::string_view::npos) return false;
-    request.headers.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
+    request.headers.emplace_back(line.substr(0, colon), base::detail::trimmed(line.substr(colon + 1), " \t"));
   }
   return !firstLine;
 }
@@ -147,14 +142,14 @@ bool HttpConnection::fill() {
 
 bool HttpConnection::awaitRequest() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (served_ && dropping_) return false;
     idle_ = served_;
     answering_ = false;
   }
   answered_.notify_all();
   const bool begun = fill();
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   idle_ = false;
   served_ = true;
   return begun;
@@ -184,18 +179,18 @@ ReadOutcome HttpConnection::readBody(HttpRequest& request) {
   bool hasLength = false;
   bool expectsContinue = false;
   for (const auto& [name, value] : request.headers) {
-    if (equalsIgnoringCase(name, "content-length")) {
+    if (base::detail::equalsIgnoringCase(name, "content-length")) {
       const auto* end = value.data() + value.size();
       const auto result = std::from_chars(value.data(), end, length);
       if (hasLength || result.ptr != end || value.empty()) return ReadOutcome::malformed;
       if (result.ec == std::errc::result_out_of_range) return ReadOutcome::tooLarge;
       hasLength = true;
-    } else if (equalsIgnoringCase(name, "transfer-encoding")) {
+    } else if (base::detail::equalsIgnoringCase(name, "transfer-encoding")) {
       return ReadOutcome::malformed;  // no client of this server sends a body whose length it does not know
-    } else if (equalsIgnoringCase(name, "connection")) {
-      if (equalsIgnoringCase(value, "close")) request.keepAlive = false;
-    } else if (equalsIgnoringCase(name, "expect")) {
-      expectsContinue = equalsIgnoringCase(value, "100-continue");
+    } else if (base::detail::equalsIgnoringCase(name, "connection")) {
+      if (base::detail::equalsIgnoringCase(value, "close")) request.keepAlive = false;
+    } else if (base::detail::equalsIgnoringCase(name, "expect")) {
+      expectsContinue = base::detail::equalsIgnoringCase(value, "100-continue");
     }
   }
   if (length > kMaximumBodyBytes) return ReadOutcome::tooLarge;
@@ -211,14 +206,14 @@ ReadOutcome HttpConnection::readBody(HttpRequest& request) {
 }
 
 bool HttpConnection::beginAnswer() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   answering_ = true;
   return !dropping_;
 }
 
 void HttpConnection::endAnswer() {
   {
-    const std::lock_guard lock(mutex_);
+    const base::MutexLock lock(mutex_);
     answering_ = false;
   }
   answered_.notify_all();
@@ -283,14 +278,15 @@ void HttpConnection::reset() {
 }
 
 void HttpConnection::dropOnceIdle() {
-  std::unique_lock lock(mutex_);
-  answered_.wait_for(lock, kLongestAnswer, [this] { return !answering_; });
+  base::ReleasableMutexLock lock(mutex_);
+  lock.waitUntil(answered_, std::chrono::steady_clock::now() + kLongestAnswer,
+                 [this]() TIDEWELL_REQUIRES(mutex_) { return !answering_; });
   dropping_ = true;
   if (idle_ && socket_ >= 0) ::shutdown(socket_, SHUT_RDWR);
 }
 
 void HttpConnection::closeSocket() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   answering_ = false;
   answered_.notify_all();
   SSL_free(tls_);

@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/internal/Mutex.h"
+
 namespace tidewell::testing {
 
 /// What stands in an HTTP request.
@@ -89,13 +91,14 @@ class HttpConnection {
   void closeSocket();
   static int chooseCertificate(SSL* tls, int* alert, void* unused);
 
-  std::mutex mutex_;  // between the owner's thread and `dropOnceIdle`
+  base::Mutex mutex_;  // between the owner's thread and `dropOnceIdle`
   int socket_;
   const int stop_;
-  bool idle_ = false;      // waits for a request that is not the first
-  bool dropping_ = false;  // ends when it is idle
+  bool idle_ TIDEWELL_GUARDED_BY(mutex_) = false;      // waits for a request that is not the first
+  bool dropping_ TIDEWELL_GUARDED_BY(mutex_) = false;  // ends when it is idle
   bool served_ = false;
-  bool answering_ = false;  // from the beginning of an answer until the next request is awaited
+  bool answering_ TIDEWELL_GUARDED_BY(mutex_) =
+      false;  // from the beginning of an answer until the next request is awaited
   std::condition_variable answered_;
   SSL* tls_ = nullptr;
   std::function<SSL_CTX*(std::string_view)> choose_;

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
@@ -20,10 +21,10 @@ struct ScriptedNetworkState {
     std::shared_ptr<ManualQueue> queue;
   };
 
-  mutable std::mutex mutex;
-  ScriptedNetwork::Handler handler;
-  std::vector<ScriptedNetwork::Sent> sent;
-  std::deque<Task> pending;
+  mutable base::Mutex mutex;
+  ScriptedNetwork::Handler handler TIDEWELL_GUARDED_BY(mutex);
+  std::vector<ScriptedNetwork::Sent> sent TIDEWELL_GUARDED_BY(mutex);
+  std::deque<Task> pending TIDEWELL_GUARDED_BY(mutex);
 
   void start(const platform::UrlSessionConfiguration& configuration, Task task);
 };

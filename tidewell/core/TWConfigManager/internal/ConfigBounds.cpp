@@ -61,6 +61,7 @@ class Measure {
 }  // namespace
 
 PropertyBounds boundsOf(TWConfigProperty property) {
+  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
   return isArrayProperty(property) ? kListBounds : kSingleValueBounds;
 }
 

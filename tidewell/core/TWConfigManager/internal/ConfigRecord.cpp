@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -18,7 +19,7 @@ void compileInBackground(const std::shared_ptr<const RestrictedExpressions>& exp
 
 }  // namespace
 
-Aftermath::~Aftermath() {
+DeferredWork::~DeferredWork() {
   if (!newExpressions || !newExpressions->hasSomethingToCompile()) return;
   try {
     compileInBackground(newExpressions);
@@ -26,21 +27,21 @@ Aftermath::~Aftermath() {
   }
 }
 
-void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath) {
+void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, DeferredWork& deferred) {
   const auto& latest = publisher_.latest();
   if (!latest || latest->restrictedExpressions != snapshot->restrictedExpressions) {
-    aftermath.newExpressions = snapshot->restrictedExpressions;
+    deferred.newExpressions = snapshot->restrictedExpressions;
   }
   const std::uint32_t gates = snapshot->gates;
   publisher_.publish(std::move(snapshot));
   gates_.store(gates, std::memory_order_release);
 }
 
-void ConfigPublication::reclaim(Aftermath& aftermath) noexcept { publisher_.reclaim(aftermath.garbage); }
+void ConfigPublication::reclaim(DeferredWork& deferred) noexcept { publisher_.reclaim(deferred.garbage); }
 
-void ConfigPublication::replace(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath) {
-  publish(std::move(snapshot), aftermath);
-  if (seeReaders()) reclaim(aftermath);
+void ConfigPublication::replace(std::shared_ptr<const CompiledConfig> snapshot, DeferredWork& deferred) {
+  publish(std::move(snapshot), deferred);
+  if (base::heavyFence()) reclaim(deferred);
 }
 
 ConfigRecord::ConfigRecord(TWConfigFields fields) {
@@ -49,64 +50,64 @@ ConfigRecord::ConfigRecord(TWConfigFields fields) {
 
 void ConfigRecord::apply(const ConfigChange& change) {
   if (change.properties == 0) return;
-  Aftermath aftermath;
-  const std::lock_guard lock(mutex_);
-  replace(change.fields, change.properties, aftermath);
+  DeferredWork deferred;
+  const base::MutexLock lock(mutex_);
+  replace(change.fields, change.properties, deferred);
   written_ |= change.properties;
 }
 
 void ConfigRecord::adopt(const TWConfigFields& fields, PropertySet properties) {
-  Aftermath aftermath;
-  const std::lock_guard lock(mutex_);
+  DeferredWork deferred;
+  const base::MutexLock lock(mutex_);
   properties &= ~written_;
-  if (!equalFields(fields, publisher_.latest()->fields, properties)) replace(fields, properties, aftermath);
+  if (!equalFields(fields, publisher_.latest()->fields, properties)) replace(fields, properties, deferred);
 }
 
 void ConfigRecord::claim() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   written_ = kAllProperties;
 }
 
 PropertySet ConfigRecord::written() const {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return written_;
 }
 
-void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties, Aftermath& aftermath) {
+void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties, DeferredWork& deferred) {
   TWConfigFields next = publisher_.latest()->fields;
   copyFields(fields, next, properties);
   const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
   // Everywhere or nowhere.
   for (ConfigPublication* const publication : publications_) publication->makeRoom();
   publisher_.makeRoom();
-  for (ConfigPublication* const publication : publications_) publication->publish(snapshot, aftermath);
+  for (ConfigPublication* const publication : publications_) publication->publish(snapshot, deferred);
   publisher_.publish(snapshot);
-  if (!seeReadersNowAndThen()) return;
-  for (ConfigPublication* const publication : publications_) publication->reclaim(aftermath);
-  publisher_.reclaim(aftermath.garbage);
+  if (!base::heavyFenceUnlessRecent()) return;
+  for (ConfigPublication* const publication : publications_) publication->reclaim(deferred);
+  publisher_.reclaim(deferred.garbage);
 }
 
 void ConfigRecord::makeRoomForAttachment() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   publications_.reserve(publications_.size() + 1);
 }
 
 void ConfigRecord::makeRoomIn(ConfigPublication& publication) {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   publication.makeRoom();
 }
 
 void ConfigRecord::attach(ConfigPublication& publication) {
-  Aftermath aftermath;
-  const std::lock_guard lock(mutex_);
+  DeferredWork deferred;
+  const base::MutexLock lock(mutex_);
   publications_.reserve(publications_.size() + 1);
   publication.makeRoom();
   publications_.push_back(&publication);
-  publication.replace(publisher_.latest(), aftermath);
+  publication.replace(publisher_.latest(), deferred);
 }
 
 void ConfigRecord::detach(ConfigPublication& publication) {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   std::erase(publications_, &publication);
 }
 

@@ -7,19 +7,19 @@
 #include <vector>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/HazardPointer.h"
 #include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigField.h"
-#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
 
 namespace tidewell {
 
 /// What publishing leaves to do when the locks are released: make it before they are taken.
-struct Aftermath {
-  Aftermath() = default;
-  Aftermath(const Aftermath&) = delete;
-  Aftermath& operator=(const Aftermath&) = delete;
+struct DeferredWork {
+  DeferredWork() = default;
+  DeferredWork(const DeferredWork&) = delete;
+  DeferredWork& operator=(const DeferredWork&) = delete;
   /// Has new expressions compiled, and frees what nobody reads any more.
-  ~Aftermath();
+  ~DeferredWork();
 
   std::vector<std::shared_ptr<const CompiledConfig>> garbage;
   std::shared_ptr<const RestrictedExpressions> newExpressions;
@@ -33,15 +33,15 @@ class ConfigPublication {
   /// After this the next `publish` needs no memory.
   void makeRoom() { publisher_.makeRoom(); }
   /// Puts a snapshot in force for the questions; the old one waits for `reclaim`.
-  void publish(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath);
-  /// Takes back what no question can read any more. Call it after `seeReaders`.
-  void reclaim(Aftermath& aftermath) noexcept;
+  void publish(std::shared_ptr<const CompiledConfig> snapshot, DeferredWork& deferred);
+  /// Takes back what no question can read any more. Call it after `heavyFence`.
+  void reclaim(DeferredWork& deferred) noexcept;
   /// Both.
-  void replace(std::shared_ptr<const CompiledConfig> snapshot, Aftermath& aftermath);
+  void replace(std::shared_ptr<const CompiledConfig> snapshot, DeferredWork& deferred);
 
  private:
   std::atomic<std::uint32_t>& gates_;
-  SnapshotPublisher<CompiledConfig> publisher_;
+  base::SnapshotPublisher<CompiledConfig> publisher_;
 };
 
 /// The record behind a `TWConfig`: the snapshot in force, who reads it, and what this process has written.
@@ -53,7 +53,9 @@ class ConfigRecord {
   ConfigRecord(const ConfigRecord&) = delete;
   ConfigRecord& operator=(const ConfigRecord&) = delete;
 
-  [[nodiscard]] Reading<CompiledConfig> read() const { return Reading<CompiledConfig>(current_); }
+  [[nodiscard]] base::SnapshotGuard<CompiledConfig> read() const {
+    return base::SnapshotGuard<CompiledConfig>(current_);
+  }
 
   /// Puts the change in force, and remembers that this process has written those properties.
   void apply(const ConfigChange& change);
@@ -74,13 +76,14 @@ class ConfigRecord {
   void detach(ConfigPublication& publication);
 
  private:
-  void replace(const TWConfigFields& fields, PropertySet properties, Aftermath& aftermath);
+  void replace(const TWConfigFields& fields, PropertySet properties, DeferredWork& deferred)
+      TIDEWELL_REQUIRES(mutex_);
 
   std::atomic<const CompiledConfig*> current_{nullptr};
   mutable base::StateMutex mutex_{20};
-  SnapshotPublisher<CompiledConfig> publisher_{current_};
-  std::vector<ConfigPublication*> publications_;
-  PropertySet written_ = 0;
+  base::SnapshotPublisher<CompiledConfig> publisher_ TIDEWELL_GUARDED_BY(mutex_){current_};
+  std::vector<ConfigPublication*> publications_ TIDEWELL_GUARDED_BY(mutex_);
+  PropertySet written_ TIDEWELL_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace tidewell

@@ -11,9 +11,10 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/HazardPointer.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -73,25 +74,26 @@ constinit std::atomic<const Templates*> templatesInForce{nullptr};
 /// is early enough to become the listener of the layers below.
 struct State {
   State() {
+    const base::MutexLock lock(writers);
     publish(std::make_shared<const Templates>());
     platform::setReporter(&writeReport);
   }
 
-  void publish(std::shared_ptr<const Templates> next) {
+  void publish(std::shared_ptr<const Templates> next) TIDEWELL_REQUIRES(writers) {
     std::vector<std::shared_ptr<const Templates>> garbage;
     templates.publish(std::move(next), garbage);
   }
 
   base::StateMutex writers;
-  SnapshotPublisher<Templates> templates{templatesInForce};
+  base::SnapshotPublisher<Templates> templates TIDEWELL_GUARDED_BY(writers){templatesInForce};
 };
 
-State& state() {
+State& loggerState() {
   static base::NeverDestroyed<State> state;
   return *state;
 }
 
-[[maybe_unused]] const State& madeWhenLoaded = state();
+const base::MadeWhenLoaded loggerStateMade(loggerState);
 
 constexpr std::string_view label(std::int64_t severity) {
   switch (severity) {
@@ -173,7 +175,7 @@ struct LoggerSwitches {
 
   template <class Change>
   void set(Change change) {
-    const std::lock_guard lock(state().writers);
+    const base::MutexLock lock(loggerState().writers);
     change(*this);
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
   }
@@ -191,7 +193,7 @@ constinit LoggerSwitches switches;
 
 constinit std::atomic<std::uint64_t> TWLogger::threshold_{kNothingIsWritten};
 
-void TWLogger::initialize() { (void)state(); }
+void TWLogger::initialize() { (void)loggerState(); }
 
 void TWLogger::setupDefaultFormats() {
   setFormat(std::string(kDefaultFormat), TWLogVerbosityDefault);
@@ -200,8 +202,8 @@ void TWLogger::setupDefaultFormats() {
 
 void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerbosity) {
   if (!hasTemplate(forVerbosity)) return;
-  State& shared = state();
-  const std::lock_guard lock(shared.writers);
+  State& shared = loggerState();
+  const base::MutexLock lock(shared.writers);
   auto next = std::make_shared<Templates>(*shared.templates.latest());
   next->formats[templateIndex(forVerbosity)] = std::move(format);
   shared.publish(std::move(next));
@@ -210,7 +212,7 @@ void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerb
 std::optional<std::string> TWLogger::formatForVerbosity(std::int64_t verbosity) {
   if (!hasTemplate(verbosity)) return std::nullopt;
   initialize();
-  return Reading(templatesInForce)->formats[templateIndex(verbosity)];
+  return base::SnapshotGuard(templatesInForce)->formats[templateIndex(verbosity)];
 }
 
 void TWLogger::setMinimumSeverity(std::int32_t severity) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/internal/Guard.h"
@@ -21,7 +22,7 @@ base::StateMutex& handlerMutex() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = handlerMutex();
+const base::MadeWhenLoaded handlerMutexMade(handlerMutex);
 
 std::shared_ptr<TWWebViewHandler> keptAlive(TWWebViewHandler& handler) {
   return std::static_pointer_cast<TWWebViewHandler>(handler.weak_from_this().lock());
@@ -78,22 +79,22 @@ void TWWebViewHandler::safariViewControllerDidFinish(SFSafariViewController& con
 }
 
 std::shared_ptr<SFSafariViewController> TWWebViewHandler::sfVC() const {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   return sfVC_;
 }
 
 void TWWebViewHandler::setSfVC(std::shared_ptr<SFSafariViewController> sfVC) {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   sfVC_.swap(sfVC);  // the parameter, which outlives the lock, lets go of the earlier one
 }
 
 std::shared_ptr<platform::UIViewController> TWWebViewHandler::webViewVC() const {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   return webViewVC_;
 }
 
 void TWWebViewHandler::setWebViewVC(std::shared_ptr<platform::UIViewController> webViewVC) {
-  const std::lock_guard lock(handlerMutex());
+  const base::MutexLock lock(handlerMutex());
   webViewVC_.swap(webViewVC);
 }
 

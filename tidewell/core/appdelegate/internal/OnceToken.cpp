@@ -3,28 +3,30 @@
 #include <mutex>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Mutex.h"
 
 namespace tidewell {
 
 OnceToken::OnceToken() { join(); }
 OnceToken::~OnceToken() { leave(); }
 
-void OnceToken::afterForkInChild() noexcept {
+// It runs with all locks held.
+void OnceToken::afterForkInChild() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   if (state_ == State::running && runner_ != std::this_thread::get_id()) state_ = State::notRun;
 }
 
 void OnceToken::run(const std::function<void()>& work) {
   const base::CancellationShield shield;
-  std::unique_lock lock(mutex_.native());
+  base::ReleasableMutexLock lock(mutex_);
   if (state_ == State::running && runner_ == std::this_thread::get_id()) return;
-  isOver_.native().wait(lock, [this] { return state_ != State::running; });
+  lock.wait(isOver_.native(), [this]() TIDEWELL_REQUIRES(mutex_) { return state_ != State::running; });
   if (state_ == State::done) return;
   state_ = State::running;
   afterRunning_ = State::done;
   runner_ = std::this_thread::get_id();
   lock.unlock();
-  const auto end = [&] {
-    lock.lock();
+  const auto end = [this] {
+    const base::MutexLock ending(mutex_);
     state_ = afterRunning_;
     isOver_.native().notify_all();
   };
@@ -38,7 +40,7 @@ void OnceToken::run(const std::function<void()>& work) {
 }
 
 void OnceToken::reset() {
-  const std::lock_guard lock(mutex_);
+  const base::MutexLock lock(mutex_);
   if (state_ == State::running) {
     afterRunning_ = State::notRun;
   } else {

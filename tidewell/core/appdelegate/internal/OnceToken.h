@@ -28,9 +28,9 @@ class OnceToken final : public base::ForkParticipant {
 
   base::StateMutex mutex_;
   base::StateCondition isOver_;
-  State state_ = State::notRun;
-  State afterRunning_ = State::done;
-  std::thread::id runner_;
+  State state_ TIDEWELL_GUARDED_BY(mutex_) = State::notRun;
+  State afterRunning_ TIDEWELL_GUARDED_BY(mutex_) = State::done;
+  std::thread::id runner_ TIDEWELL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tidewell

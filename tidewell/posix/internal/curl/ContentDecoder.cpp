@@ -8,10 +8,13 @@
 #include <cstdint>
 #include <new>
 
-#include "tidewell/posix/internal/curl/HeaderText.h"
+#include "tidewell/base/internal/Ascii.h"
 
 namespace tidewell::posix {
 namespace {
+
+using base::detail::equalsIgnoringCase;
+using base::detail::trimmed;
 
 constexpr std::size_t kPieceBytes = 16 << 10;
 constexpr int kGzipWindow = MAX_WBITS + 16;

@@ -8,6 +8,7 @@
 #include <thread>
 #include <tuple>
 
+#include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/UrlErrors.h"
 #include "tidewell/posix/internal/curl/ExitLock.h"
 #include "tidewell/posix/internal/curl/WakeUpSockets.h"
@@ -51,7 +52,7 @@ bool initializeLibcurl() {
 
 CurlEngine* CurlEngine::make(TransferClient& client, const TransportSettings& settings,
                              std::string& problem) {
-  const std::lock_guard lock(exitLock());
+  const base::MutexLock lock(exitLock());
   if (!initializeLibcurl()) {
     problem = "the URL session cannot start: libcurl cannot be initialised";
     return nullptr;
@@ -83,7 +84,7 @@ TransferTasks CurlEngine::run() noexcept {
   for (;;) {
     TransferTasks tasks = client_.takeTasks();
     {
-      const std::lock_guard lock(exitLock());
+      const base::MutexLock lock(exitLock());
       while (!tasks.empty()) admit(tasks);
       startWaiting();
       int running = 0;

@@ -34,10 +34,7 @@ bool isAboutHeader(CURL* handle) {
 
 std::int64_t codeOf(CURLcode code, CURL* handle) {
   switch (code) {
-    case CURLE_UNSUPPORTED_PROTOCOL:
-      return platform::kUrlErrorUnsupportedUrl;
     case CURLE_URL_MALFORMAT:
-    case CURLE_BAD_FUNCTION_ARGUMENT:
       return platform::kUrlErrorBadUrl;
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
@@ -52,14 +49,6 @@ std::int64_t codeOf(CURLcode code, CURL* handle) {
       return platform::kUrlErrorServerCertificateUntrusted;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CIPHER:
-    case CURLE_SSL_ISSUER_ERROR:
-    case CURLE_SSL_ENGINE_NOTFOUND:
-    case CURLE_SSL_ENGINE_SETFAILED:
-    case CURLE_SSL_ENGINE_INITFAILED:
-    case CURLE_SSL_INVALIDCERTSTATUS:
-    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
     case CURLE_SSL_CLIENTCERT:
       return platform::kUrlErrorSecureConnectionFailed;
     case CURLE_RECV_ERROR:
@@ -68,21 +57,14 @@ std::int64_t codeOf(CURLcode code, CURL* handle) {
     case CURLE_SEND_ERROR:
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
-    case CURLE_HTTP2:
-    case CURLE_HTTP2_STREAM:
-    case CURLE_SEND_FAIL_REWIND:
-    case CURLE_SSL_SHUTDOWN_FAILED:
       return platform::kUrlErrorNetworkConnectionLost;
+    case CURLE_UNSUPPORTED_PROTOCOL:  // a reply that is not HTTP: schemes are checked before
     case CURLE_WEIRD_SERVER_REPLY:
-    case CURLE_HTTP_RETURNED_ERROR:
-    case CURLE_CHUNK_FAILED:
       return platform::kUrlErrorBadServerResponse;
     case CURLE_BAD_CONTENT_ENCODING:
       return platform::kUrlErrorCannotDecodeContentData;
     case CURLE_OUT_OF_MEMORY:
       return isAboutHeader(handle) ? platform::kUrlErrorDataLengthExceedsMaximum : platform::kUrlErrorUnknown;
-    case CURLE_FILESIZE_EXCEEDED:
-      return platform::kUrlErrorDataLengthExceedsMaximum;
     default:
       return platform::kUrlErrorUnknown;
   }

@@ -7,14 +7,17 @@
 #include <string_view>
 
 #include "tidewell/base/Data.h"
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/posix/internal/UrlErrors.h"
 #include "tidewell/posix/internal/curl/CurlErrors.h"
-#include "tidewell/posix/internal/curl/HeaderText.h"
 #include "tidewell/posix/internal/curl/Redirect.h"
 #include "tidewell/posix/internal/curl/TlsLayer.h"
 
 namespace tidewell::posix {
 namespace {
+
+using base::detail::equalsIgnoringCase;
+using base::detail::trimmed;
 
 /// A body is given room at once up to this much, on the word of its Content-Length; beyond it grows.
 constexpr curl_off_t kMaximumReserve = 256 << 10;
@@ -51,7 +54,7 @@ bool isMadeByLibcurl(std::string_view name) {
 /// A method goes into the request line as it is.
 bool isMethod(std::string_view method) {
   return !method.empty() && std::all_of(method.begin(), method.end(), [](char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+    return base::detail::isAsciiLetter(c) || base::detail::isAsciiDigit(c) || c == '-' || c == '_';
   });
 }
 

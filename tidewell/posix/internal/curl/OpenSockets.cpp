@@ -2,15 +2,9 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#if defined(__linux__)
-#include <linux/tcp.h>  // with more of tcp_info than the C library's
-#endif
-
-#include <algorithm>
 #include <cerrno>
 #include <tuple>
 #include <utility>
@@ -42,21 +36,10 @@ std::pair<std::string, int> endOf(curl_socket_t socket, NameFunction nameOf) {
 
 }  // namespace
 
-std::optional<OpenSockets::Traffic> OpenSockets::traffic(const Ends& ends) {
+std::optional<SocketTraffic> OpenSockets::traffic(const Ends& ends) {
   const curl_socket_t socket = find(ends);
   if (socket == CURL_SOCKET_BAD) return std::nullopt;
-#if defined(__linux__)
-  tcp_info info{};
-  socklen_t length = sizeof info;
-  if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return std::nullopt;
-  int unread = 0;
-  ioctl(socket, FIONREAD, &unread);
-  const auto waiting = static_cast<std::uint64_t>(std::max(unread, 0));
-  return Traffic{std::chrono::milliseconds(info.tcpi_last_data_recv),
-                 info.tcpi_bytes_received - std::min<std::uint64_t>(waiting, info.tcpi_bytes_received)};
-#else
-  return std::nullopt;
-#endif
+  return trafficOf(socket);
 }
 
 bool OpenSockets::isQuiet(const Ends& ends) {
@@ -64,7 +47,7 @@ bool OpenSockets::isQuiet(const Ends& ends) {
   if (socket == CURL_SOCKET_BAD) return false;
   char byte = 0;
   const auto count = recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
-  return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+  return count < 0 && errno == EAGAIN;
 }
 
 curl_socket_t OpenSockets::find(const Ends& ends) {

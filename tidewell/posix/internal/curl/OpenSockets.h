@@ -2,11 +2,11 @@
 
 #include <curl/curl.h>
 
-#include <chrono>
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+
+#include "tidewell/posix/internal/curl/SocketState.h"
 
 namespace tidewell::posix {
 
@@ -22,17 +22,9 @@ class OpenSockets {
     int remotePort = 0;
     bool operator==(const Ends&) const = default;
   };
-  struct Traffic {
-    /// Since the last bytes came. libcurl reports header lines once they are whole and TLS records once they
-    /// are decoded, so a server that sends byte by byte looks silent from above.
-    std::chrono::milliseconds silence;
-    /// Bytes that libcurl has read since the connection was opened. It does not count those that are neither
-    /// a header line nor part of a body.
-    std::uint64_t read;
-  };
 
-  /// No value where the system does not tell.
-  [[nodiscard]] std::optional<Traffic> traffic(const Ends& ends);
+  /// No value for a connection that is not known, or where the system does not tell.
+  [[nodiscard]] std::optional<SocketTraffic> traffic(const Ends& ends);
   /// Whether the connection is open and holds no unread bytes. False for one that is not known.
   [[nodiscard]] bool isQuiet(const Ends& ends);
 

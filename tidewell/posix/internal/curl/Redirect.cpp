@@ -4,12 +4,14 @@
 
 #include <memory>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/internal/UrlErrors.h"
-#include "tidewell/posix/internal/curl/HeaderText.h"
 
 namespace tidewell::posix {
 namespace {
+
+using base::detail::equalsIgnoringCase;
 
 /// An absolute URL in its parts, as libcurl reads it.
 class ParsedUrl {

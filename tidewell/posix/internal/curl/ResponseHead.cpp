@@ -2,9 +2,12 @@
 
 #include <algorithm>
 
-#include "tidewell/posix/internal/curl/HeaderText.h"
+#include "tidewell/base/internal/Ascii.h"
 
 namespace tidewell::posix {
+
+using base::detail::equalsIgnoringCase;
+using base::detail::trimmed;
 
 bool ResponseHead::addLine(std::string_view line) {
   bytes_ += line.size();

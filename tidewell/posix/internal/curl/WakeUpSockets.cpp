@@ -5,14 +5,12 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#if defined(__linux__)
-#include <linux/sockios.h>
-#endif
-
 #include <cstdlib>
 #include <memory>
 #include <set>
 #include <vector>
+
+#include "tidewell/posix/internal/curl/SocketState.h"
 
 namespace tidewell::posix {
 namespace {
@@ -40,13 +38,9 @@ bool isCandidate(int descriptor) {
 
 /// Bytes that wait to be read here, or that were written here and wait to be read at the other end.
 bool holdsBytes(int descriptor) {
-  int in = 0;
-  int out = 0;
-  ioctl(descriptor, FIONREAD, &in);
-#if defined(SIOCOUTQ)
-  ioctl(descriptor, SIOCOUTQ, &out);
-#endif
-  return in > 0 || out > 0;
+  int unread = 0;
+  ioctl(descriptor, FIONREAD, &unread);
+  return unread > 0 || unreadAtTheOtherEnd(descriptor) > 0;
 }
 
 template <class Condition>

@@ -21,9 +21,9 @@
 #include <map>
 #include <unordered_set>
 
+#include "attack/allocation/Allocations.h"
+#include "attack/allocation/Scenarios.h"
 #include "tidewell/testing/StandInBackend.h"
-#include "torture/Allocations.h"
-#include "torture/Scenarios.h"
 
 namespace {
 

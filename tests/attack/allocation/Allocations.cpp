@@ -1,4 +1,4 @@
-#include "torture/Allocations.h"
+#include "attack/allocation/Allocations.h"
 
 #include <dlfcn.h>
 #include <execinfo.h>

@@ -1,4 +1,4 @@
-#include "torture/Scenarios.h"
+#include "attack/allocation/Scenarios.h"
 
 #include <dlfcn.h>
 
@@ -10,6 +10,7 @@
 #include <new>
 #include <semaphore>
 
+#include "attack/allocation/Allocations.h"
 #include "tidewell/base/formats/DateFormatter.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/RegularExpression.h"
@@ -28,7 +29,6 @@
 #include "tidewell/runtime/Associations.h"
 #include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/runtime/Observing.h"
-#include "torture/Allocations.h"
 
 namespace tidewell::torture {
 namespace {

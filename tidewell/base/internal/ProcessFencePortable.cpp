@@ -1,0 +1,8 @@
+#include "tidewell/base/internal/ProcessFence.h"
+
+namespace tidewell::base {
+
+bool registerProcessFence() noexcept { return false; }
+bool processFence() noexcept { return false; }
+
+}  // namespace tidewell::base

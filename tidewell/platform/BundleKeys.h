@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string_view>
+
+namespace tidewell::platform {
+
+inline constexpr std::string_view kBundleIdentifierKey = "CFBundleIdentifier";
+inline constexpr std::string_view kBundleShortVersionKey = "CFBundleShortVersionString";
+
+/// The bundle that stands for this library; its short version is the library's.
+inline constexpr std::string_view kSdkBundleIdentifier = "com.tidewell.TidewellSDK";
+
+}  // namespace tidewell::platform

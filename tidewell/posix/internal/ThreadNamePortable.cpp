@@ -1,0 +1,7 @@
+#include "tidewell/posix/internal/ThreadName.h"
+
+namespace tidewell::posix {
+
+void nameThisThread(const char*) noexcept {}
+
+}  // namespace tidewell::posix
