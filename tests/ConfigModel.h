@@ -11,46 +11,75 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/base/formats/RegularExpression.h"
+#include "tidewell/core/TWConfigManager/TWConfig.h"
 
 namespace tidewell {
 
-/// The configuration told as plainly as possible, to compare the real one with: a map from keys to values,
-/// every answer walked step by step when it is asked, nothing computed ahead.
+/// A field of the record: the number with which it is written, its key in replies and in the archive, its
+/// getter, and its default.
+struct ConfigModelField {
+  std::int64_t number;
+  const char* key;
+  const char* getter;
+  base::Value (*get)(const TWConfig&);
+  base::Value original;
+};
+
+/// All fields in the order of the archive.
+inline const std::vector<ConfigModelField>& configModelFields() {
+  using base::Array;
+#define FIELD(number, key, getter, original)                                                            \
+  {                                                                                                     \
+    number, key, #getter, [](const TWConfig& record) { return base::Value(record.getter()); }, original \
+  }
+  static const std::vector<ConfigModelField> fields = {
+      FIELD(0, "a_s", accountStatus, "allowed"),
+      FIELD(1, "i_s", inAppServiceStatus, "allowed"),
+      FIELD(3, "g_s", geofenceServiceStatus, "allowed"),
+      FIELD(2, "in_s", inboxServiceStatus, "allowed"),
+      FIELD(4, "le_s", logEntriesServiceStatus, "blocked"),
+      FIELD(6, "p_f_s", periodicSyncStatus, "allowed"),
+      FIELD(5, "d_t", deviceTriggerServiceStatus, "allowed"),
+      FIELD(8, "i_d_e", inboxDefaultDuration, 2592000),
+      FIELD(9, "p_f_t", periodicSyncInterval, 60),
+      FIELD(10, "dt_s_t", deviceTriggerSyncDuration, 10800),
+      FIELD(11, "u_a_c_t", userAttrCachingDuration, 1800),
+      FIELD(12, "s_i_d", analyticsSessionInactiveDuration, 1800),
+      FIELD(13, "b_e", blackListedEventsArray, Array()),
+      FIELD(15, "f_e", instantFlushEventsArray, Array()),
+      FIELD(14, "d_t_w_e", dataTrackingOptedOutWhitelistedEventsArray, Array()),
+      FIELD(16, "src_ext", analyticsSourceExtraKeysArray, Array()),
+      FIELD(17, "b_uid_r", restrictedUniqueIDRegexArray, Array()),
+      FIELD(21, "d_t_opt_out", dataTrackingOptedOut, false),
+      FIELD(22, "user_push_opt_out", userPushOptedOut, false),
+      FIELD(23, "user_inapp_opt_out", userInAppOptedOut, false),
+      FIELD(18, "e_b_c", eventsBatchCount, 30),
+      FIELD(20, "d_r_r", dataRedirectionRegion, "Default"),
+      FIELD(19, "le_tkn", logEntriesToken, ""),
+  };
+#undef FIELD
+  return fields;
+}
+
+/// A plain model of the configuration, to compare `TWConfigManager` with: a map from keys to values. Every
+/// answer is found when it is asked for; none is computed ahead.
 ///
-/// The questions bear the names of `TWConfigManager`, so that one template asks both. What would be logged
-/// with coordinates is kept as "LINE METHOD".
+/// The operations have the names of `TWConfigManager`, so that one template calls both. A line that would be
+/// logged with coordinates is kept as "LINE METHOD".
 class ConfigModel {
  public:
   using Fields = std::map<std::string, base::Value>;
 
   Fields fields = defaults();
-  Fields file;  // empty: there is none
+  Fields file;  // empty if there is none
   mutable std::vector<std::string> logged;
 
   static const Fields& defaults() {
-    static const Fields fields = {{"a_s", "allowed"},
-                                  {"i_s", "allowed"},
-                                  {"in_s", "allowed"},
-                                  {"g_s", "allowed"},
-                                  {"le_s", "blocked"},
-                                  {"d_t", "allowed"},
-                                  {"p_f_s", "allowed"},
-                                  {"i_d_e", 2592000},
-                                  {"p_f_t", 60},
-                                  {"dt_s_t", 10800},
-                                  {"u_a_c_t", 1800},
-                                  {"s_i_d", 1800},
-                                  {"b_e", base::Array()},
-                                  {"f_e", base::Array()},
-                                  {"d_t_w_e", base::Array()},
-                                  {"src_ext", base::Array()},
-                                  {"b_uid_r", base::Array()},
-                                  {"e_b_c", 30},
-                                  {"le_tkn", ""},
-                                  {"d_r_r", "Default"},
-                                  {"d_t_opt_out", false},
-                                  {"user_push_opt_out", false},
-                                  {"user_inapp_opt_out", false}};
+    static const Fields fields = [] {
+      Fields all;
+      for (const ConfigModelField& field : configModelFields()) all[field.key] = field.original;
+      return all;
+    }();
     return fields;
   }
 
@@ -212,8 +241,8 @@ class ConfigModel {
   }
 };
 
-/// Every answer of a manager or a model, as text: one entry a question, with the lines it logged.
-/// `takeLogged` empties the log and answers it as "LINE METHOD" entries.
+/// Every answer of a manager or a model as text: one entry per question, with the lines it logged.
+/// `takeLogged` empties the log and returns it as "LINE METHOD" entries.
 template <class Subject>
 std::vector<std::string> answersOf(const Subject& subject, const std::vector<std::string>& names,
                                    const std::function<std::vector<std::string>()>& takeLogged) {
@@ -260,7 +289,7 @@ std::vector<std::string> answersOf(const Subject& subject, const std::vector<std
   return answers;
 }
 
-/// "LINE METHOD" of the lines that the detailed template made of caught exceptions.
+/// "LINE METHOD" of each line of a caught exception.
 inline std::vector<std::string> coordinatesOf(const std::vector<std::string>& lines) {
   constexpr std::string_view kStart = "Tidewell - <file - TWConfigManager, line number - ";
   constexpr std::string_view kMiddle = " , method - '";

@@ -1,12 +1,8 @@
 #include <algorithm>
-#include <functional>
 #include <tuple>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/KeyedArchive.h"
-#include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 
 namespace tidewell {
 namespace {
@@ -16,9 +12,26 @@ using testing::FileOperation;
 const std::error_code kInputOutput = std::make_error_code(std::errc::io_error);
 const std::error_code kNoSpace = std::make_error_code(std::errc::no_space_on_device);
 
-class ConfigArchive : public CoreFixture {
+/// The user's choices: "t" opted out of data tracking, "p" of push, "i" of in-app messages, and the region.
+std::string choiceText(bool tracking, bool push, bool inApp, const base::Value& region) {
+  return std::string(tracking ? "t" : "-") + (push ? "p" : "-") + (inApp ? "i" : "-") + " " +
+         region.description();
+}
+
+/// The same for what a manager answers, and whether the account is blocked.
+std::string stateOf(const TWConfigManager& manager) {
+  static constexpr const char* kRegions[] = {"SERV3", "Europe", "Default"};
+  const auto record = manager.tdwConfig();
+  return choiceText(record->dataTrackingOptedOut(), record->userPushOptedOut(), record->userInAppOptedOut(),
+                    kRegions[manager.getDataRedirectionRegion()]) +
+         (manager.isAccountActive() ? "" : ", blocked");
+}
+/// For a process that starts now.
+std::string stateAfterStart() { return stateOf(TWConfigManager()); }
+
+class ConfigArchiveTest : public CoreFixture {
  protected:
-  ConfigArchive() {
+  ConfigArchiveTest() {
     TWConfigManager before;
     before.updateConfigFromResponse(
         base::JSONObjectWithData(R"({"a_s":"blocked","b_e":["x"],"le_tkn":"t"})"));
@@ -29,167 +42,115 @@ class ConfigArchive : public CoreFixture {
     TWLogger::debug(TWLogLevelDebug);
   }
 
-  testing::MemoryFileManager& files() { return platform->testFiles(); }
-  std::optional<std::string> contents(const char* suffix = "") { return files().contents(path + suffix); }
+  Text contents(const char* suffix = "") { return files().contents(path + suffix); }
   void fail(FileOperation operation, std::error_code error, std::size_t times) {
     files().failCall(operation, 1, error, times);
   }
-
-  /// The names of the files beside the archive in which changes wait.
-  std::vector<std::string> waiting() {
-    const auto slash = path.rfind('/');
-    std::vector<std::string> names = files().contentsOfDirectory(path.substr(0, slash)).names;
-    std::erase_if(names, [&](const auto& name) { return name.find(".change-") == std::string::npos; });
-    return names;
+  /// The number of files beside the archive in which changes wait.
+  std::ptrdiff_t waiting() {
+    const Lines names = files().contentsOfDirectory(path.substr(0, path.rfind('/'))).names;
+    return std::count_if(names.begin(), names.end(),
+                         [](const auto& name) { return name.find(".change-") != std::string::npos; });
   }
-  /// What the archive alone says of the user's choices.
-  std::string choices() {
+  std::string archivedChoices() {
     std::string text;
-    base::unarchiveRecord(*contents(), "TWConfig", [&](base::KeyedDecoder& decoder) {
-      for (const char* key : {"d_t_opt_out", "user_push_opt_out", "user_inapp_opt_out"})
-        text += decoder.decodeBoolForKey(key) ? "y" : "n";
-      text += " " + decoder.decodeObjectForKey("d_r_r").description();
+    base::unarchiveRecord(*contents(), "TWConfig", [&](base::KeyedDecoder& archive) {
+      text =
+          choiceText(archive.decodeBoolForKey("d_t_opt_out"), archive.decodeBoolForKey("user_push_opt_out"),
+                     archive.decodeBoolForKey("user_inapp_opt_out"), archive.decodeObjectForKey("d_r_r"));
     });
     return text;
   }
 
   std::string path;
-  std::string whole;  // an archive with a push opt-out, the European region, and settings of the server
+  std::string whole;  // an archive with "-p- Europe, blocked"
 };
 
-TEST_F(ConfigArchive, APassingFaultAtTheStartLosesNothing) {
+TEST_F(ConfigArchiveTest, ATransientReadErrorAtTheStartLosesNothing) {
   fail(FileOperation::read, kInputOutput, 1);
   TWConfigManager manager;
-  EXPECT_TRUE(manager.isAccountActive());
+  EXPECT_EQ(stateOf(manager), "--- Default");
   EXPECT_EQ(contents(), whole);
   manager.setUserInAppNotificationOptedOut(true);
-  const TWConfigManager next;
-  for (const TWConfigManager* const looked : {&std::as_const(manager), &next}) {
-    EXPECT_FALSE(looked->isAccountActive()) << "the change lies on top of what was read then";
-    EXPECT_TRUE(looked->tdwConfig()->userPushOptedOut());
-    EXPECT_TRUE(looked->tdwConfig()->userInAppOptedOut());
-    EXPECT_EQ(looked->getDataRedirectionRegion(), TWDataRegionEurope);
-  }
+  EXPECT_EQ(stateOf(manager), "-pi Europe, blocked");
+  EXPECT_EQ(stateAfterStart(), "-pi Europe, blocked");
 
   fail(FileOperation::read, kInputOutput, 1);
   TWConfigManager merging;
   merging.updateConfigFromResponse(base::Dictionary{{"le_tkn", "new"}});
-  EXPECT_TRUE(merging.isAccountActive()) << "a merge replaces what the server had said, and no more";
-  EXPECT_TRUE(merging.tdwConfig()->userPushOptedOut());
+  EXPECT_EQ(stateOf(merging), "-pi Europe") << "a merge replaces the server's settings only";
 }
 
-TEST_F(ConfigArchive, WhatStaysUnreadableIsKeptAsideAndItsOptOutsComeBack) {
-  fail(FileOperation::read, kInputOutput, 2);
-  TWConfigManager manager;
-  manager.setUserInAppNotificationOptedOut(true);
-  EXPECT_EQ(contents(".unreadable"), whole);
-  EXPECT_FALSE(manager.tdwConfig()->userPushOptedOut()) << "nobody can know it yet";
-  {
-    const TWConfigManager otherProcess;
-    EXPECT_TRUE(otherProcess.tdwConfig()->userPushOptedOut()) << "the next start can read it";
-    EXPECT_TRUE(otherProcess.tdwConfig()->userInAppOptedOut());
-    EXPECT_EQ(contents(".unreadable"), whole) << "and keeps it until it has written";
+TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
+  for (const bool choosesRegion : {false, true}) {
+    files().setContents(path, whole);
+    fail(FileOperation::read, kInputOutput, 2);
+    TWConfigManager manager;
+    manager.setUserInAppNotificationOptedOut(true);
+    if (choosesRegion) manager.setDataRedirectionRegion(TWDataRegionDefault);
+    const std::string region = choosesRegion ? "Default" : "Europe";
+    if (!choosesRegion) {
+      EXPECT_EQ(stateOf(manager), "--i Default");
+      EXPECT_EQ(contents(".unreadable"), whole);
+      EXPECT_EQ(stateAfterStart(), "-pi Europe");
+      EXPECT_EQ(contents(".unreadable"), whole) << "kept until the next write";
+    }
+    manager.setDataTrackingOptedOut(false);
+    EXPECT_EQ(stateOf(manager), "-pi " + region);
+    EXPECT_EQ(contents(".unreadable"), std::nullopt);
+    EXPECT_EQ(contents(".corrupt"), whole);
+    manager.setUserPushNotificationOptedOut(false);
+    EXPECT_EQ(stateAfterStart(), "--i " + region) << "recovered once only";
   }
-  manager.setDataTrackingOptedOut(false);
-  EXPECT_TRUE(manager.tdwConfig()->userPushOptedOut()) << "and so does the next write";
-  EXPECT_EQ(manager.getDataRedirectionRegion(), TWDataRegionEurope);
-  EXPECT_EQ(contents(".unreadable"), std::nullopt);
-  EXPECT_EQ(contents(".corrupt"), whole);
-  manager.setUserPushNotificationOptedOut(false);
-  EXPECT_FALSE(TWConfigManager().tdwConfig()->userPushOptedOut()) << "it comes back once, not for ever";
 }
 
-TEST_F(ConfigArchive, NothingIsOverwrittenThatCouldNotBeReadOrMoved) {
-  for (const auto& [what, failedReads, failedMoves, failedWrites] :
-       {std::tuple{"cannot be moved", 2u, 1u, 0u},
-        {"cannot be written", 2u, 0u, 1u},
-        {"full disk", 0u, 0u, 1u}}) {
-    SCOPED_TRACE(what);
+TEST_F(ConfigArchiveTest, AFileThatCannotBeReadOrMovedIsNotOverwritten) {
+  const std::tuple<const char*, FileOperation, unsigned> cases[] = {
+      {"cannot be moved", FileOperation::move, 2},
+      {"cannot be written", FileOperation::replace, 2},
+      {"full disk", FileOperation::replace, 0}};
+  for (const auto& [fault, failing, failedReads] : cases) {
+    SCOPED_TRACE(fault);
+    files().setContents(path, whole);
     if (failedReads > 0) fail(FileOperation::read, kInputOutput, failedReads);
-    if (failedMoves > 0) fail(FileOperation::move, kNoSpace, failedMoves);
-    if (failedWrites > 0) fail(FileOperation::replace, kNoSpace, failedWrites);
     TWConfigManager manager;
     lines();
+    fail(failing, kNoSpace, 1);
     manager.setDataTrackingOptedOut(true);
-    EXPECT_TRUE(manager.tdwConfig()->dataTrackingOptedOut()) << "memory is right";
-    EXPECT_EQ(contents(), whole) << "the old file is whole";
-    EXPECT_FALSE(lines().empty()) << "and that is said";
-    if (failedWrites > 0) {
-      fail(FileOperation::replace, kNoSpace, 1);
-      (void)manager.shouldSyncConfig();
-      EXPECT_TRUE(lines().empty()) << "once a cause";
-    }
+    EXPECT_TRUE(manager.tdwConfig()->dataTrackingOptedOut());
+    EXPECT_EQ(contents(), whole);
+    EXPECT_FALSE(lines().empty());
+    if (failing == FileOperation::replace) fail(failing, kNoSpace, 1);
     (void)manager.shouldSyncConfig();
-    const TWConfigManager next;
-    EXPECT_TRUE(next.tdwConfig()->userPushOptedOut());
-    EXPECT_TRUE(next.tdwConfig()->dataTrackingOptedOut()) << "the next occasion writes both";
-    files().setContents(path, whole);
+    EXPECT_TRUE(lines().empty()) << "each cause is reported once";
+    (void)manager.shouldSyncConfig();  // writes what could not be written before
+    EXPECT_EQ(stateAfterStart().substr(0, 3), "tp-");
   }
 }
 
-TEST_F(ConfigArchive, NoOptOutOfAnotherProcessIsLost) {
+TEST_F(ConfigArchiveTest, ChoicesOfAnotherProcessAreKept) {
   TWConfigManager one;
   TWConfigManager other;
   one.setDataTrackingOptedOut(true);
   other.setUserInAppNotificationOptedOut(true);
   one.setDataRedirectionRegion(TWDataRegionServ3);
   other.updateConfigFromResponse({});
-  const TWConfigManager next;
-  for (const TWConfigManager* const manager : {static_cast<const TWConfigManager*>(&other), &next}) {
-    EXPECT_TRUE(manager->tdwConfig()->dataTrackingOptedOut());
-    EXPECT_TRUE(manager->tdwConfig()->userInAppOptedOut());
-    EXPECT_EQ(manager->getDataRedirectionRegion(), TWDataRegionServ3);
-  }
+  EXPECT_EQ(stateOf(other), "tpi SERV3");
+  EXPECT_EQ(stateAfterStart(), "tpi SERV3");
   one.setDataTrackingOptedOut(true);
-  EXPECT_FALSE(one.isAccountActive()) << "what the server said to the other does not count here";
+  EXPECT_EQ(stateOf(one), "tpi SERV3, blocked") << "the server's settings are each process's own";
   other.setDataTrackingOptedOut(false);
-  EXPECT_FALSE(TWConfigManager().tdwConfig()->dataTrackingOptedOut())
-      << "what a process sets itself, it decides";
-}
+  EXPECT_EQ(stateAfterStart().substr(0, 3), "-pi") << "a process may change its own choice";
 
-TEST_F(ConfigArchive, AnotherProcessThatWritesDuringOursLosesNothing) {
-  TWConfigManager ours;
-  bool done = false;
-  files().setHook([&](FileOperation operation, const std::string&) {
-    if (operation != FileOperation::lock || std::exchange(done, true)) return;
-    TWConfigManager other;
-    other.setDataTrackingOptedOut(true);
-  });
-  ours.setUserInAppNotificationOptedOut(true);
-  files().setHook(nullptr);
-  EXPECT_TRUE(TWConfigManager().tdwConfig()->dataTrackingOptedOut());
-  EXPECT_TRUE(ours.tdwConfig()->dataTrackingOptedOut()) << "and counts here from now on";
-}
-
-TEST_F(ConfigArchive, ARegionChosenDuringAReadErrorIsThisProcessesOwnChoice) {
-  for (const bool isChosen : {true, false}) {
-    files().setContents(path, whole);
-    fail(FileOperation::read, kInputOutput, 2);
-    TWConfigManager manager;
-    if (isChosen) {
-      manager.setDataRedirectionRegion(TWDataRegionDefault);
-    } else {
-      manager.setUserInAppNotificationOptedOut(true);
-    }
-    const TWConfigManager next;
-    EXPECT_EQ(next.getDataRedirectionRegion(), isChosen ? TWDataRegionDefault : TWDataRegionEurope);
-    EXPECT_TRUE(next.tdwConfig()->userPushOptedOut()) << "opt-outs are the stricter of both";
-    EXPECT_EQ(next.tdwConfig()->userInAppOptedOut(), !isChosen);
-    files().removeTree(path + ".unreadable");
-  }
-}
-
-TEST_F(ConfigArchive, ARecordPutInForceCountsAsWrittenByThisProcess) {
-  TWConfigManager manager;
   const auto record = std::make_shared<TWConfig>();
   record->setUserInAppOptedOut(true);
-  manager.setTdwConfig(record);
-  manager.setDataTrackingOptedOut(true);
-  EXPECT_EQ(choices(), "yny Default");
-  EXPECT_FALSE(manager.tdwConfig()->userPushOptedOut());
+  one.setTdwConfig(record);  // counts as chosen by this process
+  one.setDataTrackingOptedOut(true);
+  EXPECT_EQ(stateOf(one), "t-i Default");
+  EXPECT_EQ(archivedChoices(), "t-i Default");
 }
 
-TEST_F(ConfigArchive, AChangeUnderAnothersLockWaitsBesideTheArchive) {
+TEST_F(ConfigArchiveTest, AChangeWaitsBesideTheArchiveWhileAnotherProcessHoldsTheLock) {
   auto held = files().lockForPath(path).lock;
   TWConfigManager manager;
   lines();
@@ -198,42 +159,35 @@ TEST_F(ConfigArchive, AChangeUnderAnothersLockWaitsBesideTheArchive) {
   (void)manager.shouldSyncConfig();
   EXPECT_EQ(lines().size(), 1u);
   EXPECT_EQ(contents(), whole);
-  EXPECT_EQ(waiting().size(), 1u) << "a later change says all that the earlier one said";
-  {
-    const TWConfigManager sibling;
-    EXPECT_TRUE(sibling.tdwConfig()->dataTrackingOptedOut()) << "a start sees it without the lock";
-    EXPECT_TRUE(sibling.tdwConfig()->userPushOptedOut());
-    EXPECT_EQ(sibling.getDataRedirectionRegion(), TWDataRegionServ3);
-  }
+  EXPECT_EQ(waiting(), 1) << "a later change replaces an earlier one of the same process";
+  EXPECT_EQ(stateAfterStart(), "tp- SERV3, blocked") << "read without the lock";
   manager.setDataTrackingOptedOut(false);
-  TWConfigManager next;
-  next.setUserInAppNotificationOptedOut(true);
-  EXPECT_EQ(waiting().size(), 2u);
+  TWConfigManager().setUserInAppNotificationOptedOut(true);
+  EXPECT_EQ(waiting(), 2);
   held.reset();
   (void)TWConfigManager().shouldSyncConfig();
-  EXPECT_EQ(choices(), "nyy SERV3") << "whoever has the lock next merges them in their order";
-  EXPECT_EQ(waiting(), std::vector<std::string>());
+  EXPECT_EQ(archivedChoices(), "-pi SERV3") << "merged in their order by the next holder of the lock";
+  EXPECT_EQ(waiting(), 0);
   manager.setUserPushNotificationOptedOut(true);
   EXPECT_TRUE(manager.tdwConfig()->userInAppOptedOut());
-  // An archive that cannot be decoded stays: the holder of the lock may be about to replace it.
+  // The holder of the lock may be about to replace an archive that cannot be decoded.
   held = files().lockForPath(path).lock;
   files().setContents(path, "no archive");
   (void)TWConfigManager().shouldSyncConfig();
   EXPECT_EQ(contents(), "no archive");
 }
 
-TEST_F(ConfigArchive, AHolderThatWasStoppedDoesNotUndoWhatWasChosenMeanwhile) {
-  // Another process makes its choice before each step of a write.
-  for (const FileOperation step : {FileOperation::read, FileOperation::list, FileOperation::replace,
-                                   FileOperation::remove, FileOperation::move}) {
+TEST_F(ConfigArchiveTest, AChoiceMadeBetweenTheStepsOfAWriteIsKept) {
+  for (const FileOperation step : {FileOperation::lock, FileOperation::read, FileOperation::list,
+                                   FileOperation::replace, FileOperation::remove, FileOperation::move}) {
     SCOPED_TRACE(static_cast<int>(step));
     files().setContents(path, whole);
-    std::unique_ptr<TWConfigManager> other;
     {
       const auto held = files().lockForPath(path).lock;
-      TWConfigManager().setUserInAppNotificationOptedOut(true);  // waits, so that there is a change to remove
+      TWConfigManager().setUserInAppNotificationOptedOut(true);  // waits, so that a file has to be removed
     }
     TWConfigManager holder;
+    std::unique_ptr<TWConfigManager> other;
     files().setHook([&](FileOperation operation, const std::string&) {
       if (operation != step || other) return;
       other = std::make_unique<TWConfigManager>();
@@ -242,38 +196,49 @@ TEST_F(ConfigArchive, AHolderThatWasStoppedDoesNotUndoWhatWasChosenMeanwhile) {
     holder.setUserPushNotificationOptedOut(false);
     files().setHook(nullptr);
     if (!other) continue;
-    EXPECT_EQ(choices(), "yny Europe");
-    EXPECT_EQ(waiting(), std::vector<std::string>());
-    EXPECT_TRUE(holder.tdwConfig()->dataTrackingOptedOut()) << "and counts here, too";
+    EXPECT_EQ(archivedChoices(), "t-i Europe");
+    EXPECT_EQ(waiting(), 0);
+    EXPECT_TRUE(holder.tdwConfig()->dataTrackingOptedOut());
   }
 }
 
-/// The archive of a record with opt-outs, the European region, a blocked account, a token and this list.
+base::Array numbered(int count) {
+  base::Array list;
+  for (int i = 0; i < count; ++i) list.addObject(std::to_string(i));
+  return list;
+}
+base::Array emptyLists(int count) {
+  base::Array list;
+  for (int i = 0; i < count; ++i) list.addObject(base::Array());
+  return list;
+}
+base::Value nestedLists(int depth) {
+  base::Value list = base::Array();
+  for (int i = 1; i < depth; ++i) list = base::Array{list};
+  return list;
+}
+
+/// The archive of "tp- Europe, blocked" with a text where a boolean belongs, a token and this list.
 std::string archiveWith(const base::Value& list, const base::Value& interval = 300) {
   return base::archivedDataWithRecord("TWConfig", [&](base::KeyedEncoder& encoder) {
-    encoder.encodeObject("blocked", "a_s");
-    encoder.encodeObject(base::Array{"x"}, "f_e");
-    encoder.encodeObject(list, "b_e");
-    encoder.encodeObject(interval, "p_f_t");
-    encoder.encodeObject("YES", "user_inapp_opt_out");
+    for (const auto& [key, value] : base::Dictionary{{"a_s", "blocked"},
+                                                     {"f_e", base::Array{"x"}},
+                                                     {"b_e", list},
+                                                     {"p_f_t", interval},
+                                                     {"user_inapp_opt_out", "YES"},
+                                                     {"d_r_r", "Europe"},
+                                                     {"le_tkn", "t"}})
+      encoder.encodeObject(value, key);
     for (const char* key : {"d_t_opt_out", "user_push_opt_out"}) encoder.encodeBool(true, key);
-    encoder.encodeObject("Europe", "d_r_r");
-    encoder.encodeObject("t", "le_tkn");
   });
 }
 
 std::string replaced(std::string text, std::string_view what, std::string_view with) {
-  const auto at = text.find(what);
-  EXPECT_NE(at, std::string::npos);
-  return text.replace(at, what.size(), with);
+  return text.replace(text.find(what), what.size(), with);
 }
 
-TEST_F(ConfigArchive, WhatTheUserChoseIsReadFromABrokenRecord) {
-  base::Array many;
-  for (int i = 0; i < 100'000; ++i) many.addObject(std::to_string(i));
-  base::Array hollow;
-  for (int i = 0; i < 200'000; ++i) hollow.addObject(base::Array());
-  base::Dictionary nested{{"key", "list-entry"}};
+TEST_F(ConfigArchiveTest, TheUsersChoicesAreReadFromABrokenRecord) {
+  const base::Dictionary nested{{"key", "list-entry"}};
   const std::string good = archiveWith(nested);
   const struct {
     const char* what;
@@ -281,15 +246,9 @@ TEST_F(ConfigArchive, WhatTheUserChoseIsReadFromABrokenRecord) {
     bool keepsOtherLists;
   } cases[] = {
       {"a text for a number", archiveWith(nested, "soon"), true},
-      {"an unknown class",
-       replaced(good,
-                "\x5c"
-                "NSDictionary",
-                "\x5cNSFictionary"),
-       true},
-      {"a marker of no object", replaced(good, "\x5alist-entry", "\xffx-entry-xx"), false},
-      {"too many names", archiveWith(many), false},
-      {"too many lists", archiveWith(hollow), false},
+      {"an unknown class", replaced(good, "\x5cNSDict", "\x5cNSFict"), true},
+      {"an invalid marker", replaced(good, "\x5alist-entry", "\xffx-entry-xx"), false},
+      {"too many lists", archiveWith(emptyLists(200'000)), false},
       {"too many bytes", archiveWith(std::string(9u << 20, 'x')), false},
   };
   for (const auto& [what, bytes, keepsOtherLists] : cases) {
@@ -299,37 +258,28 @@ TEST_F(ConfigArchive, WhatTheUserChoseIsReadFromABrokenRecord) {
     TWConfigManager manager;
     const bool isWhole = bytes.find("soon") != std::string::npos;
     EXPECT_EQ(lines().size(), isWhole ? 0u : 1u);
-    EXPECT_FALSE(manager.isAccountActive());
+    EXPECT_EQ(stateOf(manager), "tp- Europe, blocked");
     EXPECT_EQ(manager.isEventInstantFlushEvent("x"), keepsOtherLists);
     EXPECT_EQ(manager.getLogEntriesToken(), base::Value("t"));
     EXPECT_EQ(manager.getPeriodicSyncDuration(), isWhole ? 60 : 300);
-    EXPECT_EQ(contents(), bytes) << "the file stays until it is written";
+    EXPECT_EQ(contents(), bytes) << "kept until the next write";
     manager.setUserInAppNotificationOptedOut(true);
-    EXPECT_EQ(choices(), "yyy Europe");
+    EXPECT_EQ(archivedChoices(), "tpi Europe");
     EXPECT_LT(contents()->size(), 2000u);
   }
 }
 
-TEST_F(ConfigArchive, AReplyThatIsTooLargeIsMergedButForWhatIsTooLarge) {
-  const auto names = [](int count) {
-    base::Array list;
-    for (int i = 0; i < count; ++i) list.addObject(std::to_string(i));
-    return list;
-  };
-  base::Array hollow;
-  for (int i = 0; i < 5'000; ++i) hollow.addObject(base::Array());
-  base::Value deep = base::Array();
-  for (int i = 0; i < 600; ++i) deep = base::Array{deep};
+TEST_F(ConfigArchiveTest, AListThatIsTooLargeIsLeftOutOfTheMerge) {
   const struct {
     const char* what;
     base::Value value;
     bool fits;
   } cases[] = {
-      {"as many names as may be", names(2'045), true},
-      {"one more", names(2'046), false},
-      {"a million names", names(1'000'000), false},
-      {"hollow lists", hollow, false},
-      {"a deep list", deep, false},
+      {"the largest count of names", numbered(2'045), true},
+      {"one name more", numbered(2'046), false},
+      {"empty lists", emptyLists(5'000), false},
+      {"the deepest list", nestedLists(500), true},
+      {"one level more", nestedLists(501), false},
       {"a long name", base::Array{std::string(600'000, 'x')}, false},
   };
   for (const auto& [what, value, fits] : cases) {
@@ -337,19 +287,17 @@ TEST_F(ConfigArchive, AReplyThatIsTooLargeIsMergedButForWhatIsTooLarge) {
     TWConfigManager manager;
     manager.updateConfigFromResponse(base::Dictionary{{"src_ext", base::Array{"before"}}});
     lines();
-    base::Dictionary reply{{"a_s", "blocked"}, {"e_b_c", 7}};
-    for (const char* key : {"b_e", "f_e", "d_t_w_e"}) reply.setObject(names(2'045), key);
-    reply.setObject(names(10'237), "b_uid_r");
-    reply.setObject(value, "src_ext");
+    base::Dictionary reply{{"a_s", "blocked"}, {"e_b_c", 7}, {"src_ext", value}};
+    for (const char* key : {"b_e", "f_e", "d_t_w_e"}) reply.setObject(numbered(2'045), key);
+    reply.setObject(numbered(10'237), "b_uid_r");
     manager.updateConfigFromResponse(reply);
-    const Lines said = lines();
-    EXPECT_EQ(std::count_if(said.begin(), said.end(),
+    const Lines logged = lines();
+    EXPECT_EQ(std::count_if(logged.begin(), logged.end(),
                             [](const auto& line) { return line.find("src_ext is too large") != line.npos; }),
               fits ? 0 : 1);
     manager.setDataTrackingOptedOut(true);
     const TWConfigManager next;
-    EXPECT_FALSE(next.isAccountActive());
-    EXPECT_TRUE(next.tdwConfig()->dataTrackingOptedOut());
+    EXPECT_EQ(stateOf(next), "tp- Europe, blocked");
     EXPECT_TRUE(next.isEventBlackListed("2044"));
     EXPECT_TRUE(next.isUniqueIDRestricted("10236"));
     EXPECT_EQ(next.getEventBatchCount(), 7);
@@ -357,15 +305,15 @@ TEST_F(ConfigArchive, AReplyThatIsTooLargeIsMergedButForWhatIsTooLarge) {
   }
 }
 
-TEST_F(ConfigArchive, WhatCannotBeArchivedStaysOutOfTheFile) {
+TEST_F(ConfigArchiveTest, AValueThatCannotBeArchivedStaysInMemory) {
   TWConfigManager manager;
   manager.tdwConfig()->setLogEntriesToken(base::Value(base::BoxedPointer{}));
   lines();
   manager.setDataTrackingOptedOut(true);
   EXPECT_EQ(lines().size(), 1u);
-  EXPECT_FALSE(manager.isDataTrackingEnabled());
-  EXPECT_EQ(choices(), "yyn Europe");
-  EXPECT_EQ(TWConfigManager().getLogEntriesToken(), base::Value("t")) << "the file keeps what it held";
+  EXPECT_EQ(stateOf(manager), "tp- Europe, blocked");
+  EXPECT_EQ(archivedChoices(), "tp- Europe");
+  EXPECT_EQ(TWConfigManager().getLogEntriesToken(), base::Value("t")) << "the file keeps its value";
   files().setLibraryPath(std::nullopt);
   manager.setUserInAppNotificationOptedOut(true);
   EXPECT_FALSE(manager.isUserInAppEnabled());

@@ -1,68 +1,49 @@
-#include "ConfigModel.h"
+#include <atomic>
+#include <thread>
+
 #include "core/CoreFixture.h"
-#include "tidewell/base/Exception.h"
-#include "tidewell/base/formats/Json.h"
-#include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
-#include "tidewell/platform/Platform.h"
 
 namespace tidewell {
 namespace {
 
-using base::Value;
-
-class ConfigManager : public CoreFixture {
+// Merges, setters, gates and restarts are compared with a plain model in ConfigDifferentialTest.cpp.
+class ConfigManagerTest : public CoreFixture {
  protected:
-  std::unique_ptr<TWConfigManager> manager = std::make_unique<TWConfigManager>();
-  void relaunch() { manager = std::make_unique<TWConfigManager>(); }
-  void merge(std::string_view json) { manager->updateConfigFromResponse(base::JSONObjectWithData(json)); }
-  std::optional<std::string> file() {
-    return platform->testFiles().contents(*manager->getFilePathForConfig());
-  }
+  void merge(std::string_view json) { manager.updateConfigFromResponse(base::JSONObjectWithData(json)); }
+
+  TWConfigManager manager;
 };
 
-TEST_F(ConfigManager, AMergeStopsAtTheFirstBadValueAndLeavesTheFile) {
-  merge(R"({"le_tkn":"kept"})");
-  const auto before = file();
-  TWLogger::debug(TWLogLevelDebug);
-  lines();
-  merge(R"({"i_s":"blocked","p_f_t":[1],"e_b_c":7})");
-  EXPECT_EQ(lines(), Lines{"Tidewell - <file - TWConfigManager, line number - 118 , method - "
-                           "'updateConfigFromResponse:'> exception is -[__NSArrayI integerValue]: "
-                           "unrecognized selector sent to instance"});
-  EXPECT_EQ(file(), before);
-}
-
-TEST_F(ConfigManager, WhatIsSetThroughTheRecordIsSeenByTheNextQuestion) {
-  const auto config = manager->tdwConfig();
-  config->setBlackListedEventsArray(base::Array{"x"});
-  EXPECT_TRUE(manager->isEventBlackListed("x"));
+TEST_F(ConfigManagerTest, AChangeOfTheRecordIsSeenByTheNextQuestion) {
+  const auto record = manager.tdwConfig();
+  record->setBlackListedEventsArray(base::Array{"x"});
+  EXPECT_TRUE(manager.isEventBlackListed("x"));
 
   const auto other = std::make_shared<TWConfig>();
   other->setAccountStatus("blocked");
-  manager->setTdwConfig(other);
-  EXPECT_FALSE(manager->isAccountActive());
-  config->setAccountStatus("allowed");
-  EXPECT_FALSE(manager->isAccountActive()) << "the record that was replaced counts no more";
+  manager.setTdwConfig(other);
+  EXPECT_FALSE(manager.isAccountActive());
+  record->setAccountStatus("allowed");
+  EXPECT_FALSE(manager.isAccountActive()) << "a replaced record has no effect";
 
-  manager->setTdwConfig(nullptr);
-  EXPECT_TRUE(manager->isInAppServiceActive());
-  EXPECT_FALSE(manager->isDeviceTriggerEnabled());
-  EXPECT_TRUE(manager->getBlackListedEvents().isNil());
-  EXPECT_EQ(manager->getPeriodicSyncDuration(), 60);
-  EXPECT_EQ(manager->getEventBatchCount(), 0);
-  EXPECT_EQ(manager->tdwConfig(), nullptr);
+  manager.setTdwConfig(nullptr);
+  EXPECT_EQ(manager.tdwConfig(), nullptr);
+  EXPECT_TRUE(manager.isInAppServiceActive());
+  EXPECT_FALSE(manager.isDeviceTriggerEnabled());
+  EXPECT_TRUE(manager.getBlackListedEvents().isNil());
+  EXPECT_EQ(manager.getPeriodicSyncDuration(), 60);
+  EXPECT_EQ(manager.getEventBatchCount(), 0);
   merge("{}");
-  EXPECT_EQ(manager->getEventBatchCount(), 30);
+  EXPECT_EQ(manager.getEventBatchCount(), 30);
 }
 
-TEST_F(ConfigManager, PrintsTheStatusToTheLastBlank) {
+TEST_F(ConfigManagerTest, PrintsTheStatus) {
   merge(R"({"b_e":["add to cart"],"f_e":["a"],"d_t_w_e":["b"],"src_ext":["c"],"p_f_t":-1,"le_tkn":"t"})");
-  manager->setUserInAppNotificationOptedOut(true);
-  manager->tdwConfig()->setAccountStatus({});
-  manager->tdwConfig()->setDataRedirectionRegion({});
+  manager.setUserInAppNotificationOptedOut(true);
+  manager.tdwConfig()->setAccountStatus({});
+  manager.tdwConfig()->setDataRedirectionRegion({});
   TWLogger::debug(TWLogLevelDebug);
-  manager->printCurrentServicesStatus();
+  manager.printCurrentServicesStatus();
   EXPECT_EQ(
       lines(),
       (Lines{"Tidewell - Account Status: (null) || InApp Status: allowed || Geofence Status: allowed || "
@@ -79,9 +60,8 @@ TEST_F(ConfigManager, PrintsTheStatusToTheLastBlank) {
              "1800\n============\n"}));
 }
 
-TEST_F(ConfigManager, AConsoleThatAsksTheConfigurationDoesNotHangTheStart) {
-  // The sink of a host may call the SDK from any line, that of a broken archive included.
-  platform->testFiles().setContents(*manager->getFilePathForConfig(), "broken");
+TEST_F(ConfigManagerTest, ALogSinkMayAskTheInstanceThatIsBeingMade) {
+  files().setContents(*manager.getFilePathForConfig(), "broken");
   TWLogger::debug(TWLogLevelDebug);
   static int asked = 0;
   platform::setReporter(
@@ -90,122 +70,154 @@ TEST_F(ConfigManager, AConsoleThatAsksTheConfigurationDoesNotHangTheStart) {
   EXPECT_EQ(asked, 1);
 }
 
-// Restricted unique IDs
-
-TEST_F(ConfigManager, RestrictsIdentifiersThatAnExpressionMatchesWhole) {
-  EXPECT_TRUE(manager->isUniqueIDRestricted(std::nullopt));
-  merge(R"({"b_uid_r":["b","guest-\\d+","(","later"]})");
-  EXPECT_TRUE(manager->isUniqueIDRestricted("guest-12"));
-  std::string reason;
-  EXPECT_EQ(manager->restrictionOfUniqueID("guest-12", &reason), TWConfigManager::Restriction::restricted);
-  EXPECT_EQ(manager->restrictionOfUniqueID("later", &reason),
-            TWConfigManager::Restriction::invalidExpression);
-  EXPECT_EQ(reason,
-            "Can't do regex matching, reason: Can't open pattern U_REGEX_MISMATCHED_PAREN (string later, "
-            "pattern (, case 0, canon 0)");
-  EXPECT_THROW(static_cast<void>(manager->isUniqueIDRestricted("abc")), base::Exception);
-  merge(R"({"b_uid_r":["b"]})");
-  EXPECT_FALSE(manager->isUniqueIDRestricted("abc")) << "a part is not enough";
-}
-
-// The answer to one question after another: YES, NO, or that it raises.
-TEST_F(ConfigManager, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
-  std::string manyNamed, manySets;
-  for (int i = 0; i < 1300; ++i) manyNamed += "\\N{OX}";
-  for (int i = 0; i < 64; ++i) manySets += "[\\p{L}]";
+TEST_F(ConfigManagerTest, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
+  EXPECT_TRUE(manager.isUniqueIDRestricted(std::nullopt));
+  std::string costlyNames, costlySets, words;
+  for (int i = 0; i < 1300; ++i) costlyNames += "\\N{OX}";
+  for (int i = 0; i < 64; ++i) costlySets += "[\\p{L}]";
+  while (words.size() < 60000) words += "word" + std::to_string(words.size()) + "|";
   base::Array users, attack;
   for (int i = 0; i < 10000; ++i) users.addObject("user" + std::to_string(i));
   for (int i = 0; i < 200; ++i) users.addObject("guest" + std::to_string(i) + "-[0-9]");
-  for (int i = 0; i < 32; ++i) attack.addObject(manyNamed);
-  for (int i = 0; i < 570; ++i) attack.addObject("(?i)" + manySets);
+  for (int i = 0; i < 32; ++i) attack.addObject(costlyNames);
+  for (int i = 0; i < 570; ++i) attack.addObject("(?i)" + costlySets);
   attack.addObject("a.*");
-  std::string words;
-  while (words.size() < 60000) words += "word" + std::to_string(words.size()) + "|";
   const std::string hopeless(40, 'a');
+  const base::Array broken{"a", "b", "(", "c", "d.*"}, mixed{"a", 3, "b", "("};
+  const base::Array anchored{"^(root|admin)$", "first\\.last"};
   const struct {
-    base::Value list;
+    base::Array list;
     std::string id;
     const char* answer;
     std::size_t lines = 0;
   } rows[] = {
-      {users, "user9999", "YES"},
-      {users, "user10000", "NO"},
-      {users, "guest199-7", "YES"},
-      {base::Array{"(a+)+b", "a*"}, hopeless, "YES", 1},
-      {base::Array{"(a+)+b", "(.*)*x.*y", "b"}, hopeless, "NO", 1},
-      {attack, "abc", "YES", 1},
-      {attack, "bc", "NO", 1},
-      {base::Array{"a", "b", "(", "c", "d.*"}, "b", "YES"},
-      {base::Array{"a", "b", "(", "c", "d.*"}, "c", "raises"},
-      {base::Array{"a", "b", "(", "c", "d.*"}, "d", "raises"},
-      {base::Array{"a.*", "(", "b"}, "ab", "YES"},
-      {base::Array{"a", 3, "b", "("}, "a", "YES"},
-      {base::Array{"a", 3, "b", "("}, "b", "raises"},
-      {base::Array{"", "a"}, "a", "raises"},
-      {base::Array{"^(root|admin)$", "first\\.last"}, "admin", "YES"},
-      {base::Array{"^(root|admin)$", "first\\.last"}, "first.last", "YES"},
-      {base::Array{"^(root|admin)$", "first\\.last"}, "firstxlast", "NO"},
-      {base::Array{"\xEF\xBF\xBD"}, "\xFF", "YES"},
-      {base::Array{words + "last"}, "last", "YES"},
-      {base::Array{"(?:" + words + "last)[0-9]"}, "last7", "YES"},
-      {base::Array{words + "[a"}, "other", "raises"},
+      {{"b"}, "abc", "no"},  // a part is not enough
+      {users, "user9999", "yes"},
+      {users, "guest199-7", "yes"},
+      {{"(a+)+b", "a*"}, hopeless, "yes", 1},
+      {{"(a+)+b", "(.*)*x.*y", "b"}, hopeless, "no", 1},
+      {attack, "abc", "yes", 1},
+      {attack, "bc", "no", 1},
+      {broken, "c", "raises"},
+      {broken, "d", "raises"},
+      {{"a.*", "(", "b"}, "ab", "yes"},
+      {mixed, "a", "yes"},
+      {mixed, "b", "raises"},
+      {{"", "a"}, "a", "raises"},
+      {anchored, "admin", "yes"},
+      {anchored, "firstxlast", "no"},
+      {{"\xEF\xBF\xBD"}, "\xFF", "yes"},
+      {{words + "last"}, "last", "yes"},
+      {{"(?:" + words + "last)[0-9]"}, "last7", "yes"},
+      {{words + "[a"}, "other", "raises"},
   };
   TWLogger::debug(TWLogLevelDebug);
   for (const auto& row : rows) {
     for (const bool compiledAhead : {false, true}) {
-      SCOPED_TRACE((row.list.array()->begin()->description().substr(0, 40) + " " + row.id).c_str());
-      manager->updateConfigFromResponse(base::Dictionary{{"b_uid_r", base::Array()}});
-      manager->updateConfigFromResponse(base::Dictionary{{"b_uid_r", row.list}});
+      SCOPED_TRACE(row.list.begin()->description().substr(0, 40) + " " + row.id);
+      merge(R"({"b_uid_r":[]})");
+      manager.updateConfigFromResponse(base::Dictionary{{"b_uid_r", row.list}});
       if (compiledAhead) runUntilIdle();
-      (void)lines();
-      using Restriction = TWConfigManager::Restriction;
+      lines();
       for (int asked = 0; asked < 2; ++asked) {
-        const Restriction answer = manager->restrictionOfUniqueID(row.id);
-        EXPECT_STREQ(answer == Restriction::restricted     ? "YES"
-                     : answer == Restriction::unrestricted ? "NO"
-                                                           : "raises",
-                     row.answer);
+        static constexpr const char* kAnswers[] = {"no", "yes", "raises"};
+        EXPECT_STREQ(kAnswers[static_cast<int>(manager.restrictionOfUniqueID(row.id))], row.answer);
         EXPECT_EQ(lines().size(), asked == 0 ? row.lines : 0u) << "each expression is reported once";
       }
     }
   }
 }
 
-TEST_F(ConfigManager, ExpressionsThatCostTooMuchAreNamedByNumber) {
+TEST_F(ConfigManagerTest, ExpressionsThatCostTooMuchOrAreInvalidAreNamed) {
   merge(R"({"b_uid_r":["z","(a+)+b","\\p{RGI_Emoji}","x[0-9]","(a+)+c"]})");
-  EXPECT_EQ(platform->testGlobalQueue().pending(), 1u) << "compiled ahead, and not on the caller's thread";
+  EXPECT_EQ(platform->testGlobalQueue().pending(), 1u) << "compiled ahead, not on the caller's thread";
   TWLogger::debug(TWLogLevelDebug);
-  EXPECT_FALSE(manager->isUniqueIDRestricted("x"));
-  EXPECT_FALSE(manager->isUniqueIDRestricted(std::string(60, 'a')));
-  const auto said = lines();
-  ASSERT_EQ(said.size(), 2u);
-  EXPECT_NE(said[0].find("number 2 of the list"), std::string::npos) << said[0];
-  EXPECT_NE(said[1].find("number 1, 4 of the list"), std::string::npos) << said[1];
+  EXPECT_FALSE(manager.isUniqueIDRestricted("x"));
+  EXPECT_FALSE(manager.isUniqueIDRestricted(std::string(60, 'a')));
+  const Lines logged = lines();
+  ASSERT_EQ(logged.size(), 2u);
+  EXPECT_NE(logged[0].find("number 2 of the list"), std::string::npos) << logged[0];
+  EXPECT_NE(logged[1].find("number 1, 4 of the list"), std::string::npos) << logged[1];
+
+  merge(R"({"b_uid_r":["b","(","later"]})");
+  std::string reason;
+  EXPECT_EQ(manager.restrictionOfUniqueID("later", &reason), TWConfigManager::Restriction::invalidExpression);
+  EXPECT_EQ(reason,
+            "Can't do regex matching, reason: Can't open pattern U_REGEX_MISMATCHED_PAREN (string later, "
+            "pattern (, case 0, canon 0)");
+  EXPECT_THROW((void)manager.isUniqueIDRestricted("later"), base::Exception);
 }
 
-// Hostile replies
+// Threads
 
-TEST_F(ConfigManager, AMillionEventsAreFound) {
+/// One of two configurations whose answers belong together.
+base::Dictionary oddOrEven(bool odd) {
   base::Array names;
-  for (int index = 0; index < 1000000; ++index) names.addObject("event_" + std::to_string(index));
-  names.addObject(17);
-  names.addObject("behind");
-  manager->tdwConfig()->setInstantFlushEventsArray(names);
-  EXPECT_TRUE(manager->isEventInstantFlushEvent("event_999999"));
-  TWLogger::debug(TWLogLevelDebug);
-  EXPECT_FALSE(manager->isEventInstantFlushEvent("behind"));
-  EXPECT_EQ(coordinatesOf(lines()), Lines{"423 isEventInstantFlushEvent:"});
+  for (int index = 0; index < 50; ++index) names.addObject((odd ? "odd_" : "even_") + std::to_string(index));
+  return {{"b_e", names}, {"b_uid_r", base::Array{odd ? "odd.*" : "even.*"}}, {"e_b_c", odd ? 1 : 2}};
 }
 
-TEST_F(ConfigManager, ADeepReplyIsKeptOrRefusedWhole) {
-  for (const std::size_t depth : {100u, 509u, 510u, 511u}) {
-    const auto before = file();
-    merge("{\"src_ext\":" + std::string(depth, '[') + std::string(depth, ']') + "}");
-    const Value kept = manager->getSourceExtraKeys();
-    relaunch();
-    EXPECT_TRUE(file() == before || manager->getSourceExtraKeys() == kept)
-        << depth << ": what is written can be read";
+TEST_F(ConfigManagerTest, QuestionsDuringMergesSeeOneWholeConfigurationAndEachSetterReachesTheFile) {
+  manager.updateConfigFromResponse(oddOrEven(false));
+  std::atomic<bool> stop{false};
+  std::atomic<int> wrong{0}, asking{0};
+  const auto ask = [&] {
+    ++asking;
+    while (!stop) {
+      const auto fields = manager.tdwConfig()->fields();
+      const bool odd = fields->eventsBatchCount == 1;
+      wrong +=
+          fields->blackListedEventsArray.array()->objectAtIndex(7) != base::Value(odd ? "odd_7" : "even_7");
+      wrong += manager.isEventBlackListed("odd_7") && manager.isEventBlackListed("absent");
+      (void)manager.isUniqueIDRestricted("odd");
+      wrong += !manager.isAccountActive();
+      wrong += (manager.getEventBatchCount() - 1) >> 1 != 0;
+    }
+  };
+  std::thread first(ask), second(ask), third([&] {
+    for (int round = 0; round < 100; ++round) manager.setDataTrackingOptedOut(round % 2 == 1);
+  });
+  while (asking < 2) std::this_thread::yield();
+  for (int round = 0; round < 200; ++round) {
+    manager.updateConfigFromResponse(oddOrEven(round % 2 == 0));
+    manager.setDataRedirectionRegion(TWDataRegion{round % 3});
+    if (round % 16 == 0) runUntilIdle();
   }
+  stop = true;
+  for (std::thread* thread : {&first, &second, &third}) thread->join();
+  EXPECT_EQ(wrong, 0);
+  EXPECT_TRUE(TWConfigManager().tdwConfig()->dataTrackingOptedOut());
+  EXPECT_EQ(TWConfigManager().getDataRedirectionRegion(), TWDataRegionEurope);
+}
+
+TEST_F(ConfigManagerTest, OldSnapshotsAreFreedAfterManyThreadsHaveRead) {
+  std::vector<std::weak_ptr<const TWConfigFields>> old;
+  for (int round = 0; round < 100; ++round) {
+    old.push_back(manager.tdwConfig()->fields());
+    std::thread([&] { (void)manager.isEventBlackListed("x"); }).join();
+    manager.setDataTrackingOptedOut(round % 2 == 0);
+  }
+  // Changes free older snapshots, but at most once in a short interval.
+  while (!std::all_of(old.begin(), old.end(), [](const auto& snapshot) { return snapshot.expired(); }))
+    manager.tdwConfig()->setEventsBatchCount(1);
+}
+
+TEST_F(ConfigManagerTest, ThreadLocalDestructorsMayAskQuestions) {
+  merge(R"({"b_e":["x"]})");
+  static TWConfigManager* asked;
+  static std::atomic<int> answers;
+  asked = &manager;
+  struct AsksLate {
+    ~AsksLate() { answers += asked->isEventBlackListed("x"); }
+  };
+  for (int round = 0; round < 3; ++round) {
+    std::thread([] {
+      thread_local AsksLate late;  // made before the thread's first question, so destroyed after its record
+      (void)&late;
+      answers += asked->isEventBlackListed("x");
+    }).join();
+  }
+  EXPECT_EQ(answers, 6);
 }
 
 }  // namespace

@@ -2,14 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstddef>
-#include <cstdint>
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell {
@@ -17,28 +21,46 @@ namespace tidewell {
 using Text = std::optional<std::string>;
 using Lines = std::vector<std::string>;
 
-/// A process whose machine is in the test's hands: `platform` is in force before the test begins.
+/// The log line of a caught exception.
+inline std::string caughtLine(const std::string& file, int line, const std::string& method,
+                              const std::string& message) {
+  return "Tidewell - <file - " + file + ", line number - " + std::to_string(line) + " , method - '" + method +
+         "'> " + message;
+}
+
+/// Installs a `TestingPlatform` before each test.
 ///
-/// Each test runs in a process of its own, so the SDK's singletons are fresh. The main bundle is
-/// org.example.shop, version 1.2.3; the clock stands at 2018-11-12 17:05:09 in UTC; logging is off until the
-/// test switches it on. Nothing runs on a queue before `runUntilIdle`.
+/// Each test runs in its own process, so the SDK's singletons are new. The main bundle is org.example.shop,
+/// version 1.2.3; the clock stands at 2018-11-12 17:05:09 UTC; logging is off until the test enables it.
+/// Functions on a queue run in `runUntilIdle` only.
 class CoreFixture : public ::testing::Test {
  protected:
   CoreFixture() : platform(testing::TestingPlatform::install()) {}
 
   /// The console's lines since the last call.
-  std::vector<std::string> lines() { return platform->testConsole().takeLines(); }
-  /// Runs every queue until none has anything left. How many functions ran.
+  Lines lines() { return platform->testConsole().takeLines(); }
+  /// Expects one line since the last call for each of these beginnings.
+  void expectLinesBeginning(const Lines& beginnings) {
+    const Lines logged = lines();
+    EXPECT_TRUE(std::equal(
+        logged.begin(), logged.end(), beginnings.begin(), beginnings.end(),
+        [](const std::string& line, const std::string& beginning) { return line.starts_with(beginning); }))
+        << ::testing::PrintToString(logged);
+  }
+  /// Runs every queue until all are empty. Returns the number of functions that ran.
   std::size_t runUntilIdle() { return platform->runUntilIdle(); }
-  /// Lets every task from now on be answered with a status and a body.
+  /// Answers every task from now on with this status and body.
   void answerEverythingWith(std::int64_t statusCode, std::string body = {}) {
     platform->testNetwork().setHandler([statusCode, body = std::move(body)](const platform::UrlRequest&) {
       return testing::ScriptedNetwork::reply(statusCode, body);
     });
   }
-  /// Ends the process and starts the next one on the same machine. The SDK's singletons are process-wide and
-  /// live on.
-  void restart() { platform = platform->restart(); }
+  std::vector<testing::ScriptedNetwork::Sent> sent() { return platform->testNetwork().sent(); }
+  /// A value of the standard user defaults that survives the end of the process.
+  base::Value stored(std::string_view key) {
+    return platform->testDefaults().synchronized().objectForKey(key);
+  }
+  testing::MemoryFileManager& files() { return platform->testFiles(); }
 
   std::shared_ptr<testing::TestingPlatform> platform;
 };

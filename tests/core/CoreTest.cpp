@@ -1,40 +1,47 @@
 #include "tidewell/core/TidewellCore.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 #include "core/CoreFixture.h"
-#include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWUtils/TWCoreUtils.h"
 
 namespace tidewell {
 namespace {
 
-using testing::ScriptedNetwork;
-
 class CoreTest : public CoreFixture {
  protected:
-  TidewellCore& core = TidewellCore::sharedInstance();
-
-  std::vector<ScriptedNetwork::Sent> sent() { return platform->testNetwork().sent(); }
   static void post(std::string_view name) {
     platform::NotificationCenter::defaultCenter().postNotificationName(name);
   }
+  /// Calls back when the application ID has changed.
+  static void onAppIDChange(std::function<void(const platform::Notification&)> callback) {
+    platform::NotificationCenter::defaultCenter().addObserver("TW_USER_RESET_ON_APP_ID_CHANGE_NOTIFICATION",
+                                                              std::move(callback));
+  }
+
+  TidewellCore& core = TidewellCore::sharedInstance();
 };
 
-// When a sync is due, and which replies count, is tested where a real backend answers.
-TEST_F(CoreTest, ASyncIsToldInLinesAndOneThatIsNotDueIsNot) {
-  (void)TWConfigManager::sharedInstance();  // says a line of its own when it is made
+// Whether a sync is due, and the replies that count, are tested against a backend in tests/life.
+TEST_F(CoreTest, ASyncIsLoggedAndFollowsNotifications) {
+  (void)TWConfigManager::sharedInstance();  // logs a line of its own when it is made
   core.debug(1);
   answerEverythingWith(200, R"({"i_s":"no"})");
   TWCoreUtils::saveAppId("ABC123");
-  core.updateConfig();
-  EXPECT_EQ(lines().front(), "Tidewell - Config request initiated:");
-  runUntilIdle();
-  const Lines logged = lines();
-  EXPECT_EQ(logged.at(0), "Tidewell - SDK Config Synced");
-  EXPECT_EQ(logged.at(1), "Tidewell - Config Response : {\n    \"i_s\" = no;\n}");
-  core.updateConfig();
-  EXPECT_EQ(lines(), Lines());
+  core.addObserverForApplicationLifeCycle();
+  for (const bool byNotification : {false, true}) {
+    byNotification ? post("TW_USER_UPDATE_MODULES_NOTIFICATION") : core.updateConfig();
+    EXPECT_EQ(lines().front(), "Tidewell - Config request initiated:");
+    runUntilIdle();
+    const Lines logged = lines();
+    EXPECT_EQ(logged.at(0), "Tidewell - SDK Config Synced");
+    EXPECT_EQ(logged.at(1), "Tidewell - Config Response : {\n    \"i_s\" = no;\n}");
+    EXPECT_TRUE(stored("CONFIG_LAST_UPDATED").date());
+    core.updateConfig();
+    EXPECT_EQ(lines(), Lines()) << "not due";
+    post("TW_USER_RESET_NOTIFICATION");
+    EXPECT_TRUE(stored("CONFIG_LAST_UPDATED").isNil());
+  }
 }
 
 TEST_F(CoreTest, WithoutAppIDAFirstStartEndsWithALine) {
@@ -45,99 +52,76 @@ TEST_F(CoreTest, WithoutAppIDAFirstStartEndsWithALine) {
   EXPECT_EQ(lines(), Lines(2, "Tidewell - Please check the initialize call. You have missed the APP ID"));
   EXPECT_EQ(TWCoreUtils::getTidewellAppId(), Text());
   EXPECT_EQ(sent().size(), 0u);
-}
-
-TEST_F(CoreTest, AnotherAppIDIsStoredAnnouncedAndEndsTheStart) {
-  TWCoreUtils::saveAppId("ABC123");
-  core.debug(1);
-  int announced = 0;
-  platform::NotificationCenter::defaultCenter().addObserver(
-      kNotificationNameUserResetOnAppIDChange, [&](const platform::Notification& notification) {
-        ++announced;
-        EXPECT_EQ(TWCoreUtils::getTidewellAppId(), Text(announced == 1 ? "XYZ" : ""));
-        EXPECT_TRUE(notification.object.isNil() && notification.userInfo.isNil());
-      });
-  core.initializeWithAppID("XYZ");
-  post(kNotificationNameUpdateModules);
-  EXPECT_EQ(announced, 1);
-  EXPECT_EQ(lines(), Lines());
-  EXPECT_EQ(sent().size(), 0u);
-  core.initializeWithAppID("");  // replaces a stored one, too
-  EXPECT_EQ(announced, 2);
-  core.initializeWithAppID("");
-  EXPECT_EQ(sent().size(), 1u);
-}
-
-TEST_F(CoreTest, AnExceptionDuringTheStartIsLoggedAndGoesNoFurther) {
-  TWCoreUtils::saveAppId("ABC123");
-  core.debug(1);
-  platform::NotificationCenter::defaultCenter().addObserver(
-      kNotificationNameUserResetOnAppIDChange,
-      [](const platform::Notification&) { throw std::runtime_error("observer"); });
-  core.initializeWithAppID("XYZ");
-  EXPECT_EQ(lines(),
-            Lines{"Tidewell - <file - TidewellCore, line number - 68 , method - 'initializeWithAppID:'> "
-                  "exception in initializing TidewellCore is observer"});
-}
-
-/// A host's own machine, of which the user defaults raise.
-class RaisingMachine final : public platform::Platform {
- public:
-  explicit RaisingMachine(std::shared_ptr<Platform> machine) : rest(std::move(machine)) {}
-  platform::UserDefaults& standardUserDefaults() override { throw std::runtime_error("no defaults"); }
-  std::shared_ptr<platform::UserDefaults> userDefaultsWithSuiteName(std::string_view) override { return {}; }
-  platform::FileManager& fileManager() override { return rest->fileManager(); }
-  platform::Keychain& keychain() override { return rest->keychain(); }
-  platform::Device& device() override { return rest->device(); }
-  platform::Bundles& bundles() override { return rest->bundles(); }
-  platform::Clock& clock() override { return rest->clock(); }
-  platform::Console& console() override { return rest->console(); }
-  platform::Queue& mainQueue() override { return rest->mainQueue(); }
-  platform::Queue& globalQueue() override { return rest->globalQueue(); }
-  platform::UrlSession& sharedUrlSession() override { return rest->sharedUrlSession(); }
-  std::shared_ptr<platform::UrlSession> makeUrlSession(platform::UrlSessionConfiguration set) override {
-    return rest->makeUrlSession(std::move(set));
-  }
-  const std::shared_ptr<Platform> rest;
-};
-
-TEST_F(CoreTest, WhatThePlatformRaisesDoesNotReachWhoeverPosts) {
-  core.addObserverForApplicationLifeCycle();
-  core.debug(1);
-  platform::Platform::replaceForTesting(std::make_shared<RaisingMachine>(platform));
-  for (const std::string_view name : {kNotificationNameUserReset, kNotificationNameUpdateModules,
-                                      platform::UIApplicationWillEnterForegroundNotification})
-    EXPECT_NO_THROW(post(name));
-  EXPECT_EQ(lines().front(), "Tidewell - the handler of TW_USER_RESET_NOTIFICATION raised: no defaults");
-}
-
-TEST_F(CoreTest, WithoutAStoredAppIDASyncTravelsWithEmptyParameters) {
   core.updateConfig();
   ASSERT_EQ(sent().size(), 1u);
   EXPECT_TRUE(sent()[0].request.URL()->absoluteString().ends_with("/v3/sdkconfig/ios/"));
   EXPECT_EQ(sent()[0].request.HTTPBody(), Text(R"({"query_params":""})"));
 }
 
-TEST_F(CoreTest, TheAppGroupIsKeptWhileTheAccountIsActive) {
-  const auto group = [&] { return platform->testDefaults().synchronized().objectForKey("Tdw_App_Group_ID"); };
-  core.setAppGroupID(std::nullopt);
-  core.setAppGroupID("");
-  EXPECT_TRUE(group().isNil());
-  core.setAppGroupID("group.shop");
-  EXPECT_EQ(group(), base::Value("group.shop"));
-  TWConfigManager::sharedInstance().updateConfigFromResponse(base::Dictionary{{"a_s", "blocked"}});
-  core.setAppGroupID("group.other");
-  EXPECT_EQ(group(), base::Value("group.shop"));
+TEST_F(CoreTest, AnotherAppIDIsStoredAndAnnouncedAndEndsTheStart) {
+  TWCoreUtils::saveAppId("ABC123");
+  core.debug(1);
+  Lines announced;
+  onAppIDChange([&](const platform::Notification& notification) {
+    announced.push_back(*TWCoreUtils::getTidewellAppId());
+    EXPECT_TRUE(notification.object.isNil() && notification.userInfo.isNil());
+  });
+  core.initializeWithAppID("XYZ");
+  post(kNotificationNameUpdateModules);
+  EXPECT_EQ(lines(), Lines());
+  EXPECT_EQ(sent().size(), 0u);
+  core.initializeWithAppID("");
+  EXPECT_EQ(announced, (Lines{"XYZ", ""}));
+  core.initializeWithAppID("");
+  EXPECT_EQ(sent().size(), 1u);
 }
 
-TEST_F(CoreTest, AnImageIsFetchedOnTheSharedSessionAndNoURLCompletesAtOnce) {
+TEST_F(CoreTest, ExceptionsOfObserversAndOfThePlatformAreLogged) {
+  const auto raise = [](const auto&...) { throw std::runtime_error("no disk"); };
+  TWCoreUtils::saveAppId("ABC123");
+  core.debug(1);
+  onAppIDChange(raise);
+  core.initializeWithAppID("XYZ");
+  EXPECT_EQ(lines(), Lines{caughtLine("TidewellCore", 68, "initializeWithAppID:",
+                                      "exception in initializing TidewellCore is no disk")});
+  core.addObserverForApplicationLifeCycle();
+  files().setHook(raise);
+  EXPECT_NO_THROW(platform->enterForeground());
+  EXPECT_EQ(lines(),
+            Lines{"Tidewell - the handler of UIApplicationWillEnterForegroundNotification raised: no disk"});
+}
+
+TEST_F(CoreTest, TheAppGroupIsStoredWhileTheAccountIsActive) {
+  for (const std::optional<std::string_view> none : {std::optional<std::string_view>(), {""}}) {
+    core.setAppGroupID(none);
+    EXPECT_TRUE(stored("Tdw_App_Group_ID").isNil());
+  }
+  core.setAppGroupID("group.shop");
+  TWConfigManager::sharedInstance().updateConfigFromResponse(base::Dictionary{{"a_s", "blocked"}});
+  core.setAppGroupID("group.other");
+  EXPECT_EQ(stored("Tdw_App_Group_ID"), base::Value("group.shop"));
+}
+
+TEST_F(CoreTest, AnImageIsFetchedOnTheSharedSession) {
   core.downloadImageForURL(base::Url::URLWithString("https://images.example/a.png"), {});
   EXPECT_NE(sent().back().session, "tidewell");
-  bool called = false;
+  int failures = 0;
   core.downloadImageForURL(std::nullopt,
-                           [&](bool success, std::optional<base::Data> data) { called = !success && !data; });
-  EXPECT_TRUE(called);
+                           [&](bool success, const auto& data) { failures += !success && !data; });
   core.downloadImageForURL(std::nullopt, {});
+  EXPECT_EQ(failures, 1) << "at once without a URL";
+}
+
+// Used by siblings, wrappers and servers only. All other constants are shown by the requests, files and lines
+// in which they appear.
+TEST_F(CoreTest, ConstantsForSiblingsKeepTheirValues) {
+  EXPECT_EQ(kNotificationNameInitNewUser, "TW_USER_INIT_NOTIFICATION");
+  EXPECT_EQ(kNotificationNameShowInApp, "TW_SHOW_INAPP_NOTIFICATION");
+  EXPECT_EQ(kUserDefaultKeySDKVersion, "TDW_SDK_VERSION");
+  EXPECT_EQ(kUserDefaultsKeyAppVersion, "TDW_APP_VERSION");
+  EXPECT_EQ(kUserDefaultsKeyShouldRedirectData, "TW_SHOULD_REDIRECT_DATA");
+  EXPECT_EQ(kUserDefaultsKeyHasDeviceAddFailed, "TDW_HAS_DEVICE_ADD_FAILED");
+  EXPECT_EQ(TidewellCoreVersionNumber, std::strtod(std::string(TidewellCoreVersionString).c_str(), nullptr));
 }
 
 }  // namespace

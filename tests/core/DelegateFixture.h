@@ -1,16 +1,6 @@
 #pragma once
 
-#include <algorithm>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "core/CoreFixture.h"
-#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
 #include "tidewell/runtime/Description.h"
@@ -22,127 +12,134 @@ using platform::NSUserActivity;
 using platform::RestorationHandler;
 using platform::UIApplication;
 using platform::UIApplicationDelegate;
-using platform::UIBackgroundFetchResult;
 using runtime::Ref;
+using Swizzler = TWAppDelegateSwizzler;
 
-/// Who was called, with which arguments, in order: "app openURL shop:cart {from = mail}".
-inline Lines& heard() {
-  static Lines lines;
-  return lines;
+/// The calls that `Listener`s received, in order: "NAME ARGUMENTS".
+inline Lines heard;
+inline Lines takeHeard() { return std::exchange(heard, {}); }
+
+/// An argument as `Listener` notes it. Handlers are not noted.
+template <class Argument>
+std::string notedText(const Argument& argument) {
+  if constexpr (std::is_convertible_v<const Argument&, base::Value>) {
+    return " " + base::Value(argument).description();
+  } else if constexpr (std::is_same_v<Argument, base::Error>) {
+    return " " + argument.localizedDescription;
+  } else if constexpr (std::is_convertible_v<const Argument&, const NSUserActivity&>) {
+    return " " + static_cast<const NSUserActivity&>(argument).activityType();
+  } else {
+    return "";
+  }
 }
-inline Lines takeHeard() { return std::exchange(heard(), {}); }
 
-/// Hears of everything, notes it, and calls every handler once. Serves as a delegate and as an interceptor.
+/// Notes each call by its arguments, which differ in their types, and calls its handler once. Serves as a
+/// delegate and as an interceptor.
 class Listener : public UIApplicationDelegate {
  public:
   explicit Listener(std::string name, bool answers = false) : answer(answers), name_(std::move(name)) {}
 
   bool openURL(UIApplication&, const base::Url& url, const base::Dictionary& options) override {
-    return note("openURL " + url.absoluteString() + " from " + options.objectForKey("from").description());
+    return note(url, options);
   }
   bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
                          const base::Value& annotation) override {
-    return note("openURLFromSource " + url.absoluteString() + " " + source.value_or("nobody") + " " +
-                annotation.description());
+    return note(url, source, annotation);
   }
   bool continueUserActivity(UIApplication&, NSUserActivity& activity,
-                            const RestorationHandler& restorationHandler) override {
-    restorationHandler({});
-    return note("continueUserActivity " + activity.activityType());
+                            const RestorationHandler& handler) override {
+    handler({});
+    return note(activity);
   }
   void handleEventsForBackgroundURLSession(UIApplication&, const std::string& identifier,
-                                           const std::function<void()>& completionHandler) override {
-    note("handleEvents " + identifier);
-    completionHandler();
+                                           const std::function<void()>& handler) override {
+    handler();
+    note(identifier);
   }
-  void didRegisterForRemoteNotifications(UIApplication&, const base::Data& token) override {
-    note("didRegister " + std::to_string(token.length()));
-  }
+  void didRegisterForRemoteNotifications(UIApplication&, const base::Data& token) override { note(token); }
   void didFailToRegisterForRemoteNotifications(UIApplication&, const base::Error& error) override {
-    note("didFail " + error.localizedDescription);
+    note(error);
   }
   void didReceiveRemoteNotification(UIApplication&, const base::Dictionary& userInfo) override {
-    note("didReceive " + userInfo.objectForKey("alert").description());
+    note(userInfo);
   }
   void didReceiveRemoteNotificationFetching(UIApplication&, const base::Dictionary& userInfo,
                                             const FetchCompletionHandler& handler) override {
-    note("didReceiveFetching " + userInfo.objectForKey("alert").description());
-    handler(UIBackgroundFetchResult::newData);
+    handler(platform::UIBackgroundFetchResult::newData);
+    note(userInfo);
   }
 
   bool answer;
 
  private:
-  bool note(const std::string& what) {
-    heard().push_back(name_ + " " + what);
+  template <class... Arguments>
+  bool note(const Arguments&... arguments) {
+    heard.push_back(name_ + (notedText(arguments) + ...));
     return answer;
   }
   std::string name_;
 };
 
-/// A delegate that hears of nothing.
+/// A delegate that implements no method.
 class Deaf : public UIApplicationDelegate {};
 
-/// A message of the protocol, and how it is sent with arguments that `Listener` notes.
-struct Sent {
+/// A message of the protocol with arguments.
+struct SentMessage {
   std::string selector;
-  std::string noted;   ///< what `Listener` writes down
-  bool isRemote;       ///< belongs to the remote-notification stage
-  bool isAddedAlways;  ///< to the subclass, whether the delegate responds or not
-  bool hasAnswer;
-  std::function<bool(const Ref& to)> send;  ///< the answer; NO where the message has none
+  std::string noted;                        ///< as `Listener` notes it
+  bool hasAnswer;                           ///< returns a boolean
+  std::function<bool(const Ref& to)> send;  ///< the answer; false if the message has none
 };
 
-inline int& handlerCalls() {
-  static int calls = 0;
-  return calls;
-}
+inline int handlerCalls = 0;
 
-/// All eight messages. The handlers count in `handlerCalls`.
-inline const std::vector<Sent>& sentMessages() {
+/// All eight messages, the last four for the remote-notification stage. The proxy adds the first and the last
+/// only where the delegate responds to them. Handlers count in `handlerCalls`.
+inline const std::vector<SentMessage>& sentMessages() {
   static const auto entry = []<class R, class... P>(const runtime::Message<R(UIApplication&, P...)>& message,
-                                                    std::string noted, bool isRemote, bool isAddedAlways,
                                                     auto... arguments) {
-    constexpr bool kHasAnswer = !std::is_void_v<R>;
     const auto send = [&message, arguments...](const Ref& to) {
       const auto application = UIApplication::sharedApplication();
-      if constexpr (kHasAnswer)
-        return runtime::send(to, message, *application, arguments...);
-      else
+      if constexpr (std::is_void_v<R>)
         return runtime::send(to, message, *application, arguments...), false;
+      else
+        return runtime::send(to, message, *application, arguments...);
     };
-    return Sent{
-        std::string(message.selector().name()), std::move(noted), isRemote, isAddedAlways, kHasAnswer, send};
+    const std::string noted = (notedText(arguments) + ...);
+    return SentMessage{std::string(message.selector().name()), noted, !std::is_void_v<R>, send};
   };
-  static const auto count = [](const auto&...) { ++handlerCalls(); };
+  static const auto count = [](const auto&...) { ++handlerCalls; };
   static const auto activity = runtime::make<NSUserActivity>("browse");
   static const base::Url url = *base::Url::URLWithString("shop:cart");
-  static const base::Dictionary userInfo{{"alert", "sale"}};
-  static const std::vector<Sent> messages{
-      entry(platform::kApplicationContinueUserActivity, "continueUserActivity browse", false, true,
-            std::ref(*activity), count),
-      entry(platform::kApplicationOpenURL, "openURL shop:cart from mail", false, false, url,
-            base::Dictionary{{"from", "mail"}}),
-      entry(platform::kApplicationHandleEventsForBackgroundURLSession, "handleEvents session", false, true,
-            "session", count),
-      entry(platform::kApplicationOpenURLFromSource, "openURLFromSource shop:cart mail 7", false, true, url,
-            "mail", 7),
-      entry(platform::kApplicationDidRegisterForRemoteNotifications, "didRegister 3", true, true,
-            base::Data("abc")),
-      entry(platform::kApplicationDidFailToRegisterForRemoteNotifications, "didFail no network", true, true,
-            base::Error{"push", 1, "no network"}),
-      entry(platform::kApplicationDidReceiveRemoteNotification, "didReceive sale", true, true, userInfo),
-      entry(platform::kApplicationDidReceiveRemoteNotificationFetching, "didReceiveFetching sale", true,
-            false, userInfo, count)};
+  static const base::Dictionary sale{{"alert", "sale"}};
+  static const base::Error error{"push", 1, "no network"};
+  static const std::vector<SentMessage> messages{
+      entry(platform::kApplicationOpenURL, url, sale),
+      entry(platform::kApplicationContinueUserActivity, std::ref(*activity), count),
+      entry(platform::kApplicationHandleEventsForBackgroundURLSession, "session", count),
+      entry(platform::kApplicationOpenURLFromSource, url, "mail", 7),
+      entry(platform::kApplicationDidRegisterForRemoteNotifications, base::Data("abc")),
+      entry(platform::kApplicationDidFailToRegisterForRemoteNotifications, error),
+      entry(platform::kApplicationDidReceiveRemoteNotification, sale),
+      entry(platform::kApplicationDidReceiveRemoteNotificationFetching, sale, count)};
   return messages;
 }
 
-/// A process with an application that has no delegate yet, and every log line on the console.
+/// Sends `openURL`.
+inline bool sendURL(const Ref& to) { return sentMessages()[0].send(to); }
+/// What listeners of these names note of it.
+inline Lines urlHeardBy(const Lines& names) {
+  Lines expected;
+  for (const std::string& name : names) expected.push_back(name + sentMessages()[0].noted);
+  return expected;
+}
+
+/// A process with an application without a delegate, and all log lines on the console.
 class DelegateFixture : public CoreFixture {
  protected:
   DelegateFixture() : application(UIApplication::sharedApplication()) { TWLogger::debug(TWLogLevelDebug); }
 
-  /// Makes the object the application's delegate; it stays alive for the test.
+  /// Makes the object the application's delegate and keeps it alive for the test.
   template <class T, class... A>
   std::shared_ptr<T> setDelegate(A&&... arguments) {
     auto delegate = runtime::make<T>(std::forward<A>(arguments)...);
@@ -152,7 +149,7 @@ class DelegateFixture : public CoreFixture {
   }
   std::shared_ptr<Listener> intercept(std::string name, bool answer = false) {
     auto interceptor = runtime::make<Listener>(std::move(name), answer);
-    TWAppDelegateSwizzler::registerAppDelegateInterceptor(interceptor);
+    Swizzler::registerAppDelegateInterceptor(interceptor);
     return interceptor;
   }
   static std::string addressOf(const Ref& object) { return runtime::addressText(object.get()); }

@@ -1,41 +1,24 @@
-#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
-
 #include <stdexcept>
 #include <thread>
 #include <tuple>
 
 #include "core/CoreFixture.h"
+#include "tidewell/core/TWCoreConstants.h"
+#include "tidewell/core/TWNetwork/TWNetworkClient.h"
+#include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 #include "tidewell/core/internal/Guard.h"
 
 namespace tidewell {
 namespace {
 
-class LoggerTest : public CoreFixture {
- protected:
-  static void setLevels(const std::vector<std::int64_t>& levels) {
-    TWLogger::debug(0);
-    TWLogger::setMinimumSeverity(0);
-    TWLogger::setShouldLogInVerboseMessage(true);
-    for (const std::int64_t level : levels) TWLogger::debug(level);
-  }
-};
+using testing::ScriptedNetwork;
 
-/// A value whose description logs and raises, as an object of a host's may.
-base::Value raisingValue() {
-  static const base::ObjectOperations operations{[](const void*) -> std::string {
-                                                   TWLogger::logWithVerbosity(1, 5, {"inside"});
-                                                   throw std::runtime_error("no description");
-                                                 },
-                                                 [](const void* a, const void* b) { return a == b; },
-                                                 [](const void*) { return std::size_t{0}; },
-                                                 [](const void*) { return std::string("Raising"); }};
-  return base::ObjectHandle{std::make_shared<int>(0), &operations};
-}
+class LoggerTest : public CoreFixture {};
 
 const base::Array kMessage{"message"};
 const base::Array kDetails{"TWConfigManager", 120, "isLogentriesEnabled", "message"};
-const std::string kDetailed =
-    "Tidewell - <file - TWConfigManager, line number - 120 , method - 'isLogentriesEnabled'> message";
+const base::Array kTwelve{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+const char* const kTakesTwelve = "%@%@%@%@%@%@%@%@%@%@%@ %@";
 
 TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
   const struct {
@@ -48,28 +31,27 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
       {{}, 1, 5, kMessage, {}},
       {{1}, 1, 0, kMessage, {"Tidewell - message"}},
       {{1}, 1, 0, {"100%@ %d"}, {"Tidewell - 100%@ %d"}},
-      {{1}, 2, 4, kDetails, {kDetailed}},
-      {{1}, 2, 4, {"F", 1, "m"}, {"Tidewell - <file - F, line number - 1 , method - 'm'> (null)"}},
+      {{1}, 2, 4, kDetails, {caughtLine("TWConfigManager", 120, "isLogentriesEnabled", "message")}},
+      {{1}, 2, 4, {"F", 1, "m"}, {caughtLine("F", 1, "m", "(null)")}},
       {{1}, 3, 5, kMessage, {}},
       {{1, 7}, 1, 0, kMessage, {"Tidewell - message"}},
       {{1, 0}, 1, 5, kMessage, {}},
       {{2}, 1, 3, kMessage, {}},
       {{2}, 1, 4, kMessage, {"[EXCEPTION]\tTidewell - message"}},
-      {{2}, 2, 5, {"F", 1, "m", "x"}, {"[ERROR]\tTidewell - <file - F, line number - 1 , method - 'm'> x"}},
+      {{2}, 2, 5, {"F", 1, "m", "x"}, {"[ERROR]\t" + caughtLine("F", 1, "m", "x")}},
       {{2}, 1, -1, kMessage, {"[]\tTidewell - message"}},
       {{2}, 3, 5, kMessage, {"[ERROR]\t(null)"}},
-      {{2, 1}, 1, 3, kMessage, {}},
+      {{1, 2, 1}, 1, 3, kMessage, {}},
       {{2, 1}, 1, 5, kMessage, {"[ERROR]\tTidewell - message"}},
   };
   for (const auto& each : cases) {
-    setLevels(each.levels);
+    TWLogger::debug(0);
+    TWLogger::setMinimumSeverity(0);
+    TWLogger::setShouldLogInVerboseMessage(true);
+    for (const std::int64_t level : each.levels) TWLogger::debug(level);
     TWLogger::logWithVerbosity(each.verbosity, each.severity, each.arguments);
-    EXPECT_EQ(lines(), each.expected) << "verbosity " << each.verbosity << ", severity " << each.severity
-                                      << ", last level " << (each.levels.empty() ? -1 : each.levels.back());
+    EXPECT_EQ(lines(), each.expected) << ::testing::PrintToString(each.levels) << each.severity;
   }
-}
-
-TEST_F(LoggerTest, AMinimumSeverityFiltersVerboseMessagesOnly) {
   TWLogger::setMinimumSeverity(4);
   for (const auto& [inDebug, verbose, writesInfo, writesError] :
        {std::tuple{false, false, false, false}, {true, false, true, true}, {false, true, false, true}}) {
@@ -79,33 +61,21 @@ TEST_F(LoggerTest, AMinimumSeverityFiltersVerboseMessagesOnly) {
     EXPECT_EQ(TWLogger::writes(TWLogSeverityError), writesError);
     EXPECT_EQ(TWLogger::loggingEnabled(), writesError);
   }
-  TWLogger::debug(TWLogLevelDebug);
-  TWLogger::debug(TWLogLevelExceptionsAndErrors);
-  EXPECT_FALSE(TWLogger::shouldLogInDebug());
 }
 
-TEST_F(LoggerTest, LinesAreFormattedWhateverTheSwitchesSay) {
-  EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message"));
+TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndALineTakesElevenArguments) {
+  EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message")) << "although off";
   EXPECT_EQ(TWLogger::getLogforVerbosity(3, 5, kMessage), Text());
-  TWLogger::debug(2);
-  EXPECT_EQ(TWLogger::getLogforVerbosity(1, 3, kMessage), Text("[WARNING]\tTidewell - message"));
-  EXPECT_EQ(TWLogger::createLog("%@ of %ld", {"one", 2}), Text("one of 2"));
-  EXPECT_EQ(TWLogger::createLog("%@%@%@%@%@%@%@%@%@%@%@ %@", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}),
-            Text("1234567891011 12"))
-      << "the bound of eleven is a line's";
+  EXPECT_EQ(TWLogger::createLog(kTakesTwelve, kTwelve), Text("1234567891011 12"));
   EXPECT_EQ(TWLogger::createLog(std::nullopt), Text());
-  EXPECT_EQ(lines(), Lines());
-}
-
-TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndTakeElevenArguments) {
   TWLogger::debug(1);
-  TWLogger::setFormat("%@%@%@%@%@%@%@%@%@%@%@ %@", 1);
+  TWLogger::setFormat(kTakesTwelve, 1);
   TWLogger::setFormat("ignored", 3);
-  TWLogger::logWithVerbosity(1, 0, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
-  TWLogger::log("%@%@%@%@%@%@%@%@%@%@%@ %@", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+  TWLogger::logWithVerbosity(1, 0, kTwelve);
+  TWLogger::log(kTakesTwelve, kTwelve);
   TWLogger::setFormat(std::nullopt, 2);
   TWLogger::logWithVerbosity(2, 0, kDetails);
-  TWLogger::initialize();  // runs once, so it changes nothing now
+  TWLogger::initialize();  // has run before, so it does not set the default templates again
   EXPECT_EQ(TWLogger::formatForVerbosity(2), std::nullopt);
   TWLogger::setupDefaultFormats();
   TWLogger::logWithVerbosity(1, 0, kMessage);
@@ -113,11 +83,17 @@ TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndTakeElevenArguments) {
   EXPECT_EQ(TWLogger::formatForVerbosity(3), std::nullopt);
 }
 
-TEST_F(LoggerTest, AnArgumentThatRaisesEndsInALineAndNothingElse) {
-  const base::Array arguments{raisingValue()};
+TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesIsOneLine) {
+  static const base::ObjectOperations raising{[](const void*) -> std::string {
+                                                TWLogger::logWithVerbosity(1, 5, {"inside"});
+                                                throw std::runtime_error("no description");
+                                              },
+                                              [](const void* a, const void* b) { return a == b; },
+                                              [](const void*) { return std::size_t{0}; },
+                                              [](const void*) { return std::string("Raising"); }};
+  const base::Array arguments{base::ObjectHandle{std::make_shared<int>(0), &raising}};
   EXPECT_EQ(TWLogger::getLogforVerbosity(1, 0, arguments), std::nullopt);
-  EXPECT_EQ(TWLogger::createLog("%@", arguments), std::nullopt);
-  EXPECT_EQ(lines(), Lines(2, "Tidewell - Caught an exception in TWLogger"));
+  EXPECT_EQ(lines(), Lines{"Tidewell - Caught an exception in TWLogger"});
   TWLogger::logWithVerbosity(1, 5, arguments);
   EXPECT_EQ(lines(), Lines());
   TWLogger::debug(1);
@@ -125,7 +101,7 @@ TEST_F(LoggerTest, AnArgumentThatRaisesEndsInALineAndNothingElse) {
   EXPECT_EQ(lines(), (Lines{"Tidewell - inside", "Caught an exception in TWLogger"}));
 }
 
-TEST_F(LoggerTest, AnOffLineNeverBuildsItsTextAndReportsOfTheLayersBelowAreWarnings) {
+TEST_F(LoggerTest, ALineThatIsOffIsNotBuiltAndReportsAreWarnings) {
   int built = 0;
   for (const std::int64_t level : {0, 2, 1}) {
     TWLogger::setMinimumSeverity(0);
@@ -134,24 +110,103 @@ TEST_F(LoggerTest, AnOffLineNeverBuildsItsTextAndReportsOfTheLayersBelowAreWarni
     platform::report("disk full");
     EXPECT_EQ(lines(), level == 1 ? (Lines{"Tidewell - 1", "Tidewell - disk full"}) : Lines());
   }
-  EXPECT_EQ(built, 1);
 }
 
-TEST_F(LoggerTest, TemplatesAndSwitchesChangeWhileOthersLog) {
-  TWLogger::debug(1);
-  std::thread writer([] {
-    for (int i = 0; i < 500; ++i) {
-      TWLogger::setFormat(i % 2 ? "odd %@" : "even %@", 1);
-      TWLogger::debug(i % 3);
-    }
-  });
-  for (int i = 0; i < 500; ++i) TWLogger::logWithVerbosity(1, 5, {i});
-  writer.join();
-  for (const std::string& line : lines()) {
-    EXPECT_TRUE(line.find("odd ") != line.npos || line.find("even ") != line.npos ||
-                line.find("Tidewell - ") != line.npos)
-        << line;
+// Shipping
+
+void ship(base::Value message, base::Value trace = {}) {
+  TWLogger::logWithVerbosity(1, 5, {std::move(message)}, trace);
+}
+
+class LogShippingTest : public CoreFixture {
+ protected:
+  LogShippingTest() { TWCoreUtils::saveAppId("ABC123"); }
+
+  static void enable(base::Value token = "tok-1") {
+    TWConfigManager::sharedInstance().updateConfigFromResponse(
+        base::Dictionary{{"le_s", "allowed"}, {"le_tkn", std::move(token)}});
   }
+  base::Value shipped(std::string_view key) {
+    return base::JSONObjectWithData(*sent().back().request.HTTPBody()).dictionary()->objectForKey(key);
+  }
+  void answerAll(std::int64_t status) {
+    while (platform->testNetwork().answer(ScriptedNetwork::reply(status))) runUntilIdle();
+  }
+};
+
+TEST_F(LogShippingTest, ALineIsShippedWhateverTheConsoleShows) {
+  ship("shipping is not enabled yet");
+  enable();
+  ship("boom", "frame 1");
+  ASSERT_EQ(sent().size(), 1u);
+  EXPECT_EQ(sent()[0].request.URL()->absoluteString(),
+            "https://" + std::string(HOST_LOGENTRIES) + ":443/noformat/logs/tok-1");
+  EXPECT_EQ(
+      sent()[0].request.HTTPBody(),
+      Text(R"({"appid":"ABC123","uid":"6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309","lvl":"ERROR",)"
+           R"("tb":"frame 1","sdk_ver":")" +
+           std::string(TidewellCoreVersionString) + R"(","msg":"Tidewell - boom","tm_s":"1542042309"})"));
+  TWLogger::debug(2);
+  ship(std::string("a\xFF\x01") + '\0' + "\xE2\x82");
+  EXPECT_EQ(shipped("msg"), base::Value(std::string("[ERROR]\tTidewell - a\uFFFD\x01") + '\0' + "\uFFFD"));
+  EXPECT_EQ(shipped("tb"), base::Value(""));
+  TWLogger::debug(0);
+  TWLogger::logWithVerbosity(3, 5, {"no template"}, base::Value());
+  EXPECT_EQ(sent().size(), 2u);
+}
+
+TEST_F(LogShippingTest, ALineThatCannotBeShippedIsLogged) {
+  TWLogger::debug(1);
+  enable(7);
+  lines();
+  ship("token is a number");
+  expectLinesBeginning(
+      {"Tidewell - token is a number",
+       caughtLine("TWLogger", 209, "sendLogToLogEntries:andTraceBack:andLevel:", "Exception Config API : ")});
+  enable("");
+  lines();
+  TWLogger::sendLogToLogEntries(base::Date{0}, {}, {});  // cannot be written as JSON
+  EXPECT_NE(lines().back().find("line number - 209 "), std::string::npos);
+  for (const std::optional<std::string_view> appId : {std::optional<std::string_view>(""), {}}) {
+    TWCoreUtils::saveAppId(appId);
+    ship("x");
+    EXPECT_EQ(lines(), (Lines{"Tidewell - x", "Tidewell - App ID is missing in the initialize call"}));
+  }
+  EXPECT_EQ(sent().size(), 0u);
+
+  TWCoreUtils::saveAppId("ABC123");
+  ship("x");
+  EXPECT_TRUE(sent().back().request.URL()->absoluteString().ends_with("/noformat/logs/"));
+  lines();
+  answerAll(500);
+  expectLinesBeginning({"Tidewell - 🛑 The connection failed", "Tidewell - Logentries failed to sync"});
+  EXPECT_EQ(sent().size(), 1u) << "the failure is not shipped";
+  TWNetworkClient().fetchRequest(platform::UrlRequest(std::nullopt), {});
+  runUntilIdle();
+  EXPECT_EQ(shipped("lvl"), base::Value("DEBUG")) << "that of another request is";
+}
+
+TEST_F(LogShippingTest, LinesInFlightAreBoundedInCountAndBytes) {
+  enable();
+  std::thread thread([] {
+    for (int i = 0; i < 50'000; ++i) ship("storm");
+  });
+  for (int i = 0; i < 50'000; ++i) ship("storm");
+  thread.join();
+  EXPECT_EQ(sent().size(), TWLogger::kMaximumShippedLines);
+  TWLogger::debug(1);
+  ship("lost");
+  EXPECT_EQ(lines(), (Lines{"Tidewell - lost", "Tidewell - Logentries failed to sync"}));
+  TWLogger::debug(0);
+  answerAll(204);
+  const std::string megabyte(1 << 20, 'x');
+  for (int i = 0; i < 10; ++i) ship(megabyte);
+  EXPECT_EQ(sent().size(), TWLogger::kMaximumShippedLines + 3) << "the template's own bytes count";
+  answerAll(204);
+  ship(std::string(TWLogger::kMaximumShippedBytes, 'x'));
+  EXPECT_EQ(sent().size(), TWLogger::kMaximumShippedLines + 3);
+  ship(megabyte + megabyte);
+  EXPECT_EQ(sent().size(), TWLogger::kMaximumShippedLines + 4) << "answered lines count no longer";
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
-#include <optional>
 #include <stdexcept>
-#include <string>
 
 #include "core/DelegateFixture.h"
-#include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
 #include "tidewell/core/TidewellCore.h"
 #include "tidewell/platform/UIAlertController.h"
@@ -14,14 +11,11 @@
 namespace tidewell {
 namespace {
 
-using platform::UIAlertController;
 using platform::UINavigationController;
-using platform::UITabBarController;
 using platform::UIViewController;
 using platform::UIWindow;
 using runtime::make;
 using Controller = std::shared_ptr<UIViewController>;
-using testing::OnScreen;
 
 class WithWindow : public UIApplicationDelegate {
  public:
@@ -29,14 +23,7 @@ class WithWindow : public UIApplicationDelegate {
   const std::shared_ptr<UIWindow> own = make<UIWindow>();
 };
 
-class Refusing : public UIViewController {
- public:
-  void presentViewController(const Controller&, bool, const Completion&) override {
-    throw std::runtime_error("no room");
-  }
-};
-
-/// An application with a key window, whose root is a plain controller.
+/// An application with a key window whose root is a plain controller.
 class PresentationTest : public DelegateFixture {
  protected:
   PresentationTest() {
@@ -44,195 +31,153 @@ class PresentationTest : public DelegateFixture {
     window->makeKeyAndVisible();
   }
   static Controller plain() { return make<UIViewController>(); }
-  static Controller alert() { return make<UIAlertController>("title", "message"); }
-  static Controller top() { return TWCoreUtils::getTopMostViewController(); }
-  static Controller topPresented() { return TWCoreUtils::getTopMostPresentedViewController(); }
+  static Controller alert() { return make<platform::UIAlertController>("title", "message"); }
   static void open(std::string_view text) {
     TWCoreUtils::openRichLandingLink(base::Url::URLWithString(text));
   }
-  /// What is on the screen: pages by their URL, alerts by their title, those above another with its number.
+  static void expectTop(const Controller& unwrapped, const Controller& whole) {
+    EXPECT_EQ(TWCoreUtils::getTopMostPresentedViewController(), unwrapped);
+    EXPECT_EQ(TWCoreUtils::getTopMostViewController(), whole);
+  }
+  /// The pages by their URL and the alerts by their title, as they are on the screen.
   Lines screen() {
     runUntilIdle();
-    const std::vector<OnScreen> things = platform->testPresenter().onScreen();
     Lines result;
-    for (const OnScreen& each : things) {
-      std::string text = each.page ? each.page->absoluteString() : each.alert->title.value_or("nil");
-      for (std::size_t below = 0; below < things.size(); ++below)
-        if (things[below].shown == each.above) text += " above " + std::to_string(below);
-      result.push_back(text);
-    }
+    for (const testing::OnScreen& item : presenter().onScreen())
+      result.push_back(item.page ? item.page->absoluteString() : item.alert->title.value_or("nil"));
     return result;
   }
   testing::ScriptedPresenter& presenter() { return platform->testPresenter(); }
 
   const std::shared_ptr<UIWindow> window = make<UIWindow>();
-  const Controller root = make<UIViewController>();
+  const Controller root = plain();
   TWWebViewHandler& handler = TWWebViewHandler::sharedInstance();
 };
 
-TEST_F(PresentationTest, LookUpsStopBelowAlertsAndUnwrapContainersOnlyWhereTheyShould) {
-  const Controller screen = plain();
+TEST_F(PresentationTest, TheTopControllerIsFoundBelowAlertsAndInsideContainers) {
+  const Controller page = plain(), first = plain(), inTabs = plain();
   const auto navigation = make<UINavigationController>(plain());
-  navigation->pushViewController(screen, false);
-  const auto tabs = make<UITabBarController>();
-  const auto expect = [&](const Controller& unwrapped, const Controller& whole) {
-    EXPECT_EQ(topPresented(), unwrapped);
-    EXPECT_EQ(top(), whole);
-  };
-  expect(root, root);
+  navigation->pushViewController(page, false);
+  const auto tabs = make<platform::UITabBarController>();
   root->presentViewController(alert(), true);
-  expect(root, root);
-  const Controller first = plain();
+  expectTop(root, root);
   root->presentViewController(first, true);
-  expect(first, first);
+  expectTop(first, first);
   first->presentViewController(navigation, true);
-  expect(screen, navigation);
-  screen->presentViewController(alert(), true);  // on the container's behalf
-  expect(screen, navigation);
+  page->presentViewController(alert(), true);  // on behalf of the container
+  expectTop(page, navigation);
 
   window->setRootViewController(tabs);
-  expect(nullptr, tabs);
-  tabs->setViewControllers({plain(), make<UINavigationController>(), plain()});
-  expect(tabs->viewControllers()[0], tabs);
-  tabs->setSelectedViewController(tabs->viewControllers()[1]);
-  expect(nullptr, tabs);  // an empty stack
-  const Controller other = plain();
-  std::static_pointer_cast<UINavigationController>(tabs->viewControllers()[1])
-      ->pushViewController(other, false);
-  expect(other, tabs);
-  window->setRootViewController(make<UINavigationController>(tabs));
-  EXPECT_EQ(topPresented(), tabs) << "what a navigation controller shows is not unwrapped again";
+  expectTop(nullptr, tabs);
+  const auto emptyStack = make<UINavigationController>();
+  tabs->setViewControllers({plain(), emptyStack, plain()});
+  expectTop(tabs->viewControllers()[0], tabs);
+  tabs->setSelectedViewController(emptyStack);
+  expectTop(nullptr, tabs);
+  emptyStack->pushViewController(inTabs, false);
+  expectTop(inTabs, tabs);
+  const auto outer = make<UINavigationController>(tabs);
+  window->setRootViewController(outer);
+  expectTop(tabs, outer);  // what a navigation controller shows is not unwrapped again
 }
 
-TEST_F(PresentationTest, WithoutAKeyWindowTheDelegatesIsAskedAndNotWalked) {
+TEST_F(PresentationTest, WithoutAKeyWindowTheWindowOfTheDelegateIsUsed) {
   setDelegate<Deaf>();
   application->setKeyWindow(nullptr);
-  EXPECT_EQ(top(), nullptr);
+  expectTop(nullptr, nullptr);
   const auto delegate = setDelegate<WithWindow>();
-  EXPECT_EQ(topPresented(), nullptr);
+  expectTop(nullptr, nullptr);
   root->presentViewController(plain(), true);
   delegate->own->setRootViewController(root);
-  EXPECT_EQ(top(), root);
-  const auto navigation = make<UINavigationController>(plain());
+  expectTop(root, root);  // its presented controllers are not followed
+  const Controller page = plain();
+  const auto navigation = make<UINavigationController>(page);
   delegate->own->setRootViewController(navigation);
-  EXPECT_EQ(topPresented(), navigation->topViewController());
+  expectTop(page, navigation);
   window->setRootViewController(nullptr);
   window->makeKeyAndVisible();
-  EXPECT_EQ(top(), navigation) << "a key window without a root counts as none";
-  { make<UIWindow>()->makeKeyAndVisible(); }
-  EXPECT_EQ(application->keyWindow(), nullptr) << "nobody kept it";
-  application->setDelegate(nullptr);
-  EXPECT_EQ(top(), nullptr);
-  TWCoreUtils::showAlertViewWithMessage("message", "title");
-  open("https://shop.example/");
-  EXPECT_EQ(screen(), Lines());
-  EXPECT_EQ(lines(), Lines());
+  expectTop(page, navigation);  // a key window without a root does not count
 }
 
-TEST_F(PresentationTest, AnAlertHasOneButtonThatEndsIt) {
+TEST_F(PresentationTest, PagesAndAlertsAreShownAndDismissedOnTheMainQueue) {
+  handler.dismissRichLandingWebViewControllerWithAnimation(true);
+  EXPECT_EQ(runUntilIdle(), 0u) << "there is no page yet";
+  open("https://shop.example/1");
+  EXPECT_EQ(presenter().onScreen().size(), 0u);
+  EXPECT_EQ(screen(), Lines{"https://shop.example/1"});
+  const auto first = handler.sfVC();
+  open("https://shop.example/replaced");
+  open("HTTP://shop.example/2");
+  TWCoreUtils::showAlertViewWithMessage("message", std::nullopt);
+  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "HTTP://shop.example/2", "nil"}));
+  TidewellCore::sharedInstance().dismissRichLandingWebViewControllerWithAnimation(false);
+  EXPECT_EQ(presenter().dismissals().size(), 0u) << "on the main queue";
+  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "nil"}));
+  EXPECT_FALSE(presenter().dismissals().at(0).animated);
+  handler.dismissRichLandingWebViewControllerWithAnimation(true);
+  EXPECT_EQ(screen().size(), 2u) << "the last page is dismissed already";
+  handler.setSfVC(first);
+  handler.dismissRichLandingWebViewControllerWithAnimation(true);
+  EXPECT_EQ(screen(), Lines());
+
+  open("https://shop.example/dismissed");
+  open("https://shop.example/3");
+  handler.dismissRichLandingWebViewControllerWithAnimation(true);
+  EXPECT_EQ(screen(), Lines());
   TWCoreUtils::showAlertViewWithMessage("It is \xf0\x9f\x8e\x89", "Sale");
-  TWCoreUtils::showAlertViewWithMessage(std::nullopt, std::nullopt);
-  EXPECT_EQ(screen(), (Lines{"Sale", "nil"}));
-  const OnScreen shown = presenter().onScreen().front();
+  EXPECT_EQ(screen(), Lines{"Sale"});
+  const testing::OnScreen shown = presenter().onScreen().front();
   EXPECT_EQ(shown.alert->message, "It is \xf0\x9f\x8e\x89");
   ASSERT_EQ(shown.alert->actions.size(), 1u);
   EXPECT_EQ(shown.alert->actions[0].title, "OK");
   EXPECT_TRUE(presenter().choose(shown.shown, 0));
-  EXPECT_EQ(screen(), Lines{"nil"});
-}
-
-TEST_F(PresentationTest, PagesOpenOnTheMainQueueOneAboveTheOtherAndBeneathAlerts) {
-  TWCoreUtils::showAlertViewWithMessage("message", "alert");
-  open("https://shop.example/1");
-  EXPECT_EQ(presenter().onScreen().size(), 0u);
-  EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1"}));
-  const auto first = handler.sfVC();
-  open("HTTP://shop.example/2");
-  EXPECT_EQ(screen().size(), 3u);
-  open("https://shop.example/lost");
-  open("https://shop.example/3");
-  EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1", "HTTP://shop.example/2 above 1",
-                             "https://shop.example/3 above 2"}))
-      << "of two that are opened before the main queue comes to them the second, once";
-  EXPECT_EQ(lines(), Lines());
-  TidewellCore::sharedInstance().dismissRichLandingWebViewControllerWithAnimation(false);
-  EXPECT_EQ(presenter().dismissals().size(), 0u) << "on the main queue";
-  EXPECT_EQ(screen(), (Lines{"alert", "https://shop.example/1", "HTTP://shop.example/2 above 1"}));
-  EXPECT_FALSE(presenter().dismissals().at(0).animated);
-  handler.dismissRichLandingWebViewControllerWithAnimation(true);
-  EXPECT_EQ(screen().size(), 3u) << "the last one is away already";
-  handler.setSfVC(first);
-  handler.dismissRichLandingWebViewControllerWithAnimation(true);
-  EXPECT_EQ(screen(), Lines{"alert"}) << "with what is above it";
-}
-
-TEST_F(PresentationTest, APageIsGoneWhenTheUserClosesIt) {
-  open("https://shop.example/1");
-  runUntilIdle();
-  open("https://shop.example/2");
-  TWCoreUtils::showAlertViewWithMessage("message", "alert");  // before the second is shown
-  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "https://shop.example/2 above 0", "alert above 0"}));
-  EXPECT_TRUE(presenter().close(presenter().onScreen()[1].shown));
-  EXPECT_EQ(screen(), (Lines{"https://shop.example/1", "alert above 0"}));
-  presenter().closeWindow();
   EXPECT_EQ(screen(), Lines());
+  open("https://shop.example/4");
+  EXPECT_EQ(screen(), Lines{"https://shop.example/4"});
+  EXPECT_TRUE(presenter().close(presenter().onScreen()[0].shown));
+  screen();
   EXPECT_EQ(root->presentedViewController(), nullptr);
+  EXPECT_EQ(lines(), Lines());
 }
 
-TEST_F(PresentationTest, ADismissalBeforeThePageWasShownLeavesNothingOnTheScreen) {
-  handler.dismissRichLandingWebViewControllerWithAnimation(true);
-  EXPECT_EQ(runUntilIdle(), 0u) << "there was no page yet";
-  open("https://shop.example/1");
-  const auto first = handler.sfVC();
-  handler.dismissRichLandingWebViewControllerWithAnimation(true);
-  EXPECT_EQ(screen(), Lines());
-  open("https://shop.example/1");
-  handler.dismissRichLandingWebViewControllerWithAnimation(true);
-  open("https://shop.example/2");
-  EXPECT_EQ(screen(), Lines{"https://shop.example/2"});
-  handler.dismissRichLandingWebViewControllerWithAnimation(true);
-  handler.setSfVC(first);
-  EXPECT_EQ(screen(), Lines{"https://shop.example/2"})
-      << "what it holds then is asked, and was closed before";
-}
-
-TEST_F(PresentationTest, OnlyWebPagesAreShown) {
-  for (const char* url : {"file:///etc/passwd", "javascript:alert(1)", "data:text/html,hi", "//shop.example/",
-                          "shop:cart", "httpx://shop.example/"}) {
+TEST_F(PresentationTest, WhatCannotBeShownIsLogged) {
+  const std::string unsupported = caughtLine(
+      "TWWebViewHandler", 41, "openWebViewWithUrl:",
+      "WebView Handler Open URL exception The specified URL has an unsupported scheme. Only HTTP and "
+      "HTTPS URLs are supported.");
+  for (const char* url : {"file:///etc/passwd", "javascript:alert(1)", "//shop.example/", "httpx://shop/"}) {
     open(url);
-    EXPECT_EQ(lines(),
-              Lines{"Tidewell - <file - TWWebViewHandler, line number - 41 , method - "
-                    "'openWebViewWithUrl:'> WebView Handler Open URL exception The specified URL has an "
-                    "unsupported scheme. Only HTTP and HTTPS URLs are supported."});
+    EXPECT_EQ(lines(), Lines{unsupported}) << url;
   }
-  EXPECT_EQ(screen(), Lines());
   EXPECT_EQ(handler.sfVC(), nullptr);
-}
 
-TEST_F(PresentationTest, WhatRaisesIsLogged) {
   class Stuck : public TWWebViewHandler {
    public:
     void dismissSafariControllerWithAnimation(bool) override { throw std::runtime_error("stuck"); }
   };
+  class Refusing : public UIViewController {
+   public:
+    void presentViewController(const Controller&, bool, const Completion&) override {
+      throw std::runtime_error("no room");
+    }
+  };
   make<Stuck>()->dismissRichLandingWebViewControllerWithAnimation(true);
   window->setRootViewController(make<Refusing>());
   TWCoreUtils::showAlertViewWithMessage("message", "title");
-  EXPECT_EQ(lines(), (Lines{"Tidewell - <file - TWWebViewHandler, line number - 60 , method - "
-                            "'dismissRichLandingWebViewControllerWithAnimation:'> WebView Handler Dismiss "
-                            "exception stuck",
-                            "Tidewell - <file - TWCoreUtils, line number - 134 , method - "
-                            "'showAlertViewWithMessage:andTitle:'> Exception : no room"}));
-}
+  EXPECT_EQ(
+      lines(),
+      (Lines{caughtLine("TWWebViewHandler", 60, "dismissRichLandingWebViewControllerWithAnimation:",
+                        "WebView Handler Dismiss exception stuck"),
+             caughtLine("TWCoreUtils", 134, "showAlertViewWithMessage:andTitle:", "Exception : no room")}));
 
-TEST_F(PresentationTest, TheScreenIsMeasuredAsItIsTurnedAndMayBeMissing) {
+  window->setRootViewController(root);
   presenter().setScreenSize({812, 375.5});
   EXPECT_EQ(TWCoreUtils::deviceScreenWidth(), 812);
   EXPECT_EQ(TWCoreUtils::deviceScreenHeight(), 375.5);
   presenter().setScreenSize({});
-  TWCoreUtils::showAlertViewWithMessage("message", "title");
   open("https://shop.example/");
   EXPECT_EQ(screen(), Lines());
-  EXPECT_EQ(root->presentedViewController(), nullptr) << "what cannot be shown is presented no longer";
+  EXPECT_EQ(root->presentedViewController(), nullptr) << "there is no screen";
 }
 
 }  // namespace

@@ -1,101 +1,78 @@
 #include <fstream>
+#include <regex>
 #include <set>
 
 #include "core/CoreFixture.h"
-#include "tidewell/base/formats/Json.h"
-#include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
-#include "tidewell/core/TWUtils/TWCoreUtils.h"
-#include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 
 namespace tidewell {
 namespace {
 
 using Names = std::set<std::string>;
 
-// How the page's sections on parameters begin, and what follows them.
-const char* const kParameters = "The body of the configuration request";
-const char* const kGeofenceParameters = "The two geofence";
-const char* const kAfterParameters = "The vendor identifier";
-
-/// What docs/privacy.md says: the names in backticks at the front of its tables' rows.
-class PrivacyPage : public CoreFixture {
- protected:
-  PrivacyPage() {
-    TWCoreUtils::saveAppId("A");
-    TWCoreUtils::saveDeviceToken("token");
-    platform->standardUserDefaults().setObject("4.2", Tidewell_Flutter_SDK_Version);
-    TWConfigManager::sharedInstance().updateConfigFromResponse(
-        base::Dictionary{{"a_s", "allowed"}, {"le_s", "allowed"}, {"le_tkn", "t"}});
+/// The names in backticks at the beginning of the table rows between two texts of docs/privacy.md: of all
+/// rows, or of those that contain `with`.
+Names documented(const std::string& from, const std::string& to, const std::string& with = "|") {
+  std::ifstream page(TIDEWELL_TEST_DATA "/../../docs/privacy.md");
+  static const std::regex name("`([^`]*)`");
+  Names names;
+  bool inside = false;
+  for (std::string line; std::getline(page, line);) {
+    inside = (inside || line.starts_with(from)) && !line.starts_with(to);
+    if (!inside || !line.starts_with("| `") || line.find(with) == std::string::npos) continue;
+    const std::string cell = line.substr(0, line.find('|', 1));
+    for (std::sregex_iterator match(cell.begin(), cell.end(), name), end; match != end; ++match)
+      names.insert((*match)[1]);
   }
-
-  /// Of the rows between two texts of the page, those that hold a third.
-  static Names promised(const std::string& from, const std::string& to, const std::string& with = "|") {
-    std::ifstream page(TIDEWELL_TEST_DATA "/../../docs/privacy.md");
-    Names names;
-    bool inside = false;
-    for (std::string line; std::getline(page, line);) {
-      if (line.starts_with(from)) inside = true;
-      if (line.starts_with(to)) inside = false;
-      if (!inside || !line.starts_with("| `") || line.find(with) == std::string::npos) continue;
-      const std::string cell = line.substr(0, line.find('|', 1));
-      for (std::size_t begin = cell.find('`'); begin != std::string::npos;) {
-        const auto end = cell.find('`', begin + 1);
-        names.insert(cell.substr(begin + 1, end - begin - 1));
-        begin = cell.find('`', end + 1);
-      }
-    }
-    EXPECT_FALSE(names.empty()) << from;
-    return names;
-  }
-  static Names sent(TWService service) {
-    return keys(TWNetworkUtils::getQueryParamsBodyDictForService(service).value());
-  }
-  static Names keys(const base::Dictionary& dictionary) {
-    const auto all = dictionary.allKeys();
-    return {all.begin(), all.end()};
-  }
-  static Names without(Names all, const Names& some) {
-    for (const auto& each : some) all.erase(each);
-    return all;
-  }
-};
-
-TEST_F(PrivacyPage, NamesEveryParameterOfEveryService) {
-  const Names common = promised(kParameters, kGeofenceParameters);
-  const Names geofence = promised(kParameters, kAfterParameters);
-  for (std::int32_t number = TWServiceGetConfig; number <= TWServiceSendLogs; ++number) {
-    const TWService service{number};
-    const bool isGeofence = service == TWServiceGeofenceHit || service == TWServiceGetGeofences;
-    EXPECT_EQ(sent(service), isGeofence ? geofence : common) << number;
-  }
+  EXPECT_FALSE(names.empty()) << from;
+  return names;
+}
+Names namesOf(const base::Value& dictionary) {
+  const Lines all = dictionary.dictionary()->allKeys();
+  return {all.begin(), all.end()};
+}
+Names sentBy(TWService service) { return namesOf(TWNetworkUtils::getQueryParamsBodyDictForService(service)); }
+Names without(Names all, const Names& some) {
+  for (const std::string& each : some) all.erase(each);
+  return all;
 }
 
-TEST_F(PrivacyPage, SaysWhatAnOptOutStops) {
-  const Names all = sent(TWServiceGetGeofences);
-  const Names ofPush = promised(kParameters, kAfterParameters, "setUserPushNotificationOptedOut");
-  const Names ofTracking = promised(kParameters, kAfterParameters, "setDataTrackingOptedOut");
+class PrivacyPageTest : public CoreFixture {};
+
+TEST_F(PrivacyPageTest, NamesEverythingThatIsSent) {
+  TWCoreUtils::saveAppId("A");
+  TWCoreUtils::saveDeviceToken("token");
+  platform->standardUserDefaults().setObject("4.2", Tidewell_Flutter_SDK_Version);
   TWConfigManager& config = TWConfigManager::sharedInstance();
+  config.updateConfigFromResponse(base::Dictionary{{"a_s", "allowed"}, {"le_s", "allowed"}, {"le_tkn", "t"}});
+  const char* const begin = "The body of the configuration request";
+  const char* const end = "The vendor identifier";
+  const Names all = documented(begin, end);
+  for (std::int32_t service = TWServiceGetConfig; service <= TWServiceSendLogs; ++service) {
+    const bool isGeofence = service == TWServiceGeofenceHit || service == TWServiceGetGeofences;
+    EXPECT_EQ(sentBy(TWService{service}), isGeofence ? all : documented(begin, "The two geofence"))
+        << service;
+  }
+
+  const Names ofPush = documented(begin, end, "setUserPushNotificationOptedOut");
+  const Names ofTracking = documented(begin, end, "setDataTrackingOptedOut");
   config.setUserPushNotificationOptedOut(true);
-  EXPECT_EQ(sent(TWServiceGetGeofences), without(all, ofPush));
-  config.setUserPushNotificationOptedOut(false);
+  EXPECT_EQ(sentBy(TWServiceGetGeofences), without(all, ofPush));
   config.setDataTrackingOptedOut(true);
-  EXPECT_EQ(sent(TWServiceGetGeofences), without(all, ofTracking));
+  config.setUserPushNotificationOptedOut(false);
+  EXPECT_EQ(sentBy(TWServiceGetGeofences), without(all, ofTracking));
   config.setDataTrackingOptedOut(false);
   config.tdwConfig()->setAccountStatus("blocked");
-  EXPECT_EQ(sent(TWServiceGetGeofences), without(without(all, ofPush), ofTracking)) << "a blocked account";
-}
+  EXPECT_EQ(sentBy(TWServiceGetGeofences), without(without(all, ofPush), ofTracking));
 
-TEST_F(PrivacyPage, NamesEveryHeaderAndEverythingInAShippedLine) {
   TWLogger::sendLogToLogEntries("message", "trace", "DEBUG");
-  const auto requests = platform->testNetwork().sent();
-  ASSERT_EQ(requests.size(), 1u);
+  ASSERT_EQ(sent().size(), 1u);
+  const platform::UrlRequest request = sent()[0].request;
   Names headers;
-  for (const auto& [name, value] : requests[0].request.allHTTPHeaderFields()) headers.emplace(name);
-  EXPECT_EQ(headers, promised("## Headers", "## A shipped line"));
-  const base::Value body = base::JSONObjectWithData(*requests[0].request.HTTPBody());
-  EXPECT_EQ(keys(*body.dictionary()), promised("## A shipped line", "## How to stop it"));
+  for (const auto& [name, value] : request.allHTTPHeaderFields()) headers.emplace(name);
+  EXPECT_EQ(headers, documented("## Headers", "## A shipped line"));
+  EXPECT_EQ(namesOf(base::JSONObjectWithData(*request.HTTPBody())),
+            documented("## A shipped line", "## How to stop it"));
 }
 
 }  // namespace

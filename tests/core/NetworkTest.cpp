@@ -1,0 +1,225 @@
+#include <stdexcept>
+
+#include "core/CoreFixture.h"
+#include "tidewell/core/TWNetwork/TWNetworkClient.h"
+#include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
+#include "tidewell/core/TWNetwork/TWNetworkRequest.h"
+#include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+
+namespace tidewell {
+namespace {
+
+using testing::ScriptedNetwork;
+using MaybeDictionary = std::optional<base::Dictionary>;
+
+const base::Value kNull = base::Value::null();
+const std::string kHostAndPort = "https://" + std::string(HOST_TDW_PROD_US) + ":443";
+
+class NetworkTest : public CoreFixture {
+ protected:
+  NetworkTest() {
+    TWCoreUtils::saveAppId("ABC123");
+    (void)TWConfigManager::sharedInstance();  // logs a line of its own when it is made
+    TWLogger::debug(1);
+  }
+
+  /// Notes "RESULT RESPONSE on QUEUE" in `calls`.
+  TWRequestCompletion record() {
+    return [this](bool success, const base::Value& response) {
+      calls.push_back(std::string(success ? "yes " : "no ") + response.description() + " on " +
+                      (platform->testMainQueue().isCurrent()      ? "main"
+                       : platform->testSessionQueue().isCurrent() ? "session"
+                                                                  : "caller"));
+    };
+  }
+
+  Lines calls;
+};
+
+platform::UrlRequest toHost() { return platform::UrlRequest(base::Url::URLWithString("https://h.example/")); }
+
+TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
+  using Send = void (TWNetworkClient::*)(std::optional<platform::UrlRequest>, TWRequestCompletion) const;
+  const Send fetch = &TWNetworkClient::fetchRequest, sync = &TWNetworkClient::syncRequest,
+             sendLog = &TWNetworkClient::sendLogRequest;
+  const std::string api = "🛑 Api failed with response ";
+  const auto fetchLine = [&](const std::string& what) {
+    return caughtLine("TWNetworkClient", 59, "fetchRequest:withCompletionHandler:", api + what + " 🛑 ");
+  };
+  const auto status = [](std::int64_t code) {
+    return platform::UrlResponse{"https://h.example/", code, {}}.description();
+  };
+  const auto reply = ScriptedNetwork::reply;
+  const struct {
+    Send send;
+    platform::UrlTaskResult result;
+    std::string call;
+    std::string line;
+  } cases[] = {
+      {fetch, reply(200, R"({"a":1})"), "yes {\n    a = 1;\n} on main", ""},
+      {fetch, reply(200, "[1]"), "yes (\n    1\n) on main", ""},
+      {fetch, reply(200, "<html>"), "yes {\n} on main", ""},
+      {fetch, reply(201, "{}"), "no (null) on main", fetchLine(status(201) + " and error (null)")},
+      {fetch, ScriptedNetwork::failure(-1001, "timed out"), "no (null) on main",
+       fetchLine("(null) and error Error Domain=NSURLErrorDomain Code=-1001 \"timed out\"")},
+      {sync, reply(200, "{}"), "yes (null) on session", ""},
+      {sync, reply(404, ""), "no (null) on session",
+       caughtLine("TWNetworkClient", 95,
+                  "syncRequest:withCompletionHandler:", api + status(404) + " and error (null) 🛑")},
+      {sendLog, reply(204, ""), "yes (null) on session", ""},
+      {sendLog, reply(200, ""), "no (null) on session",
+       "Tidewell - 🛑 The connection failed with response " + status(200) + " error (null) 🛑"},
+  };
+  for (const auto& [send, result, call, line] : cases) {
+    calls.clear();
+    for (const TWRequestCompletion& completion : {record(), TWRequestCompletion()}) {
+      (TWNetworkClient().*send)(toHost(), completion);
+      platform->testNetwork().answer(result);
+      runUntilIdle();
+      expectLinesBeginning(line.empty() ? Lines() : Lines{line});
+    }
+    EXPECT_EQ(calls, Lines{call});
+  }
+}
+
+TEST_F(NetworkTest, AMissingRequestCompletesAtOnceOrRaises) {
+  TWNetworkClient().fetchRequest(std::nullopt, record());
+  EXPECT_EQ(calls, Lines{"no (null) on caller"});
+  EXPECT_EQ(lines(), Lines{caughtLine("TWNetworkClient", 74, "fetchRequest:withCompletionHandler:",
+                                      "Exception : Cannot create data task with nil request")});
+  TWNetworkClient().fetchRequest(std::nullopt, {});
+  EXPECT_THROW(TWNetworkClient().syncRequest(std::nullopt, record()), base::Exception);
+  EXPECT_THROW(TWNetworkClient().sendLogRequest(std::nullopt, record()), base::Exception);
+  EXPECT_EQ(calls.size(), 1u);
+}
+
+TEST_F(NetworkTest, ACompletionThatRaisesIsReportedAndLaterOnesRun) {
+  answerEverythingWith(200);
+  const auto raise = [](bool, const base::Value&) { throw std::runtime_error("host"); };
+  TWNetworkClient().fetchRequest(std::nullopt, raise);
+  TWNetworkClient().fetchRequest(toHost(), raise);
+  TWNetworkClient().syncRequest(toHost(), raise);
+  TWNetworkClient().fetchRequest(toHost(), record());
+  runUntilIdle();
+  EXPECT_EQ(calls.size(), 1u);
+  const Lines logged = lines();
+  const auto isOfHost = [](const std::string& line) { return line.ends_with("host"); };
+  EXPECT_EQ(std::count_if(logged.begin(), logged.end(), isOfHost), 3);
+}
+
+TEST_F(NetworkTest, ARequestIsMadeOfItsServicePartsByteForByte) {
+  const auto text = [](const std::optional<platform::UrlRequest>& request) {
+    std::string all = request->HTTPMethod() + " " + request->URL()->absoluteString();
+    for (const auto& [name, value] : request->allHTTPHeaderFields()) all += "\n" + name + ": " + value;
+    return all + "\n" + request->HTTPBody().value_or("-");
+  };
+  const base::Dictionary params{{"z", "&=+"}, {"a b", ""}, {"n", kNull}};
+  const base::Dictionary extra{
+      {"X-One", "1"}, {"X-Null", kNull}, {"tdw-appkey", "forged"}, {"X-Bad", "a\r\nb"}};
+  const base::Dictionary body{
+      {"z", "a/b"}, {"a", base::Array{1, 2.5, true, kNull}}, {"d", base::Dictionary{}}};
+  const std::string json = "\ncontent-type: application/json\n";
+  EXPECT_EQ(text(TWNetworkRequest(TWServiceInbox, params, extra, body, {}).getRequestInstance()),
+            "POST " + kHostAndPort + "/v1/getInboxMessages?z=%26%3D+&a%20b=\nX-One: 1\nTDW-APPKEY: ABC123" +
+                json + R"({"z":"a\/b","a":[1,2.5,true,null],"d":{}})");
+  lines();
+  EXPECT_EQ(text(TWNetworkRequest(TWServiceGetTestInAppPayloadV3, base::Dictionary{{"n", kNull}}, {}, body,
+                                  "a b/ü?#")
+                     .getRequestInstance()),
+            "GET " + kHostAndPort + "/v3/campaigns/inapp/test/a%20b/%C3%BC%3F%23\nTDW-APPKEY: ABC123\n-");
+  for (const auto& [appId, header] : {std::pair<Text, std::string>{"", "\nTDW-APPKEY: "}, {{}, ""}}) {
+    TWCoreUtils::saveAppId(appId);
+    EXPECT_EQ(text(TWNetworkRequest(TWServiceInbox, {}, {}, {}, {}).getRequestInstance()),
+              "POST " + kHostAndPort + "/v1/getInboxMessages" + header + json + "-");
+  }
+  TWCoreUtils::saveAppId("ABC123");
+  lines();
+  (void)TWNetworkRequest(TWServiceInbox, {}, {}, base::Dictionary{{"k", "v"}}, {}).getRequestInstance();
+  EXPECT_EQ(lines(), (Lines{"Tidewell - Request URL : " + kHostAndPort + "/v1/getInboxMessages",
+                            "Tidewell - Request Method : POST",
+                            "Tidewell - Request headers : {\n    \"TDW-APPKEY\" = ABC123;\n}",
+                            "Tidewell - Request Body : {\n    k = v;\n}"}));
+}
+
+TEST_F(NetworkTest, ARequestThatCannotBeBuiltCompletesOnceWithoutSuccess) {
+  const MaybeDictionary number = base::Dictionary{{"k", 7}},
+                        data = base::Dictionary{{"k", base::Data("bytes")}};
+  const MaybeDictionary notJSON = base::Dictionary{{"k", base::Date{0}}};
+  const std::string request =
+      caughtLine("TWNetworkRequest", 162, "getRequestInstance", "Exception in Request Generator ");
+  const std::string url =
+      caughtLine("TWNetworkRequest", 89, "createURLWithPathComponent:", "Exception in creating URL ");
+  const struct {
+    int service;
+    MaybeDictionary params, headers, body;
+    std::string line;
+  } cases[] = {
+      {14, {}, {}, {}, request},    {-1, {}, {}, {}, request},     {7, number, {}, {}, url},
+      {7, {}, number, {}, request}, {7, {}, {}, notJSON, request}, {7, data, {}, {}, url},
+      {7, {}, data, {}, request},
+  };
+  answerEverythingWith(200, "{}");
+  for (const auto& each : cases) {
+    calls.clear();
+    lines();
+    TWNetworkRequest(TWService(each.service), each.params, each.headers, each.body, {})
+        .executeRequestWithCompletionBlock(record());
+    runUntilIdle();
+    EXPECT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].substr(0, 9), "no (null)");
+    EXPECT_NE(::testing::PrintToString(lines()).find(each.line), std::string::npos) << each.line;
+  }
+}
+
+TEST_F(NetworkTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
+  auto& configuration = TWNetworkConfiguration::defaultConfiguration();
+  const auto session = configuration.getTWURLSession();
+  EXPECT_EQ(session, configuration.getTWURLSession());
+  const auto& settings = session->configuration();
+  EXPECT_EQ(settings.name, "tidewell");
+  EXPECT_EQ(settings.timeoutIntervalForRequest, 10.0);
+  EXPECT_EQ(settings.timeoutIntervalForResource, 60.0);
+  EXPECT_EQ(settings.requestCachePolicy, platform::UrlRequestCachePolicy::reloadIgnoringLocalCacheData);
+  EXPECT_TRUE(settings.httpsOnly);
+  EXPECT_EQ(settings.headersBoundToHost, (Lines{"TDW-APPKEY"}));
+  platform = platform->restart();
+  EXPECT_NE(session, configuration.getTWURLSession());
+}
+
+TEST_F(NetworkTest, TheLastWrapperThatLeftAVersionIsNamed) {
+  const std::pair<std::string_view, const char*> wrappers[] = {
+      {"TIDEWELL_FLUTTER_SDK_VERSION", "flutter"}, {"TIDEWELL_XAMARIN_SDK_VERSION", "xamarin"},
+      {"TIDEWELL_SEGMENT_SDK_VERSION", "segment"}, {"TIDEWELL_REACT_NATIVE_SDK_VERSION", "react_native"},
+      {"TIDEWELL_CORDOVA_SDK_VERSION", "cordova"},
+  };
+  for (const auto& wrapper : wrappers) platform->testDefaults().setObject(wrapper.second, wrapper.first);
+  for (const auto& [key, type] : wrappers) {
+    EXPECT_EQ(TWNetworkUtils::getIntegrationParams(),
+              (base::Dictionary{{"integration_version", type}, {"integration_type", type}}));
+    platform->testDefaults().removeObjectForKey(key);
+  }
+  EXPECT_TRUE(TWNetworkUtils::getIntegrationParams().empty());
+}
+
+TEST_F(NetworkTest, MissingFactsAreEmptyParametersOrALine) {
+  platform->testDevice().identifierForVendorValue = std::nullopt;
+  EXPECT_EQ(TWNetworkUtils::getRequestParamsForV2().objectForKey("unique_id"), base::Value(""));
+  TWCoreUtils::saveAppId("");
+  TWCoreUtils::saveDeviceToken("");
+  EXPECT_EQ(TWNetworkUtils::getRequestParamsForV1APIs().objectForKey("appId"), base::Value(""));
+  EXPECT_FALSE(TWNetworkUtils::getRequestParamsForV2().find("push_id"));
+  const Lines failed{"Tidewell - App ID is missing in the initialize call",
+                     caughtLine("TWNetworkUtils", 165,
+                                "getRequestParamsWithV1:", "Exception while getting Param for API : ")};
+  lines();
+  platform->testDevice().modelValue = std::nullopt;
+  EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
+  expectLinesBeginning(failed);
+  platform->testDevice().modelValue = "iPhone";
+  platform->testBundles().setMainInfoDictionary({});
+  EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
+  expectLinesBeginning(failed);
+}
+
+}  // namespace
+}  // namespace tidewell
