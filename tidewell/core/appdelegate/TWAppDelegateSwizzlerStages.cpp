@@ -144,9 +144,7 @@ Dictionary copyOfRealImplementations(const Object& object) {
 
 Class* createSubclassWithObject(Object& object) {
   Class& original = object.isa();
-  const SubclassFaults& faults = subclassFaultsForTesting();
-  const std::string uuid = faults.makeUUID ? faults.makeUUID() : base::UUIDString();
-  const std::string name = std::string(kSubclassPrefix) + original.name() + "-" + uuid;
+  const std::string name = std::string(kSubclassPrefix) + original.name() + "-" + base::UUIDString();
   if (runtime::classNamed(name)) {
     logLine([&] {
       return stringWithFormat(
@@ -155,7 +153,7 @@ Class* createSubclassWithObject(Object& object) {
     });
     return nullptr;
   }
-  Class* const subclass = runtime::allocateClassPair(&original, name, faults.extraBytes);
+  Class* const subclass = runtime::allocateClassPair(&original, name);
   if (!subclass) {
     logLine([&] {
       return stringWithFormat(
@@ -235,11 +233,6 @@ Ref takeOriginalDelegate(const Object* ifItIs) {
   const base::MutexLock lock(proxyState().mutex);
   if (proxyState().originalAppDelegate.get() != ifItIs) return nullptr;
   return std::exchange(proxyState().originalAppDelegate, nullptr);
-}
-
-SubclassFaults& subclassFaultsForTesting() {
-  static base::NeverDestroyed<SubclassFaults> faults;
-  return *faults;
 }
 
 void TWAppDelegateSwizzler::proxyOriginalDelegate() {

@@ -43,11 +43,4 @@ void attachRealImplementations(runtime::Object* object, base::Value map, runtime
 /// two threads that ask at once, one gets it.
 [[nodiscard]] runtime::Ref takeOriginalDelegate(const runtime::Object* ifItIs);
 
-/// What a test puts in the way of a subclass.
-struct SubclassFaults {
-  std::string (*makeUUID)() = nullptr;  ///< in place of a random one
-  std::size_t extraBytes = 0;           ///< makes the subclass's objects larger
-};
-[[nodiscard]] TIDEWELL_EXPORT SubclassFaults& subclassFaultsForTesting();
-
 }  // namespace tidewell
