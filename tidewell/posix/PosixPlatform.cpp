@@ -21,9 +21,9 @@
 #include "tidewell/posix/internal/PosixDevice.h"
 #include "tidewell/posix/internal/PosixFileManager.h"
 #include "tidewell/posix/internal/PosixKeychain.h"
+#include "tidewell/posix/internal/PosixTransport.h"
 #include "tidewell/posix/internal/PosixUserDefaults.h"
 #include "tidewell/posix/internal/Thread.h"
-#include "tidewell/posix/internal/UrlSessionModule.h"
 #include "tidewell/posix/internal/WorkerQueue.h"
 
 namespace tidewell::posix {

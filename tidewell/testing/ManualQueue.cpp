@@ -1,10 +1,11 @@
+#include "tidewell/testing/ManualQueue.h"
+
 #include <algorithm>
 #include <deque>
 #include <thread>
 #include <utility>
 
 #include "tidewell/base/internal/Mutex.h"
-#include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
 

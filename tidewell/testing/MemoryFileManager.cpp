@@ -1,3 +1,5 @@
+#include "tidewell/testing/MemoryFileManager.h"
+
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -7,7 +9,6 @@
 #include <utility>
 
 #include "tidewell/base/internal/Mutex.h"
-#include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
 namespace {

@@ -1,8 +1,9 @@
+#include "tidewell/testing/MemoryKeychain.h"
+
 #include <algorithm>
 #include <utility>
 
 #include "tidewell/base/internal/Mutex.h"
-#include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::testing {
 namespace {

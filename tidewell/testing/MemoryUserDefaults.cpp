@@ -1,9 +1,11 @@
+#include "tidewell/testing/MemoryUserDefaults.h"
+
 #include <map>
 #include <utility>
 
 #include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/base/internal/Mutex.h"
-#include "tidewell/testing/TestingPlatform.h"
+#include "tidewell/platform/Platform.h"
 
 namespace tidewell::testing {
 namespace {

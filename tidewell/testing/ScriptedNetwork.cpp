@@ -1,3 +1,5 @@
+#include "tidewell/testing/ScriptedNetwork.h"
+
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/testing/internal/ScriptedNetworkState.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tidewell/posix/PosixPlatform.h"
-#include "tidewell/posix/internal/UrlSessionModule.h"
+#include "tidewell/posix/internal/PosixTransport.h"
 
 namespace tidewell::posix {
 

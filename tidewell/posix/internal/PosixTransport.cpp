@@ -14,10 +14,10 @@
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/internal/ForkGuard.h"
+#include "tidewell/posix/internal/PosixTransport.h"
 #include "tidewell/posix/internal/Thread.h"
 #include "tidewell/posix/internal/TransferEngine.h"
 #include "tidewell/posix/internal/UrlErrors.h"
-#include "tidewell/posix/internal/UrlSessionModule.h"
 
 namespace tidewell::posix {
 namespace {

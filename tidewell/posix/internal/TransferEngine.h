@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tidewell/platform/UrlSession.h"
-#include "tidewell/posix/internal/UrlSessionModule.h"
+#include "tidewell/posix/internal/PosixTransport.h"
 
 // What the platform's library and the module with libcurl in it
 // know of each other. Both are built together, so they may share C++ types.

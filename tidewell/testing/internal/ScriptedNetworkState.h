@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "tidewell/base/internal/Mutex.h"
-#include "tidewell/testing/TestingPlatform.h"
+#include "tidewell/testing/ManualQueue.h"
+#include "tidewell/testing/ScriptedNetwork.h"
 
 namespace tidewell::testing {
 

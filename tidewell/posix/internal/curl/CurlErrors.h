@@ -3,7 +3,7 @@
 #include <curl/curl.h>
 
 #include "tidewell/base/Error.h"
-#include "tidewell/posix/internal/UrlSessionModule.h"
+#include "tidewell/posix/internal/PosixTransport.h"
 
 namespace tidewell::posix {
 

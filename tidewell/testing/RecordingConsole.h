@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/platform/Console.h"
+
+namespace tidewell::testing {
+
+/// A console that keeps its lines. Any thread.
+class TIDEWELL_EXPORT RecordingConsole final : public platform::Console {
+ public:
+  RecordingConsole();
+  ~RecordingConsole() override;
+  void write(std::string_view text) override;
+  [[nodiscard]] std::vector<std::string> lines() const;
+  /// The lines so far; the console is empty afterwards.
+  std::vector<std::string> takeLines();
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace tidewell::testing

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tidewell/base/Export.h"
+#include "tidewell/platform/Device.h"
+
+namespace tidewell::testing {
+
+/// Facts that a test sets. No value: not known.
+class TIDEWELL_EXPORT TestDevice final : public platform::Device {
+ public:
+  TestDevice();
+  ~TestDevice() override;
+  [[nodiscard]] std::optional<std::string> identifierForVendor() override;
+  [[nodiscard]] std::optional<std::string> model() override;
+  [[nodiscard]] std::optional<std::string> localizedModel() override;
+  [[nodiscard]] std::optional<std::string> systemVersion() override;
+  [[nodiscard]] std::string machine() override;
+
+  // Set before the platform is in use. The values a new one holds: a fixed identifier, iPhone, iPhone, 12.1,
+  // iPhone10,3.
+  std::optional<std::string> identifierForVendorValue = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
+  std::optional<std::string> modelValue = "iPhone";
+  std::optional<std::string> localizedModelValue = "iPhone";
+  std::optional<std::string> systemVersionValue = "12.1";
+  std::string machineValue = "iPhone10,3";
+};
+
+}  // namespace tidewell::testing
