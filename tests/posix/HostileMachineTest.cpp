@@ -53,7 +53,7 @@ TEST_F(HostileMachineTest, FilesAndFoldersThatAreNotTheUsersOwnAreNeitherReadNor
       {writable, data, "", 3},
       {"rm $0 && mkdir $0", archive + ".lock", "from writing " + archive + " at", 3},
       {"rm $0 && mkfifo $0", domain + ".lock", "lock is no regular file", 3},
-      {"rm $0 && ln -s " + elsewhere + " $0", domain + ".lock", "lock is no regular file", 3},
+      {"rm $0 && ln -s " + elsewhere + " $0", keychainFile + ".lock", "lock is no regular file", 3},
   };
   for (const Case& each : cases) {
     SCOPED_TRACE(each.fault + " " + each.path);

@@ -47,24 +47,31 @@ TEST_F(QueueTest, AHostsLoopWaitsOnTheDescriptorAndOnlyOneThreadDrains) {
   EXPECT_FALSE(isReadable(descriptor));
   std::string ran;
   queue.async([&] {
-    ran += 'a';
-    EXPECT_EQ(platform.pollMainQueue(), 1u) << "a function may drain the queue";
-    queue.async([&] { ran += 'c'; });
-    std::promise<std::pair<std::size_t, bool>> elsewhere;
-    platform.globalQueue().async([&] { elsewhere.set_value({platform.pollMainQueue(), queue.isCurrent()}); });
-    EXPECT_EQ(elsewhere.get_future().get(), std::pair(std::size_t{0}, false));
+    ran += queue.isCurrent() ? 'a' : '?';
+    queue.async([&] {
+      ran += 'c';
+      EXPECT_EQ(platform.pollMainQueue(), 1u) << "a function may drain the queue";
+      std::promise<std::pair<std::size_t, bool>> elsewhere;
+      queue.async([&] { ran += 'e'; });
+      platform.globalQueue().async([&] {
+        elsewhere.set_value({platform.pollMainQueue(), queue.isCurrent()});
+      });
+      EXPECT_EQ(elsewhere.get_future().get(), std::pair(std::size_t{0}, false));
+    });
   });
-  queue.async([&] { ran += queue.isCurrent() ? 'b' : '?'; });
+  queue.async([&] { ran += 'b'; });
   queue.async(nullptr);
   EXPECT_TRUE(isReadable(descriptor));
-  EXPECT_EQ(platform.pollMainQueue(), 1u);
+  EXPECT_EQ(platform.pollMainQueue(), 2u);
   EXPECT_EQ(ran, "ab");
   EXPECT_TRUE(isReadable(descriptor)) << "for what a function added";
-  EXPECT_EQ(platform.runMainQueue(milliseconds(0)), 1u);
+  queue.async([&] { ran += 'd'; });
+  EXPECT_EQ(platform.runMainQueue(milliseconds(0)), 2u);
+  EXPECT_EQ(ran, "abcde");
   EXPECT_FALSE(isReadable(descriptor));
-  platform.globalQueue().async([&] { queue.async([&] { ran += 'd'; }); });
+  platform.globalQueue().async([&] { queue.async([&] { ran += 'f'; }); });
   waitUntil([&] { return platform.runMainQueue(milliseconds(10)) == 1; });
-  EXPECT_EQ(ran, "abcd");
+  EXPECT_EQ(ran, "abcdef");
 }
 
 TEST_F(QueueTest, AForkedChildDropsWorkWithOneReportAndItsMainQueueIsItsOwn) {

@@ -54,12 +54,12 @@ TEST_F(StoresTest, UserDefaultsComeBackWithTheirTypesAndAreWrittenOnlyAfterAChan
                           {"number", 1},
                           {"date", base::Date{1542000000.5}},
                           {"data", base::Data(std::string("\0\1", 2))},
-                          {"list", Array{1, "two"}},
-                          {"", "\xFF\xFE"}};
+                          {"list", Array{1, "two"}}};
   for (const auto& [key, value] : stored) EXPECT_TRUE(store(defaults, key, value)) << key;
+  EXPECT_TRUE(store(defaults, "", "\xFF\xFE is not UTF-8"));
   PosixPlatform next(options());
   for (const auto& [key, value] : stored) {
-    EXPECT_EQ(next.standardUserDefaults().objectForKey(key).description(), value.description()) << key;
+    EXPECT_EQ(next.standardUserDefaults().objectForKey(key), value) << key;
     EXPECT_EQ(next.standardUserDefaults().objectForKey(key).kind(), value.kind()) << key;
   }
   const auto before = std::filesystem::last_write_time(domain);
