@@ -117,9 +117,9 @@ TEST_F(Keyring, AnItemReadableAfterFirstUnlockOutlivesLockDaemonFileAndBus) {
   EXPECT_EQ(find(readable_), secret_);
   EXPECT_EQ(add(readable_, "a new identity"), errSecDuplicateItem);
   startKeyring();
-  std::filesystem::rename(folder_ / "data", folder_ / "away");
+  std::filesystem::rename(folder_ / "data/.tidewell-keychain", folder_ / "away");
   EXPECT_EQ(find(readable_), secret_) << "without the file";
-  std::filesystem::rename(folder_ / "away", folder_ / "data");
+  std::filesystem::rename(folder_ / "away", folder_ / "data/.tidewell-keychain");
   g_test_dbus_stop(bus_);
   EXPECT_EQ(find(readable_), secret_) << "and the application outlives its bus";
 }

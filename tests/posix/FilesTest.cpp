@@ -84,12 +84,13 @@ TEST_F(FilesTest, AForkedChildNeitherHoldsNorReleasesALockOfItsParent) {
     lock.reset();
     for (;;) pause();
   }
+  waitUntilAsleep(child);
   const int other = open((path + ".lock").c_str(), O_RDWR | O_CLOEXEC);
   EXPECT_EQ(inChild([&] { return flock(other, LOCK_EX | LOCK_NB); }), 255) << "the parent's lock is gone";
   lock.reset();
   EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0) << "the child kept it";
   close(other);
-  endSleepingChild(child);
+  endChild(child);
 }
 
 }  // namespace

@@ -126,8 +126,7 @@ TEST_F(HostileMachineTest, TheLocksOfAStoppedProcessCostOneWaitAndNoChange) {
   EXPECT_TRUE(defaults.objectForKey("removed").isNil());
   EXPECT_EQ(found("key"), Value(8));
   EXPECT_TRUE(found("removed").isNil());
-  kill(holder, SIGKILL);
-  waitpid(holder, nullptr, 0);
+  endChild(holder);
   // The next holder merges the changes, whichever process it is, and later changes come last.
   EXPECT_EQ(inChild([&] { store(PosixPlatform(options()).standardUserDefaults(), "other", 5); }), 0);
   EXPECT_EQ(base::propertyListWithData(bytesOf(domain)), Value(Dictionary{{"key", 8}, {"other", 5}}));
@@ -141,8 +140,7 @@ TEST_F(HostileMachineTest, TheLocksOfAStoppedProcessCostOneWaitAndNoChange) {
   begin = steady_clock::now();
   EXPECT_FALSE(platform.fileManager().lockForPath(archive).lock);
   EXPECT_GE(steady_clock::now() - begin, kWait);
-  kill(holder, SIGKILL);
-  waitpid(holder, nullptr, 0);
+  endChild(holder);
 }
 
 TEST_F(HostileMachineTest, SystemCallsThatASandboxRefusesLeaveValuesInMemoryAndTheReasonInTheLog) {

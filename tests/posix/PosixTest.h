@@ -76,13 +76,16 @@ int inChild(Function function) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-/// Ends a child once it sleeps, or has ended: it has done all that it would do.
-inline void endSleepingChild(pid_t child) {
+/// Waits until a child sleeps, or has ended: it has done all that it would do.
+inline void waitUntilAsleep(pid_t child) {
   ASSERT_GT(child, 0);
   waitUntil([stat = "/proc/" + std::to_string(child) + "/stat"] {
     const std::string text = bytesOf(stat);
     return text.find(") S ") != std::string::npos || text.find(") Z ") != std::string::npos;
   });
+}
+
+inline void endChild(pid_t child) {
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
 }

@@ -162,7 +162,9 @@ TEST_F(StoresTest, AKeychainItemIsAddedOnceReplacedDeletedAndOutlivesTheContaine
   EXPECT_EQ(keychain.itemDelete(item("one")), platform::errSecItemNotFound);
   EXPECT_EQ(keychain.itemAdd(item("one", "first")), platform::errSecSuccess);
   EXPECT_EQ(keychain.itemAdd(item("two", "other")), platform::errSecSuccess);
-  EXPECT_EQ(keychain.itemAdd(item("one", "second")), platform::errSecDuplicateItem);
+  Dictionary duplicate = item("one", "second");
+  duplicate.setObject("ak", platform::kSecAttrAccessible);
+  EXPECT_EQ(keychain.itemAdd(duplicate), platform::errSecDuplicateItem);
   EXPECT_EQ(find(keychain, "one"), "first");
   EXPECT_EQ(keychain.itemDelete(item("one")), platform::errSecSuccess);
   EXPECT_EQ(keychain.itemAdd(item("one", std::string("\0second", 7))), platform::errSecSuccess);

@@ -53,7 +53,8 @@ TEST_F(UrlSessionTest, RedirectsChangeTheMethodAsBrowsersDoAndLeaveNeitherHttpsN
 
 TEST_F(UrlSessionTest, HeadersOfOneHostDoNotTravelToAnotherAndDoNotComeBack) {
   configuration.headersBoundToHost = {"TDW-APPKEY"};
-  for (const char* location : {"/step", "https://elsewhere.example/", "https://shop.example/home"}) {
+  for (const char* location :
+       {"/step", "https://elsewhere.example/", "https://shop.example/home", "/again"}) {
     backend.addFault(redirect(302, location));
   }
   platform::UrlRequest asked = request();
@@ -62,7 +63,7 @@ TEST_F(UrlSessionTest, HeadersOfOneHostDoNotTravelToAnotherAndDoNotComeBack) {
   asked.setValue("kept", "X-Other");
   ASSERT_FALSE(fetch(asked).error);
   const auto received = backend.requests();
-  ASSERT_EQ(4u, received.size());
+  ASSERT_EQ(5u, received.size());
   EXPECT_EQ("elsewhere.example", received[2].serverName);
   for (std::size_t hop = 0; hop < received.size(); ++hop) {
     for (const char* bound : {"TDW-APPKEY", "Authorization"})

@@ -234,8 +234,9 @@ TEST_F(ForkedUrlSessionTest, TheChildOfAForkInAFunctionOrCompletionLeavesTheOthe
     waitUntil([&] { return backend.requestCount() == requests && backend.openConnectionCount() == 0; });
     mayGo.set_value();
     last.get_future().wait();
-    endSleepingChild(child);
+    waitUntilAsleep(child);
     EXPECT_EQ(5, ran);
+    endChild(child);
   }
 }
 
