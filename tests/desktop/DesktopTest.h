@@ -19,8 +19,8 @@ namespace tidewell::desktop {
 
 inline std::string_view textOrEmpty(const char* text) { return text ? text : ""; }
 
-/// A user's desktop of a test's own: data and settings in a folder that goes with it, desktop files, and
-/// windows to look at. Each test has a process of its own, so that GLib reads its folders anew.
+/// A desktop of the test's own: a folder with data, settings and desktop files, and windows to look at. Each
+/// test has a process of its own, so that GLib reads its folders anew.
 class DesktopTest : public ::testing::Test {
  protected:
   DesktopTest() {
@@ -50,8 +50,8 @@ class DesktopTest : public ::testing::Test {
     return *platform;
   }
 
-  /// Runs the application's loop until something has happened. NO where it did not in `seconds`.
-  static bool waitUntil(const std::function<bool()>& happened, double seconds = 20) {
+  /// Runs the application's loop until something has happened; false if it did not in `seconds`.
+  static bool waitUntil(const std::function<bool()>& happened, double seconds = 60) {
     const gint64 end = g_get_monotonic_time() + static_cast<gint64>(seconds * G_USEC_PER_SEC);
     const guint ticks = g_timeout_add(
         10, +[](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
@@ -63,42 +63,31 @@ class DesktopTest : public ::testing::Test {
     waitUntil([] { return false; }, seconds);
   }
 
-  // Programs and links.
-
-  /// An installed application whose program leaves its arguments, each with a NUL behind it, in a file.
+  /// An installed application whose program records its arguments.
   void addApplication(const std::string& name, const std::string& more, const std::string& place = "%u") {
-    const std::filesystem::path program = folder_ / (name + ".sh");
-    std::ofstream(program) << "#!/bin/sh\nrecord=\"" << (folder_ / "records" / name).string()
-                           << "\"\nfor each; do printf '%s\\0' \"$each\"; done >\"$record.part\"\n"
-                              "mv \"$record.part\" \"$record\"\n";
+    const std::string program = folder_ / (name + ".sh"), record = folder_ / "records" / name;
+    std::ofstream(program) << "#!/bin/sh\nfor each; do printf '%s\\0' \"$each\"; done >'" << record
+                           << ".part'\n"
+                           << "mv '" << record << ".part' '" << record << "'\n";
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
     std::ofstream(folder_ / "data/applications" / (name + ".desktop"))
-        << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=\"" << program.string() << "\" "
-        << place << "\n"
+        << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=\"" << program << "\" " << place
+        << "\n"
         << more << "\n";
   }
-  /// Makes an application the one for a scheme.
-  void setHandler(const std::string& scheme, const std::string& name) {
-    const std::filesystem::path list = folder_ / "config/mimeapps.list";
-    const bool isNew = !std::filesystem::exists(list);
-    std::ofstream(list, std::ios::app) << (isNew ? "[Default Applications]\n" : "") << "x-scheme-handler/"
-                                       << scheme << "=" << name << ".desktop\n";
-  }
-  /// The arguments that an application was started with; nothing where it was not.
-  [[nodiscard]] std::vector<std::string> argumentsOf(const std::string& name) const {
-    std::ifstream file(folder_ / "records" / name, std::ios::binary);
-    const std::string all{std::istreambuf_iterator<char>(file), {}};
-    std::vector<std::string> arguments;
-    for (std::size_t begin = 0; begin < all.size(); begin = all.find('\0', begin) + 1) {
-      arguments.push_back(all.substr(begin, all.find('\0', begin) - begin));
+  /// Makes applications the ones for schemes.
+  void setHandlers(const std::vector<std::pair<const char*, const char*>>& handlers) const {
+    std::ofstream list(folder_ / "config/mimeapps.list");
+    list << "[Default Applications]\n";
+    for (const auto& [scheme, name] : handlers) {
+      list << "x-scheme-handler/" << scheme << "=" << name << ".desktop\n";
     }
-    return arguments;
   }
-  [[nodiscard]] bool wasStarted(const std::string& name) const {
-    return std::filesystem::exists(folder_ / "records" / name);
+  /// The arguments that an application was started with, each with a NUL behind it; "" if it was not.
+  [[nodiscard]] std::string argumentsOf(const std::string& name) const {
+    std::ifstream file(folder_ / "records" / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
   }
-
-  // Windows.
 
   static GtkWindow* openHostWindow() {
     GtkWidget* const window = gtk_window_new();
@@ -107,7 +96,7 @@ class DesktopTest : public ::testing::Test {
     EXPECT_TRUE(waitUntil([&] { return gtk_window_is_active(GTK_WINDOW(window)); }));
     return GTK_WINDOW(window);
   }
-  /// The windows that are seen and were not opened by `openHostWindow`, the newest last.
+  /// The visible windows that `openHostWindow` did not open, the newest last.
   static std::vector<GtkWindow*> shownWindows() {
     std::vector<GtkWindow*> found;
     GListModel* const windows = gtk_window_get_toplevels();
@@ -122,7 +111,7 @@ class DesktopTest : public ::testing::Test {
   static bool waitForWindows(std::size_t count) {
     return waitUntil([count] { return shownWindows().size() == count; });
   }
-  /// What a user can read in a window, line by line: labels that are drawn.
+  /// The labels that are drawn in a window, line by line.
   static std::string textOn(GtkWindow* window) {
     std::string text;
     visit(GTK_WIDGET(window), [&text](GtkWidget* widget) {
@@ -134,7 +123,7 @@ class DesktopTest : public ::testing::Test {
   static bool shows(GtkWindow* window, std::string_view text) {
     return textOn(window).find(text) != std::string::npos;
   }
-  /// Presses the button that bears a text, or has it as its tip.
+  /// Presses the button with a text or tooltip.
   static bool press(GtkWindow* window, std::string_view text) {
     GtkWidget* found = nullptr;
     visit(GTK_WIDGET(window), [&](GtkWidget* widget) {

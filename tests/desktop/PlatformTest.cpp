@@ -1,36 +1,50 @@
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "DesktopTest.h"
 
 namespace tidewell::desktop {
 namespace {
 
-class Platform : public DesktopTest {};
+/// Records the notifications of foreground ('+') and background ('-').
+class Platform : public DesktopTest {
+ protected:
+  void SetUp() override {
+    auto& center = platform::NotificationCenter::defaultCenter();
+    center.addObserver(platform::UIApplicationWillEnterForegroundNotification,
+                       [this](const auto&) { heard_ += "+"; });
+    center.addObserver(platform::UIApplicationDidEnterBackgroundNotification,
+                       [this](const auto&) { heard_ += "-"; });
+  }
+  std::string heard_;
+};
 
-TEST_F(Platform, TheMainQueueIsGlibsAndHoldsTheOrder) {
-  auto& queue = install().mainQueue();
+TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
+  auto& platform = install();
+  auto& queue = platform.mainQueue();
   std::string order;
-  EXPECT_TRUE(queue.isCurrent());
   queue.async([&] {
-    order += "a";
-    EXPECT_TRUE(queue.isCurrent());
+    order += queue.isCurrent() ? "a" : "?";
     queue.async([&] { order += "c"; });
     throw 1;
   });
+  platform::ScreenSize elsewhere;
   std::thread([&] {
     EXPECT_FALSE(queue.isCurrent());
     queue.async([&] { order += "b"; });
+    elsewhere = platform.presenter().screenSize();
   }).join();
   EXPECT_EQ(order, "");
-  EXPECT_TRUE(waitUntil([&] { return order.size() == 3; }));
-  EXPECT_EQ(order, "abc");
+  EXPECT_TRUE(waitUntil([&] { return order == "abc"; })) << order;
+  EXPECT_EQ(elsewhere, (platform::ScreenSize{1280, 800}));
 }
 
-TEST_F(Platform, WithoutADisplayItShowsNothingAndWorksAllTheSame) {
+TEST_F(Platform, WithoutADisplayNothingIsShownAndLinksOpen) {
+  EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application is named";
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "GDK_BACKEND"}) unsetenv(name);
   addApplication("tickets", "MimeType=x-scheme-handler/tickets;");
-  setHandler("tickets", "tickets");
+  setHandlers({{"tickets", "tickets"}});
   auto& platform = install([](Options& options) { options.posix.screenSize = {320, 200}; });
   auto& presenter = platform.presenter();
   EXPECT_EQ(presenter.showAlert({"Title", "Message", {{"OK", {}}}}, {}, {}), platform::Shown::nothing);
@@ -38,15 +52,36 @@ TEST_F(Platform, WithoutADisplayItShowsNothingAndWorksAllTheSame) {
   EXPECT_EQ(presenter.screenSize(), (platform::ScreenSize{320, 200}));
   bool isDone = false;
   presenter.dismiss({}, true, [&] { isDone = true; });
-  EXPECT_TRUE(waitUntil([&] { return isDone; }));
   std::optional<bool> isOpened;
   platform.linkOpener().openURL(url("tickets:x"), {}, [&](bool opened) { isOpened = opened; });
-  EXPECT_TRUE(waitUntil([&] { return isOpened && wasStarted("tickets"); }));
+  EXPECT_TRUE(waitUntil([&] { return isDone && isOpened && !argumentsOf("tickets").empty(); }));
 }
 
-TEST_F(Platform, OptionsThatNameNoApplicationAreRefused) {
-  EXPECT_EQ(desktop::install(Options{}), nullptr);
-  EXPECT_FALSE(platform::Platform::isInstalled());
+TEST_F(Platform, ForegroundFollowsTheApplicationsWindowsFromTheSecondAppearanceOn) {
+  auto& presenter = install().presenter();
+  GtkWindow* window = openHostWindow();
+  for (int i = 0; i < 5; ++i) {
+    GtkWindow* const next = openHostWindow();
+    gtk_window_destroy(std::exchange(window, next));
+    EXPECT_TRUE(waitUntil([&] { return gtk_window_is_active(window); }));
+  }
+  const auto alert = presenter.showAlert({"Title", "Message", {{"OK", {}}}}, {}, {});
+  EXPECT_TRUE(waitForWindows(1));
+  presenter.dismiss(alert, false, {});
+  EXPECT_TRUE(waitUntil([&] { return gtk_window_is_active(window); }));
+  gtk_widget_set_visible(GTK_WIDGET(window), FALSE);
+  EXPECT_TRUE(waitUntil([&] { return heard_ == "-"; })) << heard_;
+  gtk_window_present(window);
+  EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;
+}
+
+TEST_F(Platform, ForegroundIsLeftToAHostWithoutGtkWindows) {
+  auto& platform = install([](Options& options) { options.followsWindows = false; });
+  gtk_widget_set_visible(GTK_WIDGET(openHostWindow()), FALSE);
+  runFor(0.3);
+  platform.enterBackground();
+  platform.enterForeground();
+  EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;
 }
 
 }  // namespace

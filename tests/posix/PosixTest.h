@@ -4,26 +4,27 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
-#include <cstddef>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <mutex>
 #include <new>
-#include <regex>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "RefuseSystemCall.h"
 #include "tidewell/posix/PosixPlatform.h"
+
+extern "C" __attribute__((weak)) void __asan_init();
 
 namespace tidewell::posix {
 
@@ -37,63 +38,62 @@ inline std::string bytesOf(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-inline mode_t modeOf(const std::string& path) {
-  struct stat record {};
-  return stat(path.c_str(), &record) == 0 ? record.st_mode & 07777 : 0;
+inline unsigned modeOf(const std::string& path) {
+  return static_cast<unsigned>(std::filesystem::status(path).permissions());
 }
 
-/// Whether a regular expression describes the whole of a text.
-inline bool matches(const std::string& text, const std::string& pattern) {
-  return std::regex_match(text, std::regex(pattern));
+/// Waits for an event that shows nowhere but in a condition.
+template <class Condition>
+void waitUntil(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  for (; !condition(); usleep(1000)) ASSERT_LT(std::chrono::steady_clock::now(), end);
 }
-
-/// Whether AddressSanitizer is in the process. Its locks are not safe over a fork beside running threads, and
-/// what comes with it wants descriptors of its own: the tests that would meet either say so.
-#if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool kAddressSanitizer = true;
-#elif defined(__has_feature)
-inline constexpr bool kAddressSanitizer = __has_feature(address_sanitizer);
-#else
-inline constexpr bool kAddressSanitizer = false;
-#endif
 
 /// Set in the child of a fork: what its parent's threads held looks like a leak there.
 inline bool isForkedChild = false;
 
-/// Runs a function in a process of its own: what it returned, or minus the signal that ended it.
-inline int inChild(const std::function<int()>& function) {
+/// The exit status of a child that could not set up what it was to test.
+inline constexpr int kSkipped = 77;
+
+/// Runs a function in a process of its own. The result: the function's, 1 after a failed expectation (whose
+/// text is on standard error), or minus the signal that ended the process.
+template <class Function>
+int inChild(Function function) {
   const pid_t child = fork();
   if (child == 0) {
     isForkedChild = true;
     alarm(60);
-    _exit(function());
+    int status = 0;
+    if constexpr (std::is_void_v<decltype(function())>) {
+      function();
+    } else {
+      status = function();
+    }
+    _exit(testing::Test::HasFailure() ? 1 : status);
   }
   int status = 0;
   waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-/// The exit status of a child that could not set up what it was to test.
-inline constexpr int kSkipped = 77;
-/// The exit status of a child for whether all went well. EXPECT_… in a child prints to its standard error.
-inline int exitStatus() { return testing::Test::HasFailure() ? 1 : 0; }
-
-/// A count that a process shares with its children.
-struct CountOverForks {
-  std::atomic<int>& count = *new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
-                                       MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0);
-  CountOverForks() = default;
-  ~CountOverForks() { munmap(&count, sizeof count); }
-  CountOverForks(const CountOverForks&) = delete;
-  CountOverForks& operator=(const CountOverForks&) = delete;
-};
-
-/// Ends a child that had time to do what it should not.
-inline void endChild(pid_t child) {
+/// Waits until a child sleeps, or has ended: it has done all that it would do.
+inline void waitUntilAsleep(pid_t child) {
   ASSERT_GT(child, 0);
-  usleep(100'000);
+  waitUntil([stat = "/proc/" + std::to_string(child) + "/stat"] {
+    const std::string text = bytesOf(stat);
+    return text.find(") S ") != std::string::npos || text.find(") Z ") != std::string::npos;
+  });
+}
+
+inline void endChild(pid_t child) {
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
+}
+
+/// A count that a process shares with its children. Its memory is never freed.
+inline std::atomic<int>& countOverForks() {
+  return *new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
+                    0)) std::atomic<int>(0);
 }
 
 /// A folder of its own for each test, an empty working folder that must stay empty, and the sentences that
@@ -102,12 +102,11 @@ class PosixTest : public testing::Test {
  protected:
   PosixTest() {
     umask(022);  // folders that their group may write are not used
-    char name[] = "/tmp/tidewell-posix-XXXXXX";
-    folder = mkdtemp(name);
     std::filesystem::create_directory(folder + "/working");
     std::filesystem::current_path(folder + "/working");
+    clearReports();
     platform::setReporter([](std::string_view text) {
-      const std::lock_guard lock(reportsMutex);
+      const std::lock_guard lock(mutex);
       reports.emplace_back(text);
     });
   }
@@ -118,27 +117,39 @@ class PosixTest : public testing::Test {
     std::filesystem::remove_all(folder);
   }
 
-  [[nodiscard]] Options options() const {
+  [[nodiscard]] Options options(std::string_view bundleIdentifier = "org.example.shop") const {
     Options result;
-    result.bundleIdentifier = "org.example.shop";
+    result.bundleIdentifier = bundleIdentifier;
     result.version = "2.5";
-    result.dataHome = folder + "/data";
+    result.dataHome = data;
     result.mainLoop = MainLoop::host;
     result.proxy = "-";
     return result;
   }
-  [[nodiscard]] std::string domainPath() const {
-    return folder + "/data/org.example.shop/Library/Preferences/org.example.shop.plist";
+  /// How many reports contain a text.
+  [[nodiscard]] static std::size_t countReports(std::string_view part = "") {
+    const std::lock_guard lock(mutex);
+    return static_cast<std::size_t>(
+        std::count_if(reports.begin(), reports.end(),
+                      [&](const std::string& each) { return each.find(part) != std::string::npos; }));
   }
-  [[nodiscard]] static std::size_t reportCount() {
-    const std::lock_guard lock(reportsMutex);
-    return reports.size();
+  static void clearReports() {
+    const std::lock_guard lock(mutex);
+    reports.clear();
   }
 
-  std::string folder;
+  static std::string makeFolder() {
+    char name[] = "/tmp/tidewell-posix-XXXXXX";
+    return mkdtemp(name);
+  }
+  const std::string folder = makeFolder();
+  const std::string data = folder + "/data";
+  const std::string container = data + "/org.example.shop";
+  const std::string domain = container + "/Library/Preferences/org.example.shop.plist";
+  const std::string keychainFile = data + "/.tidewell-keychain/org.example.shop.plist";
 
- public:
-  inline static std::mutex reportsMutex;
+ private:
+  inline static std::mutex mutex;
   inline static std::vector<std::string> reports;
 };
 

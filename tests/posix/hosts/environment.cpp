@@ -1,4 +1,5 @@
-// Prints what the library takes from its environment: a program that a test gives raised rights.
+// environment ROOT CA-FILE PROXY: prints what the library takes from its environment, "-" for what is empty.
+// Tests give this program raised rights.
 #include "tidewell/posix/internal/Environment.h"
 
 #include <unistd.h>
@@ -8,17 +9,23 @@
 
 #include "tidewell/posix/internal/RaisedRights.h"
 
-int main() {
+int main(int, char** arguments) {
   using namespace tidewell::posix;
   const Environment read = Environment::read();
+  Options options;
+  options.systemRoot = arguments[1];
+  if (arguments[2][0] != '-') options.caFile = arguments[2];
+  options.proxy = arguments[3];
+  const TransportSettings used = transportSettings(options, read);
   std::printf("%s\n", hasRaisedRights() ? "raised" : "ordinary");
-  for (const std::string& each : {read.home, read.dataHome, read.timeZone.value_or(""), read.certificateFile,
-                                  read.certificateDirectory, read.httpProxy, read.httpsProxy, read.noProxy}) {
-    std::printf("%s ", each.c_str());
+  const auto print = [](const std::string& text) { std::printf("%s ", text.empty() ? "-" : text.c_str()); };
+  for (const std::string& each :
+       {used.caFile, used.caDirectory, used.httpProxy, used.httpsProxy, used.noProxy, std::string("\n"),
+        read.home, read.dataHome, read.timeZone.value_or("")}) {
+    print(each);
   }
   for (const char* name : {"SSLKEYLOGFILE", "ICU_DATA", "ICU_TIMEZONE_FILES_DIR"}) {
-    const char* const value = std::getenv(name);
-    std::printf("%s ", value ? value : "");
+    print(std::getenv(name) ? std::getenv(name) : "");
   }
   std::fflush(stdout);
   _exit(0);  // a leak checker cannot look at a process with raised rights

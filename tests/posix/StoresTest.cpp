@@ -1,0 +1,198 @@
+#include <sys/resource.h>
+
+#include <thread>
+
+#include "posix/PosixTest.h"
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/formats/PropertyList.h"
+
+// The user defaults and the keychain.
+namespace tidewell::posix {
+namespace {
+
+using base::Array;
+using base::Dictionary;
+using base::Value;
+using platform::Keychain;
+using platform::UserDefaults;
+
+class StoresTest : public PosixTest {
+ protected:
+  static Dictionary item(std::string_view service, const Value& bytes = {}) {
+    Dictionary made{{platform::kSecClass, platform::kSecClassGenericPassword},
+                    {platform::kSecAttrService, service},
+                    {platform::kSecAttrAccount, service},
+                    {platform::kSecAttrAccessible, platform::kSecAttrAccessibleAfterFirstUnlock}};
+    if (bytes) made.setObject(base::Data(bytes.description()), platform::kSecValueData);
+    return made;
+  }
+  /// The bytes of an item, or the status of the failure.
+  static std::string find(Keychain& keychain, std::string_view service) {
+    Dictionary query = item(service);
+    query.setObject(true, platform::kSecReturnData);
+    base::Data data;
+    const auto status = keychain.itemCopyMatching(query, data);
+    return status == platform::errSecSuccess ? std::string(data.view()) : std::to_string(status);
+  }
+  static bool store(UserDefaults& into, std::string_view key, const Value& value) {
+    into.setObject(value, key);
+    return into.synchronize();
+  }
+  [[nodiscard]] Value domainContents() const { return base::propertyListWithData(bytesOf(domain)); }
+
+  PosixPlatform platform{options()};
+  UserDefaults& defaults = platform.standardUserDefaults();
+  Keychain& keychain = platform.keychain();
+};
+
+TEST_F(StoresTest, UserDefaultsComeBackWithTheirTypesAndAreWrittenOnlyAfterAChange) {
+  EXPECT_TRUE(defaults.objectForKey("none").isNil());
+  EXPECT_TRUE(defaults.synchronize());
+  EXPECT_FALSE(std::filesystem::exists(data));
+  const Dictionary stored{{"text", "Grüße"},
+                          {"yes", true},
+                          {"number", 1},
+                          {"date", base::Date{1542000000.5}},
+                          {"data", base::Data(std::string("\0\1", 2))},
+                          {"list", Array{1, "two"}}};
+  for (const auto& [key, value] : stored) EXPECT_TRUE(store(defaults, key, value)) << key;
+  EXPECT_TRUE(store(defaults, "", "\xFF\xFE is not UTF-8"));
+  PosixPlatform next(options());
+  for (const auto& [key, value] : stored) {
+    EXPECT_EQ(next.standardUserDefaults().objectForKey(key), value) << key;
+    EXPECT_EQ(next.standardUserDefaults().objectForKey(key).kind(), value.kind()) << key;
+  }
+  const auto before = std::filesystem::last_write_time(domain);
+  EXPECT_TRUE(store(next.standardUserDefaults(), "number", 1));
+  EXPECT_EQ(std::filesystem::last_write_time(domain), before);
+  EXPECT_TRUE(store(next.standardUserDefaults(), "number", true));  // equal, but of another type
+  EXPECT_EQ(defaults.objectForKey("number").kind(), base::ValueKind::boolean);
+  Value deep = 1;
+  for (int level = 0; level < 600; ++level) deep = Array{deep};
+  for (const Value& value : {Value::null(), Value(Array{Value::null()}), deep}) {
+    EXPECT_THROW(defaults.setObject(value, "text"), base::Exception);
+  }
+  EXPECT_EQ(defaults.objectForKey("text"), Value("Grüße"));
+}
+
+TEST_F(StoresTest, ChangesOfOtherProcessesAndThreadsLoseNothing) {
+  EXPECT_TRUE(defaults.objectForKey("theirs").isNil());
+  for (int value = 1; value < 20; ++value) {
+    EXPECT_EQ(inChild([&] { store(PosixPlatform(options()).standardUserDefaults(), "theirs", value); }), 0);
+    EXPECT_EQ(defaults.objectForKey("theirs"), Value(value));
+  }
+  std::mutex counting;  // one thread changes the count while another writes it
+  int count = 0;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 50; ++i) {
+        {
+          const std::lock_guard lock(counting);
+          defaults.setObject(++count, "count");
+        }
+        EXPECT_TRUE(defaults.synchronize());
+        const std::lock_guard lock(counting);
+        EXPECT_EQ(defaults.objectForKey("count"), Value(count));
+      }
+    });
+  }
+  for (std::thread& each : threads) each.join();
+  EXPECT_EQ(domainContents(), Value(Dictionary{{"theirs", 19}, {"count", count}}));
+
+  std::vector<pid_t> children(4);
+  for (pid_t& child : children) {
+    if ((child = fork()) != 0) continue;
+    for (int i = 0; i < 10; ++i)
+      keychain.itemAdd(item(std::to_string(getpid()) + "." + std::to_string(i), "x"));
+    _exit(0);
+  }
+  for (const pid_t child : children) waitpid(child, nullptr, 0);
+  const Value all = base::propertyListWithData(bytesOf(keychainFile));
+  EXPECT_EQ(all.dictionary()->objectForKey("items").array()->count(), 40u);
+}
+
+TEST_F(StoresTest, AFileThatCannotBeUnderstoodCountsAsMissingAndIsKeptAside) {
+  const std::string whole =
+      base::dataWithPropertyList(Dictionary{{"key", "value"}}, base::PropertyListFormat::binary);
+  for (const std::string& content :
+       {std::string("garbage"), std::string(100000, '\0'), std::string("<plist><array/></plist>"),
+        whole.substr(0, whole.size() - 1)}) {
+    clearReports();
+    writeFile(domain, content);
+    EXPECT_TRUE(PosixPlatform(options()).standardUserDefaults().objectForKey("key").isNil());
+    EXPECT_EQ(bytesOf(domain + ".corrupt"), content);
+    EXPECT_FALSE(std::filesystem::exists(domain));
+    EXPECT_EQ(countReports(), 1u);
+  }
+  writeFile(keychainFile, "garbage");
+  std::filesystem::permissions(data + "/.tidewell-keychain", std::filesystem::perms::owner_all);
+  EXPECT_EQ(find(keychain, "one"), std::to_string(platform::errSecItemNotFound));
+  EXPECT_EQ(keychain.itemAdd(item("one", "new")), platform::errSecSuccess);
+  EXPECT_EQ(bytesOf(keychainFile + ".corrupt"), "garbage");
+  EXPECT_EQ(find(keychain, "one"), "new");
+}
+
+TEST_F(StoresTest, AFullDiskIsReportedOnceAndTheNextSynchronizeWritesWhatItPrevented) {
+  const auto limitFiles = [](rlim_t bytes) {
+    const rlimit limits{bytes, RLIM_INFINITY};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limits), 0);
+  };
+  const Value bytes = std::string(3000, 'n');
+  ASSERT_TRUE(store(defaults, "old", "value"));
+  EXPECT_EQ(inChild([&] {
+              std::signal(SIGXFSZ, SIG_DFL);
+              limitFiles(1000);
+              for (int i = 0; i < 2; ++i) EXPECT_FALSE(store(defaults, "new", bytes));
+              limitFiles(RLIM_INFINITY);
+              EXPECT_EQ(countReports(), 1u);
+              EXPECT_EQ(defaults.objectForKey("new"), bytes);
+              EXPECT_EQ(domainContents(), Value(Dictionary{{"old", "value"}}));
+              EXPECT_TRUE(defaults.synchronize());
+            }),
+            0);
+  EXPECT_EQ(domainContents(), Value(Dictionary{{"old", "value"}, {"new", bytes}}));
+}
+
+TEST_F(StoresTest, ASuiteIsOneObjectAndOneFileWhateverItsName) {
+  const auto suite = platform.userDefaultsWithSuiteName("group.org.example/../shop");
+  EXPECT_EQ(platform.userDefaultsWithSuiteName("group.org.example/../shop"), suite);
+  EXPECT_EQ(platform.userDefaultsWithSuiteName(""), nullptr);
+  EXPECT_TRUE(store(*suite, "key", "shared"));
+  const std::string name = "group.org.example%2F..%2Fshop";
+  EXPECT_NE(bytesOf(data + "/" + name + "/Library/Preferences/" + name + ".plist").find("shared"),
+            std::string::npos);
+}
+
+TEST_F(StoresTest, AKeychainItemIsAddedOnceReplacedDeletedAndOutlivesTheContainer) {
+  EXPECT_EQ(keychain.itemDelete(item("one")), platform::errSecItemNotFound);
+  EXPECT_EQ(keychain.itemAdd(item("one", "first")), platform::errSecSuccess);
+  EXPECT_EQ(keychain.itemAdd(item("two", "other")), platform::errSecSuccess);
+  Dictionary duplicate = item("one", "second");
+  duplicate.setObject("ak", platform::kSecAttrAccessible);
+  EXPECT_EQ(keychain.itemAdd(duplicate), platform::errSecDuplicateItem);
+  EXPECT_EQ(find(keychain, "one"), "first");
+  EXPECT_EQ(keychain.itemDelete(item("one")), platform::errSecSuccess);
+  EXPECT_EQ(keychain.itemAdd(item("one", std::string("\0second", 7))), platform::errSecSuccess);
+  for (const auto& [key, value] : Dictionary{{platform::kSecClass, "inet"}, {platform::kSecAttrAccount, 5}}) {
+    Dictionary invalid = item("x", "y");
+    invalid.setObject(value, key);
+    EXPECT_EQ(keychain.itemAdd(invalid), platform::errSecParam) << key;
+  }
+  ASSERT_TRUE(store(defaults, "key", 1));
+  std::filesystem::remove_all(container);
+  PosixPlatform next(options());
+  EXPECT_EQ(find(next.keychain(), "one"), std::string("\0second", 7));
+  EXPECT_EQ(find(next.keychain(), "two"), "other");
+  EXPECT_EQ(modeOf(keychainFile), 0600u);
+  PosixPlatform other(options("org.example.other"));
+  EXPECT_EQ(find(other.keychain(), "one"), std::to_string(platform::errSecItemNotFound));
+
+  std::filesystem::rename(keychainFile, keychainFile + ".away");
+  std::filesystem::create_directory(keychainFile);  // cannot be read, and is not replaced
+  EXPECT_EQ(find(keychain, "one"), std::to_string(platform::errSecIO));
+  EXPECT_EQ(keychain.itemAdd(item("three", "new")), platform::errSecIO);
+}
+
+}  // namespace
+}  // namespace tidewell::posix
