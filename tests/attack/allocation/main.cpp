@@ -8,6 +8,7 @@
 // `addr2line -Cfpe FILE OFFSET` names the lines.
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <fcntl.h>
 #include <semaphore.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -15,7 +16,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <fstream>
 #include <semaphore>
+#include <sstream>
 #include <unordered_set>
 
 #include "attack/Attack.h"
@@ -171,9 +174,11 @@ consteval Step guestOperation(std::string_view name) {
 
 // Configurations.
 
-const base::Value configuration = base::JSONObjectWithData(
+/// The backend's, too: the reply to a sync may come at any time.
+constexpr const char* kConfiguration =
     R"({"a_s": "allowed", "i_s": "blocked", "b_e": ["spam"], "f_e": ["buy"], "b_uid_r": ["[0-9]+", "root"],
-        "e_b_c": 7, "le_s": "allowed", "le_tkn": "t", "src_ext": ["s"]})");
+        "e_b_c": 7, "le_s": "allowed", "le_tkn": "t", "src_ext": ["s"]})";
+const base::Value configuration = base::JSONObjectWithData(kConfiguration);
 void merge() { config().updateConfigFromResponse(configuration); }
 
 std::shared_ptr<TWConfig> otherRecord;
@@ -390,9 +395,10 @@ std::size_t lives = 0, wrong = 0;
 
 /// The life of one application, which fails so many allocations from the `first` on.
 void live(const std::string& folder, const Scenario& scenario, std::size_t first, std::size_t number) {
-  const std::string home = folder + "/" + std::to_string(++lives);
+  const std::string home = folder + "/" + std::to_string(++lives), errors = home + ".errors";
   std::filesystem::copy(folder + "/before", home, std::filesystem::copy_options::recursive);
   const int status = waitFor(inChild(kPatienceSeconds, [&] {
+    dup2(creat(errors.c_str(), 0600), STDERR_FILENO);
     firstFailing = first;
     failing = number;
     options = optionsFor(home, scenario.usesNetwork ? shared.port : 1, shared.caFile);
@@ -412,8 +418,10 @@ void live(const std::string& folder, const Scenario& scenario, std::size_t first
   if (status != 0) {
     ++wrong;
     std::printf("!! %s: allocation %zu, %zu in a row: status %d\n", scenario.name, first, number, status);
+    std::printf("%s", (std::stringstream() << std::ifstream(errors).rdbuf()).str().c_str());
   }
   std::filesystem::remove_all(home);
+  std::filesystem::remove(errors);
 }
 
 /// In a process of its own, whose memory does not fail.
@@ -421,7 +429,7 @@ void startBackend() {
   sem_init(&shared.isBackendReady, 1, 0);
   inChild(0, []() -> int {
     tidewell::testing::StandInBackend backend;
-    backend.setConfiguration(R"({"a_s": "allowed", "i_s": "blocked", "e_b_c": 7})");
+    backend.setConfiguration(kConfiguration);
     backend.setResource("/i", "picture", "image/png");
     shared.port = backend.port();
     std::strncpy(shared.caFile, backend.caFile().c_str(), sizeof shared.caFile - 1);
