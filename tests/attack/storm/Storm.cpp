@@ -415,6 +415,7 @@ void work(Worker& worker, std::uint64_t seed, const std::atomic<bool>& ends) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // the seed is to be seen when the program crashes
   const attack::Arguments arguments(argc, argv);
   const std::size_t seconds = arguments.number(0, 60);
   const std::size_t seed = arguments.number(1, std::random_device()());
