@@ -294,13 +294,17 @@ void merge(Random& random) {
   config().updateConfigFromResponse(random.coin() ? base::JSONObjectWithData(random.of(kReplies))
                                                   : random.value());
 }
+void setRecord(Random& random) {
+  config().setTdwConfig(random.coin() ? std::make_shared<TWConfig>() : nullptr);
+  if (const auto record = config().tdwConfig()) ignore(record->fields());
+}
 
 std::vector<Call> calls{
     {"event lists", 4, [](Random& r) { ignore(config().isEventBlackListed(r.text())); }},
     {"flushed events", 4, [](Random&) { ignore(config().isEventInstantFlushEvent("buy")); }},
     {"restricted IDs", 2, [](Random& r) { ignore(config().restrictionOfUniqueID(r.text())); }},
     {"restricted ID", 2, [](Random&) { ignore(config().isUniqueIDRestricted("aaaaaaaaaaaaaaaa")); }},
-    {"no record", 1, [](Random&) { config().setTdwConfig(nullptr); }},
+    {"record", 2, setRecord},
     {"region", 1,
      [](Random& r) { config().setDataRedirectionRegion(static_cast<TWDataRegion>(r.below(4))); }},
     {"any merge", 2, merge},
@@ -374,6 +378,7 @@ void addGuestOperations() {
   guest::onFailedRequirement = [](const char*) {};
   for (const guest::Operation& each : guest::kOperations) {
     const std::string_view name = each.name;
+    if (name == "replace") continue;  // expects that no other thread removes its record
     const bool isBounded = name == "network" || name == "proxy" || name == "objects" || name == "core";
     calls.push_back({each.name, 1, [&each, isBounded](Random&) {
                        if (!isBounded || (!isBusy() && take(boundedCalls, kMostMade))) each.run();
