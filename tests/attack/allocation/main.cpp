@@ -1,258 +1,511 @@
 // Allocation torture: allocations of a scenario fail, one after the other, alone and with those that follow,
 // each time in a process of its own.
 //
-//   allocation_torture [--offline] [--every] [--most N] [SCENARIO [FIRST NUMBER]]
+//   allocation_torture [--offline] [--most N] [SCENARIO [FIRST NUMBER]]
 //
-// One allocation of each call stack fails, evenly spread over at most N (100) of a scenario; with --every,
-// each allocation. What goes wrong is printed with the call stack of the allocation.
+// One allocation of each call stack fails, evenly spread over at most N (100) of a scenario; with an N of 0,
+// each allocation. What goes wrong is printed with the call stack of the allocation, of which
+// `addr2line -Cfpe FILE OFFSET` names the lines.
+#include <dlfcn.h>
 #include <execinfo.h>
-#include <signal.h>
+#include <fcntl.h>
+#include <semaphore.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <map>
+#include <semaphore>
+#include <sstream>
 #include <unordered_set>
 
-#include "attack/allocation/Allocations.h"
-#include "attack/allocation/Scenarios.h"
+#include "attack/Attack.h"
+#include "attack/Heap.h"
+#include "guest/hosts/EveryOperation.h"
+#include "tidewell/base/formats/DateFormatter.h"
+#include "tidewell/base/formats/RegularExpression.h"
+#include "tidewell/runtime/Invocation.h"
+#include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace {
 
-using namespace tidewell::torture;
+using namespace tidewell;
+using namespace tidewell::attack;
+using guest::require;
+using Swizzler = TWAppDelegateSwizzler;
 
 constexpr unsigned kPatienceSeconds = 120;
-constexpr std::size_t kJobs = 2;
 /// How many allocations fail in a row.
 constexpr std::size_t kNumbers[] = {1, 60};
+constexpr std::size_t kMaximumNoted = 400'000;
+constexpr std::size_t kMaximumFrames = 40;
+/// Stacks that agree in so many frames count as one.
+constexpr std::size_t kComparedFrames = 10;
 
-/// What a child tells its parent.
+/// Written by children.
 struct Shared {
-  std::size_t count;
-  std::uint64_t stacks[Allocations::kMaximumNoted];
+  sem_t isBackendReady;
+  std::uint16_t port;
+  char caFile[200];
+  std::size_t count;                  ///< of the allocations that a scenario makes
+  std::size_t stacks[kMaximumNoted];  ///< one hash per allocation; 0 for one that does not fail
+};
+Shared& shared = *static_cast<Shared*>(
+    mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+
+/// Which allocations fail, counted from 1 while `allocationFails` is set. A first one of 0 fails none and
+/// notes the stack of each.
+std::size_t firstFailing = 0, failing = 0;
+std::atomic<std::size_t> allocations{0};
+constinit thread_local bool isDeciding = false;
+void* failedStack[kMaximumFrames];
+int failedFrames = 0;
+
+/// Not a fault of their callers: the C library ends the process where it has no memory for a variable of a
+/// thread, ICU crashes where several allocations of `RegexPattern` fail, and OpenSSL and GnuTLS keep what
+/// failed, crash, or let libcurl turn in a circle.
+bool isExempt(void* const* frames, std::size_t count) {
+  return std::any_of(frames, frames + std::min<std::size_t>(count, 12), [](void* frame) {
+    Dl_info info{};
+    if (dladdr(frame, &info) == 0) return false;
+    const std::string_view file = info.dli_fname == nullptr ? "" : info.dli_fname;
+    const std::string_view name = info.dli_sname == nullptr ? "" : info.dli_sname;
+    for (const std::string_view library : {"libssl", "libcrypto", "libgnutls"}) {
+      if (file.find(library) != file.npos) return true;
+    }
+    return name == "__tls_get_addr" || name.find("12RegexPattern") != name.npos ||
+           name.starts_with("uregex_open");
+  });
+}
+
+bool decide() {
+  if (isDeciding) return false;
+  const std::size_t number = allocations.fetch_add(1) + 1;
+  const bool isNoting = firstFailing == 0 && number <= kMaximumNoted;
+  if (!isNoting && number - firstFailing >= failing) return false;
+  isDeciding = true;  // what decides may allocate
+  void* frames[kMaximumFrames];
+  const auto count = static_cast<std::size_t>(backtrace(frames, isNoting ? 12 : kMaximumFrames));
+  const bool fails = !isExempt(frames, count);
+  if (isNoting) {
+    const std::string_view compared(reinterpret_cast<const char*>(frames),
+                                    std::min(count, kComparedFrames) * sizeof *frames);
+    shared.stacks[number - 1] = fails ? std::hash<std::string_view>()(compared) : 0;
+  } else if (fails && number == firstFailing) {
+    std::copy_n(frames, count, failedStack);
+    failedFrames = static_cast<int>(count);
+  }
+  isDeciding = false;
+  return fails && !isNoting;
+}
+
+// The scenarios: parts of an application's life. Each runs in a process of its own: prepared with memory, its
+// steps while allocations fail, and once more with memory, when they have to succeed.
+
+using Step = void (*)();
+struct Scenario {
+  const char* name;
+  bool usesNetwork;
+  Step prepare;
+  std::vector<Step> steps;
 };
 
-struct Case {
-  const Scenario* scenario;
-  std::size_t first;
-  std::size_t number;
+posix::Options options;
+std::counting_semaphore<> ended{0};
+std::atomic<int> completions{0}, expected{0}, failedRequests{0};
+
+/// Holds whether there is memory or not.
+void demand(bool condition, const char* what) {
+  if (condition) return;
+  std::fprintf(stderr, "wrong: %s\n", what);
+  std::abort();
+}
+
+void complete(bool success, const base::Value& answer) {
+  if (!success) {
+    ++failedRequests;
+    if (allocationFails == nullptr) std::fprintf(stderr, "failed: %s\n", answer.description().c_str());
+  }
+  ++completions;
+  ended.release();
+}
+void waitForCompletions() {
+  while (completions < expected) {
+    demand(ended.try_acquire_for(std::chrono::seconds(20)), "a completion did not come");
+  }
+}
+
+TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
+TidewellCore& core() { return TidewellCore::sharedInstance(); }
+platform::UIApplication& application() { return *platform::UIApplication::sharedApplication(); }
+
+void install() {
+  if (platform::Platform::isInstalled()) return;
+  if (posix::install(options) == nullptr) throw std::bad_alloc();
+  TWLogger::debug(TWLogLevelDebug);
+}
+void start() {
+  install();
+  core().initializeWithAppID("A");
+}
+void nothing() {}
+
+/// Returns when what is on the queues has run.
+void drain() {
+  std::binary_semaphore drained{0};
+  for (platform::Queue* queue :
+       {&platform::Platform::current().globalQueue(), &platform::Platform::current().mainQueue()}) {
+    queue->async([&] { drained.release(); });
+    demand(drained.try_acquire_for(std::chrono::seconds(20)), "a queue stands still");
+  }
+}
+
+/// One of the operations that the guest programs share.
+consteval Step guestOperation(std::string_view name) {
+  for (const guest::Operation& each : guest::kOperations) {
+    if (name == each.name) return each.run;
+  }
+  throw "no such operation";
+}
+
+// Configurations.
+
+/// The backend's, too: the reply to a sync may come at any time.
+constexpr const char* kConfiguration =
+    R"({"a_s": "allowed", "i_s": "blocked", "b_e": ["spam"], "f_e": ["buy"], "b_uid_r": ["[0-9]+", "root"],
+        "e_b_c": 7, "le_s": "allowed", "le_tkn": "t", "src_ext": ["s"]})";
+const base::Value configuration = base::JSONObjectWithData(kConfiguration);
+void merge() { config().updateConfigFromResponse(configuration); }
+
+std::shared_ptr<TWConfig> otherRecord;
+void makeRecord() {
+  start();
+  otherRecord = std::make_shared<TWConfig>();
+  otherRecord->setUserPushOptedOut(true);
+}
+void mergeWrongClasses() {
+  start();
+  config().updateConfigFromResponse(base::JSONObjectWithData(
+      R"({"a_s": ["x"], "i_s": 5, "g_s": {}, "p_f_s": 1.5, "le_s": ["y"], "b_e": "spam", "b_uid_r": 7})"));
+}
+
+// The delegate, the object model.
+
+std::atomic<int> heard{0};
+class Delegate : public platform::UIApplicationDelegate {
+ public:
+  bool openURL(platform::UIApplication&, const base::Url&, const base::Dictionary&) override {
+    return ++heard > 0;
+  }
+};
+const base::Url shop = *base::Url::URLWithString("https://shop.example/cart");
+std::vector<std::shared_ptr<Delegate>> delegates;
+void makeDelegates() {
+  start();
+  delegates.push_back(runtime::make<Delegate>());  // the interceptor
+}
+void setNewDelegate() {
+  delegates.push_back(runtime::make<Delegate>());
+  application().setDelegate(delegates.back());
+}
+/// The delegate that is proxied, and an interceptor.
+void openAppLink() {
+  heard = 0;
+  require(application().deliverOpenURL(shop) && heard == 2, "proxied delegate");
+}
+
+constinit const runtime::Message<int()> kLight{"light"};
+class Lamp : public runtime::Object {
+ public:
+  std::string colour;
+  int light() { return 7; }
+  void note(const std::string&, Object*, const base::Dictionary&, const void*) { ++heard; }
+  static void describe(runtime::ClassBuilder<Lamp>& c) {
+    c.property<&Lamp::colour>("colour").method<&Lamp::light>(kLight);
+    c.method<&Lamp::note>(runtime::kObserveValueForKeyPath);
+  }
+};
+void useLamps() {
+  const auto lamp = runtime::make<Lamp>();
+  const auto watcher = runtime::make<Lamp>();
+  require(runtime::send(lamp, kLight) == 7, "send");
+  runtime::addObserver(lamp.get(), watcher, "colour", runtime::kObserveNew | runtime::kObserveOld);
+  heard = 0;
+  runtime::setValueForKey(lamp.get(), "colour", "red");
+  require(heard == 1 && runtime::valueForKey(lamp.get(), "colour") == base::Value("red"), "observing");
+  runtime::removeObserver(lamp.get(), watcher.get(), "colour");
+  runtime::Invocation invocation(kLight.signature());
+  invocation.setSelector(kLight.selector());
+  invocation.setTarget(lamp);
+  invocation.invoke();
+}
+
+// Requests. What raises before it is handed over gets no completion: the caller knows.
+
+template <TWService service>
+void request() {
+  TWNetworkRequest(service, std::nullopt, std::nullopt, base::Dictionary{{"q", 1}}, std::nullopt)
+      .executeRequestWithCompletionBlock(complete);
+  ++expected;
+}
+void image() {
+  core().downloadImageForURL(base::Url::URLWithString("https://" + std::string(HOST_TDW_PROD_US) + "/i"),
+                             [](bool success, const std::optional<base::Data>&) { complete(success, {}); });
+  ++expected;
+}
+void ship() {
+  TWLogger::logWithVerbosity(TWLogVerbosityDetailed, TWLogSeverityError, {"f", 1, "m", "t"},
+                             base::Array{"x"});
+}
+constexpr Step kGet = request<TWServiceGetConfig>, kReport = request<TWServiceSendReports>;
+void reset() { core().userReset(); }
+void sync() { core().updateConfig(); }
+void warmUp() {
+  start();
+  for (const auto step : {merge, kGet, kReport, image, waitForCompletions}) step();
+}
+
+const std::vector<Scenario> scenarios{
+    {"start", false, nothing, {start}},
+    {"configuration",
+     false,
+     makeRecord,
+     {merge, [] { config().setTdwConfig(otherRecord); }, merge, guestOperation("ask"),
+      [] { require(config().isUniqueIDRestricted("12345"), "restricted IDs"); },
+      guestOperation("restrictions"), [] { config().setDataRedirectionRegion(TWDataRegionServ3); },
+      [] { config().setDataTrackingOptedOut(true); },
+      [] { config().setUserInAppNotificationOptedOut(false); },
+      [] { config().tdwConfig()->updateConfigProperty(TWConfigPropertyEventsBatchCount, 8); },
+      [] { config().printCurrentServicesStatus(); }, [] { core().setAppGroupID("group.example"); }}},
+    {"wrong classes",
+     false,
+     mergeWrongClasses,
+     {[] { ignore(guest::gates()); },
+      [] { ignore(config().isEventBlackListed("spam"), config().restrictionOfUniqueID("abc")); },
+      [] { config().printCurrentServicesStatus(); }}},
+    {"log",
+     false,
+     start,
+     {[] { TWLogger::debug(TWLogLevelExceptionsAndErrors); }, guestOperation("log"), ship,
+      [] {
+        TWLogger::log("%@ %lu", {"a", 1});
+      },
+      [] { TWLogger::debug(TWLogLevelDebug); }, [] { TWLogger::logMessage("a line"); }}},
+    {"delegate",
+     false,
+     makeDelegates,
+     {setNewDelegate, Swizzler::clearInterceptors, Swizzler::resetProxyOriginalDelegateOnceToken,
+      [] { ignore(Swizzler::registerAppDelegateInterceptor(delegates[0])); },
+      Swizzler::proxyOriginalDelegateIncludingAPNSMethods, openAppLink, setNewDelegate,
+      Swizzler::resetProxyOriginalDelegateOnceToken, Swizzler::proxyOriginalDelegate, openAppLink,
+      [] { application().deliverRemoteNotification({}); },
+      [] { require(Swizzler::interceptors().allKeys().size() == 1, "interceptors"); },
+      Swizzler::clearInterceptors, guestOperation("interceptors"), guestOperation("proxy")}},
+    {"objects", false, nothing, {guestOperation("objects"), useLamps}},
+    {"links",
+     false,
+     makeDelegates,
+     {[] { TWCoreUtils::openDeeplink(shop); }, [] { TWCoreUtils::openRichLandingLink(shop); },
+      guestOperation("pages")}},
+    {"utilities",
+     false,
+     start,
+     {[] { ignore(TWCoreUtils::getSDKUniqueIdForUser()); }, [] { TWKeychain::save("torture", "secret"); },
+      [] { require(TWKeychain::load("torture") == base::Value("secret"), "keychain"); },
+      guestOperation("keychain"), guestOperation("texts"), guestOperation("dates"), guestOperation("device"),
+      [] { ignore(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceGetConfig)); }}},
+    {"first requests", true, start, {reset, sync, kGet, kReport, image, waitForCompletions}},
+    {"more requests", true, warmUp, {reset, sync, kGet, kReport, image, waitForCompletions}},
+    {"shipped lines", true, warmUp, {ship, kGet, kReport, image, waitForCompletions}},
 };
 
-std::string folder;
+/// ICU, OpenSSL and GnuTLS keep for the life of the process, or crash on, what failed when they were first
+/// used.
+void warmUpLibraries() {
+  base::MatchBudget budget;
+  ignore(base::RegularExpression("[0-9]+").matches("1", budget));
+  ignore(base::DateFormatter("EEE", base::TimeZone::UTC()).stringFromDate({0}));
+  const auto symbol = [](const char* library, const char* name) {
+    void* const opened = dlopen(library, RTLD_NOW);
+    return opened != nullptr ? dlsym(opened, name) : nullptr;
+  };
+  if (void* const initialize = symbol("libcurl.so.4", "curl_global_init")) {
+    reinterpret_cast<int (*)(long)>(initialize)(3);
+  }
+  void* const method = symbol("libssl.so.3", "TLS_client_method");
+  if (void* const make = symbol("libssl.so.3", "SSL_CTX_new")) {
+    reinterpret_cast<void* (*)(const void*)>(make)(reinterpret_cast<const void* (*)()>(method)());
+  }
+}
 
-void explainDeath(int signal) {
-  Allocations::disarm();
-  ::signal(SIGALRM, SIG_DFL);
+/// The life before: a configuration, an opt-out and a region on the disk, and a sync a moment ago.
+int liveBefore() {
+  install();
+  TWCoreUtils::saveAppId("A");
+  merge();
+  config().setUserPushNotificationOptedOut(true);
+  config().setDataRedirectionRegion(TWDataRegionEurope);
+  auto& defaults = platform::Platform::current().standardUserDefaults();
+  defaults.setObject(platform::Platform::current().clock().now(), kConfigLastUpdatedKey);
+  defaults.setObject(TWCoreUtils::getSDKUniqueIdForUser(), "identity");
+  return defaults.synchronize() ? 0 : 1;
+}
+
+/// After the failures: gates, the opt-out from before and a new one on the disk, every step again.
+void checkThatTheSdkWorks(const Scenario& scenario) {
+  start();
+  drain();
+  demand(completions == expected, "a completion came twice");
+  if (scenario.usesNetwork) {
+    kGet();  // may still fail together with a transfer that began without memory
+    waitForCompletions();
+  }
+  failedRequests = 0;
+  merge();
+  require(config().isAccountActive() && !config().isInAppServiceActive(), "gates");
+  require(!config().isUserPushEnabled(), "the opt-out from before is gone");
+  config().setUserInAppNotificationOptedOut(true);
+  const TWConfigManager onDisk;
+  require(!onDisk.isUserPushEnabled() && !onDisk.isUserInAppEnabled() && onDisk.getEventBatchCount() == 7 &&
+              onDisk.isEventBlackListed("spam") && onDisk.isEventInstantFlushEvent("buy") &&
+              onDisk.isUniqueIDRestricted("root") && !onDisk.isUniqueIDRestricted("a"),
+          "an opt-out or a configuration is not on the disk");
+  require(TWCoreUtils::getTidewellAppId() == "A", "the App ID is gone");
+  require(platform::Platform::current().standardUserDefaults().stringForKey("identity") ==
+              TWCoreUtils::getSDKUniqueIdForUser(),
+          "the identity is another");
+  for (const Step step : scenario.steps) step();
+  demand(failedRequests == 0, "a request with memory fails");
+}
+
+// The lives.
+
+void explainDeath(int number) {
+  allocationFails = nullptr;
+  signal(SIGALRM, SIG_DFL);
   alarm(5);
-  dprintf(STDERR_FILENO, "signal %d; the allocation that failed:\n", signal);
-  Allocations::writeFailedStack(STDERR_FILENO);
-  void* frames[Allocations::kMaximumFrames];
-  const int count = backtrace(frames, Allocations::kMaximumFrames);
-  dprintf(STDERR_FILENO, "-- it ended here:\n");
-  Allocations::writeStack(STDERR_FILENO, frames, static_cast<std::size_t>(count));
+  dprintf(STDERR_FILENO, "signal %d; the allocation that failed:\n", number);
+  backtrace_symbols_fd(failedStack, failedFrames, STDERR_FILENO);
+  void* frames[kMaximumFrames];
+  dprintf(STDERR_FILENO, "it ended here:\n");
+  backtrace_symbols_fd(frames, backtrace(frames, kMaximumFrames), STDERR_FILENO);
   _exit(1);
 }
 
-/// Runs `body` in a child that does not outlive this process; its standard error goes to a file.
-template <class Body>
-pid_t inChild(const std::string& errors, Body&& body) {
-  const pid_t child = fork();
-  if (child != 0) return child;
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (std::freopen(errors.c_str(), "w", stderr) == nullptr) _exit(2);
-  std::setvbuf(stderr, nullptr, _IONBF, 0);
-  static char handlerStack[64 << 10];
-  const stack_t onItsOwn{handlerStack, 0, sizeof handlerStack};
-  sigaltstack(&onItsOwn, nullptr);
-  struct sigaction explain {};
-  explain.sa_handler = explainDeath;
-  explain.sa_flags = SA_ONSTACK;
-  for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGALRM})
-    sigaction(signal, &explain, nullptr);
-  alarm(kPatienceSeconds);
-  body();
-  _exit(0);
-}
+std::size_t lives = 0, wrong = 0;
 
-void run(const Case& c, World world, Shared& shared) {
-  enter(world);
-  c.scenario->prepare();
-  Allocations::arm(c.first, c.number, shared.stacks);
-  c.scenario->act();
-  Allocations::disarm();
-  shared.count = Allocations::count();
-  checkThatTheSdkWorks(c.scenario->usesNetwork);
-  c.scenario->check();
-}
-
-std::string lineOf(const std::string& moduleAndOffset) {
-  const std::string command = "addr2line -Cfpse " + moduleAndOffset + " 2>/dev/null";
-  char line[400] = "";
-  if (std::FILE* const output = popen(command.c_str(), "r")) {
-    static_cast<void>(std::fgets(line, sizeof line, output));
-    pclose(output);
-  }
-  return line[0] == '?' || line[0] == '\0' ? moduleAndOffset + "\n" : line;
-}
-
-void printErrors(const std::string& path) {
-  std::ifstream errors(path);
-  for (std::string line; std::getline(errors, line);) {
-    std::printf("    %s", line.starts_with('/') ? lineOf(line).c_str() : (line + "\n").c_str());
-  }
-}
-
-/// The cases of one scenario, some at a time. How many went wrong.
-class Runner {
- public:
-  Runner(World world, Shared& shared) : world_(std::move(world)), shared_(shared) {}
-
-  void start(const Case& c) {
-    while (running_.size() >= kJobs) finishOne();
-    const std::string home = folder + "/" + std::to_string(++started_);
-    std::filesystem::copy(folder + "/before", home, std::filesystem::copy_options::recursive);
-    World world = world_;
-    world.dataHome = home;
-    if (!c.scenario->usesNetwork) world.port = 1;
-    running_[inChild(home + ".errors", [&] { run(c, world, shared_); })] = {c, home};
-  }
-  void finishAll() {
-    while (!running_.empty()) finishOne();
-  }
-  [[nodiscard]] int wrong() const { return wrong_; }
-
- private:
-  void finishOne() {
-    int status = 0;
-    const pid_t child = wait(&status);
-    const auto found = running_.find(child);
-    if (found == running_.end()) {
-      std::printf("the backend ended\n");
-      std::exit(2);
+/// The life of one application, which fails so many allocations from the `first` on.
+void live(const std::string& folder, const Scenario& scenario, std::size_t first, std::size_t number) {
+  const std::string home = folder + "/" + std::to_string(++lives), errors = home + ".errors";
+  std::filesystem::copy(folder + "/before", home, std::filesystem::copy_options::recursive);
+  const int status = waitFor(inChild(kPatienceSeconds, [&] {
+    dup2(creat(errors.c_str(), 0600), STDERR_FILENO);
+    firstFailing = first;
+    failing = number;
+    options = optionsFor(home, scenario.usesNetwork ? shared.port : 1, shared.caFile);
+    scenario.prepare();
+    allocationFails = decide;
+    for (const Step step : scenario.steps) {
+      try {
+        step();
+      } catch (const std::bad_alloc&) {  // an operation without log coordinates may tell its caller
+      }
     }
-    const auto [c, home] = found->second;
-    running_.erase(found);
-    if (status != 0) {
-      ++wrong_;
-      std::printf("!! %s: allocation %zu and %zu more: status %#x\n", c.scenario->name, c.first, c.number - 1,
-                  status);
-      printErrors(home + ".errors");
-      std::fflush(stdout);
-    }
-    std::filesystem::remove_all(home);
-    std::filesystem::remove(home + ".errors");
+    allocationFails = nullptr;
+    shared.count = allocations;
+    checkThatTheSdkWorks(scenario);
+    return 0;
+  }));
+  if (status != 0) {
+    ++wrong;
+    std::printf("!! %s: allocation %zu, %zu in a row: status %d\n", scenario.name, first, number, status);
+    std::printf("%s", (std::stringstream() << std::ifstream(errors).rdbuf()).str().c_str());
   }
-
-  const World world_;
-  Shared& shared_;
-  std::map<pid_t, std::pair<Case, std::string>> running_;
-  std::size_t started_ = 0;
-  int wrong_ = 0;
-};
+  std::filesystem::remove_all(home);
+  std::filesystem::remove(errors);
+}
 
 /// In a process of its own, whose memory does not fail.
-World startBackend() {
-  struct Ready {
-    std::uint16_t port;
-    char caFile[200];
-  } ready{};
-  int ends[2];
-  if (pipe(ends) != 0) std::exit(2);
-  inChild(folder + "/backend.errors", [&] {
-    alarm(0);
+void startBackend() {
+  sem_init(&shared.isBackendReady, 1, 0);
+  inChild(0, []() -> int {
     tidewell::testing::StandInBackend backend;
-    backend.setConfiguration(R"({"a_s": "allowed", "i_s": "blocked", "e_b_c": 7})");
+    backend.setConfiguration(kConfiguration);
     backend.setResource("/i", "picture", "image/png");
-    ready.port = backend.port();
-    std::strncpy(ready.caFile, backend.caFile().c_str(), sizeof ready.caFile - 1);
-    if (write(ends[1], &ready, sizeof ready) < 0) _exit(1);
+    shared.port = backend.port();
+    std::strncpy(shared.caFile, backend.caFile().c_str(), sizeof shared.caFile - 1);
+    sem_post(&shared.isBackendReady);
     for (;;) pause();
   });
-  if (read(ends[0], &ready, sizeof ready) != sizeof ready) std::exit(2);
-  return {"", ready.caFile, ready.port};
+  sem_wait(&shared.isBackendReady);
 }
 
-bool torture(Runner& runner, const Scenario& scenario, Shared& shared, std::size_t most) {
-  const bool every = most == 0;
+/// False where the scenario does not even work with memory.
+bool torture(const std::string& folder, const Scenario& scenario, std::size_t most) {
+  const std::size_t before = wrong;
   shared.count = 0;
-  const int before = runner.wrong();
-  runner.start({&scenario, 0, 0});
-  runner.finishAll();
-  if (shared.count == 0) return false;
-  const std::size_t count = shared.count;
-  std::unordered_set<std::uint64_t> known;
+  live(folder, scenario, 0, 0);
+  std::unordered_set<std::size_t> known{0};
   std::vector<std::size_t> chosen;
-  for (std::size_t i = 0; i < std::min(count, Allocations::kMaximumNoted); ++i) {
-    if (shared.stacks[i] == 0) continue;
-    if (every || known.insert(shared.stacks[i]).second) chosen.push_back(i + 1);
+  for (std::size_t i = 0; i < std::min(shared.count, kMaximumNoted); ++i) {
+    if (known.insert(shared.stacks[i]).second || (most == 0 && shared.stacks[i] != 0))
+      chosen.push_back(i + 1);
   }
-  const std::size_t tried = every ? chosen.size() : std::min(most, chosen.size());
+  const std::size_t count = shared.count, tried = most == 0 ? chosen.size() : std::min(most, chosen.size());
   for (std::size_t i = 0; i < tried; ++i) {
     for (const std::size_t number : kNumbers) {
-      runner.start({&scenario, chosen[i * chosen.size() / tried], number});
+      live(folder, scenario, chosen[i * chosen.size() / tried], number);
     }
   }
-  runner.finishAll();
-  std::printf("%s: %zu allocations with %zu stacks, %zu of them tried, %d wrong\n", scenario.name, count,
-              chosen.size(), tried, runner.wrong() - before);
-  std::fflush(stdout);
-  return true;
+  std::printf("%s: %zu allocations with %zu stacks, %zu of them tried, %zu wrong\n", scenario.name, count,
+              chosen.size(), tried, wrong - before);
+  return tried > 0;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  bool offline = false;
-  std::size_t most = 100;
-  std::vector<std::string> words;
-  for (int i = 1; i < argc; ++i) {
-    const std::string word = argv[i];
-    if (word == "--offline") {
-      offline = true;
-    } else if (word == "--every") {
-      most = 0;
-    } else if (word == "--most" && i + 1 < argc) {
-      most = std::stoul(argv[++i]);
-    } else {
-      words.push_back(word);
-    }
+/// The SDK's threads block all signals; a crash on one of them is to reach the handler that explains it.
+extern "C" __attribute__((visibility("default"))) int pthread_sigmask(int how, const sigset_t* set,
+                                                                      sigset_t* old) noexcept {
+  sigset_t without;
+  if (set != nullptr) {
+    without = *set;
+    for (const int each : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&without, each);
   }
-  rlimit none{};
+  return sigprocmask(how, set == nullptr ? nullptr : &without, old) == 0 ? 0 : errno;
+}
+
+int main(int argc, char** argv) {
+  Arguments arguments(argc, argv);
+  const bool isOffline = arguments.takeFlag("--offline");
+  const std::size_t most = arguments.takeNumber("--most", 100);
+  const rlimit none{};
   setrlimit(RLIMIT_CORE, &none);
   void* frame = nullptr;
   backtrace(&frame, 1);  // loads what it needs
+  for (const int each : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGALRM}) signal(each, explainDeath);
   warmUpLibraries();
-  std::string name =
-      (std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp") + std::string("/tidewell-torture-XXXXXX");
-  folder = mkdtemp(name.data());
-  auto& shared = *static_cast<Shared*>(
-      mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-
-  World world = offline ? World{"", "", 1} : startBackend();
-  std::filesystem::create_directory(folder + "/before");
-  world.dataHome = folder + "/before";
-  int status = 0;
-  waitpid(inChild(folder + "/before.errors", [&] { liveBefore(world); }), &status, 0);
-  Runner runner(world, shared);
-  bool complete = status == 0;
+  const TemporaryFolder folder(folderInMemory());
+  if (!isOffline) startBackend();
+  const std::string before = folder.path + "/before";
+  std::filesystem::create_directory(before);
+  options = optionsFor(before);
+  guest::onFailedRequirement = [](const char* what) {
+    if (allocationFails != nullptr) throw std::bad_alloc();
+    demand(false, what);
+  };
+  bool isComplete = waitFor(inChild(kPatienceSeconds, liveBefore)) == 0;
+  const std::string wanted = arguments.word(0);
   for (const Scenario& scenario : scenarios) {
-    if ((offline && scenario.usesNetwork) || (!words.empty() && words[0] != scenario.name)) continue;
-    if (words.size() == 3) {
-      runner.start({&scenario, std::stoul(words[1]), std::stoul(words[2])});
-      runner.finishAll();
+    if ((isOffline && scenario.usesNetwork) || (!wanted.empty() && wanted != scenario.name)) continue;
+    if (const std::size_t first = arguments.number(1, 0); first != 0) {
+      live(folder.path, scenario, first, arguments.number(2, 1));
     } else {
-      complete = torture(runner, scenario, shared, most) && complete;
+      isComplete = torture(folder.path, scenario, most) && isComplete;
     }
   }
-  std::filesystem::remove_all(folder);
-  std::printf("%d wrong\n", runner.wrong());
-  return complete && runner.wrong() == 0 ? 0 : 1;
+  return conclude(lives, "lives", wrong) == 0 && isComplete ? 0 : 1;
 }

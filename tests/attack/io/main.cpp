@@ -1,41 +1,34 @@
 // io_torture [EVERY]: lives of an application in which the n-th call on its files fails, once or from then
-// on, or is the last before a power loss that takes what was not flushed. EVERY takes each EVERY-th n only.
+// on, or is the last before a power loss that takes what was not flushed. Takes every EVERY-th n only.
 //
 // This program defines the C library's functions for files; the libraries in it find these first.
+#include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <mutex>
 #include <new>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
+#include "attack/Attack.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TidewellCore.h"
-#include "tidewell/posix/PosixPlatform.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace tidewell;
+using namespace tidewell::attack;
 
-enum class Fault { none, once, fromThenOn, powerLoss };
-constexpr const char* kNames[] = {"none", "once", "from then on", "power loss"};
+enum class Fault { once, fromThenOn, powerLoss };
+constexpr const char* kNames[] = {"once", "from then on", "power loss"};
 
 /// Shared by this process and the lives it forks.
 struct Shared {
@@ -52,24 +45,10 @@ bool isTortured = false;
 std::mutex writing;  ///< guards `written`, and is held for good once the power is gone
 std::vector<std::pair<int, off_t>> written;
 
-/// Whether this call fails.
-bool fails() {
-  const int number = ++shared->calls;
-  if (shared->fault == Fault::powerLoss && number == shared->failing) {
-    int status = 0;
-    writing.lock();
-    for (const auto& [file, flushed] : written) status |= ftruncate(file, flushed);
-    _exit(status);
-  }
-  return (shared->fault == Fault::once && number == shared->failing) ||
-         (shared->fault == Fault::fromThenOn && number >= shared->failing);
-}
-
+/// Whether a path, or the file or folder of a descriptor, is below the root.
 bool isBelowRoot(const char* path) {
   return isTortured && std::strncmp(path, root.c_str(), root.size()) == 0;
 }
-
-/// Whether a descriptor is a file or folder below the root.
 bool isBelowRoot(int descriptor) {
   if (!isTortured) return false;
   char path[4096] = "";
@@ -77,10 +56,24 @@ bool isBelowRoot(int descriptor) {
   return readlink(link.c_str(), path, sizeof path - 1) > 0 && isBelowRoot(path);
 }
 
-int failed(int error) {
-  errno = error;
-  return -1;
+/// Whether a call on a file fails, which sets `errno`. At a power loss, cuts off what was not flushed.
+template <class File>
+bool fails(File file, int error) {
+  if (!isBelowRoot(file)) return false;
+  const int number = ++shared->calls;
+  if (shared->fault == Fault::powerLoss && number == shared->failing) {
+    int status = 0;
+    writing.lock();
+    for (const auto& [each, flushed] : written) status |= ftruncate(each, flushed);
+    _exit(status);
+  }
+  const bool isDue =
+      shared->fault == Fault::fromThenOn ? number >= shared->failing : number == shared->failing;
+  if (isDue) errno = error;
+  return isDue;
 }
+
+int call(long number, auto... arguments) { return static_cast<int>(syscall(number, arguments...)); }
 
 }  // namespace
 
@@ -91,8 +84,8 @@ SHOWN int openat(int folder, const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = va_arg(arguments, mode_t);  // of no meaning where there is none
   va_end(arguments);
-  if ((isBelowRoot(path) || (folder >= 0 && isBelowRoot(folder))) && fails()) return failed(EMFILE);
-  return static_cast<int>(syscall(SYS_openat, folder, path, flags, mode));
+  if (path[0] == '/' ? fails(path, EMFILE) : fails(folder, EMFILE)) return -1;
+  return call(SYS_openat, folder, path, flags, mode);
 }
 SHOWN int open(const char* path, int flags, ...) {
   va_list arguments;
@@ -101,77 +94,65 @@ SHOWN int open(const char* path, int flags, ...) {
   va_end(arguments);
   return openat(AT_FDCWD, path, flags, mode);
 }
-SHOWN ssize_t write(int descriptor, const void* bytes, size_t count) {
-  if (isBelowRoot(descriptor)) {
-    if (fails()) return failed(ENOSPC);
-    const std::lock_guard lock(writing);
-    written.emplace_back(dup(descriptor), lseek(descriptor, 0, SEEK_CUR));
-    return syscall(SYS_write, descriptor, bytes, count);
-  }
-  return syscall(SYS_write, descriptor, bytes, count);
+SHOWN ssize_t write(int file, const void* bytes, size_t count) {
+  if (fails(file, ENOSPC)) return -1;
+  if (!isBelowRoot(file)) return syscall(SYS_write, file, bytes, count);
+  const std::lock_guard guard(writing);
+  written.emplace_back(dup(file), lseek(file, 0, SEEK_CUR));
+  return syscall(SYS_write, file, bytes, count);
 }
-SHOWN int fsync(int descriptor) {
-  if (isBelowRoot(descriptor)) {
-    if (fails()) return failed(EIO);
-    const std::lock_guard lock(writing);
-    struct stat mine {};
-    struct stat each {};
-    fstat(descriptor, &mine);
-    for (auto& [file, flushed] : written) {
-      if (fstat(file, &each) == 0 && each.st_ino == mine.st_ino) flushed = each.st_size;
-    }
+SHOWN int fsync(int file) {
+  if (fails(file, EIO)) return -1;
+  const std::lock_guard lock(writing);
+  struct stat mine {};
+  struct stat each {};
+  fstat(file, &mine);
+  for (auto& [other, flushed] : written) {
+    if (fstat(other, &each) == 0 && each.st_ino == mine.st_ino) flushed = each.st_size;
   }
-  return static_cast<int>(syscall(SYS_fsync, descriptor));
+  return call(SYS_fsync, file);
 }
 SHOWN int renameat(int from, const char* path, int to, const char* toPath) noexcept {
-  if (isBelowRoot(from) && fails()) return failed(EIO);
-  return static_cast<int>(syscall(SYS_renameat2, from, path, to, toPath, 0));
+  return fails(from, EIO) ? -1 : call(SYS_renameat2, from, path, to, toPath, 0);
 }
 SHOWN int rename(const char* path, const char* toPath) noexcept {
-  if (isBelowRoot(path) && fails()) return failed(EIO);
-  return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, path, AT_FDCWD, toPath, 0));
+  return fails(path, EIO) ? -1 : call(SYS_renameat2, AT_FDCWD, path, AT_FDCWD, toPath, 0);
 }
 SHOWN int mkdir(const char* path, mode_t mode) noexcept {
-  if (isBelowRoot(path) && fails()) return failed(ENOSPC);
-  return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+  return fails(path, ENOSPC) ? -1 : call(SYS_mkdirat, AT_FDCWD, path, mode);
 }
-SHOWN int flock(int descriptor, int operation) noexcept {
-  if ((operation & LOCK_EX) != 0 && isBelowRoot(descriptor) && fails()) return failed(ENOLCK);
-  return static_cast<int>(syscall(SYS_flock, descriptor, operation));
+SHOWN int flock(int file, int operation) noexcept {
+  const bool isTaking = (operation & LOCK_UN) == 0;
+  return isTaking && fails(file, ENOLCK) ? -1 : call(SYS_flock, file, operation);
+}
+SHOWN int unlinkat(int folder, const char* path, int flags) noexcept {
+  return fails(folder, EROFS) ? -1 : call(SYS_unlinkat, folder, path, flags);
+}
+SHOWN int fchmod(int file, mode_t mode) noexcept {
+  return fails(file, EIO) ? -1 : call(SYS_fchmod, file, mode);
+}
+SHOWN DIR* fdopendir(int folder) {
+  static const auto list = reinterpret_cast<DIR* (*)(int)>(dlsym(RTLD_NEXT, "fdopendir"));
+  return fails(folder, ENOMEM) ? nullptr : list(folder);
 }
 
 namespace {
 
-/// The lines of the log, which come from any thread.
-class Lines {
- public:
-  void add(std::string_view line) {
-    const std::lock_guard lock(mutex_);
-    text_.append(line) += '\n';
-  }
-  void clear() {
-    const std::lock_guard lock(mutex_);
-    text_.clear();
-  }
-  [[nodiscard]] bool mention(std::string_view words) {
-    const std::lock_guard lock(mutex_);
-    return text_.find(words) != std::string::npos;
-  }
+std::mutex saying;  ///< guards `said`
+std::string said;   ///< the lines of the log
 
- private:
-  std::mutex mutex_;
-  std::string text_;
-};
-Lines said;
+bool saidOf(std::string_view words) {
+  const std::lock_guard lock(saying);
+  return said.find(words) != std::string::npos;
+}
 
 void install() {
-  posix::Options options;
-  options.bundleIdentifier = "org.example.torture";
-  options.version = "1";
-  options.dataHome = root;
-  options.proxy = "127.0.0.1:1";             // no one listens there
+  posix::Options options = optionsFor(root);
   options.mainLoop = posix::MainLoop::host;  // nothing runs on the main queue: a start asks no server
-  options.consoleSink = [](std::string_view line) { said.add(line); };
+  options.consoleSink = [](std::string_view line) {
+    const std::lock_guard lock(saying);
+    said.append(line) += '\n';
+  };
   posix::install(options);
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
 }
@@ -180,16 +161,20 @@ platform::UserDefaults& defaults() { return platform::Platform::current().standa
 TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
 
 /// A start, an opt-out and a user default. What the life is told of their success is left in `shared`.
-void live() {
+int live() {
   install();
   isTortured = true;
   TidewellCore::sharedInstance().initializeWithAppID("A");
-  said.clear();
+  {
+    const std::lock_guard lock(saying);
+    said.clear();
+  }
   config().setUserPushNotificationOptedOut(true);
-  shared->pushOptedOut = !said.mention("The configuration");
+  shared->pushOptedOut = !saidOf("The configuration");
   defaults().setObject(std::string(6000, 't'), "token");
   shared->tokenKept = defaults().synchronize();
   shared->memoryWasRight = !config().isUserPushEnabled() && defaults().objectForKey("token").length() == 6000;
+  return 0;
 }
 
 int wrong(const char* what) {
@@ -199,8 +184,8 @@ int wrong(const char* what) {
 
 /// The next life: what it finds, and what it leaves after a write.
 int check() {
-  const fs::path container = fs::path(root) / "org.example.torture/Library";
-  for (const char* each : {"Tidewell/TdwConfig.corrupt", "Preferences/org.example.torture.plist.corrupt"}) {
+  const fs::path container = fs::path(root) / "org.example.attack/Library";
+  for (const char* each : {"Tidewell/TdwConfig.corrupt", "Preferences/org.example.attack.plist.corrupt"}) {
     if (fs::exists(container / each)) return wrong("a file of the life before is whole");
   }
   install();
@@ -220,49 +205,32 @@ int check() {
     if (name.ends_with(".tmp") || name.find(".change-") != std::string::npos)
       return wrong((name + " is gone after the next write").c_str());
   }
-  return !said.mention("corrupt") ? 0 : wrong("the archive of the life before is whole");
-}
-
-/// Runs a function in a process of its own: its status, minus the signal that ended it.
-template <class Function>
-int inChild(Function function) {
-  std::fflush(stdout);
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(60);
-    const int status = function();
-    std::fflush(stdout);
-    _exit(status);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return !saidOf("corrupt") ? 0 : wrong("the archive of the life before is whole");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int every = argc > 1 ? std::max(1, std::atoi(argv[1])) : 1;
-  char name[] = "/tmp/tidewell-torture-XXXXXX";
-  const std::string folder = mkdtemp(name);
+  const int every = static_cast<int>(Arguments(argc, argv).number(0, 1));
+  const TemporaryFolder folder;
   shared = static_cast<Shared*>(
       mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  root = folder + "/seed";
-  inChild([] {
+  root = folder.path + "/seed";
+  waitFor(inChild(60, [] {
     install();
     config().setDataTrackingOptedOut(true);
     defaults().setObject("kept", "earlier");
     return defaults().synchronize() ? 0 : 1;
-  });
-  root = folder + "/data";
-  int rounds = 0, faults = 0;
+  }));
+  root = folder.path + "/data";
+  std::size_t lives = 0, faults = 0;
   for (const Fault fault : {Fault::once, Fault::fromThenOn, Fault::powerLoss}) {
-    for (int n = 1;; n += every, ++rounds) {
+    for (int n = 1;; n += every, ++lives) {
       fs::remove_all(root);
-      fs::copy(folder + "/seed", root, fs::copy_options::recursive);
+      fs::copy(folder.path + "/seed", root, fs::copy_options::recursive);
       new (shared) Shared{fault, n, {0}, false, false, false};
-      const int status = inChild([] { return live(), 0; });
-      const int next = inChild(check);
+      const int status = waitFor(inChild(60, live));
+      const int next = waitFor(inChild(60, check));
       if (status != 0 || next != 0 || (fault != Fault::powerLoss && !shared->memoryWasRight)) {
         ++faults;
         std::printf("call %d, %s: the life ended with %d, the next one with %d%s\n", n,
@@ -272,7 +240,5 @@ int main(int argc, char** argv) {
       if (shared->calls < n) break;
     }
   }
-  fs::remove_all(folder);
-  std::printf("%d lives, %d faults\n", rounds, faults);
-  return faults == 0 ? 0 : 1;
+  return conclude(lives, "lives", faults);
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "FailedRequirement.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
@@ -37,6 +38,7 @@ namespace tidewell::guest {
 /// may be ending already.
 inline void require(bool condition, const char* what) {
   if (condition) return;
+  if (onFailedRequirement != nullptr) return onFailedRequirement(what);
   std::fprintf(stderr, "wrong: %s\n", what);
   std::_Exit(9);
 }

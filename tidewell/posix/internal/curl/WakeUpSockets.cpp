@@ -52,7 +52,7 @@ void keepOnly(std::vector<int>& descriptors, Condition condition) {
 
 CURLM* makeMultiHandle() {
   const std::set<int> before = openDescriptors();
-  CURLM* multi = curl_multi_init();
+  std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi(curl_multi_init(), curl_multi_cleanup);
   if (multi == nullptr) return nullptr;
   // Another thread of the host may have opened a socket at the same moment. Ours are the two that fill and
   // empty with a wake-up.
@@ -61,12 +61,12 @@ CURLM* makeMultiHandle() {
     if (!before.contains(descriptor) && isCandidate(descriptor)) candidates.push_back(descriptor);
   }
   keepOnly(candidates, [](int descriptor) { return !holdsBytes(descriptor); });
-  curl_multi_wakeup(multi);
+  curl_multi_wakeup(multi.get());
   keepOnly(candidates, [](int descriptor) { return holdsBytes(descriptor); });
-  curl_multi_poll(multi, nullptr, 0, 0, nullptr);
+  curl_multi_poll(multi.get(), nullptr, 0, 0, nullptr);
   keepOnly(candidates, [](int descriptor) { return !holdsBytes(descriptor); });
   for (const int descriptor : candidates) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-  return multi;
+  return multi.release();
 }
 
 }  // namespace tidewell::posix
