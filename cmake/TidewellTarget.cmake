@@ -8,6 +8,8 @@ function(tidewell_settings target)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # gcc 12 loses track of std::string's buffers when it inlines, and warns of what is not there. The sanitizers look for the real ones.
     target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized -Wno-restrict)
+    # It wants members of types that only one file knows to be local to it, and takes a unit of several files for a header.
+    target_compile_options(${target} PRIVATE "$<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-subobject-linkage>")
   endif()
   if(TIDEWELL_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)

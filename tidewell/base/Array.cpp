@@ -6,7 +6,7 @@
 namespace tidewell::base {
 namespace {
 
-const ArrayRecord* recordOf(const SharedPointer& pointer) {
+const ArrayRecord* arrayRecord(const SharedPointer& pointer) {
   return static_cast<const ArrayRecord*>(pointer.get());
 }
 
@@ -25,12 +25,12 @@ Array::Array(std::vector<Value> values) {
 }
 
 std::size_t Array::count() const noexcept {
-  const ArrayRecord* record = recordOf(record_);
+  const ArrayRecord* record = arrayRecord(record_);
   return record ? record->values.size() : 0;
 }
 
 const Value* Array::begin() const noexcept {
-  const ArrayRecord* record = recordOf(record_);
+  const ArrayRecord* record = arrayRecord(record_);
   return record ? record->values.data() : nullptr;
 }
 

@@ -8,11 +8,11 @@
 namespace tidewell::base {
 
 namespace {
-std::uint32_t hashOf(std::string_view key) noexcept { return static_cast<std::uint32_t>(stringHash(key)); }
+std::uint32_t keyHash(std::string_view key) noexcept { return static_cast<std::uint32_t>(stringHash(key)); }
 }  // namespace
 
 std::size_t DictionaryRecord::indexOf(std::string_view key) const noexcept {
-  return indexOf(key, slots_.empty() ? 0 : hashOf(key));
+  return indexOf(key, slots_.empty() ? 0 : keyHash(key));
 }
 
 std::size_t DictionaryRecord::indexOf(std::string_view key, std::uint32_t hash) const noexcept {
@@ -35,7 +35,7 @@ std::pair<std::size_t, bool> DictionaryRecord::insert(std::string&& key, Value&&
   if (count > kWalked && count * 4 > slots_.size() * 3) {
     rebuild(std::max<std::size_t>(slots_.size() * 2, kWalked * 4));
   }
-  const std::uint32_t hash = slots_.empty() ? 0 : hashOf(key);
+  const std::uint32_t hash = slots_.empty() ? 0 : keyHash(key);
   const std::size_t known = indexOf(key, hash);
   if (known != kNone) return {known, false};
   entries.push_back({std::move(key), std::move(value)});
@@ -60,7 +60,7 @@ void DictionaryRecord::rebuild(std::size_t slotCount) {
   slots_.assign(slotCount, Slot());
   if (slotCount == 0) return;
   for (std::size_t index = 0; index < entries.size(); ++index) {
-    enter(hashOf(entries[index].key), index);
+    enter(keyHash(entries[index].key), index);
   }
 }
 
@@ -73,7 +73,7 @@ void DictionaryRecord::enter(std::uint32_t hash, std::size_t index) noexcept {
 
 namespace {
 
-const DictionaryRecord* recordOf(const SharedPointer& pointer) {
+const DictionaryRecord* dictionaryRecord(const SharedPointer& pointer) {
   return static_cast<const DictionaryRecord*>(pointer.get());
 }
 
@@ -81,7 +81,7 @@ const DictionaryRecord* recordOf(const SharedPointer& pointer) {
 DictionaryRecord& uniqueRecord(SharedPointer& pointer) {
   if (!pointer.isUnique()) {
     auto copy = std::make_unique<DictionaryRecord>();
-    if (const DictionaryRecord* shared = recordOf(pointer)) {
+    if (const DictionaryRecord* shared = dictionaryRecord(pointer)) {
       copy->reserve(shared->entries.size() + 1);
       for (const Dictionary::Entry& entry : shared->entries) {
         copy->insert(std::string(entry.key), Value(entry.value));
@@ -106,19 +106,19 @@ Dictionary::Dictionary(std::initializer_list<std::pair<std::string_view, Value>>
 }
 
 std::size_t Dictionary::count() const noexcept {
-  const DictionaryRecord* record = recordOf(record_);
+  const DictionaryRecord* record = dictionaryRecord(record_);
   return record ? record->entries.size() : 0;
 }
 
 const Dictionary::Entry* Dictionary::begin() const noexcept {
-  const DictionaryRecord* record = recordOf(record_);
+  const DictionaryRecord* record = dictionaryRecord(record_);
   return record ? record->entries.data() : nullptr;
 }
 
 const Dictionary::Entry* Dictionary::end() const noexcept { return begin() + count(); }
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
-  const DictionaryRecord* record = recordOf(record_);
+  const DictionaryRecord* record = dictionaryRecord(record_);
   if (!record) return nullptr;
   const std::size_t index = record->indexOf(key);
   return index == DictionaryRecord::kNone ? nullptr : &record->entries[index].value;
@@ -143,7 +143,7 @@ bool Dictionary::addObject(std::string key, Value object) {
 }
 
 void Dictionary::removeObjectForKey(std::string_view key) {
-  const DictionaryRecord* shared = recordOf(record_);
+  const DictionaryRecord* shared = dictionaryRecord(record_);
   if (!shared) return;
   const std::size_t index = shared->indexOf(key);
   if (index != DictionaryRecord::kNone) uniqueRecord(record_).remove(index);

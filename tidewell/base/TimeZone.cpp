@@ -10,6 +10,7 @@
 
 #include "tidewell/base/internal/IcuError.h"
 #include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/base/internal/TimeZoneRecord.h"
 
@@ -40,7 +41,7 @@ using detail::IcuTurn;
 
 static_assert(detail::kIcuMemoryError == U_MEMORY_ALLOCATION_ERROR);
 
-[[maybe_unused]] const bool madeWhenLoaded = (IcuTurn(IcuTurn::Use::dates), true);
+const MadeWhenLoaded icuMutexesMade([] { IcuTurn turn(IcuTurn::Use::dates); });
 
 }  // namespace
 

@@ -14,7 +14,9 @@ namespace {
 
 constexpr std::size_t kIndent = 4;
 
-bool isPlain(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+bool needsNoQuotes(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
 
 /// An ASCII character as it stands between quotes.
 void appendEscaped(std::string& out, char c) {
@@ -38,7 +40,7 @@ void appendEscaped(std::string& out, char c) {
 
 /// A text as an entry of a container: in quotes unless it is made of ASCII letters and digits only.
 void appendQuoted(std::string& out, std::string_view text) {
-  if (!text.empty() && std::all_of(text.begin(), text.end(), isPlain)) {
+  if (!text.empty() && std::all_of(text.begin(), text.end(), needsNoQuotes)) {
     out += text;
     return;
   }

@@ -25,7 +25,7 @@ namespace {
 
 using platform::Platform;
 
-constexpr std::int64_t kStatusOK = 200;
+constexpr std::int64_t kDownloadStatus = 200;
 
 /// What `initializeWithAppID` finds out about the App ID before anything starts.
 enum class AppIDCheck { proceed, stop };
@@ -163,8 +163,8 @@ void TidewellCore::downloadImageForURL(std::optional<base::Url> url, TWImageComp
     completion = std::make_shared<const TWImageCompletion>(std::move(andCompletionHandler));
     Platform::current().sharedUrlSession().dataTaskWithRequest(
         platform::UrlRequest(std::move(url)), [completion](const platform::UrlTaskResult& result) {
-          const bool success =
-              result.data && !result.error && result.response && result.response->statusCode == kStatusOK;
+          const bool success = result.data && !result.error && result.response &&
+                               result.response->statusCode == kDownloadStatus;
           if (*completion) (*completion)(success, result.data);
         });
   } catch (const std::bad_alloc&) {  // the task was not taken

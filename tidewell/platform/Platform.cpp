@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/internal/UnknownMachine.h"
@@ -30,7 +31,7 @@ Keeper& keeper() {
   return *instance;
 }
 
-[[maybe_unused]] const Keeper& madeWhenLoaded = keeper();
+const base::MadeWhenLoaded keeperMade(keeper);
 
 /// Lets the application be found by the name of its class.
 void declareApplication() { (void)runtime::classOf<UIApplication>(); }

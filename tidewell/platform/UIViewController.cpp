@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
@@ -16,7 +17,7 @@ namespace {
 
 using runtime::description;
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = hierarchyMutex();
+const base::MadeWhenLoaded hierarchyMutexMade(hierarchyMutex);
 
 void onMainQueue(std::function<void()> function) {
   Queue& queue = Platform::current().mainQueue();

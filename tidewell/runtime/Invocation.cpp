@@ -7,7 +7,9 @@
 namespace tidewell::runtime {
 namespace {
 
-[[noreturn]] void refuse(const std::string& reason) { base::raise(base::kInvalidArgumentException, reason); }
+[[noreturn]] void refuseInvocation(const std::string& reason) {
+  base::raise(base::kInvalidArgumentException, reason);
+}
 
 std::size_t aligned(std::size_t offset, std::size_t alignment) {
   return (offset + alignment - 1) / alignment * alignment;
@@ -51,11 +53,11 @@ void Invocation::empty(Place& place, const TypeInfo& type) noexcept {
 Invocation::Place& Invocation::checkedArgument(std::size_t index, const TypeInfo& type) {
   const std::size_t place = index - Signature::kFirstArgument;
   if (index < Signature::kFirstArgument || place >= signature_->arguments.size())
-    refuse("there is no argument " + std::to_string(index) + " in " + signature_->text);
+    refuseInvocation("there is no argument " + std::to_string(index) + " in " + signature_->text);
   const TypeInfo& wanted = *signature_->arguments[place];
   if (&type != &wanted)
-    refuse("argument " + std::to_string(index) + " is " + type.text + " (" + type.encoding + "), not " +
-           wanted.text + " (" + wanted.encoding + ")");
+    refuseInvocation("argument " + std::to_string(index) + " is " + type.text + " (" + type.encoding +
+                     "), not " + wanted.text + " (" + wanted.encoding + ")");
   return places_[place];
 }
 
@@ -79,10 +81,11 @@ void Invocation::invoke() {
   constexpr std::size_t kMaximumArguments = 16;
   const void* arguments[kMaximumArguments];
   const std::size_t count = signature_->arguments.size();
-  if (count > kMaximumArguments) refuse("more arguments than an invocation takes: " + signature_->text);
+  if (count > kMaximumArguments)
+    refuseInvocation("more arguments than an invocation takes: " + signature_->text);
   for (std::size_t i = 0; i < count; ++i) {
     if (!places_[i].value)
-      refuse("argument " + std::to_string(i + Signature::kFirstArgument) + " is missing");
+      refuseInvocation("argument " + std::to_string(i + Signature::kFirstArgument) + " is missing");
     arguments[i] = places_[i].value;
   }
   const Ref target = target_;  // the method may let go of the invocation's
@@ -93,8 +96,8 @@ void Invocation::invoke() {
 
 const void* Invocation::checkedResult(const TypeInfo& type) const {
   if (&type != signature_->result)
-    refuse("the result is " + signature_->result->text + " (" + signature_->result->encoding + "), not " +
-           type.text + " (" + type.encoding + ")");
+    refuseInvocation("the result is " + signature_->result->text + " (" + signature_->result->encoding +
+                     "), not " + type.text + " (" + type.encoding + ")");
   return places_[signature_->arguments.size()].value;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
@@ -21,7 +22,7 @@ SideMutexes& sideMutexes() {
   return *mutexes;
 }
 
-[[maybe_unused]] const SideMutexes& madeWhenLoaded = sideMutexes();
+const base::MadeWhenLoaded sideMutexesMade(sideMutexes);
 
 }  // namespace
 

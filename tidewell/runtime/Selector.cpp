@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::runtime {
@@ -16,17 +17,17 @@ struct SelectorTable {
       records;  // keys lie in the records
 };
 
-SelectorTable& table() {
+SelectorTable& selectorTable() {
   static base::NeverDestroyed<SelectorTable> table;
   return *table;
 }
 
-[[maybe_unused]] const SelectorTable& madeWhenLoaded = table();
+const base::MadeWhenLoaded selectorTableMade(selectorTable);
 
 }  // namespace
 
 Selector Selector::named(std::string_view name) {
-  SelectorTable& known = table();
+  SelectorTable& known = selectorTable();
   const std::lock_guard lock(known.mutex);
   const auto found = known.records.find(name);
   if (found != known.records.end()) return Selector(found->second.get());

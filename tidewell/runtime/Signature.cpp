@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/internal/Registry.h"
 
@@ -18,19 +19,19 @@ struct TypeTable {
   std::unordered_map<std::string, std::unique_ptr<const Signature>> signatures;
 };
 
-TypeTable& table() {
+TypeTable& typeTable() {
   static base::NeverDestroyed<TypeTable> table;
   return *table;
 }
 
-[[maybe_unused]] const TypeTable& madeWhenLoaded = table();
+const base::MadeWhenLoaded typeTableMade(typeTable);
 
 /// The entry of a key, made where there is none. The module that `function` lies in is kept loaded first,
 /// with no lock held: the loader's lock may belong to a thread that waits for this table.
 template <class Entry>
 const Entry& interned(std::unordered_map<std::string, std::unique_ptr<const Entry>> TypeTable::*entries,
                       std::string key, Entry recipe, AnyFunction function) {
-  TypeTable& known = table();
+  TypeTable& known = typeTable();
   {
     const std::scoped_lock lock(known.mutex);
     const auto found = (known.*entries).find(key);

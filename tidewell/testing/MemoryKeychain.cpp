@@ -7,7 +7,7 @@
 namespace tidewell::testing {
 namespace {
 
-struct Item {
+struct StoredItem {
   std::string service;
   std::string account;
   base::Data data;
@@ -38,7 +38,7 @@ struct Query {
     isValid = service.isValid && account.isValid &&
               query.objectForKey(platform::kSecClass) == base::Value(platform::kSecClassGenericPassword);
   }
-  [[nodiscard]] bool matches(const Item& item) const {
+  [[nodiscard]] bool matches(const StoredItem& item) const {
     return service.matches(item.service) && account.matches(item.account);
   }
 };
@@ -47,7 +47,7 @@ struct Query {
 
 struct MemoryKeychain::State {
   mutable std::mutex mutex;
-  std::vector<Item> items;
+  std::vector<StoredItem> items;
   std::int32_t status = platform::errSecSuccess;
 
   /// What stands in the way of a query; `errSecSuccess` where nothing does.
@@ -66,9 +66,9 @@ std::int32_t MemoryKeychain::itemAdd(const base::Dictionary& attributes) {
   const std::lock_guard lock(state_->mutex);
   if (const auto refusal = state_->refusal(query)) return refusal;
   if (value && !value.data()) return platform::errSecParam;
-  Item item{query.service.text.value_or(""), query.account.text.value_or(""),
-            value ? *value.data() : base::Data()};
-  for (const Item& each : state_->items) {
+  StoredItem item{query.service.text.value_or(""), query.account.text.value_or(""),
+                  value ? *value.data() : base::Data()};
+  for (const StoredItem& each : state_->items) {
     if (each.service == item.service && each.account == item.account) return platform::errSecDuplicateItem;
   }
   state_->items.push_back(std::move(item));
@@ -79,7 +79,7 @@ std::int32_t MemoryKeychain::itemCopyMatching(const base::Dictionary& query, bas
   const Query wanted(query);
   const std::lock_guard lock(state_->mutex);
   if (const auto refusal = state_->refusal(wanted)) return refusal;
-  for (const Item& each : state_->items) {
+  for (const StoredItem& each : state_->items) {
     if (!wanted.matches(each)) continue;
     result = each.data;
     return platform::errSecSuccess;
@@ -93,7 +93,7 @@ std::int32_t MemoryKeychain::itemDelete(const base::Dictionary& query) {
   if (const auto refusal = state_->refusal(wanted)) return refusal;
   auto& items = state_->items;
   const auto kept = std::remove_if(items.begin(), items.end(),
-                                   [&wanted](const Item& each) { return wanted.matches(each); });
+                                   [&wanted](const StoredItem& each) { return wanted.matches(each); });
   if (kept == items.end()) return platform::errSecItemNotFound;
   items.erase(kept, items.end());
   return platform::errSecSuccess;

@@ -17,7 +17,7 @@ Shown nextShown() {
   return static_cast<Shown>(++last);
 }
 
-struct Item {
+struct ShownItem {
   OnScreen what;
   std::function<void(std::size_t)> chosen;
   std::function<void()> didFinish;
@@ -34,11 +34,11 @@ struct Item {
 struct ScriptedPresenter::State {
   explicit State(platform::Queue& onQueue) : queue(onQueue) {}
 
-  Shown add(Item item) {
+  Shown add(ShownItem item) {
     const std::lock_guard lock(mutex);
     if (screenSize == platform::ScreenSize{}) return Shown::nothing;
     const bool isUp = std::any_of(items.begin(), items.end(),
-                                  [&](const Item& each) { return each.what.shown == item.what.above; });
+                                  [&](const ShownItem& each) { return each.what.shown == item.what.above; });
     if (!isUp) item.what.above = Shown::nothing;
     item.what.shown = nextShown();
     items.push_back(std::move(item));
@@ -47,12 +47,13 @@ struct ScriptedPresenter::State {
 
   /// Takes a thing off the screen, and what is above it: from the bottom up, none where it is not there.
   /// Under the mutex.
-  std::vector<Item> take(Shown shown) {
-    std::vector<Item> taken;
+  std::vector<ShownItem> take(Shown shown) {
+    std::vector<ShownItem> taken;
     for (auto each = items.begin(); each != items.end();) {  // what is above comes later
-      const bool goes = each->what.shown == shown ||
-                        std::any_of(taken.begin(), taken.end(),
-                                    [&](const Item& below) { return below.what.shown == each->what.above; });
+      const bool goes =
+          each->what.shown == shown || std::any_of(taken.begin(), taken.end(), [&](const ShownItem& below) {
+            return below.what.shown == each->what.above;
+          });
       if (goes) taken.push_back(std::move(*each));
       each = goes ? items.erase(each) : std::next(each);
     }
@@ -61,10 +62,10 @@ struct ScriptedPresenter::State {
 
   /// The user does something to what `fits`. The items that go, none where there is no such thing.
   template <class Fits>
-  std::vector<Item> takeWhere(Shown shown, Fits fits) {
+  std::vector<ShownItem> takeWhere(Shown shown, Fits fits) {
     const std::lock_guard lock(mutex);
-    const auto found =
-        std::find_if(items.begin(), items.end(), [&](const Item& each) { return each.what.shown == shown; });
+    const auto found = std::find_if(items.begin(), items.end(),
+                                    [&](const ShownItem& each) { return each.what.shown == shown; });
     if (found == items.end() || !fits(found->what)) return {};
     return take(shown);
   }
@@ -72,7 +73,7 @@ struct ScriptedPresenter::State {
   platform::Queue& queue;
   mutable std::mutex mutex;
   platform::ScreenSize screenSize{375, 812};
-  std::vector<Item> items;
+  std::vector<ShownItem> items;
   std::vector<Dismissal> dismissals;
 };
 
@@ -90,11 +91,11 @@ Shown ScriptedPresenter::showBrowser(const base::Url& url, platform::BrowserEven
 }
 
 void ScriptedPresenter::dismiss(Shown shown, bool animated, std::function<void()> done) {
-  std::vector<Item> taken;  // dies unlocked: it holds the application's functions
+  std::vector<ShownItem> taken;  // dies unlocked: it holds the application's functions
   {
     const std::lock_guard lock(state_->mutex);
     taken = state_->take(shown);
-    for (const Item& each : taken) state_->dismissals.push_back({each.what.shown, animated});
+    for (const ShownItem& each : taken) state_->dismissals.push_back({each.what.shown, animated});
   }
   state_->queue.async(std::move(done));
 }
@@ -107,7 +108,7 @@ platform::ScreenSize ScriptedPresenter::screenSize() {
 std::vector<OnScreen> ScriptedPresenter::onScreen() const {
   const std::lock_guard lock(state_->mutex);
   std::vector<OnScreen> result;
-  for (const Item& each : state_->items) result.push_back(each.what);
+  for (const ShownItem& each : state_->items) result.push_back(each.what);
   return result;
 }
 
@@ -117,26 +118,26 @@ std::vector<ScriptedPresenter::Dismissal> ScriptedPresenter::dismissals() const 
 }
 
 bool ScriptedPresenter::choose(Shown alert, std::size_t index) {
-  std::vector<Item> taken = state_->takeWhere(
+  std::vector<ShownItem> taken = state_->takeWhere(
       alert, [&](const OnScreen& what) { return what.alert && index < what.alert->actions.size(); });
-  for (Item& each : taken) each.tell(state_->queue, each.what.shown == alert ? index : kNoAction);
+  for (ShownItem& each : taken) each.tell(state_->queue, each.what.shown == alert ? index : kNoAction);
   return !taken.empty();
 }
 
 bool ScriptedPresenter::close(Shown page) {
-  std::vector<Item> taken =
+  std::vector<ShownItem> taken =
       state_->takeWhere(page, [](const OnScreen& what) { return what.page.has_value(); });
-  for (Item& each : taken) each.tell(state_->queue, kNoAction);
+  for (ShownItem& each : taken) each.tell(state_->queue, kNoAction);
   return !taken.empty();
 }
 
 void ScriptedPresenter::closeWindow() {
-  std::vector<Item> taken;
+  std::vector<ShownItem> taken;
   {
     const std::lock_guard lock(state_->mutex);
     taken.swap(state_->items);
   }
-  for (Item& each : taken) each.tell(state_->queue, kNoAction);
+  for (ShownItem& each : taken) each.tell(state_->queue, kNoAction);
 }
 
 void ScriptedPresenter::setScreenSize(platform::ScreenSize size) {

@@ -94,7 +94,7 @@ std::optional<std::u16string> unitsOf(std::string_view bytes, const Encoding& en
 
 /// The value of a number of JSON's grammar, which lies in a text that goes on or ends with a NUL behind it;
 /// nil for one that is too large for a double.
-Value numberOf(std::string_view text) {
+Value parseNumber(std::string_view text) {
   if (text.find_first_of(".eE") == std::string_view::npos) {
     const char* const end = text.data() + text.size();
     std::int64_t integer = 0;
@@ -119,7 +119,7 @@ class ValueBuilder {
   bool Null() { return add(Value::null()); }
   bool Bool(bool value) { return add(value); }
   bool RawNumber(const char* text, rj::SizeType length, bool) {
-    const Value number = numberOf({text, length});
+    const Value number = parseNumber({text, length});
     return number && add(number);
   }
   // Never called: the numbers come as texts.
@@ -220,7 +220,7 @@ Value readInSitu(char* text, std::size_t size) {
 }
 
 /// A shorter text is read from the stack: for more than a kilobyte allocators take longer.
-constexpr std::size_t kShortText = 4096;
+constexpr std::size_t kCopiedAtMost = 4096;
 
 Value read(std::string_view bytes) {
   const Encoding encoding = detectEncoding(bytes);
@@ -232,8 +232,8 @@ Value read(std::string_view bytes) {
     text = utf8FromUtf16(*units);
   } else if (!isValidUtf8(bytes)) {
     return Value();
-  } else if (bytes.size() < kShortText) {
-    char copy[kShortText];
+  } else if (bytes.size() < kCopiedAtMost) {
+    char copy[kCopiedAtMost];
     bytes.copy(copy, bytes.size());
     copy[bytes.size()] = '\0';
     return readInSitu(copy, bytes.size());
@@ -245,9 +245,9 @@ Value read(std::string_view bytes) {
 
 [[noreturn]] void raiseInvalid(std::string_view reason) { raise(kInvalidArgumentException, reason); }
 
-class Writer {
+class JsonWriter {
  public:
-  explicit Writer(JsonWriting options) : pretty_(options == JsonWriting::prettyPrinted) {}
+  explicit JsonWriter(JsonWriting options) : pretty_(options == JsonWriting::prettyPrinted) {}
 
   std::string text(const Value& object) {
     append(object, 0);
@@ -392,7 +392,7 @@ Value JSONObjectWithData(std::string_view bytes, Error* error) {
 
 std::string dataWithJSONObject(const Value& object, JsonWriting options) {
   if (!object.array() && !object.dictionary()) raiseInvalid("Invalid top-level type in JSON write");
-  return Writer(options).text(object);
+  return JsonWriter(options).text(object);
 }
 
 }  // namespace tidewell::base

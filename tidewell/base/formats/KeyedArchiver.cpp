@@ -18,9 +18,9 @@ using Index = detail::BinaryPropertyListWriter::Index;
 /// Builds an archive: a list of objects that refer to each other by their places in it.
 ///
 /// "Reference" means the number of a reference object of the property list below.
-class Archive {
+class ArchiveWriter {
  public:
-  Archive() : top_(list_.addContainer()) {
+  ArchiveWriter() : top_(list_.addContainer()) {
     references_.push_back(list_.addReference(0));
     objects_.push_back(list_.addString(layout::kNullObject));
   }
@@ -177,7 +177,7 @@ class Archive {
 
 class RecordEncoder final : public KeyedEncoder {
  public:
-  explicit RecordEncoder(Archive& archive) : archive_(archive) {}
+  explicit RecordEncoder(ArchiveWriter& archive) : archive_(archive) {}
 
   void encodeObject(const Value& object, std::string_view forKey) override {
     set(forKey, archive_.addValue(object));
@@ -196,14 +196,14 @@ class RecordEncoder final : public KeyedEncoder {
     values.push_back(value);
   }
 
-  Archive& archive_;
+  ArchiveWriter& archive_;
 };
 
 }  // namespace
 
 std::string archivedDataWithRecord(std::string_view className,
                                    const std::function<void(KeyedEncoder&)>& encode) {
-  Archive archive;
+  ArchiveWriter archive;
   const Index record = archive.addContainer();
   const Index reference = archive.addObject(record);
   RecordEncoder encoder(archive);
@@ -213,7 +213,7 @@ std::string archivedDataWithRecord(std::string_view className,
 }
 
 std::string archivedDataWithRootObject(const Value& object) {
-  Archive archive;
+  ArchiveWriter archive;
   const Index reference = archive.addValue(object);
   return archive.finish(reference);
 }

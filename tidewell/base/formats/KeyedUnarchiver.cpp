@@ -33,9 +33,9 @@ KnownClass knownClassOf(std::string_view name) {
 }
 
 /// An archive that is open for reading.
-class Archive {
+class ArchiveReader {
  public:
-  Archive(std::string_view bytes, const ArchiveBounds& bounds) {
+  ArchiveReader(std::string_view bytes, const ArchiveBounds& bounds) {
     if (bytes.size() > bounds.bytes) refuse("The archive is too large");
     list_ = detail::readPropertyList(bytes, detail::ArchiveReferences::allowed, bounds.objects);
     const Dictionary* const list = list_.dictionary();
@@ -238,7 +238,7 @@ class Archive {
 
 class RecordDecoder final : public KeyedDecoder {
  public:
-  RecordDecoder(Archive& archive, const Dictionary& record) : archive_(archive), record_(record) {}
+  RecordDecoder(ArchiveReader& archive, const Dictionary& record) : archive_(archive), record_(record) {}
 
   Value decodeObjectForKey(std::string_view key) override {
     const Value* const field = find(key);
@@ -246,7 +246,7 @@ class RecordDecoder final : public KeyedDecoder {
     const BoxedPointer* const reference = detail::referenceIn(*field);
     if (!reference && (field->array() || field->dictionary())) refuse("A key does not hold an object");
     if (!reference) return *field;
-    const Archive::Sized object = archive_.decode(*reference, 1);
+    const ArchiveReader::Sized object = archive_.decode(*reference, 1);
     treeSize_ += object.treeSize;
     if (treeSize_ > detail::kMaximumTreeSize) refuse("The archive is too large");
     return object.value;
@@ -270,7 +270,7 @@ class RecordDecoder final : public KeyedDecoder {
     return field && field->isNumber() ? field : nullptr;
   }
 
-  Archive& archive_;
+  ArchiveReader& archive_;
   const Dictionary& record_;
   std::uint64_t treeSize_ = 0;
 };
@@ -376,7 +376,7 @@ class SparseArchive {
 
 bool unarchiveRecord(std::string_view bytes, std::string_view className,
                      const std::function<void(KeyedDecoder&)>& decode, const ArchiveBounds& bounds) {
-  Archive archive(bytes, bounds);
+  ArchiveReader archive(bytes, bounds);
   if (archive.isNil(archive.root())) return false;
   const Dictionary* const record = archive.entryOf(archive.root()).dictionary();
   if (!record) refuse("The root of the archive is not a record");
@@ -400,7 +400,7 @@ std::optional<Dictionary> scalarsOfArchivedRecord(std::string_view bytes, std::s
 }
 
 Value unarchiveObjectWithData(std::string_view bytes) {
-  Archive archive(bytes, {});
+  ArchiveReader archive(bytes, {});
   return archive.decode(archive.root(), 1).value;
 }
 

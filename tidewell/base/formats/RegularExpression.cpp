@@ -29,7 +29,7 @@ constexpr std::int32_t kKeptStackLimit = 4 << 10;
 constexpr std::size_t kLongestOfKeptMatchers = 256;
 /// How much of a text a place may have to be compared with before ICU keeps another, beyond this, makes it
 /// dearer.
-constexpr std::size_t kShortText = 64;
+constexpr std::size_t kShortSubject = 64;
 
 struct CloseExpression {
   void operator()(URegularExpression* expression) const noexcept { uregex_close(expression); }
@@ -94,7 +94,7 @@ constexpr std::array<bool, 256> kIsPlain = [] {
   for (const char c : std::string_view("\\^$.|?*+()[]{}")) plain[static_cast<unsigned char>(c)] = false;
   return plain;
 }();
-constexpr bool isPlain(char c) { return kIsPlain[static_cast<unsigned char>(c)]; }
+constexpr bool isPlainInPattern(char c) { return kIsPlain[static_cast<unsigned char>(c)]; }
 constexpr bool isPunctuation(char c) {
   return (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') || (c >= '{' && c <= '~');
 }
@@ -178,7 +178,7 @@ struct RegularExpression::Implementation {
   [[nodiscard]] std::int32_t weight(const MatchText& text) const {
     const std::size_t length = text.utf16().size();
     const std::size_t compared = cost.hasReferences ? length : std::min(length, pattern.size());
-    std::size_t weight = 1 + cost.emptyAtoms / 2 + (compared > kShortText ? compared / 12 : 0);
+    std::size_t weight = 1 + cost.emptyAtoms / 2 + (compared > kShortSubject ? compared / 12 : 0);
     if (!text.isAscii()) weight += cost.boundaries * length / 4;
     if (cost.breaksText) weight += text.isAscii() ? 1 : length / 4;
     return static_cast<std::int32_t>(std::min<std::size_t>(weight, kMaximumWeight));
@@ -219,7 +219,8 @@ RegularExpression::CompileCost RegularExpression::compileCost(std::string_view p
 }
 
 bool RegularExpression::isPlainText(std::string_view pattern) noexcept {
-  return !pattern.empty() && isAllAscii(pattern) && std::all_of(pattern.begin(), pattern.end(), isPlain);
+  return !pattern.empty() && isAllAscii(pattern) &&
+         std::all_of(pattern.begin(), pattern.end(), isPlainInPattern);
 }
 
 std::vector<std::string> RegularExpression::plainTexts(std::string_view pattern) {
@@ -240,7 +241,7 @@ std::vector<std::string> RegularExpression::plainTexts(std::string_view pattern)
     } else if (c == '\\' && isPunctuation(next) && i + 1 < wellFormed.size()) {
       text += next;
       ++i;
-    } else if (isPlain(c)) {
+    } else if (isPlainInPattern(c)) {
       text += c;
     } else {
       return {};

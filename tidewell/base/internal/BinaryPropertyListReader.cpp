@@ -13,9 +13,10 @@ namespace tidewell::base::detail {
 
 namespace {
 
-class Reader {
+class BinaryReader {
  public:
-  Reader(const BinaryPropertyListTable& table, ArchiveReferences references, std::uint64_t maximumObjects)
+  BinaryReader(const BinaryPropertyListTable& table, ArchiveReferences references,
+               std::uint64_t maximumObjects)
       : table_(table),
         references_(references),
         unclaimed_(table.bytesOfObjects()),
@@ -135,7 +136,7 @@ Value readBinaryPropertyList(std::string_view bytes, ArchiveReferences reference
                              std::uint64_t maximumObjects) {
   const auto table = BinaryPropertyListTable::open(bytes);
   if (!table || table->count() > maximumObjects) return {};
-  return Reader(*table, references, maximumObjects).read();
+  return BinaryReader(*table, references, maximumObjects).read();
 }
 
 }  // namespace tidewell::base::detail

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell::base {
@@ -18,7 +19,7 @@ Participants& participants() {
   return *instance;
 }
 
-[[maybe_unused]] const Participants& madeWhenLoaded = participants();
+const MadeWhenLoaded participantsMade(participants);
 
 }  // namespace
 

@@ -21,7 +21,7 @@ namespace tidewell::base {
 /// constructor and leave at the beginning of their destructor. Never do either while holding a `StateMutex`.
 ///
 /// One that lives as long as the process is made by `madeOnce`, or when the library is loaded
-/// (`madeWhenLoaded`): a thread that makes a function-local static at the instant of a fork waits in `join`,
+/// (`MadeWhenLoaded`): a thread that makes a function-local static at the instant of a fork waits in `join`,
 /// and leaves it half made in the child.
 ///
 /// The handlers run with every `StateMutex` locked: they must not destroy foreign objects.

@@ -44,7 +44,7 @@ constexpr std::string_view kCategories =
 constexpr bool isOneOf(char c, std::string_view characters) {
   return characters.find(c) != std::string_view::npos;
 }
-constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool isPatternDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// The characters that `Scan::step` looks at.
 constexpr std::array<bool, 256> kIsCounted = [] {
@@ -159,10 +159,10 @@ class Scan {
       cost_.bytes += kCategoryBytes;
       close_ = std::max(close_, isOneOf(c, "WDSHV") ? kCloseAll : c == 'w' ? kCloseWords : 0);
     }
-    if (isOneOf(c, "AZzGbBk") || isDigit(c)) ++cost_.emptyAtoms;
+    if (isOneOf(c, "AZzGbBk") || isPatternDigit(c)) ++cost_.emptyAtoms;
     if (c == 'b' || c == 'B') ++cost_.boundaries;
     if (c == 'X') cost_.breaksText = true;
-    if (c == 'k' || isDigit(c)) cost_.hasReferences = true;
+    if (c == 'k' || isPatternDigit(c)) cost_.hasReferences = true;
     if (isOneOf(c, "pPNx") && peek() == '{' && !isQuoting_) ++at_;  // which is no quantifier
   }
 
@@ -179,7 +179,7 @@ class Scan {
     std::string name = " ";
     for (; from < pattern_.size() && !isOneOf(pattern_[from], "}:"); ++from) {
       const char c = pattern_[from];
-      if (isDigit(c) || (c >= 'a' && c <= 'z')) name += c;
+      if (isPatternDigit(c) || (c >= 'a' && c <= 'z')) name += c;
       if (c >= 'A' && c <= 'Z') name += static_cast<char>(c | 0x20);
       if (name.size() == 32) break;  // the longest part that is looked for is shorter
     }
@@ -224,7 +224,7 @@ class Scan {
   }
   [[nodiscard]] bool isExactCount() const {
     const std::string_view digits = count();
-    return std::all_of(digits.begin(), digits.end(), isDigit);
+    return std::all_of(digits.begin(), digits.end(), isPatternDigit);
   }
   /// Whether ICU repeats the atom instead of counting: {n} or {n,m} from 1 to 10, neither lazy nor
   /// possessive.

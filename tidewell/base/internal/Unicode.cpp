@@ -57,7 +57,7 @@ bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 bool isHexDigit(char32_t c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
-unsigned hexValue(char16_t c) { return c <= '9' ? c - u'0' : (c | 0x20) - u'a' + 10u; }
+unsigned hexDigit(char16_t c) { return c <= '9' ? c - u'0' : (c | 0x20) - u'a' + 10u; }
 /// What the scanner skips: white space and line ends.
 bool isScannerSpace(char16_t c) {
   return c == ' ' || (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0xA0 || c == 0x1680 ||
@@ -153,7 +153,7 @@ HexScan scanHexInt(std::string_view text, std::size_t fromUtf16Position) {
   }
   std::uint64_t value = 0;
   for (; at < units.size() && isHexDigit(units[at]); ++at) {
-    value = value * 16 + hexValue(units[at]);
+    value = value * 16 + hexDigit(units[at]);
     if (value > 0xFFFFFFFFu) value = 0xFFFFFFFFu;
     scan.found = true;
     scan.position = at + 1;

@@ -17,11 +17,11 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool isXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 std::string_view withoutBlanks(std::string_view text) {
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  while (!text.empty() && isXmlSpace(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isXmlSpace(text.back())) text.remove_suffix(1);
   return text;
 }
 
@@ -101,7 +101,7 @@ Value dataIn(std::string_view text) {
   int digits = 0;
   bool padded = false;
   for (const char c : text) {
-    if (isBlank(c)) continue;
+    if (isXmlSpace(c)) continue;
     if (c == '=') {
       padded = true;
       continue;
@@ -115,7 +115,7 @@ Value dataIn(std::string_view text) {
   return digits % 4 == 1 ? Value() : Value(Data(std::move(bytes)));
 }
 
-void appendUtf8(std::string& out, std::uint32_t character) {
+void appendCharacter(std::string& out, std::uint32_t character) {
   const auto tail = [&out, character](unsigned shift) {
     out += static_cast<char>(0x80u | (character >> shift & 0x3fu));
   };
@@ -150,15 +150,15 @@ bool appendEntity(std::string& out, std::string_view name) {
   const auto character = wholeNumber<std::uint32_t>(name.substr(hexadecimal ? 2 : 1), hexadecimal ? 16 : 10);
   const bool surrogate = character && *character >= 0xd800 && *character <= 0xdfff;
   if (!character || *character == 0 || *character > 0x10ffff || surrogate) return false;
-  appendUtf8(out, *character);
+  appendCharacter(out, *character);
   return true;
 }
 
 /// One reader a text. A container that is open is a frame on a stack of its own, so nesting costs no stack of
 /// the thread's.
-class Reader {
+class XmlReader {
  public:
-  Reader(std::string_view text, ArchiveReferences references, std::uint64_t maximumObjects)
+  XmlReader(std::string_view text, ArchiveReferences references, std::uint64_t maximumObjects)
       : text_(text), references_(references), objectsLeft_(maximumObjects) {
     if (text_.starts_with(kByteOrderMark)) text_.remove_prefix(kByteOrderMark.size());
   }
@@ -194,7 +194,7 @@ class Reader {
   /// Skips white space, comments, instructions and the document type (one without declarations of its own).
   bool skipMisc() {
     for (;;) {
-      while (!text_.empty() && isBlank(text_.front())) text_.remove_prefix(1);
+      while (!text_.empty() && isXmlSpace(text_.front())) text_.remove_prefix(1);
       if (text_.starts_with("<!--")) {
         text_.remove_prefix(4);
         if (!skipPast("-->")) return false;
@@ -358,7 +358,7 @@ class Reader {
 }  // namespace
 
 Value readXmlPropertyList(std::string_view text, ArchiveReferences references, std::uint64_t maximumObjects) {
-  return Reader(text, references, maximumObjects).read();
+  return XmlReader(text, references, maximumObjects).read();
 }
 
 }  // namespace tidewell::base::detail

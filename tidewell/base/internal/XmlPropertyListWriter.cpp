@@ -76,7 +76,7 @@ std::string base64(std::string_view bytes) {
   return out;
 }
 
-class Writer {
+class XmlWriter {
  public:
   std::string write(const Value& value) {
     out_ = kProlog;
@@ -138,6 +138,6 @@ class Writer {
 
 }  // namespace
 
-std::string writeXmlPropertyList(const Value& value) { return Writer().write(value); }
+std::string writeXmlPropertyList(const Value& value) { return XmlWriter().write(value); }
 
 }  // namespace tidewell::base::detail

@@ -6,6 +6,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/base/internal/UnrecognizedSelector.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
@@ -80,7 +81,7 @@ base::WorkMutex& makingSharedInstance() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::WorkMutex& madeWhenLoaded = makingSharedInstance();
+const base::MadeWhenLoaded makingSharedInstanceMade(makingSharedInstance);
 
 /// What is to be said when the locks are released: made before they are taken.
 struct Tidings {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
 namespace tidewell {
@@ -16,7 +17,7 @@ base::StateMutex& registryMutex() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = registryMutex();
+const base::MadeWhenLoaded registryMutexMade(registryMutex);
 
 }  // namespace
 

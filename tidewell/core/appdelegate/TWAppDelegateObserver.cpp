@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/core/appdelegate/internal/DelegateProxy.h"
@@ -21,7 +22,7 @@ base::StateMutex& registrationMutex() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = registrationMutex();
+const base::MadeWhenLoaded registrationMutexMade(registrationMutex);
 
 }  // namespace
 

@@ -12,6 +12,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/core/appdelegate/internal/DelegateProxy.h"
@@ -174,7 +175,7 @@ base::WorkMutex& makingDonor() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::WorkMutex& madeWhenLoaded = makingDonor();
+const base::MadeWhenLoaded makingDonorMade(makingDonor);
 
 }  // namespace
 

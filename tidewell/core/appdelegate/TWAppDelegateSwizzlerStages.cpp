@@ -12,6 +12,7 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/Digest.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/appdelegate/TWAppDelegateObserver.h"
@@ -50,16 +51,16 @@ struct ProxyState {
   Class* appDelegateSubclass = nullptr;
 };
 
-ProxyState& state() {
+ProxyState& proxyState() {
   static base::NeverDestroyed<ProxyState> instance;
   return *instance;
 }
 
-[[maybe_unused]] const ProxyState& madeWhenLoaded = state();
+const base::MadeWhenLoaded proxyStateMade(proxyState);
 
 void setOriginalDelegate(Ref delegate) {
-  const std::lock_guard lock(state().mutex);
-  state().originalAppDelegate.swap(delegate);
+  const std::lock_guard lock(proxyState().mutex);
+  proxyState().originalAppDelegate.swap(delegate);
 }
 
 Ref currentDelegate() {
@@ -252,9 +253,9 @@ void proxyRemoteNotificationMethods() {
   Class* subclass = nullptr;
   Class* realClass = nullptr;
   {
-    const std::lock_guard lock(state().mutex);
-    subclass = state().appDelegateSubclass;
-    realClass = state().originalAppDelegateClass;
+    const std::lock_guard lock(proxyState().mutex);
+    subclass = proxyState().appDelegateSubclass;
+    realClass = proxyState().originalAppDelegateClass;
   }
   const Ref delegate = currentDelegate();
   base::Value implementations = realImplementations(delegate.get());
@@ -270,9 +271,9 @@ void proxyRemoteNotificationMethods() {
 }  // namespace
 
 Ref takeOriginalDelegate(const Object* ifItIs) {
-  const std::lock_guard lock(state().mutex);
-  if (state().originalAppDelegate.get() != ifItIs) return nullptr;
-  return std::exchange(state().originalAppDelegate, nullptr);
+  const std::lock_guard lock(proxyState().mutex);
+  if (proxyState().originalAppDelegate.get() != ifItIs) return nullptr;
+  return std::exchange(proxyState().originalAppDelegate, nullptr);
 }
 
 SubclassFaults& subclassFaultsForTesting() {
@@ -281,7 +282,7 @@ SubclassFaults& subclassFaultsForTesting() {
 }
 
 void TWAppDelegateSwizzler::proxyOriginalDelegate() {
-  state().proxyAppDelegateOnceToken.run([] {
+  proxyState().proxyAppDelegateOnceToken.run([] {
     Ref delegate;
     installing([&] { delegate = currentDelegate(); });
     proxyAppDelegate(delegate);
@@ -290,7 +291,7 @@ void TWAppDelegateSwizzler::proxyOriginalDelegate() {
 
 void TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods() {
   proxyOriginalDelegate();
-  state().proxyAppDelegateRemoteNotificationOnceToken.run(
+  proxyState().proxyAppDelegateRemoteNotificationOnceToken.run(
       [] { installing(&proxyRemoteNotificationMethods); });
 }
 
@@ -312,13 +313,13 @@ void TWAppDelegateSwizzler::proxyAppDelegate(const Ref& appDelegate) {
       return;
     }
     {
-      const std::lock_guard lock(state().mutex);
-      state().originalAppDelegateClass = &appDelegate->isa();
+      const std::lock_guard lock(proxyState().mutex);
+      proxyState().originalAppDelegateClass = &appDelegate->isa();
     }
     Class* const subclass = createSubclassWithObject(*appDelegate);
     {
-      const std::lock_guard lock(state().mutex);
-      state().appDelegateSubclass = subclass;
+      const std::lock_guard lock(proxyState().mutex);
+      proxyState().appDelegateSubclass = subclass;
     }
     reassignAppDelegate();
   });
@@ -327,13 +328,13 @@ void TWAppDelegateSwizzler::proxyAppDelegate(const Ref& appDelegate) {
 bool TWAppDelegateSwizzler::isAppDelegateProxyEnabled() { return TWCoreUtils::isAppDelegateProxyEnabled(); }
 
 void TWAppDelegateSwizzler::resetProxyOriginalDelegateOnceToken() {
-  state().proxyAppDelegateOnceToken.reset();
-  state().proxyAppDelegateRemoteNotificationOnceToken.reset();
+  proxyState().proxyAppDelegateOnceToken.reset();
+  proxyState().proxyAppDelegateRemoteNotificationOnceToken.reset();
 }
 
 Ref TWAppDelegateSwizzler::originalDelegate() {
-  const std::lock_guard lock(state().mutex);
-  return state().originalAppDelegate;
+  const std::lock_guard lock(proxyState().mutex);
+  return proxyState().originalAppDelegate;
 }
 
 Ref TWAppDelegateSwizzler::sharedApplication() {

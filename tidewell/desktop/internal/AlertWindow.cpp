@@ -9,7 +9,7 @@ namespace tidewell::desktop {
 namespace {
 
 constexpr const char* kIndex = "tidewell-index";
-constexpr int kWidth = 400;
+constexpr int kAlertWidth = 400;
 constexpr std::size_t kTitleBytes = 256;  ///< it does not scroll
 constexpr std::size_t kMessageBytes = 4096;
 constexpr int kLongestMessage = 320;  ///< pixels; a longer one scrolls
@@ -71,7 +71,7 @@ AlertWindow::AlertWindow(const platform::AlertContent& content, std::function<vo
   gtk_window_set_child(window(), handle);
   gtk_window_set_modal(window(), TRUE);
   gtk_window_set_resizable(window(), FALSE);
-  gtk_window_set_default_size(window(), kWidth, -1);
+  gtk_window_set_default_size(window(), kAlertWidth, -1);
   gtk_widget_add_css_class(GTK_WIDGET(window()), "tidewell-alert");
 
   g_signal_connect(window(), "close-request", G_CALLBACK(+[](GtkWindow*, gpointer data) -> gboolean {

@@ -9,8 +9,8 @@
 namespace tidewell::desktop {
 namespace {
 
-constexpr int kWidth = 920;
-constexpr int kHeight = 680;
+constexpr int kBrowserWidth = 920;
+constexpr int kBrowserHeight = 680;
 constexpr const char* kPageName = "page";
 constexpr const char* kProblemName = "problem";
 
@@ -45,7 +45,7 @@ BrowserWindow::BrowserWindow(const base::Url& url, WebPageSettings settings, std
       settings_(std::move(settings)),
       didFinish_(std::move(didFinish)),
       problem_([this] { tryAgain(); }) {
-  gtk_window_set_default_size(window(), kWidth, kHeight);
+  gtk_window_set_default_size(window(), kBrowserWidth, kBrowserHeight);
   makeHeader();
   makeContent();
   addShortcuts();

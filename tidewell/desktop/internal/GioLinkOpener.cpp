@@ -23,7 +23,7 @@ std::string lowered(std::string_view text) {
   return low.get();
 }
 
-bool isWeb(std::string_view scheme) { return scheme == "https" || scheme == "http"; }
+bool isWebScheme(std::string_view scheme) { return scheme == "https" || scheme == "http"; }
 
 /// A program whose command has no place for a URL would start without it: it is none.
 Owned<GAppInfo> handlerOf(const base::Url& url) {
@@ -49,7 +49,7 @@ Owned<GAppInfo> claimantOf(const base::Url& url) {
   const auto scheme = openableScheme(url);
   const auto host = url.host();
   Owned<GAppInfo> found;
-  if (!scheme || !isWeb(*scheme) || !host || host->empty()) return found;
+  if (!scheme || !isWebScheme(*scheme) || !host || host->empty()) return found;
   const std::string wanted = lowered(*host);
   GList* const all = g_app_info_get_all();
   for (GList* each = all; each; each = each->next) {

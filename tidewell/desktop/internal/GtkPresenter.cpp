@@ -14,7 +14,7 @@ using platform::Shown;
 
 constexpr const char* kFollowed = "tidewell-followed";
 
-bool isWeb(const base::Url& url) {
+bool isWebUrl(const base::Url& url) {
   const auto scheme = url.scheme();
   return scheme && (g_ascii_strcasecmp(scheme->c_str(), "https") == 0 ||
                     g_ascii_strcasecmp(scheme->c_str(), "http") == 0);
@@ -49,7 +49,7 @@ Shown GtkPresenter::showAlert(platform::AlertContent content, std::function<void
 }
 
 Shown GtkPresenter::showBrowser(const base::Url& url, platform::BrowserEvents events, Shown above) {
-  if (!isWeb(url)) return Shown::nothing;
+  if (!isWebUrl(url)) return Shown::nothing;
   return show(std::make_unique<BrowserWindow>(url, settings_, std::move(events.didFinish)), above);
 }
 

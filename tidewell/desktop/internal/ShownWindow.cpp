@@ -7,13 +7,13 @@
 namespace tidewell::desktop {
 namespace {
 
-constexpr const char* kMark = "tidewell-shown";
+constexpr const char* kShownMark = "tidewell-shown";
 
 }  // namespace
 
 ShownWindow::ShownWindow() : window_(GTK_WINDOW(gtk_window_new())) {
   useStyle(gtk_widget_get_display(GTK_WIDGET(window_)));
-  g_object_set_data(G_OBJECT(window_), kMark, window_);
+  g_object_set_data(G_OBJECT(window_), kShownMark, window_);
   destroyed_ = g_signal_connect_swapped(window_, "destroy", G_CALLBACK(+[](ShownWindow* self) {
                                           self->window_ = nullptr;
                                           // What is called may let go of this object.
@@ -32,6 +32,6 @@ void ShownWindow::close() {
   if (window_) gtk_window_destroy(window_);
 }
 
-bool isShownWindow(GtkWindow* window) { return g_object_get_data(G_OBJECT(window), kMark) != nullptr; }
+bool isShownWindow(GtkWindow* window) { return g_object_get_data(G_OBJECT(window), kShownMark) != nullptr; }
 
 }  // namespace tidewell::desktop

@@ -7,7 +7,7 @@
 namespace tidewell::desktop {
 namespace {
 
-constexpr const char* kMark = "tidewell-style";
+constexpr const char* kStyleMark = "tidewell-style";
 
 constexpr const char* kRules = R"css(
 .tidewell-address {
@@ -30,12 +30,12 @@ constexpr const char* kRules = R"css(
 }  // namespace
 
 void useStyle(GdkDisplay* display) {
-  if (g_object_get_data(G_OBJECT(display), kMark)) return;
+  if (g_object_get_data(G_OBJECT(display), kStyleMark)) return;
   const Owned<GtkCssProvider> provider(gtk_css_provider_new());
   gtk_css_provider_load_from_data(provider.get(), kRules, -1);
   gtk_style_context_add_provider_for_display(display, GTK_STYLE_PROVIDER(provider.get()),
                                              GTK_STYLE_PROVIDER_PRIORITY_APPLICATION - 1);
-  g_object_set_data(G_OBJECT(display), kMark, display);
+  g_object_set_data(G_OBJECT(display), kStyleMark, display);
 }
 
 }  // namespace tidewell::desktop

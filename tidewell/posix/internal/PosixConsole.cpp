@@ -23,7 +23,7 @@ namespace tidewell::posix {
 namespace {
 
 /// The longest wait for a full pipe that the host made non-blocking.
-constexpr auto kLongestWait = std::chrono::milliseconds(100);
+constexpr auto kLongestWrite = std::chrono::milliseconds(100);
 
 /// Up to here a line is put together, which the system takes faster in one piece than in five; a longer text
 /// stays where it is.
@@ -52,7 +52,7 @@ bool advance(iovec*& parts, int& count, std::size_t written) {
   return true;
 }
 
-void writeAll(int descriptor, iovec* parts, int count) {
+void writeParts(int descriptor, iovec* parts, int count) {
   std::chrono::steady_clock::time_point end{};
   for (;;) {
     const ssize_t written = writeWithoutSignal(descriptor, parts, count);
@@ -60,7 +60,7 @@ void writeAll(int descriptor, iovec* parts, int count) {
       if (!advance(parts, count, static_cast<std::size_t>(written))) return;
     } else if (written < 0 && errno == EAGAIN) {
       const auto now = std::chrono::steady_clock::now();
-      if (end == std::chrono::steady_clock::time_point()) end = now + kLongestWait;
+      if (end == std::chrono::steady_clock::time_point()) end = now + kLongestWrite;
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count();
       pollfd waiting{descriptor, POLLOUT, 0};
       if (left <= 0 || poll(&waiting, 1, static_cast<int>(left)) == 0) return;
@@ -186,7 +186,7 @@ void writeLineToStandardError(std::string_view program, std::string_view text) {
   } else {
     for (const std::string_view piece : pieces) parts[static_cast<std::size_t>(count++)] = part(piece);
   }
-  writeAll(STDERR_FILENO, parts.data(), count);
+  writeParts(STDERR_FILENO, parts.data(), count);
   errno = error;
 }
 

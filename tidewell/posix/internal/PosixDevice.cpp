@@ -33,7 +33,7 @@ constexpr std::string_view kPlaceholders[] = {"To Be Filled By O.E.M.",
                                               "O.E.M.",
                                               "empty"};
 
-std::string_view trimmed(std::string_view text) {
+std::string_view withoutOuterSpace(std::string_view text) {
   constexpr std::string_view kBlanks(" \t\r\n\0", 5);
   const auto first = text.find_first_not_of(kBlanks);
   if (first == std::string_view::npos) return {};
@@ -70,7 +70,7 @@ bool isUuid(std::string_view text) {
 std::string valueOfLine(std::string_view text, std::string_view name) {
   while (!text.empty()) {
     const auto end = std::min(text.find('\n'), text.size());
-    std::string_view line = trimmed(text.substr(0, end));
+    std::string_view line = withoutOuterSpace(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
     if (!line.starts_with(name) || !line.substr(name.size()).starts_with('=')) continue;
     line.remove_prefix(name.size() + 1);
@@ -122,7 +122,7 @@ std::string PosixDevice::firstLine(std::string_view path) const {
   const platform::FileContents file =
       readFile(systemRoot_ + std::string(path), FileOwner::any, kMaximumFactBytes);
   const std::string_view contents = file.contents;
-  return std::string(trimmed(contents.substr(0, contents.find('\n'))));
+  return std::string(withoutOuterSpace(contents.substr(0, contents.find('\n'))));
 }
 
 std::optional<std::string> PosixDevice::identifierForVendor() {
@@ -146,7 +146,7 @@ platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path
   if (path.empty()) return {};
   if (const auto failure = container_.checkFolders(path)) return {{}, failure};
   platform::FileContents file = readFile(path, FileOwner::user, kMaximumFactBytes);
-  const std::string_view text = trimmed(file.contents);
+  const std::string_view text = withoutOuterSpace(file.contents);
   file.contents = isUuid(text) ? std::string(text) : "";
   return file;
 }

@@ -7,6 +7,7 @@
 
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/base/internal/Loader.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/internal/Registry.h"
 
@@ -23,7 +24,7 @@ KeptModules& keptModules() {
   return *kept;
 }
 
-[[maybe_unused]] const KeptModules& madeWhenLoaded = keptModules();
+const base::MadeWhenLoaded keptModulesMade(keptModules);
 
 }  // namespace
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/runtime/ClassBuilder.h"
 
@@ -41,7 +42,7 @@ bool isLocalName(std::string_view name) {
          name.find("<lambda") != name.npos;
 }
 
-[[maybe_unused]] const Registry& madeWhenLoaded = Registry::shared();
+const base::MadeWhenLoaded registryMade(Registry::shared);
 
 [[noreturn]] void refuse(std::string reason) { base::raise(base::kInvalidArgumentException, reason); }
 

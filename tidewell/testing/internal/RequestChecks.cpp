@@ -38,7 +38,7 @@ constexpr std::array kServices{
     ServiceEntry{TWServiceSendLogs, kServiceSendLogs, kPOST, ""},
 };
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
 std::string percentDecoded(std::string_view text) {
   const auto digit = [](char c) {
@@ -69,17 +69,17 @@ class Check {
     const auto port = std::string_view(request_.host).substr(name.size());
     if (request_.host.empty()) return object("there is no Host header");
     if (name == "localhost" || name == "127.0.0.1") {
-      if (port != ":" + std::to_string(ownPort)) object("Host names the port " + quoted(port));
+      if (port != ":" + std::to_string(ownPort)) object("Host names the port " + inQuotes(port));
       return;
     }
     const bool logs = name == HOST_LOGENTRIES;
     const bool api = name == HOST_TDW_PROD_US || name == HOST_TDW_PROD_SERV3 || name == HOST_TDW_PROD_EU;
-    if (!logs && !api) return object("no host of the backend is called " + quoted(name));
+    if (!logs && !api) return object("no host of the backend is called " + inQuotes(name));
     if (logs != (entry_.service == TWServiceSendLogs)) {
       object("the host " + std::string(name) + " does not offer " + std::string(entry_.path));
     }
-    if (!port.empty() && port != ":443") object("Host names the port " + quoted(port));
-    if (request_.serverName != name) object("TLS asked for the host " + quoted(request_.serverName));
+    if (!port.empty() && port != ":443") object("Host names the port " + inQuotes(port));
+    if (request_.serverName != name) object("TLS asked for the host " + inQuotes(request_.serverName));
   }
 
   void method() {
@@ -95,10 +95,10 @@ class Check {
     }
     const auto types = values("content-type");
     if (entry_.method == kGET) {
-      if (!types.empty()) object("a GET has the content type " + quoted(types.front()));
+      if (!types.empty()) object("a GET has the content type " + inQuotes(types.front()));
       if (!request_.body.empty()) object("a GET has a body");
     } else if (types.size() != 1 || types.front() != "application/json") {
-      object(types.empty() ? "there is no content type" : "the content type is " + quoted(types.front()));
+      object(types.empty() ? "there is no content type" : "the content type is " + inQuotes(types.front()));
     }
   }
 
@@ -139,7 +139,7 @@ class Check {
     const auto member = object_.FindMember(
         Object(key.data(), static_cast<rj::SizeType>(key.size())));  // refers to the key, copies nothing
     if (member == object_.MemberEnd() || !member->value.IsString()) {
-      object(std::string(where) + " has no text under " + quoted(key));
+      object(std::string(where) + " has no text under " + inQuotes(key));
       return {};
     }
     return std::string(member->value.GetString(), member->value.GetStringLength());
@@ -148,8 +148,8 @@ class Check {
   void configBody(const Object& body) {
     const auto appID = request_.header(kAPIHeadersAppID).value_or("");
     if (lastPathComponent() != appID) {
-      object("the path asks for the application " + quoted(lastPathComponent()) + ", the header for " +
-             quoted(appID));
+      object("the path asks for the application " + inQuotes(lastPathComponent()) + ", the header for " +
+             inQuotes(appID));
     }
     if (body.MemberCount() != 1) object("the body has more, or less, than \"query_params\"");
     const auto params = body.FindMember("query_params");
@@ -198,7 +198,7 @@ const ServiceEntry* serviceForPath(std::string_view path) {
 
 void checkRequest(StandInRequest& request, const ServiceEntry* entry, std::uint16_t ownPort) {
   if (entry == nullptr) {
-    request.problems.push_back("no service has the path " + quoted(request.path));
+    request.problems.push_back("no service has the path " + inQuotes(request.path));
     return;
   }
   Check check(request, *entry);

@@ -11,6 +11,7 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWConfigManager/internal/SnapshotPointer.h"
@@ -86,12 +87,12 @@ struct State {
   SnapshotPublisher<Templates> templates{templatesInForce};
 };
 
-State& state() {
+State& loggerState() {
   static base::NeverDestroyed<State> state;
   return *state;
 }
 
-[[maybe_unused]] const State& madeWhenLoaded = state();
+const base::MadeWhenLoaded loggerStateMade(loggerState);
 
 constexpr std::string_view label(std::int64_t severity) {
   switch (severity) {
@@ -173,7 +174,7 @@ struct LoggerSwitches {
 
   template <class Change>
   void set(Change change) {
-    const std::lock_guard lock(state().writers);
+    const std::lock_guard lock(loggerState().writers);
     change(*this);
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
   }
@@ -191,7 +192,7 @@ constinit LoggerSwitches switches;
 
 constinit std::atomic<std::uint64_t> TWLogger::threshold_{kNothingIsWritten};
 
-void TWLogger::initialize() { (void)state(); }
+void TWLogger::initialize() { (void)loggerState(); }
 
 void TWLogger::setupDefaultFormats() {
   setFormat(std::string(kDefaultFormat), TWLogVerbosityDefault);
@@ -200,7 +201,7 @@ void TWLogger::setupDefaultFormats() {
 
 void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerbosity) {
   if (!hasTemplate(forVerbosity)) return;
-  State& shared = state();
+  State& shared = loggerState();
   const std::lock_guard lock(shared.writers);
   auto next = std::make_shared<Templates>(*shared.templates.latest());
   next->formats[templateIndex(forVerbosity)] = std::move(format);

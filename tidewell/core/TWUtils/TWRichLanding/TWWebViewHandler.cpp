@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/internal/Guard.h"
@@ -21,7 +22,7 @@ base::StateMutex& handlerMutex() {
   return *mutex;
 }
 
-[[maybe_unused]] const base::StateMutex& madeWhenLoaded = handlerMutex();
+const base::MadeWhenLoaded handlerMutexMade(handlerMutex);
 
 std::shared_ptr<TWWebViewHandler> keptAlive(TWWebViewHandler& handler) {
   return std::static_pointer_cast<TWWebViewHandler>(handler.weak_from_this().lock());

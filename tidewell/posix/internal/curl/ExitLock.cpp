@@ -14,10 +14,11 @@ namespace {
 /// A step of libcurl takes milliseconds; a process that ends waits no longer than this for one.
 constexpr std::chrono::seconds kLongestWait{2};
 
-pid_t owner = 0;
+pid_t exitLockOwner = 0;
 
 void holdExitLock() {
-  if (getpid() != owner) return;  // the child of a fork: the thread that may hold the lock is not here
+  if (getpid() != exitLockOwner)
+    return;  // the child of a fork: the thread that may hold the lock is not here
   static_cast<void>(exitLock().try_lock_for(kLongestWait));
 }
 
@@ -29,7 +30,7 @@ std::timed_mutex& exitLock() {
 }
 
 bool holdExitLockWhenOpenSslEnds() {
-  owner = getpid();
+  exitLockOwner = getpid();
   constinit static bool isRegistered = false;  // under the exit lock
   if (!isRegistered) isRegistered = OPENSSL_atexit(holdExitLock) == 1;
   if (!isRegistered) return false;
