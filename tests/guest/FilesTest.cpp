@@ -81,7 +81,7 @@ TEST_F(GuestTest, EveryPlaceOfTheDataServes) {
 }
 
 TEST_F(GuestTest, WithoutAHomeEverythingWorksInMemory) {
-  for (const std::string home : {"HOME=" + folder + "/missing", std::string("HOME=relative")}) {
+  for (const std::string& home : {"HOME=" + folder + "/missing", std::string("HOME=relative")}) {
     if (home == "HOME=relative" && getuid() == 0) continue;  // the user's record names a home
     const Outcome outcome = host({"start GUEST", "await 7", "gates", "due"}, {"XDG_DATA_HOME=", home}).end();
     EXPECT_EQ(outcome.out, "done\ndone\nynyynyyyyy\nrecent\n");
