@@ -40,7 +40,7 @@ class GuestTest : public ::testing::Test {
     fs::remove_all(folder);
   }
 
-  /// The variables of a host; `more` replaces those of the same name.
+  /// The variables of a host; `more` replaces those of the same name; "" is none.
   [[nodiscard]] std::vector<std::string> environment(const std::vector<std::string>& more = {}) const {
     std::map<std::string, std::string> all{{"XDG_DATA_HOME", data},
                                            {"HOST_CA", backend.caFile()},
@@ -53,8 +53,9 @@ class GuestTest : public ::testing::Test {
     all["TSAN_OPTIONS"] += " atexit_sleep_ms=0";
     // Hosts end with requests and plug-ins in flight, whose memory is not lost.
     all["ASAN_OPTIONS"] += ":detect_leaks=0";
-    for (const std::string& each : more)
-      all[each.substr(0, each.find('='))] = each.substr(each.find('=') + 1);
+    for (const std::string& each : more) {
+      if (!each.empty()) all[each.substr(0, each.find('='))] = each.substr(each.find('=') + 1);
+    }
     std::vector<std::string> result;
     for (const auto& [name, value] : all) {
       if (value != "(unset)") result.push_back(name + "=" + value);
