@@ -83,7 +83,7 @@ TEST_F(GuestTest, TrustedCertificatesAreFoundWhereTheDistributionKeepsThem) {
         std::tuple("SSL_CERT_DIR=", hashed + "-missing", "CA folder ")}) {
     const std::string got = with(variable + path);
     EXPECT_EQ(count(got, result), 1) << path << got;
-    EXPECT_EQ(count(got, path), got != "arrived\n") << got;
+    EXPECT_EQ(count(got, path) > 0, got != "arrived\n") << got;
   }
 }
 

@@ -97,7 +97,7 @@ TEST_F(FilesTest, AFullOrReadOnlyDiskLeavesMemoryRightAndTheOldFileWhole) {
         EXPECT_EQ(sync(app, "update"), "none");
         EXPECT_EQ(app.ask("call 1").substr(0, 3), "yes");
         EXPECT_EQ(app.end().status, 0);
-        if (isFaulty) EXPECT_EQ(bytesOf(archive), before);
+        EXPECT_TRUE(!isFaulty || bytesOf(archive) == before);
         if (isReadOnly) remount(0);
         fs::remove(data + "/filler");
       }

@@ -58,7 +58,7 @@ inline std::string gates() {
 
 /// A request without a completion to wait for.
 inline TWNetworkRequest request(TWService service = TWServiceSendReports) {
-  return {service, base::Dictionary{{"q", 1}}, std::nullopt, base::Dictionary{{"n", 1}}, "guest"};
+  return {service, std::nullopt, std::nullopt, base::Dictionary{{"n", 1}}, "guest"};
 }
 
 /// A delegate and interceptor.

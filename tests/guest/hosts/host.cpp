@@ -80,8 +80,6 @@ void drain(platform::Queue& queue) {
   waitAfter([&] { queue.async([] { happened.add("drained"); }); }, "drained");
 }
 
-void post(std::string_view name) { platform::NotificationCenter::defaultCenter().postNotificationName(name); }
-
 int sent = 0;
 void send(int count) {
   for (int i = 0; i < count; ++i, ++sent) {
@@ -316,8 +314,8 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
      [](auto& count) {
        while (config().getEventBatchCount() != std::stoi(count)) usleep(2000);
      }},
-    {"update", [](auto&) { post(kNotificationNameUpdateModules); }},
-    {"reset", [](auto&) { post(kNotificationNameUserReset); }},
+    {"update", [](auto&) { core().updateConfig(); }},
+    {"reset", [](auto&) { core().userReset(); }},
     {"foreground", [](auto&) { machine->enterForeground(); }},
     {"merge-json", [](auto& json) { config().updateConfigFromResponse(base::JSONObjectWithData(json)); }},
     {"merge", [](auto& first) { merge(std::stoi(first)); }},
