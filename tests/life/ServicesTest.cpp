@@ -59,7 +59,7 @@ TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
   for (const auto& [keyPath, value] :
        {std::pair<const char*, base::Value>{"tdw_reports_host", kRegionHosts[2]},
         {"tdw_reports_scheme", "https"},
-        {"tdw_reports_path", kServices[2].path},
+        {"tdw_reports_path", "/v2/sdk/report/x y"},
         {"tdw_reports_port", 443},
         {"tdw_params.app_id", "A"},
         {"tdw_params.device_tz", "Asia/Kolkata"},
