@@ -11,7 +11,6 @@
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"
-#include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
@@ -27,7 +26,6 @@
 #include "tidewell/runtime/Associations.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
-#include "tidewell/runtime/Observing.h"
 
 namespace tidewell::guest {
 

@@ -11,7 +11,7 @@ struct Machine {
   /// The error with which opening a file fails whose path contains `faultyPath`; 0 for none.
   inline static std::atomic<int> openError{0};
   inline static char faultyPath[256] = "";  ///< set before `openError`
-  /// How often a file below XDG_DATA_HOME was opened.
+  /// How often a file of the application was opened.
   inline static std::atomic<int> opens{0};
   /// Seconds that the wall clock is ahead.
   inline static std::atomic<std::int64_t> wallClockStep{0};

@@ -10,16 +10,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <clocale>
-#include <condition_variable>
 #include <cstring>
 #include <iostream>
 #include <map>
-#include <mutex>
 #include <random>
 #include <thread>
-#include <vector>
 
 #include "RefuseSystemCall.h"
 #include "hosts/EveryOperation.h"
@@ -39,35 +37,11 @@ posix::PosixPlatform* machine = nullptr;
 /// The answer to the command that is being done.
 std::string answer;
 
-/// Counts of what the library's threads report to `main`.
-struct Counts {
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::map<std::string, int> counts;
-
-  void add(const std::string& name) {
-    const std::lock_guard lock(mutex);
-    ++counts[name];
-    changed.notify_all();
-  }
-  int of(const std::string& name) {
-    const std::lock_guard lock(mutex);
-    return counts[name];
-  }
-  void waitFor(const std::string& name, int count) {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return counts[name] >= count; });
-  }
-};
-/// Never destroyed: the library's threads go on while `main` returns.
-Counts& happened = *new Counts;
-
-/// Does something whose completion is added to `happened`, and waits for it.
-template <class Function>
-void waitAfter(Function function, const std::string& name) {
-  const int before = happened.of(name);
-  function();
-  happened.waitFor(name, before + 1);
+/// Counts of what the library's threads report.
+std::atomic<int> drained{0}, fetched{0}, ended{0}, succeeded{0}, completed{0}, images{0};
+void add(std::atomic<int>& count) { ++count, count.notify_all(); }
+void waitFor(std::atomic<int>& count, int least) {
+  for (int now = 0; (now = count) < least;) count.wait(now);
 }
 
 void install() {
@@ -77,15 +51,17 @@ void install() {
 
 /// Returns when everything that is on the queue now has run.
 void drain(platform::Queue& queue) {
-  waitAfter([&] { queue.async([] { happened.add("drained"); }); }, "drained");
+  const int before = drained;
+  queue.async([] { add(drained); });
+  waitFor(drained, before + 1);
 }
 
 int sent = 0;
 void send(int count) {
   for (int i = 0; i < count; ++i, ++sent) {
     guest::request().executeRequestWithCompletionBlock([](bool success, const base::Value&) {
-      happened.add(success ? "succeeded" : "failed");
-      happened.add("ended");
+      succeeded += success;
+      add(ended);
     });
   }
 }
@@ -97,8 +73,9 @@ void fetch() {
       [](const platform::UrlTaskResult& result) {
         answer = result.error ? std::to_string(result.error->code) + " " + result.error->localizedDescription
                               : "arrived";
-        happened.add("fetched");
+        add(fetched);
       });
+  waitFor(fetched, 1);
 }
 
 /// Sends a request with the parameters of its service: whether it succeeded, and the class of the reply.
@@ -110,12 +87,14 @@ void call(TWService service, const std::string& component) {
   }
   base::Dictionary params;
   if (!component.empty()) params.setObject("1 &\xC3\xA9", "q");
+  const int before = completed;
   TWNetworkRequest(service, params, base::Dictionary{{"X-Module", "life"}, {kAPIHeadersAppID, "another"}},
                    body, component.empty() ? std::nullopt : std::optional(component))
       .executeRequestWithCompletionBlock([](bool success, const base::Value& reply) {
         answer = (success ? "yes " : "no ") + std::string(reply.isNil() ? "nil" : reply.className());
-        happened.add("completed");
+        add(completed);
       });
+  waitFor(completed, before + 1);
 }
 
 /// Everything that the configuration answers, as one line of JSON.
@@ -237,7 +216,8 @@ void forks(int count) {
     waitpid(child, &status, 0);
     require(status == 0, WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "a child");
   }
-  happened.waitFor("succeeded", count);
+  waitFor(ended, sent);
+  require(succeeded == sent, "the parent's requests");
 }
 
 /// Threads that are cancelled at any instant of any operation. Needs HOST_LOOP.
@@ -331,21 +311,21 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
     {"send", [](auto& count) { send(std::stoi(count)); }},
     {"ended",
      [](auto&) {
-       happened.waitFor("ended", sent);
-       answer = std::to_string(happened.of("succeeded")) + " succeeded";
+       waitFor(ended, sent);
+       answer = std::to_string(succeeded) + " succeeded";
      }},
-    {"fetch", [](auto&) { waitAfter(fetch, "fetched"); }},
+    {"fetch", [](auto&) { fetch(); }},
     {"call",
      [](auto& text) {
        const auto [number, component] = split(text);
-       waitAfter([&] { call(static_cast<TWService>(std::stoi(number)), component); }, "completed");
+       call(static_cast<TWService>(std::stoi(number)), component);
      }},
-    {"completed", [](auto&) { answer = std::to_string(happened.of("completed")); }},
+    {"completed", [](auto&) { answer = std::to_string(completed); }},
     {"image",
      [](auto&) {
        core().downloadImageForURL(base::Url::URLWithString("https://api.tidewell.example/i"),
-                                  [](bool, std::optional<base::Data>) { happened.add("image"); });
-       happened.waitFor("image", 1);
+                                  [](bool, std::optional<base::Data>) { add(images); });
+       waitFor(images, 1);
      }},
 
     {"user", [](auto& id) { TWCoreUtils::saveUniqueId(id); }},
