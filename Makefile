@@ -62,8 +62,8 @@ FORK_SECONDS ?= 0
 fork-matrix:
 	scripts/setup test
 	cmake --preset dev
-	cmake --build --preset dev --target guest_fork_matrix
-	build/dev/tests/guest/guest_fork_matrix $(FORK_SECONDS)
+	cmake --build --preset dev --target guest_host
+	HOST_UNINSTALLED=1 HOST_LOOP=1 build/dev/tests/guest/guest_host "fork-matrix $(FORK_SECONDS)"
 
 allocation-torture:
 	scripts/setup test

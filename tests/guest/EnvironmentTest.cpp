@@ -1,112 +1,79 @@
-#include <set>
-#include <sstream>
-
 #include "guest/Guest.h"
 
 // Locale, environment, clocks.
 namespace tidewell::guest {
 namespace {
 
-/// Makes a locale in a folder of the test's own; NO where the machine has no sources for it.
-bool makeLocale(const std::string& folder, const std::string& name) {
-  const std::string command =
-      "localedef -i " + name + " -f UTF-8 '" + folder + "/" + name + ".UTF-8' >/dev/null 2>&1";
-  static_cast<void>(!system(command.c_str()));
-  return std::filesystem::exists(folder + "/" + name + ".UTF-8");
-}
-
-/// The lines of the console without time, process and identifiers, in an order of their own: two threads
-/// write.
-std::multiset<std::string> linesOf(const std::string& console) {
-  std::multiset<std::string> result;
-  std::istringstream lines(console);
-  for (std::string line; std::getline(lines, line);) {
-    const bool differs =
-        line.find("unique_id") != std::string::npos || line.find("device_ts") != std::string::npos;
-    const auto place = line.find("] Tidewell - ");
-    if (!differs) result.insert(place == std::string::npos ? line : line.substr(place));
-  }
-  return result;
-}
-
-TEST_F(GuestTest, TheSameBytesWhateverTheLocale) {
-  struct Life {
-    std::string out, wire, archive;
-    std::multiset<std::string> log;
-  };
-  std::map<std::string, Life> lives;
-  std::filesystem::create_directory(folder + "/locales");
+TEST_F(GuestTest, NoLocaleChangesAByte) {
+  std::map<std::string, std::vector<std::string>> lives;
   for (const std::string name : {"C", "de_DE", "tr_TR"}) {
-    if (name != "C" && !makeLocale(folder + "/locales", name)) GTEST_SKIP() << "no sources of locales";
+    const std::string path = folder + "/" + name;
+    if (name != "C" &&
+        system(("localedef -i " + name + " -f UTF-8 '" + path + "' >/dev/null 2>&1").c_str()) != 0)
+      GTEST_SKIP() << "no sources of locales";
     backend.clearRequests();
-    std::filesystem::remove_all(data);
+    fs::remove_all(data);
     const Outcome outcome =
-        host({"locale", name == "C" ? name : name + ".UTF-8"}, {"LOCPATH=" + folder + "/locales", "LC_ALL=C"})
+        host({"start GUEST", "await 7", "drain",
+              R"(merge-json {"i_s": "BLOCKED", "p_f_t": "86400.5", "e_b_c": 1.5e3, "b_e": ["Iıİi"]})",
+              "answers", "localized", "send 1", "ended", "locale"},
+             {"LOCPATH=" + folder, "LC_ALL=" + name})
             .end();
-    ASSERT_EQ(outcome.status, 0) << name << outcome.last();
-    Life& life = lives[name];
-    life.out = outcome.out;
-    life.log = linesOf(outcome.err);
-    for (const auto& request : backend.requests())
-      life.wire += request.method + request.path + request.query + request.body + "\n";
-    life.archive = bytesOf(archive);
+    const auto end = outcome.out.rfind('\n', outcome.out.size() - 2) + 1;
+    EXPECT_EQ(outcome.out.substr(end), name + "\n");
+    std::vector<std::string>& life = lives[name] = {outcome.out.substr(0, end), bytesOf(archive)};
+    for (const auto& each : backend.requests())
+      life.push_back(each.path + each.query + std::to_string(each.body.size()));
+    EXPECT_EQ(life, lives["C"]) << name;
   }
-  for (const auto& [name, life] : lives) {
-    EXPECT_EQ(life.out, lives["C"].out) << name;
-    EXPECT_EQ(life.log, lives["C"].log) << name;
-    EXPECT_EQ(life.archive, lives["C"].archive) << name;
-    EXPECT_EQ(life.wire.size(), lives["C"].wire.size()) << name;  // identifiers differ
-  }
-  EXPECT_NE(lives["C"].out.find("1234567.25"), std::string::npos) << lives["C"].out;
 }
 
-TEST_F(GuestTest, TheEnvironmentIsReadAtInstallationAndNeverAgain) {
-  const Outcome outcome = host({"setenv"}, {"https_proxy=", "SSL_CERT_FILE="}).end();
-  EXPECT_EQ(outcome.status, 0) << outcome.last();
-  EXPECT_TRUE(std::filesystem::exists(defaults));
+TEST_F(GuestTest, TheEnvironmentIsReadAtInstallationOnly) {
+  std::vector<std::string> commands{"start GUEST", "await 7", "send 4", "ended", "user user"};
+  for (const char* name :
+       {"https_proxy", "all_proxy", "SSL_CERT_FILE", "SSL_CERT_DIR", "XDG_DATA_HOME", "HOME"})
+    commands.insert(commands.begin(), std::string("setenv ") + name);
+  const Outcome outcome = host(commands).end();
+  EXPECT_EQ(count(outcome.out, "\n4 succeeded\n"), 1) << outcome.out << outcome.err;
+  EXPECT_TRUE(fs::exists(defaults));
 }
 
-TEST_F(GuestTest, ModulesComeFromWhereTheLibrariesWereLoadedWhateverTheWorkingFolderIsLater) {
-  std::filesystem::create_directory(folder + "/lib");
-  for (const std::filesystem::path library : std::vector<const char*>{GUEST_LIBRARIES}) {
-    // As in the library's own name: without minor versions.
+TEST_F(GuestTest, ModulesAreFoundAfterAChangeOfTheWorkingFolder) {
+  fs::create_directory(folder + "/lib");
+  for (const fs::path library : std::vector<const char*>{GUEST_LIBRARIES}) {
+    // The library's own name has no minor version.
     const std::string name = library.filename();
     const auto end = name.find(".so.");
-    std::filesystem::create_symlink(
-        library, folder + "/lib/" + name.substr(0, end == std::string::npos ? end : end + 5));
+    fs::create_symlink(library, folder + "/lib/" + name.substr(0, end == name.npos ? end : end + 5));
   }
-  const Outcome outcome = host({"chdir"}, {"LD_LIBRARY_PATH=../lib"}).end();
-  EXPECT_EQ(outcome.status, 0) << outcome.last();
+  EXPECT_EQ(host({"chdir /", "fetch"}, {"LD_LIBRARY_PATH=../lib"}).end().out, "done\narrived\n");
 }
 
-TEST_F(GuestTest, StepsOfTheWallClockMoveNoTimeOut) {
-  std::string problem;
-  backend.setFault(*testing::StandInFault::parse("kind=delay:400,service=2", problem));
-  Host one = host({"clock"});
-  for (const char* expected : {"due", "recent"}) {  // an hour has passed by the wall clock, or none
-    const int milliseconds = std::stoi(one.line());
-    EXPECT_GE(milliseconds, 400);
-    EXPECT_LT(milliseconds, 5000);
-    EXPECT_EQ(one.line(), expected);
+TEST_F(GuestTest, StepsOfTheWallClockEndNoRequest) {
+  setFault("kind=delay:400,service=2");
+  Child one = host();
+  one.ask({"start GUEST", "await 7"});
+  for (const auto& [step, due] : {std::pair("10000000", "due"), std::pair("-10000000", "recent")}) {
+    const auto begin = std::chrono::steady_clock::now();
+    one.ask({"send 1", std::string("step ") + step, "ended"});
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(400));
+    EXPECT_EQ(one.ask("due"), due) << "a time in the future counts as recent";
   }
-  EXPECT_EQ(one.end().status, 0);
+  EXPECT_EQ(one.ask("ended"), "2 succeeded");
 }
 
-TEST_F(GuestTest, AfterASuspensionNothingFiresInABurst) {
-  std::string problem;
-  backend.setFault(*testing::StandInFault::parse("kind=delay:1000,service=2", problem));
-  Host one = host({"requests"});
-  ASSERT_EQ(one.line(), "ready");
-  one.say("3");
-  ASSERT_TRUE(backend.waitForRequests(4));
-  kill(one.process(), SIGSTOP);
+TEST_F(GuestTest, ASuspensionCausesNoBurst) {
+  setFault("kind=delay:1000,service=2");
+  Child one = host();
+  one.ask({"start GUEST", "await 7", "send 3"});
+  ASSERT_TRUE(backend.waitForRequests(4, std::chrono::seconds(100)));
+  one.send(SIGSTOP);
   sleep(isLong() ? 60 : 2);
-  kill(one.process(), SIGCONT);
-  EXPECT_EQ(one.line(), "3 succeeded") << "the replies waited in the sockets";
+  one.send(SIGCONT);
+  EXPECT_EQ(one.ask("ended"), "3 succeeded") << "the replies waited in the sockets";
   backend.clearFaults();
-  EXPECT_EQ(one.ask("1"), "4 succeeded");
-  EXPECT_EQ(backend.requestCount(), 5u) << "nothing was sent again";
-  EXPECT_EQ(one.end().status, 0);
+  EXPECT_EQ(one.ask({"send 1", "ended"}), "4 succeeded");
+  EXPECT_EQ(backend.requestCount(), 5u) << "a request was sent again";
 }
 
 }  // namespace

@@ -1,22 +1,12 @@
 #pragma once
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
-
-#include "guest/Host.h"
-#include "tidewell/testing/StandInBackend.h"
+#include "guest/Guest.h"
 
 namespace tidewell::life {
 
-/// What a new configuration answers (see `answers` in app.cpp), and `kConfiguration`'s.
+namespace fs = std::filesystem;
+
+/// What a new configuration answers (see `answers` in guest/hosts/host.cpp), and `kConfiguration`'s.
 inline constexpr std::string_view kDefaultAnswers =
     R"(["yyyynyyyyy",[2592000,60,10800,1800,1800,30],"nnnnn",[],[],[],[],[],"",2])";
 inline constexpr const char* kConfiguration = R"({
@@ -30,57 +20,35 @@ inline constexpr std::string_view kConfigurationAnswers =
     R"(["ynnyyynyyy",[604800,120,10800,900,1200,50],"yyyyn",["click","spam"],["buy"],["consent"],)"
     R"(["campaign"],["[0-9]+"],"tok",2])";
 
-using guest::bytesOf;
-using guest::writeFile;
+/// The log's words for an archive that cannot be decoded.
+inline constexpr std::string_view kKeptAside = "cannot be decoded and is kept aside";
 
-/// The application of app.cpp in a process of its own.
-class App : public guest::Host {
- public:
-  /// `environment` is all that it gets.
-  App(const testing::StandInBackend& backend, std::vector<std::string> environment)
-      : Host({LIFE_APP, std::to_string(backend.port()), backend.caFile()}, std::move(environment)) {}
-
-  /// Lets `main` return: the exit status, minus the signal that ended it, or `kHung`.
-  int end() { return Host::end().status; }
-  void kill() const { ::kill(process(), SIGKILL); }
-  void stop() const { ::kill(process(), SIGSTOP); }
-  void resume() const { ::kill(process(), SIGCONT); }
-};
-
-/// A backend, and a folder for the data of the applications that a test starts.
-class LifeTest : public ::testing::Test {
+/// A backend with `kConfiguration`.
+class LifeTest : public guest::GuestTest {
  protected:
-  LifeTest() {
-    umask(022);  // folders that their group may write are not used
-    std::string name = "/tmp/tidewell-life-XXXXXX";
-    folder = mkdtemp(name.data());
-    data = folder + "/data";
-    container = data + "/org.example.life";
-    archive = container + "/Library/Tidewell/TdwConfig";
-    defaults = container + "/Library/Preferences/org.example.life.plist";
-    backend.setConfiguration(kConfiguration);
-    signal(SIGPIPE, SIG_IGN);
-  }
-  ~LifeTest() override { std::filesystem::remove_all(folder); }
+  LifeTest() { backend.setConfiguration(kConfiguration); }
 
-  [[nodiscard]] std::vector<std::string> environment() const {
-    std::vector<std::string> all{"XDG_DATA_HOME=" + data, "TZ=Asia/Kolkata"};
-    // What the sanitizers are told.
-    for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
-      if (const char* value = getenv(name)) all.push_back(std::string(name) + "=" + value);
-    }
-    return all;
+  /// Says a command that may start a sync: how that ended, or "none".
+  static std::string sync(Child& app, const std::string& command) {
+    const auto of = [&](std::string_view line) { return count(app.errors(), line); };
+    const int requested = of("Config request initiated:"), synced = of("SDK Config Synced"),
+              failed = of("Api failed with response");
+    app.ask({command, "drain"});
+    const int expected = of("Config request initiated:") - requested;
+    if (expected == 0) return "none";
+    EXPECT_TRUE(eventually([&] {
+      return of("SDK Config Synced") - synced + of("Api failed with response") - failed >= expected;
+    }));
+    app.ask("drain");  // the merge comes after the line
+    return of("SDK Config Synced") > synced ? "synced" : "failed";
   }
 
   /// One life that syncs and ends.
   void firstLife() {
-    App app(backend, environment());
-    ASSERT_EQ(app.ask("start A"), "synced");
-    ASSERT_EQ(app.end(), 0);
+    Child one = host();
+    ASSERT_EQ(sync(one, "start A"), "synced");
+    ASSERT_EQ(one.end().status, 0);
   }
-
-  std::string folder, data, container, archive, defaults;
-  testing::StandInBackend backend;
 };
 
 }  // namespace tidewell::life

@@ -1,115 +1,90 @@
+#include <sys/file.h>
+
+#include <algorithm>
 #include <random>
-#include <thread>
 
 #include "life/LifeTest.h"
 
 namespace tidewell::life {
 namespace {
 
-constexpr int kKills = 30;
+class ProcessesTest : public LifeTest {
+ protected:
+  /// The gates and the region that a new process answers.
+  [[nodiscard]] std::string gatesAndRegion() const {
+    const std::string answers = host({"answers"}).end().out;
+    return answers.substr(2, 10) + answers.substr(answers.rfind(','));
+  }
+  /// Whether the archive holds the record of this number that the command `merge` makes, and no other part.
+  [[nodiscard]] static bool isRecord(const std::string& answers, int number) {
+    const std::string text = std::to_string(number), quoted = '"' + text + '"';
+    return answers == R"(["yyyynyyyyy",[2592000,)" + text + ",10800,1800,1800," + text + R"(],"nnnnn",[)" +
+                          quoted + "," + quoted + "],[],[],[],[]," + quoted + ",2]";
+  }
+  /// The files beside the archive whose paths do not begin so.
+  [[nodiscard]] int othersThan(const std::string& path) const {
+    const auto isOther = [&](const fs::path& each) { return !each.string().starts_with(path); };
+    const fs::directory_iterator files(fs::path(archive).parent_path());
+    return static_cast<int>(std::count_if(begin(files), end(files), isOther));
+  }
+};
 
-TEST_F(LifeTest, AKillAtAnyInstantLeavesTheLastRecordOrTheNext) {
+TEST_F(ProcessesTest, AKillAtAnyInstantLeavesTheLastRecordOrTheNext) {
   std::mt19937 random{std::random_device()()};
-  int acknowledged = 0;
-  {
-    App app(backend, environment());
-    app.say("merge 1");
-    acknowledged = std::stoi(app.line());
-  }
-  for (int round = 0; round < kKills; ++round) {
-    App app(backend, environment());
-    const int found = std::stoi(app.ask("merged"));
-    EXPECT_TRUE(found == acknowledged || found == acknowledged + 1) << found << " after " << acknowledged;
-    EXPECT_EQ(app.ask("count kept aside"), "0");
-    acknowledged = found;
-    app.say("merge " + std::to_string(found + 1));
-    // An instant of a write, not an event that could be waited for.
-    for (auto merges = random() % 8; merges > 0; --merges) acknowledged = std::stoi(app.line());
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
-    app.kill();
-    for (std::string line = app.line(); line != "(ended)"; line = app.line()) {
-      if (line != "merged") acknowledged = std::stoi(line);
-    }
-  }
-  // What the killed ones left behind is swept away.
-  App app(backend, environment());
-  app.ask("merge-json {}");
-  for (const auto& entry :
-       std::filesystem::directory_iterator(std::filesystem::path(archive).parent_path())) {
-    EXPECT_EQ(entry.path().string().substr(0, archive.size()), archive);
-  }
-}
-
-TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
-  {
-    App one(backend, environment());
-    App two(backend, environment());
-    EXPECT_EQ(one.ask("answers"), kDefaultAnswers);
-    EXPECT_EQ(two.ask("answers"), kDefaultAnswers);
-    for (const char* command : {"set-defaults a", "opt-out-push", "merge 1"}) one.say(command);
-    for (const char* command : {"set-defaults b", "region 1", "opt-out-inapp", "merge 1000"})
-      two.say(command);
-    EXPECT_EQ(one.end(), 0);
-    EXPECT_EQ(two.end(), 0);
-  }
-  App app(backend, environment());
-  EXPECT_EQ(app.ask("count-defaults a"), "25");
-  EXPECT_EQ(app.ask("count-defaults b"), "25");
-  const std::string answers = app.ask("answers");
-  EXPECT_EQ(answers.substr(0, 13), R"(["ynnnnynynn")");
-  EXPECT_EQ(answers.substr(answers.size() - 3), ",1]");
-  const int merged = std::stoi(app.ask("merged"));
-  EXPECT_TRUE(merged == 200 || merged == 1199) << merged;
-}
-
-TEST_F(LifeTest, WhatTheUserChoseSurvivesAProcessThatIsStoppedWithTheLock) {
-  App stopped(backend, environment());
-  ASSERT_EQ(stopped.ask("hold-archive"), "held");
-  stopped.stop();
-  constexpr std::string_view kChosen = R"(["ynnnnynynn")";
-  {
-    App app(backend, environment());
-    for (const char* command : {"opt-out-push", "opt-out-inapp", "region 1"}) app.ask(command);
-    EXPECT_EQ(app.ask("count waits"), "1");
-    app.kill();
-  }
-  {
-    App app(backend, environment());
+  host({"merge 1"}).end();
+  int written = 200;
+  for (int round = 0; round < 30; ++round) {
+    Child app = host();
     const std::string answers = app.ask("answers");
-    EXPECT_EQ(answers.substr(0, kChosen.size()), kChosen);
-    EXPECT_EQ(answers.substr(answers.size() - 3), ",1]");
+    if (isRecord(answers, written + 1)) ++written;
+    EXPECT_TRUE(isRecord(answers, written)) << answers << " after " << written;
+    EXPECT_EQ(count(app.errors(), kKeptAside), 0);
+    app.say("merge " + std::to_string(written + 1));
+    for (auto merges = random() % 8; merges > 0; --merges) written = std::stoi(app.line());
+    usleep(random() % 3000);  // an instant of a write is no event that could be waited for
+    app.send(SIGKILL);
+    for (std::string line = app.line(); line != "(ended)"; line = app.line()) {
+      if (line != "done") written = std::stoi(line);
+    }
   }
-  stopped.resume();
-  EXPECT_EQ(stopped.ask("release-archive"), "released");
-  stopped.ask("merge-json {}");
-  EXPECT_EQ(stopped.ask("answers").substr(0, kChosen.size()), kChosen);
-  EXPECT_EQ(stopped.end(), 0);
-  for (const auto& entry :
-       std::filesystem::directory_iterator(std::filesystem::path(archive).parent_path())) {
-    EXPECT_EQ(entry.path().string().find(".change-"), std::string::npos) << entry.path();
-  }
-  EXPECT_EQ(App(backend, environment()).ask("answers").substr(0, kChosen.size()), kChosen);
+  host({"merge-json {}"}).end();
+  EXPECT_EQ(othersThan(archive), 0) << "the next write removes what the killed ones left";
 }
 
-TEST_F(LifeTest, AWriterThatIsStoppedAtAnyInstantUndoesNoChoice) {
-  std::mt19937 random{std::random_device()()};
-  for (const char* region : {"0", "1", "0", "1", "0", "1"}) {
-    App writer(backend, environment());
-    writer.say("merge 1");
-    for (auto merges = random() % 8; merges > 0; --merges) writer.line();
-    // An instant of a write, not an event that could be waited for.
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
-    writer.stop();
-    {
-      App app(backend, environment());
-      app.ask(std::string("region ") + region);
-      EXPECT_EQ(app.end(), 0);
-    }
-    writer.resume();
-    EXPECT_EQ(writer.end(), 0);
-    const std::string answers = App(backend, environment()).ask("answers");
-    EXPECT_EQ(answers.substr(answers.size() - 3), std::string(",") + region + "]");
+TEST_F(ProcessesTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
+  Child one = host(), two = host();
+  EXPECT_EQ(one.ask("answers") + two.ask("answers"),
+            std::string(kDefaultAnswers) + std::string(kDefaultAnswers));
+  for (int i = 0; i < 25; ++i) {
+    one.say("store a" + std::to_string(i) + " kept by one: " + std::to_string(i));
+    two.say("store b" + std::to_string(i) + " kept by two: " + std::to_string(i));
   }
+  for (const char* command : {"opt-out-push", "merge 1"}) one.say(command);
+  for (const char* command : {"region 1", "opt-out-inapp", "merge 1000"}) two.say(command);
+  EXPECT_EQ(one.end().status, 0);
+  EXPECT_EQ(two.end().status, 0);
+  EXPECT_EQ(gatesAndRegion(), "ynnnnynynn,1]\n");
+  EXPECT_EQ(count(bytesOf(defaults), "kept by"), 50);
+  const std::string batch = host({"batch"}).end().out;
+  EXPECT_TRUE(batch == "200\n" || batch == "1199\n") << batch;
+}
+
+TEST_F(ProcessesTest, ChoicesSurviveALockThatIsNotReleased) {
+  host({"merge-json {}"}).end();
+  const int lock = ::open((archive + ".lock").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  {
+    Child app = host();
+    app.ask({"opt-out-push", "opt-out-inapp", "region 1"});
+    EXPECT_EQ(count(app.errors(), "changes wait beside it"), 1);
+    app.send(SIGKILL);
+  }
+  const std::string chosen = "ynnnnynynn,1]\n";
+  EXPECT_EQ(gatesAndRegion(), chosen);
+  close(lock);
+  EXPECT_EQ(host({"merge-json {}"}).end().status, 0);
+  EXPECT_EQ(othersThan(archive), 0);
+  EXPECT_EQ(gatesAndRegion(), chosen);
 }
 
 }  // namespace

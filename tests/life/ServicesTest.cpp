@@ -1,5 +1,3 @@
-#include <map>
-
 #include "life/LifeTest.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/PropertyList.h"
@@ -8,12 +6,10 @@ namespace tidewell::life {
 namespace {
 
 struct Service {
-  const char* call;  ///< the number and what is appended to the path
-  const char* method;
-  const char* path;
+  std::string call;  ///< the number and what is appended to the path
+  const char *method, *path;
 };
-
-constexpr Service kServices[] = {
+const Service kServices[] = {
     {"0 A", "POST", "/v3/sdkconfig/ios/A"},
     {"1", "POST", "/v2/sdk/device/"},
     {"2 x y", "POST", "/v2/sdk/report/x%20y"},
@@ -33,75 +29,55 @@ constexpr const char* kRegionHosts[] = {"api-serv3.tidewell.example", "api-eu.ti
                                         "api.tidewell.example"};
 
 TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
-  App app(backend, environment());
-  ASSERT_EQ(app.ask("start A"), "synced");
+  Child app = host();
+  app.ask("group group.example");
+  ASSERT_EQ(sync(app, "start A"), "synced");
   for (int service = 0; service < 14; ++service) {
-    const Service& expected = kServices[service];
-    SCOPED_TRACE(expected.path);
+    const auto& [call, method, path] = kServices[service];
+    SCOPED_TRACE(path);
     app.ask("region " + std::to_string(service % 3));
     backend.clearRequests();
-    EXPECT_EQ(app.ask(std::string("call ") + expected.call).substr(0, 4), "yes ");
-    const auto requests = backend.requests();
-    ASSERT_EQ(requests.size(), 1u);
-    const testing::StandInRequest& request = requests[0];
-    const bool isPost = std::string_view(expected.method) == "POST";
+    EXPECT_EQ(app.ask("call " + call).substr(0, 4), "yes ");
+    const testing::StandInRequest request = backend.requests().at(0);
     EXPECT_EQ(::testing::PrintToString(request.problems), "{}");
     EXPECT_EQ(request.service, service);
-    EXPECT_EQ(request.method, expected.method);
-    EXPECT_EQ(request.path, expected.path);
-    EXPECT_EQ(request.query,
-              std::string_view(expected.call).find(' ') != std::string_view::npos ? "q=1%20%26%C3%A9" : "");
+    EXPECT_EQ(request.method + " " + request.path, std::string(method) + " " + path);
+    EXPECT_EQ(request.query, call.find(' ') != call.npos ? "q=1%20%26%C3%A9" : "");
     EXPECT_EQ(request.host, service == 13 ? "logs.tidewell.example" : kRegionHosts[service % 3]);
     EXPECT_EQ(request.header("TDW-APPKEY"), "A");
     EXPECT_EQ(request.header("X-Module"), "life");
-    EXPECT_EQ(request.header("content-type"),
-              isPost ? std::optional<std::string>("application/json") : std::nullopt);
+    EXPECT_EQ(request.header("content-type").value_or(""),
+              request.method == "POST" ? "application/json" : "");
   }
-  EXPECT_EQ(app.ask("count completed"), "14");
-  EXPECT_EQ(app.ask("call 14"), "no nil");
-  EXPECT_EQ(app.ask("call -1"), "no nil");
+  EXPECT_EQ(app.ask("completed"), "14");
+  EXPECT_EQ(app.ask("call 14") + app.ask("call -1"), "no nilno nil");
   EXPECT_EQ(backend.requestCount(), 1u);
-}
 
-TEST_F(LifeTest, AnExtensionReadsParametersAndEndpointFromTheGroup) {
-  {
-    App app(backend, environment());
-    app.ask("group group.example");
-    app.ask("start A");
-    app.ask("region 1");
-    app.ask("call 2 r");
-    app.ask("call 11");
-  }
+  // What the application's extensions read.
   const base::Value group =
       base::propertyListWithData(bytesOf(data + "/group.example/Library/Preferences/group.example.plist"));
-  for (const auto& [keyPath, value] : std::map<std::string, base::Value>{
-           {"tdw_reports_host", "api-eu.tidewell.example"},
-           {"tdw_reports_scheme", "https"},
-           {"tdw_reports_path", "/v2/sdk/report/r"},
-           {"tdw_reports_port", 443},
-           {"tdw_params.app_id", "A"},
-           {"tdw_params.device_tz", "Asia/Kolkata"},
-           {"tdw_params.os_value", {}},
-       }) {
+  for (const auto& [keyPath, value] :
+       {std::pair<const char*, base::Value>{"tdw_reports_host", kRegionHosts[2]},
+        {"tdw_reports_scheme", "https"},
+        {"tdw_reports_path", "/v2/sdk/report/x y"},
+        {"tdw_reports_port", 443},
+        {"tdw_params.app_id", "A"},
+        {"tdw_params.device_tz", "Asia/Kolkata"},
+        {"tdw_params.os_value", {}}}) {
     EXPECT_EQ(base::valueForKeyPath(group, keyPath), value) << keyPath;
   }
 }
 
 TEST_F(LifeTest, TheDeviceKeepsItsIdentityWhenTheApplicationIsRemoved) {
-  std::string first;
-  {
-    App app(backend, environment());
-    app.ask("token push-token");
-    first = app.ask("identity");
-  }
+  const std::string first = host({"token push-token", "identity"}).end().out.substr(5);
   const std::string sdk = first.substr(0, first.find(' '));
   ASSERT_GT(sdk.size(), 40u) << first;
-  EXPECT_EQ(first, sdk + " P-" + sdk + " 1 push-token 1");
-  EXPECT_EQ(App(backend, environment()).ask("identity"), first);
-
-  std::filesystem::remove_all(container);
-  const std::string again = App(backend, environment()).ask("identity");
-  EXPECT_EQ(again.substr(again.find(' ')), " P-" + sdk + " 1 nil 0");
+  EXPECT_EQ(first, sdk + " P-" + sdk + " 1 push-token 1\n");
+  EXPECT_EQ(host({"identity"}).end().out, first);
+  fs::remove_all(container);
+  // A new identity would carry another time.
+  const std::string again = host({"step 100", "identity"}).end().out.substr(5);
+  EXPECT_EQ(again.substr(again.find(' ')), " P-" + sdk + " 1 nil 0\n");
 }
 
 }  // namespace

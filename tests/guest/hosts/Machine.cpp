@@ -7,31 +7,10 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
-namespace tidewell::guest {
-
-std::atomic<int> Machine::openError{0};
-char Machine::faultyPath[256] = "";
-std::atomic<int> Machine::opens{0};
-std::atomic<std::int64_t> Machine::wallClockStep{0};
-
-}  // namespace tidewell::guest
-
 using tidewell::guest::Machine;
-
-namespace {
-
-/// Before `main`: the cases that change the environment must not race with this.
-char dataHome[4096] = "";
-const bool isSet = [] {
-  if (const char* const home = getenv("XDG_DATA_HOME")) std::strncpy(dataHome, home, sizeof dataHome - 1);
-  return dataHome[0] != '\0';
-}();
-
-}  // namespace
 
 extern "C" {
 
@@ -40,7 +19,7 @@ __attribute__((visibility("default"))) int open(const char* path, int flags, ...
   va_start(arguments, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  if (isSet && std::strncmp(path, dataHome, std::strlen(dataHome)) == 0) ++Machine::opens;
+  if (std::strstr(path, "/org.example.life") != nullptr) ++Machine::opens;
   if (Machine::openError != 0 && std::strstr(path, Machine::faultyPath) != nullptr) {
     errno = Machine::openError;
     return -1;

@@ -8,13 +8,13 @@ namespace tidewell::guest {
 /// The system as this program shows it to the libraries in it: it defines some of the C library's functions
 /// itself, and the libraries find those first.
 struct Machine {
-  /// Opening a file whose path holds `fault` fails with this error; 0 for none.
-  static std::atomic<int> openError;
-  static char faultyPath[256];  ///< set before `openError`
-  /// How often a file below XDG_DATA_HOME was opened.
-  static std::atomic<int> opens;
+  /// The error with which opening a file fails whose path contains `faultyPath`; 0 for none.
+  inline static std::atomic<int> openError{0};
+  inline static char faultyPath[256] = "";  ///< set before `openError`
+  /// How often a file of the application was opened.
+  inline static std::atomic<int> opens{0};
   /// Seconds that the wall clock is ahead.
-  static std::atomic<std::int64_t> wallClockStep;
+  inline static std::atomic<std::int64_t> wallClockStep{0};
 };
 
 }  // namespace tidewell::guest

@@ -1,42 +1,30 @@
 // A plug-in that brings the SDK into a program that knows nothing of it. Built twice.
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
-#include <string>
+#include <string_view>
 
+#include "HostOptions.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TidewellCore.h"
-#include "tidewell/posix/PosixPlatform.h"
-
-#define PLUGIN_ENTRY extern "C" __attribute__((visibility("default")))
 
 using namespace tidewell;
 
-PLUGIN_ENTRY bool pluginStart();
-PLUGIN_ENTRY void pluginSend();
-PLUGIN_ENTRY int pluginBatchCount();
+extern "C" __attribute__((visibility("default"))) int pluginCall(const char* command);
 
-/// Whether this plug-in's platform is the one in force.
-bool pluginStart() {
-  posix::Options options;
-  options.bundleIdentifier = "org.example.guest";
-  options.version = "1.0";
-  options.caFile = getenv("GUEST_CA");
-  options.connectionOverrides.push_back({std::string(HOST_TDW_PROD_US), 443, "127.0.0.1",
-                                         static_cast<std::uint16_t>(std::atoi(getenv("GUEST_PORT")))});
-  const bool first = posix::install(options) != nullptr;
-  TidewellCore::sharedInstance().initializeWithAppID("GUEST");
-  return first;
+/// "start" returns whether this plug-in's platform is in force.
+int pluginCall(const char* command) {
+  if (command == std::string_view("start")) {
+    const bool first = posix::install(guest::hostOptions()) != nullptr;
+    TidewellCore::sharedInstance().initializeWithAppID("GUEST");
+    return first;
+  }
+  if (command == std::string_view("send")) {
+    TWNetworkRequest(TWServiceSendReports, std::nullopt, std::nullopt, std::nullopt, "guest")
+        .executeRequestWithCompletionBlock([](bool, const base::Value&) {
+          static std::atomic<int> count{0};
+          std::printf("completed %d\n", ++count);
+        });
+  }
+  return static_cast<int>(TWConfigManager::sharedInstance().getEventBatchCount());
 }
-
-void pluginSend() {
-  const TWNetworkRequest request(TWServiceSendReports, std::nullopt, std::nullopt, std::nullopt, "guest");
-  request.executeRequestWithCompletionBlock([](bool success, const base::Value&) {
-    static std::atomic<int> count{0};
-    std::printf("completed %d %s\n", ++count, success ? "YES" : "NO");
-    std::fflush(stdout);
-  });
-}
-
-int pluginBatchCount() { return static_cast<int>(TWConfigManager::sharedInstance().getEventBatchCount()); }

@@ -1,0 +1,182 @@
+#pragma once
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+// Programs in processes of their own, and what the tests of processes share.
+namespace tidewell {
+
+/// The sanitizers of this build; "" for none. They have threads, descriptors and memory of their own, and
+/// AddressSanitizer's allocator may stay locked in the child of a process with threads.
+inline constexpr std::string_view kSanitizers = TIDEWELL_TEST_SANITIZERS;
+inline constexpr bool kIsSanitized = !kSanitizers.empty();
+inline constexpr bool kAddressSanitizer = kSanitizers.find("address") != std::string_view::npos;
+
+inline std::string bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Makes the folders above the file, too.
+inline void writeFile(const std::string& path, std::string_view bytes) {
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+/// How often a text contains another.
+inline int count(std::string_view text, std::string_view part) {
+  int found = 0;
+  for (auto at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) ++found;
+  return found;
+}
+
+/// Polls until a condition holds. False after 100 s, which a busy machine does not need.
+template <class Condition>
+bool eventually(const Condition& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(100);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    usleep(1000);
+  }
+  return true;
+}
+
+/// A program in a process of its own. It writes lines to standard output and reads lines from standard input.
+/// Owns the process, and kills it at the end. One thread at a time.
+class Child {
+ public:
+  /// The exit status, minus the signal that ended the process; and what it wrote.
+  struct Outcome {
+    int status = 0;
+    std::string out, err;
+  };
+  /// SIGALRM ends a process that lives longer: it hangs.
+  static constexpr unsigned kLimitSeconds = 300;
+
+  /// `environment` is the whole environment. `errorOutput` replaces the file that collects standard error.
+  Child(std::vector<std::string> command, std::vector<std::string> environment, int errorOutput = -1)
+      : errors_(memfd_create("errors", MFD_CLOEXEC)) {
+    int in[2], out[2];
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) std::abort();
+    const std::vector<char*> arguments = pointers(command), variables = pointers(environment);
+    process_ = fork();
+    if (process_ == 0) {
+      dup2(in[0], STDIN_FILENO);
+      dup2(out[1], STDOUT_FILENO);
+      dup2(errorOutput >= 0 ? errorOutput : errors_, STDERR_FILENO);
+      close_range(3, ~0u, CLOSE_RANGE_CLOEXEC);
+      signal(SIGPIPE, SIG_DFL);
+      alarm(kLimitSeconds);
+      execve(arguments[0], arguments.data(), variables.data());
+      _exit(99);
+    }
+    close(in[0]);
+    close(out[1]);
+    in_ = fdopen(in[1], "w");
+    out_ = fdopen(out[0], "r");
+  }
+  ~Child() {
+    if (process_ > 0) {
+      send(SIGKILL);
+      waitpid(process_, nullptr, 0);
+    }
+    if (in_ != nullptr) std::fclose(in_);
+    std::fclose(out_);
+    close(errors_);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  void say(const std::string& text) const {
+    std::fprintf(in_, "%s\n", text.c_str());
+    std::fflush(in_);
+  }
+  /// The next line; "(ended)" without one.
+  std::string line() {
+    std::string text;
+    for (int byte = 0; (byte = std::getc(out_)) != '\n'; text += static_cast<char>(byte)) {
+      if (byte == EOF) return "(ended)";
+    }
+    return text;
+  }
+  /// Says each line, and returns the answer to the last.
+  std::string ask(std::initializer_list<std::string> texts) {
+    std::string answer;
+    for (const std::string& each : texts) {
+      say(each);
+      answer = line();
+    }
+    return answer;
+  }
+  std::string ask(const std::string& text) { return ask({text}); }
+
+  /// Closes its standard input and waits for its end.
+  Outcome end() {
+    std::fclose(std::exchange(in_, nullptr));
+    std::string out;
+    for (int byte = 0; (byte = std::getc(out_)) != EOF;) out += static_cast<char>(byte);
+    int status = 0;
+    waitpid(std::exchange(process_, -1), &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), out, errors()};
+  }
+  void send(int signal) const { kill(process_, signal); }
+
+  /// What it has written to standard error.
+  [[nodiscard]] std::string errors() const { return bytesOf("/proc/self/fd/" + std::to_string(errors_)); }
+  /// A file of the process's folder in /proc.
+  [[nodiscard]] std::string proc(const std::string& name) const {
+    return "/proc/" + std::to_string(process_) + "/" + name;
+  }
+  [[nodiscard]] std::size_t descriptorCount() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(proc("fd")), {}));
+  }
+  /// The values of the lines of a status file whose names contain `key`, one after the other.
+  [[nodiscard]] static std::string statusIn(const std::string& path, const std::string& key) {
+    std::ifstream status(path);
+    std::string values;
+    for (std::string line; std::getline(status, line);) {
+      const auto colon = line.find(':');
+      if (line.substr(0, colon).find(key) != std::string::npos) values += line.substr(colon + 1);
+    }
+    return values;
+  }
+  /// Each thread but the first: its name, and what `statusIn` finds. Only the library's under a sanitizer.
+  [[nodiscard]] std::vector<std::pair<std::string, std::string>> threads(const std::string& key) const {
+    std::vector<std::pair<std::string, std::string>> found;
+    for (const auto& task : std::filesystem::directory_iterator(proc("task"))) {
+      if (task.path().filename() == std::to_string(process_)) continue;
+      const std::string name = bytesOf(task.path() / "comm"), values = statusIn(task.path() / "status", key);
+      if (!values.empty() && (!kIsSanitized || name.starts_with("tw-"))) found.emplace_back(name, values);
+    }
+    return found;
+  }
+
+ private:
+  static std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    for (std::string& each : texts) result.push_back(each.data());
+    result.push_back(nullptr);
+    return result;
+  }
+
+  pid_t process_ = -1;
+  int errors_ = -1;
+  std::FILE *in_ = nullptr, *out_ = nullptr;
+};
+
+}  // namespace tidewell

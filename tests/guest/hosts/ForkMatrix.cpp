@@ -1,0 +1,137 @@
+#include "hosts/ForkMatrix.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "hosts/EveryOperation.h"
+#include "hosts/HostOptions.h"
+
+namespace tidewell::guest {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+/// SIGALRM ends a child that lives longer, on however busy a machine: it hangs.
+constexpr unsigned kPatienceSeconds = 30;
+
+posix::PosixPlatform* platformOfPair = nullptr;
+platform::Queue& mainQueue() { return platformOfPair->mainQueue(); }
+
+/// A closure's last reference: its destructor is the host's code, and calls the SDK.
+struct Farewell {
+  ~Farewell() { use({"interceptors", "objects"}); }
+};
+void addFarewell() {
+  mainQueue().async([farewell = std::make_shared<Farewell>()] {});
+}
+
+constexpr Operation kQueueOperations[] = {
+    {"main queue: add", addFarewell},
+    {"main queue: poll", [] { addFarewell(), platformOfPair->pollMainQueue(); }},
+    {"main queue: run", [] { addFarewell(), platformOfPair->runMainQueue(std::chrono::milliseconds(10)); }},
+    {"global queue", [] { platformOfPair->globalQueue().async([] {}); }},
+};
+
+enum Way { kPlain, kSecondFork, kFromMainQueue };
+struct Pair {
+  Operation parent, child;
+  Way way;
+};
+
+/// Does something in the child of a fork; the status with which it ended. It ends by `_exit`, as a child does
+/// that goes on.
+template <class Function>
+int inChild(Function function) {
+  const pid_t process = fork();
+  if (process == 0) {
+    alarm(kPatienceSeconds);
+    function();
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(process, &status, 0);
+  return status;
+}
+
+/// One process with a thread that does the parent's operation over and over, and three children.
+void live(const Pair& pair, unsigned seed) {
+  platformOfPair = posix::install(hostOptions());
+  require(platformOfPair != nullptr, "installation");
+  std::atomic<int> done{-1};
+  std::thread([&] {
+    for (done = 0;; ++done) {
+      pair.parent.run();
+      if (done > 20'000) usleep(1000);  // what no thread drains must not fill the memory
+    }
+  }).detach();
+  std::mt19937 random(seed);
+  while (done < 0) continue;
+  for (const unsigned longest : {20u, 200u, 2000u}) {
+    const auto instant = Clock::now() + std::chrono::microseconds(random() % longest);
+    while (Clock::now() < instant) continue;
+    mainQueue().async([] {});  // beside a thread that may wait for it
+    std::atomic<int> status{-1};
+    const auto forkAndWait = [&] {
+      status = inChild([&] {
+        if (pair.way != kSecondFork) return pair.child.run();
+        addFarewell();  // what waits in the child is neither run nor destroyed in its own child
+        require(inChild(pair.child.run) == 0, "a second fork");
+      });
+    };
+    if (pair.way == kFromMainQueue) mainQueue().async(forkAndWait);
+    if (pair.way != kFromMainQueue) forkAndWait();
+    while (status < 0) platformOfPair->pollMainQueue();  // another thread may drain it
+    if (WIFSIGNALED(status)) raise(WTERMSIG(status));
+    require(status == 0, "a child");
+  }
+  _exit(0);  // the thread uses this frame
+}
+
+}  // namespace
+
+std::string forkMatrix(const std::string& arguments) {
+  alarm(0);  // each child has a limit of its own
+  int seconds = 0, number = 0, wrong = 0;
+  unsigned seed = 1;
+  std::string only;
+  std::getline(std::istringstream(arguments) >> seconds >> seed >> std::ws, only);
+  std::vector<Operation> operations(std::begin(kOperations), std::end(kOperations));
+  operations.insert(operations.end(), std::begin(kQueueOperations), std::end(kQueueOperations));
+  std::vector<Pair> pairs;
+  for (const Operation& parent : operations) {
+    for (const Operation& child : operations) {
+      if (!only.empty() && only != std::string(parent.name) + "/" + child.name) continue;
+      for (const Way way : {kPlain, kSecondFork, kFromMainQueue}) pairs.push_back({parent, child, way});
+    }
+  }
+  std::shuffle(pairs.begin(), pairs.end(), std::mt19937(seed));
+  std::string folder = "/tmp/tidewell-fork-matrix-XXXXXX";
+  setenv("XDG_DATA_HOME", mkdtemp(folder.data()), 1);
+  const auto end = Clock::now() + std::chrono::seconds(seconds);
+  do {
+    for (const Pair& each : pairs) {
+      const int status =
+          inChild([&] { alarm(10 * kPatienceSeconds), live(each, seed + static_cast<unsigned>(number)); });
+      ++number;
+      wrong += status != 0;
+      if (status != 0)
+        std::printf("%s: parent/child: %s/%s, way %d\n",
+                    WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "failed", each.parent.name,
+                    each.child.name, each.way);
+      std::filesystem::remove_all(folder);
+      if (seconds > 0 && Clock::now() >= end) break;
+    }
+  } while (Clock::now() < end);
+  require(wrong == 0, "the pairs above");
+  return std::to_string(number) + " of " + std::to_string(pairs.size()) + " pairs";
+}
+
+}  // namespace tidewell::guest

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdlib>
+#include <string>
+
+#include "tidewell/core/TWNetwork/TWNetworkConstants.h"
+#include "tidewell/posix/PosixPlatform.h"
+
+namespace tidewell::guest {
+
+inline std::string variable(const char* name) {
+  const char* const value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+/// What the host programs install: the backend that their environment names.
+inline posix::Options hostOptions() {
+  posix::Options made;
+  made.bundleIdentifier = "org.example.life";
+  made.version = "3.1";
+  if (!variable("HOST_LOOP").empty()) made.mainLoop = posix::MainLoop::host;
+  made.caFile = variable("HOST_CA");
+  made.systemRoot = variable("HOST_ROOT");
+  made.proxyCaFile = variable("HOST_PROXY_CA");
+  const auto port = static_cast<std::uint16_t>(std::atoi(variable("HOST_PORT").c_str()));
+  for (const auto host : {HOST_TDW_PROD_US, HOST_TDW_PROD_SERV3, HOST_TDW_PROD_EU, HOST_LOGENTRIES})
+    made.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", port});
+  return made;
+}
+
+}  // namespace tidewell::guest
