@@ -145,6 +145,7 @@ TEST_F(ViewControllerTest, WhatHasNoOwnerDoesNotStayOnScreen) {
   const auto kept = page();
   owner->presentViewController(kept, true);
   kept->presentViewController(page(), true);
+  EXPECT_EQ(onScreen(), 2u);
   owner = nullptr;
   EXPECT_EQ(onScreen(), 2u);
   EXPECT_EQ(kept->presentingViewController(), nullptr);

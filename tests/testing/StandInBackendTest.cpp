@@ -232,7 +232,8 @@ TEST(StandInBackendTest, ObjectsToWhatTheBackendWouldRefuse) {
     row.method == "GET" && row.body.empty() ? client.get(row.path) : client.post(row.path, row.body);
     ASSERT_EQ(backend.requestCount(), 1u);
     std::string all;
-    for (const auto& problem : backend.requests().front().problems) all += problem + "\n";
+    const auto requests = backend.requests();
+    for (const auto& problem : requests.front().problems) all += problem + "\n";
     EXPECT_TRUE(row.problem.empty() ? all.empty() : all.find(row.problem) != std::string::npos) << all;
   }
 }
