@@ -1,8 +1,8 @@
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 
 #include "ConfigModel.h"
+#include "Input.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
@@ -15,8 +15,6 @@ namespace {
 
 using namespace tidewell;
 using Answers = std::vector<std::string>;
-
-constexpr std::string_view kBetweenReplies = "\n--\n";
 
 /// Names that the lists hold, and some that they hardly hold.
 std::vector<std::string> namesIn(const ConfigModel& model) {
@@ -45,12 +43,8 @@ void compare(const TWConfigManager& manager, const ConfigModel& model, testing::
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
-  const std::size_t between = text.find(kBetweenReplies);
-  const std::string_view first = text.substr(0, between);
-  const std::string_view second =
-      between == std::string_view::npos ? first : text.substr(between + kBetweenReplies.size());
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const auto [first, second] = fuzz::split(fuzz::textOf(data, size), "\n--\n");
 
   const auto platform = testing::TestingPlatform::install();
   TWLogger::debug(TWLogLevelDebug);

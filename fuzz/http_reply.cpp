@@ -1,10 +1,4 @@
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
+#include "Input.h"
 #include "tidewell/posix/internal/curl/ContentDecoder.h"
 #include "tidewell/posix/internal/curl/ResponseHead.h"
 
@@ -42,7 +36,7 @@ Decoded decodedInPieces(const ResponseHead& head, std::string_view body, std::si
 
 // Header lines up to the first empty one, and a body behind them. How the body arrives makes no difference.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::string_view rest(reinterpret_cast<const char*>(data), size);
+  std::string_view rest = fuzz::textOf(data, size);
   ResponseHead head;
   while (!rest.empty() && !head.isComplete()) {
     const std::string_view line = rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1);
@@ -51,8 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const Decoded whole = decodedInPieces(head, rest, std::max<std::size_t>(rest.size(), 1));
   const Decoded dripped = decodedInPieces(head, rest, 1);
-  if (whole.isAccepted != dripped.isAccepted) std::abort();
-  if (whole.isAccepted && (whole.body != dripped.body || whole.isComplete != dripped.isComplete))
-    std::abort();
+  fuzz::require(whole.isAccepted == dripped.isAccepted);
+  fuzz::require(!whole.isAccepted || (whole.body == dripped.body && whole.isComplete == dripped.isComplete));
   return 0;
 }

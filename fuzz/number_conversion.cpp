@@ -1,20 +1,13 @@
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-
-#include "tidewell/base/Value.h"
+#include "Input.h"
 #include "tidewell/base/internal/PercentEncoding.h"
 #include "tidewell/base/internal/Unicode.h"
 
 using namespace tidewell::base;
+using fuzz::require;
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-/// The rule of `boolValue`, said once more.
+/// The rule of `boolValue` in other words.
 bool startsLikeYes(const std::string& text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   if (start == std::string::npos) return false;
@@ -26,15 +19,14 @@ bool startsLikeYes(const std::string& text) {
 
 }  // namespace
 
-/// The numbers in a text, against the C library's; and the conversions of the text itself.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(bytes), size);
+// The numbers in a text, compared with the C library's; and the conversions of the text itself.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(fuzz::textOf(data, size));
   const Value value(text);
   require(value.integerValue() == std::strtoll(text.c_str(), nullptr, 10));
   require(value.boolValue() == startsLikeYes(text));
-  if (text.find_first_of("xXnN") == std::string::npos) {  // neither hexadecimal nor inf nor nan
-    require(value.doubleValue() == std::strtod(text.c_str(), nullptr));
-  }
+  const bool isDecimal = text.find_first_of("xXnN") == std::string::npos;  // nor inf, nor nan
+  require(!isDecimal || value.doubleValue() == std::strtod(text.c_str(), nullptr));
   const HexScan scan = scanHexInt(text, size % 3);
   require(scan.found || scan.value == 0);
   require(isValidUtf8(validUtf8(text)));

@@ -1,26 +1,18 @@
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
-
-#include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/RegularExpression.h"
+
+#include "Input.h"
 
 using namespace tidewell::base;
 
-// A line with the pattern, and a text to match.
+// A line with the pattern, and a text to match: the same question has the same answer and the same cost.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view input(reinterpret_cast<const char*>(data), size);
-  const std::size_t end = std::min(input.find('\n'), input.size());
-  const std::string_view text = input.substr(std::min(end + 1, input.size()));
-  const RegularExpression expression(input.substr(0, end));
-  MatchBudget budget;
-  try {
+  const auto [pattern, text] = fuzz::split(fuzz::textOf(data, size), "\n");
+  const RegularExpression expression(pattern);
+  const bool isAnswered = fuzz::completes(kInvalidArgumentException, [&, &text = text] {
+    MatchBudget budget, again;
     const MatchResult first = expression.matches(text, budget);
-    MatchBudget again;
-    if (expression.matches(text, again) != first || again.steps != budget.steps) std::abort();
-  } catch (const Exception&) {
-    if (expression.isValid()) std::abort();
-  }
+    fuzz::require(expression.matches(text, again) == first && again.steps == budget.steps);
+  });
+  fuzz::require(isAnswered || !expression.isValid());
   return 0;
 }

@@ -4,7 +4,6 @@
 
 #include <future>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -16,12 +15,14 @@
 namespace tidewell::platform {
 namespace {
 
+using Headers = std::vector<std::pair<std::string, std::string>>;
+
 std::vector<std::string>& reports() {
   static base::NeverDestroyed<std::vector<std::string>> texts;
   return *texts;
 }
 
-TEST(Platform, KnowsNothingBeforeInstallation) {
+TEST(Platform, StoresAndRunsNothingBeforeInstallation) {
   Platform& machine = Platform::current();
   EXPECT_FALSE(Platform::isInstalled());
   machine.standardUserDefaults().setObject("value", "key");
@@ -31,10 +32,8 @@ TEST(Platform, KnowsNothingBeforeInstallation) {
   EXPECT_EQ(machine.keychain().itemAdd({}), errSecNotAvailable);
   EXPECT_GT(machine.clock().now().secondsSince1970, 1.6e9);
   machine.mainQueue().async([] { ADD_FAILURE() << "a function ran although there is no queue"; });
-}
 
-TEST(Platform, TasksFailInOrderOnAnotherThreadBeforeInstallation) {
-  const auto session = Platform::current().makeUrlSession({.name = "early"});
+  const auto session = machine.makeUrlSession({.name = "early"});
   EXPECT_EQ(session->configuration().name, "early");
   std::vector<std::int64_t> codes;
   std::promise<std::thread::id> finished;
@@ -57,14 +56,15 @@ TEST(Platform, TasksFailInOrderOnAnotherThreadBeforeInstallation) {
   }
 }
 
-TEST(Platform, TheFirstInstalledStaysAndTheSecondIsReportedAndLetGo) {
+TEST(Platform, TheFirstInstalledStaysAndASecondIsReportedAndReleased) {
+  report("dropped without a reporter");
+  setReporter([](std::string_view) { throw std::runtime_error("full"); });
+  report("a throwing reporter is harmless");
   setReporter([](std::string_view text) { reports().emplace_back(text); });
   EXPECT_FALSE(Platform::install(nullptr));
   EXPECT_FALSE(Platform::isInstalled());
   const auto first = std::make_shared<testing::TestingPlatform>();
   EXPECT_TRUE(Platform::install(first));
-  EXPECT_EQ(&Platform::current(), first.get());
-
   auto second = std::make_shared<testing::TestingPlatform>();
   const std::weak_ptr<Platform> watched = second;
   reports().clear();
@@ -98,29 +98,58 @@ TEST(Platform, AForwardingPlatformAnswersEverythingAsTheOtherDoes) {
   EXPECT_EQ(forwarding.makeUrlSession({.name = "made"})->configuration().name, "made");
 }
 
-TEST(Platform, AReporterThatThrowsHarmsNobody) {
-  report("nobody listens yet");
-  setReporter([](std::string_view) { throw std::runtime_error("full"); });
-  report("a sentence");
-}
-
-TEST(StringByAppendingPathComponent, HasExactlyOneSeparator) {
+TEST(Platform, PathsAndTextsOfDefaults) {
   for (const auto& [path, component, expected] : {std::tuple{"/a", "b", "/a/b"},
                                                   {"/a//", "//b", "/a/b"},
                                                   {"/", "b", "/b"},
                                                   {"", "b", "b"},
                                                   {"/a", "", "/a"}})
     EXPECT_EQ(stringByAppendingPathComponent(path, component), expected);
-}
-
-TEST(UserDefaults, OnlyStringsAndNumbersHaveAText) {
   testing::MemoryUserDefaults defaults;
-  const std::pair<base::Value, std::optional<std::string>> cases[] = {
+  const std::pair<base::Value, std::optional<std::string>> rows[] = {
       {"", ""}, {42, "42"}, {true, "1"}, {base::Data("text"), std::nullopt}, {nullptr, std::nullopt}};
-  for (const auto& [stored, expected] : cases) {
+  for (const auto& [stored, expected] : rows) {
     defaults.setObject(stored, "key");
     EXPECT_EQ(defaults.stringForKey("key"), expected) << stored.description();
   }
+}
+
+TEST(UrlRequest, ChecksHeadersAsTheyAreSetAndResponsesPrintThemInOrder) {
+  UrlRequest request(std::nullopt);
+  request.setValue("1", "App-ID");
+  request.setValue("", "Accept");
+  request.setValue("2", "APP-id");
+  const std::pair<std::string, std::string> refused[] = {{"a\r\nEvil: 1", "Accept"},
+                                                         {"a\nb", "Accept"},
+                                                         {std::string("a\0b", 3), "Accept"},
+                                                         {"x", ""},
+                                                         {"x", "two words"},
+                                                         {"x", "Colon:"},
+                                                         {"x", "Line\n"},
+                                                         {"x", "\xC3\xA4"}};
+  for (const auto& [value, name] : refused) {
+    request.setValue(value, name);
+    EXPECT_EQ(request.allHTTPHeaderFields(), (Headers{{"APP-id", "2"}, {"Accept", ""}})) << name << value;
+  }
+  request.setValue("\tt\xC3\xA4", "x!#$%&'*+-.^_`|~9");
+  request.setValue(std::nullopt, "app-id");
+  request.setValue(std::nullopt, "unknown");
+  EXPECT_EQ(request.allHTTPHeaderFields(), (Headers{{"Accept", ""}, {"x!#$%&'*+-.^_`|~9", "\tt\xC3\xA4"}}));
+  EXPECT_EQ(request.valueForHTTPHeaderField("ACCEPT"), "");
+  EXPECT_EQ(request.valueForHTTPHeaderField("App-ID"), std::nullopt);
+
+  for (const Headers& headers : {Headers{{"Vary", "Origin"}, {"Set-Cookie", "a=1"}, {"set-cookie", "b=2"}},
+                                 Headers{{"Set-Cookie", "a=1"}, {"Vary", "Origin"}, {"Set-Cookie", "b=2"}}})
+    EXPECT_EQ((UrlResponse{"https://api.example/v1", 404, headers}.description()),
+              R"(<NSHTTPURLResponse> { URL: https://api.example/v1 } { Status Code: 404, Headers {
+    "Set-Cookie" =     (
+        "a=1",
+        "b=2"
+    );
+    Vary =     (
+        Origin
+    );
+} })");
 }
 
 }  // namespace

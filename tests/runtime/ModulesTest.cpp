@@ -1,9 +1,6 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-
 #include "runtime/Delegates.h"
 
 namespace {
@@ -30,27 +27,23 @@ TEST(Modules, ShareClassesOfOneTypeAndKeepThoseOfOneNameApart) {
   const auto door = make<Door>();
   const Keepers first = keepersOf(TIDEWELL_TEST_PLUGIN_1);
   const Keepers second = keepersOf(TIDEWELL_TEST_PLUGIN_2);
-  const struct {
-    Ref keeper;
-    const char* className;
-    const char* guest;
-  } cases[] = {
+  const std::tuple<Ref, const char*, const char*> rows[] = {
       {first.own, "Delegate", "guest of 1"}, {second.own, "Delegate#2", "guest of 2"},
       {first.shared, "Porter", "guest"},     {second.shared, "Porter", "guest"},
       {make<Porter>(), "Porter", "guest"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.className);
-    ASSERT_NE(c.keeper, nullptr);
-    EXPECT_EQ(c.keeper->isa().name(), c.className);
-    EXPECT_TRUE(send(c.keeper, kOpen, *door, c.guest));
-    EXPECT_FALSE(send(c.keeper, kOpen, *door, "burglar"));
-    Class& below = *allocateClassPair(&c.keeper->isa(), "Below" + addressText(c.keeper.get()));
+  for (const auto& [keeper, className, guest] : rows) {
+    SCOPED_TRACE(className);
+    ASSERT_NE(keeper, nullptr);
+    EXPECT_EQ(keeper->isa().name(), className);
+    EXPECT_TRUE(send(keeper, kOpen, *door, guest));
+    EXPECT_FALSE(send(keeper, kOpen, *door, "burglar"));
+    Class& below = *allocateClassPair(&keeper->isa(), "Below" + addressText(keeper.get()));
     EXPECT_TRUE(addMethod(below, kTwice, [](Object&, std::int64_t x) { return 2 * x; }));
     registerClassPair(below);
-    setClass(c.keeper.get(), below);
-    EXPECT_EQ(send(c.keeper, kTwice, 4), 8);
-    EXPECT_TRUE(send(c.keeper, kOpen, *door, c.guest));
+    setClass(keeper.get(), below);
+    EXPECT_EQ(send(keeper, kTwice, 4), 8);
+    EXPECT_TRUE(send(keeper, kOpen, *door, guest));
   }
   EXPECT_EQ(first.shared->isa().superclass(), second.shared->isa().superclass());
   EXPECT_NE(&first.own->isa().nativeClass(), &second.own->isa().nativeClass());

@@ -1,30 +1,92 @@
 #include "tidewell/testing/StandInBackend.h"
 
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
-#include "testing/StandInClient.h"
+#include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 
 using namespace std::chrono_literals;
-using tidewell::testing::StandInBackend;
-using tidewell::testing::StandInBackendOptions;
-using tidewell::testing::StandInFault;
-using tidewell::testing::StandInFaultKind;
-using tidewell::testing::StandInRequest;
+using namespace tidewell::testing;
 
 namespace {
+
+/// What a client of the backend got to see.
+struct Seen {
+  CURLcode code = CURLE_OK;
+  long status = 0;
+  long verifyResult = 0;
+  std::string body;  ///< decoded
+};
+
+/// Asks the backend with bare libcurl, which shares nothing with the code under test. One connection at a
+/// time, kept between requests.
+class StandInClient {
+ public:
+  explicit StandInClient(const tidewell::testing::StandInBackend& backend)
+      : ca(backend.caFile()),
+        route_("::127.0.0.1:" + std::to_string(backend.port())),
+        curl_(curl_easy_init(), &curl_easy_cleanup) {}
+
+  std::string ca;      ///< what it trusts
+  std::string method;  ///< "" for what the body makes it
+  std::vector<std::string> headers{"TDW-APPKEY: APP", "content-type: application/json"};
+  std::string host{tidewell::HOST_TDW_PROD_US};
+  long timeoutMilliseconds = 20'000;
+
+  Seen post(const std::string& path, const std::string& body) { return send(path, &body); }
+  Seen get(const std::string& path) { return send(path, nullptr); }
+
+ private:
+  using Slist = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
+
+  Seen send(const std::string& path, const std::string* body) {
+    CURL* curl = curl_.get();
+    curl_easy_reset(curl);
+    Seen seen;
+    const Slist route(curl_slist_append(nullptr, route_.c_str()), &curl_slist_free_all);
+    Slist list(nullptr, &curl_slist_free_all);
+    for (const auto& header : headers) {
+      list.reset(curl_slist_append(list.release(), header.c_str()));
+    }
+    curl_easy_setopt(curl, CURLOPT_URL, ("https://" + host + ":443" + path).c_str());
+    curl_easy_setopt(curl, CURLOPT_PROXY, "");
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_CONNECT_TO, route.get());
+    curl_easy_setopt(curl, CURLOPT_CAINFO, ca.c_str());
+    curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, list.get());
+    curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "");
+    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(curl, CURLOPT_MAXREDIRS, 5L);
+    curl_easy_setopt(curl, CURLOPT_POSTREDIR, CURL_REDIR_POST_ALL);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, timeoutMilliseconds);
+    if (body != nullptr) {
+      curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body->size()));
+      curl_easy_setopt(curl, CURLOPT_COPYPOSTFIELDS, body->c_str());
+    }
+    if (!method.empty()) curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method.c_str());
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &seen.body);
+    curl_easy_setopt(
+        curl, CURLOPT_WRITEFUNCTION, +[](char* bytes, std::size_t size, std::size_t count, void* out) {
+          static_cast<std::string*>(out)->append(bytes, size * count);
+          return size * count;
+        });
+    seen.code = curl_easy_perform(curl);
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &seen.status);
+    curl_easy_getinfo(curl, CURLINFO_SSL_VERIFYRESULT, &seen.verifyResult);
+    return seen;
+  }
+
+  std::string route_;
+  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl_;
+};
 
 const std::string kConfigPath = "/v3/sdkconfig/ios/APP";
 const std::string kConfigBody =
@@ -44,8 +106,6 @@ std::size_t entriesOf(const char* folder) {
   return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
-std::string nested(std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
-
 struct TemporaryFolder {
   TemporaryFolder() {
     std::string made = ::testing::TempDir() + "backend.XXXXXX";
@@ -57,65 +117,57 @@ struct TemporaryFolder {
 
 }  // namespace
 
-/// Those that a session of the platform sees as one error; it meets the others in tests/posix.
+// The faults that a session of the platform sees as one error; tests/posix meets the others.
 TEST(StandInBackendTest, FaultsReachTheClientToTheLastByte) {
-  struct Case {
+  const std::string usual = R"({"a_s":"blocked"})";
+  const std::string padded = R"({"pad":")" + std::string(2'000'000 - 10, 'a') + R"("})";
+  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+  const struct {
     std::string fault;
     CURLcode code;
     long status = 0;
     std::string body = {};
-    std::optional<long> verifyResult = {};  // of the certificate; 1 where its chain is in order
-  };
-  const std::string usual = R"({"a_s":"blocked"})";
-  const std::string padded = R"({"pad":")" + std::string(2'000'000 - 10, 'a') + R"("})";
-  const std::vector<Case> cases{
-      {"kind=oversized:2000000", CURLE_OK, 200, padded},
-      {"kind=oversized:2000000,framing=chunked", CURLE_OK, 200, padded},
-      {"kind=oversized:2000000,framing=until-close", CURLE_OK, 200, padded},
-      {"kind=gzip-bomb:2000000", CURLE_OK, 200, padded},
-      {"kind=nesting:100000", CURLE_OK, 200, nested(100'000)},
-      {R"({"kind":"reply","status":201,"body":"a,b","headers":{"Content-Encoding":"gzip"}})",
-       CURLE_BAD_CONTENT_ENCODING, 201, ""},
-      {R"({"kind":"reply","headers":{"content-length":"3"}})", CURLE_OK, 200, usual.substr(0, 3)},
-      {"kind=wrong-authority", CURLE_PEER_FAILED_VERIFICATION, 0, "", 20},
-      {"kind=wrong-host-name", CURLE_PEER_FAILED_VERIFICATION, 0, "", 1},
-      {"kind=expired", CURLE_PEER_FAILED_VERIFICATION, 0, "", 10},
-      {"kind=common-name-only", CURLE_OK, 200, usual, 0},  // libcurl itself does not mind
-  };
+    long verifyResult = -1;  // of the certificate, where one row tells; 1 where its chain is in order
+  } rows[] = {{"kind=oversized:2000000", CURLE_OK, 200, padded},
+              {"kind=oversized:2000000,framing=chunked", CURLE_OK, 200, padded},
+              {"kind=oversized:2000000,framing=until-close", CURLE_OK, 200, padded},
+              {"kind=gzip-bomb:2000000", CURLE_OK, 200, padded},
+              {"kind=nesting:100000", CURLE_OK, 200, deep},
+              {R"({"kind":"reply","status":201,"body":"a,b","headers":{"Content-Encoding":"gzip"}})",
+               CURLE_BAD_CONTENT_ENCODING, 201},
+              {R"({"kind":"reply","headers":{"content-length":"3"}})", CURLE_OK, 200, usual.substr(0, 3)},
+              {"kind=wrong-authority", CURLE_PEER_FAILED_VERIFICATION, 0, "", 20},
+              {"kind=wrong-host-name", CURLE_PEER_FAILED_VERIFICATION, 0, "", 1},
+              {"kind=expired", CURLE_PEER_FAILED_VERIFICATION, 0, "", 10},
+              {"kind=common-name-only", CURLE_OK, 200, usual, 0}};  // libcurl itself does not mind
   StandInBackend backend;
   backend.setConfiguration(usual);
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.fault);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.fault);
     StandInClient client(backend);
-    backend.setFault(fault(c.fault));
+    backend.setFault(fault(row.fault));
     const Seen seen = client.post(kConfigPath, kConfigBody);
-    EXPECT_EQ(seen.code, c.code) << curl_easy_strerror(seen.code);
-    EXPECT_EQ(seen.status, c.status);
-    EXPECT_EQ(seen.body.size(), c.body.size());
-    EXPECT_TRUE(seen.body == c.body);
-    if (c.verifyResult) {
-      EXPECT_EQ(seen.verifyResult, *c.verifyResult);
-    }
+    EXPECT_EQ(seen.code, row.code) << curl_easy_strerror(seen.code);
+    EXPECT_EQ(seen.status, row.status);
+    EXPECT_TRUE(seen.body == row.body) << seen.body.size();
+    EXPECT_TRUE(row.verifyResult < 0 || seen.verifyResult == row.verifyResult) << seen.verifyResult;
   }
 }
 
-TEST(StandInBackendTest, FaultsAreMetInOrderByWhatTheyAreMeantForAndThenAreOver) {
+TEST(StandInBackendTest, FaultsApplyInOrderToTheirServiceAndPath) {
   StandInBackend backend;
   backend.addFault(fault("kind=status:501,times=2"));
   backend.addFault(fault("kind=status:502,service=13"));
   backend.addFault(fault("kind=status:503,path=/v1/geo,times=1"));
   StandInClient client(backend);
-  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 501);
-  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 501);
-  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 503);
-  EXPECT_EQ(client.post("/v1/geoFences", "{}").status, 200);
+  for (const long status : {501, 501, 503, 200}) EXPECT_EQ(client.post("/v1/geoFences", "{}").status, status);
   client.host = tidewell::HOST_LOGENTRIES;
   EXPECT_EQ(client.post("/noformat/logs/token", kLogBody).status, 502);
   EXPECT_EQ(backend.faults().size(), 1u);
   EXPECT_EQ(backend.requests().back().fault, "status");
 }
 
-TEST(StandInBackendTest, FaultTextsThatMeanNothingSayWhy) {
+TEST(StandInBackendTest, InvalidFaultTextsSayWhy) {
   for (const auto* text :
        {"", "kind=bogus", "service=0", "kind=status", "kind=status:9", "kind=reset:1", "kind=surplus",
         "kind=oversized", "kind=reset,service=14", "kind=reset,colour=red", "kind=encoding:zip",
@@ -132,71 +184,63 @@ TEST(StandInBackendTest, FaultTextsThatMeanNothingSayWhy) {
 }
 
 TEST(StandInBackendTest, ObjectsToWhatTheBackendWouldRefuse) {
-  struct Case {
+  const std::string key = "TDW-APPKEY: APP", json = "content-type: application/json";
+  using Headers = std::vector<std::string>;
+  const auto logs = tidewell::HOST_LOGENTRIES;
+  const struct {
     std::string problem;  // "" for none
     std::string path = kConfigPath;
     std::string body = kConfigBody;
-    std::vector<std::string> headers = {"TDW-APPKEY: APP", "content-type: application/json"};
+    Headers headers = {"TDW-APPKEY: APP", "content-type: application/json"};
     std::string_view host = tidewell::HOST_TDW_PROD_EU;
     std::string method = "POST";
-  };
-  const std::vector<std::string> bare{"TDW-APPKEY: APP", "Content-Type:"};
-  const std::vector<std::string> usual = Case{}.headers;
-  const auto with = [&](const std::string& header) {
-    return std::vector<std::string>{usual[0], usual[1], header};
-  };
-  const auto logs = tidewell::HOST_LOGENTRIES;
-  const auto us = tidewell::HOST_TDW_PROD_US;
-  const std::vector<Case> cases{
-      {""},
-      {"", "/v1/getInboxMessages?a=1", ""},
-      {"no service has the path \"/v9\"", "/v9"},
-      {"does not offer", kConfigPath, kConfigBody, usual, logs},
-      {"no host of the backend", kConfigPath, kConfigBody, with("Host: other.example")},
-      {"Host names the port \":8443\"", kConfigPath, kConfigBody, with("Host: api-eu.tidewell.example:8443")},
-      {"the method is PUT, not POST", kConfigPath, kConfigBody, usual, us, "PUT"},
-      {"0 headers TDW-APPKEY", "/v1/geoFences", "", {usual[1]}},
-      {"the content type is \"text/plain\"",
-       kConfigPath,
-       kConfigBody,
-       {usual[0], "content-type: text/plain"}},
-      {"there is no content type", "/v1/geoFences", "{}", bare},
-      {"a GET has a body", "/v3/campaigns/inapp/test/ID", "{}", bare, us, "GET"},
-      {"a GET has the content type", "/v3/campaigns/inapp/test/ID", "", usual, us, "GET"},
-      {"there is no body", kConfigPath, ""},
-      {"the body is not JSON", kConfigPath, "{\"query_params\":"},
-      {"not a JSON object", "/v1/geoFences", "[]"},
-      {"no object under \"query_params\"", kConfigPath, R"({"query_params":""})"},
-      {"no text under \"os\"", kConfigPath, R"({"query_params":{"os":1}})"},
-      {"the path asks for the application \"B C\"", "/v3/sdkconfig/ios/B%20C"},
-      {"in this order", "/noformat/logs/t", R"({"uid":"u","appid":"APP"})", usual, logs},
-      {"without a token", "/noformat/logs/", kLogBody, usual, logs},
-      {"not HTTP/1.1", kConfigPath, kConfigBody, {"Transfer-Encoding: chunked"}},
-      {"too large", kConfigPath, kConfigBody, {"X: " + std::string(70'000, 'x')}},
-      {"not HTTP/1.1", kConfigPath, kConfigBody, usual, us, "TWO WORDS"},
-  };
+  } rows[] = {{""},
+              {"", "/v1/getInboxMessages?a=1", ""},
+              {"no service has the path \"/v9\"", "/v9"},
+              {.problem = "does not offer", .host = logs},
+              {.problem = "no host of the backend", .headers = {key, json, "Host: other.example"}},
+              {.problem = "Host names the port \":8443\"",
+               .headers = {key, json, "Host: api-eu.tidewell.example:8443"}},
+              {.problem = "the method is PUT, not POST", .method = "PUT"},
+              {"0 headers TDW-APPKEY", "/v1/geoFences", "", {json}},
+              {.problem = "the content type is \"text/plain\"", .headers = {key, "content-type: text/plain"}},
+              {"there is no content type", "/v1/geoFences", "{}", {key, "Content-Type:"}},
+              {.problem = "a GET has a body", .path = "/v3/campaigns/inapp/test/ID", .method = "GET"},
+              {.problem = "a GET has the content type",
+               .path = "/v3/campaigns/inapp/test/ID",
+               .body = "",
+               .method = "GET"},
+              {"there is no body", kConfigPath, ""},
+              {"the body is not JSON", kConfigPath, "{\"query_params\":"},
+              {"not a JSON object", "/v1/geoFences", "[]"},
+              {"no object under \"query_params\"", kConfigPath, R"({"query_params":""})"},
+              {"no text under \"os\"", kConfigPath, R"({"query_params":{"os":1}})"},
+              {"the path asks for the application \"B C\"", "/v3/sdkconfig/ios/B%20C"},
+              {"in this order", "/noformat/logs/t", R"({"uid":"u","appid":"APP"})", {key, json}, logs},
+              {"without a token", "/noformat/logs/", kLogBody, {key, json}, logs},
+              {.problem = "not HTTP/1.1", .headers = {"Transfer-Encoding: chunked"}},
+              {.problem = "too large", .headers = {"X: " + std::string(70'000, 'x')}},
+              {.problem = "not HTTP/1.1", .method = "TWO WORDS"}};
   StandInBackend backend;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.problem + " " + c.path);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.problem + " " + row.path);
     StandInClient client(backend);
-    client.headers = c.headers;
-    client.host = c.host;
-    client.method = c.method;
+    client.headers = row.headers;
+    client.host = row.host;
+    client.method = row.method;
     backend.clearRequests();
-    const bool get = c.method == "GET" && c.body.empty();
-    get ? client.get(c.path) : client.post(c.path, c.body);
+    row.method == "GET" && row.body.empty() ? client.get(row.path) : client.post(row.path, row.body);
     ASSERT_EQ(backend.requestCount(), 1u);
     std::string all;
     const auto requests = backend.requests();
     for (const auto& problem : requests.front().problems) all += problem + "\n";
-    EXPECT_TRUE(c.problem.empty() ? all.empty() : all.find(c.problem) != std::string::npos) << all;
+    EXPECT_TRUE(row.problem.empty() ? all.empty() : all.find(row.problem) != std::string::npos) << all;
   }
 }
 
 TEST(StandInBackendTest, AnEditedConfigurationFileIsServedAtOnceAndABrokenOneReported) {
   const TemporaryFolder folder;
   const auto file = folder.path / "config.json";
-  const auto write = [&](const std::string& text) { std::ofstream(file, std::ios::trunc) << text; };
   std::string messages;
   std::mutex mutex;
   StandInBackendOptions options;
@@ -207,14 +251,14 @@ TEST(StandInBackendTest, AnEditedConfigurationFileIsServedAtOnceAndABrokenOneRep
   };
   StandInBackend backend(options);
   StandInClient client(backend);
-  EXPECT_EQ(client.post(kConfigPath, kConfigBody).status, 500);
-  write(R"({"e_b_c":1})");
-  EXPECT_EQ(client.post(kConfigPath, kConfigBody).body, R"({"e_b_c":1})");
-  write("{\n\"e_b_c\":");
-  EXPECT_EQ(client.post(kConfigPath, kConfigBody).status, 500);
-  write("[2]");
-  EXPECT_EQ(client.post(kConfigPath, kConfigBody).body, "[2]");
-  backend.setConfiguration("{]");  // in code a broken one is meant
+  const std::pair<const char*, std::string> rows[] = {
+      {nullptr, "500"}, {R"({"e_b_c":1})", R"({"e_b_c":1})"}, {"{\n\"e_b_c\":", "500"}, {"[2]", "[2]"}};
+  for (const auto& [text, reply] : rows) {
+    if (text != nullptr) std::ofstream(file, std::ios::trunc) << text;
+    const Seen seen = client.post(kConfigPath, kConfigBody);
+    EXPECT_EQ(seen.status == 200 ? seen.body : std::to_string(seen.status), reply);
+  }
+  backend.setConfiguration("{]");  // from code, a broken one is intended
   EXPECT_EQ(client.post(kConfigPath, kConfigBody).body, "{]");
   const std::lock_guard lock(mutex);
   EXPECT_LT(messages.find("cannot read"), messages.find("line 2")) << messages;
@@ -228,15 +272,17 @@ TEST(StandInBackendTest, ARequestIsOneLineOfJson) {
   request.method = "POST";
   request.path = "/a";
   request.headers = {{"A", "\xE9"}, {"A", "\xC3\xA9"}};  // Latin-1, UTF-8
-  request.body = "line\n\"two\"";
   request.service = 7;
   request.problems = {"p"};
-  const std::string beginning =
-      R"({"time":1.5,"connection":3,"server_name":"","host":"","method":"POST","path":"/a","query":"",)"
-      R"("service":7,"headers":[["A","é"],["A","é"]],)";
-  EXPECT_EQ(request.json(), beginning + R"("body":"line\n\"two\"","problems":["p"],"fault":""})");
-  request.body = "\xFF\x01";
-  EXPECT_EQ(request.json(), beginning + R"("body_base64":"/wE=","problems":["p"],"fault":""})");
+  for (const auto& [body, printed] :
+       {std::pair{"line\n\"two\"", R"("body":"line\n\"two\"")"}, {"\xFF\x01", R"("body_base64":"/wE=")"}}) {
+    request.body = body;
+    EXPECT_EQ(
+        request.json(),
+        R"({"time":1.5,"connection":3,"server_name":"","host":"","method":"POST","path":"/a","query":"",)"
+        R"("service":7,"headers":[["A","é"],["A","é"]],)" +
+            std::string(printed) + R"(,"problems":["p"],"fault":""})");
+  }
 }
 
 TEST(StandInBackendTest, AConnectionIsKeptUntilAFaultForNewOnesIsSet) {
@@ -264,8 +310,7 @@ TEST(StandInBackendTest, ServesTwoHundredConnectionsAtOnceAndStopsWithThemOpen) 
     const StandInBackend first;
     StandInClient(first).get("/");  // what the libraries open once stays open
   }
-  const auto descriptors = entriesOf("/proc/self/fd");
-  const auto threads = entriesOf("/proc/self/task");
+  const auto descriptors = entriesOf("/proc/self/fd"), threads = entriesOf("/proc/self/task");
   constexpr std::size_t kClients = 200;
   std::atomic<std::size_t> cutOff{0};
   std::vector<std::thread> clients;
@@ -277,8 +322,7 @@ TEST(StandInBackendTest, ServesTwoHundredConnectionsAtOnceAndStopsWithThemOpen) 
         StandInClient client(backend);
         client.timeoutMilliseconds = 100'000;
         if (client.post(kConfigPath, kConfigBody).status != 200) return;
-        // Which error it is depends on how far the end has come when curl tries the kept connection once
-        // more.
+        // Which error it is depends on how far the end has come when curl retries the kept connection.
         const auto code = client.post("/v1/geoFences", "{}").code;
         if (code != CURLE_OK && code != CURLE_OPERATION_TIMEDOUT) ++cutOff;
       });
@@ -292,7 +336,7 @@ TEST(StandInBackendTest, ServesTwoHundredConnectionsAtOnceAndStopsWithThemOpen) 
   EXPECT_EQ(entriesOf("/proc/self/task"), threads);
 }
 
-TEST(StandInBackendTest, TheAuthorityOfAnEarlierRunIsTrustedStill) {
+TEST(StandInBackendTest, TheAuthorityOfAnEarlierRunIsStillTrusted) {
   const TemporaryFolder folder;
   StandInBackendOptions options;
   options.directory = folder.path / "made" / "here";

@@ -2,9 +2,7 @@
 
 #include <utility>
 
-#include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Mutex.h"
-#include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/runtime/internal/SideRecord.h"
 
@@ -16,8 +14,6 @@ void setAssociatedObject(Object* object, const void* key, base::Value value, Ass
 
   Association association;
   const Ref attached = objectOf(value);
-  const bool copies = policy == AssociationPolicy::copy || policy == AssociationPolicy::copyNonatomic;
-  if (attached && copies) value = objectValue(send(attached, kCopy));
   if (attached && policy == AssociationPolicy::assign) {
     association.isWeak = true;
     association.object = attached;

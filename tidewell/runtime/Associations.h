@@ -11,13 +11,11 @@ enum class AssociationPolicy {
   assign,           ///< an object is not kept alive: nil once it died
   retain,           ///< kept alive
   retainNonatomic,  ///< as `retain`: every access is atomic here
-  copy,             ///< an object that answers `copy` is asked for one; other values are immutable
-  copyNonatomic,    ///< as `copy`
 };
 
 /// Attaches a value to an object under a key, whose address is its identity; nil takes it away. It goes when
-/// the object does, after the object's own destructor. Any thread; what was there before is let go of with no
-/// lock held. Raises, under `copy`, for an object that does not respond to `copy`; nothing for a nil object.
+/// the object does, after the object's own destructor. Any thread; what was there before is destroyed
+/// with no lock held. A null object is ignored.
 TIDEWELL_EXPORT void setAssociatedObject(Object* object, const void* key, base::Value value,
                                          AssociationPolicy policy);
 /// nil where nothing is attached under the key.

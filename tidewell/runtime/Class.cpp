@@ -25,15 +25,6 @@ const Property* Class::property(std::string_view name) const {
   return Registry::shared().property(*this, name);
 }
 
-Ref Class::newInstance() {
-  if (!isRegistered() || isMetaclass() || !nativeClass().makeInstance_)
-    base::raise(base::kInvalidArgumentException,
-                "no object of " + name() + " can be made: not registered, or made with arguments only");
-  Ref object = nativeClass().makeInstance_();
-  setClass(object.get(), *this);
-  return object;
-}
-
 Class* allocateClassPair(Class* superclass, std::string_view name, std::size_t extraBytes) {
   return Registry::shared().allocate(superclass, name, extraBytes);
 }

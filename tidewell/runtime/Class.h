@@ -66,9 +66,6 @@ class TIDEWELL_EXPORT Class final : public Object {
   /// The property of that name of the class or the nearest above it; null where there is none. Valid for
   /// ever.
   [[nodiscard]] const Property* property(std::string_view name) const;
-  /// A new object of the class. Raises where the class is not registered, or its native type cannot be made
-  /// without arguments.
-  [[nodiscard]] Ref newInstance();
 
  private:
   friend class Registry;
@@ -84,8 +81,6 @@ class TIDEWELL_EXPORT Class final : public Object {
   std::size_t depth_ = 0;
   std::size_t instanceSize_ = 0;
   bool isMetaclass_ = false;
-  /// Makes an object of the native type; null where that takes arguments.
-  Ref (*makeInstance_)() = nullptr;
 
   std::atomic<bool> isRegistered_{false};
   mutable MethodCache cache_;

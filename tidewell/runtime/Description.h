@@ -15,8 +15,6 @@ inline constinit const Message<std::string()> kDescription{"description"};
 /// Whether the object counts as equal to another; a class defines it together with `kHash`, or neither.
 inline constinit const Message<bool(Object*)> kIsEqual{"isEqual:"};
 inline constinit const Message<std::uint64_t()> kHash{"hash"};
-/// A copy of the object; a class that can be copied defines it.
-inline constinit const Message<Ref()> kCopy{"copy"};
 
 /// What `%@` prints for an object: what its method `description` answers, else "<Name: 0x…>"; the name of a
 /// class; "(null)" for nil.

@@ -89,7 +89,6 @@ struct NativeType {
   std::size_t size;
   Class& (*superclass)();
   void (*describe)(ClassDescription& description);
-  Ref (*makeInstance)();
   /// One a type and module: tells apart types whose name does not (those of an unnamed namespace).
   std::atomic<Class*>* classOfType;
 };
@@ -163,11 +162,6 @@ template <class T>
     ClassBuilder<T> builder(description);
     describeNatively(builder);
   };
-  type.makeInstance = nullptr;
-  if constexpr (!std::is_final_v<T>) {
-    if constexpr (std::is_default_constructible_v<Made<T>>)
-      type.makeInstance = []() -> Ref { return make<T>(); };
-  }
   type.classOfType = &declaredClass<T>;
   return declareClass(type);
 }

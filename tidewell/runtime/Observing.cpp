@@ -35,14 +35,8 @@ void add(Object* object, std::string_view key, const std::shared_ptr<Observation
     base::raise(base::kUnknownKeyException, plainDescription(object->isa().name(), object) +
                                                 " has no property " + std::string(key) + " to observe");
   SideRecord& side = sideRecordOf(*object);
-  {
-    const base::MutexLock lock(side.mutex);
-    side.observers.push_back(entry);
-  }
-  if (!(entry->options & kObserveInitial)) return;
-  base::Dictionary change{{kChangeKindKey, 1}};
-  if (entry->options & kObserveNew) change.setObject(present(entry->property->get(*object)), kChangeNewKey);
-  notify(*entry, *object, change);
+  const base::MutexLock lock(side.mutex);
+  side.observers.push_back(entry);
 }
 
 /// Takes the last entry that fits away; NO where none does.
@@ -136,12 +130,6 @@ Change::Change(Object& object, std::string_view key) {
   if (entries.empty()) return;
   const Property* const property = entries.front()->property;
   state_ = std::make_unique<State>(State{&object, property, std::move(entries), property->get(object)});
-  for (const auto& entry : state_->entries) {
-    if (!(entry->options & kObservePrior)) continue;
-    base::Dictionary change{{kChangeKindKey, 1}, {kChangeNotificationIsPriorKey, true}};
-    if (entry->options & kObserveOld) change.setObject(present(state_->old), kChangeOldKey);
-    notify(*entry, object, change);
-  }
 }
 
 Change::~Change() = default;

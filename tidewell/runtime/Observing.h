@@ -14,19 +14,16 @@
 
 namespace tidewell::runtime {
 
-/// What an observer is told, and when: bits to be joined.
+/// What a change tells an observer: bits to be combined.
 enum ObservingOptions : std::uint32_t {
-  kObserveNew = 1,      ///< the change holds the new value
-  kObserveOld = 2,      ///< the change holds the old value
-  kObserveInitial = 4,  ///< one notification at once, as the observer is added
-  kObservePrior = 8,    ///< one notification before each change, too
+  kObserveNew = 1,  ///< the change holds the new value
+  kObserveOld = 2,  ///< the change holds the old value
 };
 
 /// Keys of a change. nil appears as the null object.
 inline constexpr std::string_view kChangeKindKey = "kind";  ///< 1: the value was set
 inline constexpr std::string_view kChangeNewKey = "new";
 inline constexpr std::string_view kChangeOldKey = "old";
-inline constexpr std::string_view kChangeNotificationIsPriorKey = "notificationIsPrior";
 
 /// What observers are sent: key path, object, change, context.
 inline constinit const Message<void(const std::string&, Object*, const base::Dictionary&, const void*)>
@@ -71,7 +68,7 @@ observe(const Ref& object, std::string_view key, std::uint32_t options,
 /// One change of a property, for `changing`.
 class TIDEWELL_EXPORT Change {
  public:
-  /// Reads the old value and tells observers that asked for a notice beforehand.
+  /// Reads the old value.
   Change(Object& object, std::string_view key);
   ~Change();
   Change(const Change&) = delete;

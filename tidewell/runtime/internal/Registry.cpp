@@ -152,7 +152,6 @@ Registry::Declaration& Registry::begin(const NativeType& type, Class& superclass
     refuse("there is a class " + std::string(type.name) + " already");
   Class& made = makePair(&superclass, freeName(type.name), type.size);
   made.nativeClass_ = &made;
-  made.makeInstance_ = type.makeInstance;
   declaration.declared = &made;
   return declaration;
 }
