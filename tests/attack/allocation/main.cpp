@@ -28,6 +28,7 @@
 #include "tidewell/base/formats/RegularExpression.h"
 #include "tidewell/runtime/Invocation.h"
 #include "tidewell/runtime/KeyValueCoding.h"
+#include "tidewell/runtime/Observing.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace {
