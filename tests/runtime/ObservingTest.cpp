@@ -61,7 +61,7 @@ TEST(Observing, TellsEachObserverWhatItAskedForUntilItIsRemoved) {
     lamp->setColour("blue");
     EXPECT_EQ(watcher->seen, seen) << options;
     EXPECT_NE(raised([&] { removeObserver(lamp.get(), watcher.get(), "colour"); }), "");
-    EXPECT_NE(raised([&] { addObserver(lamp.get(), watcher, "smell", options); }), "");
+    EXPECT_NE(raised([&, mask = options] { addObserver(lamp.get(), watcher, "smell", mask); }), "");
   }
 }
 
@@ -123,7 +123,7 @@ TEST(KeyValueCoding, ReadsAndWritesByNameAndRefusesWhatDoesNotFit) {
       {"isDark", true, false}, {"smell", 1, false}};
   for (const auto& [key, value, fits] : rows) {
     SCOPED_TRACE(std::string(key) + " = " + value.description());
-    EXPECT_EQ(raised([&] { setValueForKey(lamp.get(), key, value); }).empty(), fits);
+    EXPECT_EQ(raised([&, name = key, put = value] { setValueForKey(lamp.get(), name, put); }).empty(), fits);
     EXPECT_TRUE(!fits || valueForKey(lamp.get(), key) == value);
   }
   next->watts = 7;
