@@ -33,7 +33,7 @@ GtkWidget* label(const std::string& text, const char* style) {
   return made;
 }
 
-void activate(GtkApplication* application, const Opened* opened) {
+void activateReceiver(GtkApplication* application, const Opened* opened) {
   useDemoStyle();
   GtkWidget* const window = gtk_application_window_new(application);
   gtk_window_set_title(GTK_WINDOW(window), opened->name.c_str());
@@ -62,7 +62,7 @@ void activate(GtkApplication* application, const Opened* opened) {
 int runReceiver(const std::string& name, const std::string& link) {
   const Opened opened{name, link};
   GtkApplication* const application = gtk_application_new(nullptr, G_APPLICATION_NON_UNIQUE);
-  g_signal_connect(application, "activate", G_CALLBACK(activate), const_cast<Opened*>(&opened));
+  g_signal_connect(application, "activate", G_CALLBACK(activateReceiver), const_cast<Opened*>(&opened));
   const int status = g_application_run(G_APPLICATION(application), 0, nullptr);
   g_object_unref(application);
   return status;
