@@ -4,6 +4,7 @@
 #include <deque>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "tidewell/base/internal/Mutex.h"
 
