@@ -15,9 +15,11 @@
 #include "attack/Attack.h"
 #include "guest/hosts/EveryOperation.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWModelObject.h"
 #include "tidewell/platform/UINavigationController.h"
 #include "tidewell/runtime/Invocation.h"
+#include "tidewell/runtime/Observing.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace {
