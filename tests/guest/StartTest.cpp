@@ -29,8 +29,7 @@ TEST_F(GuestTest, APluginMayBeClosedWhileItsRequestsRun) {
 
 TEST_F(GuestTest, LibrariesHideWhatIsBuiltIntoThem) {
   for (const std::string library : {GUEST_LIBRARIES})
-    EXPECT_NE(system(("nm '" + library + "' | grep -E '_Z[A-Z]*(3fmt|9rapidjson|7httplib)'").c_str()), 0)
-        << library;
+    EXPECT_NE(system(("nm '" + library + "' | grep -E '_Z[A-Z]*(3fmt|9rapidjson)'").c_str()), 0) << library;
 }
 
 }  // namespace

@@ -8,11 +8,11 @@
 
 namespace tidewell::platform {
 
-/// A platform that answers everything as another one does: the base of a platform that changes a part of an
-/// existing one. Override what differs.
+/// Forwards every call to another platform. The base class of a platform that changes a part of an existing
+/// one: override what differs.
 ///
-/// Owns the other platform together with whoever else does, and destroys it after the members of the derived
-/// class. Callable from any thread, as the other one is.
+/// Shares ownership of the other platform and releases it after the members of the derived class. Callable
+/// from any thread, as the other platform is.
 class TIDEWELL_EXPORT ForwardingPlatform : public Platform {
  public:
   /// `to` is not null.

@@ -31,7 +31,7 @@ class TIDEWELL_SCOPED_CAPABILITY MutexLock {
   Lockable& lockable_;
 };
 
-/// Holds a lock, releases it meanwhile where it is told to, and waits for conditions.
+/// Holds a lock that can be released and taken again, and waits for conditions.
 template <class Lockable>
 class TIDEWELL_SCOPED_CAPABILITY ReleasableMutexLock {
  public:
@@ -53,7 +53,7 @@ class TIDEWELL_SCOPED_CAPABILITY ReleasableMutexLock {
     lockable_.unlock();
   }
 
-  /// Waits until the condition is notified, or without a cause.
+  /// Waits until the condition is notified; may return without a notification.
   template <class Condition>
   void wait(Condition& condition) TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
     const Native native(lockable_);

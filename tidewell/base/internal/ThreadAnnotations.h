@@ -1,7 +1,7 @@
 #pragma once
 
-// What Clang's thread-safety analysis (-Wthread-safety) checks: which lock guards which data, and which
-// functions are called with a lock held. Nothing for other compilers.
+// Annotations for Clang's thread-safety analysis (-Wthread-safety): which lock guards which data, and which
+// functions are called with a lock held. Empty for other compilers.
 // https://clang.llvm.org/docs/ThreadSafetyAnalysis.html
 
 #if defined(__clang__)

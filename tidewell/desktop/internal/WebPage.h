@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-// What the platform's library and the module with WebKitGTK in
-// it know of each other. Both are built together, so they may share C++ types.
+// The interface between the platform's library and its module with WebKitGTK. Both are built together, so
+// they may share C++ types.
 namespace tidewell::desktop {
 
 struct WebPageSettings {

@@ -9,8 +9,8 @@
 
 #include "tidewell/platform/FileManager.h"
 
-// All functions may be called from any thread; paths are
-// absolute, and a relative one is an error: nothing is ever looked for or left in the working folder.
+// All functions may be called from any thread. Paths are absolute; a relative one is an error, so no file is
+// ever sought or left in the working folder.
 namespace tidewell::posix {
 
 /// Whose files are read.

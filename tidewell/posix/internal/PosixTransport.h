@@ -8,8 +8,7 @@
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/PosixPlatform.h"
 
-// The URL session stands behind this one function, so that
-// libcurl is loaded with the first request only.
+// The only way to the URL session, so that libcurl is not loaded before the first request.
 namespace tidewell::posix {
 
 /// What the URL sessions of a process share, from the options and the environment as they were at

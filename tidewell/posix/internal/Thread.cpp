@@ -50,8 +50,7 @@ bool startThread(const char* name, std::function<void()> run) noexcept {
     base::keepLoaded(reinterpret_cast<const void*>(&runStart));
     auto start = std::make_unique<Start>(Start{name, std::move(run)});
     const AllSignalsBlocked blocked;
-    // The stack also holds the thread-local variables of all libraries of the process: a small one may not
-    // do.
+    // A small stack may not suffice: it also holds the thread-local variables of all loaded libraries.
     const bool created =
         createDetached(Stack::small, start.get()) || createDetached(Stack::systemDefault, start.get());
     if (created) static_cast<void>(start.release());

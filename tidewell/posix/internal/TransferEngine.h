@@ -8,8 +8,8 @@
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/internal/PosixTransport.h"
 
-// What the platform's library and the module with libcurl in it
-// know of each other. Both are built together, so they may share C++ types.
+// The interface between the platform's library and its module with libcurl. Both are built together, so they
+// may share C++ types.
 namespace tidewell::posix {
 
 /// A task from the moment when it is handed over until its completion has run.

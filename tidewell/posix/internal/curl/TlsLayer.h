@@ -2,8 +2,7 @@
 
 #include <curl/curl.h>
 
-// What libcurl leaves to its user at the TLS layer, if that is
-// OpenSSL.
+// What libcurl leaves to its user at the TLS layer, if that is OpenSSL.
 namespace tidewell::posix {
 
 /// Refuses certificates that name their host in the common name only (RFC 9110, section 4.3.4), a proxy's
