@@ -76,7 +76,7 @@ bench:
 	scripts/setup bench
 	cmake --preset bench
 	cmake --build --preset bench
-	scripts/bench build/dev
+	scripts/bench build/release
 
 cost:
 	scripts/setup test

@@ -23,7 +23,7 @@ struct ClassContents {
 
 /// Every class of the process: names, hierarchy, contents. Never destroyed, and neither is what it holds.
 ///
-/// One recursive lock guards it. No function of an author's (`describe`) ever runs under it: it may wait for
+/// One mutex guards it. No function of an author's (`describe`) ever runs under it: it may wait for
 /// another thread that waits for the lock.
 class Registry {
  public:
@@ -57,21 +57,25 @@ class Registry {
     bool isComplete = false;
   };
 
-  Class& makePair(Class* superclass, std::string name, std::size_t size);
-  /// The declaration of a type, begun where there is none.
-  Declaration& begin(const NativeType& type, Class& superclass);
-  void complete(Declaration& declaration, ClassDescription description);
+  Class& makePair(Class* superclass, std::string name, std::size_t size) TIDEWELL_REQUIRES(mutex_);
+  /// The declaration of a type, begun if there is none.
+  Declaration& begin(const NativeType& type, Class& superclass) TIDEWELL_REQUIRES(mutex_);
+  void complete(Declaration& declaration, ClassDescription description) TIDEWELL_REQUIRES(mutex_);
   /// A name that no class has: the given one, or with "#2", "#3", … behind it.
-  [[nodiscard]] std::string freeName(std::string_view name) const;
-  void add(Class& to, const Method& method);
+  [[nodiscard]] std::string freeName(std::string_view name) const TIDEWELL_REQUIRES(mutex_);
+  const Method* putMethod(Class& in, Selector selector, const Method& method) TIDEWELL_REQUIRES(mutex_);
+  bool putProtocol(Class& to, const Protocol& protocol) TIDEWELL_REQUIRES(mutex_);
+  bool putProperty(Class& to, Property property) TIDEWELL_REQUIRES(mutex_);
+  [[nodiscard]] static const Method* methodIn(const Class& of, Selector selector);
+  static void markRegistered(Class& made);
   /// Forgets what lookups answered on a class and below it.
   static void dropCaches(Class& of);
 
-  base::RecursiveStateMutex mutex_;
-  std::deque<Method> methods_;                      ///< those that were replaced, too
-  std::vector<std::shared_ptr<Class>> classes_;     ///< metaclasses included
-  std::unordered_map<std::string, Class*> byName_;  ///< unregistered ones, too
-  std::unordered_map<std::string, Declaration> declarations_;
+  base::StateMutex mutex_;
+  std::deque<Method> methods_ TIDEWELL_GUARDED_BY(mutex_);  ///< those that were replaced, too
+  std::vector<std::shared_ptr<Class>> classes_ TIDEWELL_GUARDED_BY(mutex_);     ///< metaclasses included
+  std::unordered_map<std::string, Class*> byName_ TIDEWELL_GUARDED_BY(mutex_);  ///< unregistered ones, too
+  std::unordered_map<std::string, Declaration> declarations_ TIDEWELL_GUARDED_BY(mutex_);
   Class* root_ = nullptr;
   Class* rootMetaclass_ = nullptr;
 };
