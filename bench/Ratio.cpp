@@ -62,9 +62,9 @@ double timeOf(const std::string& name) {
   return collector.seconds();
 }
 
-/// The pair whose ratio is the median. A machine has slower moments of some milliseconds or seconds; one
-/// meets both of a pair, as a rule, so the ratio of neighbours stays, while the best time of each may come
-/// from different moments.
+/// The pair with the median ratio. A machine is slower for milliseconds or seconds at a time. That usually
+/// affects both times of a pair, so their ratio is stable, while the best time of each may come from
+/// different moments.
 Pair medianPair(std::vector<Pair> pairs) {
   const auto middle = pairs.begin() + static_cast<std::ptrdiff_t>(pairs.size() / 2);
   std::nth_element(pairs.begin(), middle, pairs.end(),
@@ -72,7 +72,7 @@ Pair medianPair(std::vector<Pair> pairs) {
   return *middle;
 }
 
-/// The two in turn, each first in every other turn.
+/// Runs the two alternately; each is first in every other turn.
 Pair interleaved(const Row& row) {
   benchmark::ClearRegisteredBenchmarks();
   registerWork("ours", row.ours, row.options);
@@ -171,7 +171,7 @@ int run(int argc, char** argv) {
     if (wanted && row.what.find(*wanted) == std::string::npos) continue;
     if (row.value) {
       std::printf("%-64s %s\n", row.what.c_str(), row.value().c_str());
-      std::fflush(stdout);  // a program that ends without its atexit functions loses what is not written
+      std::fflush(stdout);  // a program that exits without its atexit functions would lose buffered output
     } else {
       printPair(row, row.measure ? measuredInTurns(row) : interleaved(row));
     }

@@ -31,7 +31,7 @@ bool askUs(const std::vector<RegularExpression>& expressions) {
   return false;
 }
 
-/// Bare ICU matchers that one thread has for itself.
+/// Bare ICU matchers that are used by one thread only.
 class BareMatchers {
  public:
   BareMatchers() {

@@ -12,13 +12,13 @@
 
 namespace bench {
 
-/// The floor: a bare libcurl multi handle on a thread of its own. A request is handed over to the thread, and
-/// its body back to a function. It keeps its parsed CA store, and does nothing else that a client library has
-/// to do.
+/// The lower bound: a bare libcurl multi handle on a thread of its own. A request is passed to the thread,
+/// and its body to a function. It keeps the parsed CA store, and does nothing else that a client library must
+/// do.
 class BareClient {
  public:
-  /// Where the functions run. One that waits holds up every transfer on the transfers' own thread, which is
-  /// why a client library has to give the functions of its hosts another.
+  /// Where the functions run. On the thread of the transfers, a function that waits delays every transfer, so
+  /// a client library must run its hosts' functions on another thread.
   enum class Completions { onTheTransferThread, onAThreadOfTheirOwn };
 
   /// libcurl's own, or the buffers and the number of kept connections that the SDK asks for. By itself
@@ -56,7 +56,7 @@ class BareClient {
   std::vector<Transfer*> waiting_;
   std::vector<Transfer*> complete_;
   bool ends_ = false;
-  std::thread completions_;  // where they have one of their own
+  std::thread completions_;  // if they have a thread of their own
   std::thread thread_;
 };
 

@@ -28,8 +28,8 @@ namespace {
 using namespace tidewell;
 
 constexpr const char* kHost = "shop.example";
-/// Faults of the backend by path, so that one backend serves all rows: a page that comes at once, one that
-/// comes late enough for 64 requests to overlap, and one that never comes.
+/// Faults of the backend by path, so that one backend serves all rows: an immediate reply, one that is late
+/// enough for 64 requests to overlap, and none.
 constexpr const char* kPage = "/page";
 constexpr const char* kLatePage = "/late";
 constexpr const char* kSilentPage = "/silence";
@@ -92,7 +92,7 @@ std::unique_ptr<posix::PosixPlatform> makePlatform(const std::string& folder, co
   return std::make_unique<posix::PosixPlatform>(std::move(options));
 }
 
-/// Counts down to nothing left.
+/// Waits until a count has reached zero.
 class Latch {
  public:
   explicit Latch(std::size_t count) : count_(count) {}
@@ -132,7 +132,7 @@ class Pair {
         });
   }
 
-  /// So many requests, a number of them at once.
+  /// Sends a number of requests, a given number of them at once.
   void ours(std::size_t times, std::size_t atOnce, const char* page = kPage) {
     for (std::size_t done = 0; done < times; done += atOnce) {
       Latch latch(atOnce);
@@ -170,7 +170,7 @@ class Pair {
   bench::BareClient bareWithQueue_;
 };
 
-/// Heap that each of so many requests holds while its server says nothing.
+/// Heap memory per request while the server sends nothing.
 template <class Send>
 double kilobytesInFlight(std::size_t count, Send send) {
   const std::size_t before = mallinfo2().uordblks;
@@ -209,7 +209,7 @@ int main(int argc, char** argv) {
   Pair kept(folder, keeping);
   Pair fresh(folder, closing);
   for (Pair* pair : {&kept, &fresh}) {
-    pair->ours(64, 64);  // connections, CA files and threads are there from now on
+    pair->ours(64, 64);  // creates connections and threads and reads the CA files
     pair->floor(64, 64);
   }
 

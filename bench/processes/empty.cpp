@@ -1,4 +1,4 @@
-// Calls nothing: ends at once, or waits to be looked at where it has an argument.
+// Calls nothing. Ends at once, or waits until it is killed if it has an argument.
 #include <unistd.h>
 
 int main(int argc, char**) {
