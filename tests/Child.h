@@ -74,7 +74,7 @@ class Child {
     int in[2], out[2];
     if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) std::abort();
     const std::vector<char*> arguments = pointers(command), variables = pointers(environment);
-    process_ = fork();
+    if ((process_ = fork()) < 0) std::abort();
     if (process_ == 0) {
       dup2(in[0], STDIN_FILENO);
       dup2(out[1], STDOUT_FILENO);

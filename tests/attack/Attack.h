@@ -1,11 +1,6 @@
 #pragma once
 
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "InChild.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 #include "tidewell/posix/PosixPlatform.h"
 
@@ -60,27 +56,6 @@ struct TemporaryFolder {
 
   std::string path;
 };
-
-/// Runs a function in a child process and exits with what it returns. The child lives for at most so many
-/// seconds, and not longer than this process.
-template <class Function>
-pid_t inChild(unsigned seconds, Function&& function) {
-  std::fflush(stdout);
-  const pid_t child = fork();
-  if (child != 0) return child;
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  alarm(seconds);
-  const int status = function();
-  std::fflush(stdout);
-  _exit(status);
-}
-
-/// The exit status of a child, or the negative number of the signal that ended it.
-inline int waitFor(pid_t child) {
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
 
 /// An application that keeps its files in `home`, and finds its hosts on a port of this machine.
 inline posix::Options optionsFor(const std::string& home, std::uint16_t port = 1, std::string caFile = "") {

@@ -16,10 +16,7 @@
 #include "guest/hosts/EveryOperation.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
-#include "tidewell/core/foundation/TWModelObject.h"
 #include "tidewell/platform/UINavigationController.h"
-#include "tidewell/runtime/Invocation.h"
-#include "tidewell/runtime/Observing.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace {
@@ -27,6 +24,8 @@ namespace {
 using namespace tidewell;
 
 using attack::ignore;
+using guest::kLevel;
+using guest::Tank;
 using platform::UIApplication;
 using platform::UIViewController;
 using runtime::Ref;
@@ -111,25 +110,6 @@ class Listener : public platform::UIApplicationDelegate {
  private:
   const bool mayIntercept_;
 };
-
-class Tank : public runtime::Subclass<Tank, TWModelObject> {
- public:
-  std::int64_t level() const { return level_; }
-  void setLevel(std::int64_t level) {
-    runtime::changing(*this, "level", [&] { level_ = level; });
-  }
-  void observed(const std::string&, Object*, const base::Dictionary&, const void*) { ++level_; }
-  static void describe(runtime::ClassBuilder<Tank>& c) {
-    c.property<&Tank::level, &Tank::setLevel>("level")
-        .method<&Tank::level>(Selector::named("level"))
-        .method<&Tank::observed>(runtime::kObserveValueForKeyPath);
-  }
-
- private:
-  std::atomic<std::int64_t> level_{0};
-};
-
-inline constinit const runtime::Message<std::int64_t()> kLevel{"level"};
 
 // What the threads share.
 testing::StandInBackend* backend = nullptr;
@@ -219,15 +199,6 @@ void request(Random& random) {
                    maybe({{"tdw-appkey", random.text()}}), maybe(random.dictionary()), random.text())
       .executeRequestWithCompletionBlock([slot](bool, const base::Value&) {});
 }
-void encode(Random& random) {
-  const base::Dictionary dictionary = random.dictionary();
-  const std::string format = random.coin() ? "yyyy-MM-dd" : random.text();
-  ignore(TWCoreUtils::transformPayloadForIncompatibleTypes(dictionary).count(),
-         TWCoreUtils::getJSONStringFromDictionary(dictionary),
-         TWCoreUtils::getColorFromHexValue(random.text()), validObjectForKeyPath(dictionary, "a.from"),
-         TWDateUtils::getStringForDate(base::Date{1e9}, format, random.coin()),
-         TWDateUtils::getDateForString(random.text(), format, random.coin()));
-}
 void setDefaults(Random& random) {
   const auto defaults = platform::Platform::current().userDefaultsWithSuiteName("group.a");
   defaults->setObject(random.value(), "a");
@@ -236,9 +207,6 @@ void setDefaults(Random& random) {
 void registerInterceptor(Random& random) {
   const auto id = Swizzler::registerAppDelegateInterceptor(listeners.at(random));
   if (id) interceptorIDs.put(random, *id);
-}
-void unregister(Random& random) {
-  Swizzler::unregisterAppDelegateInterceptorWithID(interceptorIDs.at(random));
 }
 void walkInterceptors(Random&) {
   Swizzler::notifyInterceptorsWithMethodSelector(
@@ -250,12 +218,6 @@ void makeWindow(Random& random) {
   window->setRootViewController(controllers.at(random));
   window->makeKeyAndVisible();
   windows.put(random, window);
-}
-void invoke(Random& random) {
-  runtime::Invocation invocation(kLevel.signature());
-  invocation.setTarget(tanks.at(random));
-  if (random.below(4)) invocation.setSelector(kLevel.selector());
-  invocation.invoke();
 }
 void makeClass(Random& random) {
   if (!take(classesMade, kMostMade)) return;
@@ -280,18 +242,6 @@ void observe(Random& random) {
   auto made = runtime::observe(tanks.at(random), "level", 3, [](const base::Dictionary&) {});
   observations.put(random, std::make_shared<runtime::Observation>(std::move(made)));
 }
-void clear(Random& random) {
-  if (random.below(50) == 0) Swizzler::clearInterceptors();
-}
-void line(Random& random) {
-  TWLogger::logWithVerbosity(random.below(4), random.below(7), {"f", 1, "m", random.value()});
-}
-void ship(Random& random) {
-  if (!isBusy()) TWLogger::logWithVerbosity(1, 5, {random.value()}, random.text());
-}
-void replaceMethod(Random& random) {
-  if (random.below(20) == 0) runtime::replaceMethod(anyClass(random), kLevel.selector(), levelMethod());
-}
 void merge(Random& random) {
   config().updateConfigFromResponse(random.coin() ? base::JSONObjectWithData(random.of(kReplies))
                                                   : random.value());
@@ -302,13 +252,8 @@ void setRecord(Random& random) {
 }
 
 std::vector<Call> calls{
-    {"event lists", 4, [](Random& r) { ignore(config().isEventBlackListed(r.text())); }},
-    {"flushed events", 4, [](Random&) { ignore(config().isEventInstantFlushEvent("buy")); }},
     {"restricted IDs", 2, [](Random& r) { ignore(config().restrictionOfUniqueID(r.text())); }},
-    {"restricted ID", 2, [](Random&) { ignore(config().isUniqueIDRestricted("aaaaaaaaaaaaaaaa")); }},
     {"record", 2, setRecord},
-    {"region", 1,
-     [](Random& r) { config().setDataRedirectionRegion(static_cast<TWDataRegion>(r.below(4))); }},
     {"any merge", 2, merge},
     {"backend", 1, [](Random& r) { backend->setConfiguration(r.of(kReplies)); }},
     {"reset", 1, [](Random&) { facade().userReset(); }},
@@ -318,19 +263,24 @@ std::vector<Call> calls{
     {"notifications", 2, post},
     {"image", 1, downloadImage},
     {"request", 2, request},
-    {"line", 8, line},
-    {"shipped line", 1, ship},
+    {"line", 8,
+     [](Random& r) {
+       TWLogger::logWithVerbosity(r.below(4), r.below(7), {"f", 1, "m", r.value()});
+     }},
     {"log", 2, [](Random& r) { TWLogger::log("%@ of %@", {r.value()}); }},
     {"format", 1, [](Random& r) { TWLogger::setFormat(r.coin() ? "Storm - %@ %@" : "%@", r.below(3)); }},
     {"severity", 1, [](Random& r) { TWLogger::setMinimumSeverity(r.below(6)); }},
     {"defaults of a suite", 2, setDefaults},
-    {"encode", 2, encode},
+    {"payload", 1,
+     [](Random& r) { ignore(TWCoreUtils::transformPayloadForIncompatibleTypes(r.dictionary())); }},
+    {"dates", 2, [](Random& r) { ignore(TWDateUtils::getDateForString(r.text(), r.text(), r.coin())); }},
     // The delegate and presentation.
     {"new listener", 4, [](Random& r) { listeners.put(r, runtime::make<Listener>(true)); }},
     {"new delegate", 2, [](Random& r) { delegates.put(r, runtime::make<Listener>(false)); }},
     {"register", 8, registerInterceptor},
-    {"unregister", 8, unregister},
-    {"clear", 1, clear},
+    {"unregister", 8,
+     [](Random& r) { Swizzler::unregisterAppDelegateInterceptorWithID(interceptorIDs.at(r)); }},
+    {"clear", 1, [](Random& r) { r.below(50) ? void() : Swizzler::clearInterceptors(); }},
     {"keys", 8, [](Random&) { ignore(Swizzler::interceptors().allKeys()); }},
     {"walk", 8, walkInterceptors},
     {"delegate", 4, [](Random& r) { application().setDelegate(delegates.at(r)); }},
@@ -359,11 +309,13 @@ std::vector<Call> calls{
     {"new tank", 2, [](Random& r) { tanks.put(r, runtime::make<Tank>()); }},
     {"send", 6, [](Random& r) { ignore(runtime::send(tanks.at(r), kLevel)); }},
     {"send cold", 2, [](Random& r) { ignore(runtime::send<std::int64_t>(tanks.at(r), late(r))); }},
-    {"invoke", 2, invoke},
     {"switch class", 3, [](Random& r) { runtime::setClass(tank(r), anyClass(r)); }},
     {"class pair", 1, makeClass},
     {"add method", 1, [](Random& r) { runtime::addMethod(anyClass(r), late(r), levelMethod()); }},
-    {"replace method", 1, replaceMethod},
+    {"replace method", 1,
+     [](Random& r) {
+       if (r.below(20) == 0) runtime::replaceMethod(anyClass(r), kLevel.selector(), levelMethod());
+     }},
     {"set value", 4, [](Random& r) { runtime::setValueForKey(tank(r), "level", r.below(9)); }},
     {"set any value", 1, [](Random& r) { runtime::setValueForKey(tank(r), "level", r.value()); }},
     {"value", 2, [](Random& r) { ignore(runtime::valueForKeyPath(tank(r), "level")); }},

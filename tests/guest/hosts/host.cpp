@@ -6,7 +6,6 @@
 #include <malloc.h>
 #include <pthread.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +18,7 @@
 #include <random>
 #include <thread>
 
+#include "InChild.h"
 #include "RefuseSystemCall.h"
 #include "hosts/EveryOperation.h"
 #include "hosts/ForkMatrix.h"
@@ -181,7 +181,6 @@ void setFault(const std::string& error, const std::string& path) {
 
 /// In the child of a fork: answers come from the record, and what needs a thread ends at once.
 void beChild() {
-  alarm(100);
   require(guest::gates().substr(0, 9) == "ynyynyyyy", "the child's gates");
   require(config().isEventBlackListed("spam"), "the child's lists");
   for (int i = 0; i < 3; ++i) {
@@ -206,15 +205,8 @@ void forks(int count) {
   });
   for (int i = 0; i < count; ++i) {
     send(1);
-    const pid_t child = fork();
-    if (child == 0) {
-      beChild();
-      if (i % 2 == 0) _exit(0);
-      exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    require(status == 0, WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "a child");
+    require(tidewell::waitFor(inChild(100, [i] { return beChild(), i % 2 == 0 ? 0 : (exit(0), 0); })) == 0,
+            "a child");
   }
   waitFor(ended, sent);
   require(succeeded == sent, "the parent's requests");
