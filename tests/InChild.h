@@ -10,8 +10,8 @@
 namespace tidewell {
 
 /// Runs a function in a child process and exits with what it returns; like a shell with 128 more than the
-/// signal, if that is a result of `waitFor` about a child that was killed. The child lives for at most so many
-/// seconds, and not longer than the thread that made it.
+/// signal, if that is a result of `waitFor` about a child that was killed. The child lives for at most so
+/// many seconds, and not longer than the thread that made it.
 template <class Function>
 pid_t inChild(unsigned seconds, Function&& function) {
   std::fflush(stdout);

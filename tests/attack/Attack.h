@@ -1,13 +1,11 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "InChild.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
@@ -15,29 +13,6 @@
 
 /// What the attack programs share.
 namespace tidewell::attack {
-
-/// The words of a command line: options are taken out by name, the others are read by position.
-class Arguments {
- public:
-  Arguments(int argc, char** argv) : words_(argv + 1, argv + argc) {}
-  bool takeFlag(std::string_view name) { return std::erase(words_, name) > 0; }
-  std::size_t takeNumber(std::string_view name, std::size_t byDefault) {
-    const auto found = std::find(words_.begin(), words_.end(), name);
-    if (words_.end() - found < 2) return byDefault;
-    const std::size_t number = std::stoul(found[1]);
-    words_.erase(found, found + 2);
-    return number;
-  }
-  [[nodiscard]] std::string word(std::size_t place) const {
-    return place < words_.size() ? words_[place] : "";
-  }
-  [[nodiscard]] std::size_t number(std::size_t place, std::size_t byDefault) const {
-    return place < words_.size() ? std::stoul(words_[place]) : byDefault;
-  }
-
- private:
-  std::vector<std::string> words_;
-};
 
 /// Where files cost no time.
 inline std::string folderInMemory() { return std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp"; }

@@ -1,39 +1,7 @@
-#include <random>
-
 #include "life/LifeTest.h"
 
 namespace tidewell::life {
 namespace {
-
-/// Whether these are the answers of the record of this number that the command `merge` makes.
-bool isRecord(const std::string& answers, int number) {
-  const std::string text = std::to_string(number), quoted = '"' + text + '"';
-  return answers == R"(["yyyynyyyyy",[2592000,)" + text + ",10800,1800,1800," + text + R"(],"nnnnn",[)" +
-                        quoted + "," + quoted + "],[],[],[],[]," + quoted + ",2]";
-}
-
-TEST_F(LifeTest, AKillAtAnyInstantLeavesTheLastRecordOrTheNext) {
-  std::mt19937 random{std::random_device()()};
-  host({"merge 1"}).end();
-  int written = 200;
-  for (int round = 0; round < 30; ++round) {
-    Child app = host();
-    const std::string answers = app.ask("answers");
-    if (isRecord(answers, written + 1)) ++written;
-    EXPECT_TRUE(isRecord(answers, written)) << answers << " after " << written;
-    EXPECT_EQ(count(app.errors(), kKeptAside), 0);
-    app.say("merge " + std::to_string(written + 1));
-    for (auto merges = random() % 8; merges > 0; --merges) written = std::stoi(app.line());
-    usleep(random() % 3000);  // an instant of a write is no event that could be waited for
-    app.send(SIGKILL);
-    for (std::string line = app.line(); line != "(ended)"; line = app.line()) {
-      if (line != "done") written = std::stoi(line);
-    }
-  }
-  host({"merge-json {}"}).end();
-  const fs::directory_iterator files(fs::path(archive).parent_path());
-  EXPECT_EQ(std::distance(begin(files), end(files)), 2) << "the next write removes what the killed ones left";
-}
 
 TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
   Child one = host(), two = host();

@@ -1,11 +1,11 @@
 // Allocation torture: allocations of a scenario fail, one after the other, alone and with those that follow,
 // each time in a process of its own.
 //
-//   allocation_torture [--offline] [--most N] [SCENARIO [FIRST NUMBER]]
+//   allocation_torture [-o] [-m N] [SCENARIO [FIRST NUMBER]]
 //
-// One allocation of each call stack fails, evenly spread over at most N (100) of a scenario; with an N of 0,
-// each allocation. What goes wrong is printed with the call stack of the allocation, of which
-// `addr2line -Cfpe FILE OFFSET` names the lines.
+// -o leaves out the scenarios with a backend. One allocation of each call stack fails, evenly spread over at
+// most N (100) of a scenario; with an N of 0, each allocation. What goes wrong is printed with the call stack
+// of the allocation, of which `addr2line -Cfpe FILE OFFSET` names the lines.
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
@@ -32,6 +32,8 @@ namespace {
 
 using namespace tidewell;
 using namespace tidewell::attack;
+using guest::config;
+using guest::core;
 using guest::require;
 using Swizzler = TWAppDelegateSwizzler;
 
@@ -136,8 +138,6 @@ void waitForCompletions() {
   }
 }
 
-TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
-TidewellCore& core() { return TidewellCore::sharedInstance(); }
 platform::UIApplication& application() { return *platform::UIApplication::sharedApplication(); }
 
 void install() {
@@ -444,9 +444,12 @@ extern "C" __attribute__((visibility("default"))) int pthread_sigmask(int how, c
 }
 
 int main(int argc, char** argv) {
-  Arguments arguments(argc, argv);
-  const bool isOffline = arguments.takeFlag("--offline");
-  const std::size_t most = arguments.takeNumber("--most", 100);
+  bool isOffline = false;
+  std::size_t most = 100;
+  for (int option = 0; (option = getopt(argc, argv, "om:")) != -1;) {
+    if (option == 'o') isOffline = true;
+    if (option == 'm') most = std::stoul(optarg);
+  }
   const rlimit none{};
   setrlimit(RLIMIT_CORE, &none);
   void* frame = nullptr;
@@ -463,11 +466,11 @@ int main(int argc, char** argv) {
     demand(false, what);
   };
   bool isComplete = waitFor(inChild(kPatienceSeconds, liveBefore)) == 0;
-  const std::string wanted = arguments.word(0);
+  const std::string wanted = optind < argc ? argv[optind] : "";
   for (const Scenario& scenario : scenarios) {
     if ((isOffline && scenario.usesNetwork) || (!wanted.empty() && wanted != scenario.name)) continue;
-    if (const std::size_t first = arguments.number(1, 0); first != 0) {
-      live(folder.path, scenario, first, arguments.number(2, 1));
+    if (optind + 1 < argc) {
+      live(folder.path, scenario, std::stoul(argv[optind + 1]), std::stoul(argv[optind + 2]));
     } else {
       isComplete = torture(folder.path, scenario, most) && isComplete;
     }

@@ -238,7 +238,7 @@ bool holds(const Row& row) {
 
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  const std::string wanted = Arguments(argc, argv).word(0);
+  const std::string wanted = argc > 1 ? argv[1] : "";
   std::size_t count = 0, beyond = 0;
   const auto check = [&](const std::vector<Row>& all) {
     for (const Row& row : all) {

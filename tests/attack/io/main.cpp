@@ -19,6 +19,7 @@
 
 #include "attack/Attack.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
 #include "tidewell/core/TidewellCore.h"
 
 namespace {
@@ -171,6 +172,7 @@ int live() {
   }
   config().setUserPushNotificationOptedOut(true);
   shared->pushOptedOut = !saidOf("The configuration");
+  TWKeychain::save("other", "secret");
   defaults().setObject(std::string(6000, 't'), "token");
   shared->tokenKept = defaults().synchronize();
   shared->memoryWasRight = !config().isUserPushEnabled() && defaults().objectForKey("token").length() == 6000;
@@ -197,6 +199,7 @@ int check() {
   if (!token.isNil() && token.length() != 6000) return wrong("a user default is whole");
   if (defaults().objectForKey("earlier") != base::Value("kept"))
     return wrong("an earlier user default is found");
+  if (TWKeychain::load("io") != base::Value("secret")) return wrong("an earlier secret is found");
   config().setUserInAppNotificationOptedOut(true);
   defaults().setObject(1, "next");
   if (!defaults().synchronize()) return wrong("the next life can write");
@@ -211,8 +214,8 @@ int check() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int every = static_cast<int>(Arguments(argc, argv).number(0, 1));
-  const TemporaryFolder folder;
+  const int every = argc > 1 ? std::atoi(argv[1]) : 1;
+  const TemporaryFolder folder(folderInMemory());
   shared = static_cast<Shared*>(
       mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   root = folder.path + "/seed";
@@ -220,6 +223,7 @@ int main(int argc, char** argv) {
     install();
     config().setDataTrackingOptedOut(true);
     defaults().setObject("kept", "earlier");
+    TWKeychain::save("io", "secret");
     return defaults().synchronize() ? 0 : 1;
   }));
   root = folder.path + "/data";

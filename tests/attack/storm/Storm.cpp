@@ -119,12 +119,9 @@ Shelf<std::shared_ptr<UIViewController>> controllers;
 Shelf<std::shared_ptr<platform::UIWindow>> windows;
 Shelf<std::shared_ptr<runtime::Observation>> observations;
 Shelf<std::string> interceptorIDs;
-std::atomic<int> classesMade{0}, boundedCalls{0}, requestsUnderWay{0};
+std::atomic<int> boundedCalls{0}, requestsUnderWay{0};
 const base::Url kShop = *base::Url::URLWithString("shop:cart");
 const std::string kClassNames[] = {"StormA", "StormB", "StormC"};
-
-/// Whether a thing that is bounded may be made once more.
-bool take(std::atomic<int>& made, int most) { return made < most && made++ < most; }
 
 bool isBusy() { return requestsUnderWay >= kMostRequests; }
 
@@ -219,13 +216,6 @@ void makeWindow(Random& random) {
   window->makeKeyAndVisible();
   windows.put(random, window);
 }
-void makeClass(Random& random) {
-  if (!take(classesMade, kMostMade)) return;
-  const std::string name =
-      random.coin() ? random.of(kClassNames) : "Storm" + std::to_string(random.below(999));
-  auto* const made = runtime::allocateClassPair(&runtime::classOf<Tank>(), name);
-  if (made != nullptr) runtime::registerClassPair(*made);
-}
 Tank* tank(Random& random) {
   thread_local std::shared_ptr<Tank> kept[2];
   std::swap(kept[0], kept[1]);
@@ -310,7 +300,11 @@ std::vector<Call> calls{
     {"send", 6, [](Random& r) { ignore(runtime::send(tanks.at(r), kLevel)); }},
     {"send cold", 2, [](Random& r) { ignore(runtime::send<std::int64_t>(tanks.at(r), late(r))); }},
     {"switch class", 3, [](Random& r) { runtime::setClass(tank(r), anyClass(r)); }},
-    {"class pair", 1, makeClass},
+    {"class pair", 1,
+     [](Random& r) {
+       auto* const made = runtime::allocateClassPair(&runtime::classOf<Tank>(), r.of(kClassNames));
+       if (made != nullptr) runtime::registerClassPair(*made);
+     }},
     {"add method", 1, [](Random& r) { runtime::addMethod(anyClass(r), late(r), levelMethod()); }},
     {"replace method", 1,
      [](Random& r) {
@@ -335,7 +329,7 @@ void addGuestOperations() {
     if (name == "replace") continue;  // expects that no other thread removes its record
     const bool isBounded = name == "network" || name == "proxy" || name == "objects" || name == "core";
     calls.push_back({each.name, 1, [&each, isBounded](Random&) {
-                       if (!isBounded || (!isBusy() && take(boundedCalls, kMostMade))) each.run();
+                       if (!isBounded || (!isBusy() && boundedCalls++ < kMostMade)) each.run();
                      }});
   }
 }
@@ -348,9 +342,10 @@ struct Worker {
 std::array<Worker, kThreads> workers;
 
 void explainHang(int) {
+  dprintf(STDERR_FILENO, "storm: not at its end %d s after its time\n", kLongestEnd);
   for (const Worker& worker : workers)
-    if (const char* const call = worker.call) std::fprintf(stderr, "storm: hangs in \"%s\"\n", call);
-  std::abort();
+    if (const char* const call = worker.call) dprintf(STDERR_FILENO, "storm: hangs in \"%s\"\n", call);
+  _exit(2);
 }
 
 void work(Worker& worker, std::uint64_t seed, const std::atomic<bool>& ends) {
@@ -375,9 +370,8 @@ void work(Worker& worker, std::uint64_t seed, const std::atomic<bool>& ends) {
 
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // the seed is to be seen when the program crashes
-  const attack::Arguments arguments(argc, argv);
-  const std::size_t seconds = arguments.number(0, 60);
-  const std::size_t seed = arguments.number(1, std::random_device()());
+  const std::size_t seconds = argc > 1 ? std::stoul(argv[1]) : 60;
+  const std::size_t seed = argc > 2 ? std::stoul(argv[2]) : std::random_device()();
   std::printf("storm: %zu s, seed %zu\n", seconds, seed);
   std::signal(SIGALRM, explainHang);
   alarm(static_cast<unsigned>(seconds) + kLongestEnd);

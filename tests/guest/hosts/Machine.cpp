@@ -5,7 +5,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <ctime>
@@ -20,10 +19,6 @@ __attribute__((visibility("default"))) int open(const char* path, int flags, ...
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   if (std::strstr(path, "/org.example.life") != nullptr) ++Machine::opens;
-  if (Machine::openError != 0 && std::strstr(path, Machine::faultyPath) != nullptr) {
-    errno = Machine::openError;
-    return -1;
-  }
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 

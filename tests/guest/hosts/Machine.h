@@ -8,9 +8,6 @@ namespace tidewell::guest {
 /// The system as this program shows it to the libraries in it: it defines some of the C library's functions
 /// itself, and the libraries find those first.
 struct Machine {
-  /// The error with which opening a file fails whose path contains `faultyPath`; 0 for none.
-  inline static std::atomic<int> openError{0};
-  inline static char faultyPath[256] = "";  ///< set before `openError`
   /// How often a file of the application was opened.
   inline static std::atomic<int> opens{0};
   /// Seconds that the wall clock is ahead.

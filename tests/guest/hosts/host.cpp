@@ -5,14 +5,12 @@
 // everything; HostOptions.h reads the others.
 #include <malloc.h>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <clocale>
-#include <cstring>
 #include <iostream>
 #include <map>
 #include <random>
@@ -167,16 +165,6 @@ void end(const std::string& way) {
   if (way == "quick_exit") quick_exit(7);
   std::thread([] { exit(7); }).detach();
   for (;;) pause();
-}
-
-/// Makes opening a path fail with an error, or takes all descriptors away with "descriptors".
-void setFault(const std::string& error, const std::string& path) {
-  static rlimit full{};
-  if (full.rlim_max == 0) getrlimit(RLIMIT_NOFILE, &full);
-  std::strncpy(Machine::faultyPath, path.c_str(), sizeof Machine::faultyPath - 1);
-  Machine::openError = std::atoi(error.c_str());
-  const rlimit none{3, full.rlim_max};
-  setrlimit(RLIMIT_NOFILE, error == "descriptors" ? &none : &full);
 }
 
 /// In the child of a fork: answers come from the record, and what needs a thread ends at once.
@@ -352,7 +340,6 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
        answer = shown(machine->userDefaultsWithSuiteName(group.value_or("missing"))->objectForKey(key));
      }},
 
-    {"fault", [](auto& text) { setFault(split(text).first, split(text).second); }},
     {"opens", [](auto&) { answer = std::to_string(Machine::opens.exchange(0)); }},
     {"step", [](auto& seconds) { Machine::wallClockStep = std::stoll(seconds); }},
     {"memory", [](auto&) { answer = std::to_string(allocatedBytes()); }},
