@@ -14,12 +14,10 @@
 /// What the attack programs share.
 namespace tidewell::attack {
 
-/// Where files cost no time.
-inline std::string folderInMemory() { return std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp"; }
-
-/// A folder that is removed with this object.
+/// A folder, in memory where that is possible, that is removed with this object.
 struct TemporaryFolder {
-  explicit TemporaryFolder(std::string parent = "/tmp") : path(parent += "/tidewell-attack-XXXXXX") {
+  TemporaryFolder() {
+    path.insert(0, std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp");
     if (mkdtemp(path.data()) == nullptr) std::abort();
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
@@ -29,7 +27,7 @@ struct TemporaryFolder {
     std::filesystem::remove_all(path, ignored);
   }
 
-  std::string path;
+  std::string path = "/tidewell-attack-XXXXXX";
 };
 
 /// An application that keeps its files in `home`, and finds its hosts on a port of this machine.

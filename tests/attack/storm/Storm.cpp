@@ -24,6 +24,8 @@ namespace {
 using namespace tidewell;
 
 using attack::ignore;
+using guest::config;
+using guest::core;
 using guest::kLevel;
 using guest::Tank;
 using platform::UIApplication;
@@ -126,12 +128,10 @@ const std::string kClassNames[] = {"StormA", "StormB", "StormC"};
 bool isBusy() { return requestsUnderWay >= kMostRequests; }
 
 /// One of the requests under way, until its last copy goes: a request may raise before it has a completion.
-struct Slot {
-  Slot() { ++requestsUnderWay; }
-  ~Slot() { --requestsUnderWay; }
-};
-
-TidewellCore& facade() { return TidewellCore::sharedInstance(); }
+std::shared_ptr<void> slot() {
+  ++requestsUnderWay;
+  return {nullptr, [](void*) { --requestsUnderWay; }};
+}
 
 UIViewController& controller(Random& random) {
   thread_local std::shared_ptr<UIViewController> kept;
@@ -170,7 +170,6 @@ struct Call {
   std::function<void(Random&)> run;
 };
 
-TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
 UIApplication& application() { return *UIApplication::sharedApplication(); }
 
 void post(Random& random) {
@@ -181,20 +180,14 @@ void post(Random& random) {
   if (!isBusy()) center.postNotificationName(random.of(kNames), {}, random.value());
   center.removeObserver(token);
 }
-void downloadImage(Random& random) {
-  if (isBusy()) return;
-  const auto slot = std::make_shared<Slot>();
-  facade().downloadImageForURL(anyURL(random), [slot](bool, std::optional<base::Data>) {});
-}
 void request(Random& random) {
   if (isBusy()) return;
-  const auto slot = std::make_shared<Slot>();
   const auto maybe = [&](base::Dictionary some) {
     return random.coin() ? std::optional(std::move(some)) : std::nullopt;
   };
   TWNetworkRequest(static_cast<TWService>(random.below(16) - 1), maybe({{"q", random.text()}}),
                    maybe({{"tdw-appkey", random.text()}}), maybe(random.dictionary()), random.text())
-      .executeRequestWithCompletionBlock([slot](bool, const base::Value&) {});
+      .executeRequestWithCompletionBlock([slot = slot()](bool, const base::Value&) {});
 }
 void setDefaults(Random& random) {
   const auto defaults = platform::Platform::current().userDefaultsWithSuiteName("group.a");
@@ -246,12 +239,11 @@ std::vector<Call> calls{
     {"record", 2, setRecord},
     {"any merge", 2, merge},
     {"backend", 1, [](Random& r) { backend->setConfiguration(r.of(kReplies)); }},
-    {"reset", 1, [](Random&) { facade().userReset(); }},
-    {"sync", 1, [](Random&) { isBusy() ? void() : facade().updateConfig(); }},
-    {"levels", 2, [](Random& r) { facade().debug(r.below(4)); }},
-    {"app group", 1, [](Random& r) { facade().setAppGroupID(r.coin() ? "group.a" : "group.b"); }},
+    {"reset", 1, [](Random&) { core().userReset(); }},
+    {"sync", 1, [](Random&) { isBusy() ? void() : core().updateConfig(); }},
+    {"levels", 2, [](Random& r) { core().debug(r.below(4)); }},
+    {"app group", 1, [](Random& r) { core().setAppGroupID(r.coin() ? "group.a" : "group.b"); }},
     {"notifications", 2, post},
-    {"image", 1, downloadImage},
     {"request", 2, request},
     {"line", 8,
      [](Random& r) {
@@ -261,9 +253,6 @@ std::vector<Call> calls{
     {"format", 1, [](Random& r) { TWLogger::setFormat(r.coin() ? "Storm - %@ %@" : "%@", r.below(3)); }},
     {"severity", 1, [](Random& r) { TWLogger::setMinimumSeverity(r.below(6)); }},
     {"defaults of a suite", 2, setDefaults},
-    {"payload", 1,
-     [](Random& r) { ignore(TWCoreUtils::transformPayloadForIncompatibleTypes(r.dictionary())); }},
-    {"dates", 2, [](Random& r) { ignore(TWDateUtils::getDateForString(r.text(), r.text(), r.coin())); }},
     // The delegate and presentation.
     {"new listener", 4, [](Random& r) { listeners.put(r, runtime::make<Listener>(true)); }},
     {"new delegate", 2, [](Random& r) { delegates.put(r, runtime::make<Listener>(false)); }},
@@ -290,8 +279,6 @@ std::vector<Call> calls{
     {"take out", 1, [](Random& r) { controller(r).removeFromParentViewController(); }},
     {"window", 1, makeWindow},
     {"alert", 1, [](Random& r) { TWCoreUtils::showAlertViewWithMessage(r.text(), r.text()); }},
-    {"page", 1, [](Random& r) { TWCoreUtils::openRichLandingLink(anyURL(r)); }},
-    {"close page", 1, [](Random& r) { facade().dismissRichLandingWebViewControllerWithAnimation(r.coin()); }},
     {"link", 1, [](Random& r) { TWCoreUtils::openDeeplink(anyURL(r)); }},
     {"old link", 1, [](Random& r) { TWCoreUtils::openDeeplinkBelowiOS10(anyURL(r)); }},
     {"top", 2, [](Random&) { ignore(TWCoreUtils::getTopMostPresentedViewController()); }},
@@ -375,12 +362,12 @@ int main(int argc, char** argv) {
   std::printf("storm: %zu s, seed %zu\n", seconds, seed);
   std::signal(SIGALRM, explainHang);
   alarm(static_cast<unsigned>(seconds) + kLongestEnd);
-  attack::TemporaryFolder folder(attack::folderInMemory());
+  attack::TemporaryFolder folder;
   testing::StandInBackend standIn;
   standIn.setResource("/image", "bytes", "image/png");
   backend = &standIn;
   if (!posix::install(attack::optionsFor(folder.path, standIn.port(), standIn.caFile()))) return 1;
-  facade().initializeWithAppID("STORM");
+  core().initializeWithAppID("STORM");
   addGuestOperations();
 
   std::atomic<bool> ends{false};

@@ -85,7 +85,7 @@ int live(const Pair& pair, unsigned seed) {
 
 std::string forkMatrix(const std::string& arguments) {
   alarm(0);  // each child has a limit of its own
-  int seconds = 0, number = 0, wrong = 0;
+  int seconds = 0, wrong = 0;
   unsigned seed = 1;
   std::string only;
   std::getline(std::istringstream(arguments) >> seconds >> seed >> std::ws, only);
@@ -102,20 +102,16 @@ std::string forkMatrix(const std::string& arguments) {
   std::string folder = "/tmp/tidewell-fork-matrix-XXXXXX";
   setenv("XDG_DATA_HOME", mkdtemp(folder.data()), 1);
   const auto end = Clock::now() + std::chrono::seconds(seconds);
-  do {
-    for (const Pair& each : pairs) {
-      const int status = waitFor(
-          inChild(10 * kPatienceSeconds, [&] { return live(each, seed + static_cast<unsigned>(number)); }));
-      ++number;
-      if (status != 0) {
-        ++wrong;
-        std::printf("status %d: parent/child: %s/%s, way %d\n", status, each.parent.name, each.child.name,
-                    each.way);
-      }
-      std::filesystem::remove_all(folder);
-      if (seconds > 0 && Clock::now() >= end) break;
-    }
-  } while (Clock::now() < end);
+  unsigned number = 0;
+  for (; seconds > 0 ? Clock::now() < end : number < pairs.size(); ++number) {
+    const Pair& each = pairs[number % pairs.size()];
+    const int status = waitFor(inChild(10 * kPatienceSeconds, [&] { return live(each, seed + number); }));
+    std::filesystem::remove_all(folder);
+    if (status == 0) continue;
+    ++wrong;
+    std::printf("status %d: parent/child: %s/%s, way %d\n", status, each.parent.name, each.child.name,
+                each.way);
+  }
   require(wrong == 0, "the pairs above");
   return std::to_string(number) + " of " + std::to_string(pairs.size()) + " pairs";
 }
