@@ -459,7 +459,7 @@ int main(int argc, char** argv) {
   const std::string wanted = optind < argc ? argv[optind] : "";
   for (const Scenario& scenario : scenarios) {
     if ((isOffline && scenario.usesNetwork) || (!wanted.empty() && wanted != scenario.name)) continue;
-    if (optind + 1 < argc) {
+    if (optind + 2 < argc) {
       live(folder.path, scenario, std::stoul(argv[optind + 1]), std::stoul(argv[optind + 2]));
     } else {
       isComplete = torture(folder.path, scenario, most) && isComplete;

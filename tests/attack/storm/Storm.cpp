@@ -331,7 +331,7 @@ std::array<Worker, kThreads> workers;
 void explainHang(int) {
   dprintf(STDERR_FILENO, "storm: not at its end %d s after its time\n", kLongestEnd);
   for (const Worker& worker : workers)
-    if (const char* const call = worker.call) dprintf(STDERR_FILENO, "storm: hangs in \"%s\"\n", call);
+    if (const char* const call = worker.call) dprintf(STDERR_FILENO, "storm: a thread is in \"%s\"\n", call);
   _exit(2);
 }
 

@@ -174,7 +174,7 @@ inline constexpr Operation kOperations[] = {
      [] {
        TWLogger::setFormat("Host - %@", TWLogVerbosityDefault);
        TWLogger::setupDefaultFormats();
-       TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityError, {"a line"},
+       TWLogger::logWithVerbosity(TWLogVerbosityDetailed, TWLogSeverityError, {"f", 1, "m", "a line"},
                                   base::Array{"frame"});
      }},
     {"proxy",
