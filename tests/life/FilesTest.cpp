@@ -5,9 +5,8 @@ namespace tidewell::life {
 namespace {
 
 /// Shell commands, in which $0 is the archive and $1 the user defaults.
-constexpr const char* kUndecodable[] = {
-    ": > $0", "cp $1 $0", "truncate -s 300 $0", "truncate -s -1 $0",
-    "dd if=/dev/urandom of=$0 bs=8 seek=1 count=20 conv=notrunc 2>/dev/null"};
+constexpr const char* kUndecodable[] = {": > $0", "cp $1 $0", "truncate -s 300 $0", "truncate -s -1 $0",
+                                        "printf %0400d 0 | dd of=$0 bs=1 seek=8 conv=notrunc 2>/dev/null"};
 
 TEST_F(LifeTest, AnArchiveThatCannotBeDecodedIsKeptAside) {
   for (const std::string command : kUndecodable) {
