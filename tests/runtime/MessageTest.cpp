@@ -78,7 +78,6 @@ TEST(Message, ToNullOrOfAnUnknownSelector) {
       {[&] { return itsClass.ownMethod(Selector()) != nullptr; }, ""},
       {[&] { return itsClass.metaclass().method(Selector()) != nullptr; }, ""},
       {[&] { return Keeper::protocol().methodDescription(Selector(), false) != nullptr; }, ""},
-      {[&] { return Selector().hash() != 0; }, ""},
       {[&] { return send(door, kOpen, *door, "guest"); },
        unrecognized("-[TestDoor door:open:]", "instance", door.get())},
       {[&] { return send<bool>(porter, Selector()); }, toInstance},
