@@ -12,9 +12,8 @@
 
 namespace fuzz {
 
-inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
-  return {reinterpret_cast<const char*>(data), size};
-}
+/// What a target does with each input.
+void check(std::string_view input);
 
 /// The text before the separator and the text behind it; the second is empty without one.
 inline std::pair<std::string_view, std::string_view> split(std::string_view text,
@@ -40,3 +39,8 @@ bool completes(std::string_view name, Body body) {
 }
 
 }  // namespace fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::check({reinterpret_cast<const char*>(data), size});
+  return 0;
+}

@@ -43,8 +43,8 @@ void compare(const TWConfigManager& manager, const ConfigModel& model, testing::
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto [first, second] = fuzz::split(fuzz::textOf(data, size), "\n--\n");
+void fuzz::check(std::string_view input) {
+  const auto [first, second] = fuzz::split(input, "\n--\n");
 
   const auto platform = testing::TestingPlatform::install();
   TWLogger::debug(TWLogLevelDebug);
@@ -62,5 +62,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   model.restart();
   platform->testConsole().takeLines();
   compare(*manager, model, *platform);
-  return 0;
 }

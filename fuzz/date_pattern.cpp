@@ -7,11 +7,11 @@
 using namespace tidewell::base;
 
 // Eight bytes of a date, a line with the pattern, and a text to read by it.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::check(std::string_view input) {
   double seconds = 0;
-  if (size < sizeof seconds) return 0;
-  std::memcpy(&seconds, data, sizeof seconds);
-  const auto [pattern, text] = fuzz::split(fuzz::textOf(data + sizeof seconds, size - sizeof seconds), "\n");
+  if (input.size() < sizeof seconds) return;
+  std::memcpy(&seconds, input.data(), sizeof seconds);
+  const auto [pattern, text] = fuzz::split(input.substr(sizeof seconds), "\n");
   static const TimeZone zones[] = {TimeZone::UTC(), TimeZone::timeZoneWithName("America/New_York").value(),
                                    TimeZone::timeZoneForSecondsFromGMT(20700)};
   for (const TimeZone& zone : zones) {
@@ -23,7 +23,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto reread = exact.dateFromString(exact.stringFromDate({seconds}));
   const bool ordinary = seconds > -6e10 && seconds < 4e12;
   fuzz::require(!ordinary || (reread && std::fabs(reread->secondsSince1970 - seconds) <= 0.001));
-  (void)hourAndMinuteComponents({seconds}, {static_cast<double>(size)});
+  (void)hourAndMinuteComponents({seconds}, {static_cast<double>(input.size())});
   (void)TimeZone::timeZoneWithName(pattern);
-  return 0;
 }

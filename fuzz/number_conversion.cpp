@@ -20,18 +20,17 @@ bool startsLikeYes(const std::string& text) {
 }  // namespace
 
 // The numbers in a text, compared with the C library's; and the conversions of the text itself.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text(fuzz::textOf(data, size));
+void fuzz::check(std::string_view input) {
+  const std::string text(input);
   const Value value(text);
   require(value.integerValue() == std::strtoll(text.c_str(), nullptr, 10));
   require(value.boolValue() == startsLikeYes(text));
   const bool isDecimal = text.find_first_of("xXnN") == std::string::npos;  // nor inf, nor nan
   require(!isDecimal || value.doubleValue() == std::strtod(text.c_str(), nullptr));
-  const HexScan scan = scanHexInt(text, size % 3);
+  const HexScan scan = scanHexInt(text, input.size() % 3);
   require(scan.found || scan.value == 0);
   require(isValidUtf8(validUtf8(text)));
   require(utf8FromUtf16(utf16FromUtf8(text)) == validUtf8(text));
   require(utf16FromUtf8(text).size() == value.length());
   require(percentDecode(percentEncode(text, "")) == text);
-  return 0;
 }

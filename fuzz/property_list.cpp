@@ -5,9 +5,9 @@
 using namespace tidewell::base;
 
 // Any bytes give a value or nil; a value is written in both formats and read back as it was.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const Value value = propertyListWithData(fuzz::textOf(data, size));
-  if (value.isNil()) return 0;
+void fuzz::check(std::string_view input) {
+  const Value value = propertyListWithData(input);
+  if (value.isNil()) return;
   for (const auto format : {PropertyListFormat::binary, PropertyListFormat::xml}) {
     std::string bytes;
     // XML cannot carry control characters and distant dates.
@@ -20,5 +20,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (reread.isNil() && format == PropertyListFormat::xml) continue;
     fuzz::require(dataWithPropertyList(reread, format) == bytes);  // as bytes: NaN is not equal to itself
   }
-  return 0;
 }

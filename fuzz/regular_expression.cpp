@@ -5,8 +5,8 @@
 using namespace tidewell::base;
 
 // A line with the pattern, and a text to match: the same question has the same answer and the same cost.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto [pattern, text] = fuzz::split(fuzz::textOf(data, size), "\n");
+void fuzz::check(std::string_view input) {
+  const auto [pattern, text] = fuzz::split(input, "\n");
   const RegularExpression expression(pattern);
   const bool isAnswered = fuzz::completes(kInvalidArgumentException, [&, &text = text] {
     MatchBudget budget, again;
@@ -14,5 +14,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(expression.matches(text, again) == first && again.steps == budget.steps);
   });
   fuzz::require(isAnswered || !expression.isValid());
-  return 0;
 }

@@ -9,14 +9,14 @@ using namespace tidewell::base;
 
 // A line with the template, and arguments: the entries of a JSON array, or the rest as text, data and a date.
 // Any template with any arguments gives a text of bounded length, or raises.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto [format, rest] = fuzz::split(fuzz::textOf(data, size), "\n");
+void fuzz::check(std::string_view input) {
+  const auto [format, rest] = fuzz::split(input, "\n");
   std::vector<Value> arguments;
   const Value json = JSONObjectWithData(rest);
   if (json.array()) arguments.assign(json.array()->begin(), json.array()->end());
   arguments.resize(std::min<std::size_t>(arguments.size(), 16));
   for (Value value : {Value(std::string(rest)), Value(Data(std::string(rest))), Value(BoxedPointer{}),
-                      Value(), Value(Date{static_cast<double>(size) * 1e9})})
+                      Value(), Value(Date{static_cast<double>(input.size()) * 1e9})})
     arguments.push_back(std::move(value));
   std::size_t longest = kMaximumFormatWidth + 400;  // a number has at most so many more digits
   for (const Value& argument : arguments) longest += argument.description().size();
@@ -24,5 +24,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text = stringWithFormat(format, arguments.data(), arguments.size());
     fuzz::require(text.size() <= (format.size() + 1) * longest);
   });
-  return 0;
 }

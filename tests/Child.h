@@ -74,7 +74,7 @@ class Child {
     int in[2], out[2];
     if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) std::abort();
     const std::vector<char*> arguments = pointers(command), variables = pointers(environment);
-    process_ = fork();
+    if ((process_ = fork()) < 0) std::abort();
     if (process_ == 0) {
       dup2(in[0], STDIN_FILENO);
       dup2(out[1], STDOUT_FILENO);
@@ -134,7 +134,9 @@ class Child {
     waitpid(std::exchange(process_, -1), &status, 0);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), out, errors()};
   }
-  void send(int signal) const { kill(process_, signal); }
+  void send(int signal) const {
+    if (process_ > 0) kill(process_, signal);  // -1 would be every process
+  }
 
   /// What it has written to standard error.
   [[nodiscard]] std::string errors() const { return bytesOf("/proc/self/fd/" + std::to_string(errors_)); }

@@ -1,54 +1,23 @@
 #pragma once
 
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "InChild.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 #include "tidewell/posix/PosixPlatform.h"
 
 /// What the attack programs share.
 namespace tidewell::attack {
 
-/// The words of a command line: options are taken out by name, the others are read by position.
-class Arguments {
- public:
-  Arguments(int argc, char** argv) : words_(argv + 1, argv + argc) {}
-  bool takeFlag(std::string_view name) { return std::erase(words_, name) > 0; }
-  std::size_t takeNumber(std::string_view name, std::size_t byDefault) {
-    const auto found = std::find(words_.begin(), words_.end(), name);
-    if (words_.end() - found < 2) return byDefault;
-    const std::size_t number = std::stoul(found[1]);
-    words_.erase(found, found + 2);
-    return number;
-  }
-  [[nodiscard]] std::string word(std::size_t place) const {
-    return place < words_.size() ? words_[place] : "";
-  }
-  [[nodiscard]] std::size_t number(std::size_t place, std::size_t byDefault) const {
-    return place < words_.size() ? std::stoul(words_[place]) : byDefault;
-  }
-
- private:
-  std::vector<std::string> words_;
-};
-
-/// Where files cost no time.
-inline std::string folderInMemory() { return std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp"; }
-
-/// A folder that is removed with this object.
+/// A folder, in memory where that is possible, that is removed with this object.
 struct TemporaryFolder {
-  explicit TemporaryFolder(std::string parent = "/tmp") : path(parent += "/tidewell-attack-XXXXXX") {
+  TemporaryFolder() {
+    path.insert(0, std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp");
     if (mkdtemp(path.data()) == nullptr) std::abort();
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
@@ -58,29 +27,8 @@ struct TemporaryFolder {
     std::filesystem::remove_all(path, ignored);
   }
 
-  std::string path;
+  std::string path = "/tidewell-attack-XXXXXX";
 };
-
-/// Runs a function in a child process and exits with what it returns. The child lives for at most so many
-/// seconds, and not longer than this process.
-template <class Function>
-pid_t inChild(unsigned seconds, Function&& function) {
-  std::fflush(stdout);
-  const pid_t child = fork();
-  if (child != 0) return child;
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  alarm(seconds);
-  const int status = function();
-  std::fflush(stdout);
-  _exit(status);
-}
-
-/// The exit status of a child, or the negative number of the signal that ended it.
-inline int waitFor(pid_t child) {
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
 
 /// An application that keeps its files in `home`, and finds its hosts on a port of this machine.
 inline posix::Options optionsFor(const std::string& home, std::uint16_t port = 1, std::string caFile = "") {

@@ -1,65 +1,8 @@
-#include <cerrno>
-
 #include "guest/Guest.h"
 
-// Files that cannot be read or written, and unusual places.
+// Unusual places of the data.
 namespace tidewell::guest {
 namespace {
-
-/// A life whose opt-outs, identity and values the next ones must not lose.
-const std::vector<std::string> kFirst{"start GUEST", "await 7",   "opt-out-tracking",
-                                      "region 1",    "user user", "secret secret"};
-
-/// A life in which opening files whose path contains `path` fails at the start, and while it changes values
-/// if `until` is "later". What could not be written is written with the next change, and when a sync is
-/// considered.
-std::vector<std::string> faultyLife(const std::string& error, const std::string& path,
-                                    const std::string& until) {
-  return {"fault " + error + " " + path,
-          "known",
-          until == "now" ? "fault 0" : "known",
-          "opt-out-push",
-          "token token",
-          "fault 0",
-          "token token",
-          "update"};
-}
-
-TEST_F(GuestTest, APassingFaultLosesNothing) {
-  struct Case {
-    int error;
-    const char *path, *until;
-  };
-  for (const Case& each :
-       {Case{EACCES, "TdwConfig", "now"}, Case{EACCES, "TdwConfig", "later"}, Case{EIO, "TdwConfig", "now"},
-        Case{EIO, "TdwConfig", "later"}, Case{EACCES, ".plist", "later"}, Case{EIO, ".plist", "now"},
-        Case{EMFILE, "/data", "later"}, Case{ENFILE, "/data", "later"}, Case{0, "", "now"},
-        Case{0, "", "later"}}) {
-    if (kIsSanitized && each.error == 0) continue;  // a sanitizer needs descriptors of its own
-    const std::string error = each.error == 0 ? "descriptors" : std::to_string(each.error);
-    SCOPED_TRACE("error " + error + " of " + each.path + " over " + each.until);
-    fs::remove_all(data);
-    ASSERT_EQ(host(kFirst).end().status, 0);
-    const Outcome outcome = host(faultyLife(error, each.path, each.until)).end();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_GE(count(outcome.err, "cannot be read") + count(outcome.err, "cannot be used"), 1) << outcome.err;
-    for (int life = 0; life < 2; ++life) EXPECT_EQ(host({"known"}).end().out, "nny 1 user token secret\n");
-  }
-}
-
-TEST_F(GuestTest, AnArchiveThatStaysUnreadableIsKeptAside) {
-  ASSERT_EQ(host(kFirst).end().status, 0);
-  const std::string before = bytesOf(archive);
-  Child running = host({"known"});
-  EXPECT_EQ(running.line(), "nyy 1 user nil secret");
-  ASSERT_EQ(host(faultyLife(std::to_string(EIO), "TdwConfig", "later")).end().status, 0);
-  EXPECT_EQ(bytesOf(archive + ".unreadable"), before);
-  EXPECT_EQ(running.ask({"opt-out-inapp", "known"}), "nnn 1 user token secret")
-      << "another process has kept it aside";
-  EXPECT_EQ(host({"known"}).end().out, "nnn 1 user token secret\n");
-  EXPECT_FALSE(fs::exists(archive + ".unreadable"));
-  EXPECT_EQ(bytesOf(archive + ".corrupt"), before);
-}
 
 TEST_F(GuestTest, EveryPlaceOfTheDataServes) {
   const std::string file = "/org.example.life/Library/Tidewell/TdwConfig";
@@ -87,12 +30,6 @@ TEST_F(GuestTest, WithoutAHomeEverythingWorksInMemory) {
     EXPECT_EQ(outcome.out, "done\ndone\nynyynyyyyy\nrecent\n");
   }
   EXPECT_FALSE(fs::exists(folder + "/missing") || fs::exists(data));
-}
-
-TEST_F(GuestTest, AStartOpensEachFileOnce) {
-  ASSERT_EQ(host(kFirst).end().status, 0);
-  // The archive, the user defaults, and the folder of each. docs/guest.md says so of slow mounts.
-  EXPECT_EQ(host({"start GUEST", "gates", "opens"}).end().out, "done\nynnynyynyy\n4\n");
 }
 
 }  // namespace

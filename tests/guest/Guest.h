@@ -26,9 +26,8 @@ class GuestTest : public ::testing::Test {
     std::string name = "/tmp/tidewell-guest-XXXXXX";
     folder = mkdtemp(name.data());
     data = folder + "/data";
-    container = data + "/org.example.life";
-    archive = container + "/Library/Tidewell/TdwConfig";
-    defaults = container + "/Library/Preferences/org.example.life.plist";
+    archive = data + "/org.example.life/Library/Tidewell/TdwConfig";
+    defaults = data + "/org.example.life/Library/Preferences/org.example.life.plist";
     fs::create_directory(folder + "/working");
     fs::current_path(folder + "/working");
     backend.setConfiguration(
@@ -76,7 +75,7 @@ class GuestTest : public ::testing::Test {
     backend.setFault(*fault);
   }
 
-  std::string folder, data, container, archive, defaults;
+  std::string folder, data, archive, defaults;
   testing::StandInBackend backend;
 };
 

@@ -85,37 +85,6 @@ TEST_F(GuestTest, PeersThatCloseEarlyRaiseNoSignalAndNoHandlerIsChanged) {
   }
 }
 
-TEST_F(GuestTest, RequestsThroughEveryFaultLeaveNothingBehind) {
-  Child one = host({}, {"HOST_DEBUG="});
-  one.ask({"start GUEST", "await 7"});
-  const auto throughEveryFault = [&] {
-    for (const char* kind :
-         {"status:500", "close", "reset", "truncation:2", "oversized:4194304", "gzip-bomb:33554432",
-          "not-json", "nesting:100000", "wrong-authority", "garbage"}) {
-      setFault(std::string("kind=") + kind);
-      for (int i = 0; i < (isLong() ? 5 : 1); ++i)
-        EXPECT_NE(one.ask({"send 10", "ended"}), "(ended)") << kind;
-    }
-    setFault("kind=close");  // so that no connection is kept
-  };
-  throughEveryFault();
-  EXPECT_TRUE(eventually([&] { return one.ask({"send 1", "ended"}), backend.openConnectionCount() == 0; }));
-  const std::size_t descriptors = one.descriptorCount();
-  const long memory = std::stol(one.ask("memory"));
-  for (int i = 0; i < 2; ++i) throughEveryFault();
-  // libcurl looks for dead connections once a second at most, and only when a request begins.
-  const auto isAsBefore = [&] {
-    one.ask({"send 1", "ended"});
-    return one.descriptorCount() <= descriptors && one.threads("Pid").size() <= 4 &&
-           (kIsSanitized || std::stol(one.ask("memory")) < memory + (256L << 10));
-  };
-  EXPECT_TRUE(eventually(isAsBefore))
-      << one.descriptorCount() << " descriptors, " << descriptors << " before; " << one.ask("memory")
-      << " bytes, " << memory << " before";
-  for (const auto& [name, id] : one.threads("Pid")) EXPECT_EQ(name.substr(0, 3), "tw-");
-  EXPECT_GT(backend.requestCount(), 100u);
-}
-
 TEST_F(GuestTest, AnIdleHostHasNoContextSwitches) {
   Child one = host();
   ASSERT_EQ(one.ask({"start GUEST", "await 7", "use", "send 20", "ended"}), "20 succeeded");

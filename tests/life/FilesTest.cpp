@@ -1,43 +1,20 @@
-#include <sched.h>
-#include <sys/mount.h>
-
 #include "life/LifeTest.h"
-#include "tidewell/base/formats/KeyedArchive.h"
 
+// The files of one life, and what the next one and other processes make of them.
 namespace tidewell::life {
 namespace {
 
-class FilesTest : public LifeTest {
- protected:
-  /// Brings the data of a first life back.
-  void restore() {
-    if (!fs::exists(folder + "/seed")) {
-      firstLife();
-      fs::copy(data, folder + "/seed", fs::copy_options::recursive);
-    }
-    fs::remove_all(data);
-    fs::copy(folder + "/seed", data, fs::copy_options::recursive);
-  }
-};
+/// Shell commands, in which $0 is the archive and $1 the user defaults.
+constexpr const char* kUndecodable[] = {": > $0", "cp $1 $0", "truncate -s 300 $0", "truncate -s -1 $0",
+                                        "printf %0400d 0 | dd of=$0 bs=1 seek=8 conv=notrunc 2>/dev/null"};
 
-/// A start with this in place of the archive answers defaults, sends no request, and keeps later opt-outs.
-TEST_F(FilesTest, AnArchiveThatCannotBeDecodedIsKeptAside) {
-  restore();
-  const std::string whole = bytesOf(archive);
-  ASSERT_GT(whole.size(), 500u);
-  const std::pair<const char*, std::string> contents[] = {
-      {"empty", ""},
-      {"another root", base::archivedDataWithRootObject(base::Dictionary{{"e_b_c", 5}})},
-      {"a property list", bytesOf(defaults)},
-      {"noise before a trailer",
-       "bplist00" + std::string(whole.size() - 40, '\x5A') + whole.substr(whole.size() - 32)},
-      {"a half", whole.substr(0, whole.size() / 2)},
-      {"all but one byte", whole.substr(0, whole.size() - 1)},
-  };
-  for (const auto& [name, bytes] : contents) {
-    SCOPED_TRACE(name);
-    restore();
-    writeFile(archive, bytes);
+TEST_F(LifeTest, AnArchiveThatCannotBeDecodedIsKeptAside) {
+  for (const std::string command : kUndecodable) {
+    SCOPED_TRACE(command);
+    fs::remove_all(data);
+    firstLife();
+    ASSERT_EQ(system(("sh -c '" + command + "' " + archive + " " + defaults).c_str()), 0);
+    const std::string bytes = bytesOf(archive);
     Child app = host();
     EXPECT_EQ(app.ask("answers"), kDefaultAnswers);
     EXPECT_EQ(count(app.errors(), kKeptAside), 1);
@@ -49,61 +26,67 @@ TEST_F(FilesTest, AnArchiveThatCannotBeDecodedIsKeptAside) {
   }
 }
 
-TEST_F(FilesTest, WhatIsNoFileStopsNoStart) {
-  for (const std::string kind : {"mkdir -p $P/inside", "mkfifo $P", "ln -s $P $P", "ln -s /dev/zero $P"}) {
-    for (const std::string& each : {archive, defaults, archive + ".lock", defaults + ".lock",
-                                    fs::path(archive).parent_path().string(), container}) {
-      SCOPED_TRACE(kind + " in place of " + each.substr(data.size()));
-      restore();
-      ASSERT_EQ(system(("P='" + each + "'; rm -rf $P; " + kind).c_str()), 0);
-      Child app = host();
-      const std::string answers = app.ask("answers");
-      EXPECT_TRUE(answers == kDefaultAnswers || answers == kConfigurationAnswers) << answers;
-      sync(app, "start A");
-      app.ask("reset");
-      EXPECT_EQ(sync(app, "update"), "synced");
-      EXPECT_EQ(app.ask("answers"), kConfigurationAnswers);
-      EXPECT_EQ(app.end().status, 0);
-    }
+TEST_F(LifeTest, TheFirstStartDownloadsAndTheSecondReadsTheArchiveAndWritesNothing) {
+  {
+    Child first = host();
+    EXPECT_EQ(first.ask("answers"), kDefaultAnswers);
+    EXPECT_EQ(sync(first, "start A"), "synced");
+    EXPECT_EQ(first.ask("answers"), kConfigurationAnswers);
+    EXPECT_EQ(first.end().status, 0);
   }
+  EXPECT_EQ(backend.requestCount(), 1u);
+  writeFile(folder + "/end", "");
+  Child second = host();
+  EXPECT_EQ(second.ask("answers"), kConfigurationAnswers);
+  EXPECT_EQ(sync(second, "start A"), "none");
+  // The archive, the user defaults, and the folder of each. docs/guest.md says so of slow mounts.
+  EXPECT_EQ(second.ask("opens"), "4");
+  EXPECT_EQ(sync(second, "foreground"), "none");
+  EXPECT_EQ(backend.requestCount(), 1u);
+  EXPECT_EQ(system(("test -z \"$(find " + data + " -newer " + folder + "/end)\"").c_str()), 0);
+  second.ask("reset");
+  EXPECT_EQ(sync(second, "foreground"), "synced");
 }
 
-TEST_F(FilesTest, AFullOrReadOnlyDiskLeavesMemoryRightAndTheOldFileWhole) {
-  fs::create_directories(data);
-  // A file system that this test and its hosts see.
-  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-      mount("tmpfs", data.c_str(), "tmpfs", 0, "size=256k") != 0) {
-    GTEST_SKIP() << "this machine does not let the test mount a file system";
+TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
+  Child one = host(), two = host();
+  for (Child* const each : {&one, &two}) each->ask("answers");
+  for (int i = 0; i < 25; ++i) {
+    one.say("store a" + std::to_string(i) + " kept by one: " + std::to_string(i));
+    two.say("store b" + std::to_string(i) + " kept by two: " + std::to_string(i));
   }
-  const auto remount = [&](unsigned long flags) {
-    ASSERT_EQ(mount("tmpfs", data.c_str(), "tmpfs", MS_REMOUNT | flags, ""), 0);
-  };
-  for (const bool isReadOnly : {false, true}) {
-    for (const bool isFirst : {true, false}) {
-      SCOPED_TRACE(std::string(isReadOnly ? "read-only" : "full") + (isFirst ? ", first start" : ", later"));
-      for (const auto& entry : fs::directory_iterator(data)) fs::remove_all(entry);
-      if (!isFirst) firstLife();
-      if (isReadOnly) remount(MS_RDONLY);
-      if (!isReadOnly) writeFile(data + "/filler", std::string(1 << 20, 'x'));
-      const std::string before = bytesOf(archive);
-      for (const bool isFaulty : {true, false}) {
-        backend.setConfiguration(isFaulty ? R"({"e_b_c": 5})" : kConfiguration);
-        Child app = host();
-        EXPECT_EQ(app.ask("answers"), isFirst ? kDefaultAnswers : kConfigurationAnswers);
-        EXPECT_EQ(sync(app, "start A"), isFirst ? "synced" : "none");
-        app.ask("reset");
-        EXPECT_EQ(sync(app, "update"), "synced");
-        EXPECT_EQ(app.ask("batch"), isFaulty ? "5" : "50");
-        EXPECT_EQ(sync(app, "update"), "none");
-        EXPECT_EQ(app.ask("call 1").substr(0, 3), "yes");
-        EXPECT_EQ(app.end().status, 0);
-        EXPECT_TRUE(!isFaulty || bytesOf(archive) == before);
-        if (isReadOnly) remount(0);
-        fs::remove(data + "/filler");
-      }
+  for (const char* command : {"opt-out-push", "merge 1"}) one.say(command);
+  for (const char* command : {"region 1", "opt-out-inapp", "merge 1000"}) two.say(command);
+  EXPECT_EQ(one.end().status, 0);
+  EXPECT_EQ(two.end().status, 0);
+  EXPECT_EQ(host({"known"}).end().out, "ynn 1 nil nil nil\n");
+  EXPECT_EQ(count(bytesOf(defaults), "kept by"), 50);
+}
+
+/// Each folder holds the files of a release, and what it answered when it had written them
+/// (scripts/write-golden).
+TEST_F(LifeTest, FilesOfEveryEarlierReleaseAreRead) {
+  int releases = 0;
+  for (const auto& release : fs::directory_iterator(TIDEWELL_TEST_DATA "/golden")) {
+    SCOPED_TRACE(release.path().filename());
+    fs::remove_all(data);
+    fs::copy(release.path() / "data", data, fs::copy_options::recursive);
+    for (const auto& each : fs::recursive_directory_iterator(data)) {
+      // As the library makes them, whatever the mask of the checkout.
+      fs::permissions(each, fs::perms::group_write | fs::perms::others_write, fs::perm_options::remove);
     }
+    Child app = host();
+    std::ifstream table(release.path() / "answers.tsv");
+    int answers = 0;
+    for (std::string line; std::getline(table, line); ++answers) {
+      const auto tab = line.find('\t');
+      EXPECT_EQ(app.ask(line.substr(0, tab)), line.substr(tab + 1)) << line.substr(0, tab);
+    }
+    EXPECT_GT(answers, 10);
+    EXPECT_EQ(count(app.errors(), kKeptAside), 0);
+    ++releases;
   }
-  EXPECT_EQ(umount(data.c_str()), 0);
+  EXPECT_GT(releases, 0);
 }
 
 }  // namespace

@@ -25,6 +25,9 @@ const std::pair<std::string, Effect> kReplies[] = {
     {"kind=gzip-bomb:1073741824", Effect::fails},
     {"kind=encoding:gzip,bytes=12", Effect::fails},
     {"kind=wrong-authority", Effect::fails},
+    {"kind=close", Effect::fails},
+    {"kind=reset", Effect::fails},
+    {"kind=garbage", Effect::fails},
     {"kind=drip:1", Effect::merges},
     {"kind=encoding:gzip", Effect::merges},
     {"kind=surplus:7", Effect::merges},
@@ -40,30 +43,37 @@ const std::pair<std::string, Effect> kReplies[] = {
     {withBody(R"({\"p_f_t\": [], \"e_b_c\": 5})"), Effect::stops},
 };
 
-TEST_F(LifeTest, EveryReplyLeavesAWholeRecordAndEndsItsRequestOnce) {
+TEST_F(LifeTest, EveryReplyLeavesAWholeRecordEndsItsRequestOnceAndLeavesNothingElse) {
   backend.setConfiguration(R"({"e_b_c": 5})");
   Child app = host();
   ASSERT_EQ(sync(app, "start A"), "synced");
   const std::size_t descriptors = app.descriptorCount();
   int stopped = 0;
-  for (const auto& [text, effect] : kReplies) {
-    SCOPED_TRACE(text);
-    app.ask({R"(merge-json {"e_b_c": 77})", "reset"});
-    const std::string before = bytesOf(archive);
-    setFault(text);
-    const bool fails = effect == Effect::fails;
-    EXPECT_EQ(app.ask("call 0 A").substr(0, 3), fails ? "no " : "yes");
-    EXPECT_EQ(sync(app, "update"), fails ? "failed" : "synced");
-    EXPECT_EQ(app.ask("stamped"), fails ? "no" : "yes");
-    EXPECT_EQ(app.ask("batch"), effect == Effect::merges ? "5" : effect == Effect::defaults ? "30" : "77");
-    EXPECT_EQ(bytesOf(archive) == before, fails || effect == Effect::stops);
-    EXPECT_EQ(count(app.errors(), "line number - 118 "), stopped += effect == Effect::stops);
-    backend.clearFaults();
-  }
-  app.ask("reset");
-  EXPECT_EQ(sync(app, "update"), "synced");
-  EXPECT_EQ(app.ask("completed"), std::to_string(std::size(kReplies)));
-  EXPECT_TRUE(eventually([&] { return app.descriptorCount() <= descriptors; }));
+  const auto throughAll = [&] {
+    for (const auto& [text, effect] : kReplies) {
+      SCOPED_TRACE(text);
+      app.ask({R"(merge-json {"e_b_c": 77})", "reset"});
+      const std::string before = bytesOf(archive);
+      setFault(text);
+      const bool fails = effect == Effect::fails;
+      EXPECT_EQ(app.ask("call 0 A").substr(0, 3), fails ? "no " : "yes");
+      EXPECT_EQ(sync(app, "update"), fails ? "failed" : "synced");
+      EXPECT_EQ(app.ask("stamped"), fails ? "no" : "yes");
+      EXPECT_EQ(app.ask("batch"), effect == Effect::merges ? "5" : effect == Effect::defaults ? "30" : "77");
+      EXPECT_EQ(bytesOf(archive) == before, fails || effect == Effect::stops);
+      EXPECT_EQ(count(app.errors(), "line number - 118 "), stopped += effect == Effect::stops);
+      backend.clearFaults();
+    }
+    app.ask("reset");
+    EXPECT_EQ(sync(app, "update"), "synced");
+    EXPECT_TRUE(eventually([&] { return app.descriptorCount() <= descriptors; }));
+    return std::stol(app.ask("memory"));
+  };
+  const long memory = throughAll();
+  EXPECT_TRUE(throughAll() < memory + (64L << 10) || kIsSanitized);
+  EXPECT_EQ(app.ask("completed"), std::to_string(2 * std::size(kReplies)));
+  EXPECT_LE(app.threads("Pid").size(), 4u);
+  for (const auto& [name, id] : app.threads("Pid")) EXPECT_EQ(name.substr(0, 3), "tw-");
   // Bodies are refused while they arrive.
   EXPECT_LT(std::stol(Child::statusIn(app.proc("status"), "VmHWM")), kIsSanitized ? 2'000'000 : 200'000);
   EXPECT_EQ(app.end().status, 0);

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -16,7 +17,17 @@ class NamedAsTheDoor : public Object {
   static constexpr std::string_view kClassName = Door::kClassName;
 };
 
-TEST(Class, RespondsToWhatItsAuthorImplementedInAnyWay) {
+/// What a plug-in makes: an object of its own class, and one of a class that the host has, too. It is closed.
+std::pair<Ref, Ref> pluginKeepers(const char* path) {
+  void* const plugin = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  const auto make = reinterpret_cast<void (*)(Ref*, Ref*)>(dlsym(plugin, "makePluginKeepers"));
+  std::pair<Ref, Ref> made;
+  make(&made.first, &made.second);
+  dlclose(plugin);
+  return made;
+}
+
+TEST(Class, RespondsToWhatItsAuthorImplementedInAnyWayAndModule) {
   class Plain : public Keeper {};
   Class& lambdas = *allocateClassPair(&classOf<Porter>(), "PorterOfLambdas");
   const auto opens = [password = std::string("lambda")](Object&, Door&, const std::string& who) {
@@ -27,24 +38,40 @@ TEST(Class, RespondsToWhatItsAuthorImplementedInAnyWay) {
   registerClassPair(lambdas);
   const auto switched = make<Porter>();
   EXPECT_EQ(setClass(switched.get(), lambdas), &classOf<Porter>());
+  const auto [own1, shared1] = pluginKeepers(TIDEWELL_TEST_PLUGIN_1);
+  const auto [own2, shared2] = pluginKeepers(TIDEWELL_TEST_PLUGIN_2);
   const struct {
     Ref keeper;
     bool opens, counts;
-    std::string whoMayEnter;
-  } rows[] = {{make<Porter>(), true, false, "guest"},
-              {make<NightPorter>(), true, true, "guest"},
-              {make<Plain>(), false, false, ""},
-              {box(std::make_shared<Robot>()), true, false, "robot"},
-              {switched, true, false, "lambda"}};
+    const char *whoMayEnter, *className;
+  } rows[] = {{make<Porter>(), true, false, "guest", "Porter"},
+              {make<NightPorter>(), true, true, "guest", "NightPorter"},
+              {make<Plain>(), false, false, "", "Plain"},
+              {box(std::make_shared<Robot>()), true, false, "robot", "Robot"},
+              {switched, true, false, "lambda", "PorterOfLambdas"},
+              {own1, true, false, "guest of 1", "Delegate"},
+              {own2, true, false, "guest of 2", "Delegate#2"},
+              {shared1, true, false, "guest", "Porter"},
+              {shared2, true, false, "guest", "Porter"}};
   const auto door = make<Door>();
   for (const auto& row : rows) {
-    SCOPED_TRACE(description(row.keeper.get()));
+    SCOPED_TRACE(row.className);
+    EXPECT_EQ(row.keeper->isa().name(), row.className);
     EXPECT_EQ(respondsTo(row.keeper.get(), kOpen.selector()), row.opens);
     EXPECT_EQ(respondsTo(row.keeper.get(), kCount.selector()), row.counts);
     EXPECT_TRUE(conformsTo(row.keeper.get(), Keeper::protocol()));
-    EXPECT_EQ(row.opens && send(row.keeper, kOpen, *door, row.whoMayEnter), row.opens);
-    EXPECT_FALSE(row.opens && send(row.keeper, kOpen, *door, "burglar"));
+    Class& below = *allocateClassPair(&row.keeper->isa(), "Below" + addressText(row.keeper.get()));
+    EXPECT_TRUE(addMethod(below, kTwice, [](Object&, std::int64_t x) { return 2 * x; }));
+    registerClassPair(below);
+    for (Class* const each : {&row.keeper->isa(), &below}) {
+      setClass(row.keeper.get(), *each);
+      EXPECT_EQ(row.opens && send(row.keeper, kOpen, *door, row.whoMayEnter), row.opens);
+      EXPECT_FALSE(row.opens && send(row.keeper, kOpen, *door, "burglar"));
+    }
+    EXPECT_EQ(send(row.keeper, kTwice, 4), 8);
   }
+  EXPECT_EQ(shared1->isa().superclass(), shared2->isa().superclass());
+  EXPECT_NE(&own1->isa().nativeClass(), &own2->isa().nativeClass());
   EXPECT_FALSE(respondsTo(nullptr, kOpen.selector()));
   EXPECT_FALSE(conformsTo(nullptr, Keeper::protocol()));
   EXPECT_FALSE(conformsTo(door.get(), Keeper::protocol()));
@@ -113,28 +140,21 @@ TEST(Class, DiesAsTheRootClassAfterItsOwnDestructor) {
   EXPECT_EQ(log, "<Talker,NSObject");
 }
 
-class Egg;
-class Hen : public Object {
- public:
-  std::shared_ptr<Egg> egg;
-  static void describe(ClassBuilder<Hen>& c);
-};
+/// Each of the two classes has a property of the other.
+template <int number>
 class Egg : public Object {
  public:
-  std::shared_ptr<Hen> hen;
+  static constexpr std::string_view kClassName = number == 0 ? "Egg" : "Hen";
+  std::shared_ptr<Egg<1 - number>> other;
   static void describe(ClassBuilder<Egg>& c) {
-    EXPECT_EQ(classOf<Hen>().name(), "Hen");
-    c.property<&Egg::hen>("hen");
+    EXPECT_EQ(classOf<Egg<1 - number>>().name(), number == 0 ? "Hen" : "Egg");
+    c.template property<&Egg::other>("other");
   }
 };
-void Hen::describe(ClassBuilder<Hen>& c) {
-  EXPECT_EQ(classOf<Egg>().name(), "Egg");
-  c.property<&Hen::egg>("egg");
-}
 
 TEST(Class, ThreadsDeclareClassesThatReferToEachOther) {
-  std::thread other([] { EXPECT_EQ(classOf<Hen>().ownProperties().size(), 1u); });
-  EXPECT_EQ(classOf<Egg>().ownProperties().size(), 1u);
+  std::thread other([] { EXPECT_EQ(classOf<Egg<1>>().ownProperties().size(), 1u); });
+  EXPECT_EQ(classOf<Egg<0>>().ownProperties().size(), 1u);
   other.join();
 }
 

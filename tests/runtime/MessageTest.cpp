@@ -10,13 +10,11 @@ class Everything : public Object {
  public:
   int calls = 0;
   std::int64_t number(std::int64_t x) { return ++calls, x; }
-  bool flag(bool x) { return ++calls, x; }
   base::Value value(const base::Value& x) { return ++calls, x; }
   void nothing(const std::function<void()>& x) { ++calls, x(); }
   std::int64_t two(std::int64_t x, std::int64_t y) { return ++calls, x + y; }
   static void describe(ClassBuilder<Everything>& c) {
     c.method<&Everything::number>(Selector::named("number:"))
-        .method<&Everything::flag>(Selector::named("flag:"))
         .method<&Everything::value>(Selector::named("value:"))
         .method<&Everything::nothing>(Selector::named("nothing:"))
         .method<&Everything::two>(Selector::named("two:two:"));
@@ -33,7 +31,6 @@ TEST(Message, OfOtherTypesThanTheMethodRaisesAndCallsNothing) {
     std::function<void(Selector)> send;
   } kinds[] = {
       {"number:", "q@:q", [&](Selector s) { send<std::int64_t>(receiver, s, std::int64_t{1}); }},
-      {"flag:", "B@:B", [&](Selector s) { send<bool>(receiver, s, true); }},
       {"value:", "@@:@", [&](Selector s) { send<base::Value>(receiver, s, base::Value(1)); }},
       {"nothing:", "v@:@?", [&](Selector s) { send<void>(receiver, s, handler); }},
       {"two:two:", "q@:qq",
@@ -81,7 +78,6 @@ TEST(Message, ToNullOrOfAnUnknownSelector) {
       {[&] { return itsClass.ownMethod(Selector()) != nullptr; }, ""},
       {[&] { return itsClass.metaclass().method(Selector()) != nullptr; }, ""},
       {[&] { return Keeper::protocol().methodDescription(Selector(), false) != nullptr; }, ""},
-      {[&] { return Selector().hash() != 0; }, ""},
       {[&] { return send(door, kOpen, *door, "guest"); },
        unrecognized("-[TestDoor door:open:]", "instance", door.get())},
       {[&] { return send<bool>(porter, Selector()); }, toInstance},

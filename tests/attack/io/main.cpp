@@ -19,6 +19,7 @@
 
 #include "attack/Attack.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWUtils/KeychainServices/TWKeychain.h"
 #include "tidewell/core/TidewellCore.h"
 
 namespace {
@@ -141,9 +142,10 @@ namespace {
 std::mutex saying;  ///< guards `said`
 std::string said;   ///< the lines of the log
 
+/// Whether the log has these words since the last call.
 bool saidOf(std::string_view words) {
   const std::lock_guard lock(saying);
-  return said.find(words) != std::string::npos;
+  return std::exchange(said, {}).find(words) != std::string::npos;
 }
 
 void install() {
@@ -165,12 +167,10 @@ int live() {
   install();
   isTortured = true;
   TidewellCore::sharedInstance().initializeWithAppID("A");
-  {
-    const std::lock_guard lock(saying);
-    said.clear();
-  }
+  saidOf("");
   config().setUserPushNotificationOptedOut(true);
   shared->pushOptedOut = !saidOf("The configuration");
+  TWKeychain::save("other", "secret");
   defaults().setObject(std::string(6000, 't'), "token");
   shared->tokenKept = defaults().synchronize();
   shared->memoryWasRight = !config().isUserPushEnabled() && defaults().objectForKey("token").length() == 6000;
@@ -185,9 +185,6 @@ int wrong(const char* what) {
 /// The next life: what it finds, and what it leaves after a write.
 int check() {
   const fs::path container = fs::path(root) / "org.example.attack/Library";
-  for (const char* each : {"Tidewell/TdwConfig.corrupt", "Preferences/org.example.attack.plist.corrupt"}) {
-    if (fs::exists(container / each)) return wrong("a file of the life before is whole");
-  }
   install();
   const bool push = !config().isUserPushEnabled();
   if (shared->pushOptedOut && !push) return wrong("an opt-out that was written is found");
@@ -197,21 +194,22 @@ int check() {
   if (!token.isNil() && token.length() != 6000) return wrong("a user default is whole");
   if (defaults().objectForKey("earlier") != base::Value("kept"))
     return wrong("an earlier user default is found");
+  if (TWKeychain::load("io") != base::Value("secret")) return wrong("an earlier secret is found");
   config().setUserInAppNotificationOptedOut(true);
   defaults().setObject(1, "next");
   if (!defaults().synchronize()) return wrong("the next life can write");
   for (const auto& each : fs::recursive_directory_iterator(container)) {
     const std::string name = each.path().filename();
-    if (name.ends_with(".tmp") || name.find(".change-") != std::string::npos)
-      return wrong((name + " is gone after the next write").c_str());
+    if (name.ends_with(".tmp") || name.ends_with(".corrupt") || name.find(".change-") != std::string::npos)
+      return wrong((name + " is not left after the next write").c_str());
   }
-  return !saidOf("corrupt") ? 0 : wrong("the archive of the life before is whole");
+  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int every = static_cast<int>(Arguments(argc, argv).number(0, 1));
+  const int every = argc > 1 ? std::atoi(argv[1]) : 1;
   const TemporaryFolder folder;
   shared = static_cast<Shared*>(
       mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
@@ -220,6 +218,7 @@ int main(int argc, char** argv) {
     install();
     config().setDataTrackingOptedOut(true);
     defaults().setObject("kept", "earlier");
+    TWKeychain::save("io", "secret");
     return defaults().synchronize() ? 0 : 1;
   }));
   root = folder.path + "/data";

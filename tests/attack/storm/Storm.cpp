@@ -16,10 +16,7 @@
 #include "guest/hosts/EveryOperation.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
-#include "tidewell/core/foundation/TWModelObject.h"
 #include "tidewell/platform/UINavigationController.h"
-#include "tidewell/runtime/Invocation.h"
-#include "tidewell/runtime/Observing.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace {
@@ -27,6 +24,10 @@ namespace {
 using namespace tidewell;
 
 using attack::ignore;
+using guest::config;
+using guest::core;
+using guest::kLevel;
+using guest::Tank;
 using platform::UIApplication;
 using platform::UIViewController;
 using runtime::Ref;
@@ -112,25 +113,6 @@ class Listener : public platform::UIApplicationDelegate {
   const bool mayIntercept_;
 };
 
-class Tank : public runtime::Subclass<Tank, TWModelObject> {
- public:
-  std::int64_t level() const { return level_; }
-  void setLevel(std::int64_t level) {
-    runtime::changing(*this, "level", [&] { level_ = level; });
-  }
-  void observed(const std::string&, Object*, const base::Dictionary&, const void*) { ++level_; }
-  static void describe(runtime::ClassBuilder<Tank>& c) {
-    c.property<&Tank::level, &Tank::setLevel>("level")
-        .method<&Tank::level>(Selector::named("level"))
-        .method<&Tank::observed>(runtime::kObserveValueForKeyPath);
-  }
-
- private:
-  std::atomic<std::int64_t> level_{0};
-};
-
-inline constinit const runtime::Message<std::int64_t()> kLevel{"level"};
-
 // What the threads share.
 testing::StandInBackend* backend = nullptr;
 Shelf<Ref> listeners, delegates;
@@ -139,22 +121,17 @@ Shelf<std::shared_ptr<UIViewController>> controllers;
 Shelf<std::shared_ptr<platform::UIWindow>> windows;
 Shelf<std::shared_ptr<runtime::Observation>> observations;
 Shelf<std::string> interceptorIDs;
-std::atomic<int> classesMade{0}, boundedCalls{0}, requestsUnderWay{0};
+std::atomic<int> boundedCalls{0}, requestsUnderWay{0};
 const base::Url kShop = *base::Url::URLWithString("shop:cart");
 const std::string kClassNames[] = {"StormA", "StormB", "StormC"};
-
-/// Whether a thing that is bounded may be made once more.
-bool take(std::atomic<int>& made, int most) { return made < most && made++ < most; }
 
 bool isBusy() { return requestsUnderWay >= kMostRequests; }
 
 /// One of the requests under way, until its last copy goes: a request may raise before it has a completion.
-struct Slot {
-  Slot() { ++requestsUnderWay; }
-  ~Slot() { --requestsUnderWay; }
-};
-
-TidewellCore& facade() { return TidewellCore::sharedInstance(); }
+std::shared_ptr<void> slot() {
+  ++requestsUnderWay;
+  return {nullptr, [](void*) { --requestsUnderWay; }};
+}
 
 UIViewController& controller(Random& random) {
   thread_local std::shared_ptr<UIViewController> kept;
@@ -193,7 +170,6 @@ struct Call {
   std::function<void(Random&)> run;
 };
 
-TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
 UIApplication& application() { return *UIApplication::sharedApplication(); }
 
 void post(Random& random) {
@@ -204,29 +180,14 @@ void post(Random& random) {
   if (!isBusy()) center.postNotificationName(random.of(kNames), {}, random.value());
   center.removeObserver(token);
 }
-void downloadImage(Random& random) {
-  if (isBusy()) return;
-  const auto slot = std::make_shared<Slot>();
-  facade().downloadImageForURL(anyURL(random), [slot](bool, std::optional<base::Data>) {});
-}
 void request(Random& random) {
   if (isBusy()) return;
-  const auto slot = std::make_shared<Slot>();
   const auto maybe = [&](base::Dictionary some) {
     return random.coin() ? std::optional(std::move(some)) : std::nullopt;
   };
   TWNetworkRequest(static_cast<TWService>(random.below(16) - 1), maybe({{"q", random.text()}}),
                    maybe({{"tdw-appkey", random.text()}}), maybe(random.dictionary()), random.text())
-      .executeRequestWithCompletionBlock([slot](bool, const base::Value&) {});
-}
-void encode(Random& random) {
-  const base::Dictionary dictionary = random.dictionary();
-  const std::string format = random.coin() ? "yyyy-MM-dd" : random.text();
-  ignore(TWCoreUtils::transformPayloadForIncompatibleTypes(dictionary).count(),
-         TWCoreUtils::getJSONStringFromDictionary(dictionary),
-         TWCoreUtils::getColorFromHexValue(random.text()), validObjectForKeyPath(dictionary, "a.from"),
-         TWDateUtils::getStringForDate(base::Date{1e9}, format, random.coin()),
-         TWDateUtils::getDateForString(random.text(), format, random.coin()));
+      .executeRequestWithCompletionBlock([slot = slot()](bool, const base::Value&) {});
 }
 void setDefaults(Random& random) {
   const auto defaults = platform::Platform::current().userDefaultsWithSuiteName("group.a");
@@ -236,9 +197,6 @@ void setDefaults(Random& random) {
 void registerInterceptor(Random& random) {
   const auto id = Swizzler::registerAppDelegateInterceptor(listeners.at(random));
   if (id) interceptorIDs.put(random, *id);
-}
-void unregister(Random& random) {
-  Swizzler::unregisterAppDelegateInterceptorWithID(interceptorIDs.at(random));
 }
 void walkInterceptors(Random&) {
   Swizzler::notifyInterceptorsWithMethodSelector(
@@ -250,19 +208,6 @@ void makeWindow(Random& random) {
   window->setRootViewController(controllers.at(random));
   window->makeKeyAndVisible();
   windows.put(random, window);
-}
-void invoke(Random& random) {
-  runtime::Invocation invocation(kLevel.signature());
-  invocation.setTarget(tanks.at(random));
-  if (random.below(4)) invocation.setSelector(kLevel.selector());
-  invocation.invoke();
-}
-void makeClass(Random& random) {
-  if (!take(classesMade, kMostMade)) return;
-  const std::string name =
-      random.coin() ? random.of(kClassNames) : "Storm" + std::to_string(random.below(999));
-  auto* const made = runtime::allocateClassPair(&runtime::classOf<Tank>(), name);
-  if (made != nullptr) runtime::registerClassPair(*made);
 }
 Tank* tank(Random& random) {
   thread_local std::shared_ptr<Tank> kept[2];
@@ -280,18 +225,6 @@ void observe(Random& random) {
   auto made = runtime::observe(tanks.at(random), "level", 3, [](const base::Dictionary&) {});
   observations.put(random, std::make_shared<runtime::Observation>(std::move(made)));
 }
-void clear(Random& random) {
-  if (random.below(50) == 0) Swizzler::clearInterceptors();
-}
-void line(Random& random) {
-  TWLogger::logWithVerbosity(random.below(4), random.below(7), {"f", 1, "m", random.value()});
-}
-void ship(Random& random) {
-  if (!isBusy()) TWLogger::logWithVerbosity(1, 5, {random.value()}, random.text());
-}
-void replaceMethod(Random& random) {
-  if (random.below(20) == 0) runtime::replaceMethod(anyClass(random), kLevel.selector(), levelMethod());
-}
 void merge(Random& random) {
   config().updateConfigFromResponse(random.coin() ? base::JSONObjectWithData(random.of(kReplies))
                                                   : random.value());
@@ -302,35 +235,31 @@ void setRecord(Random& random) {
 }
 
 std::vector<Call> calls{
-    {"event lists", 4, [](Random& r) { ignore(config().isEventBlackListed(r.text())); }},
-    {"flushed events", 4, [](Random&) { ignore(config().isEventInstantFlushEvent("buy")); }},
     {"restricted IDs", 2, [](Random& r) { ignore(config().restrictionOfUniqueID(r.text())); }},
-    {"restricted ID", 2, [](Random&) { ignore(config().isUniqueIDRestricted("aaaaaaaaaaaaaaaa")); }},
     {"record", 2, setRecord},
-    {"region", 1,
-     [](Random& r) { config().setDataRedirectionRegion(static_cast<TWDataRegion>(r.below(4))); }},
     {"any merge", 2, merge},
     {"backend", 1, [](Random& r) { backend->setConfiguration(r.of(kReplies)); }},
-    {"reset", 1, [](Random&) { facade().userReset(); }},
-    {"sync", 1, [](Random&) { isBusy() ? void() : facade().updateConfig(); }},
-    {"levels", 2, [](Random& r) { facade().debug(r.below(4)); }},
-    {"app group", 1, [](Random& r) { facade().setAppGroupID(r.coin() ? "group.a" : "group.b"); }},
+    {"reset", 1, [](Random&) { core().userReset(); }},
+    {"sync", 1, [](Random&) { isBusy() ? void() : core().updateConfig(); }},
+    {"levels", 2, [](Random& r) { core().debug(r.below(4)); }},
+    {"app group", 1, [](Random& r) { core().setAppGroupID(r.coin() ? "group.a" : "group.b"); }},
     {"notifications", 2, post},
-    {"image", 1, downloadImage},
     {"request", 2, request},
-    {"line", 8, line},
-    {"shipped line", 1, ship},
+    {"line", 8,
+     [](Random& r) {
+       TWLogger::logWithVerbosity(r.below(4), r.below(7), {"f", 1, "m", r.value()});
+     }},
     {"log", 2, [](Random& r) { TWLogger::log("%@ of %@", {r.value()}); }},
     {"format", 1, [](Random& r) { TWLogger::setFormat(r.coin() ? "Storm - %@ %@" : "%@", r.below(3)); }},
     {"severity", 1, [](Random& r) { TWLogger::setMinimumSeverity(r.below(6)); }},
     {"defaults of a suite", 2, setDefaults},
-    {"encode", 2, encode},
     // The delegate and presentation.
     {"new listener", 4, [](Random& r) { listeners.put(r, runtime::make<Listener>(true)); }},
     {"new delegate", 2, [](Random& r) { delegates.put(r, runtime::make<Listener>(false)); }},
     {"register", 8, registerInterceptor},
-    {"unregister", 8, unregister},
-    {"clear", 1, clear},
+    {"unregister", 8,
+     [](Random& r) { Swizzler::unregisterAppDelegateInterceptorWithID(interceptorIDs.at(r)); }},
+    {"clear", 1, [](Random& r) { r.below(50) ? void() : Swizzler::clearInterceptors(); }},
     {"keys", 8, [](Random&) { ignore(Swizzler::interceptors().allKeys()); }},
     {"walk", 8, walkInterceptors},
     {"delegate", 4, [](Random& r) { application().setDelegate(delegates.at(r)); }},
@@ -350,8 +279,6 @@ std::vector<Call> calls{
     {"take out", 1, [](Random& r) { controller(r).removeFromParentViewController(); }},
     {"window", 1, makeWindow},
     {"alert", 1, [](Random& r) { TWCoreUtils::showAlertViewWithMessage(r.text(), r.text()); }},
-    {"page", 1, [](Random& r) { TWCoreUtils::openRichLandingLink(anyURL(r)); }},
-    {"close page", 1, [](Random& r) { facade().dismissRichLandingWebViewControllerWithAnimation(r.coin()); }},
     {"link", 1, [](Random& r) { TWCoreUtils::openDeeplink(anyURL(r)); }},
     {"old link", 1, [](Random& r) { TWCoreUtils::openDeeplinkBelowiOS10(anyURL(r)); }},
     {"top", 2, [](Random&) { ignore(TWCoreUtils::getTopMostPresentedViewController()); }},
@@ -359,11 +286,17 @@ std::vector<Call> calls{
     {"new tank", 2, [](Random& r) { tanks.put(r, runtime::make<Tank>()); }},
     {"send", 6, [](Random& r) { ignore(runtime::send(tanks.at(r), kLevel)); }},
     {"send cold", 2, [](Random& r) { ignore(runtime::send<std::int64_t>(tanks.at(r), late(r))); }},
-    {"invoke", 2, invoke},
     {"switch class", 3, [](Random& r) { runtime::setClass(tank(r), anyClass(r)); }},
-    {"class pair", 1, makeClass},
+    {"class pair", 1,
+     [](Random& r) {
+       auto* const made = runtime::allocateClassPair(&runtime::classOf<Tank>(), r.of(kClassNames));
+       if (made != nullptr) runtime::registerClassPair(*made);
+     }},
     {"add method", 1, [](Random& r) { runtime::addMethod(anyClass(r), late(r), levelMethod()); }},
-    {"replace method", 1, replaceMethod},
+    {"replace method", 1,
+     [](Random& r) {
+       if (r.below(20) == 0) runtime::replaceMethod(anyClass(r), kLevel.selector(), levelMethod());
+     }},
     {"set value", 4, [](Random& r) { runtime::setValueForKey(tank(r), "level", r.below(9)); }},
     {"set any value", 1, [](Random& r) { runtime::setValueForKey(tank(r), "level", r.value()); }},
     {"value", 2, [](Random& r) { ignore(runtime::valueForKeyPath(tank(r), "level")); }},
@@ -383,7 +316,7 @@ void addGuestOperations() {
     if (name == "replace") continue;  // expects that no other thread removes its record
     const bool isBounded = name == "network" || name == "proxy" || name == "objects" || name == "core";
     calls.push_back({each.name, 1, [&each, isBounded](Random&) {
-                       if (!isBounded || (!isBusy() && take(boundedCalls, kMostMade))) each.run();
+                       if (!isBounded || (!isBusy() && boundedCalls++ < kMostMade)) each.run();
                      }});
   }
 }
@@ -396,9 +329,10 @@ struct Worker {
 std::array<Worker, kThreads> workers;
 
 void explainHang(int) {
+  dprintf(STDERR_FILENO, "storm: not at its end %d s after its time\n", kLongestEnd);
   for (const Worker& worker : workers)
-    if (const char* const call = worker.call) std::fprintf(stderr, "storm: hangs in \"%s\"\n", call);
-  std::abort();
+    if (const char* const call = worker.call) dprintf(STDERR_FILENO, "storm: a thread is in \"%s\"\n", call);
+  _exit(2);
 }
 
 void work(Worker& worker, std::uint64_t seed, const std::atomic<bool>& ends) {
@@ -423,18 +357,17 @@ void work(Worker& worker, std::uint64_t seed, const std::atomic<bool>& ends) {
 
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // the seed is to be seen when the program crashes
-  const attack::Arguments arguments(argc, argv);
-  const std::size_t seconds = arguments.number(0, 60);
-  const std::size_t seed = arguments.number(1, std::random_device()());
+  const std::size_t seconds = argc > 1 ? std::stoul(argv[1]) : 60;
+  const std::size_t seed = argc > 2 ? std::stoul(argv[2]) : std::random_device()();
   std::printf("storm: %zu s, seed %zu\n", seconds, seed);
   std::signal(SIGALRM, explainHang);
   alarm(static_cast<unsigned>(seconds) + kLongestEnd);
-  attack::TemporaryFolder folder(attack::folderInMemory());
+  attack::TemporaryFolder folder;
   testing::StandInBackend standIn;
   standIn.setResource("/image", "bytes", "image/png");
   backend = &standIn;
   if (!posix::install(attack::optionsFor(folder.path, standIn.port(), standIn.caFile()))) return 1;
-  facade().initializeWithAppID("STORM");
+  core().initializeWithAppID("STORM");
   addGuestOperations();
 
   std::atomic<bool> ends{false};

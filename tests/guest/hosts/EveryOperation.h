@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "FailedRequirement.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
@@ -21,17 +20,24 @@
 #include "tidewell/core/TidewellCore.h"
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
+#include "tidewell/core/foundation/TWModelObject.h"
 #include "tidewell/platform/NotificationCenter.h"
 #include "tidewell/platform/UIApplication.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
 #include "tidewell/runtime/Associations.h"
 #include "tidewell/runtime/Class.h"
 #include "tidewell/runtime/Description.h"
+#include "tidewell/runtime/Invocation.h"
+#include "tidewell/runtime/KeyValueCoding.h"
+#include "tidewell/runtime/Observing.h"
 
 namespace tidewell::guest {
 
 inline TidewellCore& core() { return TidewellCore::sharedInstance(); }
 inline TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
+
+/// If not null, called instead of ending the program: for programs in which a requirement may fail.
+inline void (*onFailedRequirement)(const char* what) = nullptr;
 
 /// Ends the program at once unless the condition holds. Raises nothing and calls no `exit`, because the
 /// process may be ending already.
@@ -64,7 +70,28 @@ inline TWNetworkRequest request(TWService service = TWServiceSendReports) {
 /// A delegate and interceptor.
 class Hearer : public platform::UIApplicationDelegate {
  public:
-  bool openURL(platform::UIApplication&, const base::Url&, const base::Dictionary&) override { return true; }
+  inline static std::atomic<int> calls{0};
+  bool openURL(platform::UIApplication&, const base::Url&, const base::Dictionary&) override {
+    return ++calls > 0;
+  }
+};
+
+inline constinit const runtime::Message<std::int64_t()> kLevel{"level"};
+/// An object with a property, which it raises as an observer.
+class Tank : public runtime::Subclass<Tank, TWModelObject> {
+ public:
+  std::int64_t level() const { return level_; }
+  void setLevel(std::int64_t level) {
+    runtime::changing(*this, "level", [&] { level_ = level; });
+  }
+  void observed(const std::string&, Object*, const base::Dictionary&, const void*) { ++level_; }
+  static void describe(runtime::ClassBuilder<Tank>& c) {
+    c.property<&Tank::level, &Tank::setLevel>("level").method<&Tank::level>(kLevel);
+    c.method<&Tank::observed>(runtime::kObserveValueForKeyPath);
+  }
+
+ private:
+  std::atomic<std::int64_t> level_{0};
 };
 
 struct Operation {
@@ -147,7 +174,7 @@ inline constexpr Operation kOperations[] = {
      [] {
        TWLogger::setFormat("Host - %@", TWLogVerbosityDefault);
        TWLogger::setupDefaultFormats();
-       TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityError, {"a line"},
+       TWLogger::logWithVerbosity(TWLogVerbosityDetailed, TWLogSeverityError, {"f", 1, "m", "a line"},
                                   base::Array{"frame"});
      }},
     {"proxy",
@@ -173,16 +200,26 @@ inline constexpr Operation kOperations[] = {
      [] {
        static std::atomic<int> count{0};
        const std::string name = "Made" + std::to_string(++count);
-       const auto object = runtime::make<Hearer>();
+       const auto tank = runtime::make<Tank>(), watcher = runtime::make<Tank>();
        static const int key = 0;
-       runtime::setAssociatedObject(object.get(), &key, 1, runtime::AssociationPolicy::retain);
-       require(runtime::associatedObject(object.get(), &key) == base::Value(1), "an associated object");
+       runtime::setAssociatedObject(tank.get(), &key, 1, runtime::AssociationPolicy::retain);
+       require(runtime::associatedObject(tank.get(), &key) == base::Value(1), "an associated object");
        static_cast<void>(runtime::Selector::named(name));
-       runtime::Class* const made = runtime::allocateClassPair(&object->isa(), name);
+       runtime::Class* const made = runtime::allocateClassPair(&tank->isa(), name);
        require(made != nullptr, "a new class");
        runtime::registerClassPair(*made);
-       runtime::setClass(object.get(), *made);
-       static_cast<void>(runtime::description(object.get()));  // a send with a cold cache
+       runtime::setClass(tank.get(), *made);
+       runtime::addObserver(tank.get(), watcher, "level", runtime::kObserveNew | runtime::kObserveOld);
+       runtime::setValueForKey(tank.get(), "level", 7);
+       require(runtime::valueForKey(tank.get(), "level") == base::Value(7), "a value by its key");
+       require(watcher->level() == 1, "an observer");
+       runtime::removeObserver(tank.get(), watcher.get(), "level");
+       runtime::Invocation invocation(kLevel.signature());
+       invocation.setSelector(kLevel.selector());
+       invocation.setTarget(tank);
+       invocation.invoke();
+       require(runtime::send(tank, kLevel) == 7, "a send");
+       static_cast<void>(runtime::description(tank.get()));  // a send with a cold cache
        platform::NotificationCenter& center = platform::NotificationCenter::defaultCenter();
        const auto token = center.addObserver(name, [](const platform::Notification&) {});
        center.postNotificationName(name);

@@ -1,8 +1,5 @@
 #include "hosts/ForkMatrix.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -12,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "InChild.h"
 #include "hosts/EveryOperation.h"
 #include "hosts/HostOptions.h"
 
@@ -46,27 +44,13 @@ struct Pair {
   Way way;
 };
 
-/// Does something in the child of a fork; the status with which it ended. It ends by `_exit`, as a child does
-/// that goes on.
-template <class Function>
-int inChild(Function function) {
-  const pid_t process = fork();
-  if (process == 0) {
-    alarm(kPatienceSeconds);
-    function();
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(process, &status, 0);
-  return status;
-}
-
-/// One process with a thread that does the parent's operation over and over, and three children.
-void live(const Pair& pair, unsigned seed) {
+/// One process with a thread that does the parent's operation over and over, and three children: the first
+/// status that is not 0.
+int live(const Pair& pair, unsigned seed) {
   platformOfPair = posix::install(hostOptions());
   require(platformOfPair != nullptr, "installation");
-  std::atomic<int> done{-1};
-  std::thread([&] {
+  static std::atomic<int> done{-1};
+  std::thread([&pair] {
     for (done = 0;; ++done) {
       pair.parent.run();
       if (done > 20'000) usleep(1000);  // what no thread drains must not fill the memory
@@ -78,28 +62,30 @@ void live(const Pair& pair, unsigned seed) {
     const auto instant = Clock::now() + std::chrono::microseconds(random() % longest);
     while (Clock::now() < instant) continue;
     mainQueue().async([] {});  // beside a thread that may wait for it
-    std::atomic<int> status{-1};
+    std::atomic<bool> isDone{false};
+    int status = 0;
+    const auto runChild = [&] { return pair.child.run(), 0; };
     const auto forkAndWait = [&] {
-      status = inChild([&] {
-        if (pair.way != kSecondFork) return pair.child.run();
+      status = waitFor(inChild(kPatienceSeconds, [&] {
+        if (pair.way != kSecondFork) return runChild();
         addFarewell();  // what waits in the child is neither run nor destroyed in its own child
-        require(inChild(pair.child.run) == 0, "a second fork");
-      });
+        return waitFor(inChild(kPatienceSeconds, runChild));
+      }));
+      isDone = true;
     };
     if (pair.way == kFromMainQueue) mainQueue().async(forkAndWait);
     if (pair.way != kFromMainQueue) forkAndWait();
-    while (status < 0) platformOfPair->pollMainQueue();  // another thread may drain it
-    if (WIFSIGNALED(status)) raise(WTERMSIG(status));
-    require(status == 0, "a child");
+    while (!isDone) platformOfPair->pollMainQueue();  // another thread may drain it
+    if (status != 0) return status;
   }
-  _exit(0);  // the thread uses this frame
+  return 0;
 }
 
 }  // namespace
 
 std::string forkMatrix(const std::string& arguments) {
   alarm(0);  // each child has a limit of its own
-  int seconds = 0, number = 0, wrong = 0;
+  int seconds = 0, wrong = 0;
   unsigned seed = 1;
   std::string only;
   std::getline(std::istringstream(arguments) >> seconds >> seed >> std::ws, only);
@@ -116,20 +102,16 @@ std::string forkMatrix(const std::string& arguments) {
   std::string folder = "/tmp/tidewell-fork-matrix-XXXXXX";
   setenv("XDG_DATA_HOME", mkdtemp(folder.data()), 1);
   const auto end = Clock::now() + std::chrono::seconds(seconds);
-  do {
-    for (const Pair& each : pairs) {
-      const int status =
-          inChild([&] { alarm(10 * kPatienceSeconds), live(each, seed + static_cast<unsigned>(number)); });
-      ++number;
-      wrong += status != 0;
-      if (status != 0)
-        std::printf("%s: parent/child: %s/%s, way %d\n",
-                    WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "failed", each.parent.name,
-                    each.child.name, each.way);
-      std::filesystem::remove_all(folder);
-      if (seconds > 0 && Clock::now() >= end) break;
-    }
-  } while (Clock::now() < end);
+  unsigned number = 0;
+  for (; seconds > 0 ? Clock::now() < end : number < pairs.size(); ++number) {
+    const Pair& each = pairs[number % pairs.size()];
+    const int status = waitFor(inChild(10 * kPatienceSeconds, [&] { return live(each, seed + number); }));
+    std::filesystem::remove_all(folder);
+    if (status == 0) continue;
+    ++wrong;
+    std::printf("status %d: parent/child: %s/%s, way %d\n", status, each.parent.name, each.child.name,
+                each.way);
+  }
   require(wrong == 0, "the pairs above");
   return std::to_string(number) + " of " + std::to_string(pairs.size()) + " pairs";
 }

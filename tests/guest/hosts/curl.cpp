@@ -4,7 +4,7 @@
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
 
-#include <future>
+#include <semaphore>
 #include <thread>
 
 #include "hosts/EveryOperation.h"
@@ -35,14 +35,14 @@ void useOwn() {
 }
 
 void sendAndWait(int count) {
-  std::vector<std::future<bool>> ends;
+  static std::counting_semaphore<> ended{0};
   for (int i = 0; i < count; ++i) {
-    const auto end = std::make_shared<std::promise<bool>>();
-    ends.push_back(end->get_future());
-    guest::request().executeRequestWithCompletionBlock(
-        [end](bool success, const base::Value&) { end->set_value(success); });
+    guest::request().executeRequestWithCompletionBlock([](bool success, const base::Value&) {
+      require(success, "the SDK's requests");
+      ended.release();
+    });
   }
-  for (auto& each : ends) require(each.get(), "the SDK's requests");
+  for (int i = 0; i < count; ++i) ended.acquire();
 }
 void useSdk() {
   require(posix::install(guest::hostOptions()) != nullptr, "installation");

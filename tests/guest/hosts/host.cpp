@@ -3,35 +3,40 @@
 //
 // The environment chooses: HOST_UNINSTALLED leaves the installation to the command `install`, HOST_DEBUG logs
 // everything; HostOptions.h reads the others.
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <clocale>
+#include <cstdarg>
 #include <cstring>
 #include <iostream>
 #include <map>
 #include <random>
 #include <thread>
 
+#include "InChild.h"
 #include "RefuseSystemCall.h"
 #include "hosts/EveryOperation.h"
 #include "hosts/ForkMatrix.h"
 #include "hosts/HostOptions.h"
-#include "hosts/Machine.h"
 
 namespace {
 
 using namespace tidewell;
 using guest::config;
 using guest::core;
-using guest::Machine;
 using guest::require;
+
+/// How often a file of the application was opened, and the seconds that the wall clock is ahead. This program
+/// defines some of the C library's functions itself; the libraries in it find those first.
+std::atomic<int> opens{0};
+std::atomic<std::int64_t> wallClockStep{0};
 
 posix::PosixPlatform* machine = nullptr;
 /// The answer to the command that is being done.
@@ -169,19 +174,8 @@ void end(const std::string& way) {
   for (;;) pause();
 }
 
-/// Makes opening a path fail with an error, or takes all descriptors away with "descriptors".
-void setFault(const std::string& error, const std::string& path) {
-  static rlimit full{};
-  if (full.rlim_max == 0) getrlimit(RLIMIT_NOFILE, &full);
-  std::strncpy(Machine::faultyPath, path.c_str(), sizeof Machine::faultyPath - 1);
-  Machine::openError = std::atoi(error.c_str());
-  const rlimit none{3, full.rlim_max};
-  setrlimit(RLIMIT_NOFILE, error == "descriptors" ? &none : &full);
-}
-
 /// In the child of a fork: answers come from the record, and what needs a thread ends at once.
 void beChild() {
-  alarm(100);
   require(guest::gates().substr(0, 9) == "ynyynyyyy", "the child's gates");
   require(config().isEventBlackListed("spam"), "the child's lists");
   for (int i = 0; i < 3; ++i) {
@@ -206,15 +200,8 @@ void forks(int count) {
   });
   for (int i = 0; i < count; ++i) {
     send(1);
-    const pid_t child = fork();
-    if (child == 0) {
-      beChild();
-      if (i % 2 == 0) _exit(0);
-      exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    require(status == 0, WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "a child");
+    require(tidewell::waitFor(inChild(100, [i] { return beChild(), i % 2 == 0 ? 0 : (exit(0), 0); })) == 0,
+            "a child");
   }
   waitFor(ended, sent);
   require(succeeded == sent, "the parent's requests");
@@ -360,9 +347,8 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
        answer = shown(machine->userDefaultsWithSuiteName(group.value_or("missing"))->objectForKey(key));
      }},
 
-    {"fault", [](auto& text) { setFault(split(text).first, split(text).second); }},
-    {"opens", [](auto&) { answer = std::to_string(Machine::opens.exchange(0)); }},
-    {"step", [](auto& seconds) { Machine::wallClockStep = std::stoll(seconds); }},
+    {"opens", [](auto&) { answer = std::to_string(opens.exchange(0)); }},
+    {"step", [](auto& seconds) { wallClockStep = std::stoll(seconds); }},
     {"memory", [](auto&) { answer = std::to_string(allocatedBytes()); }},
     {"chdir", [](auto& folder) { require(chdir(folder.c_str()) == 0, "another folder"); }},
     {"setenv", [](auto& name) { setenv(name.c_str(), "/nowhere", 1); }},
@@ -378,12 +364,32 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
 
 }  // namespace
 
+extern "C" {
+
+__attribute__((visibility("default"))) int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  if (std::strstr(path, "/org.example.life") != nullptr) ++opens;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+__attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  static const auto real = reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
+  const int result = real(clock, time);
+  if (result == 0 && clock == CLOCK_REALTIME) time->tv_sec += wallClockStep;
+  return result;
+}
+
+}  // extern "C"
+
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   std::setlocale(LC_ALL, "");
   if (getenv("HOST_UNINSTALLED") == nullptr) install();
   if (!guest::variable("HOST_DEBUG").empty()) core().debug(TWLogLevelDebug);
-  Machine::opens = 0;
+  opens = 0;
   for (std::string line; argc > 1 || std::getline(std::cin, line);) {
     if (argc > 1) line = (--argc, *++argv);
     if (line == "exit return") return 7;
