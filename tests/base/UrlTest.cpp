@@ -41,9 +41,6 @@ TEST(UrlComponents, BuildsTheUrlsOfThePlatform) {
     const auto url = urlOfCase(row);
     EXPECT_EQ(url ? std::optional(url->absoluteString()) : std::nullopt, optionalText(row["expected"]));
   }
-  UrlComponents tooLong;
-  tooLong.setPath("/" + std::string(Url::kMaximumLength, 'a'));
-  EXPECT_FALSE(tooLong.URL());
 }
 
 TEST(Url, TellsThePartsOfReferencesAndRefusesOtherTexts) {

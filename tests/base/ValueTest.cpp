@@ -4,7 +4,6 @@
 #include <random>
 
 #include "VectorFile.h"
-#include "tidewell/base/Error.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/TextFormat.h"
@@ -134,8 +133,6 @@ TEST(Value, DescriptionsAreThePlatforms) {
     EXPECT_EQ(stringWithFormat("%@", {value}), value.description());
   }
   EXPECT_EQ(Array({"a\xFF\xE2\x82"}).description(), "(\n    \"a\\Ufffd\\Ufffd\"\n)");
-  EXPECT_EQ((Error{std::string(kUrlErrorDomain), -1001, "The request timed out."}.description()),
-            "Error Domain=NSURLErrorDomain Code=-1001 \"The request timed out.\"");
 }
 
 TEST(Value, KeyPathsAnswerAsThePlatformDoes) {

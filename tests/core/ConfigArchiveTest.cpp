@@ -89,7 +89,6 @@ TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
     const std::string region = choosesRegion ? "Default" : "Europe";
     manager.setDataTrackingOptedOut(false);
     EXPECT_EQ(stateOf(manager), "-pi " + region);
-    EXPECT_EQ(contents(".unreadable"), std::nullopt);
     EXPECT_EQ(contents(".corrupt"), whole);
     manager.setUserPushNotificationOptedOut(false);
     EXPECT_EQ(stateAfterStart(), "--i " + region) << "recovered once only";
@@ -291,10 +290,6 @@ TEST_F(ConfigArchiveTest, AValueThatCannotBeArchivedStaysInMemory) {
   EXPECT_EQ(stateOf(manager), "tp- Europe, blocked");
   EXPECT_EQ(archivedChoices(), "tp- Europe");
   EXPECT_EQ(TWConfigManager().getLogEntriesToken(), base::Value("t")) << "the file keeps its value";
-  files().setLibraryPath(std::nullopt);
-  manager.setUserInAppNotificationOptedOut(true);
-  EXPECT_FALSE(manager.isUserInAppEnabled());
-  EXPECT_EQ(manager.getFilePathForConfig(), std::nullopt);
 }
 
 }  // namespace

@@ -72,10 +72,9 @@ TEST_F(ConfigManagerTest, ALogSinkMayAskTheInstanceThatIsBeingMade) {
 
 TEST_F(ConfigManagerTest, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
   EXPECT_TRUE(manager.isUniqueIDRestricted(std::nullopt));
-  std::string costlyNames, costlySets, words;
+  std::string costlyNames, costlySets;
   for (int i = 0; i < 1300; ++i) costlyNames += "\\N{OX}";
   for (int i = 0; i < 64; ++i) costlySets += "[\\p{L}]";
-  while (words.size() < 60000) words += "word" + std::to_string(words.size()) + "|";
   base::Array users, attack;
   for (int i = 0; i < 10000; ++i) users.addObject("user" + std::to_string(i));
   for (int i = 0; i < 200; ++i) users.addObject("guest" + std::to_string(i) + "-[0-9]");
@@ -103,8 +102,6 @@ TEST_F(ConfigManagerTest, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
       {anchored, "admin", "yes"},
       {anchored, "firstxlast", "no"},
       {{"\xEF\xBF\xBD"}, "\xFF", "yes"},
-      {{"(?:" + words + "last)[0-9]"}, "last7", "yes"},
-      {{words + "[a"}, "other", "raises"},
   };
   TWLogger::debug(TWLogLevelDebug);
   for (const auto& row : rows) {

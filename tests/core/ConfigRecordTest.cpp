@@ -2,7 +2,6 @@
 #include <set>
 
 #include "ConfigModel.h"
-#include "PropertyListPeer.h"
 #include "VectorFile.h"
 #include "core/CoreFixture.h"
 #include "tidewell/base/formats/KeyedArchive.h"
@@ -29,11 +28,9 @@ TEST_F(ConfigRecordTest, EachPropertyWritesItsFieldOnly) {
   TWConfig record;
   for (const ConfigModelField& field : configModelFields()) {
     SCOPED_TRACE(field.getter);
-    const bool isFlag = field.original.kind() == base::ValueKind::boolean;
-    const bool isNumber = field.original.kind() == base::ValueKind::integer;
     base::Dictionary expected = fieldsOf(record);
     EXPECT_EQ(expected.objectForKey(field.getter), field.original);
-    const base::Value value = isFlag ? base::Value(true) : isNumber ? base::Value(7) : base::Array{"x"};
+    const base::Value value = field.original.isNumber() ? base::Value(true) : base::Array{"x"};
     expected.setObject(value, field.getter);
     record.updateConfigProperty(field.number, value);
     EXPECT_EQ(fieldsOf(record), expected);
@@ -81,10 +78,10 @@ TEST_F(ConfigRecordTest, ReadsArchivesOfThePlatformAndWritesThemBack) {
       });
       ASSERT_TRUE(record);
       EXPECT_EQ(fieldsOf(*record), expected) << fieldsOf(*record).description();
-      const std::string platforms = rewrittenByPeer(bytes, true);
+      const std::string platforms = vectors::rewrittenByPeer(bytes, true);
       bytes = base::archivedDataWithRecord(
           "TWConfig", [&](base::KeyedEncoder& encoder) { record->encodeWithCoder(encoder); });
-      EXPECT_TRUE(!written.contains(name) || rewrittenByPeer(bytes, true) == platforms);
+      EXPECT_TRUE(!written.contains(name) || vectors::rewrittenByPeer(bytes, true) == platforms);
     }
   });
   EXPECT_EQ(read, 21u);

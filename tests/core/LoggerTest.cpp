@@ -33,8 +33,6 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
       {{2}, 1, 4, kMessage, {"[EXCEPTION]\tTidewell - message"}},
       {{2}, 2, 5, {"F", 1, "m", "x"}, {"[ERROR]\t" + caughtLine("F", 1, "m", "x")}},
       {{2}, 1, -1, kMessage, {"[]\tTidewell - message"}},
-      {{2}, 3, 5, kMessage, {"[ERROR]\t(null)"}},
-      {{1, 2, 1}, 1, 3, kMessage, {}},
       {{2, 1}, 1, 5, kMessage, {"[ERROR]\tTidewell - message"}},
   };
   for (const auto& [levels, verbosity, severity, arguments, expected] : cases) {
@@ -63,7 +61,6 @@ TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndALineTakesElevenArguments) {
   EXPECT_EQ(TWLogger::createLog(std::nullopt), Text());
   TWLogger::debug(1);
   TWLogger::setFormat(kTakesTwelve, 1);
-  TWLogger::setFormat("ignored", 3);
   TWLogger::logWithVerbosity(1, 0, kTwelve);
   TWLogger::log(kTakesTwelve, kTwelve);
   TWLogger::setFormat(std::nullopt, 2);
@@ -73,7 +70,6 @@ TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndALineTakesElevenArguments) {
   TWLogger::setupDefaultFormats();
   TWLogger::logWithVerbosity(1, 0, kMessage);
   EXPECT_EQ(lines(), (Lines{"1234567891011 (null)", "1234567891011 12", "Tidewell - message"}));
-  EXPECT_EQ(TWLogger::formatForVerbosity(3), std::nullopt);
 }
 
 TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesIsOneLine) {

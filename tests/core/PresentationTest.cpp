@@ -263,7 +263,6 @@ TEST_F(LinksTest, EveryLinkTakesItsWay) {
       {older, "Http://shop.example/", kModern | kResponds, "can URL; "},
       {older, cart, kCanOpen | kOpens | kResponds, "can URL; > legacy URL; "},
       {older, "../cart", 0, "can URL; "},
-      {older, {}, kModern | kResponds, "can URL; "},
       {universal, cart, kModern | kCanOpen | kOpens | kResponds, "> " + restored},
       {universal, {}, kResponds, "> " + restored},
       {universal, web, kModern, "> can URL; "},
