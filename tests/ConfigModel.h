@@ -1,17 +1,19 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/base/formats/RegularExpression.h"
-#include "tidewell/core/TWConfigManager/TWConfig.h"
+#include "tidewell/core/TWConfigManager/TWConfigManager.h"
 
 namespace tidewell {
 
@@ -61,11 +63,62 @@ inline const std::vector<ConfigModelField>& configModelFields() {
   return fields;
 }
 
+/// A gate of `TWConfigManager`.
+struct ConfigModelGate {
+  const char* name;
+  bool (TWConfigManager::*ask)() const;
+  bool fallback;  ///< the answer when a value has the wrong type, which logs `line`
+  int line;
+  const char* status;  ///< the key that must not be "blocked"; null if there is none
+  bool needsStatus;    ///< false without a status
+  std::vector<const char*> optOuts;
+};
+
+/// All gates. The first must be open for each of the others.
+inline const std::vector<ConfigModelGate>& configModelGates() {
+  using M = TWConfigManager;
+  constexpr const char *tracking = "d_t_opt_out", *push = "user_push_opt_out", *inApp = "user_inapp_opt_out";
+  static const std::vector<ConfigModelGate> gates = {
+      {"isAccountActive", &M::isAccountActive, true, 238, "a_s", false, {}},
+      {"isInAppServiceActive", &M::isInAppServiceActive, true, 259, "i_s", false, {inApp}},
+      {"isGeofenceServiceActive", &M::isGeofenceServiceActive, true, 285, "g_s", false, {push, tracking}},
+      {"isInboxServiceActive", &M::isInboxServiceActive, true, 306, "in_s", false, {push}},
+      {"isLogentriesEnabled", &M::isLogentriesEnabled, false, 328, "le_s", true, {}},
+      {"isPeriodicSyncEnabled", &M::isPeriodicSyncEnabled, false, 348, "p_f_s", false, {}},
+      {"isDeviceTriggerEnabled", &M::isDeviceTriggerEnabled, false, 368, "d_t", true, {push}},
+      {"isDataTrackingEnabled", &M::isDataTrackingEnabled, false, 0, nullptr, false, {tracking}},
+      {"isUserPushEnabled", &M::isUserPushEnabled, false, 0, nullptr, false, {push}},
+      {"isUserInAppEnabled", &M::isUserInAppEnabled, false, 0, nullptr, false, {inApp}},
+  };
+  return gates;
+}
+
+/// The getters of `TWConfigManager` and the keys of their fields.
+inline const auto& configModelGetters() {
+  using M = TWConfigManager;
+  using Getter = std::function<base::Value(const TWConfigManager&)>;
+  static const std::vector<std::tuple<const char*, const char*, Getter>> getters = {
+      {"getBlackListedEvents", "b_e", &M::getBlackListedEvents},
+      {"getInstantFlushEvents", "f_e", &M::getInstantFlushEvents},
+      {"getWhitelistedEvents", "d_t_w_e", &M::getWhitelistedEvents},
+      {"getSourceExtraKeys", "src_ext", &M::getSourceExtraKeys},
+      {"getRestrictedUniqueIDRegex", "b_uid_r", &M::getRestrictedUniqueIDRegex},
+      {"getLogEntriesToken", "le_tkn", &M::getLogEntriesToken},
+      {"getInboxDefaultExpiry", "i_d_e", &M::getInboxDefaultExpiry},
+      {"getPeriodicSyncDuration", "p_f_t", &M::getPeriodicSyncDuration},
+      {"getRealTimeTriggerSyncInterval", "dt_s_t", &M::getRealTimeTriggerSyncInterval},
+      {"getUserAttributeCachingDuration", "u_a_c_t", &M::getUserAttributeCachingDuration},
+      {"getSessionInActiveDuration", "s_i_d", &M::getSessionInActiveDuration},
+      {"getEventBatchCount", "e_b_c", &M::getEventBatchCount},
+  };
+  return getters;
+}
+
 /// A plain model of the configuration, to compare `TWConfigManager` with: a map from keys to values. Every
 /// answer is found when it is asked for; none is computed ahead.
 ///
-/// The operations have the names of `TWConfigManager`, so that one template calls both. A line that would be
-/// logged with coordinates is kept as "LINE METHOD".
+/// The operations have the names of `TWConfigManager`, so that one template calls both. Of a line that
+/// would be logged with coordinates these are kept.
 class ConfigModel {
  public:
   using Fields = std::map<std::string, base::Value>;
@@ -87,13 +140,13 @@ class ConfigModel {
 
   void updateConfigFromResponse(const base::Value& reply) {
     guarded(118, "updateConfigFromResponse:", 0, [&] {
-      if (reply && reply.dictionary() == nullptr) throw Raised();
+      if (reply && reply.dictionary() == nullptr) raise();
       for (const char* key :
            {"a_s", "i_s", "in_s", "g_s", "le_s", "d_t", "p_f_s", "p_f_t", "i_d_e", "dt_s_t", "u_a_c_t",
             "s_i_d", "b_e", "f_e", "d_t_w_e", "src_ext", "b_uid_r", "le_tkn", "e_b_c"}) {
         base::Value value = reply ? reply.dictionary()->objectForKey(key) : base::Value();
         if (value.isNil() || value.isNull()) value = defaults().at(key);
-        fields[key] = defaults().at(key).kind() == base::ValueKind::integer ? integerOf(value) : value;
+        fields[key] = defaults().at(key).kind() == base::ValueKind::integer ? value.integerValue() : value;
       }
       file = fields;
       guarded(200, "printCurrentServicesStatus", 0, [&] {
@@ -117,96 +170,57 @@ class ConfigModel {
     });
   }
 
-  bool isAccountActive() const {
-    return guarded(238, "isAccountActive", true, [&] { return !is("a_s", "blocked"); });
-  }
-  bool isInAppServiceActive() const {
-    return guarded(259, "isInAppServiceActive", true,
-                   [&] { return isAccountActive() && !is("i_s", "blocked") && !flag("user_inapp_opt_out"); });
-  }
-  bool isGeofenceServiceActive() const {
-    return guarded(285, "isGeofenceServiceActive", true, [&] {
-      return isAccountActive() && !is("g_s", "blocked") && !flag("user_push_opt_out") && !flag("d_t_opt_out");
+  bool answer(const ConfigModelGate& gate) const {
+    return guarded(gate.line, gate.name, gate.fallback, [&] {
+      const ConfigModelGate& account = configModelGates().front();
+      if (&gate != &account && !answer(account)) return false;
+      if (gate.needsStatus && !has(gate.status)) return false;
+      return !(gate.status && is(gate.status, "blocked")) &&
+             std::none_of(gate.optOuts.begin(), gate.optOuts.end(), [&](auto* key) { return flag(key); });
     });
   }
-  bool isInboxServiceActive() const {
-    return guarded(306, "isInboxServiceActive", true,
-                   [&] { return isAccountActive() && !is("in_s", "blocked") && !flag("user_push_opt_out"); });
+  /// What the getter of this field answers: the default for a duration of 0, an empty list for some that are
+  /// absent.
+  base::Value answer(const std::string& key) const {
+    const base::Value& stored = fields.at(key);
+    if (!stored && (key == "src_ext" || key == "b_uid_r")) return base::Array();
+    const base::Value& original = defaults().at(key);
+    const bool isDuration = original.kind() == base::ValueKind::integer && key != "e_b_c";
+    return isDuration && stored.integerValue() == 0 ? original : stored;
   }
-  bool isLogentriesEnabled() const {
-    return guarded(328, "isLogentriesEnabled", false,
-                   [&] { return isAccountActive() && has("le_s") && !is("le_s", "blocked"); });
-  }
-  bool isPeriodicSyncEnabled() const {
-    return guarded(348, "isPeriodicSyncEnabled", false,
-                   [&] { return isAccountActive() && !is("p_f_s", "blocked"); });
-  }
-  bool isDeviceTriggerEnabled() const {
-    return guarded(368, "isDeviceTriggerEnabled", false, [&] {
-      return isAccountActive() && has("d_t") && !is("d_t", "blocked") && !flag("user_push_opt_out");
+
+  /// Whether the list of this key has an event.
+  bool isListed(const char* key, const std::string& name, int line, const std::string& method) const {
+    return guarded(line, method.c_str(), false, [&] {
+      const std::vector<base::Value> entries = name.empty() ? std::vector<base::Value>() : entriesOf(key);
+      return std::any_of(entries.begin(), entries.end(), [&](auto& each) { return textOf(each) == name; });
     });
   }
-  bool isDataTrackingEnabled() const { return isAccountActive() && !flag("d_t_opt_out"); }
-  bool isUserPushEnabled() const { return isAccountActive() && !flag("user_push_opt_out"); }
-  bool isUserInAppEnabled() const { return isAccountActive() && !flag("user_inapp_opt_out"); }
-
-  bool isEventBlackListed(const std::string& name) const {
-    return listed("b_e", name, 400, "isEventBlackListed:");
-  }
-  bool isEventInstantFlushEvent(const std::string& name) const {
-    return listed("f_e", name, 423, "isEventInstantFlushEvent:");
-  }
-  bool isEventWhitelistedEvent(const std::string& name) const {
-    return listed("d_t_w_e", name, 564, "isEventWhitelistedEvent:");
-  }
-
-  base::Value getBlackListedEvents() const { return fields.at("b_e"); }
-  base::Value getInstantFlushEvents() const { return fields.at("f_e"); }
-  base::Value getWhitelistedEvents() const { return fields.at("d_t_w_e"); }
-  base::Value getSourceExtraKeys() const { return has("src_ext") ? fields.at("src_ext") : base::Array(); }
-  base::Value getRestrictedUniqueIDRegex() const {
-    return has("b_uid_r") ? fields.at("b_uid_r") : base::Array();
-  }
-  base::Value getLogEntriesToken() const { return fields.at("le_tkn"); }
-  std::int64_t getInboxDefaultExpiry() const { return orDefault("i_d_e"); }
-  std::int64_t getPeriodicSyncDuration() const { return orDefault("p_f_t"); }
-  std::int64_t getRealTimeTriggerSyncInterval() const { return orDefault("dt_s_t"); }
-  std::int64_t getUserAttributeCachingDuration() const { return orDefault("u_a_c_t"); }
-  std::int64_t getSessionInActiveDuration() const { return orDefault("s_i_d"); }
-  std::int64_t getEventBatchCount() const { return fields.at("e_b_c").integerValue(); }
 
   bool isUniqueIDRestricted(const std::string& id) const {
     if (!has("b_uid_r")) return false;
     base::MatchBudget budget;
-    try {
-      for (const base::Value& entry : entriesOf("b_uid_r")) {
-        if (!entry.isString()) throw Raised();
-        if (base::RegularExpression(*entry.string()).matches(id, budget) == base::MatchResult::matches)
-          return true;
-      }
-    } catch (const Raised&) {
-      throw base::Exception(base::kInvalidArgumentException, "");
+    for (const base::Value& entry : entriesOf("b_uid_r")) {
+      if (base::RegularExpression(textOf(entry)).matches(id, budget) == base::MatchResult::matches)
+        return true;
     }
     return false;
   }
 
  private:
-  struct Raised {};
-
+  [[noreturn]] static void raise() { throw base::Exception(base::kInvalidArgumentException, ""); }
+  static const std::string& textOf(const base::Value& value) {
+    if (!value.isString()) raise();
+    return *value.string();
+  }
   template <class Fallback, class Body>
   Fallback guarded(int line, const char* method, Fallback fallback, Body body) const {
     try {
       return body();
-    } catch (const Raised&) {
-      logged.push_back(std::to_string(line) + " " + method);
-      return fallback;
-    }
-  }
-  static base::Value integerOf(const base::Value& value) {
-    try {
-      return value.integerValue();
     } catch (const base::Exception&) {
-      throw Raised();
+      logged.push_back("Tidewell - <file - TWConfigManager, line number - " + std::to_string(line) +
+                       " , method - '" + method);
+      return fallback;
     }
   }
   void set(const char* key, const base::Value& value) {
@@ -215,34 +229,17 @@ class ConfigModel {
   }
   bool has(const char* key) const { return static_cast<bool>(fields.at(key)); }
   bool flag(const char* key) const { return fields.at(key).boolValue(); }
-  bool is(const char* key, std::string_view text) const { return has(key) && equals(fields.at(key), text); }
-  static bool equals(const base::Value& value, std::string_view text) {
-    if (!value.isString()) throw Raised();
-    return *value.string() == text;
-  }
-  std::int64_t orDefault(const char* key) const {
-    const std::int64_t stored = fields.at(key).integerValue();
-    return stored != 0 ? stored : defaults().at(key).integerValue();
-  }
+  bool is(const char* key, std::string_view text) const { return has(key) && textOf(fields.at(key)) == text; }
   std::vector<base::Value> entriesOf(const char* key) const {
     if (!has(key)) return {};
     const base::Array* const array = fields.at(key).array();
-    if (array == nullptr) throw Raised();
+    if (array == nullptr) raise();
     return {array->begin(), array->end()};
-  }
-  bool listed(const char* key, const std::string& name, int line, const char* method) const {
-    return guarded(line, method, false, [&] {
-      if (name.empty()) return false;
-      for (const base::Value& entry : entriesOf(key)) {
-        if (equals(entry, name)) return true;
-      }
-      return false;
-    });
   }
 };
 
 /// Every answer of a manager or a model as text: one entry per question, with the lines it logged.
-/// `takeLogged` empties the log and returns it as "LINE METHOD" entries.
+/// `takeLogged` empties the log and returns the coordinates of its lines.
 template <class Subject>
 std::vector<std::string> answersOf(const Subject& subject, const std::vector<std::string>& names,
                                    const std::function<std::vector<std::string>()>& takeLogged) {
@@ -252,34 +249,25 @@ std::vector<std::string> answersOf(const Subject& subject, const std::vector<std
     for (const std::string& line : takeLogged()) question += "; logged " + line;
     answers.push_back(std::move(question));
   };
+  constexpr bool isModel = std::is_same_v<Subject, ConfigModel>;
   add("(before)", {});
-  add("isAccountActive", subject.isAccountActive());
-  add("isInAppServiceActive", subject.isInAppServiceActive());
-  add("isGeofenceServiceActive", subject.isGeofenceServiceActive());
-  add("isInboxServiceActive", subject.isInboxServiceActive());
-  add("isLogentriesEnabled", subject.isLogentriesEnabled());
-  add("isPeriodicSyncEnabled", subject.isPeriodicSyncEnabled());
-  add("isDeviceTriggerEnabled", subject.isDeviceTriggerEnabled());
-  add("isDataTrackingEnabled", subject.isDataTrackingEnabled());
-  add("isUserPushEnabled", subject.isUserPushEnabled());
-  add("isUserInAppEnabled", subject.isUserInAppEnabled());
+  for (const ConfigModelGate& gate : configModelGates()) {
+    if constexpr (isModel) add(gate.name, subject.answer(gate));
+    if constexpr (!isModel) add(gate.name, (subject.*gate.ask)());
+  }
+  for (const auto& [name, key, ask] : configModelGetters()) {
+    if constexpr (isModel) add(name, subject.answer(key));
+    if constexpr (!isModel) add(name, ask(subject));
+  }
   add("getDataRedirectionRegion", static_cast<int>(subject.getDataRedirectionRegion()));
-  add("getBlackListedEvents", subject.getBlackListedEvents());
-  add("getInstantFlushEvents", subject.getInstantFlushEvents());
-  add("getWhitelistedEvents", subject.getWhitelistedEvents());
-  add("getSourceExtraKeys", subject.getSourceExtraKeys());
-  add("getRestrictedUniqueIDRegex", subject.getRestrictedUniqueIDRegex());
-  add("getLogEntriesToken", subject.getLogEntriesToken());
-  add("getInboxDefaultExpiry", subject.getInboxDefaultExpiry());
-  add("getPeriodicSyncDuration", subject.getPeriodicSyncDuration());
-  add("getRealTimeTriggerSyncInterval", subject.getRealTimeTriggerSyncInterval());
-  add("getUserAttributeCachingDuration", subject.getUserAttributeCachingDuration());
-  add("getSessionInActiveDuration", subject.getSessionInActiveDuration());
-  add("getEventBatchCount", subject.getEventBatchCount());
   for (const std::string& name : names) {
-    add("isEventBlackListed " + name, subject.isEventBlackListed(name));
-    add("isEventInstantFlushEvent " + name, subject.isEventInstantFlushEvent(name));
-    add("isEventWhitelistedEvent " + name, subject.isEventWhitelistedEvent(name));
+    for (const auto& [key, line, method, ask] :
+         {std::tuple("b_e", 400, "isEventBlackListed:", &TWConfigManager::isEventBlackListed),
+          {"f_e", 423, "isEventInstantFlushEvent:", &TWConfigManager::isEventInstantFlushEvent},
+          {"d_t_w_e", 564, "isEventWhitelistedEvent:", &TWConfigManager::isEventWhitelistedEvent}}) {
+      if constexpr (isModel) add(method + name, subject.isListed(key, name, line, method));
+      if constexpr (!isModel) add(method + name, (subject.*ask)(name));
+    }
     try {
       add("isUniqueIDRestricted " + name, subject.isUniqueIDRestricted(name));
     } catch (const base::Exception&) {
@@ -289,19 +277,11 @@ std::vector<std::string> answersOf(const Subject& subject, const std::vector<std
   return answers;
 }
 
-/// "LINE METHOD" of each line of a caught exception.
-inline std::vector<std::string> coordinatesOf(const std::vector<std::string>& lines) {
-  constexpr std::string_view kStart = "Tidewell - <file - TWConfigManager, line number - ";
-  constexpr std::string_view kMiddle = " , method - '";
-  std::vector<std::string> coordinates;
-  for (const std::string& line : lines) {
-    if (line.compare(0, kStart.size(), kStart) != 0) continue;
-    const std::size_t middle = line.find(kMiddle);
-    const std::size_t method = middle + kMiddle.size();
-    coordinates.push_back(line.substr(kStart.size(), middle - kStart.size()) + " " +
-                          line.substr(method, line.find('\'', method) - method));
-  }
-  return coordinates;
+/// The coordinates of each line of a caught exception.
+inline std::vector<std::string> coordinatesOf(std::vector<std::string> lines) {
+  std::erase_if(lines, [](const std::string& line) { return !line.starts_with("Tidewell - <file"); });
+  for (std::string& line : lines) line.resize(line.find("'>"));
+  return lines;
 }
 
 }  // namespace tidewell

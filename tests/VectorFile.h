@@ -1,9 +1,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <plist/plist.h>
 #include <rapidjson/document.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -12,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tidewell/base/Exception.h"
 #include "tidewell/base/Value.h"
 
 /// Files of the platform's recorded answers (tests/data), read with a JSON reader that is not the library's
@@ -31,6 +34,12 @@ inline std::string textOf(const rj::Value& json) { return {json.GetString(), jso
 inline std::string textOf(const rj::Value& object, const char* member) {
   const auto found = object.FindMember(member);
   return found != object.MemberEnd() && found->value.IsString() ? textOf(found->value) : std::string();
+}
+
+inline std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  while (count-- > 0) all += text;
+  return all;
 }
 
 inline std::string bytesOfHex(std::string_view hex) {
@@ -83,17 +92,51 @@ inline tidewell::base::Value valueOf(const rj::Value& typed) {
   return {};
 }
 
+/// Equality that tells kinds apart, and dictionaries of different order.
+inline void expectSame(const tidewell::base::Value& actual, const tidewell::base::Value& expected) {
+  ASSERT_EQ(actual.kind(), expected.kind()) << expected.description();
+  EXPECT_EQ(actual, expected);
+  for (std::size_t i = 0; expected.array() && i < expected.array()->count(); ++i)
+    expectSame(actual.array()->objectAtIndex(i), expected.array()->objectAtIndex(i));
+  if (!expected.dictionary()) return;
+  ASSERT_EQ(actual.dictionary()->allKeys(), expected.dictionary()->allKeys());
+  for (const auto& [key, value] : *expected.dictionary())
+    expectSame(actual.dictionary()->objectForKey(key), value);
+}
+
+/// Calls back with the name, the bytes and the content of each recorded keyed archive.
+template <class Function>
+void eachKeyedArchive(Function function) {
+  for (const auto& file : std::filesystem::directory_iterator(TIDEWELL_TEST_DATA "/keyed_archive")) {
+    if (file.path().extension() != ".plist") continue;
+    const std::string name = file.path().stem();
+    SCOPED_TRACE(name);
+    rj::Document twin;
+    twin.Parse(contents("keyed_archive/" + name + ".json"));
+    function(name, contents("keyed_archive/" + name + ".plist"), twin);
+  }
+}
+
+/// What a function raises: "NAME: REASON"; empty if it returns.
+template <class Function>
+std::string raisedBy(Function function) {
+  try {
+    static_cast<void>(function());
+    return {};
+  } catch (const tidewell::base::Exception& exception) {
+    return exception.name() + ": " + exception.reason();
+  }
+}
+
 /// A row of a tab-separated file by the names of its columns.
 using Row = std::map<std::string, std::string>;
 
 inline std::vector<std::string> cellsOf(const std::string& line) {
   std::vector<std::string> cells;
-  for (std::size_t at = 0;;) {
-    const std::size_t tab = line.find('\t', at);
-    cells.push_back(line.substr(at, tab - at));
-    if (tab == std::string::npos) return cells;
-    at = tab + 1;
-  }
+  std::istringstream text(line);
+  for (std::string cell; std::getline(text, cell, '\t');) cells.push_back(cell);
+  if (line.ends_with('\t')) cells.emplace_back();
+  return cells;
 }
 
 inline std::vector<Row> tableFile(const std::string& name) {
@@ -120,6 +163,20 @@ inline std::string cellText(const std::string& cell) {
   document.Parse(cell);
   EXPECT_TRUE(document.IsString()) << cell;
   return textOf(document);
+}
+
+/// The list as another implementation reads and writes it again.
+inline std::string rewrittenByPeer(const std::string& bytes, bool toXml) {
+  plist_t list = nullptr;
+  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &list);
+  EXPECT_NE(list, nullptr);
+  char* out = nullptr;
+  std::uint32_t length = 0;
+  (toXml ? plist_to_xml : plist_to_bin)(list, &out, &length);
+  plist_free(list);
+  std::string result(out, length);
+  plist_to_bin_free(out);
+  return result;
 }
 
 }  // namespace vectors

@@ -1,33 +1,34 @@
 #include "tidewell/base/formats/PropertyList.h"
 
-#include <plist/plist.h>
-
 #include <cmath>
 #include <numeric>
 
 #include "VectorFile.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/formats/KeyedArchive.h"
 
 using namespace tidewell::base;
+using vectors::expectSame;
 
-/// Makes binary property lists byte by byte, wrong ones too.
-namespace binary {
+namespace {
 
-inline std::string bigEndian(std::uint64_t number, int size) {
+// Binary property lists, byte by byte, wrong ones too.
+
+std::string bigEndian(std::uint64_t number, int size) {
   std::string bytes;
   for (int i = size - 1; i >= 0; --i) bytes += static_cast<char>(number >> (8 * i));
   return bytes;
 }
 
-inline std::string array(const std::vector<int>& entries, int referenceSize) {
+std::string binaryArray(const std::vector<int>& entries, int referenceSize) {
   std::string bytes = "\xaf\x12" + bigEndian(entries.size(), 4);
   for (const int entry : entries) bytes += bigEndian(static_cast<std::uint64_t>(entry), referenceSize);
   return bytes;
 }
 
 /// The list of these objects; the empty ones stand at `offsetOfEmpty`.
-inline std::string list(const std::vector<std::string>& objects, std::uint64_t root, int referenceSize,
-                        std::size_t offsetOfEmpty = 0) {
+std::string binaryList(const std::vector<std::string>& objects, std::uint64_t root, int referenceSize,
+                       std::size_t offsetOfEmpty = 0) {
   std::string bytes = "bplist00";
   std::string table;
   for (const std::string& object : objects) {
@@ -39,40 +40,20 @@ inline std::string list(const std::vector<std::string>& objects, std::uint64_t r
          bigEndian(objects.size(), 8) + bigEndian(root, 8) + bigEndian(tableOffset, 8);
 }
 
-}  // namespace binary
-
-namespace {
-
-Value everything() {
-  Array numbers{0,     1,         255,       256,        65536, std::int64_t{1} << 40,
-                -1,    INT64_MIN, INT64_MAX, UINT64_MAX, 0.1,   -0.0,
-                1e300, 5e-324,    true,      false};
-  Dictionary entries;
-  entries.setObject("", "empty");
-  entries.setObject("plain & <tagged> \"quoted\"\n\ttext\r", "ascii");
-  entries.setObject("caf\xC3\xA9 \xF0\x9F\x98\x80", "unicod\xC3\xA9");
-  entries.setObject(std::string(70000, 'x'), "long");
-  entries.setObject(Data(std::string("\0\xFF\x80", 3)), "data");
-  entries.setObject(Data(), "no data");
-  entries.setObject(Date{1542000000}, "date");
-  entries.setObject(Date{-62135596800.0}, "distant past");
-  entries.setObject(Date{253402300799.0}, "far");
-  entries.setObject(numbers, "numbers");
-  entries.setObject(Array{}, "empty array");
-  entries.setObject(Dictionary{{"z", 1}, {"a", Array{Dictionary{}, "x"}}}, "nested");
-  return entries;
-}
-
-/// Equality that tells kinds apart, and dictionaries of different order.
-void expectSame(const Value& actual, const Value& expected) {
-  ASSERT_EQ(actual.kind(), expected.kind()) << expected.description();
-  EXPECT_EQ(actual, expected);
-  for (std::size_t i = 0; expected.array() && i < expected.array()->count(); ++i)
-    expectSame(actual.array()->objectAtIndex(i), expected.array()->objectAtIndex(i));
-  if (!expected.dictionary()) return;
-  ASSERT_EQ(actual.dictionary()->allKeys(), expected.dictionary()->allKeys());
-  for (const auto& [key, value] : *expected.dictionary())
-    expectSame(actual.dictionary()->objectForKey(key), value);
+Dictionary everything() {
+  return {{"empty", ""},
+          {"ascii", "plain & <tagged> \"quoted\"\n\ttext\r"},
+          {"unicod\xC3\xA9", "caf\xC3\xA9 \xF0\x9F\x98\x80"},
+          {"long", std::string(70000, 'x')},
+          {"data", Data(std::string("\0\xFF\x80", 3))},
+          {"no data", Data()},
+          {"date", Date{1542000000}},
+          {"distant past", Date{-62135596800.0}},
+          {"far", Date{253402300799.0}},
+          {"numbers", Array{0, 1, 255, 256, 65536, std::int64_t{1} << 40, -1, INT64_MIN, INT64_MAX,
+                            UINT64_MAX, 0.1, -0.0, 1e300, 5e-324, true, false}},
+          {"empty array", Array{}},
+          {"nested", Dictionary{{"z", 1}, {"a", Array{Dictionary{}, "x"}}}}};
 }
 
 Value nested(int depth) {
@@ -81,30 +62,16 @@ Value nested(int depth) {
   return value;
 }
 
-/// The list as another implementation reads and writes it again.
-std::string rewrittenByPeer(const std::string& bytes, bool toXml) {
-  plist_t list = nullptr;
-  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &list);
-  EXPECT_NE(list, nullptr);
-  char* out = nullptr;
-  std::uint32_t length = 0;
-  (toXml ? plist_to_xml : plist_to_bin)(list, &out, &length);
-  plist_free(list);
-  std::string result(out, length);
-  plist_to_bin_free(out);
-  return result;
-}
-
 }  // namespace
 
 TEST(PropertyList, IsReadBackByTheLibraryAndItsPeer) {
-  Dictionary common = *everything().dictionary();
+  Dictionary common = everything();
   common.removeObjectForKey("distant past");  // the peer counts seconds in 32 bits
   common.removeObjectForKey("far");
   for (const auto format : {PropertyListFormat::binary, PropertyListFormat::xml}) {
     expectSame(propertyListWithData(dataWithPropertyList(everything(), format)), everything());
     for (const bool toXml : {false, true})
-      EXPECT_EQ(propertyListWithData(rewrittenByPeer(dataWithPropertyList(common, format), toXml)),
+      EXPECT_EQ(propertyListWithData(vectors::rewrittenByPeer(dataWithPropertyList(common, format), toXml)),
                 Value(common));
   }
   const Value fraction = Date{1542000000.123456};
@@ -139,46 +106,148 @@ TEST(PropertyList, RefusesDeepNestingWithoutRecursion) {
   for (const int depth : {kMaximumPropertyListDepth, kMaximumPropertyListDepth + 1, 100'000}) {
     std::string xml;
     std::vector<std::string> objects;
-    for (int i = 1; i < depth; ++i) objects.push_back(binary::array({i}, 4));
-    objects.push_back(binary::array({}, 4));
+    for (int i = 1; i < depth; ++i) objects.push_back(binaryArray({i}, 4));
+    objects.push_back(binaryArray({}, 4));
     for (int i = 0; i < depth; ++i) xml += "<array>";
     for (int i = 0; i < depth; ++i) xml += "</array>";
     const bool fits = depth <= kMaximumPropertyListDepth;
     EXPECT_EQ(propertyListWithData(xml).isNil(), !fits);
-    EXPECT_EQ(propertyListWithData(binary::list(objects, 0, 4)).isNil(), !fits);
+    EXPECT_EQ(propertyListWithData(binaryList(objects, 0, 4)).isNil(), !fits);
   }
 }
 
 TEST(PropertyList, RefusesBinaryListsThatLieOrGrow) {
   // Each array holds the next one twice: 2^40 entries in 300 bytes.
   std::vector<std::string> doubling;
-  for (int i = 0; i < 40; ++i) doubling.push_back(binary::array({i + 1, i + 1}, 1));
+  for (int i = 0; i < 40; ++i) doubling.push_back(binaryArray({i + 1, i + 1}, 1));
   doubling.push_back("\x08");
   // A thousand objects that are all the same megabyte.
   std::vector<int> entries(999);
   std::iota(entries.begin(), entries.end(), 1);
-  std::vector<std::string> megabytes{binary::array(entries, 2)};
+  std::vector<std::string> megabytes{binaryArray(entries, 2)};
   megabytes.push_back(std::string("\x5f\x12\x00\x10\x00\x00", 6) + std::string(1 << 20, 'x'));
   const std::size_t offset = 8 + megabytes[0].size();
   megabytes.resize(1000);
   const std::string huge("\x13\x7f\xff\xff\xff\xff\xff\xff\xff", 9);
   const std::pair<const char*, std::string> rows[] = {
-      {"doubling", binary::list(doubling, 0, 1)},
-      {"overlapping", binary::list(megabytes, 0, 2, offset)},
-      {"a cycle", binary::list({binary::array({1}, 1), binary::array({0}, 1)}, 0, 1)},
-      {"no such object", binary::list({binary::array({9}, 1)}, 0, 1)},
-      {"no such root", binary::list({"\x09"}, 1, 1)},
-      {"2^63 entries", binary::list({"\xaf" + huge}, 0, 1)},
-      {"2^63 bytes", binary::list({"\x4f" + huge}, 0, 1)},
-      {"2^63 units", binary::list({"\x6f" + huge}, 0, 1)},
-      {"2^63 keys", binary::list({"\xdf" + huge}, 0, 1)},
-      {"a key that is no string", binary::list({std::string("\xd1\x01\x01", 3), "\x09"}, 0, 1)},
-      {"a reference of an archive", binary::list({std::string("\x80\x00", 2)}, 0, 1)},
-      {"null", binary::list({std::string("\x00", 1)}, 0, 1)},
-      {"a set", binary::list({"\xc0"}, 0, 1)},
-      {"an integer of 128 bits", binary::list({"\x14" + std::string(16, '\x01')}, 0, 1)},
-      {"four thousand million objects", binary::list({"\x09"}, 0, 1).replace(13 + 8, 4, "\xff\xff\xff\xff")},
+      {"doubling", binaryList(doubling, 0, 1)},
+      {"overlapping", binaryList(megabytes, 0, 2, offset)},
+      {"a cycle", binaryList({binaryArray({1}, 1), binaryArray({0}, 1)}, 0, 1)},
+      {"no such object", binaryList({binaryArray({9}, 1)}, 0, 1)},
+      {"no such root", binaryList({"\x09"}, 1, 1)},
+      {"2^63 entries", binaryList({"\xaf" + huge}, 0, 1)},
+      {"2^63 bytes", binaryList({"\x4f" + huge}, 0, 1)},
+      {"2^63 units", binaryList({"\x6f" + huge}, 0, 1)},
+      {"2^63 keys", binaryList({"\xdf" + huge}, 0, 1)},
+      {"a key that is no string", binaryList({std::string("\xd1\x01\x01", 3), "\x09"}, 0, 1)},
+      {"a reference of an archive", binaryList({std::string("\x80\x00", 2)}, 0, 1)},
+      {"null", binaryList({std::string("\x00", 1)}, 0, 1)},
+      {"a set", binaryList({"\xc0"}, 0, 1)},
+      {"an integer of 128 bits", binaryList({"\x14" + std::string(16, '\x01')}, 0, 1)},
+      {"four thousand million objects", binaryList({"\x09"}, 0, 1).replace(13 + 8, 4, "\xff\xff\xff\xff")},
   };
   for (const auto& [what, bytes] : rows) EXPECT_TRUE(propertyListWithData(bytes).isNil()) << what;
-  EXPECT_EQ(propertyListWithData(binary::list({"\x09"}, 0, 1)), Value(true)) << "the maker itself is right";
+  EXPECT_EQ(propertyListWithData(binaryList({"\x09"}, 0, 1)), Value(true)) << "the maker itself is right";
+}
+
+// Keyed archives
+
+namespace {
+
+/// XML in which `N` stands for a reference to entry N.
+std::string withReferences(std::string text) {
+  for (std::size_t at = 0; (at = text.find('`', at)) != std::string::npos;) {
+    const std::size_t end = text.find('`', at + 1);
+    const std::string number = text.substr(at + 1, end - at - 1);
+    text.replace(at, end - at + 1, "<dict><key>CF$UID</key><integer>" + number + "</integer></dict>");
+  }
+  return text;
+}
+
+/// An archive whose entries after "$null" are given.
+std::string xmlArchive(const std::string& objects, const std::string& root = "1",
+                       const std::string& version = "100000") {
+  return withReferences(
+      "<plist><dict><key>$archiver</key><string>NSKeyedArchiver</string><key>$version</key><integer>" +
+      version + "</integer><key>$top</key><dict><key>root</key>`" + root +
+      "`</dict><key>$objects</key><array><string>$null</string>" + objects + "</array></dict></plist>");
+}
+
+/// An array, in an archive whose second entry is `kArrayClass`.
+std::string arrayEntry(const std::string& references) {
+  return "<dict><key>NS.objects</key><array>" + references + "</array><key>$class</key>`2`</dict>";
+}
+const std::string kArrayClass =
+    "<dict><key>$classes</key><array><string>NSArray</string><string>NSObject</string></array></dict>";
+
+}  // namespace
+
+// The archives of whole records are read, and written again, by the class that they are of.
+TEST(KeyedArchive, ReadsThePlatformsArchivesAndItsOwn) {
+  int read = 0;
+  vectors::eachKeyedArchive(
+      [&](const std::string&, const std::string& bytes, const vectors::rj::Value& twin) {
+        if (!twin.HasMember("value")) return;
+        const Value expected = vectors::valueOf(twin["value"]);
+        const Value value = unarchiveObjectWithData(bytes);
+        EXPECT_EQ(value, expected);
+        EXPECT_EQ(value.kind(), expected.kind());
+        ++read;
+      });
+  EXPECT_GT(read, 0);
+  Array events;
+  for (int i = 0; i < 300'000; ++i) events.addObject("event " + std::to_string(i));
+  const Value plain = Dictionary{{"a", Array{1, -1, UINT64_MAX, 0.5, true, "x", "x", Value::null()}},
+                                 {"when", Date{1542000000.25}},
+                                 {"raw", Data(std::string("\0\1", 2))},
+                                 {"d", Dictionary{{"$k", Array{}}}},
+                                 {"long", events}};
+  const std::string bytes = archivedDataWithRootObject(plain);
+  EXPECT_LT(bytes.size(), events.count() * 40);
+  EXPECT_EQ(unarchiveObjectWithData(bytes), plain);
+  EXPECT_TRUE(unarchiveObjectWithData(archivedDataWithRootObject(Value())).isNil());
+  EXPECT_THROW((void)archivedDataWithRootObject(Array{BoxedPointer{}}), Exception);
+}
+
+TEST(KeyedArchive, GivesTheScalarsOfARecordOfThatClassOnly) {
+  const std::string bytes = archivedDataWithRecord("Record", [](KeyedEncoder& encoder) {
+    encoder.encodeInt64(7, "number");
+    encoder.encodeBool(true, "$flag");
+    encoder.encodeObject(true, "boxed");
+    encoder.encodeObject(Array{"entry"}, "list");
+  });
+  EXPECT_EQ(scalarsOfArchivedRecord(bytes, "Record"),
+            (Dictionary{{"number", 7}, {"$flag", true}, {"boxed", true}}));
+  EXPECT_EQ(scalarsOfArchivedRecord(bytes, "Other"), std::nullopt);
+  const auto fails = [](KeyedDecoder&) { ADD_FAILURE(); };
+  EXPECT_THROW((void)unarchiveRecord(bytes, "Other", fails), Exception);
+  EXPECT_FALSE(unarchiveRecord(xmlArchive("", "0"), "Record", fails));
+}
+
+TEST(KeyedArchive, RefusesWhatIsNoArchive) {
+  std::map<std::string, std::string> archives{{"no bytes", ""}, {"a plain list", "<plist><dict/></plist>"}};
+  for (const auto& row : vectors::tableFile("keyed_archive_refused.tsv"))
+    archives[row.at("what")] = xmlArchive(row.at("objects"), row.at("root"), row.at("version"));
+  for (const auto& [what, bytes] : archives) {
+    const std::string raised =
+        vectors::raisedBy([&, &bytes = bytes] { return unarchiveObjectWithData(bytes); });
+    EXPECT_TRUE(raised.starts_with(kInvalidUnarchiveOperationException)) << what;
+  }
+  EXPECT_EQ(unarchiveObjectWithData(xmlArchive("<string>a</string>")), Value("a"));
+}
+
+TEST(KeyedArchive, DecodesWhatIsSharedOnceAndRefusesWhatIsTooDeep) {
+  for (const bool doubling : {false, true}) {
+    // A chain of arrays, deepest first or last, that holds each next one once or twice.
+    for (const int length : {20, kMaximumArchiveDepth - 2, kMaximumArchiveDepth + 5}) {
+      std::string objects = arrayEntry("`3`") + kArrayClass;
+      for (int i = 3; i < length + 3; ++i) {
+        const std::string next = "`" + std::to_string(i + 1) + "`";
+        objects += arrayEntry(i + 1 == length + 3 ? "" : doubling ? next + next : next);
+      }
+      const bool fits =
+          vectors::raisedBy([&] { return unarchiveObjectWithData(xmlArchive(objects)); }).empty();
+      EXPECT_EQ(fits, length == 20 || (!doubling && length < kMaximumArchiveDepth)) << length;
+    }
+  }
 }

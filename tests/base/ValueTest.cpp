@@ -4,7 +4,6 @@
 #include <random>
 
 #include "VectorFile.h"
-#include "tidewell/base/Error.h"
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/TextFormat.h"
@@ -54,19 +53,16 @@ TEST(Dictionary, KeepsOrderAndCopiesApartThroughRandomWrites) {
   std::mt19937 random(1);
   Dictionary dictionary, snapshot;
   Model model, snapshotModel;
-  const auto check = [](const Dictionary& actual, const Model& expected) {
-    ASSERT_EQ(actual.count(), expected.size());
-    std::size_t i = 0;
-    for (const auto& [key, value] : actual) {
-      ASSERT_EQ(std::pair(key, static_cast<int>(value.integerValue())), expected[i++]);
-      ASSERT_EQ(actual.find(key), &value);
-    }
+  const auto entriesOf = [](const Dictionary& from) {
+    Model entries;
+    for (const auto& [key, value] : from) entries.emplace_back(key, static_cast<int>(value.integerValue()));
+    return entries;
   };
   for (int step = 0; step < 5000; ++step) {
     const std::string key = "key " + std::to_string(random() % 60);
     const auto known =
         std::find_if(model.begin(), model.end(), [&](const auto& each) { return each.first == key; });
-    ASSERT_EQ(dictionary.find(key) != nullptr, known != model.end());
+    ASSERT_EQ(dictionary.objectForKey(key), known != model.end() ? Value(known->second) : Value());
     if (random() % 3 == 0) {
       dictionary.removeObjectForKey(key);
       if (known != model.end()) model.erase(known);
@@ -74,9 +70,9 @@ TEST(Dictionary, KeepsOrderAndCopiesApartThroughRandomWrites) {
       dictionary.setObject(step, key);
       (known != model.end() ? *known : model.emplace_back(key, 0)).second = step;
     }
-    check(dictionary, model);
+    ASSERT_EQ(entriesOf(dictionary), model);
     if (step % 7 != 0) continue;
-    check(snapshot, snapshotModel);
+    ASSERT_EQ(entriesOf(snapshot), snapshotModel);
     snapshot = dictionary;
     snapshotModel = model;
   }
@@ -102,30 +98,27 @@ TEST(Value, NestingOfAnyDepthIsNoStackOverflow) {
   Value arrays = 1;
   for (int i = 0; i < 100000; ++i) arrays = Array{arrays};
   EXPECT_EQ(keyPathAnswer(arrays, "x"), kRangeException);
-  EXPECT_THROW((void)dataWithJSONObject(arrays), Exception);
 }
 
 TEST(Value, NumbersCompareByValueAndHashAlike) {
-  const struct {
-    Value a, b;
-    bool areEqual;
-  } rows[] = {{1, true, true},
-              {1, 1.0, true},
-              {0, -0.0, true},
-              {-5, -5.0, true},
-              {NAN, NAN, true},
-              {0x1p63, 1ull << 63, true},
-              {Dictionary{{"a", 1}, {"b", 2}}, Dictionary{{"b", 2.0}, {"a", true}}, true},
-              {1, "1", false},
-              {-1, UINT64_MAX, false},
-              {INT64_MAX, 0x1p63, false},
-              {(1ll << 53) + 1, 0x1p53, false},
-              {Value(), Value::null(), false},
-              {0, Value(), false},
-              {Array{}, Dictionary{}, false},
-              {Array{1}, Array{2}, false},
-              {Data("a"), "a", false},
-              {Date{1}, 1, false}};
+  const std::tuple<Value, Value, bool> rows[] = {
+      {1, true, true},
+      {1, 1.0, true},
+      {0, -0.0, true},
+      {-5, -5.0, true},
+      {NAN, NAN, true},
+      {0x1p63, 1ull << 63, true},
+      {Dictionary{{"a", 1}, {"b", 2}}, Dictionary{{"b", 2.0}, {"a", true}}, true},
+      {1, "1", false},
+      {-1, UINT64_MAX, false},
+      {INT64_MAX, 0x1p63, false},
+      {(1ll << 53) + 1, 0x1p53, false},
+      {Value(), Value::null(), false},
+      {0, Value(), false},
+      {Array{}, Dictionary{}, false},
+      {Array{1}, Array{2}, false},
+      {Data("a"), "a", false},
+      {Date{1}, 1, false}};
   for (const auto& [a, b, areEqual] : rows) {
     EXPECT_EQ(a == b, areEqual) << a.description() << " " << b.description();
     EXPECT_TRUE(!areEqual || a.hash() == b.hash()) << a.description();
@@ -140,8 +133,6 @@ TEST(Value, DescriptionsAreThePlatforms) {
     EXPECT_EQ(stringWithFormat("%@", {value}), value.description());
   }
   EXPECT_EQ(Array({"a\xFF\xE2\x82"}).description(), "(\n    \"a\\Ufffd\\Ufffd\"\n)");
-  EXPECT_EQ((Error{std::string(kUrlErrorDomain), -1001, "The request timed out."}.description()),
-            "Error Domain=NSURLErrorDomain Code=-1001 \"The request timed out.\"");
 }
 
 TEST(Value, KeyPathsAnswerAsThePlatformDoes) {

@@ -1,6 +1,5 @@
 #include "tidewell/core/TidewellCore.h"
 
-#include <cstdlib>
 #include <stdexcept>
 
 #include "core/CoreFixture.h"
@@ -22,26 +21,20 @@ class CoreTest : public CoreFixture {
   TidewellCore& core = TidewellCore::sharedInstance();
 };
 
-// Whether a sync is due, and the replies that count, are tested against a backend in tests/life.
-TEST_F(CoreTest, ASyncIsLoggedAndFollowsNotifications) {
+// Whether a sync is due, its lines, and the replies that count: tests/life.
+TEST_F(CoreTest, NotificationsSyncAndReset) {
   (void)TWConfigManager::sharedInstance();  // logs a line of its own when it is made
   core.debug(1);
   answerEverythingWith(200, R"({"i_s":"no"})");
   TWCoreUtils::saveAppId("ABC123");
   core.addObserverForApplicationLifeCycle();
-  for (const bool byNotification : {false, true}) {
-    byNotification ? post("TW_USER_UPDATE_MODULES_NOTIFICATION") : core.updateConfig();
-    EXPECT_EQ(lines().front(), "Tidewell - Config request initiated:");
-    runUntilIdle();
-    const Lines logged = lines();
-    EXPECT_EQ(logged.at(0), "Tidewell - SDK Config Synced");
-    EXPECT_EQ(logged.at(1), "Tidewell - Config Response : {\n    \"i_s\" = no;\n}");
-    EXPECT_TRUE(stored("CONFIG_LAST_UPDATED").date());
-    core.updateConfig();
-    EXPECT_EQ(lines(), Lines()) << "not due";
-    post("TW_USER_RESET_NOTIFICATION");
-    EXPECT_TRUE(stored("CONFIG_LAST_UPDATED").isNil());
-  }
+  post("TW_USER_UPDATE_MODULES_NOTIFICATION");
+  lines();
+  runUntilIdle();
+  EXPECT_EQ(lines().at(1), "Tidewell - Config Response : {\n    \"i_s\" = no;\n}");
+  EXPECT_TRUE(stored("CONFIG_LAST_UPDATED").date());
+  post("TW_USER_RESET_NOTIFICATION");
+  EXPECT_TRUE(stored("CONFIG_LAST_UPDATED").isNil());
 }
 
 TEST_F(CoreTest, WithoutAppIDAFirstStartEndsWithALine) {
@@ -92,11 +85,9 @@ TEST_F(CoreTest, ExceptionsOfObserversAndOfThePlatformAreLogged) {
 }
 
 TEST_F(CoreTest, TheAppGroupIsStoredWhileTheAccountIsActive) {
-  for (const std::optional<std::string_view> none : {std::optional<std::string_view>(), {""}}) {
-    core.setAppGroupID(none);
-    EXPECT_TRUE(stored("Tdw_App_Group_ID").isNil());
-  }
   core.setAppGroupID("group.shop");
+  core.setAppGroupID(std::nullopt);
+  core.setAppGroupID("");
   TWConfigManager::sharedInstance().updateConfigFromResponse(base::Dictionary{{"a_s", "blocked"}});
   core.setAppGroupID("group.other");
   EXPECT_EQ(stored("Tdw_App_Group_ID"), base::Value("group.shop"));
@@ -105,23 +96,10 @@ TEST_F(CoreTest, TheAppGroupIsStoredWhileTheAccountIsActive) {
 TEST_F(CoreTest, AnImageIsFetchedOnTheSharedSession) {
   core.downloadImageForURL(base::Url::URLWithString("https://images.example/a.png"), {});
   EXPECT_NE(sent().back().session, "tidewell");
-  int failures = 0;
-  core.downloadImageForURL(std::nullopt,
-                           [&](bool success, const auto& data) { failures += !success && !data; });
-  core.downloadImageForURL(std::nullopt, {});
-  EXPECT_EQ(failures, 1) << "at once without a URL";
-}
-
-// Used by siblings, wrappers and servers only. All other constants are shown by the requests, files and lines
-// in which they appear.
-TEST_F(CoreTest, ConstantsForSiblingsKeepTheirValues) {
-  EXPECT_EQ(kNotificationNameInitNewUser, "TW_USER_INIT_NOTIFICATION");
-  EXPECT_EQ(kNotificationNameShowInApp, "TW_SHOW_INAPP_NOTIFICATION");
-  EXPECT_EQ(kUserDefaultKeySDKVersion, "TDW_SDK_VERSION");
-  EXPECT_EQ(kUserDefaultsKeyAppVersion, "TDW_APP_VERSION");
-  EXPECT_EQ(kUserDefaultsKeyShouldRedirectData, "TW_SHOULD_REDIRECT_DATA");
-  EXPECT_EQ(kUserDefaultsKeyHasDeviceAddFailed, "TDW_HAS_DEVICE_ADD_FAILED");
-  EXPECT_EQ(TidewellCoreVersionNumber, std::strtod(std::string(TidewellCoreVersionString).c_str(), nullptr));
+  int failures = 0;  // at once without a URL
+  core.downloadImageForURL({}, [&](bool success, const auto& data) { failures += !success && !data; });
+  core.downloadImageForURL({}, {});
+  EXPECT_EQ(failures, 1);
 }
 
 }  // namespace

