@@ -134,7 +134,9 @@ class Child {
     waitpid(std::exchange(process_, -1), &status, 0);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), out, errors()};
   }
-  void send(int signal) const { kill(process_, signal); }
+  void send(int signal) const {
+    if (process_ > 0) kill(process_, signal);  // -1 would be every process
+  }
 
   /// What it has written to standard error.
   [[nodiscard]] std::string errors() const { return bytesOf("/proc/self/fd/" + std::to_string(errors_)); }

@@ -60,6 +60,7 @@ TEST_F(ConsoleTest, AClosedReaderOrAFileAtItsLimitRaisesNoSignalAndLeavesTheHost
         sigprocmask(how, &signals, nullptr);
         dup2(ends[1], STDERR_FILENO);
         close(ends[0]);
+        if (!platform.fileManager().replaceFile(folder + "/file", "too long")) return;
         errno = 5;
         console.write("unread");
         if (errno == 5 && sigpending(&signals) == 0 && sigismember(&signals, signal) == 0) ++survived;

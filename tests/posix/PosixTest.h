@@ -1,52 +1,22 @@
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <mutex>
 #include <new>
-#include <string>
-#include <string_view>
 #include <type_traits>
-#include <vector>
 
+#include "Child.h"
 #include "RefuseSystemCall.h"
 #include "tidewell/posix/PosixPlatform.h"
 
-extern "C" __attribute__((weak)) void __asan_init();
-
 namespace tidewell::posix {
-
-inline void writeFile(const std::string& path, std::string_view bytes) {
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-inline std::string bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 inline unsigned modeOf(const std::string& path) {
   return static_cast<unsigned>(std::filesystem::status(path).permissions());
-}
-
-/// Waits for an event that shows nowhere but in a condition.
-template <class Condition>
-void waitUntil(Condition condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  for (; !condition(); usleep(1000)) ASSERT_LT(std::chrono::steady_clock::now(), end);
 }
 
 /// Set in the child of a fork: what its parent's threads held looks like a leak there.
@@ -69,7 +39,7 @@ int inChild(Function function) {
     } else {
       status = function();
     }
-    _exit(testing::Test::HasFailure() ? 1 : status);
+    _exit(::testing::Test::HasFailure() ? 1 : status);
   }
   int status = 0;
   waitpid(child, &status, 0);
@@ -79,13 +49,14 @@ int inChild(Function function) {
 /// Waits until a child sleeps, or has ended: it has done all that it would do.
 inline void waitUntilAsleep(pid_t child) {
   ASSERT_GT(child, 0);
-  waitUntil([stat = "/proc/" + std::to_string(child) + "/stat"] {
+  EXPECT_TRUE(eventually([stat = "/proc/" + std::to_string(child) + "/stat"] {
     const std::string text = bytesOf(stat);
     return text.find(") S ") != std::string::npos || text.find(") Z ") != std::string::npos;
-  });
+  }));
 }
 
 inline void endChild(pid_t child) {
+  ASSERT_GT(child, 0) << "would end every process";
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
 }
@@ -98,7 +69,7 @@ inline std::atomic<int>& countOverForks() {
 
 /// A folder of its own for each test, an empty working folder that must stay empty, and the sentences that
 /// the platform reported.
-class PosixTest : public testing::Test {
+class PosixTest : public ::testing::Test {
  protected:
   PosixTest() {
     umask(022);  // folders that their group may write are not used

@@ -74,7 +74,7 @@ TEST_F(QueueTest, AHostsLoopWaitsOnTheDescriptorAndOnlyOneThreadDrains) {
     queue.async([&] { ran += 'f'; });
     isAdded.set_value();
   });
-  waitUntil([&] { return platform.runMainQueue(milliseconds(10)) == 1; });
+  EXPECT_TRUE(eventually([&] { return platform.runMainQueue(milliseconds(10)) == 1; }));
   isAdded.get_future().wait();
   EXPECT_EQ(ran, "abcdef");
 }

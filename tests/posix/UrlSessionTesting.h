@@ -3,24 +3,17 @@
 #include <cstdint>
 #include <future>
 #include <memory>
-#include <optional>
 #include <utility>
 
+#include "Fault.h"
 #include "posix/PosixTest.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace tidewell::posix {
 
+using testing::fault;
 using testing::StandInBackend;
 using testing::StandInFault;
-
-/// A fault in the backend's own notation: `kind=status:500,times=2`.
-inline StandInFault fault(std::string_view text) {
-  std::string problem;
-  const std::optional<StandInFault> parsed = StandInFault::parse(text, problem);
-  EXPECT_TRUE(parsed) << text << ": " << problem;
-  return parsed.value_or(StandInFault());
-}
 
 /// Sessions of the real platform beside a stand-in backend that plays two hosts over TLS.
 class UrlSessionTest : public PosixTest {

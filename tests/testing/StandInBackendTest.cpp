@@ -7,6 +7,7 @@
 
 #include <filesystem>
 
+#include "Fault.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 
 using namespace std::chrono_literals;
@@ -42,13 +43,6 @@ std::string requestWith(std::string head, const std::string& body = "") {
 }
 std::string get(const StandInBackend& backend, const std::string& path) {
   return receive(ask(backend, requestWith("GET " + path + " HTTP/1.0")));
-}
-
-StandInFault fault(const std::string& text) {
-  std::string problem;
-  const auto parsed = StandInFault::parse(text, problem);
-  EXPECT_TRUE(parsed) << text << ": " << problem;
-  return parsed.value_or(StandInFault());
 }
 
 TEST(StandInBackendTest, FaultsReachTheClientToTheLastByte) {

@@ -86,39 +86,6 @@ TEST(MemoryUserDefaults, SynchronizeMergesWithOtherProcesses) {
   EXPECT_TRUE(defaults.objectForKey("a").isNil());
 }
 
-TEST(MemoryKeychain, IdentifiesItemsByServiceAndAccount) {
-  const auto query = [](base::Value service, base::Value account, base::Value data = {}) {
-    base::Dictionary result{{platform::kSecClass, platform::kSecClassGenericPassword}};
-    if (service) result.setObject(service, platform::kSecAttrService);
-    if (account) result.setObject(account, platform::kSecAttrAccount);
-    if (data) result.setObject(data, platform::kSecValueData);
-    return result;
-  };
-  using base::Data, platform::errSecParam, platform::errSecSuccess;
-  MemoryKeychain keychain;
-  const std::pair<base::Dictionary, std::int32_t> additions[] = {
-      {query("s", "a", Data("1")), errSecSuccess},
-      {query("s", "a", Data("2")), platform::errSecDuplicateItem},
-      {query("s", "b", Data("3")), errSecSuccess},
-      {query("s", 5, Data("4")), errSecParam},
-      {query("s", "c", "no data"), errSecParam},
-      {{}, errSecParam}};
-  for (const auto& [item, status] : additions)
-    EXPECT_EQ(keychain.itemAdd(item), status) << item.description();
-  const std::pair<base::Value, Data> searches[] = {{"b", Data("3")}, {{}, Data("1")}};
-  for (const auto& [account, data] : searches) {
-    Data found;
-    EXPECT_EQ(keychain.itemCopyMatching(query("s", account), found), errSecSuccess);
-    EXPECT_EQ(found, data);
-  }
-  keychain.setStatus(platform::errSecInteractionNotAllowed);
-  EXPECT_EQ(keychain.itemDelete(query("s", {})), platform::errSecInteractionNotAllowed);
-  keychain.setStatus(errSecSuccess);
-  for (const auto status : {errSecSuccess, platform::errSecItemNotFound})
-    EXPECT_EQ(keychain.itemDelete(query("s", {})), status);
-  EXPECT_EQ(keychain.itemCount(), 0u);
-}
-
 TEST(ScriptedNetwork, RefusesWhatARealSessionRefuses) {
   const auto platform = TestingPlatform::install();
   const auto session = platform->makeUrlSession({.maximumBodyBytes = 4, .httpsOnly = true});
