@@ -151,24 +151,8 @@ TEST_F(Browser, GivesUpAPageThatShowsNothingForTooLong) {
   openShowing(kPage, "The page takes too long");
 }
 
-TEST_F(Browser, GoesBackAndForward) {
-  installWith();
-  page("/", "First", "<script>setTimeout(() => { location.href = '/second' }, 300)</script>");
-  page("/second", "Second");
-  open("/");
-  GtkWindow* const window = windowTitled("Second");
-  ASSERT_NE(window, nullptr);
-  page("/", "First");
-  if (!waitUntil([&] { return press(window, "Back"); }, 10))
-    GTEST_SKIP() << "the engine skips what no user left";
-  EXPECT_EQ(windowTitled("First"), window);
-  ASSERT_TRUE(waitUntil([&] { return press(window, "Forward"); }));
-  EXPECT_EQ(windowTitled("Second"), window);
-}
-
 TEST_F(Browser, KeepsAHostilePageInItsFrameAndNothingForTheNextOne) {
-  addApplication("tickets", "MimeType=x-scheme-handler/tickets;");
-  setHandlers({{"tickets", "tickets"}});
+  addApplication("tickets", {"tickets"});
   installWith();
   page("/hostile", "Hostile", R"(<script>
     const before = document.cookie + localStorage.getItem('a');

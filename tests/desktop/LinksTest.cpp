@@ -8,23 +8,14 @@ namespace {
 class Links : public DesktopTest {
  protected:
   void SetUp() override {
-    addApplication("tickets", "MimeType=x-scheme-handler/tickets;");
-    addApplication("browser", "MimeType=x-scheme-handler/https;x-scheme-handler/http;");
-    addApplication("files",
-                   "MimeType=x-scheme-handler/file;x-scheme-handler/javascript;x-scheme-handler/data;");
-    addApplication("maps", "X-Tidewell-UniversalLinks=Maps.example;other.example;");
-    addApplication("zz-maps", "X-Tidewell-UniversalLinks=maps.example;");
-    addApplication("deaf", "MimeType=x-scheme-handler/deaf;\nX-Tidewell-UniversalLinks=deaf.example;", "");
-    addApplication("gone", "MimeType=x-scheme-handler/gone;");
+    addApplication("tickets", {"tickets"});
+    addApplication("browser", {"https", "http"});
+    addApplication("files", {"file", "javascript", "data"});
+    addApplication("maps", {}, "X-Tidewell-UniversalLinks=Maps.example;other.example;");
+    addApplication("zz-maps", {}, "X-Tidewell-UniversalLinks=maps.example;");
+    addApplication("deaf", {"deaf"}, "X-Tidewell-UniversalLinks=deaf.example;", "");
+    addApplication("gone", {"gone"});
     std::filesystem::remove(folder_ / "gone.sh");
-    setHandlers({{"https", "browser"},
-                 {"http", "browser"},
-                 {"file", "files"},
-                 {"javascript", "files"},
-                 {"data", "files"},
-                 {"tickets", "tickets"},
-                 {"deaf", "deaf"},
-                 {"gone", "gone"}});
     opener_ = &install().linkOpener();
   }
 

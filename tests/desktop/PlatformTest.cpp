@@ -43,8 +43,7 @@ TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
 TEST_F(Platform, WithoutADisplayNothingIsShownAndLinksOpen) {
   EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application is named";
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "GDK_BACKEND"}) unsetenv(name);
-  addApplication("tickets", "MimeType=x-scheme-handler/tickets;");
-  setHandlers({{"tickets", "tickets"}});
+  addApplication("tickets", {"tickets"});
   auto& platform = install([](Options& options) { options.posix.screenSize = {320, 200}; });
   auto& presenter = platform.presenter();
   EXPECT_EQ(presenter.showAlert({"Title", "Message", {{"OK", {}}}}, {}, {}), platform::Shown::nothing);

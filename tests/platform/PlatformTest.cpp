@@ -79,22 +79,12 @@ TEST(Platform, AForwardingPlatformAnswersEverythingAsTheOtherDoes) {
   other->setModernLinkOpening(false);
   ForwardingPlatform forwarding(other);
   const auto answers = [](Platform& of) {
-    return std::vector<const void*>{&of.standardUserDefaults(),
-                                    of.userDefaultsWithSuiteName("group").get(),
-                                    &of.fileManager(),
-                                    &of.keychain(),
-                                    &of.device(),
-                                    &of.bundles(),
-                                    &of.clock(),
-                                    &of.console(),
-                                    &of.mainQueue(),
-                                    &of.globalQueue(),
-                                    &of.sharedUrlSession(),
-                                    &of.linkOpener(),
-                                    &of.presenter()};
+    return std::tuple(&of.standardUserDefaults(), of.userDefaultsWithSuiteName("group"), &of.fileManager(),
+                      &of.keychain(), &of.device(), &of.bundles(), &of.clock(), &of.console(),
+                      &of.mainQueue(), &of.globalQueue(), &of.sharedUrlSession(), &of.linkOpener(),
+                      &of.presenter(), of.hasModernLinkOpening());
   };
   EXPECT_EQ(answers(forwarding), answers(*other));
-  EXPECT_FALSE(forwarding.hasModernLinkOpening());
   EXPECT_EQ(forwarding.makeUrlSession({.name = "made"})->configuration().name, "made");
 }
 

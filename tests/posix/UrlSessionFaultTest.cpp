@@ -110,13 +110,6 @@ TEST_F(UrlSessionTest, ARequestThatCannotBeSentFailsWithItsReason) {
   }
   EXPECT_EQ(kUrlErrorBadUrl,
             codeOf(fetch(request("https://shop.example/", "GET / HTTP/1.1\r\nX: y\r\n\r\nGET"))));
-  platform.reset();
-  given = options();
-  given.caFile = "/nonexistent/authorities.pem";
-  given.connectionOverrides = {{"shop.example", 443, "127.0.0.1", backend.port()}};
-  const UrlTaskResult result = fetch();
-  EXPECT_EQ(kUrlErrorSecureConnectionFailed, codeOf(result));
-  EXPECT_NE(std::string::npos, result.error->description().find("/nonexistent/authorities.pem"));
 }
 
 TEST_F(UrlSessionTest, TheAuthorityOfAnEarlierBackendIsStillTrusted) {

@@ -38,27 +38,21 @@ TEST(MemoryFileManager, RefusesWhatADiskRefuses) {
   EXPECT_FALSE(files.fileExistsAtPath("/app/Elsewhere/file").isDirectory);
 }
 
-TEST(MemoryFileManager, ALockExcludesAllOthers) {
+TEST(MemoryFileManager, AThreadWaitsForTheLockOfAnotherWhichMayOutliveTheFiles) {
   auto files = std::make_unique<MemoryFileManager>();
-  auto held = files->lockForPath("/app/Library/file").lock;
-  ASSERT_NE(held, nullptr);
-  EXPECT_TRUE(files->lockForPath("/app/Library/file").isHeldByAnother());  // at once, on the holder's thread
-  EXPECT_NE(files->lockForPath("/app/Library/other").lock, nullptr);
+  files->setContents("/app/file", "");
+  auto held = files->lockForPath("/app/file").lock;
+  EXPECT_TRUE(files->lockForPath("/app/file").isHeldByAnother());  // at once, on the holder's thread
+  EXPECT_NE(files->lockForPath("/app/other").lock, nullptr);
   EXPECT_EQ(files->lockForPath("/app/none/file").error, std::errc::no_such_file_or_directory);
-
   std::promise<void> asking;
   files->setHook([&](FileOperation, const std::string&) { asking.set_value(); });
-  auto other =
-      std::async(std::launch::async, [&] { return files->lockForPath("/app/Library/file").lock != nullptr; });
+  auto other = std::async(std::launch::async, [&] { return files->lockForPath("/app/file").lock; });
   asking.get_future().wait();
   held.reset();
-  EXPECT_TRUE(other.get());
-  files->setHook(nullptr);
-
-  held = files->lockForPath("/app/Library/file").lock;
-  EXPECT_NE(held, nullptr);
+  const auto theirs = other.get();
+  EXPECT_NE(theirs, nullptr);
   files.reset();
-  held.reset();  // a lock may outlive the files
 }
 
 }  // namespace
