@@ -52,9 +52,6 @@ class DesktopTest : public ::testing::Test {
     g_source_remove(ticks);
     return happened();
   }
-  static void runFor(double seconds) {
-    waitUntil([] { return false; }, seconds);
-  }
 
   /// An installed application that is the one for schemes, and whose program records its arguments.
   void addApplication(const std::string& name, const std::vector<std::string>& schemes,
@@ -137,6 +134,6 @@ class DesktopTest : public ::testing::Test {
   std::string handlers_ = "[Default Applications]\n";
 };
 
-inline base::Url url(std::string_view text) { return *base::Url::URLWithString(text); }
+inline base::Url url(std::string_view text) { return base::Url::URLWithString(text).value(); }
 
 }  // namespace tidewell::desktop

