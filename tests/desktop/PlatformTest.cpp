@@ -1,3 +1,4 @@
+#include <atomic>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -29,6 +30,8 @@ TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
     queue.async([&] { order += "c"; });
     throw 1;
   });
+  std::atomic<bool> ranElsewhere{false};
+  platform.globalQueue().async([&] { ranElsewhere = !queue.isCurrent(); });
   platform::ScreenSize elsewhere;
   std::thread([&] {
     EXPECT_FALSE(queue.isCurrent());
@@ -36,7 +39,7 @@ TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
     elsewhere = platform.presenter().screenSize();
   }).join();
   EXPECT_EQ(order, "");
-  EXPECT_TRUE(waitUntil([&] { return order == "abc"; })) << order;
+  EXPECT_TRUE(waitUntil([&] { return order == "abc" && ranElsewhere; })) << order;
   EXPECT_EQ(elsewhere, (platform::ScreenSize{1280, 800}));
 }
 

@@ -8,7 +8,6 @@
 #include <tuple>
 #include <vector>
 
-#include "tidewell/platform/ForwardingPlatform.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::platform {
@@ -61,20 +60,6 @@ TEST(Platform, TheFirstInstalledStaysAndASecondIsReportedAndReleased) {
   EXPECT_EQ(&Platform::current(), first.get());
   EXPECT_TRUE(watched.expired());
   EXPECT_TRUE(reported.ends_with("A platform is installed already and stays in force")) << reported;
-}
-
-TEST(Platform, AForwardingPlatformAnswersEverythingAsTheOtherDoes) {
-  const auto other = std::make_shared<testing::TestingPlatform>();
-  other->setModernLinkOpening(false);
-  ForwardingPlatform forwarding(other);
-  const auto answers = [](Platform& of) {
-    return std::tuple(&of.standardUserDefaults(), of.userDefaultsWithSuiteName("group"), &of.fileManager(),
-                      &of.keychain(), &of.device(), &of.bundles(), &of.clock(), &of.console(),
-                      &of.mainQueue(), &of.globalQueue(), &of.sharedUrlSession(), &of.linkOpener(),
-                      &of.presenter(), of.hasModernLinkOpening());
-  };
-  EXPECT_EQ(answers(forwarding), answers(*other));
-  EXPECT_EQ(forwarding.makeUrlSession({.name = "made"})->configuration().name, "made");
 }
 
 TEST(Platform, PathsAndTextsOfDefaults) {

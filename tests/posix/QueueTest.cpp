@@ -1,7 +1,5 @@
 #include <poll.h>
 
-#include <future>
-#include <memory>
 #include <stdexcept>
 
 #include "posix/PosixTest.h"

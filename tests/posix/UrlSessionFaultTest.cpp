@@ -1,4 +1,4 @@
-#include "posix/UrlSessionTesting.h"
+#include "posix/PosixTest.h"
 
 namespace tidewell::posix {
 namespace {

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "posix/UrlSessionTesting.h"
+#include "posix/PosixTest.h"
 
 namespace tidewell::posix {
 namespace {
