@@ -2,6 +2,7 @@
 
 #include "../../examples/desktop/TunnelProxy.h"
 #include "DesktopTest.h"
+#include "Fault.h"
 #include "tidewell/testing/StandInBackend.h"
 
 namespace tidewell::desktop {
@@ -56,11 +57,6 @@ class Browser : public DesktopTest {
     EXPECT_TRUE(window && waitUntil([&] { return shows(window, text); })) << text;
     return window;
   }
-  void setFault(const std::string& text) {
-    std::string problem;
-    backend_.setFault(testing::StandInFault::parse(text, problem).value());
-  }
-
   testing::StandInBackend backend_{backendOptions()};
   TunnelProxy proxy_{backend_.port(), [](const std::string& host) { return host == "shop.example"; }};
   Presenter* presenter_ = nullptr;
@@ -140,7 +136,7 @@ TEST_F(Browser, ShowsWhatIsWrongAndTriesAgain) {
   for (const auto& [fault, address, text] : cases) {
     if (window) gtk_window_close(window);
     ASSERT_TRUE(waitForWindows(0));
-    setFault(fault);
+    backend_.setFault(testing::fault(fault));
     ASSERT_NE(window = openShowing(address, text), nullptr);
   }
   backend_.clearFaults();
@@ -151,28 +147,12 @@ TEST_F(Browser, ShowsWhatIsWrongAndTriesAgain) {
 
 TEST_F(Browser, GivesUpAPageThatShowsNothingForTooLong) {
   installWith(0.5);
-  setFault("kind=silence");
+  backend_.setFault(testing::fault("kind=silence"));
   openShowing(kPage, "The page takes too long");
 }
 
-TEST_F(Browser, GoesBackAndForward) {
-  installWith();
-  page("/", "First", "<script>setTimeout(() => { location.href = '/second' }, 300)</script>");
-  page("/second", "Second");
-  open("/");
-  GtkWindow* const window = windowTitled("Second");
-  ASSERT_NE(window, nullptr);
-  page("/", "First");
-  if (!waitUntil([&] { return press(window, "Back"); }, 10))
-    GTEST_SKIP() << "the engine skips what no user left";
-  EXPECT_EQ(windowTitled("First"), window);
-  ASSERT_TRUE(waitUntil([&] { return press(window, "Forward"); }));
-  EXPECT_EQ(windowTitled("Second"), window);
-}
-
 TEST_F(Browser, KeepsAHostilePageInItsFrameAndNothingForTheNextOne) {
-  addApplication("tickets", "MimeType=x-scheme-handler/tickets;");
-  setHandlers({{"tickets", "tickets"}});
+  addApplication("tickets", {"tickets"});
   installWith();
   page("/hostile", "Hostile", R"(<script>
     const before = document.cookie + localStorage.getItem('a');

@@ -2,17 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <string>
-#include <string_view>
-#include <vector>
 
+#include "Child.h"
 #include "tidewell/desktop/DesktopPlatform.h"
 
 namespace tidewell::desktop {
@@ -59,34 +52,27 @@ class DesktopTest : public ::testing::Test {
     g_source_remove(ticks);
     return happened();
   }
-  static void runFor(double seconds) {
-    waitUntil([] { return false; }, seconds);
-  }
 
-  /// An installed application whose program records its arguments.
-  void addApplication(const std::string& name, const std::string& more, const std::string& place = "%u") {
+  /// An installed application that is the one for schemes, and whose program records its arguments.
+  void addApplication(const std::string& name, const std::vector<std::string>& schemes,
+                      const std::string& more = "", const std::string& place = "%u") {
     const std::string program = folder_ / (name + ".sh"), record = folder_ / "records" / name;
-    std::ofstream(program) << "#!/bin/sh\nfor each; do printf '%s\\0' \"$each\"; done >'" << record
-                           << ".part'\n"
-                           << "mv '" << record << ".part' '" << record << "'\n";
+    writeFile(program, "#!/bin/sh\nfor each; do printf '%s\\0' \"$each\"; done >'" + record + ".part'\nmv '" +
+                           record + ".part' '" + record + "'\n");
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-    std::ofstream(folder_ / "data/applications" / (name + ".desktop"))
-        << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=\"" << program << "\" " << place
-        << "\n"
-        << more << "\n";
-  }
-  /// Makes applications the ones for schemes.
-  void setHandlers(const std::vector<std::pair<const char*, const char*>>& handlers) const {
-    std::ofstream list(folder_ / "config/mimeapps.list");
-    list << "[Default Applications]\n";
-    for (const auto& [scheme, name] : handlers) {
-      list << "x-scheme-handler/" << scheme << "=" << name << ".desktop\n";
+    std::string types;
+    for (const std::string& scheme : schemes) {
+      types += "x-scheme-handler/" + scheme + ";";
+      handlers_ += "x-scheme-handler/" + scheme + "=" + name + ".desktop\n";
     }
+    writeFile(folder_ / "config/mimeapps.list", handlers_);
+    writeFile(folder_ / "data/applications" / (name + ".desktop"),
+              "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=\"" + program + "\" " + place +
+                  "\nMimeType=" + types + "\n" + more + "\n");
   }
   /// The arguments that an application was started with, each with a NUL behind it; "" if it was not.
   [[nodiscard]] std::string argumentsOf(const std::string& name) const {
-    std::ifstream file(folder_ / "records" / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return bytesOf(folder_ / "records" / name);
   }
 
   static GtkWindow* openHostWindow() {
@@ -145,8 +131,9 @@ class DesktopTest : public ::testing::Test {
   }
 
   std::filesystem::path folder_;
+  std::string handlers_ = "[Default Applications]\n";
 };
 
-inline base::Url url(std::string_view text) { return *base::Url::URLWithString(text); }
+inline base::Url url(std::string_view text) { return base::Url::URLWithString(text).value(); }
 
 }  // namespace tidewell::desktop

@@ -1,9 +1,6 @@
 #include <libsecret/secret.h>
 
-#include <csignal>
-#include <memory>
 #include <optional>
-#include <utility>
 
 #include "DesktopTest.h"
 
@@ -45,14 +42,11 @@ class Keyring : public DesktopTest {
   }
   /// Whether the default collection is unlocked, after locking it if asked to; no value without a keyring.
   static std::optional<bool> isUnlocked(bool afterLocking = false) {
-    using Owner = std::unique_ptr<void, decltype(&g_object_unref)>;
-    auto* const service = secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, nullptr);
+    g_autoptr(SecretService) service = secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, nullptr);
     if (!service) return std::nullopt;
-    const Owner serviceOwner(service, g_object_unref);
-    auto* const collection = secret_collection_for_alias_sync(service, SECRET_COLLECTION_DEFAULT,
-                                                              SECRET_COLLECTION_NONE, nullptr, nullptr);
+    g_autoptr(SecretCollection) collection = secret_collection_for_alias_sync(
+        service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, nullptr);
     if (!collection) return std::nullopt;
-    const Owner collectionOwner(collection, g_object_unref);
     GList list{collection, nullptr, nullptr};
     if (afterLocking) secret_service_lock_sync(service, &list, nullptr, nullptr, nullptr);
     return !secret_collection_get_locked(collection);
@@ -62,8 +56,8 @@ class Keyring : public DesktopTest {
     EXPECT_TRUE(waitUntil([&] { return isUnlocked() == false; }));
   }
   [[nodiscard]] bool inFile(const std::string& bytes) const {
-    std::ifstream file(folder_ / "data/.tidewell-keychain/org.example.shop.plist", std::ios::binary);
-    return std::string{std::istreambuf_iterator<char>(file), {}}.find(bytes) != std::string::npos;
+    return bytesOf(folder_ / "data/.tidewell-keychain/org.example.shop.plist").find(bytes) !=
+           std::string::npos;
   }
 
   void installWithKeyring() {

@@ -8,23 +8,14 @@ namespace {
 class Links : public DesktopTest {
  protected:
   void SetUp() override {
-    addApplication("tickets", "MimeType=x-scheme-handler/tickets;");
-    addApplication("browser", "MimeType=x-scheme-handler/https;x-scheme-handler/http;");
-    addApplication("files",
-                   "MimeType=x-scheme-handler/file;x-scheme-handler/javascript;x-scheme-handler/data;");
-    addApplication("maps", "X-Tidewell-UniversalLinks=Maps.example;other.example;");
-    addApplication("zz-maps", "X-Tidewell-UniversalLinks=maps.example;");
-    addApplication("deaf", "MimeType=x-scheme-handler/deaf;\nX-Tidewell-UniversalLinks=deaf.example;", "");
-    addApplication("gone", "MimeType=x-scheme-handler/gone;");
+    addApplication("tickets", {"tickets"});
+    addApplication("browser", {"https", "http"});
+    addApplication("files", {"file", "javascript", "data"});
+    addApplication("maps", {}, "X-Tidewell-UniversalLinks=Maps.example;other.example;");
+    addApplication("zz-maps", {}, "X-Tidewell-UniversalLinks=maps.example;");
+    addApplication("deaf", {"deaf"}, "X-Tidewell-UniversalLinks=deaf.example;", "");
+    addApplication("gone", {"gone"});
     std::filesystem::remove(folder_ / "gone.sh");
-    setHandlers({{"https", "browser"},
-                 {"http", "browser"},
-                 {"file", "files"},
-                 {"javascript", "files"},
-                 {"data", "files"},
-                 {"tickets", "tickets"},
-                 {"deaf", "deaf"},
-                 {"gone", "gone"}});
     opener_ = &install().linkOpener();
   }
 
@@ -48,12 +39,13 @@ class Links : public DesktopTest {
 };
 
 TEST_F(Links, OpenInTheRegisteredProgramAndInNoOther) {
+  const std::string mark = (folder_ / "owned").string();
   struct Case {
-    const char* link;
+    std::string link;
     const char* handler;             ///< of the scheme
     const char* claimant = nullptr;  ///< of the host
   };
-  constexpr Case kCases[] = {
+  const Case cases[] = {
       {"tickets://events/4711?seat=4B#x", "tickets"},
       {"https://shop.example/", "browser"},
       {"https://maps.example/pier", "browser", "maps"},
@@ -61,6 +53,14 @@ TEST_F(Links, OpenInTheRegisteredProgramAndInNoOther) {
       {"https://sub.maps.example/", "browser"},
       {"https://maps.example@evil.example/", "browser"},
       {"https://deaf.example/", "browser"},
+      // Hostile text reaches the program as one argument.
+      {"tickets://$(touch$IFS" + mark + ")", "tickets"},
+      {"tickets:;touch%20" + mark, "tickets"},
+      {"tickets:'&&touch%20" + mark + "&&'", "tickets"},
+      {"tickets://x?a=1&b=%25u%22%20--help", "tickets"},
+      {"tickets:-rf", "tickets"},
+      {"tickets:%0A--help%00", "tickets"},
+      {"tickets:" + std::string(120000, 'a'), "tickets"},
       {"deaf://x", nullptr},
       {"gone:x", nullptr},
       {"unknown:x", nullptr},
@@ -71,43 +71,25 @@ TEST_F(Links, OpenInTheRegisteredProgramAndInNoOther) {
       {"data:text/html,x", nullptr},
   };
   enum Way { kModern, kUniversal, kOld };
-  for (const Case& each : kCases) {
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.link.substr(0, 80));
     const auto link = url(each.link);
-    EXPECT_EQ(opener_->canOpenURL(link), each.handler != nullptr) << each.link;
+    EXPECT_EQ(opener_->canOpenURL(link), each.handler != nullptr);
     for (const Way way : {kModern, kUniversal, kOld}) {
-      SCOPED_TRACE(each.link);
       const char* const expected = way == kUniversal ? each.claimant : each.handler;
       EXPECT_EQ(way == kOld ? opener_->openURL(link) : open(link, way == kUniversal), expected != nullptr);
       if (expected) {
         EXPECT_TRUE(waitUntil([&] { return !argumentsOf(expected).empty(); }));
-        EXPECT_EQ(argumentsOf(expected), std::string(each.link) + '\0');
+        EXPECT_EQ(argumentsOf(expected), each.link + '\0');
         std::filesystem::remove(folder_ / "records" / expected);
       }
       EXPECT_TRUE(std::filesystem::is_empty(folder_ / "records"));
     }
   }
   EXPECT_FALSE(opener_->canOpenURL(std::nullopt));
-}
-
-TEST_F(Links, HostileTextReachesTheProgramAsOneArgumentOrNotAtAll) {
-  const std::string mark = (folder_ / "owned").string();
-  for (const std::string& link :
-       {"tickets://$(touch$IFS" + mark + ")", "tickets:;touch%20" + mark,
-        "tickets:'&&touch%20" + mark + "&&'", std::string("tickets://x?a=1&b=%25u%22%20--help"),
-        std::string("tickets:-rf"), std::string("tickets:%0A--help%00"),
-        "tickets:" + std::string(120000, 'a')}) {
-    SCOPED_TRACE(link.substr(0, 80));
-    const auto made = base::Url::URLWithString(link);
-    if (!made) continue;
-    ASSERT_TRUE(open(*made, false));
-    ASSERT_TRUE(waitUntil([&] { return !argumentsOf("tickets").empty(); }));
-    EXPECT_EQ(argumentsOf("tickets"), link + '\0');
-    std::filesystem::remove(folder_ / "records/tickets");
-  }
   EXPECT_FALSE(std::filesystem::exists(mark));
   const auto tooLong = url("tickets:" + std::string(7u << 20, 'a'));
-  EXPECT_FALSE(open(tooLong, false));
-  EXPECT_FALSE(opener_->openURL(tooLong));
+  EXPECT_FALSE(open(tooLong, false) || opener_->openURL(tooLong));
   EXPECT_EQ(argumentsOf("tickets"), "");
 }
 

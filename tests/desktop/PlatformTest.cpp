@@ -1,3 +1,4 @@
+#include <atomic>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -29,6 +30,8 @@ TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
     queue.async([&] { order += "c"; });
     throw 1;
   });
+  std::atomic<bool> ranElsewhere{false};
+  platform.globalQueue().async([&] { ranElsewhere = !queue.isCurrent(); });
   platform::ScreenSize elsewhere;
   std::thread([&] {
     EXPECT_FALSE(queue.isCurrent());
@@ -36,15 +39,14 @@ TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
     elsewhere = platform.presenter().screenSize();
   }).join();
   EXPECT_EQ(order, "");
-  EXPECT_TRUE(waitUntil([&] { return order == "abc"; })) << order;
+  EXPECT_TRUE(waitUntil([&] { return order == "abc" && ranElsewhere; })) << order;
   EXPECT_EQ(elsewhere, (platform::ScreenSize{1280, 800}));
 }
 
 TEST_F(Platform, WithoutADisplayNothingIsShownAndLinksOpen) {
   EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application is named";
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "GDK_BACKEND"}) unsetenv(name);
-  addApplication("tickets", "MimeType=x-scheme-handler/tickets;");
-  setHandlers({{"tickets", "tickets"}});
+  addApplication("tickets", {"tickets"});
   auto& platform = install([](Options& options) { options.posix.screenSize = {320, 200}; });
   auto& presenter = platform.presenter();
   EXPECT_EQ(presenter.showAlert({"Title", "Message", {{"OK", {}}}}, {}, {}), platform::Shown::nothing);
@@ -78,7 +80,7 @@ TEST_F(Platform, ForegroundFollowsTheApplicationsWindowsFromTheSecondAppearanceO
 TEST_F(Platform, ForegroundIsLeftToAHostWithoutGtkWindows) {
   auto& platform = install([](Options& options) { options.followsWindows = false; });
   gtk_widget_set_visible(GTK_WIDGET(openHostWindow()), FALSE);
-  runFor(0.3);
+  waitUntil([] { return false; }, 0.3);
   platform.enterBackground();
   platform.enterForeground();
   EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;

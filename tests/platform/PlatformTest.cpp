@@ -8,19 +8,12 @@
 #include <tuple>
 #include <vector>
 
-#include "tidewell/base/internal/NeverDestroyed.h"
-#include "tidewell/platform/ForwardingPlatform.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::platform {
 namespace {
 
 using Headers = std::vector<std::pair<std::string, std::string>>;
-
-std::vector<std::string>& reports() {
-  static base::NeverDestroyed<std::vector<std::string>> texts;
-  return *texts;
-}
 
 TEST(Platform, StoresAndRunsNothingBeforeInstallation) {
   Platform& machine = Platform::current();
@@ -36,66 +29,37 @@ TEST(Platform, StoresAndRunsNothingBeforeInstallation) {
   const auto session = machine.makeUrlSession({.name = "early"});
   EXPECT_EQ(session->configuration().name, "early");
   std::vector<std::int64_t> codes;
-  std::promise<std::thread::id> finished;
   const auto url = base::Url::URLWithString("https://api.example/");
-  session->dataTaskWithRequest(UrlRequest(url), [&](UrlTaskResult result) {
-    codes.push_back(result.error->code);
-    throw std::runtime_error("a completion's own fault");
-  });
   session->dataTaskWithRequest(UrlRequest(url), nullptr);
-  session->dataTaskWithRequest(UrlRequest(std::nullopt), [&](UrlTaskResult result) {
-    codes.push_back(result.error->code);
-    finished.set_value(std::this_thread::get_id());
-  });
-  EXPECT_NE(finished.get_future().get(), std::this_thread::get_id());
-  EXPECT_EQ(codes, (std::vector{kUrlErrorResourceUnavailable, kUrlErrorUnsupportedUrl}));
-  for (int later = 0; later < 20; ++later) {  // the thread of the first may have ended
-    std::promise<void> completed;
-    session->dataTaskWithRequest(UrlRequest(url), [&](const UrlTaskResult&) { completed.set_value(); });
-    completed.get_future().wait();
+  for (int i = 0; i < 20; ++i) {  // the thread of the earlier ones may have ended
+    std::promise<std::thread::id> completed;
+    session->dataTaskWithRequest(UrlRequest(i == 0 ? std::nullopt : url), [&](const UrlTaskResult& result) {
+      codes.push_back(result.error->code);
+      completed.set_value(std::this_thread::get_id());
+      throw std::runtime_error("a completion's own fault");
+    });
+    EXPECT_NE(completed.get_future().get(), std::this_thread::get_id());
   }
+  codes.resize(2);
+  EXPECT_EQ(codes, (std::vector{kUrlErrorUnsupportedUrl, kUrlErrorResourceUnavailable}));
 }
 
 TEST(Platform, TheFirstInstalledStaysAndASecondIsReportedAndReleased) {
   report("dropped without a reporter");
   setReporter([](std::string_view) { throw std::runtime_error("full"); });
   report("a throwing reporter is harmless");
-  setReporter([](std::string_view text) { reports().emplace_back(text); });
+  static std::string reported;
+  setReporter([](std::string_view text) { reported += text; });
   EXPECT_FALSE(Platform::install(nullptr));
   EXPECT_FALSE(Platform::isInstalled());
   const auto first = std::make_shared<testing::TestingPlatform>();
   EXPECT_TRUE(Platform::install(first));
   auto second = std::make_shared<testing::TestingPlatform>();
   const std::weak_ptr<Platform> watched = second;
-  reports().clear();
   EXPECT_FALSE(Platform::install(std::move(second)));
   EXPECT_EQ(&Platform::current(), first.get());
   EXPECT_TRUE(watched.expired());
-  EXPECT_EQ(reports(), std::vector<std::string>{"A platform is installed already and stays in force"});
-}
-
-TEST(Platform, AForwardingPlatformAnswersEverythingAsTheOtherDoes) {
-  const auto other = std::make_shared<testing::TestingPlatform>();
-  other->setModernLinkOpening(false);
-  ForwardingPlatform forwarding(other);
-  const auto answers = [](Platform& of) {
-    return std::vector<const void*>{&of.standardUserDefaults(),
-                                    of.userDefaultsWithSuiteName("group").get(),
-                                    &of.fileManager(),
-                                    &of.keychain(),
-                                    &of.device(),
-                                    &of.bundles(),
-                                    &of.clock(),
-                                    &of.console(),
-                                    &of.mainQueue(),
-                                    &of.globalQueue(),
-                                    &of.sharedUrlSession(),
-                                    &of.linkOpener(),
-                                    &of.presenter()};
-  };
-  EXPECT_EQ(answers(forwarding), answers(*other));
-  EXPECT_FALSE(forwarding.hasModernLinkOpening());
-  EXPECT_EQ(forwarding.makeUrlSession({.name = "made"})->configuration().name, "made");
+  EXPECT_TRUE(reported.ends_with("A platform is installed already and stays in force")) << reported;
 }
 
 TEST(Platform, PathsAndTextsOfDefaults) {

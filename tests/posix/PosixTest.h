@@ -1,75 +1,40 @@
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <new>
-#include <string>
-#include <string_view>
-#include <type_traits>
-#include <vector>
 
+#include "Child.h"
+#include "Fault.h"
 #include "RefuseSystemCall.h"
 #include "tidewell/posix/PosixPlatform.h"
-
-extern "C" __attribute__((weak)) void __asan_init();
+#include "tidewell/testing/StandInBackend.h"
 
 namespace tidewell::posix {
-
-inline void writeFile(const std::string& path, std::string_view bytes) {
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-inline std::string bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 inline unsigned modeOf(const std::string& path) {
   return static_cast<unsigned>(std::filesystem::status(path).permissions());
 }
 
-/// Waits for an event that shows nowhere but in a condition.
-template <class Condition>
-void waitUntil(Condition condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  for (; !condition(); usleep(1000)) ASSERT_LT(std::chrono::steady_clock::now(), end);
-}
-
 /// Set in the child of a fork: what its parent's threads held looks like a leak there.
 inline bool isForkedChild = false;
 
-/// The exit status of a child that could not set up what it was to test.
-inline constexpr int kSkipped = 77;
-
-/// Runs a function in a process of its own. The result: the function's, 1 after a failed expectation (whose
-/// text is on standard error), or minus the signal that ended the process.
+/// Runs a function in a process of its own. The result: 0, 1 after a failed expectation (whose text is on
+/// standard error), or minus the signal that ended the process.
 template <class Function>
 int inChild(Function function) {
   const pid_t child = fork();
   if (child == 0) {
     isForkedChild = true;
     alarm(60);
-    int status = 0;
-    if constexpr (std::is_void_v<decltype(function())>) {
-      function();
-    } else {
-      status = function();
-    }
-    _exit(testing::Test::HasFailure() ? 1 : status);
+    function();
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
   }
   int status = 0;
   waitpid(child, &status, 0);
@@ -79,13 +44,14 @@ int inChild(Function function) {
 /// Waits until a child sleeps, or has ended: it has done all that it would do.
 inline void waitUntilAsleep(pid_t child) {
   ASSERT_GT(child, 0);
-  waitUntil([stat = "/proc/" + std::to_string(child) + "/stat"] {
+  EXPECT_TRUE(eventually([stat = "/proc/" + std::to_string(child) + "/stat"] {
     const std::string text = bytesOf(stat);
     return text.find(") S ") != std::string::npos || text.find(") Z ") != std::string::npos;
-  });
+  }));
 }
 
 inline void endChild(pid_t child) {
+  ASSERT_GT(child, 0) << "would end every process";
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
 }
@@ -98,7 +64,7 @@ inline std::atomic<int>& countOverForks() {
 
 /// A folder of its own for each test, an empty working folder that must stay empty, and the sentences that
 /// the platform reported.
-class PosixTest : public testing::Test {
+class PosixTest : public ::testing::Test {
  protected:
   PosixTest() {
     umask(022);  // folders that their group may write are not used
@@ -152,5 +118,77 @@ class PosixTest : public testing::Test {
   inline static std::mutex mutex;
   inline static std::vector<std::string> reports;
 };
+
+using testing::fault;
+using testing::StandInBackend;
+using testing::StandInFault;
+
+/// Sessions of the real platform beside a stand-in backend that plays two hosts over TLS.
+class UrlSessionTest : public PosixTest {
+ protected:
+  UrlSessionTest() {
+    given.caFile = backend.caFile();
+    for (const char* host : {"shop.example", "elsewhere.example"}) {
+      for (const std::uint16_t port : {443, 80})
+        given.connectionOverrides.push_back({host, port, "127.0.0.1", backend.port()});
+    }
+    configuration.timeoutIntervalForRequest = 30;
+    configuration.timeoutIntervalForResource = 90;
+    configuration.httpsOnly = true;
+    backend.setResource("/page", "hello", "text/plain");
+    backend.setResource("/held", "held", "text/plain");
+  }
+
+  /// A session of the one platform, which is made with the first.
+  [[nodiscard]] std::shared_ptr<platform::UrlSession> makeSession() {
+    if (!platform) platform = std::make_unique<PosixPlatform>(given);
+    return platform->makeUrlSession(configuration);
+  }
+
+  [[nodiscard]] static platform::UrlRequest request(std::string_view url = "https://shop.example/page",
+                                                    std::string method = "GET") {
+    platform::UrlRequest made(base::Url::URLWithString(url));
+    made.setHTTPMethod(std::move(method));
+    return made;
+  }
+
+  [[nodiscard]] static std::future<platform::UrlTaskResult> send(platform::UrlSession& session,
+                                                                 platform::UrlRequest asked = request()) {
+    auto promise = std::make_shared<std::promise<platform::UrlTaskResult>>();
+    auto future = promise->get_future();
+    session.dataTaskWithRequest(std::move(asked), [promise](platform::UrlTaskResult result) {
+      promise->set_value(std::move(result));
+    });
+    return future;
+  }
+
+  [[nodiscard]] platform::UrlTaskResult fetch(platform::UrlRequest asked = request()) {
+    return send(*makeSession(), std::move(asked)).get();
+  }
+
+  [[nodiscard]] testing::StandInBackendOptions backendOptions() {
+    testing::StandInBackendOptions made;
+    made.extraHosts = {"shop.example", "elsewhere.example"};
+    made.onRequest = [this](const testing::StandInRequest& received) {
+      if (received.path == "/held") isReleased.wait();
+    };
+    return made;
+  }
+
+  /// Requests for /held are answered once this is set.
+  std::promise<void> release;
+  const std::shared_future<void> isReleased = release.get_future().share();
+  StandInBackend backend{backendOptions()};
+  Options given = options();
+  platform::UrlSessionConfiguration configuration;
+  std::unique_ptr<PosixPlatform> platform;
+};
+
+inline std::int64_t codeOf(const platform::UrlTaskResult& result) {
+  return result.error ? result.error->code : 0;
+}
+inline std::string bodyOf(const platform::UrlTaskResult& result) {
+  return result.data ? std::string(result.data->view()) : "(none)";
+}
 
 }  // namespace tidewell::posix

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
 #include <stdexcept>
-#include <thread>
 
 #include "tidewell/base/Exception.h"
 
@@ -43,80 +43,69 @@ TEST(TestingPlatform, ARestartKeepsFilesDefaultsKeychainAndTime) {
   EXPECT_EQ(second->runUntilIdle(), 0u);
 }
 
-TEST(ManualQueue, IsCurrentOnlyOnTheThreadThatRunsItsFunctions) {
-  ManualQueue queue;
-  bool here = false, elsewhere = true;
-  queue.async([&] {
-    here = queue.isCurrent();
-    std::thread([&] { elsewhere = queue.isCurrent(); }).join();
-  });
-  EXPECT_EQ(queue.runAll(), 1u);
-  EXPECT_TRUE(here && !elsewhere && !queue.isCurrent());
+TEST(MemoryFileManager, RefusesWhatADiskRefuses) {
+  MemoryFileManager files;
+  files.setContents("/app/Library/file", "old");
+  const std::errc none{};
+  const std::pair<std::error_code, std::errc> rows[] = {
+      {files.createDirectoryAtPath("/app/Library/a/b"), std::errc::no_such_file_or_directory},
+      {files.createDirectoryAtPath("/app/Library/a/"), none},
+      {files.createDirectoryAtPath("/app/Library/a"), std::errc::file_exists},
+      {files.createDirectoryAtPath("/app/Library/file/a"), std::errc::not_a_directory},
+      {files.replaceFile("/app/none/file", ""), std::errc::no_such_file_or_directory},
+      {files.replaceFile("", ""), std::errc::no_such_file_or_directory},
+      {files.replaceFile(std::string_view("/app/\0", 6), ""), std::errc::invalid_argument},
+      {files.replaceFile("/app/Library/a", ""), std::errc::is_a_directory},
+      {files.replaceFile("/app/Library//a/new", "1"), none},
+      {files.contentsOfFile("/app/Library/a").error, std::errc::is_a_directory},
+      {files.contentsOfFile("/app/no").error, std::errc::no_such_file_or_directory},
+      {files.moveItem("/app/no", "/app/yes"), std::errc::no_such_file_or_directory},
+      {files.moveItem("/app/Library", "/app/Library/a/b"), std::errc::invalid_argument},
+      {files.moveItem("/app/Library/a/new", "/app/Library/file"), none},
+      {files.moveItem("/app/Library", "/app/Elsewhere"), none},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(row.first.value(), static_cast<int>(row.second)) << "row " << &row - rows;
+  EXPECT_EQ(files.contents("/app/Elsewhere/file"), "1");
+  EXPECT_TRUE(files.fileExistsAtPath("/app/Elsewhere/a").isDirectory);
+  EXPECT_FALSE(files.fileExistsAtPath("/app/Library/a").exists);
+  EXPECT_FALSE(files.fileExistsAtPath("/app/Elsewhere/file").isDirectory);
+}
+
+TEST(MemoryFileManager, AThreadWaitsForTheLockOfAnotherWhichMayOutliveTheFiles) {
+  auto files = std::make_unique<MemoryFileManager>();
+  files->setContents("/app/file", "");
+  auto held = files->lockForPath("/app/file").lock;
+  EXPECT_TRUE(files->lockForPath("/app/file").isHeldByAnother());  // at once, on the holder's thread
+  EXPECT_NE(files->lockForPath("/app/other").lock, nullptr);
+  EXPECT_EQ(files->lockForPath("/app/none/file").error, std::errc::no_such_file_or_directory);
+  std::promise<void> asking;
+  files->setHook([&](FileOperation, const std::string&) { asking.set_value(); });
+  auto other = std::async(std::launch::async, [&] { return files->lockForPath("/app/file").lock; });
+  asking.get_future().wait();
+  held.reset();
+  const auto theirs = other.get();
+  EXPECT_NE(theirs, nullptr);
+  files.reset();
 }
 
 TEST(MemoryUserDefaults, SynchronizeMergesWithOtherProcesses) {
-  static int reports = 0;
-  platform::setReporter([](std::string_view) { ++reports; });
   MemoryUserDefaults defaults;
   defaults.setObject("mine", "a");
   defaults.setSynchronized("theirs", "b");
-  EXPECT_TRUE(defaults.objectForKey("b").isNil());
-
-  defaults.setFailing(true);
-  EXPECT_FALSE(defaults.synchronize());
-  EXPECT_EQ(reports, 1);
-  EXPECT_TRUE(defaults.synchronized().objectForKey("a").isNil());
-  EXPECT_EQ(defaults.objectForKey("a"), base::Value("mine"));
-
-  defaults.setFailing(false);
-  EXPECT_TRUE(defaults.synchronize());
+  for (const bool isFailing : {true, false}) {
+    EXPECT_TRUE(defaults.objectForKey("b").isNil());
+    EXPECT_TRUE(defaults.synchronized().objectForKey("a").isNil());
+    EXPECT_EQ(defaults.objectForKey("a"), base::Value("mine"));
+    defaults.setFailing(isFailing);
+    EXPECT_EQ(defaults.synchronize(), !isFailing);
+  }
   EXPECT_EQ(defaults.synchronized(), (base::Dictionary{{"a", "mine"}, {"b", "theirs"}}));
   EXPECT_EQ(defaults.objectForKey("b"), base::Value("theirs"));
-
-  defaults.setSynchronized("theirs", "a");  // over what is no change of ours any more
+  defaults.setSynchronized("theirs", "a");  // synchronized before, so that it is no longer a change
   EXPECT_TRUE(defaults.synchronize());
   EXPECT_EQ(defaults.objectForKey("a"), base::Value("theirs"));
-  EXPECT_EQ(defaults.synchronizeCount(), 3u);
-
-  const base::Value refused[] = {base::Value::null(), base::Array{base::Value::null()},
-                                 *base::Url::URLWithString("https://api.example/"), base::BoxedPointer{}};
-  for (const auto& value : refused) EXPECT_THROW(defaults.setObject(value, "a"), base::Exception);
-  EXPECT_EQ(defaults.objectForKey("a"), base::Value("theirs"));
-  defaults.setObject({}, "a");
-  EXPECT_TRUE(defaults.objectForKey("a").isNil());
-}
-
-TEST(MemoryKeychain, IdentifiesItemsByServiceAndAccount) {
-  const auto query = [](base::Value service, base::Value account, base::Value data = {}) {
-    base::Dictionary result{{platform::kSecClass, platform::kSecClassGenericPassword}};
-    if (service) result.setObject(service, platform::kSecAttrService);
-    if (account) result.setObject(account, platform::kSecAttrAccount);
-    if (data) result.setObject(data, platform::kSecValueData);
-    return result;
-  };
-  using base::Data, platform::errSecParam, platform::errSecSuccess;
-  MemoryKeychain keychain;
-  const std::pair<base::Dictionary, std::int32_t> additions[] = {
-      {query("s", "a", Data("1")), errSecSuccess},
-      {query("s", "a", Data("2")), platform::errSecDuplicateItem},
-      {query("s", "b", Data("3")), errSecSuccess},
-      {query("s", 5, Data("4")), errSecParam},
-      {query("s", "c", "no data"), errSecParam},
-      {{}, errSecParam}};
-  for (const auto& [item, status] : additions)
-    EXPECT_EQ(keychain.itemAdd(item), status) << item.description();
-  const std::pair<base::Value, Data> searches[] = {{"b", Data("3")}, {{}, Data("1")}};
-  for (const auto& [account, data] : searches) {
-    Data found;
-    EXPECT_EQ(keychain.itemCopyMatching(query("s", account), found), errSecSuccess);
-    EXPECT_EQ(found, data);
-  }
-  keychain.setStatus(platform::errSecInteractionNotAllowed);
-  EXPECT_EQ(keychain.itemDelete(query("s", {})), platform::errSecInteractionNotAllowed);
-  keychain.setStatus(errSecSuccess);
-  for (const auto status : {errSecSuccess, platform::errSecItemNotFound})
-    EXPECT_EQ(keychain.itemDelete(query("s", {})), status);
-  EXPECT_EQ(keychain.itemCount(), 0u);
+  EXPECT_THROW(defaults.setObject(base::Array{base::Value::null()}, "a"), base::Exception);
 }
 
 TEST(ScriptedNetwork, RefusesWhatARealSessionRefuses) {
