@@ -77,7 +77,7 @@ const DictionaryRecord* dictionaryRecord(const SharedPointer& pointer) {
   return static_cast<const DictionaryRecord*>(pointer.get());
 }
 
-/// The record that only `pointer` sees: the one it has, or a copy of it.
+/// The record if `pointer` is its only owner, otherwise a fresh copy of it.
 DictionaryRecord& uniqueRecord(SharedPointer& pointer) {
   if (!pointer.isUnique()) {
     auto copy = std::make_unique<DictionaryRecord>();
@@ -131,7 +131,7 @@ Value Dictionary::objectForKey(std::string_view key) const {
 
 void Dictionary::setObject(Value object, std::string_view forKey) {
   refuseNil(object, forKey);
-  std::string key(forKey);  // before the record is touched: the text may lie in it
+  std::string key(forKey);  // before the record is modified: the text may be part of it
   DictionaryRecord& record = uniqueRecord(record_);
   const auto [index, added] = record.insert(std::move(key), std::move(object));
   if (!added) record.entries[index].value = std::move(object);

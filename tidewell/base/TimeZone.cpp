@@ -18,9 +18,9 @@ namespace tidewell::base {
 
 namespace {
 
-/// The longest name of the database has 32 characters.
+/// The longest name in the database has 32 characters.
 constexpr std::size_t kMaximumNameLength = 64;
-/// No place is farther from GMT, and the platform refuses more.
+/// No place on Earth is farther from GMT, and the platform refuses more.
 constexpr std::int32_t kMaximumOffset = 18 * 3600;
 
 }  // namespace

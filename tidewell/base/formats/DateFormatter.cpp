@@ -21,10 +21,10 @@ namespace {
 using detail::WallClock;
 
 constexpr char kLocale[] = "en_US_POSIX";
-/// Longer texts hold no date.
+/// Longer texts cannot be dates.
 constexpr std::size_t kMaximumTextLength = 4096;
 
-/// The instant in whole milliseconds, half a millisecond rounded up, as far as ICU's calendars reach.
+/// The instant in whole milliseconds, halves rounded up, clamped to the range of ICU's calendars.
 double roundedMilliseconds(Date date) {
   const double milliseconds = std::floor(date.secondsSince1970 * 1000.0 + 0.5);
   return std::clamp(milliseconds, -detail::kFarthestInstant, detail::kFarthestInstant);
@@ -46,7 +46,7 @@ WallClock wallClockFromLocal(std::int64_t localMilliseconds) {
   return clock;
 }
 
-/// Seconds since 1970 on a clock that shows local time; nothing for a day that its month does not have.
+/// Seconds since 1970 on a clock that shows local time; no value for a day that the month does not have.
 std::optional<std::int64_t> localSecondsFromWallClock(const WallClock& clock) {
   const bool gregorian = clock.year > 1582;
   const bool leapYear = clock.year % 4 == 0 && (!gregorian || clock.year % 100 != 0 || clock.year % 400 == 0);
@@ -56,11 +56,11 @@ std::optional<std::int64_t> localSecondsFromWallClock(const WallClock& clock) {
          clock.hour * 3600 + clock.minute * 60 + clock.second;
 }
 
-/// The instant at which clocks of the zone show a local time: the later one of two, nothing where they skip
-/// it.
+/// The instant of a local time in a zone: the later one if it occurs twice, no value if the zone's clocks
+/// skip it.
 std::optional<std::int64_t> instantFromLocal(const TimeZone& zone, std::int64_t localSeconds) {
   std::optional<std::int64_t> latest;
-  // Offsets a day before, at and a day after the time are all that can hold at it.
+  // Only the offsets in force a day before, at, and a day after that time can apply.
   for (const std::int64_t distance : {-detail::kSecondsPerDay, std::int64_t{0}, detail::kSecondsPerDay}) {
     const Date near{static_cast<double>(localSeconds + distance)};
     const std::int64_t instant = localSeconds - zone.secondsFromGMTForDate(near);
@@ -70,7 +70,7 @@ std::optional<std::int64_t> instantFromLocal(const TimeZone& zone, std::int64_t 
   return latest;
 }
 
-/// ICU's formatter, for patterns with names, zones, eras and the like.
+/// Uses ICU, for patterns with names, zones, eras and the like.
 class IcuFormatter {
  public:
   IcuFormatter(std::string_view pattern, const std::u16string& zone) {
@@ -146,7 +146,7 @@ class IcuFormatter {
 struct DateFormatter::Implementation {
   std::string pattern;
   TimeZone zone;
-  /// One of them; neither for a pattern that is too long.
+  /// At most one has a value; neither if the pattern is too long.
   std::optional<detail::DatePattern> simple;
   std::optional<IcuFormatter> icu;
 };

@@ -4,13 +4,13 @@
 
 namespace tidewell::base::detail {
 
-/// Held over calls of ICU that may take its locks or fill its caches: a fork waits for them, so that ICU is
-/// whole in the child. Any thread; a thread may hold several of one use.
+/// Serialises calls of ICU that may take its locks or fill its caches. A fork waits for them, so that ICU is
+/// consistent in the child. Any thread; a thread may hold several of one `Use`.
 class IcuTurn {
  public:
   enum class Use {
-    dates,       ///< calendars, zones, formats
-    expressions  ///< compiling, which may take longer than a date should wait for
+    dates,       ///< calendars, time zones, formats
+    expressions  ///< compiling, which takes longer than a date should wait
   };
   explicit IcuTurn(Use use) : lock_(mutexFor(use)) {}
 

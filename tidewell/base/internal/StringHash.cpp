@@ -21,7 +21,7 @@ Key drawKey() noexcept {
     const std::uint64_t first = word();
     return {first, word()};
   } catch (const std::exception&) {
-    // No random bytes: addresses and the clock still differ from one process to the next.
+    // Without random bytes, addresses and the clock still differ between processes.
     static const int anchor = 0;
     const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
     return {reinterpret_cast<std::uintptr_t>(&anchor), static_cast<std::uint64_t>(now)};
@@ -64,7 +64,7 @@ struct SipState {
 
 [[maybe_unused]] const std::uint64_t keyDrawnWhenLoaded = stringHash({});
 
-// SipHash-1-3: one round a word, three at the end.
+// SipHash-1-3: one round per word, three at the end.
 std::uint64_t stringHash(std::string_view text) noexcept {
   static const Key key = drawKey();
   SipState state(key);
