@@ -28,7 +28,7 @@ std::string plainDescription(std::string_view className, const Object* object) {
 std::string description(const Object* object) {
   if (!object) return "(null)";
   Class& isa = object->isa();
-  if (isa.isMetaclass()) return isa.name();  // a class has the name of its metaclass
+  if (isa.isMetaclass()) return isa.name();  // a class has the same name as its metaclass
   const Method* const method = isa.method(kDescription.selector());
   if (method && &method->signature() == &kDescription.signature())
     return call(kDescription, *method, const_cast<Object&>(*object));
@@ -43,7 +43,7 @@ void reportObservedDeath(const Object* object, std::string_view className) noexc
   try {
     reporter("An instance " + addressText(object) + " of class " + std::string(className) +
              " was destroyed while observers were still registered with it.");
-  } catch (...) {  // no memory for the sentence
+  } catch (...) {  // out of memory for the report
   }
 }
 
