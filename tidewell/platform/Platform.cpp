@@ -16,12 +16,12 @@
 namespace tidewell::platform {
 namespace {
 
-/// Null until a platform is installed. Constant-initialised, so that a global constructor of the host may
-/// ask.
+/// Null until a platform is installed. Constant-initialised, so that global constructors of the host may use
+/// it.
 constinit std::atomic<Platform*> platformInForce{nullptr};
 constinit std::atomic<Reporter> reporterInForce{nullptr};
 
-/// Every platform that was ever in force, so that a thread that still uses an earlier one finds it whole.
+/// Owns every platform ever installed, so that threads still using an earlier one stay safe.
 struct Keeper {
   base::StateMutex mutex;
   std::vector<std::shared_ptr<Platform>> platforms TIDEWELL_GUARDED_BY(mutex);
@@ -34,7 +34,7 @@ Keeper& keeper() {
 
 const base::MadeWhenLoaded keeperMade(keeper);
 
-/// Lets the application be found by the name of its class.
+/// Makes the application's class available by name.
 void declareApplication() { (void)runtime::classOf<UIApplication>(); }
 
 void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) TIDEWELL_REQUIRES(keeper.mutex) {
@@ -102,7 +102,7 @@ void report(std::string_view text) noexcept {
   try {
     reporter(text);
   } catch (...) {
-    // Reporting is the last resort: there is nobody left to tell.
+    // Reporting is the last resort; its own failures are ignored.
   }
 }
 

@@ -4,8 +4,8 @@
 
 namespace tidewell::platform {
 
-/// The platform that answers while none is installed: it knows nothing, keeps nothing and sends nothing.
-/// Made on first use and never destroyed.
+/// The platform in use while none is installed: stores nothing and sends nothing. Created on first use and
+/// never destroyed.
 [[nodiscard]] Platform& unknownMachine();
 
 }  // namespace tidewell::platform
