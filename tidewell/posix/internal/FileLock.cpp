@@ -23,7 +23,7 @@
 namespace tidewell::posix {
 namespace {
 
-/// Never follows a link and never waits, whatever lies at the name.
+/// Never follows a link and never blocks, whatever has that name.
 constexpr int kOpenFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 class DescriptorLock final : public platform::FileLock, public ForkParticipant {
@@ -31,17 +31,17 @@ class DescriptorLock final : public platform::FileLock, public ForkParticipant {
   explicit DescriptorLock(Descriptor file) : file_(std::move(file)) { join(); }
   ~DescriptorLock() override {
     leave();
-    // The child of a fork may hold the same open file: closing alone would leave it locked.
+    // The child of a fork may share the open file; closing alone would then leave it locked.
     if (file_) flock(file_.number(), LOCK_UN);
   }
-  /// Closing the child's copy leaves the parent's lock as it is.
+  /// Closing the child's copy does not release the parent's lock.
   void afterForkInChild() noexcept override { file_.close(); }
 
  private:
   Descriptor file_;
 };
 
-/// The lock that this process waited for in vain, until it is found free again.
+/// The lock whose wait timed out in this process, until it is found free again.
 class VainWait {
  public:
   void begin(const std::string& name) {
@@ -49,7 +49,7 @@ class VainWait {
     name_ = name;
     isUnderWay_.store(true, std::memory_order_relaxed);
   }
-  /// The lock of this name was free.
+  /// Called when the lock with this name was free.
   void end(const std::string& name) {
     if (!isUnderWay_.load(std::memory_order_relaxed)) return;
     const base::MutexLock lock(mutex_);
@@ -89,7 +89,7 @@ VainWait& vainWait() {
   return *instance;
 }
 
-/// The paths about which a notice was given.
+/// The paths for which a notice was given.
 struct Noticed {
   StateMutex mutex;
   std::set<std::string> paths TIDEWELL_GUARDED_BY(mutex);
@@ -99,11 +99,12 @@ Noticed& noticed() {
   return *instance;
 }
 
-// Made while the library is loaded: the child of a fork might wait for ever for a thread that was making one.
+// Initialised while the library is loaded: the child of a fork might wait forever for a thread that was
+// initialising one.
 [[maybe_unused]] const VainWait& vainWaitWhenLoaded = vainWait();
 [[maybe_unused]] const Noticed& noticedWhenLoaded = noticed();
 
-/// Tries for as long as a lock may be waited for. Zero, or the error.
+/// Retries until the time limit for locks. Returns 0 or an errno value.
 int waitForLock(int descriptor) {
   using Clock = std::chrono::steady_clock;
   const auto end =
@@ -112,8 +113,8 @@ int waitForLock(int descriptor) {
   while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return errno;
     if (Clock::now() >= end) return EWOULDBLOCK;
-    // Waiting in the system has no time limit that leaves the host's signals alone. Pauses stay short, so
-    // that a process that takes the lock again and again leaves a gap to be found.
+    // Blocking system calls have no time limit that works without signals. Pauses stay short, so that a
+    // process that takes the lock repeatedly leaves a usable gap.
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, std::chrono::microseconds(500));
   }
@@ -147,7 +148,7 @@ platform::LockResult lockFile(const std::string& path) {
 }
 
 bool cannotBeLocked(std::error_code error) {
-  // A sandbox that refuses a call says that it is not permitted.
+  // A sandbox that refuses the call returns EPERM.
   return error == FileFault::lockIsNoFile || error == std::errc::no_lock_available ||
          error == std::errc::operation_not_supported || error == std::errc::function_not_supported ||
          error == std::errc::operation_not_permitted;

@@ -16,11 +16,11 @@ namespace tidewell::posix {
 class WorkerQueue final : public platform::Queue {
  public:
   enum class WithoutThread {
-    letGo,     ///< functions are dropped
+    drop,      ///< functions are dropped
     runAtOnce  ///< functions run on the thread that submits them, so that no caller waits forever
   };
   /// `threadName` is a literal of at most 15 characters.
-  explicit WorkerQueue(const char* threadName, WithoutThread withoutThread = WithoutThread::letGo);
+  explicit WorkerQueue(const char* threadName, WithoutThread withoutThread = WithoutThread::drop);
   ~WorkerQueue() override;
 
   void async(std::function<void()> function) override;
