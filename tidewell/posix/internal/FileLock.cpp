@@ -42,20 +42,20 @@ class DescriptorLock final : public platform::FileLock, public ForkParticipant {
 };
 
 /// The lock whose wait timed out in this process, until it is found free again.
-class VainWait {
+class TimedOutWait {
  public:
   void begin(const std::string& name) {
     const base::MutexLock lock(mutex_);
     name_ = name;
-    isUnderWay_.store(true, std::memory_order_relaxed);
+    isSet_.store(true, std::memory_order_relaxed);
   }
   /// Called when the lock with this name was free.
   void end(const std::string& name) {
-    if (!isUnderWay_.load(std::memory_order_relaxed)) return;
+    if (!isSet_.load(std::memory_order_relaxed)) return;
     const base::MutexLock lock(mutex_);
     if (name_ != name) return;
     name_.clear();
-    isUnderWay_.store(false, std::memory_order_relaxed);
+    isSet_.store(false, std::memory_order_relaxed);
   }
   /// Whether to wait for a lock that another process holds now.
   [[nodiscard]] bool permitsWaitFor(const std::string& name) {
@@ -79,13 +79,13 @@ class VainWait {
     return true;
   }
 
-  std::atomic<bool> isUnderWay_{false};
+  std::atomic<bool> isSet_{false};
   StateMutex mutex_;
   std::string name_ TIDEWELL_GUARDED_BY(mutex_);
 };
 
-VainWait& vainWait() {
-  static base::NeverDestroyed<VainWait> instance;
+TimedOutWait& timedOutWait() {
+  static base::NeverDestroyed<TimedOutWait> instance;
   return *instance;
 }
 
@@ -101,7 +101,7 @@ Noticed& noticed() {
 
 // Initialised while the library is loaded: the child of a fork might wait forever for a thread that was
 // initialising one.
-[[maybe_unused]] const VainWait& vainWaitWhenLoaded = vainWait();
+[[maybe_unused]] const TimedOutWait& timedOutWaitWhenLoaded = timedOutWait();
 [[maybe_unused]] const Noticed& noticedWhenLoaded = noticed();
 
 /// Retries until the time limit for locks. Returns 0 or an errno value.
@@ -137,13 +137,13 @@ platform::LockResult lockFile(const std::string& path) {
   if (!S_ISREG(record.st_mode)) return {nullptr, FileFault::lockIsNoFile};
 
   int failure = retrying([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0 ? 0 : errno;
-  if (failure == EWOULDBLOCK && vainWait().permitsWaitFor(name)) {
+  if (failure == EWOULDBLOCK && timedOutWait().permitsWaitFor(name)) {
     failure = waitForLock(file.number());
-    if (failure == EWOULDBLOCK) vainWait().begin(name);
+    if (failure == EWOULDBLOCK) timedOutWait().begin(name);
   }
   if (failure == EWOULDBLOCK) return {nullptr, FileFault::lockHeldByAnother};
   if (failure != 0) return {nullptr, std::error_code(failure, std::generic_category())};
-  vainWait().end(name);
+  timedOutWait().end(name);
   return {std::make_unique<DescriptorLock>(std::move(file)), {}};
 }
 
