@@ -6,7 +6,7 @@
 
 using namespace tidewell::base;
 
-// Eight bytes of a date, a line with the pattern, and a text to read by it.
+// Input: eight bytes of a date, a line with the pattern, and a text to parse with it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   double seconds = 0;
   if (size < sizeof seconds) return 0;

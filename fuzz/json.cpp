@@ -4,7 +4,7 @@
 
 using namespace tidewell::base;
 
-// What is read can be written, and reads back as the same value in either format.
+// Whatever can be read can be written, and reads back as the same value in either format.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const Value value = JSONObjectWithData(fuzz::textOf(data, size));
   if (!value) return 0;

@@ -4,7 +4,7 @@
 
 using namespace tidewell::base;
 
-// Any bytes decode to a value, or raise; what they decode to is written and read back the same.
+// Any bytes decode to a value or raise; the value can be written and reads back unchanged.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes = fuzz::textOf(data, size);
   (void)scalarsOfArchivedRecord(bytes, "TWConfig");
@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::completes(kInvalidUnarchiveOperationException, [&] { value = unarchiveObjectWithData(bytes); });
   if (value.isNil()) return 0;
   const std::string once = archivedDataWithRootObject(value);
-  // Compared as bytes: NaN is not equal to itself.
+  // Compared as bytes, because NaN does not equal itself.
   fuzz::require(archivedDataWithRootObject(unarchiveObjectWithData(once)) == once);
   return 0;
 }

@@ -7,7 +7,7 @@ using fuzz::require;
 
 namespace {
 
-/// The rule of `boolValue` in other words.
+/// The rule of `boolValue`, implemented independently.
 bool startsLikeYes(const std::string& text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   if (start == std::string::npos) return false;
@@ -19,13 +19,13 @@ bool startsLikeYes(const std::string& text) {
 
 }  // namespace
 
-// The numbers in a text, compared with the C library's; and the conversions of the text itself.
+// Compares the numbers in a text with the C library's, and checks the conversions of the text itself.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(fuzz::textOf(data, size));
   const Value value(text);
   require(value.integerValue() == std::strtoll(text.c_str(), nullptr, 10));
   require(value.boolValue() == startsLikeYes(text));
-  const bool isDecimal = text.find_first_of("xXnN") == std::string::npos;  // nor inf, nor nan
+  const bool isDecimal = text.find_first_of("xXnN") == std::string::npos;  // neither inf nor nan
   require(!isDecimal || value.doubleValue() == std::strtod(text.c_str(), nullptr));
   const HexScan scan = scanHexInt(text, size % 3);
   require(scan.found || scan.value == 0);

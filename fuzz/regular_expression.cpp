@@ -4,7 +4,7 @@
 
 using namespace tidewell::base;
 
-// A line with the pattern, and a text to match: the same question has the same answer and the same cost.
+// Input: a line with the pattern, and a text to match. Equal queries have equal results and costs.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto [pattern, text] = fuzz::split(fuzz::textOf(data, size), "\n");
   const RegularExpression expression(pattern);

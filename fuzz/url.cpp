@@ -5,7 +5,7 @@
 
 using namespace tidewell::base;
 
-// The text as a URL; and its lines as the parts of one, which come out again where they went in.
+// Input: a text as a URL; its lines as the parts of one, which must be read back unchanged.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto [scheme, afterScheme] = fuzz::split(fuzz::textOf(data, size), "\n");
   const auto [host, afterHost] = fuzz::split(afterScheme, "\n");

@@ -83,7 +83,7 @@ void addDispatch() {
       });
   bench::figure("allocations of that dispatch", [fill] {
     fill();
-    dispatch();  // the first one after a change takes the snapshot
+    dispatch();  // the first one after a change creates the snapshot
     const std::size_t before = allocations;
     dispatch();
     return std::to_string(allocations - before);

@@ -1,4 +1,4 @@
-// What a host notices of the SDK on the default platform: the second start, and the lines that are written.
+// What a host notices of the SDK on the default platform: the second start, and writing log lines.
 
 #include <fcntl.h>
 #include <spdlog/logger.h>
@@ -39,7 +39,7 @@ void install(const std::string& dataHome) {
   if (posix::install(std::move(options)) == nullptr) std::abort();
 }
 
-/// The first life: what the second one finds on the disk.
+/// The first run, which leaves the files for the second.
 void prepare(const std::string& dataHome) {
   install(dataHome);
   TWCoreUtils::saveAppId("ABC123");
@@ -86,7 +86,7 @@ double bareStart(const std::string& dataHome) {
   return seconds;
 }
 
-/// Runs this program again, for a life of its own, and reads the number that it prints.
+/// Runs this program again as a separate process and reads the number that it prints.
 double life(const char* what, const std::string& dataHome) {
   int ends[2];
   if (pipe(ends) != 0) std::abort();
@@ -106,7 +106,7 @@ double life(const char* what, const std::string& dataHome) {
   return std::strtod(text, nullptr);
 }
 
-/// Sends standard error to the beginning of a file for as long as it lives.
+/// Redirects standard error to the start of a file during its lifetime.
 class ErrorToFile {
  public:
   explicit ErrorToFile(const std::string& path) : saved_(dup(STDERR_FILENO)) {

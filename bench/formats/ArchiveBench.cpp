@@ -29,7 +29,7 @@ std::string encodedByUs(const Value& events) {
   });
 }
 
-/// The same archive made with bare libplist: it is told which objects there are, and finds nothing out.
+/// The same archive created with bare libplist, which is given the objects instead of collecting them.
 std::string encodedByPeer(const std::vector<std::string>& events) {
   const plist_t objects = plist_new_array();
   plist_array_append_item(objects, plist_new_string("$null"));
@@ -72,7 +72,7 @@ std::string encodedByPeer(const std::vector<std::string>& events) {
   return result;
 }
 
-/// Reads the list with bare libplist and looks at each string, without making anything of it.
+/// Reads the list with bare libplist and looks at each string without creating anything.
 std::size_t readByPeer(const std::string& bytes) {
   plist_t root = nullptr;
   plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
@@ -91,7 +91,7 @@ std::size_t readByPeer(const std::string& bytes) {
   return total;
 }
 
-/// Encodes so many names, in so many archives.
+/// Encodes that many names, divided among that many archives.
 bench::Work encoding(std::size_t count, std::size_t parts = 1) {
   const std::vector<std::string> names = eventNames(count);
   std::vector<Value> lists;
@@ -135,8 +135,8 @@ void addArchives(std::size_t count) {
   addDecoding(count);
 }
 
-/// What the system takes for memory that a work is the first to touch. A long list's does not fit into what
-/// the allocator keeps, so each archive of one asks for it again; a short list's is asked for once.
+/// The system time for memory that the work is the first to touch. A long list exceeds what the allocator
+/// caches, so each of its archives requests memory again; a short list does so once.
 std::string systemTimeOf(const bench::Work& work) {
   rusage before{};
   rusage after{};
@@ -153,7 +153,7 @@ std::string systemTimeOf(const bench::Work& work) {
   return text;
 }
 
-/// libplist's writer takes the square of the length, minutes for this list; so it stands beside ourselves.
+/// libplist's writer takes quadratic time, minutes for this list, so it is compared with ourselves.
 void addLongArchives() {
   constexpr std::size_t kCount = 1'000'000;
   bench::Options options;

@@ -12,17 +12,16 @@
 
 namespace bench {
 
-/// The floor: a bare libcurl multi handle on a thread of its own. A request is handed over to the thread, and
-/// its body back to a function. It keeps its parsed CA store, and does nothing else that a client library has
-/// to do.
+/// The floor: a bare libcurl multi handle on a thread of its own. Requests are passed to the thread, and
+/// bodies to a function. Caches its parsed CA store, but does nothing else that a client library has to do.
 class BareClient {
  public:
-  /// Where the functions run. One that waits holds up every transfer on the transfers' own thread, which is
-  /// why a client library has to give the functions of its hosts another.
+  /// Where completions run. One that blocks on the transfer thread delays every transfer, which is why a
+  /// client library needs another thread for its host's functions.
   enum class Completions { onTheTransferThread, onAThreadOfTheirOwn };
 
-  /// libcurl's own, or the buffers and the number of kept connections that the SDK asks for. By itself
-  /// libcurl closes connections that outnumber four times the requests that are left.
+  /// libcurl's defaults, or the SDK's buffer sizes and number of cached connections. By default libcurl
+  /// closes connections in excess of four times the remaining requests.
   enum class Settings { usual, ofTheSdk };
 
   /// Requests to https://HOST/ go to a port of this machine.
@@ -56,7 +55,7 @@ class BareClient {
   std::vector<Transfer*> waiting_;
   std::vector<Transfer*> complete_;
   bool ends_ = false;
-  std::thread completions_;  // where they have one of their own
+  std::thread completions_;  // if they have their own
   std::thread thread_;
 };
 

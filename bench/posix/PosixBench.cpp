@@ -1,4 +1,4 @@
-// What the default platform adds to the system calls that it cannot do without.
+// What the default platform adds to the system calls that it needs.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,7 +16,7 @@ namespace {
 
 using namespace tidewell;
 
-/// A folder on the disk of the build tree: in memory a flush costs nothing, and nothing would be measured.
+/// A folder on the disk of the build tree: in a memory file system a flush costs nothing.
 const std::string& folder() {
   static const std::string path = [] {
     std::string name = std::filesystem::current_path() / "tidewell-bench-XXXXXX";
@@ -77,7 +77,7 @@ void userDefaultsRows() {
       });
 }
 
-/// Runs work with standard error led elsewhere.
+/// Runs work with standard error redirected.
 template <class Work>
 void withStandardError(int descriptor, Work work) {
   const int before = dup(STDERR_FILENO);

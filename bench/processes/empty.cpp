@@ -1,4 +1,4 @@
-// Calls nothing: ends at once, or waits to be looked at where it has an argument.
+// Calls nothing: exits immediately, or waits to be inspected if it has an argument.
 #include <unistd.h>
 
 int main(int argc, char**) {

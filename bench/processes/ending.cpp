@@ -1,5 +1,5 @@
-// A host that ends in the middle of requests and log lines: `process_ending PORT`, where somebody listens and
-// never answers. Prints the monotonic clock in nanoseconds as the last thing that it does.
+// A host that exits during requests and log lines: `process_ending PORT`, where a server listens and never
+// answers. The last thing that it does is print the monotonic clock in nanoseconds.
 #include <time.h>
 #include <unistd.h>
 
@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
     TWNetworkRequest(TWServiceSendReports, std::nullopt, std::nullopt, std::nullopt, "x")
         .executeRequestWithCompletionBlock(nullptr);
   }
-  usleep(50'000);  // the transfers are in the middle of its handshakes
+  usleep(50'000);  // the transfers are in the middle of their handshakes
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   std::printf("%lld\n", static_cast<long long>(now.tv_sec) * 1'000'000'000 + now.tv_nsec);

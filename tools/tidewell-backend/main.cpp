@@ -1,4 +1,4 @@
-// The stand-in backend as a program. It runs until SIGTERM or SIGINT.
+// The stand-in backend as a program. Runs until SIGTERM or SIGINT.
 
 #include <signal.h>
 #include <unistd.h>
@@ -52,7 +52,7 @@ std::string kindsOfFaults() {
   return names;
 }
 
-/// The exit status where the program shall not run.
+/// The exit status if the program must not run; no value otherwise.
 std::optional<int> readCommandLine(int count, char** arguments, CommandLine& line) {
   CLI::App app(
       "Plays the backend's hosts over HTTPS on 127.0.0.1, keeps and checks what it receives, and misbehaves "
@@ -99,7 +99,7 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
   return std::nullopt;
 }
 
-/// Writes lines from several connections, each whole and at once.
+/// Writes lines from several connections, each in one piece and immediately.
 class LineFile {
  public:
   explicit LineFile(std::FILE* file) : file_(file) {}
@@ -125,7 +125,7 @@ class LineFile {
   bool owned_ = false;
 };
 
-/// Foreign text for a terminal: control characters as question marks.
+/// Untrusted text for a terminal: control characters become question marks.
 std::string printable(std::string text) {
   for (char& c : text) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
@@ -147,7 +147,7 @@ std::string readableLine(const StandInRequest& request) {
   return printable(std::move(line));
 }
 
-/// A file that exists, whole, while the backend listens.
+/// A file that exists, with complete contents, while the backend is listening.
 class ReadyFile {
  public:
   ReadyFile(const std::string& path, const std::string& line) : path_(path) {
@@ -171,7 +171,7 @@ class ReadyFile {
 };
 
 void run(CommandLine line) {
-  // The signals that end the program are waited for below; the backend's threads inherit the mask.
+  // These signals are awaited below; the backend's threads inherit the mask.
   sigset_t ending;
   sigemptyset(&ending);
   sigaddset(&ending, SIGINT);
