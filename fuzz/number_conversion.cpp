@@ -8,7 +8,7 @@ using fuzz::require;
 namespace {
 
 /// The rule of `boolValue`, implemented independently.
-bool startsLikeYes(const std::string& text) {
+bool isTrueText(const std::string& text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   if (start == std::string::npos) return false;
   if (std::string("YyTt").find(text[start]) != std::string::npos) return true;
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(fuzz::textOf(data, size));
   const Value value(text);
   require(value.integerValue() == std::strtoll(text.c_str(), nullptr, 10));
-  require(value.boolValue() == startsLikeYes(text));
+  require(value.boolValue() == isTrueText(text));
   const bool isDecimal = text.find_first_of("xXnN") == std::string::npos;  // neither inf nor nan
   require(!isDecimal || value.doubleValue() == std::strtod(text.c_str(), nullptr));
   const HexScan scan = scanHexInt(text, size % 3);

@@ -30,7 +30,7 @@ struct ConnectionOverride {
 
 /// Which thread drains the main queue.
 enum class MainLoop {
-  ownThread,  ///< a thread of the platform, which also makes the SDK's delegate and interceptor calls
+  ownThread,  ///< a platform thread; the SDK's completions, delegate and interceptor calls run on it
   host,       ///< the host: see `PosixPlatform::mainQueueDescriptor`, `pollMainQueue`, `runMainQueue`
 };
 

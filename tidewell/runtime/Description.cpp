@@ -10,7 +10,7 @@
 namespace tidewell::runtime {
 namespace {
 
-constinit std::atomic<Reporter> reporterInForce{nullptr};
+constinit std::atomic<Reporter> currentReporter{nullptr};
 
 }  // namespace
 
@@ -35,10 +35,10 @@ std::string description(const Object* object) {
   return plainDescription(isa.name(), object);
 }
 
-void setReporter(Reporter reporter) noexcept { reporterInForce.store(reporter, std::memory_order_release); }
+void setReporter(Reporter reporter) noexcept { currentReporter.store(reporter, std::memory_order_release); }
 
 void reportObservedDeath(const Object* object, std::string_view className) noexcept {
-  const Reporter reporter = reporterInForce.load(std::memory_order_acquire);
+  const Reporter reporter = currentReporter.load(std::memory_order_acquire);
   if (!reporter) return;
   try {
     reporter("An instance " + addressText(object) + " of class " + std::string(className) +

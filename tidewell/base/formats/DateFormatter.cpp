@@ -10,7 +10,7 @@
 #include "tidewell/base/internal/CivilDate.h"
 #include "tidewell/base/internal/DatePattern.h"
 #include "tidewell/base/internal/IcuError.h"
-#include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/IcuLock.h"
 #include "tidewell/base/internal/TimeZoneRecord.h"
 #include "tidewell/base/internal/Unicode.h"
 
@@ -75,7 +75,7 @@ class IcuFormatter {
  public:
   IcuFormatter(std::string_view pattern, const std::u16string& zone) {
     const std::u16string text = utf16FromUtf8(pattern);
-    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+    const detail::IcuLock lock(detail::IcuLock::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
     detail::requireMemoryForIcu();
     format_.reset(udat_open(UDAT_PATTERN, UDAT_PATTERN, kLocale, zone.data(), lengthOf(zone), text.data(),
@@ -92,7 +92,7 @@ class IcuFormatter {
 
   [[nodiscard]] std::string format(double milliseconds) const {
     if (!format_) return {};
-    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+    const detail::IcuLock lock(detail::IcuLock::Use::dates);
     std::u16string text(128, u'\0');
     for (;;) {
       UErrorCode status = U_ZERO_ERROR;
@@ -109,7 +109,7 @@ class IcuFormatter {
   [[nodiscard]] std::optional<double> read(std::string_view utf8) const {
     if (!format_) return std::nullopt;
     const std::u16string text = utf16FromUtf8(utf8);
-    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+    const detail::IcuLock lock(detail::IcuLock::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
     ucal_clear(calendar_.get());
     ucal_setDateTime(calendar_.get(), 2000, UCAL_JANUARY, 1, 0, 0, 0, &status);
@@ -127,13 +127,13 @@ class IcuFormatter {
 
   struct CloseFormat {
     void operator()(UDateFormat* format) const noexcept {
-      const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+      const detail::IcuLock lock(detail::IcuLock::Use::dates);
       udat_close(format);
     }
   };
   struct CloseCalendar {
     void operator()(UCalendar* calendar) const noexcept {
-      const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+      const detail::IcuLock lock(detail::IcuLock::Use::dates);
       ucal_close(calendar);
     }
   };

@@ -10,7 +10,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/IcuError.h"
-#include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/IcuLock.h"
 #include "tidewell/base/internal/PatternCost.h"
 #include "tidewell/base/internal/Unicode.h"
 
@@ -19,7 +19,7 @@ namespace tidewell::base {
 namespace {
 
 /// ICU reports after every 10,000 saved positions.
-constexpr std::int32_t kPlacesAStep = 500;
+constexpr std::int32_t kPositionsPerStep = 500;
 constexpr std::int32_t kStepsPerReport = 20;
 /// The most memory, in bytes, for the saved positions of one match.
 constexpr std::int32_t kStackLimit = 1 << 20;
@@ -159,7 +159,7 @@ struct RegularExpression::Implementation {
       return;
     }
     const std::u16string units = utf16FromUtf8(text);
-    const detail::IcuTurn turn(detail::IcuTurn::Use::expressions);
+    const detail::IcuLock lock(detail::IcuLock::Use::expressions);
     UParseError where;
     detail::requireMemoryForIcu();
     compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
@@ -184,7 +184,7 @@ struct RegularExpression::Implementation {
   }
   /// An upper bound on the positions that a match saves, capped at the number that ICU reports.
   [[nodiscard]] std::int32_t places(std::size_t length) const {
-    constexpr std::uint64_t kMost = kStepsPerReport * kPlacesAStep;
+    constexpr std::uint64_t kMost = kStepsPerReport * kPositionsPerStep;
     if (cost.isNested || cost.repeats > 4 || cost.options > 12) return kMost;
     std::uint64_t places = std::uint64_t{cost.alternatives} << cost.options;
     // Consecutive repeats divide the text among them; this counts the ways to do so.
@@ -260,7 +260,7 @@ std::string RegularExpression::errorName() const {
 
 std::int32_t RegularExpression::leastCost(const MatchText& text) const noexcept {
   const std::int64_t places = implementation_->places(text.utf16().size());
-  const std::int64_t steps = 1 + places * implementation_->weight(text) / kPlacesAStep;
+  const std::int64_t steps = 1 + places * implementation_->weight(text) / kPositionsPerStep;
   constexpr std::int64_t kHighest = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::int32_t>(std::min(steps, kHighest));
 }

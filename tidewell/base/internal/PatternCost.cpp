@@ -28,7 +28,7 @@ constexpr std::uint64_t kEmojiSequences = 45000000;
 constexpr std::uint64_t kCloseWords = 600000;
 constexpr std::uint64_t kCloseAll = 4500000;
 /// The scan stops at this cost.
-constexpr std::uint64_t kHopeless = 50000000;
+constexpr std::uint64_t kScanLimit = 50000000;
 
 // Sizes in bytes.
 constexpr std::size_t kExpressionBytes = 1700;
@@ -62,7 +62,7 @@ class Scan {
   PatternCost run() {
     cost_.nanoseconds = kExpression + kByte * pattern_.size();
     cost_.bytes = kExpressionBytes + kBytesOfByte * pattern_.size();
-    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kHopeless; ++at_) {
+    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kScanLimit; ++at_) {
       if (kIsCounted[static_cast<unsigned char>(pattern_[at_])]) step(pattern_[at_]);
     }
     if (ignoresCase_) cost_.nanoseconds += sets_ * close_;

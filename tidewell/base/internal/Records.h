@@ -41,7 +41,7 @@ struct DictionaryRecord final : ContainerRecord {
     std::uint32_t place = 0;  // one more than the entry's index; 0 if the slot is free
   };
   /// Up to this many entries a linear search is faster than a hash.
-  static constexpr std::size_t kWalked = 8;
+  static constexpr std::size_t kLinearSearchLimit = 8;
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
   DictionaryRecord() noexcept : ContainerRecord(Content::dictionary) {}

@@ -14,7 +14,7 @@ struct Key {
   std::uint64_t k1;
 };
 
-Key drawKey() noexcept {
+Key generateKey() noexcept {
   try {
     std::random_device device;
     auto word = [&device] { return (std::uint64_t{device()} << 32) | device(); };
@@ -62,11 +62,11 @@ struct SipState {
 
 }  // namespace
 
-[[maybe_unused]] const std::uint64_t keyDrawnWhenLoaded = stringHash({});
+[[maybe_unused]] const std::uint64_t keyWhenLoaded = stringHash({});
 
 // SipHash-1-3: one round per word, three at the end.
 std::uint64_t stringHash(std::string_view text) noexcept {
-  static const Key key = drawKey();
+  static const Key key = generateKey();
   SipState state(key);
   std::size_t at = 0;
   for (; at + 8 <= text.size(); at += 8) {

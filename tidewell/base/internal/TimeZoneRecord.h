@@ -27,7 +27,7 @@ struct TimeZone::Record {
 
   std::string name;
   std::u16string icuIdentifier;
-  /// An ICU calendar of the zone; calls set it to the instant in question under `IcuTurn`. (It is not cloned
+  /// An ICU calendar of the zone; calls set it to the instant in question under `IcuLock`. (It is not cloned
   /// per call: a clone made while out of memory has no zone, and ICU crashes on it.) Null if ICU's data is
   /// missing.
   std::unique_ptr<void*, CloseCalendar> calendar;

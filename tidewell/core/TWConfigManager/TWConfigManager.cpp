@@ -86,7 +86,7 @@ inline bool answer(const std::atomic<GateWord>& gates, const std::atomic<const C
     const auto snapshot = base::SnapshotGuard(current).retain();
     return answerGate(gate, snapshot->fields);
   }
-  return (answers & yesBit(gate)) != 0;
+  return (answers & trueBit(gate)) != 0;
 }
 
 constexpr LogCoordinates kBlackListed = at(400, "isEventBlackListed:");
@@ -245,7 +245,7 @@ struct TWConfigManager::State {
     } catch (const std::bad_alloc&) {
       throw;  // not the reply's fault: none of it is applied
     } catch (...) {
-      publish();  // the values before the one that raised
+      publish();  // what came before the value that raised
       throw;
     }
     publish();

@@ -40,7 +40,7 @@ GateWord compileGates(const TWConfigFields& fields) {
     if (accountRaises || (accountActive && raises(rule, fields))) {
       gates |= raisesBit(rule.gate);
     } else if (accountActive && passes(rule, fields)) {
-      gates |= yesBit(rule.gate);
+      gates |= trueBit(rule.gate);
     }
   }
   return gates;

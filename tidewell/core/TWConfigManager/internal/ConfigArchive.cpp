@@ -128,7 +128,7 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
   std::error_code listing;
   Changes changes = pending.read(&listing);
   Content content = read(*path);
-  // A change that has disappeared is in the archive, but perhaps not yet in the contents read from it.
+  // A change that is gone by now is in the archive, but perhaps not yet in the contents read from it.
   for (int reads = 1; !changes.empty(); ++reads) {
     Changes now = pending.read();
     const bool isComplete = areAmong(changes, now);

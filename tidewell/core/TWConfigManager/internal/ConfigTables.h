@@ -249,9 +249,9 @@ inline constexpr std::uint32_t kRaisesShift = 4 * sizeof(GateWord);
 static_assert(kGateCount <= kRaisesShift, "the gates do not fit into a GateWord");
 
 /// Set if a gate's result is true.
-constexpr GateWord yesBit(Gate gate) { return GateWord{1} << static_cast<std::uint32_t>(gate); }
+constexpr GateWord trueBit(Gate gate) { return GateWord{1} << static_cast<std::uint32_t>(gate); }
 /// Set if evaluating a gate raises; `answerGate` then evaluates it and logs.
-constexpr GateWord raisesBit(Gate gate) { return yesBit(gate) << kRaisesShift; }
+constexpr GateWord raisesBit(Gate gate) { return trueBit(gate) << kRaisesShift; }
 
 [[nodiscard]] constexpr bool hasRule(Gate gate) { return static_cast<std::uint32_t>(gate) < kGateCount; }
 constexpr const GateRule& ruleOf(Gate gate) { return kGateRules[static_cast<std::size_t>(gate)]; }

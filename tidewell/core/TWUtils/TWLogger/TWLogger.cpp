@@ -65,8 +65,8 @@ void writeReport(std::string_view text) {
   TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityWarning, {base::Value(text)});
 }
 
-constinit std::atomic<const Templates*> templatesInForce{nullptr};
-constinit std::atomic<const LogShipper*> shipperInForce{nullptr};
+constinit std::atomic<const Templates*> currentTemplates{nullptr};
+constinit std::atomic<const LogShipper*> currentShipper{nullptr};
 
 /// The writers' state of templates and switches.
 ///
@@ -85,7 +85,7 @@ struct State {
   }
 
   base::StateMutex writers;
-  base::SnapshotPublisher<Templates> templates TIDEWELL_GUARDED_BY(writers){templatesInForce};
+  base::SnapshotPublisher<Templates> templates TIDEWELL_GUARDED_BY(writers){currentTemplates};
 };
 
 State& loggerState() {
@@ -194,7 +194,7 @@ constinit LoggerSwitches switches;
 constinit std::atomic<std::uint64_t> TWLogger::threshold_{kNothingIsWritten};
 
 void setLogShipper(const LogShipper& shipper) noexcept {
-  shipperInForce.store(&shipper, std::memory_order_release);
+  currentShipper.store(&shipper, std::memory_order_release);
 }
 
 void TWLogger::initialize() { (void)loggerState(); }
@@ -216,7 +216,7 @@ void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerb
 std::optional<std::string> TWLogger::formatForVerbosity(std::int64_t verbosity) {
   if (!hasTemplate(verbosity)) return std::nullopt;
   initialize();
-  return base::SnapshotGuard(templatesInForce)->formats[templateIndex(verbosity)];
+  return base::SnapshotGuard(currentTemplates)->formats[templateIndex(verbosity)];
 }
 
 void TWLogger::setMinimumSeverity(std::int32_t severity) {
@@ -298,7 +298,7 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, c
                                 const base::Value& stackTrace) {
   logWithVerbosity(verbosity, severity, formatArgs);
   try {
-    const LogShipper* const shipper = shipperInForce.load(std::memory_order_acquire);
+    const LogShipper* const shipper = currentShipper.load(std::memory_order_acquire);
     if (shipper == nullptr || !shipper->isEnabled()) return;
     std::optional<std::string> line = getLogforVerbosity(verbosity, severity, formatArgs);
     if (line) shipper->send(*std::move(line), stackTrace, labelForSeverity(severity));

@@ -6,13 +6,13 @@ namespace tidewell::base::detail {
 
 /// Serialises calls of ICU that may take its locks or fill its caches. A fork waits for them, so that ICU is
 /// consistent in the child. Any thread; a thread may hold several of one `Use`.
-class IcuTurn {
+class IcuLock {
  public:
   enum class Use {
     dates,       ///< calendars, time zones, formats
     expressions  ///< compiling, which takes longer than a date should wait
   };
-  explicit IcuTurn(Use use) : lock_(mutexFor(use)) {}
+  explicit IcuLock(Use use) : lock_(mutexFor(use)) {}
 
  private:
   [[nodiscard]] static RecursiveStateMutex& mutexFor(Use use);

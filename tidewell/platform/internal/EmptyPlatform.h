@@ -6,6 +6,6 @@ namespace tidewell::platform {
 
 /// The platform in use while none is installed: stores nothing and sends nothing. Created on first use and
 /// never destroyed.
-[[nodiscard]] Platform& unknownMachine();
+[[nodiscard]] Platform& emptyPlatform();
 
 }  // namespace tidewell::platform

@@ -1,4 +1,4 @@
-#include "tidewell/platform/internal/UnknownMachine.h"
+#include "tidewell/platform/internal/EmptyPlatform.h"
 
 #include <chrono>
 #include <deque>
@@ -150,7 +150,7 @@ class FailingUrlSession final : public UrlSession {
   std::shared_ptr<Completions> completions_;
 };
 
-class UnknownMachine final : public Platform {
+class EmptyPlatform final : public Platform {
  public:
   UserDefaults& standardUserDefaults() override { return defaults_; }
   std::shared_ptr<UserDefaults> userDefaultsWithSuiteName(std::string_view) override { return nullptr; }
@@ -181,8 +181,8 @@ class UnknownMachine final : public Platform {
 
 }  // namespace
 
-Platform& unknownMachine() {
-  static base::NeverDestroyed<UnknownMachine> machine;
+Platform& emptyPlatform() {
+  static base::NeverDestroyed<EmptyPlatform> machine;
   return *machine;
 }
 
