@@ -20,8 +20,9 @@ using TWImageCompletion = std::function<void(bool success, std::optional<base::D
 
 /// The entry point of the SDK: install a platform, then call `initializeWithAppID` once at launch.
 ///
-/// One instance per process, created on first use and never destroyed; any thread. Operations do not wait for
-/// the network, and raise only `std::bad_alloc`, if memory runs out; other exceptions are logged.
+/// One instance per process, created on first use and never destroyed; any thread. No operation waits for the
+/// network. Exceptions are caught and logged, except `std::bad_alloc` and those of a host's own platform,
+/// which some operations propagate.
 class TIDEWELL_EXPORT TidewellCore final {
  public:
   [[nodiscard]] static TidewellCore& sharedInstance();
