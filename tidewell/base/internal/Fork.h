@@ -48,7 +48,7 @@ class TIDEWELL_EXPORT ForkParticipant {
   void leave() noexcept;
 
  private:
-  const int level_;  ///< lower levels are prepared first
+  const int level_;  ///< handlers run in ascending order of levels
 };
 
 /// Guards memory. Hold it briefly, never over foreign code or a blocking system call. While holding one,

@@ -13,9 +13,9 @@ namespace tidewell::posix {
 
 /// Facts about the device, from the system's files, each looked up once.
 ///
-/// The vendor of an application is its bundle identifier without the last component. Its identifier is
-/// derived from the machine id with the vendor as key, so that vendors cannot correlate theirs. A machine
-/// without an id gets a random one, stored beside the keychain.
+/// The vendor of an application is its bundle identifier without the last component. The vendor identifier is
+/// derived from the machine id with the vendor as key, so that vendors cannot correlate theirs. On a machine
+/// without an id it is random and stored beside the keychain.
 class PosixDevice final : public platform::Device {
  public:
   /// `systemRoot` is prepended to the paths of system files.
@@ -42,7 +42,7 @@ class PosixDevice final : public platform::Device {
   const Container container_;
   const std::string systemRoot_;
   const std::string vendor_;
-  WorkMutex keeping_;  ///< creates at most one random identifier per process
+  WorkMutex keeping_;  ///< held while a random identifier is created
 
   StateMutex mutex_;
   std::optional<std::string> vendorIdentifier_ TIDEWELL_GUARDED_BY(mutex_);

@@ -25,8 +25,8 @@ struct PropertyListFile {
 /// lock held: another process may have replaced it with a sound file.
 [[nodiscard]] std::error_code keepAside(const std::string& path);
 
-/// Writes a dictionary as a binary property list and verifies that it can be read again. Raises for values
-/// that a property list cannot hold.
+/// Writes a dictionary as a binary property list. Fails if the list would be too large to be read again.
+/// Raises for values that a property list cannot hold.
 [[nodiscard]] std::error_code writePropertyListFile(const std::string& path,
                                                     const base::Dictionary& contents);
 

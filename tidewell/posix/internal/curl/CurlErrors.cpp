@@ -58,7 +58,7 @@ std::int64_t codeOf(CURLcode code, CURL* handle) {
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
       return platform::kUrlErrorNetworkConnectionLost;
-    case CURLE_UNSUPPORTED_PROTOCOL:  // not HTTP; schemes were checked before
+    case CURLE_UNSUPPORTED_PROTOCOL:  // a reply that is not HTTP: schemes were checked before
     case CURLE_WEIRD_SERVER_REPLY:
       return platform::kUrlErrorBadServerResponse;
     case CURLE_BAD_CONTENT_ENCODING:
