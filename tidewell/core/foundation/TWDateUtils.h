@@ -40,8 +40,8 @@ class TIDEWELL_EXPORT TWDateUtils final {
   [[nodiscard]] static base::DateComponents getTimeDifferenceBetweenDate(base::Date firstDate,
                                                                          base::Date secondDate);
   [[nodiscard]] static bool isDateTimeGreaterThanNow(double secondsSince1970);
-  // Compared at the clock's full resolution. A nil first date counts as the same as any date; with a nil
-  // second date all three return false.
+  // Compared at the clock's full resolution. A nil first date counts as the same as any date; otherwise,
+  // with a nil second date, all three return false.
   [[nodiscard]] static bool isDate1SameAsDate2(std::optional<base::Date> date1,
                                                std::optional<base::Date> date2);
   [[nodiscard]] static bool isDate1LaterToDate2(std::optional<base::Date> date1,

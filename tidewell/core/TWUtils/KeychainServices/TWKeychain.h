@@ -28,8 +28,8 @@ class TIDEWELL_EXPORT TWKeychain final {
   static void remove(std::string_view service);
   /// The item if it is a string, otherwise "".
   [[nodiscard]] static std::string keychainItem(std::string_view service);
-  /// Returns the SDK unique ID as the device unique ID, and saves it on the global queue. No value if there
-  /// is no SDK unique ID.
+  /// Derives the device unique ID from the SDK unique ID ("P-" and that ID), and saves it on the global
+  /// queue. No value if there is no SDK unique ID.
   [[nodiscard]] static std::optional<std::string> createDeviceUniqueIDForService(std::string_view service);
 };
 
