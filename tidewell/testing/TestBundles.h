@@ -11,7 +11,7 @@
 namespace tidewell::testing {
 
 /// Info.plist values set by a test. Initially the main bundle is org.example.shop, version 1.2.3, and the
-/// SDK's own bundle exists.
+/// SDK's own bundle exists. Any thread.
 class TIDEWELL_EXPORT TestBundles final : public platform::Bundles {
  public:
   TestBundles();

@@ -60,7 +60,7 @@ std::optional<std::int64_t> localSecondsFromWallClock(const WallClock& clock) {
 /// skip it.
 std::optional<std::int64_t> instantFromLocal(const TimeZone& zone, std::int64_t localSeconds) {
   std::optional<std::int64_t> latest;
-  // Only the offsets in force a day before, at, and a day after that time can apply.
+  // Only the offsets in effect a day before, at, and a day after that time can apply.
   for (const std::int64_t distance : {-detail::kSecondsPerDay, std::int64_t{0}, detail::kSecondsPerDay}) {
     const Date near{static_cast<double>(localSeconds + distance)};
     const std::int64_t instant = localSeconds - zone.secondsFromGMTForDate(near);
