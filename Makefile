@@ -1,22 +1,23 @@
-# What a developer types. Each command installs what is missing first.
+# The commands of a developer. Each installs missing packages first, except `format` and `clean`.
 .PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz format clean help
 
 help:
-	@echo "make setup   install everything that builds, tests and checks need"
-	@echo "make demo    build, start the stand-in backend and run the examples against it"
-	@echo "make test    build and run all tests that need no display"
-	@echo "make demo-desktop  the same with windows: links, pages, alerts, and a picture of each step"
-	@echo "make test-desktop  the tests of the desktop platform, on a desktop of their own"
-	@echo "make test-guest-long  the long forms of the tests of a host's process: 200 ends, a minute idle, a minute stopped"
-	@echo "make io-torture  lives in which the n-th call on a file fails, or is the last before a power loss, for every n"
-	@echo "make fork-matrix  every operation in the child of a fork, beside every operation in its parent (FORK_SECONDS=60 for a sample)"
-	@echo "make allocation-torture  lets each allocation of a start, a sync and the like fail, one after the other"
-	@echo "make bench   build and print each benchmark beside its floor or peer"
-	@echo "make cost    measure what hostile bytes cost each reader, and fail beyond the bounds"
-	@echo "make fuzz    run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
-	@echo "make storm   random calls of the whole interface from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
-	@echo "make coverage  branches that the tests take, by folder, and those of core and posix that nothing takes or explains"
-	@echo "make format  format the sources"
+	@echo "make setup               install all packages for building, testing and checking"
+	@echo "make demo                build, start the stand-in backend and run the examples against it"
+	@echo "make demo-desktop        run the desktop example and take a screenshot of each step"
+	@echo "make test                build and run all tests that need no display"
+	@echo "make test-desktop        build and run the tests of the desktop platform on a virtual display"
+	@echo "make test-guest-long     run the long forms of the tests in tests/guest: 200 exits, a minute idle, a minute suspended"
+	@echo "make bench               build and run the benchmarks"
+	@echo "make cost                measure the cost of hostile input for each reader; fails beyond the bounds"
+	@echo "make fuzz                run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
+	@echo "make storm               call the whole interface at random from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
+	@echo "make io-torture          let each file operation of a process fail, or be the last before a power loss"
+	@echo "make allocation-torture  let each allocation of a start, a sync and other operations fail"
+	@echo "make fork-matrix         run every operation in the child of a fork while another runs in the parent (FORK_SECONDS=60 for a sample)"
+	@echo "make coverage            measure branch coverage; fails for branches of core and posix that are neither taken nor explained"
+	@echo "make format              format the sources"
+	@echo "make clean               delete the build folder"
 
 setup:
 	scripts/setup ci
@@ -75,7 +76,7 @@ bench:
 	scripts/setup bench
 	cmake --preset bench
 	cmake --build --preset bench
-	scripts/bench build/dev
+	scripts/bench build/release
 
 cost:
 	scripts/setup test

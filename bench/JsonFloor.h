@@ -8,7 +8,7 @@
 
 namespace bench {
 
-/// The floor for parsing JSON: RapidJSON's DOM, with the same strictness as the library's reader.
+/// The lower bound for reading JSON: RapidJSON's DOM, with the same strictness as the library's reader.
 inline Work parsingToDom(std::string text) {
   return [text = std::move(text)](std::size_t times) {
     namespace rj = tidewell_rapidjson;

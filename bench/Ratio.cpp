@@ -28,7 +28,7 @@ std::vector<Row>& rows() {
   return all;
 }
 
-/// Stores the time of the last run instead of printing it.
+/// Keeps the time of the last run instead of printing it.
 class Collector final : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context&) override { return true; }
@@ -62,8 +62,8 @@ double timeOf(const std::string& name) {
   return collector.seconds();
 }
 
-/// The pair with the median ratio. A machine has slow moments of milliseconds to seconds. They usually affect
-/// both of a pair, so the ratio within a pair is stable, whereas the best times of each may come from
+/// The pair with the median ratio. A machine is slower for milliseconds or seconds at a time. That usually
+/// affects both times of a pair, so their ratio is stable, while the best time of each may come from
 /// different moments.
 Pair medianPair(std::vector<Pair> pairs) {
   const auto middle = pairs.begin() + static_cast<std::ptrdiff_t>(pairs.size() / 2);
@@ -72,7 +72,7 @@ Pair medianPair(std::vector<Pair> pairs) {
   return *middle;
 }
 
-/// Runs both, alternating which comes first.
+/// Runs the two alternately; each is first in every other turn.
 Pair interleaved(const Row& row) {
   benchmark::ClearRegisteredBenchmarks();
   registerWork("ours", row.ours, row.options);
@@ -171,7 +171,7 @@ int run(int argc, char** argv) {
     if (wanted && row.what.find(*wanted) == std::string::npos) continue;
     if (row.value) {
       std::printf("%-64s %s\n", row.what.c_str(), row.value().c_str());
-      std::fflush(stdout);  // not written by programs that skip their atexit functions
+      std::fflush(stdout);  // a program that exits without its atexit functions would lose buffered output
     } else {
       printPair(row, row.measure ? measuredInTurns(row) : interleaved(row));
     }

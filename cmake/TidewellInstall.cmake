@@ -1,4 +1,4 @@
-# Headers, libraries, the CMake package and the pkg-config files.
+# Installs headers, libraries, the CMake package and the pkg-config files.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -9,7 +9,7 @@ get_property(modules GLOBAL PROPERTY TIDEWELL_MODULES)
 get_property(TIDEWELL_STATIC_DEPENDENCIES GLOBAL PROPERTY TIDEWELL_STATIC_DEPENDENCIES)
 set(tidewell_libraries TidewellCore ${platform_libraries})
 
-# Every header of what is built is public but those below a folder named `internal`.
+# Every header of the libraries that are built is public, except those below a folder named `internal`.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/tidewell/*.h")
 file(GLOB lists CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tidewell/*/CMakeLists.txt")
 foreach(list ${lists})
@@ -27,13 +27,13 @@ endforeach()
 install(FILES "${PROJECT_BINARY_DIR}/generated/tidewell/core/TWNetwork/TWNetworkConstants.h"
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tidewell/core/TWNetwork")
 
-# The libraries lie side by side and find each other wherever the tree is moved.
+# The libraries are in one folder and find each other even if the tree is moved.
 set_target_properties(${tidewell_libraries} PROPERTIES INSTALL_RPATH "\$ORIGIN")
 install(TARGETS ${tidewell_libraries} EXPORT TidewellCoreTargets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-# Loaded from the libraries' own folder at first need.
+# The libraries load modules from their own folder.
 foreach(module ${modules})
   set_target_properties(${module} PROPERTIES INSTALL_RPATH "\$ORIGIN")
   install(TARGETS ${module} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
@@ -51,7 +51,7 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/TidewellCoreConfigVersio
 install(FILES "${PROJECT_BINARY_DIR}/TidewellCoreConfig.cmake" "${PROJECT_BINARY_DIR}/TidewellCoreConfigVersion.cmake"
         DESTINATION "${package_folder}")
 
-# The pkg-config files find their prefix from where they lie, so the tree can be moved.
+# The pkg-config files derive the prefix from their own location, so the tree can be moved.
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
   set(pc_libdir "${CMAKE_INSTALL_LIBDIR}")
@@ -73,8 +73,8 @@ function(tidewell_pkg_config name library description requires requires_private)
   set(PC_REQUIRES_PRIVATE "${requires_private}")
   set(PC_LIBS "")
   if(NOT BUILD_SHARED_LIBS)
-    # The static library hands its dependencies on as shared ones: `pkg-config --static` would ask for the archives of
-    # everything that they in turn are made of.
+    # A static library lists its dependencies in Requires, so that hosts link them as shared libraries: with
+    # `pkg-config --static`, the linker would need static archives of all their dependencies, too.
     list(APPEND PC_REQUIRES ${requires_private})
     string(REPLACE ";" " " PC_REQUIRES "${PC_REQUIRES}")
     set(PC_REQUIRES_PRIVATE "")

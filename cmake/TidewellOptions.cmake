@@ -1,8 +1,8 @@
-# The options of the build. What only this project's own developers need is on in a top-level build only.
+# The options of the build. Options that only developers of this project need default to on in a top-level build only.
 
 include(CMakeDependentOption)
 
-# As a subdirectory the kind of build and of libraries is the host's choice, and its cache stays as it is.
+# As a subdirectory, the host chooses build type and library type; its cache is not changed.
 if(PROJECT_IS_TOP_LEVEL)
   if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Debug, Release, RelWithDebInfo" FORCE)
@@ -14,11 +14,11 @@ option(TIDEWELL_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_BUILD_TOOLS "Build the stand-in backend" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_BUILD_BENCH "Build the benchmarks" OFF)
 option(TIDEWELL_BUILD_FUZZ "Build the fuzz targets (clang only)" OFF)
-option(TIDEWELL_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
+option(TIDEWELL_INSTALL "Generate install rules" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_WARNINGS_AS_ERRORS "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
-set(TIDEWELL_TEST_FOLDERS "" CACHE STRING "The folders of tests/ that are built; all where none is named")
-set(TIDEWELL_GTEST_SOURCE "" CACHE PATH "GoogleTest's sources, where the installed library does not fit this build")
-set(TIDEWELL_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
+set(TIDEWELL_TEST_FOLDERS "" CACHE STRING "Folders of tests/ to build; empty: all")
+set(TIDEWELL_GTEST_SOURCE "" CACHE PATH "GoogleTest's sources, if the installed library does not fit this build")
+set(TIDEWELL_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread; empty: none")
 
 # The hosts of the backend. The defaults are reserved names (RFC 2606) that no real server answers.
 set(TIDEWELL_HOST_US "api.tidewell.example" CACHE STRING "Default API host")
@@ -38,7 +38,7 @@ find_package(PkgConfig REQUIRED)
 find_package(OpenSSL 3.0 REQUIRED)
 find_package(ICU 70 REQUIRED COMPONENTS uc i18n)
 if(TIDEWELL_BUILD_TESTS OR TIDEWELL_BUILD_BENCH)
-  # The peer that our property lists are compared with.
+  # Tests and benchmarks compare our property lists with libplist.
   pkg_check_modules(LIBPLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 endif()
 pkg_check_modules(LIBCURL REQUIRED IMPORTED_TARGET libcurl)

@@ -1,4 +1,4 @@
-# What every target of this project is built with.
+# Functions for the targets of this project.
 
 # tidewell_settings(TARGET): warnings, sanitizers, visibility.
 function(tidewell_settings target)
@@ -6,9 +6,9 @@ function(tidewell_settings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
                                            -Woverloaded-virtual -Wcast-align -Wunused)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # gcc 12 loses track of std::string's buffers when it inlines, and warns of what is not there. The sanitizers look for the real ones.
+    # gcc 12 gives false warnings for inlined std::string code. The sanitizers find real errors.
     target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized -Wno-restrict)
-    # It wants members of types that only one file knows to be local to it, and takes a unit of several files for a header.
+    # In a unity build gcc treats the included sources as headers and warns about types with internal linkage.
     target_compile_options(${target} PRIVATE "$<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-subobject-linkage>")
   endif()
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
@@ -27,7 +27,7 @@ function(tidewell_settings target)
     endif()
   endif()
   if(TIDEWELL_BUILD_FUZZ)
-    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)  # so that fuzzers see which code they reach
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)  # coverage feedback for the fuzzers
   endif()
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden
@@ -35,8 +35,8 @@ function(tidewell_settings target)
     POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
-# tidewell_for_this_system(LIST): drops the sources that are for another system. Where a system needs code of its own, a
-# header has two sources: NameLinux.cpp, and NamePortable.cpp for all others.
+# tidewell_for_this_system(LIST): removes sources for other systems. A header with system-specific code has two sources:
+# NameLinux.cpp, and NamePortable.cpp for all other systems.
 function(tidewell_for_this_system list)
   set(sources ${${list}})
   if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
@@ -47,7 +47,7 @@ function(tidewell_for_this_system list)
   set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
-# tidewell_layer(NAME [DEPENDS…] [LINK…]): an object library of the .cpp files of tidewell/NAME.
+# tidewell_layer(NAME [LINK LIBRARIES…]): builds the .cpp files of tidewell/NAME into TidewellCore.
 function(tidewell_layer name)
   cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tidewell/${name}/*.cpp")
@@ -63,8 +63,8 @@ function(tidewell_layer name)
   target_sources(TidewellCore PRIVATE $<TARGET_OBJECTS:tidewell_${name}>)
 endfunction()
 
-# tidewell_exports(TARGET): a shared library exports the names of the library and nothing else; a plug-in that a static
-# library is linked into exports none of them.
+# tidewell_exports(TARGET): a shared library exports only names of `tidewell`. A plug-in that links the static library
+# exports none of them.
 function(tidewell_exports target)
   set(map "${PROJECT_SOURCE_DIR}/tidewell/exports.map")
   if(APPLE)
@@ -78,9 +78,9 @@ function(tidewell_exports target)
   endif()
 endfunction()
 
-# tidewell_library(TARGET EXPORT_NAME NAME PACKAGE NAME DESCRIPTION TEXT [REQUIRES PACKAGES] [PRIVATE PACKAGES] [MODULE TARGET]): the library
-# of the folder that calls this, as TidewellInstall.cmake installs it: its name in the CMake package, its pkg-config file with the packages
-# that it shows and those that it uses inside, and a module that it loads from its own folder.
+# tidewell_library(TARGET EXPORT_NAME NAME PACKAGE NAME DESCRIPTION TEXT [REQUIRES PACKAGES] [PRIVATE PACKAGES] [MODULE TARGET]): registers
+# the library of the calling folder for TidewellInstall.cmake: its name in the CMake package, its pkg-config file with the public and private
+# dependencies, and a module that it loads from its own folder.
 function(tidewell_library target)
   cmake_parse_arguments(arg "" "EXPORT_NAME;PACKAGE;DESCRIPTION;REQUIRES;PRIVATE;MODULE" "" ${ARGN})
   get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
@@ -95,7 +95,7 @@ function(tidewell_library target)
   endif()
 endfunction()
 
-# tidewell_static_dependency(PREFIX MODULES…): a pkg-config dependency that a static library of ours hands on to whoever links it.
+# tidewell_static_dependency(PREFIX MODULES…): a pkg-config dependency that hosts of our static libraries must link.
 function(tidewell_static_dependency prefix)
   list(JOIN ARGN " " modules)
   set_property(GLOBAL APPEND_STRING PROPERTY TIDEWELL_STATIC_DEPENDENCIES

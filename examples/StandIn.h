@@ -6,9 +6,8 @@
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 #include "tidewell/posix/PosixPlatform.h"
 
-/// For the demo only: sends what is meant for the backend to the stand-in on this machine, where the
-/// environment names one (TIDEWELL_STAND_IN_PORT and TIDEWELL_STAND_IN_CA). The URLs stay those of
-/// production.
+/// For the demo only: redirects the connections to the backend to the stand-in on this machine that
+/// TIDEWELL_STAND_IN_PORT and TIDEWELL_STAND_IN_CA name, if both are set. The URLs stay those of production.
 inline void useStandIn(tidewell::posix::Options& options) {
   const char* port = std::getenv("TIDEWELL_STAND_IN_PORT");
   const char* ca = std::getenv("TIDEWELL_STAND_IN_CA");

@@ -83,7 +83,7 @@ void addDispatch() {
       });
   bench::figure("allocations of that dispatch", [fill] {
     fill();
-    dispatch();  // the first one after a change creates the snapshot
+    dispatch();  // the first dispatch after a change takes the snapshot
     const std::size_t before = allocations;
     dispatch();
     return std::to_string(allocations - before);
@@ -117,7 +117,7 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 int main(int argc, char** argv) {
   testing::TestingPlatform::install();
-  addProxiedCall();  // while there is no interceptor
+  addProxiedCall();  // no interceptor is registered yet
   addWeakLoad();
   addDispatch();
   return bench::run(argc, argv);

@@ -15,7 +15,7 @@ using namespace tidewell::base;
 
 namespace {
 
-/// A configuration as the backend sends it, with that many events in its lists.
+/// A configuration as the backend sends it, with a given number of events in its lists.
 std::string configuration(int events) {
   std::string list;
   for (int i = 0; i < events; ++i) list += fmt::format("{}\"event_name_{}\"", i ? "," : "", i);
@@ -63,7 +63,7 @@ void addFormatting() {
       });
 }
 
-/// Digest and hexadecimal text, using libcrypto directly.
+/// Digest and hexadecimal text by direct calls of libcrypto.
 std::string bareMd5(const EVP_MD* method, const std::string& bytes) {
   static constexpr char kDigits[] = "0123456789abcdef";
   unsigned char digest[EVP_MAX_MD_SIZE];

@@ -31,7 +31,7 @@ base::Dictionary replyWithEvents(int count) {
 
 TWConfigManager& shared() { return TWConfigManager::sharedInstance(); }
 
-/// A second thread that repeats an operation while the first one is timed.
+/// A second thread that repeats a task while the first one is timed.
 class Companion {
  public:
   explicit Companion(std::function<void()> step) : step_(std::move(step)), thread_([this] { run(); }) {}
@@ -39,7 +39,7 @@ class Companion {
     ends_ = true;
     thread_.join();
   }
-  /// Runs `work` while the companion is running.
+  /// Runs `work` while the companion runs.
   void beside(const std::function<void()>& work) {
     steps_ = 0;
     works_ = true;
@@ -80,7 +80,7 @@ bench::Work askingBeside(std::shared_ptr<Companion> companion) {
 }
 
 void addGates() {
-  // Long repetitions, because each begins by waiting for the companion.
+  // Long turns, because each begins by waiting for the companion.
   const bench::Options beside{.turns = 15, .secondsPerTurn = 0.1};
   static const bench::BareLoad floor;
   const bench::Work load = [](std::size_t times) {
@@ -113,8 +113,9 @@ void addGates() {
       asking());
 }
 
-/// Some names of a list with that many, queried in turn: hot, like the names used by one application. Enough
-/// to meet as many collisions in the library's table as in the bare one, which has another key.
+/// Some names of a list of a given length, asked in turn; they stay in the cache, like the names of one
+/// application. There are enough of them for equal numbers of collisions in the library's table and in the
+/// bare one, which has another hash key.
 constexpr int kHotNames = 64;
 std::vector<std::string> hotNames(int count) {
   std::vector<std::string> names;
@@ -124,7 +125,7 @@ std::vector<std::string> hotNames(int count) {
   return names;
 }
 
-/// A manager with a list of that many events, and the minimum cost of the same queries.
+/// A manager with a list of a given number of events, and a lower bound for the same questions.
 struct Listed {
   explicit Listed(int count) : names(hotNames(count)), bare(eventNames(count)) {
     manager.tdwConfig()->setBlackListedEventsArray(eventNames(count));
@@ -184,7 +185,7 @@ const std::vector<std::string>& expressions() {
   return patterns;
 }
 
-/// Ten ICU matchers reused by one thread.
+/// Ten ICU matchers that one thread reuses.
 class Matchers {
  public:
   Matchers() {
@@ -240,7 +241,7 @@ void addExpressions(testing::TestingPlatform& platform) {
   bench::ratio("the same on two threads", 1.1, onTwoThreads(ours), onTwoThreads(floor));
 }
 
-/// A manager with that many restricted IDs without metacharacters; a query takes one probe.
+/// A manager with a given number of restricted IDs without metacharacters; a question takes one probe.
 bench::Work askingPlainExpressions(int count) {
   const auto manager = std::make_shared<TWConfigManager>();
   manager->updateConfigFromResponse(base::Dictionary{{"b_uid_r", eventNames(count)}});

@@ -8,7 +8,7 @@
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
 
-/// The minimum cost of a query: a call of an exported function, and one load or one probe.
+/// A lower bound for a question: a call of an exported function, and one load or one probe.
 namespace bench {
 
 class TIDEWELL_EXPORT BareLoad {
@@ -23,7 +23,7 @@ class TIDEWELL_EXPORT BareProbe {
  public:
   explicit BareProbe(const tidewell::base::Value& names);
   ~BareProbe();
-  /// Takes the same argument as the query: the name may be missing.
+  /// Has the parameters of the question: the name may be missing.
   [[nodiscard]] bool contains(const std::optional<std::string_view>& name) const;
 
  private:

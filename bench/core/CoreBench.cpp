@@ -32,7 +32,7 @@ void addOffLine() {
       });
 }
 
-/// A session that drops every task, so that only the caller's part is measured.
+/// A session that drops its tasks at once, so that only the caller's part is measured.
 class ForgetfulSession final : public platform::UrlSession {
  public:
   void dataTaskWithRequest(platform::UrlRequest request, platform::UrlTaskCompletion) override {
@@ -46,7 +46,7 @@ class ForgetfulSession final : public platform::UrlSession {
   platform::UrlSessionConfiguration configuration_;
 };
 
-/// A platform in memory with that session.
+/// A testing platform with that session.
 class BenchPlatform final : public platform::ForwardingPlatform {
  public:
   BenchPlatform() : ForwardingPlatform(std::make_shared<testing::TestingPlatform>()) {}

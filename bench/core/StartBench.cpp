@@ -1,4 +1,4 @@
-// What a host notices of the SDK on the default platform: the second start, and writing log lines.
+// The cost of the SDK for a host on the default platform: the second start, and log lines.
 
 #include <fcntl.h>
 #include <spdlog/logger.h>
@@ -39,7 +39,7 @@ void install(const std::string& dataHome) {
   if (posix::install(std::move(options)) == nullptr) std::abort();
 }
 
-/// The first run, which leaves the files for the second.
+/// The first process, which writes the files that the second one reads.
 void prepare(const std::string& dataHome) {
   install(dataHome);
   TWCoreUtils::saveAppId("ABC123");
@@ -86,7 +86,7 @@ double bareStart(const std::string& dataHome) {
   return seconds;
 }
 
-/// Runs this program again as a separate process and reads the number that it prints.
+/// Runs this program again as a new process and reads the number that it prints.
 double life(const char* what, const std::string& dataHome) {
   int ends[2];
   if (pipe(ends) != 0) std::abort();
@@ -106,7 +106,7 @@ double life(const char* what, const std::string& dataHome) {
   return std::strtod(text, nullptr);
 }
 
-/// Redirects standard error to the start of a file during its lifetime.
+/// Redirects standard error to the beginning of a file during its lifetime.
 class ErrorToFile {
  public:
   explicit ErrorToFile(const std::string& path) : saved_(dup(STDERR_FILENO)) {

@@ -29,7 +29,7 @@ std::string encodedByUs(const Value& events) {
   });
 }
 
-/// The same archive created with bare libplist, which is given the objects instead of collecting them.
+/// The same archive made with bare libplist from known objects, without searching for duplicates.
 std::string encodedByPeer(const std::vector<std::string>& events) {
   const plist_t objects = plist_new_array();
   plist_array_append_item(objects, plist_new_string("$null"));
@@ -72,7 +72,7 @@ std::string encodedByPeer(const std::vector<std::string>& events) {
   return result;
 }
 
-/// Reads the list with bare libplist and looks at each string without creating anything.
+/// Reads the list with bare libplist and accesses each string, without creating values.
 std::size_t readByPeer(const std::string& bytes) {
   plist_t root = nullptr;
   plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
@@ -91,7 +91,7 @@ std::size_t readByPeer(const std::string& bytes) {
   return total;
 }
 
-/// Encodes that many names, divided among that many archives.
+/// Encodes a number of names, in a number of archives.
 bench::Work encoding(std::size_t count, std::size_t parts = 1) {
   const std::vector<std::string> names = eventNames(count);
   std::vector<Value> lists;
@@ -135,8 +135,8 @@ void addArchives(std::size_t count) {
   addDecoding(count);
 }
 
-/// The system time for memory that the work is the first to touch. A long list exceeds what the allocator
-/// caches, so each of its archives requests memory again; a short list does so once.
+/// The system's cost for memory that the work touches first. The memory of a long list exceeds what the
+/// allocator keeps, so each archive requests it again; that of a short list is requested once.
 std::string systemTimeOf(const bench::Work& work) {
   rusage before{};
   rusage after{};
@@ -153,7 +153,8 @@ std::string systemTimeOf(const bench::Work& work) {
   return text;
 }
 
-/// libplist's writer takes quadratic time, minutes for this list, so it is compared with ourselves.
+/// libplist's writer takes quadratic time, minutes for this list, so the rows compare the library with
+/// itself.
 void addLongArchives() {
   constexpr std::size_t kCount = 1'000'000;
   bench::Options options;

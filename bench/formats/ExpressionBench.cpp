@@ -20,7 +20,7 @@ constexpr std::string_view kPatterns[] = {
 };
 constexpr std::string_view kText = "3f2a9b10-77aa-4bcd-9e1f-0123456789ab";
 
-/// The patterns as the library uses them.
+/// The patterns as the library keeps them.
 bool askUs(const std::vector<RegularExpression>& expressions) {
   const MatchText text(kText);
   MatchBudget budget;
@@ -31,7 +31,7 @@ bool askUs(const std::vector<RegularExpression>& expressions) {
   return false;
 }
 
-/// Bare ICU matchers used by one thread only.
+/// Bare ICU matchers that are used by one thread only.
 class BareMatchers {
  public:
   BareMatchers() {

@@ -12,16 +12,17 @@
 
 namespace bench {
 
-/// The floor: a bare libcurl multi handle on a thread of its own. Requests are passed to the thread, and
-/// bodies to a function. Caches its parsed CA store, but does nothing else that a client library has to do.
+/// The lower bound: a bare libcurl multi handle on a thread of its own. A request is passed to the thread,
+/// and its body to a function. It keeps the parsed CA store, and does nothing else that a client library must
+/// do.
 class BareClient {
  public:
-  /// Where completions run. One that blocks on the transfer thread delays every transfer, which is why a
-  /// client library needs another thread for its host's functions.
+  /// Where the functions run. On the thread of the transfers, a function that waits delays every transfer, so
+  /// a client library must run its hosts' functions on another thread.
   enum class Completions { onTheTransferThread, onAThreadOfTheirOwn };
 
-  /// libcurl's defaults, or the SDK's buffer sizes and number of cached connections. By default libcurl
-  /// closes connections in excess of four times the remaining requests.
+  /// libcurl's own, or the buffers and the number of kept connections that the SDK asks for. By itself
+  /// libcurl closes connections that outnumber four times the requests that are left.
   enum class Settings { usual, ofTheSdk };
 
   /// Requests to https://HOST/ go to a port of this machine.
@@ -55,7 +56,7 @@ class BareClient {
   std::vector<Transfer*> waiting_;
   std::vector<Transfer*> complete_;
   bool ends_ = false;
-  std::thread completions_;  // if they have their own
+  std::thread completions_;  // if they have a thread of their own
   std::thread thread_;
 };
 

@@ -22,14 +22,14 @@
 #include "tidewell/posix/PosixPlatform.h"
 #include "tidewell/testing/StandInBackend.h"
 
-// Compares the URL session with a bare libcurl multi handle, against a backend in another process.
+// The URL session beside a bare libcurl multi handle, against a backend in a process of its own.
 namespace {
 
 using namespace tidewell;
 
 constexpr const char* kHost = "shop.example";
-/// Faults of the backend by path, so that one backend serves all rows: a page without delay, one delayed
-/// enough for 64 requests to overlap, and one that never arrives.
+/// Faults of the backend by path, so that one backend serves all rows: an immediate reply, one that is late
+/// enough for 64 requests to overlap, and none.
 constexpr const char* kPage = "/page";
 constexpr const char* kLatePage = "/late";
 constexpr const char* kSilentPage = "/silence";
@@ -49,7 +49,7 @@ testing::StandInFault fault(const char* text) {
   return testing::StandInFault::parse(text, problem).value();
 }
 
-/// Starts a backend in a child process that ends with this one.
+/// Starts a backend in a child that ends with this process.
 Server startServer(const std::string& folder, bool closesConnections) {
   const std::string authority = folder + (closesConnections ? "/closing.pem" : "/keeping.pem");
   int ends[2];
@@ -92,7 +92,7 @@ std::unique_ptr<posix::PosixPlatform> makePlatform(const std::string& folder, co
   return std::make_unique<posix::PosixPlatform>(std::move(options));
 }
 
-/// Waits for a number of events.
+/// Waits until a count has reached zero.
 class Latch {
  public:
   explicit Latch(std::size_t count) : count_(count) {}
@@ -111,7 +111,7 @@ class Latch {
   std::size_t count_;
 };
 
-/// Both clients, for one server.
+/// Both clients for one server.
 class Pair {
  public:
   Pair(const std::string& folder, const Server& server)
@@ -132,7 +132,7 @@ class Pair {
         });
   }
 
-  /// Sends that many requests, a number of them concurrently.
+  /// Sends a number of requests, a given number of them at once.
   void ours(std::size_t times, std::size_t atOnce, const char* page = kPage) {
     for (std::size_t done = 0; done < times; done += atOnce) {
       Latch latch(atOnce);
@@ -170,7 +170,7 @@ class Pair {
   bench::BareClient bareWithQueue_;
 };
 
-/// The heap memory of each of that many requests while its server is silent.
+/// Heap memory per request while the server sends nothing.
 template <class Send>
 double kilobytesInFlight(std::size_t count, Send send) {
   const std::size_t before = mallinfo2().uordblks;
@@ -209,7 +209,7 @@ int main(int argc, char** argv) {
   Pair kept(folder, keeping);
   Pair fresh(folder, closing);
   for (Pair* pair : {&kept, &fresh}) {
-    pair->ours(64, 64);  // connections, CA files and threads exist from now on
+    pair->ours(64, 64);  // creates connections and threads and reads the CA files
     pair->floor(64, 64);
   }
 
@@ -244,7 +244,7 @@ int main(int argc, char** argv) {
         settings == Settings::usual ? "  of bare libcurl, with connections that it opened again for some"
                                     : "  of bare libcurl with the same buffers",
         [&, settings] {
-          auto* const bare =  // never destroyed, because its requests never end
+          auto* const bare =  // never destroyed: its requests never end
               new bench::BareClient(kHost, keeping.port, keeping.caFile,
                                     bench::BareClient::Completions::onTheTransferThread, settings);
           Pair::floor(*bare, 64, 64, kLatePage);

@@ -1,4 +1,4 @@
-// What the default platform adds to the system calls that it needs.
+// The cost of the default platform beside that of the system calls it needs.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,7 +16,7 @@ namespace {
 
 using namespace tidewell;
 
-/// A folder on the disk of the build tree: in a memory file system a flush costs nothing.
+/// A folder on the disk of the build tree, because a flush costs nothing on a file system in memory.
 const std::string& folder() {
   static const std::string path = [] {
     std::string name = std::filesystem::current_path() / "tidewell-bench-XXXXXX";

@@ -1,4 +1,4 @@
-// Calls nothing: exits immediately, or waits to be inspected if it has an argument.
+// Calls nothing. Ends at once, or waits until it is killed if it has an argument.
 #include <unistd.h>
 
 int main(int argc, char**) {

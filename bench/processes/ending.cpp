@@ -1,5 +1,5 @@
-// A host that exits during requests and log lines: `process_ending PORT`, where a server listens and never
-// answers. The last thing that it does is print the monotonic clock in nanoseconds.
+// A host that exits while requests and log lines are in progress. usage: process_ending PORT, on which a
+// server listens and never answers. Prints the monotonic clock in nanoseconds as its last action.
 #include <time.h>
 #include <unistd.h>
 
@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
     TWNetworkRequest(TWServiceSendReports, std::nullopt, std::nullopt, std::nullopt, "x")
         .executeRequestWithCompletionBlock(nullptr);
   }
-  usleep(50'000);  // the transfers are in the middle of their handshakes
+  usleep(50'000);  // the transfers are in their handshakes
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   std::printf("%lld\n", static_cast<long long>(now.tv_sec) * 1'000'000'000 + now.tv_nsec);

@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 
-// The same work done by GNU libobjc and by GNUstep's NSInvocation, compiled as Objective-C.
+// The same work with GNU libobjc and GNUstep's NSInvocation, compiled as Objective-C.
 extern "C" {
-/// Sends `add:` to one object that many times.
+/// Sends `add:` to one object a number of times.
 std::int64_t peerSend(std::size_t times);
-/// Creates an invocation of `add:` with its argument, invokes it and reads the result, that many times.
+/// Builds an invocation of `add:` with its argument, invokes it and reads the result, a number of times.
 std::int64_t peerInvocation(std::size_t times);
 }

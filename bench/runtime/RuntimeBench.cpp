@@ -32,7 +32,7 @@ class Subtracter : public Adder {
   std::int64_t add(std::int64_t number) override { return sum -= number; }
 };
 
-/// The minimum cost of any lock-free hash table: pointers, open addressing.
+/// A lower bound for any hash table that is read without a lock: pointers, open addressing.
 struct BareTable {
   std::vector<std::pair<const void*, const void*>> slots{64};
   void put(const SelectorRecord* key, const void* value) {

@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-/// A message of the demo's inbox, and what acting on it does.
+/// A message in the demo's inbox and its action.
 struct Campaign {
-  std::string name;  ///< for the tour
+  std::string name;  ///< of the step in the tour
   std::string icon;
   std::string title;
   std::string text;
   std::function<void()> act;
 };
 
-/// What the demo shows, in the order of the tour.
+/// All messages of the demo, in the order of the inbox.
 std::vector<Campaign> makeCampaigns();

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// The rich landing page of the demo's campaign. It asks for /autumn/painted once it has been drawn.
+/// The demo's rich landing page. It requests /autumn/painted once it has been drawn.
 inline constexpr std::string_view kLandingPage = R"html(<!doctype html>
 <html lang="en">
 <head>

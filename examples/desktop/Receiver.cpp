@@ -15,7 +15,7 @@ struct Opened {
   std::string link;
 };
 
-/// Written beside and renamed: a reader never finds half of it.
+/// Writes a temporary file and renames it, so that a reader never finds a partial record.
 void leaveRecord(const Opened& opened) {
   const char* const folder = std::getenv("TIDEWELL_DEMO_RECORDS");
   if (folder == nullptr) return;
@@ -51,7 +51,7 @@ void activateReceiver(GtkApplication* application, const Opened* opened) {
   gtk_box_append(GTK_BOX(card), label(opened->link, "receiver-link"));
   gtk_window_set_child(GTK_WINDOW(window), card);
   gtk_window_present(GTK_WINDOW(window));
-  // The record says that the window is on the screen: after its first frames.
+  // The record means that the window is visible, so write it after the first frames.
   g_timeout_add_once(
       400, [](gpointer data) { leaveRecord(*static_cast<const Opened*>(data)); },
       const_cast<Opened*>(opened));

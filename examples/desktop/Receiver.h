@@ -2,6 +2,6 @@
 
 #include <string>
 
-/// Plays another application of the desktop: shows the link that it was started with, and leaves it in a file
-/// of its own in the folder TIDEWELL_DEMO_RECORDS, for the tour. Runs until its window is closed.
+/// Simulates another application: shows the link that it was started with, and records it for the tour in a
+/// file in the folder TIDEWELL_DEMO_RECORDS. Runs until its window is closed.
 int runReceiver(const std::string& name, const std::string& link);

@@ -7,7 +7,7 @@
 
 #include "Campaigns.h"
 
-/// The demo's application window: a little shop, and an inbox of campaign messages. Lives as long as the
+/// The demo's application window: a small shop and an inbox of campaign messages. Lives as long as the
 /// process.
 class ShopWindow {
  public:
@@ -17,9 +17,9 @@ class ShopWindow {
 
   [[nodiscard]] GtkWindow* window() const { return GTK_WINDOW(window_); }
   [[nodiscard]] const std::vector<Campaign>& campaigns() const { return campaigns_; }
-  /// Acts on a message, as a click on it does.
+  /// Runs the action of a message, like a click on it.
   void act(std::size_t index);
-  /// Adds a line to what the SDK says. Any thread.
+  /// Adds a line to the log in the window. Any thread.
   void addLine(std::string_view line);
 
  private:

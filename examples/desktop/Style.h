@@ -1,4 +1,4 @@
 #pragma once
 
-/// How the demo's own windows look.
+/// Installs the style sheet of the demo's windows.
 void useDemoStyle();

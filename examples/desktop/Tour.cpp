@@ -13,10 +13,10 @@
 namespace {
 
 constexpr gint64 kPatience = 30 * G_USEC_PER_SEC;
-constexpr guint kLook = 50;         ///< milliseconds between two looks
-constexpr guint kStandStill = 500;  ///< until fades are over and a picture may be taken
+constexpr guint kLook = 50;         ///< milliseconds between two checks
+constexpr guint kStandStill = 500;  ///< milliseconds until animations have ended
 
-/// The window that lies above the shop: what the SDK shows.
+/// The window above the shop, which shows the SDK's page or alert; null if there is none.
 GtkWindow* windowAbove(GtkWindow* shop) {
   GListModel* const windows = gtk_window_get_toplevels();
   for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
@@ -28,7 +28,7 @@ GtkWindow* windowAbove(GtkWindow* shop) {
   return nullptr;
 }
 
-/// Whether a text can be read in a widget.
+/// Whether a widget shows a text.
 bool shows(GtkWidget* widget, const std::string& text) {
   if (GTK_IS_LABEL(widget) && gtk_widget_get_mapped(widget) && text == gtk_label_get_text(GTK_LABEL(widget)))
     return true;
@@ -39,7 +39,7 @@ bool shows(GtkWidget* widget, const std::string& text) {
   return false;
 }
 
-/// The process of the application that was given a link, from the record that it left; 0 while there is none.
+/// The process that recorded a link; 0 while there is none.
 pid_t receiverOf(const std::string& link, const std::string& folder) {
   std::error_code ignored;
   for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
@@ -151,7 +151,7 @@ void Tour::finishStep(bool isRight) {
   isAllRight_ = isAllRight_ && isRight;
   step.end();
   ++current_;
-  // The way back to the shop is seen, too.
+  // Gives a spectator time to see the shop again.
   g_timeout_add_once(
       kStandStill, [](gpointer self) { static_cast<Tour*>(self)->next(); }, this);
 }

@@ -6,16 +6,16 @@
 
 #include "ShopWindow.h"
 
-/// What the tour asks of the demo around it.
+/// What the tour needs to observe in the demo.
 struct TourSight {
   std::function<bool()> isSynced;       ///< whether the SDK has its configuration
   std::function<bool()> isPagePainted;  ///< whether the landing page has been drawn
-  std::function<bool()> hasContinued;   ///< whether the shop went on with its own link
-  std::string recordFolder;             ///< where the other applications leave what they were given
+  std::function<bool()> hasContinued;   ///< whether the shop received its own link
+  std::string recordFolder;             ///< where the other applications record their links
 };
 
-/// Acts on every message of the inbox in turn, waits until what it brings is on the screen, takes a picture
-/// of it, and closes it again. Prints a line a step; ends the application in the end.
+/// Opens every message of the inbox in turn, waits until its result is visible, takes a screenshot, and
+/// closes it again. Prints a line for each step and closes the application at the end.
 class Tour {
  public:
   Tour(ShopWindow& shop, TourSight sight, std::string pictureFolder);
@@ -23,7 +23,7 @@ class Tour {
   Tour& operator=(const Tour&) = delete;
 
   void start();
-  /// Whether every step brought what it had to.
+  /// Whether the tour has ended and every step succeeded.
   [[nodiscard]] bool isAllRight() const { return isAllRight_ && isOver_; }
 
  private:

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t kLongestRequest = 16384;
 
-/// The head of a request, up to its empty line; "" where it does not come.
+/// The head of a request, up to its empty line; "" if it is incomplete or too long.
 std::string readHead(GInputStream* in) {
   std::string head;
   char byte = 0;

@@ -6,11 +6,11 @@
 #include <functional>
 #include <string>
 
-/// An HTTP proxy on 127.0.0.1 that takes CONNECT requests and leads them all to one port of this machine. SDK
-/// and in-app browser are given it as their proxy, so that they reach a stand-in by the names of production.
+/// An HTTP proxy on 127.0.0.1 that connects all CONNECT requests to one local port. As the proxy of the SDK
+/// and the in-app browser, it lets them reach a stand-in under the production host names.
 class TunnelProxy {
  public:
-  /// `leads` says for which hosts it has a way; for the others it answers with status 502.
+  /// `leads` decides which hosts are connected; for others the proxy answers with status 502.
   TunnelProxy(std::uint16_t toPort, std::function<bool(const std::string& host)> leads);
   ~TunnelProxy();
   TunnelProxy(const TunnelProxy&) = delete;

@@ -1,9 +1,9 @@
-// A small shop with the SDK in it, on a real desktop: links that open other applications, a rich landing
-// page, an alert. The backend is a stand-in in this process.
+// A small shop that uses the SDK on a desktop: links that open other applications, a rich landing page, an
+// alert. The backend is a stand-in in this process.
 //
 //   desktop                       the shop
-//   desktop --tour FOLDER         acts on every message, with a picture of each step in the folder
-//   desktop --receive NAME LINK   one of the other applications (see scripts/demo-desktop)
+//   desktop --tour FOLDER         opens every message and writes a screenshot of each step to the folder
+//   desktop --receive NAME LINK   one of the applications that links open (see scripts/demo-desktop)
 #include <gtk/gtk.h>
 
 #include <cstdlib>
@@ -29,7 +29,7 @@ constexpr const char* kShopHost = "shop.fjord.example";
 constexpr const char* kConfiguration =
     R"({"a_s": "allowed", "i_s": "allowed", "e_b_c": 50, "b_e": ["spam"]})";
 
-/// Hears of the links that lead into the shop itself.
+/// Receives the universal links of the shop itself.
 class ShopDelegate : public tidewell::platform::UIApplicationDelegate {
  public:
   bool continueUserActivity(tidewell::platform::UIApplication&, tidewell::platform::NSUserActivity& activity,
@@ -42,7 +42,7 @@ class ShopDelegate : public tidewell::platform::UIApplicationDelegate {
   std::string link;
 };
 
-/// Everything that the demo keeps while it runs.
+/// The state of the demo.
 struct Demo {
   explicit Demo(std::string folder) : pictureFolder(std::move(folder)) {
     backend.setConfiguration(kConfiguration);
@@ -78,7 +78,7 @@ bool installPlatform(Demo& demo) {
   options.posix.consoleSink = [&demo](std::string_view line) {
     if (demo.shop) demo.shop->addLine(line);
   };
-  // The demo's backend; an application leaves these two out.
+  // The demo's backend; omit these two in an application.
   options.posix.caFile = demo.backend.caFile();
   options.posix.proxy = demo.proxy.address();
   return tidewell::desktop::install(options) != nullptr;

@@ -1,4 +1,4 @@
-// The whole of what an application does: install a platform, start the SDK, ask it.
+// The minimum of an application: install a platform, start the SDK, query it.
 #include <chrono>
 #include <cstdio>
 
@@ -12,15 +12,15 @@ int main(int argc, char** argv) {
   options.bundleIdentifier = "org.example.hello";
   options.version = "1.0";
   options.mainLoop = tidewell::posix::MainLoop::host;
-  useStandIn(options);  // the demo's backend; an application leaves this out
+  useStandIn(options);  // the demo's backend; omit this in an application
   tidewell::posix::PosixPlatform* platform = tidewell::posix::install(options);
   if (platform == nullptr) return 1;
 
   tidewell::TidewellCore::sharedInstance().initializeWithAppID(argc > 1 ? argv[1] : "DEMO_APP");
-  platform->runMainQueue(
-      std::chrono::milliseconds(500));  // an application with an event loop does this there
+  // An event loop of the application would do this.
+  platform->runMainQueue(std::chrono::milliseconds(500));
 
   const auto& config = tidewell::TWConfigManager::sharedInstance();
   std::printf("account active: %s\n", config.isAccountActive() ? "yes" : "no");
-  std::printf("events a batch: %lld\n", static_cast<long long>(config.getEventBatchCount()));
+  std::printf("events per batch: %lld\n", static_cast<long long>(config.getEventBatchCount()));
 }

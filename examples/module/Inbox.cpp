@@ -17,11 +17,11 @@ using namespace tidewell;
 namespace {
 
 void log(const char* text) {
-  if (!TWLogger::writes(TWLogSeverityInfo)) return;  // nothing is built for a line that is off
+  if (!TWLogger::writes(TWLogSeverityInfo)) return;  // avoids building a line that would not be written
   TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityInfo, {text});
 }
 
-/// Hears what the application's delegate hears, before it does.
+/// Receives the messages to the application's delegate before the delegate does.
 class PushListener : public platform::UIApplicationDelegate {
  public:
   explicit PushListener(std::function<void()> messageArrived) : messageArrived_(std::move(messageArrived)) {}
@@ -59,7 +59,7 @@ void Inbox::fetch(Completion completion) {
   const TWNetworkRequest request(TWServiceInbox, std::nullopt, std::nullopt, std::move(body), std::nullopt);
   request.executeRequestWithCompletionBlock(
       [kept = messages_, completion = std::move(completion)](bool success, const base::Value& reply) {
-        // Foreign bytes: nothing is taken for granted but that they were JSON.
+        // The reply is valid JSON, but of any shape.
         const base::Value list =
             reply.dictionary() ? validObjectForKey(*reply.dictionary(), "messages") : base::Value();
         if (success && list.array()) *kept = *list.array();

@@ -9,12 +9,12 @@
 #include "tidewell/platform/NotificationCenter.h"
 #include "tidewell/runtime/Object.h"
 
-/// A sibling module: the user's messages, fetched from the backend and kept until another user comes.
+/// A sibling module: fetches the user's messages from the backend and keeps them until the user changes.
 ///
-/// Made on the main thread, once the application has set its delegate, and used there.
+/// Create it on the main thread after the application has set its delegate, and use it there.
 class Inbox {
  public:
-  using Messages = std::optional<tidewell::base::Array>;  ///< nothing: there is no inbox for now
+  using Messages = std::optional<tidewell::base::Array>;  ///< no value: not fetched, or switched off
   using Completion = std::function<void(const Messages& messages)>;
 
   Inbox();
@@ -26,7 +26,7 @@ class Inbox {
   [[nodiscard]] const Messages& messages() const { return *messages_; }
 
  private:
-  std::shared_ptr<Messages> messages_;  ///< shared with requests on their way, which may outlive the module
+  std::shared_ptr<Messages> messages_;  ///< shared with pending requests, which may outlive the module
   tidewell::platform::NotificationCenter::Token reset_;
   tidewell::runtime::Ref listener_;  ///< the proxy does not keep it alive
   std::optional<std::string> listenerID_;

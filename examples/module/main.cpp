@@ -1,4 +1,4 @@
-// Lets the module live on a machine in the hands of a test. Ends with status 0 where it did as it should.
+// Runs the module on the testing platform. Exits with 0 if every check passes.
 #include <cstdio>
 
 #include "Inbox.h"
@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The application's own, which knows nothing of the module.
+/// The application's delegate, which does not know the module.
 class AppDelegate : public tidewell::platform::UIApplicationDelegate {
  public:
   void didReceiveRemoteNotification(tidewell::platform::UIApplication&,
@@ -42,21 +42,21 @@ int main() {
 
   inbox.fetch([&](const auto& messages) { check(messages && messages->count() == 1, "messages arrive"); });
   machine->runUntilIdle();
-  check(inbox.messages().has_value(), "and are kept");
+  check(inbox.messages().has_value(), "messages are kept");
   tidewell::platform::NotificationCenter::defaultCenter().postNotificationName(
       tidewell::kNotificationNameUserReset);
-  check(!inbox.messages(), "until another user comes");
+  check(!inbox.messages(), "messages are dropped when the user changes");
 
   application->deliverRemoteNotification({{"inbox", 1}});
   machine->runUntilIdle();
-  check(inbox.messages().has_value(), "a push message fetches them");
-  check(delegate->heard == 1, "and the application hears of it, too");
+  check(inbox.messages().has_value(), "a push message fetches them again");
+  check(delegate->heard == 1, "the application receives the push message, too");
 
   tidewell::TWConfigManager::sharedInstance().updateConfigFromResponse(
       tidewell::base::Dictionary{{"in_s", "blocked"}});
   const auto requests = machine->testNetwork().sent().size();
   bool answered = false;
   inbox.fetch([&](const auto& messages) { answered = !messages; });
-  check(answered && machine->testNetwork().sent().size() == requests, "a gate that is shut sends nothing");
+  check(answered && machine->testNetwork().sent().size() == requests, "a closed gate sends no request");
   return faults == 0 ? 0 : 1;
 }

@@ -3,9 +3,9 @@
 #include "Witness.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
 
-// What two other modules of the SDK register: each hears of what concerns it.
+// The interceptors of two other modules of the SDK; each overrides the messages it needs.
 
-/// Counts links and notifications; never takes a link for itself.
+/// Observes links and notifications; never handles a link itself.
 class PushInterceptor : public tidewell::platform::UIApplicationDelegate {
  public:
   bool openURL(tidewell::platform::UIApplication&, const tidewell::base::Url&,
@@ -15,11 +15,11 @@ class PushInterceptor : public tidewell::platform::UIApplicationDelegate {
   void didReceiveRemoteNotificationFetching(tidewell::platform::UIApplication&,
                                             const tidewell::base::Dictionary&,
                                             const tidewell::platform::FetchCompletionHandler&) override {
-    Witness::called("push");  // and leaves the handler to the application
+    Witness::called("push");  // the application calls the handler
   }
 };
 
-/// Opens links to messages, and goes on with the reading of one.
+/// Opens links to messages and continues reading activities.
 class InboxInterceptor : public tidewell::platform::UIApplicationDelegate {
  public:
   bool openURL(tidewell::platform::UIApplication&, const tidewell::base::Url& url,

@@ -6,8 +6,8 @@
 #include "Witness.h"
 #include "tidewell/platform/UIApplicationDelegate.h"
 
-/// The application. It takes links to its shelves and fetches what a notification announces; it knows nothing
-/// of user activities, and nothing of the SDK.
+/// The application's delegate. It opens shop links and handles notifications; it does not override user
+/// activities and does not know the SDK.
 class Shop : public tidewell::platform::UIApplicationDelegate {
  public:
   explicit Shop(std::string name) : name_(std::move(name)) {}

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-/// Who was called, in order and with which answer: "push, inbox: YES, shop".
+/// Records who was called, in order, with their answers: "push, inbox: YES, shop".
 class Witness {
  public:
   static void called(const std::string& who) { text() += (text().empty() ? "" : ", ") + who; }
@@ -11,10 +11,10 @@ class Witness {
     called(who + (answer ? ": YES" : ": NO"));
     return answer;
   }
-  /// What was seen since the last call.
+  /// The calls since the last `take`.
   static std::string take() {
     const std::string seen = std::exchange(text(), {});
-    return seen.empty() ? "nobody" : seen;
+    return seen.empty() ? "none" : seen;
   }
 
  private:

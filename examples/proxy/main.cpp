@@ -1,8 +1,8 @@
-// The delegate proxy at work: an application that knows nothing of the SDK, two modules of the SDK that hear
-// what the system tells it all the same. Prints who was called, in which order and with which answer.
+// The delegate proxy: two modules of the SDK receive the messages to the delegate of an application that does
+// not know the SDK. Prints who was called, in which order and with which answer.
 //
-// Exits with 0 only where everybody was called as they should. Each life is a process of its own, as the
-// proxy is installed once a process.
+// Exits with 0 only if all calls were the expected ones. Each run is a process of its own, because the proxy
+// is installed once per process.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,12 +36,12 @@ void heading(const char* text) { std::printf("\n  %s\n", text); }
 void expect(const std::string& what, const std::string& expected, const std::string& seen) {
   const bool right = seen == expected;
   std::printf("  %s %-28s %s", right ? "ok" : "!!", what.c_str(), seen.c_str());
-  if (!right) std::printf("   (should be %s)", expected.c_str());
+  if (!right) std::printf("   (expected %s)", expected.c_str());
   std::printf("\n");
   allRight = allRight && right;
 }
 
-/// One life of the application, whose host plays the system: it tells the application what happens.
+/// One run of the application. It delivers the system's messages itself.
 class Life {
  public:
   bool start(const Dictionary& infoPlist) {
@@ -79,7 +79,7 @@ class Life {
   void expectWithoutProxy() {
     expectOpened("shop:cart", "shop: YES -> YES");
     expectOpened("inbox:42", "shop: NO -> NO");
-    expectContinued("nobody -> NO");
+    expectContinued("none -> NO");
     expectNotified("shop; fetch handler called 1x");
   }
 
@@ -90,41 +90,41 @@ class Life {
   const std::shared_ptr<InboxInterceptor> inbox = tidewell::runtime::make<InboxInterceptor>();
 };
 
-/// "<Shop: 0x…>" without the address, which is another in each run.
+/// "<Shop: 0x…>" without the address, which differs between runs.
 std::string describedClass(const std::shared_ptr<Shop>& shop) {
   const std::string text = tidewell::runtime::description(shop.get());
   return text.substr(0, text.find(':'));
 }
 
 void proxied(Life& life) {
-  heading("The system tells the application alone");
+  heading("Without the proxy, only the application is called");
   life.expectWithoutProxy();
 
-  heading("Two modules of the SDK register, and start the proxy");
+  heading("Two modules of the SDK register and start the proxy");
   TWAppDelegateSwizzler::registerAppDelegateInterceptor(life.push);
   const auto inboxID = TWAppDelegateSwizzler::registerAppDelegateInterceptor(life.inbox);
   TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
   expect("the delegate describes itself", "<Shop", describedClass(life.shop));
 
-  heading("The modules hear first; YES is what anybody says; the shop is called in any case");
+  heading("Modules are called first, the shop always; one YES makes the answer YES");
   life.expectOpened("shop:cart", "push: NO, inbox: NO, shop: YES -> YES");
   life.expectOpened("inbox:42", "push: NO, inbox: YES, shop: NO -> YES");
   life.expectContinued("inbox: YES -> YES");
   life.expectNotified("push, shop; fetch handler called 1x");
 
-  heading("One module leaves");
+  heading("One module unregisters");
   TWAppDelegateSwizzler::unregisterAppDelegateInterceptorWithID(inboxID);
   life.expectOpened("inbox:42", "push: NO, shop: NO -> NO");
-  life.expectContinued("nobody -> NO");
+  life.expectContinued("none -> NO");
 
-  heading("The application takes another delegate: that one is not proxied");
+  heading("The application sets another delegate, which is not proxied");
   const auto outlet = tidewell::runtime::make<Shop>("outlet");
   life.application().setDelegate(outlet);
   life.expectOpened("shop:cart", "outlet: YES -> YES");
   life.expectNotified("outlet; fetch handler called 1x");
   expect("a delegate is held", "NO", TWAppDelegateSwizzler::originalDelegate() ? "YES" : "NO");
 
-  heading("A module starts the proxy anew");
+  heading("A module starts the proxy again");
   TWAppDelegateSwizzler::resetProxyOriginalDelegateOnceToken();
   TWAppDelegateSwizzler::proxyOriginalDelegateIncludingAPNSMethods();
   life.expectOpened("shop:cart", "push: NO, outlet: YES -> YES");
@@ -162,7 +162,7 @@ int main() {
   const bool on = live("The delegate proxy", {}, &proxied);
   const bool off = live("The same application with TidewellAppDelegateProxyEnabled = NO in its Info.plist",
                         {{tidewell::TWCoreUtils::getAppDelegateProxyInfoPlistKey(), false}}, &switchedOff);
-  std::printf("\n%s\n", on && off ? "Everybody was called as they should."
-                                  : "Something is wrong: see the lines with !!");
+  std::printf("\n%s\n",
+              on && off ? "All calls were as expected." : "Something is wrong: see the lines with !!");
   return on && off ? 0 : 1;
 }

@@ -1,5 +1,5 @@
-// How an application tests what it does when the SDK says no: its whole life in one process, with the clock,
-// the network and the disk in its hands. Ends with status 0 where everything was as it should be.
+// An application tests how it behaves when the SDK fails. The test controls the clock, the network and the
+// disk. Exits with 0 if every check passes.
 #include <cstdio>
 #include <system_error>
 
@@ -38,7 +38,7 @@ int main() {
   auto& config = TWConfigManager::sharedInstance();
   Shop shop;
 
-  // The network answers what the test says, and counts.
+  // The scripted network counts requests.
   int requests = 0;
   bool down = false;
   machine->testNetwork().setHandler([&](const tidewell::platform::UrlRequest&) {
@@ -47,43 +47,43 @@ int main() {
     return ScriptedNetwork::reply(200, R"({"a_s": "allowed", "b_e": ["add_to_cart"]})");
   });
 
-  // First launch. Nothing runs on a queue before the test says so, so this is the moment before the reply.
+  // First launch. Queues run only in `runUntilIdle`, so the reply has not been handled yet.
   sdk.initializeWithAppID("SHOP");
   shop.addToCart();
-  check(shop.tracked == 1, "before the first reply the defaults hold");
+  check(shop.tracked == 1, "before the first reply the defaults apply");
   machine->runUntilIdle();
   shop.addToCart();
-  check(requests == 1 && shop.tracked == 1, "the reply is in force as soon as it has come");
+  check(requests == 1 && shop.tracked == 1, "the reply takes effect at once");
 
-  // The clock stands still until it is moved. An hour passes in no time.
+  // The virtual clock moves only when told to.
   const auto comeBackAfter = [&](double seconds) {
     machine->testClock().advance(seconds);
     machine->enterForeground();
     machine->runUntilIdle();
   };
   comeBackAfter(3599);
-  check(requests == 1, "within the hour nothing is downloaded");
+  check(requests == 1, "nothing is downloaded within the hour");
   down = true;
   comeBackAfter(1);
   check(requests == 2 && config.isEventBlackListed("add_to_cart"), "a failed download changes nothing");
   down = false;
   comeBackAfter(1);
-  check(requests == 3, "and is tried again on the next occasion");
+  check(requests == 3, "a failed download is repeated at the next occasion");
 
-  // A full disk, at the very moment when the user opts out.
+  // The disk is full when the user opts out.
   sdk.debug(tidewell::TWLogLevelDebug);
   machine->testConsole().takeLines();
   machine->testFiles().failCall(FileOperation::replace, 1,
                                 std::make_error_code(std::errc::no_space_on_device));
   config.setDataTrackingOptedOut(true);
-  check(!config.isDataTrackingEnabled(), "the opt-out is in force all the same");
-  check(!machine->testConsole().takeLines().empty(), "the log says what went wrong");
+  check(!config.isDataTrackingEnabled(), "the opt-out takes effect anyway");
+  check(!machine->testConsole().takeLines().empty(), "the log reports the fault");
   config.setUserPushNotificationOptedOut(true);
-  const TWConfigManager nextLaunch;  // reads what is on the disk by now
-  check(!nextLaunch.isDataTrackingEnabled(), "the next write keeps both for the next launch");
+  const TWConfigManager nextLaunch;  // reads the files
+  check(!nextLaunch.isDataTrackingEnabled(), "the next write saves both opt-outs");
 
   // A locked keychain.
   machine->testKeychain().setStatus(tidewell::platform::errSecInteractionNotAllowed);
-  check(!sdk.isDeviceUniqueIDPresentInKeyChain(), "what cannot be read is not there, and nobody waits");
+  check(!sdk.isDeviceUniqueIDPresentInKeyChain(), "an item that cannot be read counts as missing");
   return faults == 0 ? 0 : 1;
 }

@@ -17,7 +17,7 @@ std::size_t append(char* data, std::size_t size, std::size_t count, void* text) 
   return size * count;
 }
 
-/// The body of the reply: a POST where there is something to send, else a GET. No value for an error.
+/// Sends a POST if `posted` is given, else a GET. The body of the reply; no value on error.
 std::optional<std::string> ask(int port, const std::string& path, const std::string* posted = nullptr) {
   const std::unique_ptr<CURL, void (*)(CURL*)> handle(curl_easy_init(), curl_easy_cleanup);
   std::string reply;

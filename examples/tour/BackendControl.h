@@ -2,18 +2,18 @@
 
 #include <string>
 
-/// Tells the stand-in backend, from outside, what it shall answer.
+/// Controls the stand-in backend through its control server.
 class BackendControl {
  public:
   explicit BackendControl(int port) : port_(port) {}
 
-  /// What the configuration service answers from now on. Whether the backend took it.
+  /// Sets the reply of the configuration service. Whether the backend accepted it.
   [[nodiscard]] bool setConfiguration(const std::string& json) const;
-  /// A misbehaviour, such as "service=0,kind=status:500,times=1".
+  /// Adds a fault, such as "service=0,kind=status:500,times=1". Whether the backend accepted it.
   [[nodiscard]] bool addFault(const std::string& fault) const;
-  /// How many requests the backend has received.
+  /// The number of requests that the backend has received.
   [[nodiscard]] int requestCount() const;
-  /// The text of the log line that was shipped last; "" where none was.
+  /// The text of the log line that was shipped last; "" if there is none.
   [[nodiscard]] std::string lastShippedLine() const;
 
  private:

@@ -6,8 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// Prints what the SDK answered, line by line, and remembers whether every answer was the one that the tour
-/// had to get.
+/// Prints the SDK's answers, one per line, and records whether all of them were the expected ones.
 class Transcript {
  public:
   void heading(std::string_view text) { std::printf("\n%.*s\n", static_cast<int>(text.size()), text.data()); }
@@ -17,7 +16,7 @@ class Transcript {
     const bool right = expected == answer;
     std::printf("  %s %-50.*s %.*s", right ? "ok" : "!!", static_cast<int>(question.size()), question.data(),
                 static_cast<int>(answer.size()), answer.data());
-    if (!right) std::printf("   (should be %.*s)", static_cast<int>(expected.size()), expected.data());
+    if (!right) std::printf("   (expected %.*s)", static_cast<int>(expected.size()), expected.data());
     std::printf("\n");
     std::fflush(stdout);
     allRight_ = allRight_ && right;

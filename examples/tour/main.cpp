@@ -1,11 +1,10 @@
-// A tour through the life of an application with the SDK in it: first start, second start, a start without a
+// Shows an application that uses the SDK over several starts: first start, second start, a start without a
 // network, and a sync that fails.
 //
 //   tour CONTROL_PORT
 //
 // The environment names the stand-in backend (see ../StandIn.h) and the folder for the application's data
-// (XDG_DATA_HOME). Each life runs in a process of its own, as it would for a user. Ends with status 0 only
-// when every answer was the right one.
+// (XDG_DATA_HOME). Each start runs in a process of its own. Exits with 0 only if every answer was right.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,7 +43,7 @@ constexpr const char* kFirstConfiguration = R"({
 constexpr const char* kSecondConfiguration =
     R"({"i_s": "blocked", "b_e": ["purchase"], "e_b_c": 5, "le_s": "allowed", "le_tkn": "demo-token"})";
 
-/// One life of the application: a process, a platform, the SDK, and the transcript of what it answered.
+/// One run of the application: a process, a platform, the SDK, and the transcript of its answers.
 class Life {
  public:
   explicit Life(int controlPort) : backend(controlPort) {}
@@ -61,7 +60,7 @@ class Life {
     };
     useStandIn(options);
     if (!withNetwork) {
-      for (auto& connection : options.connectionOverrides) connection.toPort = 1;  // where nobody listens
+      for (auto& connection : options.connectionOverrides) connection.toPort = 1;  // no server listens there
     }
     platform_ = tidewell::posix::install(options);
     return platform_ != nullptr;
@@ -69,7 +68,7 @@ class Life {
 
   void initialize() { TidewellCore::sharedInstance().initializeWithAppID(kAppID); }
 
-  /// Runs the application's loop until something has happened, or five seconds have passed.
+  /// Runs the application's loop until `happened` answers true, at most five seconds.
   bool waitUntil(const std::function<bool()>& happened) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     while (!happened() && std::chrono::steady_clock::now() < end)
@@ -80,7 +79,7 @@ class Life {
     return !platform_->standardUserDefaults().objectForKey(tidewell::kConfigLastUpdatedKey).isNil();
   }
 
-  /// Sends a request and answers whether it succeeded.
+  /// Sends a request. Whether it succeeded.
   bool call(tidewell::TWService service) {
     int answer = -1;
     TWNetworkRequest request(service, std::nullopt, std::nullopt,
@@ -123,7 +122,7 @@ void showGates(Life& life, bool inApp, bool geofence, bool dataTracking) {
 void firstStart(Life& life) {
   auto& out = life.out;
   auto& config = life.config();
-  out.expect("backend takes the first configuration", true,
+  out.expect("backend accepts the first configuration", true,
              life.backend.setConfiguration(kFirstConfiguration));
   out.note("before the first reply every answer is a default:");
   out.expect("isGeofenceServiceActive", true, config.isGeofenceServiceActive());
@@ -147,7 +146,7 @@ void firstStart(Life& life) {
   out.expect("isEventInstantFlushEvent(\"purchase\")", true, config.isEventInstantFlushEvent("purchase"));
   out.expect("isEventWhitelistedEvent(\"consent_given\")", true,
              config.isEventWhitelistedEvent("consent_given"));
-  out.expect("getSourceExtraKeys, how many", 1,
+  out.expect("getSourceExtraKeys, count", 1,
              config.getSourceExtraKeys().array() == nullptr
                  ? 0
                  : static_cast<std::int64_t>(config.getSourceExtraKeys().array()->count()));
@@ -155,7 +154,7 @@ void firstStart(Life& life) {
   out.heading("  Unique IDs (an expression must match the whole ID)");
   out.expect("isUniqueIDRestricted(\"12345\")", true, config.isUniqueIDRestricted("12345"));
   out.expect("isUniqueIDRestricted(\"user-12345\")", false, config.isUniqueIDRestricted("user-12345"));
-  out.expect("isUniqueIDRestricted(nothing)", true, config.isUniqueIDRestricted(std::nullopt));
+  out.expect("isUniqueIDRestricted(nullopt)", true, config.isUniqueIDRestricted(std::nullopt));
 
   out.heading("  The user opts out of data tracking");
   config.setDataTrackingOptedOut(true);
@@ -171,7 +170,7 @@ void secondStart(Life& life) {
   auto& out = life.out;
   auto& config = life.config();
   const int before = life.backend.requestCount();
-  out.note("answers from the archive, before anything else:");
+  out.note("answers from the archive, before the SDK is started:");
   showGates(life, true, false, false);
   out.expect("getEventBatchCount", 50, config.getEventBatchCount());
   out.expect("getDataRedirectionRegion", tidewell::TWDataRegionEurope, config.getDataRedirectionRegion());
@@ -179,37 +178,37 @@ void secondStart(Life& life) {
   life.platform().runMainQueue(std::chrono::milliseconds(200));
   out.expect("requests sent within the hour", 0, life.backend.requestCount() - before);
 
-  out.heading("  The server changes its mind; a reset of the user makes the sync due");
-  out.expect("backend takes the second configuration", true,
+  out.heading("  The server's configuration changes; a user reset makes the sync due");
+  out.expect("backend accepts the second configuration", true,
              life.backend.setConfiguration(kSecondConfiguration));
   NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUserReset);
   NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUpdateModules);
   out.expect("configuration synced", true,
              life.waitUntil([&] { return life.synced() && config.getEventBatchCount() == 5; }));
-  out.note("what the reply leaves out is a default again; the opt-out is the user's and stays:");
+  out.note("keys missing in the reply go back to their defaults; the opt-out stays:");
   out.expect("isInAppServiceActive", false, config.isInAppServiceActive());
   out.expect("getPeriodicSyncDuration", 60, config.getPeriodicSyncDuration());
   out.expect("isEventBlackListed(\"purchase\")", true, config.isEventBlackListed("purchase"));
   out.expect("isUniqueIDRestricted(\"12345\")", false, config.isUniqueIDRestricted("12345"));
   out.expect("isDataTrackingEnabled", false, config.isDataTrackingEnabled());
 
-  out.heading("  This configuration also has marked log lines shipped: a request that fails is one");
+  out.heading("  This configuration enables log shipping: a failed request is shipped");
   out.expect("isLogentriesEnabled", true, config.isLogentriesEnabled());
-  out.expect("backend will fail the inbox once with status 503", true,
+  out.expect("backend will answer the inbox with status 503 once", true,
              life.backend.addFault("service=7,kind=status:503,times=1"));
   out.expect("inbox answers", false, life.call(tidewell::TWServiceInbox));
   std::string shipped;
   life.waitUntil([&] { return !(shipped = life.backend.lastShippedLine()).empty(); });
-  out.expect("the backend received a line about it", true,
+  out.expect("the backend received a log line about it", true,
              shipped.find("Status Code: 503") != std::string::npos);
-  out.note("as it arrived: " + shipped.substr(0, shipped.find("{ Status")));
+  out.note("the line: " + shipped.substr(0, shipped.find("{ Status")));
 }
 
 void offlineStart(Life& life) {
   auto& out = life.out;
   auto& config = life.config();
   life.initialize();
-  out.heading("  The user resets; the sync goes out and fails");
+  out.heading("  A user reset makes the sync due; it fails");
   TidewellCore::sharedInstance().debug(tidewell::TWLogLevelDebug);
   NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUserReset);
   bool ended = false;
@@ -227,7 +226,7 @@ void offlineStart(Life& life) {
 void failedSync(Life& life) {
   auto& out = life.out;
   auto& config = life.config();
-  out.expect("backend will fail once with status 500", true,
+  out.expect("backend will answer with status 500 once", true,
              life.backend.addFault("service=0,kind=status:500,times=1"));
   const int before = life.backend.requestCount();
   life.initialize();
@@ -236,8 +235,8 @@ void failedSync(Life& life) {
   out.expect("synced", false, life.synced());
   out.expect("getEventBatchCount (from the archive)", 5, config.getEventBatchCount());
 
-  out.heading("  The application returns to the foreground: the next try");
-  out.expect("backend takes the first configuration", true,
+  out.heading("  The return to the foreground tries again");
+  out.expect("backend accepts the first configuration", true,
              life.backend.setConfiguration(kFirstConfiguration));
   life.platform().enterForeground();
   out.expect("configuration synced", true,
@@ -258,7 +257,7 @@ constexpr Chapter kChapters[] = {
     {"A sync that fails", true, failedSync},
 };
 
-/// Runs one life in a process of its own; whether it went well.
+/// Runs one chapter in a process of its own. Whether all its answers were right.
 bool live(const Chapter& chapter, int controlPort) {
   std::printf("\n=== %s\n", chapter.title);
   std::fflush(stdout);

@@ -1,4 +1,4 @@
-// The stand-in backend as a program. Runs until SIGTERM or SIGINT.
+// The stand-in backend as a program. It runs until SIGTERM or SIGINT.
 
 #include <signal.h>
 #include <unistd.h>
@@ -41,7 +41,7 @@ std::string usualFolder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') {
     return std::string(home) + "/.local/share/tidewell-backend";
   }
-  return {};  // a temporary one
+  return {};  // the backend then uses a temporary folder
 }
 
 std::string kindsOfFaults() {
@@ -52,12 +52,12 @@ std::string kindsOfFaults() {
   return names;
 }
 
-/// The exit status if the program must not run; no value otherwise.
+/// The exit status if the program must end now; no value if it goes on.
 std::optional<int> readCommandLine(int count, char** arguments, CommandLine& line) {
   CLI::App app(
-      "Plays the backend's hosts over HTTPS on 127.0.0.1, keeps and checks what it receives, and misbehaves "
-      "on\n"
-      "request. When it listens it prints one line: ready port=PORT control=PORT ca=FILE",
+      "Simulates the backend's hosts over HTTPS on 127.0.0.1, records and checks the requests, and "
+      "simulates\n"
+      "faults on request. Prints one line when it listens: ready port=PORT control=PORT ca=FILE",
       "tidewell-backend");
   app.set_version_flag("--version", TIDEWELL_VERSION_STRING);
   line.backend.directory = usualFolder();
@@ -69,27 +69,27 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
       ->capture_default_str();
   app.add_flag("--no-control", noControl, "no control server");
   app.add_option("--config", line.backend.configurationFile,
-                 "JSON file that the configuration service answers with; read at each request")
+                 "JSON file with the reply of the configuration service; read at each request")
       ->check(CLI::ExistingFile);
   app.add_option(
       "--requests", line.requestsFile,
-      "append each request as one JSON line to this file; - is standard output (the readable lines\n"
-      "and the ready line then go to standard error)");
+      "append each request as one JSON line to this file; - is standard output (readable lines and the\n"
+      "ready line then go to standard error)");
   app.add_option(
          "--fault", line.faults,
-         "misbehave, for instance service=0,kind=status:500,times=2 (may be repeated; docs/backend.md "
+         "simulate a fault, for instance service=0,kind=status:500,times=2 (may be repeated; docs/backend.md "
          "explains the kinds: " +
              kindsOfFaults() + ")")
       ->allow_extra_args(false);
   app.add_option("--directory", line.backend.directory,
-                 "folder of the certificate authority and the server's key, made at the first run")
+                 "folder of the certificate authority and the server's key, which the first run creates")
       ->capture_default_str();
-  app.add_option("--ca", line.backend.caFile, "write the authority's certificate (PEM) to this file, too");
-  app.add_option("--host", line.backend.extraHosts, "one more host name to answer to (may be repeated)")
+  app.add_option("--ca", line.backend.caFile, "also write the authority's certificate (PEM) to this file");
+  app.add_option("--host", line.backend.extraHosts, "an additional host name to answer to (may be repeated)")
       ->allow_extra_args(false);
   app.add_option("--ready-file", line.readyFile,
-                 "write the ready line to this file; it is removed in the end");
-  app.add_flag("--quiet", line.quiet, "no readable line for each request");
+                 "write the ready line to this file, which is removed at exit");
+  app.add_flag("--quiet", line.quiet, "print no line for each request");
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
@@ -99,7 +99,7 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
   return std::nullopt;
 }
 
-/// Writes lines from several connections, each in one piece and immediately.
+/// Writes whole lines; any thread.
 class LineFile {
  public:
   explicit LineFile(std::FILE* file) : file_(file) {}
@@ -147,7 +147,7 @@ std::string readableLine(const StandInRequest& request) {
   return printable(std::move(line));
 }
 
-/// A file that exists, with complete contents, while the backend is listening.
+/// A file that exists, complete, while the backend listens.
 class ReadyFile {
  public:
   ReadyFile(const std::string& path, const std::string& line) : path_(path) {
@@ -171,7 +171,7 @@ class ReadyFile {
 };
 
 void run(CommandLine line) {
-  // These signals are awaited below; the backend's threads inherit the mask.
+  // `sigwait` below handles the signals that end the program; the backend's threads inherit the mask.
   sigset_t ending;
   sigemptyset(&ending);
   sigaddset(&ending, SIGINT);

@@ -70,9 +70,10 @@ Registry& Registry::shared() {
 }
 
 Registry::Registry() {
+  const base::MutexLock lock(mutex_);
   root_ = &makePair(nullptr, "NSObject", sizeof(Object));
   root_->nativeClass_ = root_;
-  registerPair(*root_);
+  markRegistered(*root_);
 }
 
 Class& Registry::makePair(Class* superclass, std::string name, std::size_t size) {
@@ -125,6 +126,10 @@ Class* Registry::allocate(Class* superclass, std::string_view name, std::size_t 
 
 void Registry::registerPair(Class& made) {
   const base::MutexLock lock(mutex_);
+  markRegistered(made);
+}
+
+void Registry::markRegistered(Class& made) {
   made.metaclass().isRegistered_.store(true, std::memory_order_release);
   made.isRegistered_.store(true, std::memory_order_release);
 }
@@ -162,11 +167,11 @@ void Registry::complete(Declaration& declaration, ClassDescription description) 
   for (const ClassDescription::MethodEntry& entry : description.methods) {
     const Method method(entry.selector, entry.function, *entry.signature,
                         entry.needsNativeReceiver ? &declared : nullptr);
-    replaceMethod(entry.isClassMethod ? declared.metaclass() : declared, entry.selector, method);
+    putMethod(entry.isClassMethod ? declared.metaclass() : declared, entry.selector, method);
   }
-  for (Property& property : description.properties) addProperty(declared, std::move(property));
-  for (const Protocol* protocol : description.protocols) addProtocol(declared, *protocol);
-  registerPair(declared);
+  for (Property& property : description.properties) putProperty(declared, std::move(property));
+  for (const Protocol* protocol : description.protocols) putProtocol(declared, *protocol);
+  markRegistered(declared);
   declaration.isComplete = true;
 }
 
@@ -203,20 +208,24 @@ void Registry::dropCaches(Class& of) {
 
 bool Registry::addMethod(Class& to, Selector selector, const Method& from) {
   const base::MutexLock lock(mutex_);
-  if (ownMethod(to, selector)) return false;
-  replaceMethod(to, selector, from);
+  if (methodIn(to, selector)) return false;
+  putMethod(to, selector, from);
   return true;
 }
 
 const Method* Registry::replaceMethod(Class& in, Selector selector, const Method& with) {
-  if (!selector) refuse("a method has a selector");
   const base::MutexLock lock(mutex_);
-  checkReceivers(in, selector, with);
-  const Method* const made =
-      &methods_.emplace_back(selector, with.function(), with.signature(), with.neededClass(), with.state());
+  return putMethod(in, selector, with);
+}
+
+const Method* Registry::putMethod(Class& in, Selector selector, const Method& method) {
+  if (!selector) refuse("a method has a selector");
+  checkReceivers(in, selector, method);
+  const Method* const made = &methods_.emplace_back(selector, method.function(), method.signature(),
+                                                    method.neededClass(), method.state());
   std::vector<const Method*>& methods = in.contents_->methods;
   const auto old = std::find_if(methods.begin(), methods.end(),
-                                [&](const Method* method) { return method->selector() == selector; });
+                                [&](const Method* known) { return known->selector() == selector; });
   const Method* replaced = nullptr;
   if (old == methods.end()) {
     methods.push_back(made);
@@ -229,6 +238,10 @@ const Method* Registry::replaceMethod(Class& in, Selector selector, const Method
 
 bool Registry::addProtocol(Class& to, const Protocol& protocol) {
   const base::MutexLock lock(mutex_);
+  return putProtocol(to, protocol);
+}
+
+bool Registry::putProtocol(Class& to, const Protocol& protocol) {
   std::vector<const Protocol*>& protocols = to.contents_->protocols;
   if (std::find(protocols.begin(), protocols.end(), &protocol) != protocols.end()) return false;
   protocols.push_back(&protocol);
@@ -237,6 +250,10 @@ bool Registry::addProtocol(Class& to, const Protocol& protocol) {
 
 bool Registry::addProperty(Class& to, Property property) {
   const base::MutexLock lock(mutex_);
+  return putProperty(to, std::move(property));
+}
+
+bool Registry::putProperty(Class& to, Property property) {
   for (const Property& known : to.contents_->properties) {
     if (known.name == property.name) return false;
   }
@@ -248,12 +265,16 @@ const MethodCache::Answer& Registry::findMethod(const Class& in, Selector select
   const base::MutexLock lock(mutex_);
   if (const MethodCache::Answer* known = in.cache_.find(selector)) return *known;
   const Method* found = nullptr;
-  for (const Class* at = &in; at && !found; at = at->superclass()) found = ownMethod(*at, selector);
+  for (const Class* at = &in; at && !found; at = at->superclass()) found = methodIn(*at, selector);
   return in.cache_.insert(selector, found);
 }
 
 const Method* Registry::ownMethod(const Class& of, Selector selector) {
   const base::MutexLock lock(mutex_);
+  return methodIn(of, selector);
+}
+
+const Method* Registry::methodIn(const Class& of, Selector selector) {
   for (const Method* method : of.contents_->methods) {
     if (method->selector() == selector) return method;
   }

@@ -23,8 +23,8 @@ struct ClassContents {
 
 /// Every class of the process: names, hierarchy and contents. Never destroyed, and neither are its classes.
 ///
-/// Guarded by one recursive lock, which is never held over an author's `describe`: that may wait for another
-/// thread that waits for the lock.
+/// Guarded by one mutex, which is never held over an author's `describe`: that may wait for another thread
+/// that waits for the mutex.
 class Registry {
  public:
   [[nodiscard]] static Registry& shared();
@@ -57,21 +57,26 @@ class Registry {
     bool isComplete = false;
   };
 
-  Class& makePair(Class* superclass, std::string name, std::size_t size);
+  Class& makePair(Class* superclass, std::string name, std::size_t size) TIDEWELL_REQUIRES(mutex_);
   /// The type's declaration, created if it does not exist.
-  Declaration& begin(const NativeType& type, Class& superclass);
-  void complete(Declaration& declaration, ClassDescription description);
+  Declaration& begin(const NativeType& type, Class& superclass) TIDEWELL_REQUIRES(mutex_);
+  void complete(Declaration& declaration, ClassDescription description) TIDEWELL_REQUIRES(mutex_);
   /// An unused name: the given one, or with "#2", "#3", … appended.
-  [[nodiscard]] std::string freeName(std::string_view name) const;
-  void add(Class& to, const Method& method);
+  [[nodiscard]] std::string freeName(std::string_view name) const TIDEWELL_REQUIRES(mutex_);
+  const Method* putMethod(Class& in, Selector selector, const Method& method) TIDEWELL_REQUIRES(mutex_);
+  bool putProtocol(Class& to, const Protocol& protocol) TIDEWELL_REQUIRES(mutex_);
+  bool putProperty(Class& to, Property property) TIDEWELL_REQUIRES(mutex_);
+  [[nodiscard]] static const Method* methodIn(const Class& of, Selector selector);
+  static void markRegistered(Class& made);
   /// Drops the cached lookups of a class and its subclasses.
   static void dropCaches(Class& of);
 
-  base::RecursiveStateMutex mutex_;
-  std::deque<Method> methods_;                      ///< including replaced ones
-  std::vector<std::shared_ptr<Class>> classes_;     ///< including metaclasses
-  std::unordered_map<std::string, Class*> byName_;  ///< including unregistered ones
-  std::unordered_map<std::string, Declaration> declarations_;
+  base::StateMutex mutex_;
+  std::deque<Method> methods_ TIDEWELL_GUARDED_BY(mutex_);                   ///< including replaced ones
+  std::vector<std::shared_ptr<Class>> classes_ TIDEWELL_GUARDED_BY(mutex_);  ///< including metaclasses
+  std::unordered_map<std::string, Class*> byName_
+      TIDEWELL_GUARDED_BY(mutex_);  ///< including unregistered ones
+  std::unordered_map<std::string, Declaration> declarations_ TIDEWELL_GUARDED_BY(mutex_);
   Class* root_ = nullptr;
   Class* rootMetaclass_ = nullptr;
 };
