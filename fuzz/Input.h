@@ -15,7 +15,7 @@ namespace fuzz {
 /// What a target does with each input.
 void check(std::string_view input);
 
-/// The text before the separator and the text behind it; the second is empty without one.
+/// The text before and after the separator; the latter is "" without one.
 inline std::pair<std::string_view, std::string_view> split(std::string_view text,
                                                            std::string_view separator) {
   const std::size_t at = std::min(text.find(separator), text.size());
@@ -26,7 +26,7 @@ inline void require(bool holds) {
   if (!holds) std::abort();
 }
 
-/// False if the body raises, which may only be by an exception of that name.
+/// False if the body raises. The exception must have the given name.
 template <class Body>
 bool completes(std::string_view name, Body body) {
   try {

@@ -8,15 +8,15 @@
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
 #include "tidewell/testing/TestingPlatform.h"
 
-// Two replies of the server, one after the other: every answer, and every line that an answer logs, is that
-// of the plain model; so it is after a restart.
+// Merges two replies of the server in succession: every result, and every line that a query logs, must match
+// the plain model, also after a restart.
 
 namespace {
 
 using namespace tidewell;
 using Answers = std::vector<std::string>;
 
-/// Names that the lists hold, and some that they hardly hold.
+/// Names that the lists contain, and some that they probably do not contain.
 std::vector<std::string> namesIn(const ConfigModel& model) {
   std::vector<std::string> names = {"", "purchase", "guest-1"};
   for (const char* key : {"b_e", "f_e", "d_t_w_e", "b_uid_r"}) {

@@ -6,7 +6,7 @@
 
 using namespace tidewell::base;
 
-// Eight bytes of a date, a line with the pattern, and a text to read by it.
+// Input: eight bytes of a date, a line with the pattern, and a text to parse with it.
 void fuzz::check(std::string_view input) {
   double seconds = 0;
   if (input.size() < sizeof seconds) return;

@@ -13,7 +13,7 @@ struct Decoded {
   bool isComplete = false;
 };
 
-/// Decodes a body that arrives in pieces of the given size, up to a bound as the URL session has one.
+/// Decodes a body that arrives in pieces of the given size, with a limit as in the URL session.
 Decoded decodedInPieces(const ResponseHead& head, std::string_view body, std::size_t pieceSize) {
   constexpr std::size_t maximum = 1 << 20;
   Decoded result;
@@ -34,7 +34,7 @@ Decoded decodedInPieces(const ResponseHead& head, std::string_view body, std::si
 
 }  // namespace
 
-// Header lines up to the first empty one, and a body behind them. How the body arrives makes no difference.
+// Input: header lines up to the first empty one, followed by a body. The size of the pieces must not matter.
 void fuzz::check(std::string_view rest) {
   ResponseHead head;
   while (!rest.empty() && !head.isComplete()) {

@@ -4,7 +4,7 @@
 
 using namespace tidewell::base;
 
-// What is read can be written, and reads back as the same value in either format.
+// Whatever can be read can be written, and reads back as the same value in either format.
 void fuzz::check(std::string_view input) {
   const Value value = JSONObjectWithData(input);
   if (!value) return;

@@ -4,7 +4,7 @@
 
 using namespace tidewell::base;
 
-// Any bytes decode to a value, or raise; what they decode to is written and read back the same.
+// Any bytes decode to a value or raise; the value can be written and reads back unchanged.
 void fuzz::check(std::string_view bytes) {
   (void)scalarsOfArchivedRecord(bytes, "TWConfig");
   fuzz::completes(kInvalidUnarchiveOperationException, [&] {
@@ -18,6 +18,6 @@ void fuzz::check(std::string_view bytes) {
   fuzz::completes(kInvalidUnarchiveOperationException, [&] { value = unarchiveObjectWithData(bytes); });
   if (value.isNil()) return;
   const std::string once = archivedDataWithRootObject(value);
-  // Compared as bytes: NaN is not equal to itself.
+  // Compared as bytes, because NaN does not equal itself.
   fuzz::require(archivedDataWithRootObject(unarchiveObjectWithData(once)) == once);
 }

@@ -7,8 +7,8 @@ using fuzz::require;
 
 namespace {
 
-/// The rule of `boolValue` in other words.
-bool startsLikeYes(const std::string& text) {
+/// The rule of `boolValue`, implemented independently.
+bool isTrueText(const std::string& text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   if (start == std::string::npos) return false;
   if (std::string("YyTt").find(text[start]) != std::string::npos) return true;
@@ -19,13 +19,13 @@ bool startsLikeYes(const std::string& text) {
 
 }  // namespace
 
-// The numbers in a text, compared with the C library's; and the conversions of the text itself.
+// Compares the numbers in a text with the C library's, and checks the conversions of the text itself.
 void fuzz::check(std::string_view input) {
   const std::string text(input);
   const Value value(text);
   require(value.integerValue() == std::strtoll(text.c_str(), nullptr, 10));
-  require(value.boolValue() == startsLikeYes(text));
-  const bool isDecimal = text.find_first_of("xXnN") == std::string::npos;  // nor inf, nor nan
+  require(value.boolValue() == isTrueText(text));
+  const bool isDecimal = text.find_first_of("xXnN") == std::string::npos;  // neither inf nor nan
   require(!isDecimal || value.doubleValue() == std::strtod(text.c_str(), nullptr));
   const HexScan scan = scanHexInt(text, input.size() % 3);
   require(scan.found || scan.value == 0);

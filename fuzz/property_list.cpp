@@ -4,20 +4,20 @@
 
 using namespace tidewell::base;
 
-// Any bytes give a value or nil; a value is written in both formats and read back as it was.
+// Any bytes give a value or nil; a value can be written in both formats and reads back unchanged.
 void fuzz::check(std::string_view input) {
   const Value value = propertyListWithData(input);
   if (value.isNil()) return;
   for (const auto format : {PropertyListFormat::binary, PropertyListFormat::xml}) {
     std::string bytes;
-    // XML cannot carry control characters and distant dates.
+    // XML cannot represent control characters and distant dates.
     if (!fuzz::completes(kInvalidArgumentException, [&] { bytes = dataWithPropertyList(value, format); })) {
       fuzz::require(format == PropertyListFormat::xml);
       continue;
     }
     const Value reread = propertyListWithData(bytes);
-    // In XML, nil for a dictionary that looks like a reference of an archive.
+    // In XML, a dictionary that looks like an archive reference reads back as nil.
     if (reread.isNil() && format == PropertyListFormat::xml) continue;
-    fuzz::require(dataWithPropertyList(reread, format) == bytes);  // as bytes: NaN is not equal to itself
+    fuzz::require(dataWithPropertyList(reread, format) == bytes);  // as bytes: NaN differs from itself
   }
 }

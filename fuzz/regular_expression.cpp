@@ -4,7 +4,7 @@
 
 using namespace tidewell::base;
 
-// A line with the pattern, and a text to match: the same question has the same answer and the same cost.
+// Input: a line with the pattern, and a text to match. Equal queries have equal results and costs.
 void fuzz::check(std::string_view input) {
   const auto [pattern, text] = fuzz::split(input, "\n");
   const RegularExpression expression(pattern);

@@ -7,8 +7,8 @@
 
 using namespace tidewell::base;
 
-// A line with the template, and arguments: the entries of a JSON array, or the rest as text, data and a date.
-// Any template with any arguments gives a text of bounded length, or raises.
+// Input: a line with the format, and arguments: the entries of a JSON array, or the rest as text, data and a
+// date. Any format with any arguments gives a text of bounded length, or raises.
 void fuzz::check(std::string_view input) {
   const auto [format, rest] = fuzz::split(input, "\n");
   std::vector<Value> arguments;
@@ -18,7 +18,7 @@ void fuzz::check(std::string_view input) {
   for (Value value : {Value(std::string(rest)), Value(Data(std::string(rest))), Value(BoxedPointer{}),
                       Value(), Value(Date{static_cast<double>(input.size()) * 1e9})})
     arguments.push_back(std::move(value));
-  std::size_t longest = kMaximumFormatWidth + 400;  // a number has at most so many more digits
+  std::size_t longest = kMaximumFormatWidth + 400;  // a number has at most that many more digits
   for (const Value& argument : arguments) longest += argument.description().size();
   fuzz::completes(kInvalidArgumentException, [&, &format = format] {
     const std::string text = stringWithFormat(format, arguments.data(), arguments.size());

@@ -5,7 +5,7 @@
 
 using namespace tidewell::base;
 
-// The text as a URL; and its lines as the parts of one, which come out again where they went in.
+// Input: a text as a URL; its lines as the parts of one, which must be read back unchanged.
 void fuzz::check(std::string_view input) {
   const auto [scheme, afterScheme] = fuzz::split(input, "\n");
   const auto [host, afterHost] = fuzz::split(afterScheme, "\n");

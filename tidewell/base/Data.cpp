@@ -8,7 +8,7 @@ namespace tidewell::base {
 
 namespace {
 
-constexpr std::size_t kShownWhole = 24;  // longer data is cut to its ends
+constexpr std::size_t kShownWhole = 24;  // longer data prints only its beginning and end
 constexpr std::size_t kGroup = 4;
 
 void appendHex(std::string& out, std::string_view bytes) {

@@ -20,11 +20,11 @@ class TIDEWELL_EXPORT Data {
   [[nodiscard]] std::size_t length() const noexcept { return view().size(); }
   [[nodiscard]] bool empty() const noexcept { return view().empty(); }
   [[nodiscard]] const std::uint8_t* bytes() const noexcept;
-  /// The bytes as they lie, valid as long as this object or a copy of it lives.
+  /// A view of the bytes, valid as long as this object or a copy of it lives.
   [[nodiscard]] std::string_view view() const noexcept {
     return bytes_ ? std::string_view(*bytes_) : std::string_view();
   }
-  /// `{length = 4, bytes = 0x01020304}`; from 25 bytes on the first sixteen and the last eight only.
+  /// `{length = 4, bytes = 0x01020304}`; above 24 bytes only the first sixteen and the last eight.
   [[nodiscard]] std::string description() const;
 
   friend bool operator==(const Data& a, const Data& b) noexcept { return a.view() == b.view(); }

@@ -10,7 +10,7 @@
 namespace tidewell::base {
 namespace {
 
-/// A date beyond it (about 30 million years) is printed as its number.
+/// Dates farther away (about 30 million years) print as a number of seconds.
 constexpr double kLastPrintedSecond = 1e15;
 
 }  // namespace

@@ -32,8 +32,8 @@ std::size_t DictionaryRecord::indexOf(std::string_view key, std::uint32_t hash) 
 
 std::pair<std::size_t, bool> DictionaryRecord::insert(std::string&& key, Value&& value) {
   const std::size_t count = entries.size() + 1;
-  if (count > kWalked && count * 4 > slots_.size() * 3) {
-    rebuild(std::max<std::size_t>(slots_.size() * 2, kWalked * 4));
+  if (count > kLinearSearchLimit && count * 4 > slots_.size() * 3) {
+    rebuild(std::max<std::size_t>(slots_.size() * 2, kLinearSearchLimit * 4));
   }
   const std::uint32_t hash = slots_.empty() ? 0 : keyHash(key);
   const std::size_t known = indexOf(key, hash);
@@ -45,15 +45,15 @@ std::pair<std::size_t, bool> DictionaryRecord::insert(std::string&& key, Value&&
 
 void DictionaryRecord::reserve(std::size_t count) {
   entries.reserve(count);
-  if (count <= kWalked) return;
-  std::size_t slotCount = kWalked * 4;
+  if (count <= kLinearSearchLimit) return;
+  std::size_t slotCount = kLinearSearchLimit * 4;
   while (count * 4 > slotCount * 3) slotCount *= 2;
   if (slotCount > slots_.size()) rebuild(slotCount);
 }
 
 void DictionaryRecord::remove(std::size_t index) {
   entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(index));
-  if (!slots_.empty()) rebuild(entries.size() > kWalked ? slots_.size() : 0);
+  if (!slots_.empty()) rebuild(entries.size() > kLinearSearchLimit ? slots_.size() : 0);
 }
 
 void DictionaryRecord::rebuild(std::size_t slotCount) {
@@ -77,7 +77,7 @@ const DictionaryRecord* dictionaryRecord(const SharedPointer& pointer) {
   return static_cast<const DictionaryRecord*>(pointer.get());
 }
 
-/// The record that only `pointer` sees: the one it has, or a copy of it.
+/// The record if `pointer` is its only owner, otherwise a fresh copy of it.
 DictionaryRecord& uniqueRecord(SharedPointer& pointer) {
   if (!pointer.isUnique()) {
     auto copy = std::make_unique<DictionaryRecord>();
@@ -131,7 +131,7 @@ Value Dictionary::objectForKey(std::string_view key) const {
 
 void Dictionary::setObject(Value object, std::string_view forKey) {
   refuseNil(object, forKey);
-  std::string key(forKey);  // before the record is touched: the text may lie in it
+  std::string key(forKey);  // before the record is modified: the text may be part of it
   DictionaryRecord& record = uniqueRecord(record_);
   const auto [index, added] = record.insert(std::move(key), std::move(object));
   if (!added) record.entries[index].value = std::move(object);

@@ -12,8 +12,8 @@ inline constexpr std::string_view kCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::string_view kUrlErrorDomain = "NSURLErrorDomain";
 inline constexpr std::string_view kPosixErrorDomain = "NSPOSIXErrorDomain";
 
-/// What went wrong, as the platform reports it: a domain, a code of that domain and a sentence. A plain
-/// value.
+/// An error as the platform reports it: a domain, a code within that domain, and a sentence. A plain value
+/// type.
 struct TIDEWELL_EXPORT Error {
   std::string domain;
   std::int64_t code = 0;

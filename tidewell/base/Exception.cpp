@@ -15,17 +15,17 @@
 namespace tidewell::base {
 namespace {
 
-/// Addresses only: taking them costs a microsecond, resolving their names a thousand times as much.
+/// Stores addresses only: capturing them takes a microsecond, resolving their names a thousand times as long.
 class CallStack {
  public:
-  /// The frames of the caller and of its callers.
+  /// Captures the frames of the caller and its callers.
   [[gnu::noinline]] CallStack() noexcept : count_(backtrace(frames_.data(), kMaximumFrames)) {}
 
   [[nodiscard]] std::string symbols() const;
 
  private:
   static constexpr int kMaximumFrames = 96;
-  static constexpr int kOwnFrames = 1;  // the constructor's
+  static constexpr int kOwnFrames = 1;  // the constructor itself
 
   std::array<void*, kMaximumFrames> frames_;
   int count_;
@@ -41,14 +41,14 @@ std::string demangled(const char* name) {
   return text ? text.get() : name;
 }
 
-/// For an exception that cannot be described for want of memory. Short enough to need none itself.
+/// The description if an exception's own cannot be allocated. Short enough for the small-string buffer.
 std::string outOfMemory() noexcept { return "out of memory"; }
 
-/// One line: the module's file name, the address, the symbol where one is exported, and the offset in the
+/// One line: the module's file name, the address, the symbol if one is exported, and the offset in the
 /// module, which `addr2line -e MODULE OFFSET` turns into a source line even for a stripped program.
 std::string frameLine(int index, void* frame) {
   const auto address = reinterpret_cast<std::uintptr_t>(frame);
-  // A return address lies behind the call, which may be the last instruction of its function.
+  // A return address points behind the call, which may be the last instruction of its function.
   void* const call = reinterpret_cast<void*>(address - 1);
   Dl_info info{};
   link_map* module = nullptr;
@@ -74,8 +74,8 @@ std::string CallStack::symbols() const {
   return text;
 }
 
-/// Whether what is being handled is a C++ exception. Others (the unwinding of a cancelled thread) must not be
-/// rethrown just to look at them.
+/// The type of the exception being handled, or null if it is not a C++ exception. Others (the unwinding of a
+/// cancelled thread) must not be rethrown just to inspect them.
 const std::type_info* currentType() noexcept { return abi::__cxa_current_exception_type(); }
 
 }  // namespace
@@ -122,7 +122,7 @@ std::string currentSymbols() {
     } catch (const Exception& exception) {
       return exception.callStackSymbols();
     } catch (...) {
-      // It kept no frames; those of the catching function follow.
+      // No frames were captured; those of the catching function follow.
     }
   }
   return "(the frames that caught the exception, not those that threw it)\n" + CallStack().symbols();

@@ -9,7 +9,7 @@
 
 namespace tidewell::base {
 
-/// The names that raised exceptions bear, as the platform spells them.
+/// Names of raised exceptions, as the platform spells them.
 inline constexpr std::string_view kInvalidArgumentException = "NSInvalidArgumentException";
 inline constexpr std::string_view kRangeException = "NSRangeException";
 inline constexpr std::string_view kUnknownKeyException = "NSUnknownKeyException";
@@ -17,10 +17,9 @@ inline constexpr std::string_view kInternalInconsistencyException = "NSInternalI
 inline constexpr std::string_view kInvalidUnarchiveOperationException =
     "NSInvalidUnarchiveOperationException";
 
-/// A raised platform exception: a name and a reason, and the place where it was made.
+/// A raised platform exception: a name, a reason, and the call stack at its construction.
 ///
-/// Copies are cheap and share one immutable record, so an exception may be kept and looked at from any
-/// thread. None of the operations raises.
+/// Copies are cheap and share one immutable record, which any thread may read. No operation raises.
 class TIDEWELL_EXPORT Exception : public std::exception {
  public:
   Exception(std::string_view name, std::string_view reason);
@@ -30,11 +29,11 @@ class TIDEWELL_EXPORT Exception : public std::exception {
 
   [[nodiscard]] const std::string& name() const noexcept;
   [[nodiscard]] const std::string& reason() const noexcept;
-  /// What `%@` prints for the exception: its reason.
+  /// What `%@` prints for an exception: its reason.
   [[nodiscard]] const std::string& description() const noexcept { return reason(); }
   [[nodiscard]] const char* what() const noexcept override;
-  /// The frames that were active when the exception was made, one a line, innermost first. Names are resolved
-  /// by this call, not when the exception is made. Empty where the system gives no call stack.
+  /// The frames that were active when the exception was constructed, one per line, innermost first. Symbol
+  /// names are resolved by this call. Empty if the system provides no call stack.
   [[nodiscard]] std::string callStackSymbols() const;
 
  private:
@@ -42,16 +41,16 @@ class TIDEWELL_EXPORT Exception : public std::exception {
   std::shared_ptr<const Record> record_;
 };
 
-/// Throws an `Exception`. Stands in a source file, so that headers which raise compile without exceptions.
+/// Throws an `Exception`. Defined in a source file, so that headers that raise compile without exceptions.
 [[noreturn]] TIDEWELL_EXPORT void raise(std::string_view name, std::string_view reason);
 
-/// What `%@` prints for the exception that is being handled: the reason of an `Exception`, `what()` of
-/// another `std::exception`, and a fixed text for anything else; "out of memory" where there is none for the
-/// text. Call it inside a `catch` block only.
+/// What `%@` prints for the exception being handled: the reason of an `Exception`, `what()` of any other
+/// `std::exception`, a fixed text for anything else, and "out of memory" if the text cannot be allocated.
+/// Call only inside a `catch` block.
 [[nodiscard]] TIDEWELL_EXPORT std::string currentExceptionDescription() noexcept;
 
-/// The call stack of the exception that is being handled. For one that is not an `Exception` the frames are
-/// those of the catching function, and the first line says so. Call it inside a `catch` block only.
+/// The call stack of the exception being handled. For one that is not an `Exception`, the frames are those of
+/// the catching function, and the first line says so. Call only inside a `catch` block.
 [[nodiscard]] TIDEWELL_EXPORT std::string currentExceptionCallStackSymbols() noexcept;
 
 }  // namespace tidewell::base

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Marks what the shared library exports. Everything else has hidden visibility, so that the names of the
-/// library and of the libraries compiled into it never meet the host's own.
+/// Marks the symbols that the shared library exports. All others have hidden visibility, so that names of the
+/// library and of the libraries linked into it cannot clash with the host's.
 #if defined(__GNUC__) || defined(__clang__)
 #define TIDEWELL_EXPORT __attribute__((visibility("default")))
 #else

@@ -9,7 +9,7 @@
 namespace tidewell::base {
 namespace {
 
-/// Arrays nested more deeply raise: each level of them takes one of the stack.
+/// Arrays nested more deeply raise, because the evaluation recurses once per level.
 constexpr int kMaximumNesting = 512;
 
 [[noreturn]] void raiseUnknownKey(const Value& object, std::string_view key) {
@@ -91,7 +91,8 @@ Value extreme(const std::vector<Value>& numbers, Extreme wanted) {
   return best;
 }
 
-/// `@sum.x` and its like: the operator over the entries' answers to the rest of the path, nulls left out.
+/// Evaluates `@sum.x` and the like over the results that the entries gave for the rest of the path. Nulls are
+/// skipped.
 Value aggregate(const Value& collection, std::string_view operation, const Value& answers) {
   std::vector<Value> numbers;
   for (const Value& answer : *answers.array()) {

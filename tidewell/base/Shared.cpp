@@ -13,8 +13,8 @@ void destroyContainer(ContainerRecord* record) noexcept {
   }
 }
 
-/// The containers whose last reference went while this thread was destroying another. Destroying them there
-/// and then would take a level of the stack for each level of nesting.
+/// Containers whose last reference was dropped while this thread was destroying another one. Destroying them
+/// immediately would recurse once per level of nesting.
 struct Waiting {
   ContainerRecord* first;
   bool draining;

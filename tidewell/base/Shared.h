@@ -8,8 +8,8 @@
 
 namespace tidewell::base {
 
-/// What copies of a value share: a counter, and what the record holds, so that whoever drops the last
-/// reference can destroy it. The records themselves are made in `Value.cpp`.
+/// The base of records that copies of a value share: a reference count, and the record's type, so that
+/// whoever drops the last reference can destroy it. `Value.cpp` creates the records.
 struct SharedRecord {
   enum class Content : std::uint32_t { string, data, url, object, array, dictionary };
 
@@ -21,15 +21,15 @@ struct SharedRecord {
   const Content content;
 };
 
-/// A counted reference to a `SharedRecord`, or none.
+/// A counted reference to a `SharedRecord`, or null.
 ///
-/// `std::shared_ptr` would do but for two things: its `use_count` does not order the reads of a thread that
-/// has just let go before the writes of the one that is left, which copy on write relies on, and it cannot
-/// put off the destruction of an entry, which deeply nested containers need.
+/// Replaces `std::shared_ptr` for two reasons. Copy-on-write needs the reads of a thread that has just
+/// released its reference to happen before the writes of the remaining owner; `use_count` does not order
+/// them. And deeply nested containers need the destruction of their entries to be deferred.
 class SharedPointer {
  public:
   SharedPointer() noexcept = default;
-  /// Takes over the one reference that a new record has.
+  /// Adopts the one reference that a new record has.
   explicit SharedPointer(SharedRecord* record) noexcept : record_(record) {}
   SharedPointer(const SharedPointer& other) noexcept : record_(other.record_) {
     if (record_) record_->references.fetch_add(1, std::memory_order_relaxed);
@@ -44,7 +44,7 @@ class SharedPointer {
   }
 
   [[nodiscard]] SharedRecord* get() const noexcept { return record_; }
-  /// Whether nobody else can see the record, so that it may be written in place.
+  /// Whether this is the only reference, so that the record may be written in place.
   [[nodiscard]] bool isUnique() const noexcept {
     return record_ && record_->references.load(std::memory_order_acquire) == 1;
   }

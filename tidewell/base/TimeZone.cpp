@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "tidewell/base/internal/IcuError.h"
-#include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/IcuLock.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/base/internal/TimeZoneRecord.h"
@@ -18,16 +18,16 @@ namespace tidewell::base {
 
 namespace {
 
-/// The longest name of the database has 32 characters.
+/// The longest name in the database has 32 characters.
 constexpr std::size_t kMaximumNameLength = 64;
-/// No place is farther from GMT, and the platform refuses more.
+/// No place on Earth is farther from GMT, and the platform refuses more.
 constexpr std::int32_t kMaximumOffset = 18 * 3600;
 
 }  // namespace
 
 namespace detail {
 
-RecursiveStateMutex& IcuTurn::mutexFor(Use use) {
+RecursiveStateMutex& IcuLock::mutexFor(Use use) {
   static NeverDestroyed<RecursiveStateMutex> dates(StateMutex::kOtherLibrary);
   static NeverDestroyed<RecursiveStateMutex> expressions(StateMutex::kOtherLibrary);
   return use == Use::dates ? *dates : *expressions;
@@ -37,22 +37,22 @@ RecursiveStateMutex& IcuTurn::mutexFor(Use use) {
 
 namespace {
 
-using detail::IcuTurn;
+using detail::IcuLock;
 
 static_assert(detail::kIcuMemoryError == U_MEMORY_ALLOCATION_ERROR);
 
-const MadeWhenLoaded icuMutexesMade([] { IcuTurn turn(IcuTurn::Use::dates); });
+const MadeWhenLoaded icuMutexesMade([] { IcuLock lock(IcuLock::Use::dates); });
 
 }  // namespace
 
 void TimeZone::Record::CloseCalendar::operator()(void** open) const noexcept {
-  const IcuTurn turn(IcuTurn::Use::dates);
+  const IcuLock lock(IcuLock::Use::dates);
   ucal_close(open);
 }
 
 TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
     : name(std::move(zoneName)), icuIdentifier(std::move(identifier)) {
-  const IcuTurn turn(IcuTurn::Use::dates);
+  const IcuLock lock(IcuLock::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   detail::requireMemoryForIcu();
   calendar.reset(ucal_open(icuIdentifier.data(), static_cast<std::int32_t>(icuIdentifier.size()),
@@ -63,7 +63,7 @@ TimeZone::Record::Record(std::string zoneName, std::u16string identifier)
 std::int32_t TimeZone::Record::offsetAt(double millisecondsSince1970) const {
   if (!std::isfinite(millisecondsSince1970)) millisecondsSince1970 = 0;
   if (!calendar) return 0;
-  const IcuTurn turn(IcuTurn::Use::dates);
+  const IcuLock lock(IcuLock::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   ucal_setMillis(calendar.get(),
                  std::clamp(millisecondsSince1970, -detail::kFarthestInstant, detail::kFarthestInstant),
@@ -88,7 +88,7 @@ std::optional<TimeZone> TimeZone::timeZoneWithName(std::string_view name) {
   const std::u16string identifier(name.begin(), name.end());
   char16_t canonical[kMaximumNameLength * 2];
   UBool isSystemZone = false;
-  const IcuTurn turn(IcuTurn::Use::dates);
+  const IcuLock lock(IcuLock::Use::dates);
   UErrorCode status = U_ZERO_ERROR;
   ucal_getCanonicalTimeZoneID(identifier.data(), static_cast<std::int32_t>(identifier.size()), canonical,
                               static_cast<std::int32_t>(std::size(canonical)), &isSystemZone, &status);

@@ -11,20 +11,20 @@
 
 namespace tidewell::base {
 
-/// A time zone of the IANA database (ICU's copy of it), or a fixed offset from GMT. Copies are cheap; any
-/// thread may read one.
+/// A time zone of the IANA database (ICU's copy), or a fixed offset from GMT. Copies are cheap; any thread
+/// may read one.
 class TIDEWELL_EXPORT TimeZone {
  public:
-  /// The zone with the name "UTC".
+  /// The zone named "UTC".
   [[nodiscard]] static TimeZone UTC();
-  /// The zone of a name ("Asia/Kolkata"), or nothing where the database does not hold it.
+  /// The zone with that name ("Asia/Kolkata"); no value if the database has none.
   [[nodiscard]] static std::optional<TimeZone> timeZoneWithName(std::string_view name);
-  /// A zone without changes, named "GMT+0530" and the like. At most 18 hours from GMT, more counts as 18.
+  /// A zone with a fixed offset, named like "GMT+0530". The offset is clamped to 18 hours either way.
   [[nodiscard]] static TimeZone timeZoneForSecondsFromGMT(std::int32_t seconds);
 
   [[nodiscard]] const std::string& name() const noexcept;
-  /// Seconds to add to UTC for local time at an instant, daylight saving included. An instant that is not a
-  /// finite number counts as 1970.
+  /// Seconds to add to UTC to get local time at an instant, including daylight saving time. An instant that
+  /// is not finite counts as 1970-01-01.
   [[nodiscard]] std::int32_t secondsFromGMTForDate(Date date) const;
 
  private:

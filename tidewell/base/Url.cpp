@@ -15,7 +15,7 @@ namespace tidewell::base {
 
 namespace {
 
-/// The components of a URI reference as they are written; views into its text.
+/// The components of a URI reference as written; views into its text.
 struct Components {
   std::optional<std::string_view> scheme;
   std::optional<std::string_view> authority;
@@ -24,7 +24,7 @@ struct Components {
   std::optional<std::string_view> fragment;
 };
 
-/// Cuts a text where RFC 3986 (appendix B) cuts it, whatever the components hold.
+/// Splits a text as RFC 3986 (appendix B) does, without validating the components.
 Components componentsOf(std::string_view text) {
   Components components;
   const std::size_t colon = text.find_first_of(":/?#");
@@ -54,7 +54,7 @@ constexpr detail::CharacterSet kInUserInformation = kInNames.with(":");
 constexpr detail::CharacterSet kInPaths = kInNames.with(":@/");
 constexpr detail::CharacterSet kInQueries = kInPaths.with("?");
 
-/// Whether the text holds nothing but those characters and whole escapes.
+/// Whether the text consists of these characters and complete percent escapes only.
 bool holdsOnly(std::string_view text, const detail::CharacterSet& characters) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (characters.contains(text[i])) continue;
@@ -67,7 +67,7 @@ bool holdsOnly(std::string_view text, const detail::CharacterSet& characters) {
   return true;
 }
 
-/// An address between brackets (RFC 3986, section 3.2.2): of IPv6, or of a version to come.
+/// An address in brackets (RFC 3986, section 3.2.2): IPv6 or IPvFuture.
 bool isAddressLiteral(std::string_view text) {
   if (text.starts_with('v') || text.starts_with('V')) {
     const std::size_t dot = text.find('.');
@@ -77,12 +77,12 @@ bool isAddressLiteral(std::string_view text) {
     return std::all_of(version.begin(), version.end(), detail::isHexDigit) &&
            std::all_of(address.begin(), address.end(), [](char c) { return kInUserInformation.contains(c); });
   }
-  const std::string copy(text);  // with an end that inet_pton finds
+  const std::string copy(text);  // NUL-terminated for inet_pton
   in6_addr address;
   return copy.find('\0') == std::string::npos && inet_pton(AF_INET6, copy.c_str(), &address) == 1;
 }
 
-/// Whether the authority is one of RFC 3986: user, name or address literal, port.
+/// Whether the text is an authority as RFC 3986 defines it: user, name or address literal, port.
 bool isAuthority(std::string_view authority) {
   if (const std::size_t at = authority.find('@'); at != std::string_view::npos) {
     if (!holdsOnly(authority.substr(0, at), kInUserInformation)) return false;

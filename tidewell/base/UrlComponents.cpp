@@ -11,14 +11,14 @@ namespace tidewell::base {
 
 namespace {
 
-// What stays as it is in each part.
+// The characters that stay unescaped in each part.
 constexpr auto kKeptInHosts = detail::kUnreserved.with(detail::kSubDelimiters);
 constexpr auto kKeptInLiterals = detail::kUnreserved.with(":");
 constexpr auto kKeptInPaths = detail::kUnreserved.with("!$&'()*+,/:=@");
 constexpr auto kKeptInLeadingSegments = detail::kUnreserved.with("!$&'()*+,=@");
 constexpr auto kKeptInQueryItems = detail::kUnreserved.with("!$'()*+,/:;?@");
 
-/// Ill-formed sequences are replaced first, so that the URL decodes to text again.
+/// Replaces ill-formed UTF-8 first, so that the URL decodes to valid text.
 void appendEscaped(std::string& out, std::string_view text, const detail::CharacterSet& kept) {
   if (isValidUtf8(text)) {
     detail::appendPercentEncoded(out, text, kept);
@@ -37,7 +37,7 @@ void appendEscapedHost(std::string& out, std::string_view host) {
   }
 }
 
-/// A colon in the first segment of a path that nothing stands before would read as the end of a scheme.
+/// Without a scheme and an authority, a colon in the first segment would be read as the end of a scheme.
 void appendEscapedLeadingPath(std::string& out, std::string_view path) {
   const std::size_t slash = std::min(path.find('/'), path.size());
   appendEscaped(out, path.substr(0, slash), kKeptInLeadingSegments);
@@ -89,7 +89,7 @@ std::optional<Url> UrlComponents::URL() const {
       if (item.value) appendEscaped(text += '=', *item.value, kKeptInQueryItems);
     }
   }
-  // Between the brackets of a host stands any text. All else makes a URL, escaped as it is.
+  // A host in brackets may contain any text and must be validated; everything else is escaped and valid.
   if (host_ && host_->starts_with('[')) return Url::URLWithString(text);
   if (text.empty() || text.size() > Url::kMaximumLength) return std::nullopt;
   return Url(std::move(text));

@@ -11,17 +11,17 @@
 
 namespace tidewell::base {
 
-/// A name and a value of a query; an item without a value is written as its name alone.
+/// One name and value of a query. An item without a value is written as its name alone.
 struct UrlQueryItem {
   std::string name;
   std::optional<std::string> value;
 };
 
-/// The parts of a URL, given unescaped, from which a URL is built (RFC 3986).
+/// The unescaped parts from which a URL is built (RFC 3986).
 ///
-/// A plain value, used by one thread. What each part keeps unescaped is the platform's choice: letters,
-/// digits and ``-._~`` everywhere, beside them ``!$&'()*+,/:=@`` in paths and ``!$'()*+,/:;?@`` in names and
-/// values of a query. Ill-formed UTF-8 is replaced by U+FFFD first.
+/// A plain value type for one thread at a time. The platform defines which characters stay unescaped:
+/// letters, digits and ``-._~`` everywhere, ``!$&'()*+,/:=@`` in paths, and ``!$'()*+,/:;?@`` in names and
+/// values of a query. Ill-formed UTF-8 is first replaced by U+FFFD.
 class TIDEWELL_EXPORT UrlComponents {
  public:
   /// Raises `kInvalidArgumentException` for a text that is not a scheme of RFC 3986.
@@ -30,7 +30,7 @@ class TIDEWELL_EXPORT UrlComponents {
   void setPath(std::optional<std::string> path) noexcept { path_ = std::move(path); }
   /// Raises `kInvalidArgumentException` for a negative number.
   void setPort(std::optional<std::int64_t> port);
-  /// An empty list gives a bare "?"; nothing gives none.
+  /// An empty list gives a bare "?"; no value gives no query.
   void setQueryItems(std::optional<std::vector<UrlQueryItem>> items);
 
   [[nodiscard]] const std::optional<std::string>& scheme() const noexcept { return scheme_; }
@@ -41,8 +41,8 @@ class TIDEWELL_EXPORT UrlComponents {
     return queryItems_;
   }
 
-  /// The URL, or nothing where the parts do not make one: an authority with a path that is neither empty nor
-  /// begins with "/", no authority with a path that begins with "//", or a text beyond `Url::kMaximumLength`.
+  /// No value if the parts do not make a URL: an authority with a non-empty path that does not begin with
+  /// "/", no authority and a path that begins with "//", or a text longer than `Url::kMaximumLength`.
   [[nodiscard]] std::optional<Url> URL() const;
 
  private:

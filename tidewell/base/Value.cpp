@@ -21,7 +21,7 @@ const auto& contentOf(const SharedPointer& pointer) {
   return static_cast<const Record*>(pointer.get())->value;
 }
 
-/// Cut toward zero and held to the signed range, as the platform's processors do.
+/// Truncates toward zero and clamps to the signed range, as the platform's processors do.
 std::int64_t integerFromReal(double real) {
   constexpr double kLimit = 9223372036854775808.0;  // 2^63
   if (std::isnan(real)) return 0;

@@ -26,24 +26,24 @@ class Array;
 class Dictionary;
 class Value;
 
-/// How an object of a higher layer is printed, compared and hashed; one constant a kind of object.
+/// How an object of a higher layer is printed, compared and hashed. One constant per type of object.
 struct ObjectOperations {
   std::string (*description)(const void* object);
   bool (*isEqual)(const void* a, const void* b);
   std::size_t (*hash)(const void* object);
   /// The name of the object's class, for messages.
   std::string (*className)(const void* object);
-  /// The answer of `valueForKey:`; null where objects of this kind have no keys.
+  /// Implements `valueForKey:`; null if objects of this type have no keys.
   Value (*valueForKey)(const void* object, std::string_view key) = nullptr;
 };
 
-/// A counted reference to an object of a higher layer, whose type this layer does not know.
+/// A counted reference to an object of a higher layer, whose type is unknown to this one.
 struct ObjectHandle {
   std::shared_ptr<void> object;
   const ObjectOperations* operations = nullptr;
 };
 
-/// A pointer as a value (null included).
+/// A pointer as a value. May be null.
 struct BoxedPointer {
   const void* address = nullptr;
   friend bool operator==(const BoxedPointer&, const BoxedPointer&) = default;
@@ -54,11 +54,11 @@ enum class ValueKind : std::uint8_t {
   null,  ///< the null object: JSON null
   boolean,
   integer,          ///< signed, 64 bits
-  unsignedInteger,  ///< unsigned, 64 bits; used only for numbers that the signed range does not hold
+  unsignedInteger,  ///< unsigned, 64 bits; only for numbers outside the signed range
   real,
   date,
   pointer,
-  string,  ///< UTF-8; this kind and those below lie in a record that copies share
+  string,  ///< UTF-8; this kind and those below are kept in a record that copies share
   data,
   url,
   object,
@@ -66,8 +66,8 @@ enum class ValueKind : std::uint8_t {
   dictionary,
 };
 
-/// An ordered list of values. Copies share their entries until one is written to; used by one thread at a
-/// time when written, by any number when read.
+/// An ordered list of values. Copies share their entries until one of them is modified. Any number of threads
+/// may read one; writing needs exclusive access.
 class TIDEWELL_EXPORT Array {
  public:
   Array() noexcept = default;
@@ -76,9 +76,9 @@ class TIDEWELL_EXPORT Array {
 
   [[nodiscard]] std::size_t count() const noexcept;
   [[nodiscard]] bool empty() const noexcept { return count() == 0; }
-  /// Raises `kRangeException` beyond the end.
+  /// Raises `kRangeException` for an index beyond the end.
   [[nodiscard]] const Value& objectAtIndex(std::size_t index) const;
-  /// nil is kept as nil.
+  /// nil is stored as nil.
   void addObject(Value value);
 
   [[nodiscard]] const Value* begin() const noexcept;
@@ -91,41 +91,40 @@ class TIDEWELL_EXPORT Array {
   SharedPointer record_;
 };
 
-/// A map from text to values that keeps the order of insertion, so payloads and log lines are reproducible.
+/// A map from text to values that keeps insertion order, so that payloads and log lines are reproducible.
 ///
-/// Copies share their entries until one is written to. Looking a key up is constant in the number of entries,
-/// whoever chose the keys. Used by one thread at a time when written, by any number when read.
+/// Copies share their entries until one of them is modified. Lookup takes constant time even for keys chosen
+/// by an attacker. Any number of threads may read one; writing needs exclusive access.
 class TIDEWELL_EXPORT Dictionary {
  public:
   struct Entry;
 
   Dictionary() noexcept = default;
-  /// Of two equal keys the later value counts, at the place of the first. A nil value raises.
+  /// If a key occurs twice, the later value replaces the first one in its place. Raises
+  /// `kInvalidArgumentException` for a nil value.
   Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries);
 
   [[nodiscard]] std::size_t count() const noexcept;
   [[nodiscard]] bool empty() const noexcept { return count() == 0; }
-  /// nil where there is no such key.
+  /// nil if there is no such key.
   [[nodiscard]] Value objectForKey(std::string_view key) const;
-  /// The value in place, or null where there is no such key. Valid until the dictionary is written or
-  /// destroyed.
+  /// The stored value, or null if there is no such key. Valid until the dictionary is modified or destroyed.
   [[nodiscard]] const Value* find(std::string_view key) const noexcept;
-  /// A new key goes to the end, a known one keeps its place. Raises `kInvalidArgumentException` for a nil
-  /// object.
+  /// Appends a new key; an existing key keeps its place. Raises `kInvalidArgumentException` for a nil object.
   void setObject(Value object, std::string_view forKey);
-  /// Adds a pair unless the key is there already: whether it was added. Raises as `setObject` does.
+  /// Adds a pair unless the key exists; returns whether it was added. Raises as `setObject` does.
   bool addObject(std::string key, Value object);
-  /// Nothing happens where there is no such key. Takes time in proportion to the number of entries.
+  /// Does nothing if there is no such key. Linear in the number of entries.
   void removeObjectForKey(std::string_view key);
   void removeAllObjects() noexcept;
-  /// Room for so many entries, so that filling does not grow step by step.
+  /// Allocates room for that many entries.
   void reserve(std::size_t count);
-  /// The keys in order of insertion.
+  /// In insertion order.
   [[nodiscard]] std::vector<std::string> allKeys() const;
 
   [[nodiscard]] const Entry* begin() const noexcept;
   [[nodiscard]] const Entry* end() const noexcept;
-  /// Whatever the order.
+  /// Ignores the order of entries.
   friend TIDEWELL_EXPORT bool operator==(const Dictionary& a, const Dictionary& b) noexcept;
   [[nodiscard]] std::string description() const;
 
@@ -134,12 +133,13 @@ class TIDEWELL_EXPORT Dictionary {
   SharedPointer record_;
 };
 
-/// An object reference as the system knows it: nothing (nil), or one of the kinds of `ValueKind`.
+/// A reference to an object as the original platform knows it: nil (no object), or one of the kinds in
+/// `ValueKind`.
 ///
-/// Immutable and cheap to copy: whatever is larger than a word is shared between copies. Any thread may read
-/// one that no thread writes. Conversions answer as the original platform's objects do, and raise
-/// `kInvalidArgumentException` ("-[CLASS integerValue]: unrecognized selector …") where an object has no
-/// answer.
+/// Immutable and cheap to copy: copies share everything larger than a machine word. Any number of threads may
+/// read one; assignment needs exclusive access. Conversions return what the original platform's objects
+/// return, and raise `kInvalidArgumentException` ("-[CLASS integerValue]: unrecognized selector …") for
+/// objects that have no such conversion.
 class TIDEWELL_EXPORT Value {
  public:
   using Kind = ValueKind;
@@ -181,7 +181,7 @@ class TIDEWELL_EXPORT Value {
   Value(Value&& other) noexcept : integer_(0), kind_(other.kind_) { moveFrom(other); }
   Value& operator=(const Value& other) noexcept { return *this = Value(other); }
   Value& operator=(Value&& other) noexcept {
-    // The old content is destroyed last: it may hold `other`.
+    // The old content is destroyed last, because it may contain `other`.
     Value old;
     old.kind_ = kind_;
     old.moveFrom(*this);
@@ -191,18 +191,18 @@ class TIDEWELL_EXPORT Value {
   }
   ~Value() { destroy(); }
 
-  /// The null object, which stands for JSON null.
+  /// The null object, which represents JSON null.
   [[nodiscard]] static Value null();
 
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
   [[nodiscard]] bool isNil() const noexcept { return kind() == Kind::nil; }
   [[nodiscard]] bool isNull() const noexcept { return kind() == Kind::null; }
-  /// Booleans are numbers, too.
+  /// True for booleans, too.
   [[nodiscard]] bool isNumber() const noexcept { return kind() >= Kind::boolean && kind() <= Kind::real; }
   [[nodiscard]] bool isString() const noexcept { return kind() == Kind::string; }
   explicit operator bool() const noexcept { return !isNil(); }
 
-  /// Reads of one kind: null where the value is of another.
+  /// Typed access: a null pointer if the value is of another kind.
   [[nodiscard]] const std::string* string() const noexcept;
   [[nodiscard]] const Data* data() const noexcept;
   [[nodiscard]] const Date* date() const noexcept;
@@ -211,45 +211,43 @@ class TIDEWELL_EXPORT Value {
   [[nodiscard]] const Dictionary* dictionary() const noexcept;
   [[nodiscard]] const BoxedPointer* pointer() const noexcept;
   [[nodiscard]] const ObjectHandle* object() const noexcept;
-  /// The text of a string; nothing for every other kind.
+  /// The text of a string; no value for any other kind.
   [[nodiscard]] std::optional<std::string> optionalString() const;
 
-  /// nil gives 0; a string its leading decimal digits, clamped to 64 bits; a number its value cut toward
-  /// zero, an unsigned one wrapped. All other kinds raise.
+  /// nil gives 0, a string its leading decimal digits (clamped to 64 bits), a number its value truncated
+  /// toward zero; unsigned numbers wrap around. All other kinds raise.
   [[nodiscard]] std::int64_t integerValue() const;
-  /// nil gives NO; a string YES where it begins (after white space) with Y, y, T, t or, after an optional
-  /// sign and zeros, a digit from 1 to 9; a number YES unless 0. All other kinds raise.
+  /// nil gives false; a string true if it begins (after white space) with Y, y, T, t or, after an optional
+  /// sign and zeros, a digit from 1 to 9; a number true unless it is 0. All other kinds raise.
   [[nodiscard]] bool boolValue() const;
-  /// nil gives 0; numbers their value, strings their leading decimal number. All other kinds raise.
+  /// nil gives 0, a number its value, a string its leading decimal number. All other kinds raise.
   [[nodiscard]] double doubleValue() const;
-  /// The number of UTF-16 units of a string, of bytes of data; nil gives 0. All other kinds raise.
+  /// The number of UTF-16 code units of a string, or of bytes of data; nil gives 0. All other kinds raise.
   [[nodiscard]] std::size_t length() const;
-  /// The question `isEqualToString:`: nil answers NO; a string compares its bytes. All other kinds raise.
+  /// `isEqualToString:`: nil gives false; strings are compared bytewise. All other kinds raise.
   [[nodiscard]] bool isEqualToString(std::string_view text) const;
 
-  /// Equality of objects: numbers by value whatever their kind (booleans included), texts by their bytes,
-  /// containers by their entries (dictionaries whatever their order). nil equals nil only. Never raises.
+  /// Object equality: numbers by value regardless of kind (booleans included), strings bytewise, containers
+  /// by their entries (dictionaries regardless of order). nil equals only nil. Never raises.
   [[nodiscard]] bool isEqual(const Value& other) const noexcept;
-  /// Equal values hash alike within one process; a container's hash is its count, as on the platform.
+  /// Equal values have equal hashes within one process. A container's hash is its count, as on the platform.
   [[nodiscard]] std::size_t hash() const noexcept;
   friend bool operator==(const Value& a, const Value& b) noexcept { return a.isEqual(b); }
 
   /// What `%@` prints: `(null)` for nil, `<null>` for the null object, a string itself, containers over
-  /// several lines with their keys in ascending order. Nesting beyond `kMaximumDescriptionDepth` prints as
-  /// `...`.
+  /// several lines with keys in ascending order. Nesting beyond `kMaximumDescriptionDepth` prints as `...`.
   [[nodiscard]] std::string description() const;
   void appendDescription(std::string& out) const;
   static constexpr int kMaximumDescriptionDepth = 600;
 
-  /// The name of the platform's class for messages: `__NSCFString`, `__NSCFNumber`, `NSNull`, … "nil" for
-  /// nil.
+  /// The platform's class name for messages: `__NSCFString`, `__NSCFNumber`, `NSNull`, …; "nil" for nil.
   [[nodiscard]] std::string className() const;
 
  private:
   explicit Value(SharedRecord* record, Kind kind) noexcept : shared_(record), kind_(kind) {}
 
   [[nodiscard]] bool isScalar() const noexcept { return kind_ < Kind::string; }
-  // The three below expect `kind_` to be set, and, but for the last, no content yet.
+  // These three expect `kind_` to be set; the first two also expect no content yet.
   void copyFrom(const Value& other) noexcept {
     if (isScalar()) {
       std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
@@ -261,7 +259,7 @@ class TIDEWELL_EXPORT Value {
       ::new (static_cast<void*>(&shared_)) SharedPointer(other.shared_);
     }
   }
-  /// Leaves nil in `other`.
+  /// Leaves `other` nil.
   void moveFrom(Value& other) noexcept {
     if (isScalar()) {
       std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
@@ -307,11 +305,11 @@ struct Dictionary::Entry {
 
 inline const Value* Array::end() const noexcept { return begin() + count(); }
 
-/// `valueForKeyPath:`: the segments between full stops, one after the other. nil anywhere ends in nil; an
-/// array answers with an array of its entries' answers, null where an entry has none; a segment that begins
-/// with "@" asks the collection itself (`@count`, `@sum.x`, `@avg.x`, `@min.x`, `@max.x`). Null, strings,
-/// numbers raise `kUnknownKeyException` for a key they do not have. At most `kMaximumKeyPathSegments`
-/// segments, more raise.
+/// `valueForKeyPath:`: resolves the segments between full stops one after the other. nil at any segment gives
+/// nil. An array gives an array of its entries' results, with null in place of nil. A segment that begins
+/// with "@" is a collection operator (`@count`, `@sum.x`, `@avg.x`, `@min.x`, `@max.x`). Null, strings and
+/// numbers raise `kUnknownKeyException` for keys they do not have. Raises for more than
+/// `kMaximumKeyPathSegments` segments.
 [[nodiscard]] TIDEWELL_EXPORT Value valueForKeyPath(const Value& object, std::string_view keyPath);
 inline constexpr std::size_t kMaximumKeyPathSegments = 512;
 

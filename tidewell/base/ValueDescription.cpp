@@ -17,7 +17,7 @@ constexpr std::size_t kIndent = 4;
 
 bool needsNoQuotes(char c) { return detail::isAsciiDigit(c) || detail::isAsciiLetter(c); }
 
-/// An ASCII character as it stands between quotes.
+/// Appends an ASCII character as it appears between quotes.
 void appendEscaped(std::string& out, char c) {
   switch (c) {
     case '"':
@@ -37,7 +37,8 @@ void appendEscaped(std::string& out, char c) {
   }
 }
 
-/// A text as an entry of a container: in quotes unless it is made of ASCII letters and digits only.
+/// Appends a text as it appears in a container: in quotes unless it consists of ASCII letters and digits
+/// only.
 void appendQuoted(std::string& out, std::string_view text) {
   if (!text.empty() && std::all_of(text.begin(), text.end(), needsNoQuotes)) {
     out += text;
@@ -57,8 +58,8 @@ void appendQuoted(std::string& out, std::string_view text) {
   out += '"';
 }
 
-/// The rank of a byte of UTF-8 in the order of UTF-16 code units, where the characters beyond the BMP come
-/// before U+E000.
+/// Ranks a UTF-8 byte so that texts sort by UTF-16 code units, where characters beyond the BMP precede
+/// U+E000.
 unsigned rankOf(char c) {
   const auto byte = static_cast<unsigned char>(c);
   return byte >= 0xEE && byte <= 0xEF ? byte + 0x100u : byte;
@@ -82,7 +83,7 @@ std::vector<const Dictionary::Entry*> entriesInOrder(const Dictionary& dictionar
 
 void appendContainer(std::string& out, const Value& container, int level);
 
-/// An entry that is itself a container begins with its own level's blanks.
+/// An entry that is itself a container is indented at its own level.
 void appendEntry(std::string& out, const Value& entry, int level) {
   switch (entry.kind()) {
     case Value::Kind::array:

@@ -10,12 +10,12 @@
 namespace tidewell::base {
 namespace {
 
-/// A number by its value: a whole number where it is one, else a fraction.
+/// A number by its value: an integer if it is whole, otherwise a floating-point number.
 struct Number {
   bool whole = true;
   bool negative = false;
-  std::uint64_t magnitude = 0;  // of a whole number
-  double real = 0;              // of all others
+  std::uint64_t magnitude = 0;  // if whole
+  double real = 0;              // if not whole
 };
 
 Number numberOf(double real) {
@@ -42,7 +42,7 @@ Number numberOf(const Value& value) {
   return number;
 }
 
-/// As the platform's numbers compare: one that is not a number equals itself.
+/// As on the platform, NaN equals NaN.
 bool sameReal(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
 bool sameNumber(const Number& a, const Number& b) {
@@ -61,7 +61,7 @@ bool sameObject(const ObjectHandle& a, const ObjectHandle& b) noexcept {
   try {
     return a.operations->isEqual(a.object.get(), b.object.get());
   } catch (...) {
-    return false;  // an object that cannot say so is not equal
+    return false;  // an object whose comparison raises equals no other
   }
 }
 
@@ -69,7 +69,7 @@ bool isContainer(const Value& value) {
   return value.kind() == Value::Kind::array || value.kind() == Value::Kind::dictionary;
 }
 
-/// Compares what is no container.
+/// Compares values that are not containers.
 bool sameLeaf(const Value& a, const Value& b) noexcept {
   if (a.isNumber() && b.isNumber()) return sameNumber(numberOf(a), numberOf(b));
   if (a.kind() != b.kind()) return false;
@@ -91,8 +91,8 @@ bool sameLeaf(const Value& a, const Value& b) noexcept {
   }
 }
 
-/// Compares two values with a list of the containers still to be compared instead of the stack, since values
-/// may be nested without bound.
+/// Compares two values iteratively, with a list of the containers still to be compared, since values may be
+/// nested without limit.
 class Comparison {
  public:
   bool isEqual(const Value& a, const Value& b) {
@@ -116,7 +116,7 @@ class Comparison {
   }
 
   bool sameEntries(const Array& a, const Array& b) {
-    if (a.begin() == b.begin()) return true;  // one record
+    if (a.begin() == b.begin()) return true;  // the same record
     if (a.count() != b.count()) return false;
     for (std::size_t i = 0; i < a.count(); ++i) {
       if (!visit(a.begin()[i], b.begin()[i])) return false;
@@ -144,7 +144,7 @@ bool Value::isEqual(const Value& other) const noexcept {
   try {
     return Comparison().isEqual(*this, other);
   } catch (const std::bad_alloc&) {
-    return false;  // no memory for the list of containers: as with an object that cannot say
+    return false;  // no memory for the list of containers: not equal
   }
 }
 
@@ -174,7 +174,8 @@ std::size_t Value::hash() const noexcept {
       } catch (...) {
         return 0;
       }
-    // As on the platform: equal containers have equal counts, and a look inside could take any time.
+    // As on the platform: equal containers have equal counts, and hashing the entries would take unbounded
+    // time.
     case Kind::array:
       return array()->count();
     case Kind::dictionary:

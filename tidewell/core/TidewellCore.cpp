@@ -28,12 +28,12 @@ namespace {
 
 using platform::Platform;
 
-/// Registered by the facade: a linker takes from an archive only the objects that others refer to.
+/// Registered by the facade, because a linker takes only referenced objects from a static library.
 const base::MadeWhenLoaded logShippingRegistered(registerLogShipping);
 
 constexpr std::int64_t kDownloadStatus = 200;
 
-/// What `initializeWithAppID` finds out about the App ID before anything starts.
+/// The result of checking the App ID before anything starts.
 enum class AppIDCheck { proceed, stop };
 
 AppIDCheck storeAppID(std::optional<std::string_view> appID) {
@@ -52,8 +52,8 @@ AppIDCheck storeAppID(std::optional<std::string_view> appID) {
   return AppIDCheck::proceed;
 }
 
-/// Registers a handler. What it raises (a platform may raise anywhere) is reported, and does not reach the
-/// thread that posts.
+/// Registers a handler. Its exceptions (a platform may raise anywhere) are reported and do not reach the
+/// posting thread.
 template <class Handler>
 void observe(std::string_view name, Handler handler) {
   const auto guardedHandler = [handler](const platform::Notification& posted) {
@@ -71,7 +71,7 @@ void observe(std::string_view name, Handler handler) {
   platform::NotificationCenter::defaultCenter().addObserver(name, guardedHandler);
 }
 
-/// The end of a sync. A dictionary counts, whatever the flag beside it says.
+/// Handles the end of a sync. A dictionary is merged whatever the flag says.
 void handleConfigReply(bool success, const base::Value& response) {
   static constexpr LogCoordinates kWhere{"TidewellCore", 116, "updateConfig",
                                          "Exception Config API completion Block : %@", TWLogSeverityError};
@@ -108,7 +108,7 @@ void TidewellCore::initializeWithAppID(std::optional<std::string_view> appID) {
 }
 
 void TidewellCore::addObserverForApplicationLifeCycle() {
-  // The core has no state of its own, so the one that never dies serves for every instance.
+  // The core is stateless, so the immortal instance can serve all others.
   observe(platform::UIApplicationWillEnterForegroundNotification, [](const platform::Notification& posted) {
     sharedInstance().applicationEnteredForeground(posted);
   });
@@ -173,7 +173,7 @@ void TidewellCore::downloadImageForURL(std::optional<base::Url> url, TWImageComp
                                result.response->statusCode == kDownloadStatus;
           if (*completion) (*completion)(success, result.data);
         });
-  } catch (const std::bad_alloc&) {  // the task was not taken
+  } catch (const std::bad_alloc&) {  // the task was not accepted
     const TWImageCompletion& waiting = completion ? *completion : andCompletionHandler;
     if (waiting) runForHost([&waiting] { waiting(false, std::nullopt); });
   }

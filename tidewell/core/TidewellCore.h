@@ -14,14 +14,15 @@
 
 namespace tidewell {
 
-/// How an image download ended: success is status 200 without an error; the bytes that came are handed over
+/// The result of an image download. `success` means status 200 without an error; bytes received are passed on
 /// in any case.
 using TWImageCompletion = std::function<void(bool success, std::optional<base::Data> data)>;
 
-/// The entry of the SDK: install a platform, then call `initializeWithAppID` once at launch.
+/// The entry point of the SDK: install a platform, then call `initializeWithAppID` once at launch.
 ///
-/// One instance a process, made on first use and never destroyed; any thread. No operation waits for the
-/// network, and no exception reaches the host.
+/// One instance per process, created on first use and never destroyed; any thread. No operation waits for the
+/// network. Exceptions are caught and logged, except `std::bad_alloc` and those of a host's own platform,
+/// which some operations propagate.
 class TIDEWELL_EXPORT TidewellCore final {
  public:
   [[nodiscard]] static TidewellCore& sharedInstance();
@@ -29,28 +30,29 @@ class TIDEWELL_EXPORT TidewellCore final {
   TidewellCore(const TidewellCore&) = delete;
   TidewellCore& operator=(const TidewellCore&) = delete;
 
-  /// Starts the SDK: stores the App ID, observes the application, logs the service status and syncs the
-  /// configuration where that is due. Another App ID than the stored one is stored, announced with
-  /// `kNotificationNameUserResetOnAppIDChange`, and ends the call. A first start without an App ID is logged
-  /// and ends the call. Each further successful call observes the application once more.
+  /// Starts the SDK: stores the App ID, observes the application, logs the service status, and syncs the
+  /// configuration if that is due. An App ID other than the stored one is stored and announced with
+  /// `kNotificationNameUserResetOnAppIDChange`, and the call ends there. A first start without an App ID is
+  /// logged, and the call ends. Each further successful call adds another observation of the application.
   void initializeWithAppID(std::optional<std::string_view> appID);
   void addObserverForApplicationLifeCycle();
   void applicationEnteredForeground(const platform::Notification& notification);
   /// Makes the next configuration sync due.
   void userReset();
-  /// Downloads and merges the configuration where that is due; returns at once.
+  /// Downloads and merges the configuration if that is due; returns immediately.
   void updateConfig();
+  /// Sets the log level (`TWLogLevel`). Ignores other numbers.
   void debug(std::int64_t level);
-  /// Sends everything from now on to another data centre. Written to the archive before this returns.
+  /// Sends all further data to another data centre. Returns after writing the archive.
   void redirectDataToRegion(TWDataRegion region);
-  /// Shares the request parameters with the application's extensions. Only while the account is active; nil
-  /// and "" are ignored.
+  /// Shares the request parameters with the application's extensions. Ignored while the account is inactive;
+  /// ignores nil and "".
   void setAppGroupID(std::optional<std::string_view> appGroupID);
   [[nodiscard]] bool isDeviceUniqueIDPresentInKeyChain();
-  /// Fetches bytes on the platform's shared session. A nil URL completes at once on the caller's thread;
-  /// everything else on that session's queue.
+  /// Downloads bytes with the platform's shared session. Completes on that session's queue, except without a
+  /// URL: then immediately, on the caller's thread.
   void downloadImageForURL(std::optional<base::Url> url, TWImageCompletion andCompletionHandler);
-  /// Closes the rich landing page that was opened last, on the main queue; nothing where there was none.
+  /// Closes the most recently opened rich landing page, on the main queue. Does nothing if there is none.
   void dismissRichLandingWebViewControllerWithAnimation(bool animated);
 };
 

@@ -24,17 +24,17 @@ namespace {
 
 posix::Options forPosix(const Options& options) {
   posix::Options result = options.posix;
-  result.mainLoop = posix::MainLoop::host;  // GLib's default main context drains it
+  result.mainLoop = posix::MainLoop::host;  // drained by GLib's default main context
   return result;
 }
 
 WebPageSettings pageSettings(const Options& options) {
-  // Milliseconds must fit into GLib's timers.
+  // Keeps the milliseconds within the range of GLib's timers.
   return {options.posix.caFile, options.posix.proxy, std::clamp(options.pageTimeout, 0.001, 86400.0)};
 }
 
-/// Gives look-ups a window to begin with, which stands for whatever GTK windows the application has: alerts
-/// and pages are presented on its root. A host with controllers of its own makes another window key.
+/// Creates the key window at which look-ups start. It represents the application's GTK windows: alerts and
+/// pages are presented on its root controller. A host with controllers of its own makes another window key.
 void makeKeyWindow() {
   static base::NeverDestroyed<std::shared_ptr<platform::UIWindow>> window(
       runtime::make<platform::UIWindow>());
@@ -51,7 +51,7 @@ struct DesktopPlatform::State {
         keychain(options.usesSecretService ? std::make_unique<SecretService>(options.posix.bundleIdentifier)
                                            : nullptr,
                  base.keychain()) {
-    static_cast<void>(base.pollMainQueue());  // from now on this is the main queue's thread
+    static_cast<void>(base.pollMainQueue());  // makes this the main queue's thread
     queueSource = g_unix_fd_add(
         base.mainQueueDescriptor(), G_IO_IN,
         +[](gint, GIOCondition, gpointer queue) -> gboolean {
@@ -59,7 +59,7 @@ struct DesktopPlatform::State {
           return G_SOURCE_CONTINUE;
         },
         &base);
-    // GTK ends a process with raised rights.
+    // GTK ends a process with raised privileges.
     if (posix::hasRaisedRights() || !gtk_init_check()) return;
     presenter.emplace(pageSettings(options));
     if (options.followsWindows) {
@@ -75,7 +75,7 @@ struct DesktopPlatform::State {
   SecretKeychain keychain;
   GioLinkOpener linkOpener;
   guint queueSource = 0;
-  std::optional<GtkPresenter> presenter;  ///< nothing where there is no display
+  std::optional<GtkPresenter> presenter;  ///< no value without a display
   std::optional<ForegroundWatch> foreground;
 };
 
@@ -90,7 +90,7 @@ platform::Keychain& DesktopPlatform::keychain() {
   return state_->base.keychain();
 }
 platform::LinkOpener& DesktopPlatform::linkOpener() {
-  // The environment names the programs that open links; with raised rights it is not trusted.
+  // The environment determines the programs that open links; it is not trusted with raised privileges.
   if (state_->options.posix.linkOpener || posix::hasRaisedRights()) return state_->base.linkOpener();
   return state_->linkOpener;
 }

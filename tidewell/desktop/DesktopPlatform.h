@@ -8,25 +8,25 @@
 
 namespace tidewell::desktop {
 
-/// What a host says once, when it installs the platform.
+/// Settings given once, at installation.
 struct Options {
-  /// Who the application is, and everything that a headless program may say, too. `mainLoop` is not looked
-  /// at: the main queue is GLib's. A `linkOpener` of the host's takes the place of the desktop's. `caFile`
-  /// and `proxy` hold for the in-app browser, too: the file's certificates are trusted beside the system's.
+  /// The application's identity and all options of the headless platform. `mainLoop` is ignored: GLib drains
+  /// the main queue. A `linkOpener` replaces the desktop's. `caFile` and `proxy` also apply to the in-app
+  /// browser, which trusts the file's certificates in addition to the system's.
   posix::Options posix;
-  /// Whether foreground and background follow the application's GTK windows. A host that draws with something
-  /// else says NO and calls `enterForeground` and `enterBackground`.
+  /// Whether foreground and background follow the application's GTK windows. A host that uses another toolkit
+  /// sets false and calls `enterForeground` and `enterBackground`.
   bool followsWindows = true;
-  /// Whether keychain items live in the session's Secret Service; NO keeps them in the file of `posix`.
+  /// Whether keychain items are stored in the session's Secret Service; false uses the file of `posix`.
   bool usesSecretService = true;
-  /// A page of the in-app browser that has shown nothing for so many seconds is given up.
+  /// The time in seconds after which the in-app browser stops loading a page that has not shown anything.
   double pageTimeout = 60.0;
 };
 
-/// A Linux application with a face: GTK 4 windows, the desktop's programs, its keyring.
+/// The platform of GUI applications on Linux: GTK 4 windows, the desktop's programs, and its keyring.
 ///
 /// Installed once, on the thread that runs GLib's default main context, and never destroyed. Everything but
-/// links, pages, alerts, screen, main queue and keychain is `posix`'s. Without a display it shows nothing.
+/// links, pages, alerts, screen, main queue and keychain comes from `posix`. Shows nothing without a display.
 class TIDEWELL_EXPORT DesktopPlatform final : public platform::ForwardingPlatform {
  public:
   explicit DesktopPlatform(Options options);
@@ -36,7 +36,7 @@ class TIDEWELL_EXPORT DesktopPlatform final : public platform::ForwardingPlatfor
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
 
-  /// The host says that the application comes to the foreground or leaves it: the notification is posted on
+  /// To be called by the host when the application enters or leaves the foreground. Posts the notification on
   /// the main queue.
   void enterForeground();
   void enterBackground();
@@ -47,9 +47,9 @@ class TIDEWELL_EXPORT DesktopPlatform final : public platform::ForwardingPlatfor
   std::unique_ptr<State> state_;
 };
 
-/// Makes the platform and puts it in force, with a key window whose root controller stands for the
-/// application's GTK windows: what is presented on it is shown above the active one. Null, with one line on
-/// standard error that says why, where `posix::install` would refuse the options.
+/// Creates and installs the platform, with a key window whose root controller represents the application's
+/// GTK windows: items presented on it appear above the active window. Returns null, and writes the reason to
+/// standard error, if `posix::install` would refuse the options.
 TIDEWELL_EXPORT DesktopPlatform* install(Options options);
 
 }  // namespace tidewell::desktop

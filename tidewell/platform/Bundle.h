@@ -9,13 +9,13 @@
 
 namespace tidewell::platform {
 
-/// The Info.plist values of the application and of the libraries in it. Any thread; never raises.
+/// Info.plist values of the application and of the libraries that it contains. Any thread; never raises.
 class TIDEWELL_EXPORT Bundles {
  public:
   virtual ~Bundles();
   /// The main bundle's Info.plist.
   [[nodiscard]] virtual base::Dictionary mainInfoDictionary() = 0;
-  /// The Info.plist of the bundle with an identifier; nothing where no such bundle is loaded.
+  /// The Info.plist of the bundle with that identifier; no value if no such bundle is loaded.
   [[nodiscard]] virtual std::optional<base::Dictionary> infoDictionaryForIdentifier(
       std::string_view identifier) = 0;
 };

@@ -7,7 +7,7 @@ namespace tidewell::platform {
 inline constexpr std::string_view kBundleIdentifierKey = "CFBundleIdentifier";
 inline constexpr std::string_view kBundleShortVersionKey = "CFBundleShortVersionString";
 
-/// The bundle that stands for this library; its short version is the library's.
+/// The bundle identifier of this library; that bundle's short version is the library's.
 inline constexpr std::string_view kSdkBundleIdentifier = "com.tidewell.TidewellSDK";
 
 }  // namespace tidewell::platform

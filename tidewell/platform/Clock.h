@@ -11,7 +11,7 @@ class TIDEWELL_EXPORT Clock {
  public:
   virtual ~Clock();
   [[nodiscard]] virtual base::Date now() const = 0;
-  /// The zone as it is set now: a change of the system's setting shows at the next call.
+  /// The current time zone. A change of the system setting takes effect at the next call.
   [[nodiscard]] virtual base::TimeZone systemTimeZone() const = 0;
 };
 

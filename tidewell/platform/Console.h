@@ -6,12 +6,12 @@
 
 namespace tidewell::platform {
 
-/// Where log lines go. Any thread; no lock is held during a call, so an implementation may log, too.
+/// The destination of log lines. Any thread. Called with no lock held, so an implementation may itself log.
 class TIDEWELL_EXPORT Console {
  public:
   virtual ~Console();
-  /// One line, as `NSLog` takes it: the console adds its own prefix and the line feed. Line feeds inside the
-  /// text are kept. Errors are swallowed: there is nobody left to tell.
+  /// Writes one line, as `NSLog` does: the console adds its own prefix and the final line feed, and keeps
+  /// line feeds within the text. Failures are ignored, since there is no one to report them to.
   virtual void write(std::string_view text) = 0;
 };
 

@@ -8,14 +8,14 @@
 
 namespace tidewell::platform {
 
-/// Forwards every call to another platform. The base class of a platform that changes a part of an existing
-/// one: override what differs.
+/// Forwards every call to another platform. Base class for platforms that change parts of an existing one:
+/// override what differs.
 ///
-/// Shares ownership of the other platform and releases it after the members of the derived class. Callable
-/// from any thread, as the other platform is.
+/// Shares ownership of the other platform and releases it after the derived class's members. Thread-safe if
+/// the other platform is.
 class TIDEWELL_EXPORT ForwardingPlatform : public Platform {
  public:
-  /// `to` is not null.
+  /// `to` must not be null.
   explicit ForwardingPlatform(std::shared_ptr<Platform> to);
   ~ForwardingPlatform() override;
 

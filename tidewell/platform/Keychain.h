@@ -9,7 +9,7 @@
 
 namespace tidewell::platform {
 
-/// Results of the keychain operations, with the platform's numbers.
+/// Result codes of keychain operations, with the platform's values.
 inline constexpr std::int32_t errSecSuccess = 0;
 inline constexpr std::int32_t errSecIO = -36;
 inline constexpr std::int32_t errSecParam = -50;
@@ -18,7 +18,7 @@ inline constexpr std::int32_t errSecDuplicateItem = -25299;
 inline constexpr std::int32_t errSecItemNotFound = -25300;
 inline constexpr std::int32_t errSecInteractionNotAllowed = -25308;
 
-/// Names and values of the attributes of an item, as they stand in a query.
+/// Names and values of item attributes, as used in queries.
 inline constexpr std::string_view kSecClass = "class";
 inline constexpr std::string_view kSecClassGenericPassword = "genp";
 inline constexpr std::string_view kSecAttrService = "svce";
@@ -30,18 +30,17 @@ inline constexpr std::string_view kSecReturnData = "r_Data";
 inline constexpr std::string_view kSecMatchLimit = "m_Limit";
 inline constexpr std::string_view kSecMatchLimitOne = "m_LimitOne";
 
-/// A store of small secrets that outlives the application's own files. Items are known by service and
+/// A store for small secrets that outlives the application's own files. An item is identified by service and
 /// account.
 ///
-/// Any thread; never raises; answers one of the results above. An implementation holds no lock over foreign
-/// code.
+/// Any thread; never raises; operations return one of the codes above. Implementations must not call foreign
+/// code with a lock held.
 class TIDEWELL_EXPORT Keychain {
  public:
   virtual ~Keychain();
-  /// Adds the item that the attributes describe, `kSecValueData` included; `errSecDuplicateItem` where there
-  /// is one.
+  /// Adds the item with these attributes, including `kSecValueData`; `errSecDuplicateItem` if it exists.
   virtual std::int32_t itemAdd(const base::Dictionary& attributes) = 0;
-  /// The data of the first item that matches the query.
+  /// Copies the data of the first item that matches the query to `result`.
   virtual std::int32_t itemCopyMatching(const base::Dictionary& query, base::Data& result) = 0;
   /// Deletes every item that matches the query.
   virtual std::int32_t itemDelete(const base::Dictionary& query) = 0;

@@ -11,7 +11,7 @@
 namespace tidewell::platform {
 
 struct NotificationCenter::State {
-  /// One call of `addObserver`. A post that is under way shares it, and looks at `isRemoved` before it calls.
+  /// One call of `addObserver`. A running post shares it and checks `isRemoved` before each call.
   struct Registration {
     Token token;
     std::string name;
@@ -54,7 +54,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string_view name,
 }
 
 void NotificationCenter::removeObserver(Token token) {
-  // Destroys the observer, which is foreign code, after the lock is gone.
+  // Destroys the observer, which is foreign code, after unlocking.
   std::shared_ptr<State::Registration> removed;
   const base::MutexLock lock(state_->mutex);
   auto& registrations = state_->registrations;

@@ -17,22 +17,22 @@ inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
 /// Posted on the main thread when the application has left the foreground.
 inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification =
     "UIApplicationDidEnterBackgroundNotification";
-/// Something that happened: its name, who posted it (often nil), and what there is to know about it.
+/// An event: its name, its sender (often nil), and further information.
 struct Notification {
   std::string name;
   base::Value object;
   base::Value userInfo;
 };
 
-/// Hands notifications to those who asked for their name.
+/// Delivers notifications to observers registered for their name.
 ///
-/// Any thread. Observers are called on the posting thread, in the order in which they were added, with no
-/// lock held; they may add, remove and post. One that is removed while a post runs is not called any more by
-/// it, unless its call has begun. An exception that leaves an observer passes to the poster.
+/// Any thread. Observers are called on the posting thread, in the order of registration, with no lock held;
+/// they may add, remove and post. An observer removed during a post is not called by it afterwards, unless
+/// its call has begun. An exception of an observer propagates to the poster.
 class TIDEWELL_EXPORT NotificationCenter {
  public:
   using Observer = std::function<void(const Notification&)>;
-  /// Names a registration; 0 is none.
+  /// Identifies a registration; 0 identifies none.
   using Token = std::uint64_t;
 
   /// The process-wide centre; never destroyed.
@@ -43,10 +43,10 @@ class TIDEWELL_EXPORT NotificationCenter {
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
-  /// Each call adds a registration: a function added twice is called twice. An empty function is not added,
-  /// and 0 comes back.
+  /// Each call adds a registration: a function added twice is called twice. An empty function is ignored and
+  /// gives 0.
   Token addObserver(std::string_view name, Observer observer);
-  /// Nothing happens for a token that is not known.
+  /// Ignores an unknown token.
   void removeObserver(Token token);
   void postNotificationName(std::string_view name, base::Value object = {}, base::Value userInfo = {});
 

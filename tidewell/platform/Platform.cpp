@@ -10,18 +10,18 @@
 #include "tidewell/platform/LinkOpener.h"
 #include "tidewell/platform/Presenter.h"
 #include "tidewell/platform/UIApplication.h"
-#include "tidewell/platform/internal/UnknownMachine.h"
+#include "tidewell/platform/internal/EmptyPlatform.h"
 #include "tidewell/runtime/Description.h"
 
 namespace tidewell::platform {
 namespace {
 
-/// Null until a platform is installed. Constant-initialised, so that a global constructor of the host may
-/// ask.
-constinit std::atomic<Platform*> platformInForce{nullptr};
-constinit std::atomic<Reporter> reporterInForce{nullptr};
+/// Null until a platform is installed. Constant-initialised, so that global constructors of the host may use
+/// it.
+constinit std::atomic<Platform*> currentPlatform{nullptr};
+constinit std::atomic<Reporter> currentReporter{nullptr};
 
-/// Every platform that was ever in force, so that a thread that still uses an earlier one finds it whole.
+/// Owns every platform ever installed, so that threads still using an earlier one stay safe.
 struct Keeper {
   base::StateMutex mutex;
   std::vector<std::shared_ptr<Platform>> platforms TIDEWELL_GUARDED_BY(mutex);
@@ -34,13 +34,13 @@ Keeper& keeper() {
 
 const base::MadeWhenLoaded keeperMade(keeper);
 
-/// Lets the application be found by the name of its class.
+/// Makes the application's class available by name.
 void declareApplication() { (void)runtime::classOf<UIApplication>(); }
 
-void putInForce(Keeper& keeper, std::shared_ptr<Platform> platform) TIDEWELL_REQUIRES(keeper.mutex) {
+void makeCurrent(Keeper& keeper, std::shared_ptr<Platform> platform) TIDEWELL_REQUIRES(keeper.mutex) {
   Platform* const pointer = platform.get();
   keeper.platforms.push_back(std::move(platform));
-  platformInForce.store(pointer, std::memory_order_release);
+  currentPlatform.store(pointer, std::memory_order_release);
 }
 
 }  // namespace
@@ -53,11 +53,11 @@ Keychain::~Keychain() = default;
 Platform::~Platform() = default;
 
 Platform& Platform::current() {
-  if (Platform* const installed = platformInForce.load(std::memory_order_acquire)) return *installed;
-  return unknownMachine();
+  if (Platform* const installed = currentPlatform.load(std::memory_order_acquire)) return *installed;
+  return emptyPlatform();
 }
 
-bool Platform::isInstalled() { return platformInForce.load(std::memory_order_acquire) != nullptr; }
+bool Platform::isInstalled() { return currentPlatform.load(std::memory_order_acquire) != nullptr; }
 
 bool Platform::install(std::shared_ptr<Platform> platform) {
   if (!platform) {
@@ -68,7 +68,7 @@ bool Platform::install(std::shared_ptr<Platform> platform) {
   {
     const base::MutexLock lock(keeper().mutex);
     if (!isInstalled()) {
-      putInForce(keeper(), std::move(platform));
+      makeCurrent(keeper(), std::move(platform));
       return true;
     }
   }
@@ -93,21 +93,21 @@ void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
   }
   declareApplication();
   const base::MutexLock lock(keeper().mutex);
-  putInForce(keeper(), std::move(platform));
+  makeCurrent(keeper(), std::move(platform));
 }
 
 void report(std::string_view text) noexcept {
-  const Reporter reporter = reporterInForce.load(std::memory_order_acquire);
+  const Reporter reporter = currentReporter.load(std::memory_order_acquire);
   if (!reporter) return;
   try {
     reporter(text);
   } catch (...) {
-    // Reporting is the last resort: there is nobody left to tell.
+    // Reporting is the last resort; its own failures are ignored.
   }
 }
 
 void setReporter(Reporter reporter) noexcept {
-  reporterInForce.store(reporter, std::memory_order_release);
+  currentReporter.store(reporter, std::memory_order_release);
   runtime::setReporter(reporter ? static_cast<runtime::Reporter>(report) : nullptr);
 }
 

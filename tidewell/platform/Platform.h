@@ -14,37 +14,35 @@
 
 namespace tidewell::platform {
 
-// A caller includes the headers of these itself.
+// Callers include these headers themselves.
 class FileManager;
 class LinkOpener;
 class Presenter;
 class UrlSession;
 struct UrlSessionConfiguration;
 
-/// Everything that the SDK asks of the system it runs on.
+/// Everything that the SDK requires of the system it runs on.
 ///
-/// One is installed in a process, by the host, before it starts the SDK; it is never destroyed. Every
-/// operation may be called from any thread. Until one is installed, `current()` is a machine that knows
-/// nothing: no files, no defaults, no network (tasks fail), no queues (functions are dropped), a silent
-/// console, the real clock.
+/// The host installs one before it starts the SDK; it is never destroyed. Every operation may be called from
+/// any thread. Until then `current()` is an empty platform: no files, no defaults, no network (tasks fail),
+/// no queues (functions are dropped), a silent console, the real clock.
 class TIDEWELL_EXPORT Platform {
  public:
   virtual ~Platform();
 
-  /// The platform in force. Never fails.
+  /// The installed platform, or the empty one. Never fails.
   [[nodiscard]] static Platform& current();
-  /// Puts a platform in force for the rest of the process. The first one stays: a second call answers NO,
-  /// reports so, and lets go of its argument.
+  /// Installs a platform for the rest of the process. If one is installed already, that one stays, and this
+  /// reports it, releases its argument and returns false.
   static bool install(std::shared_ptr<Platform> platform);
   [[nodiscard]] static bool isInstalled();
-  /// Puts another platform in force although one is installed. For tests that live several lives in one
-  /// process.
+  /// Replaces the installed platform. For tests that simulate several process lifetimes in one process.
   static void replaceForTesting(std::shared_ptr<Platform> platform);
 
-  /// The application's own domain.
+  /// The application's own defaults domain.
   [[nodiscard]] virtual UserDefaults& standardUserDefaults() = 0;
-  /// The domain of an application group; null where there is none of that name. The same object for the same
-  /// name.
+  /// The defaults domain of an application group; null if there is no such group. Returns the same object for
+  /// the same name.
   [[nodiscard]] virtual std::shared_ptr<UserDefaults> userDefaultsWithSuiteName(std::string_view name) = 0;
   [[nodiscard]] virtual FileManager& fileManager() = 0;
   [[nodiscard]] virtual Keychain& keychain() = 0;
@@ -58,17 +56,17 @@ class TIDEWELL_EXPORT Platform {
   /// The process-wide session with the platform's default time-outs.
   [[nodiscard]] virtual UrlSession& sharedUrlSession() = 0;
 
-  /// Whether links are opened the way that came with iOS 10: a setting of its own, never derived from a
+  /// Whether links are opened with the API introduced in iOS 10. A separate setting, never derived from a
   /// version.
   [[nodiscard]] virtual bool hasModernLinkOpening() const { return true; }
-  /// What hands URLs to other programs. A platform that says nothing else can open none.
+  /// Opens URLs in other programs. The default opens none.
   [[nodiscard]] virtual LinkOpener& linkOpener();
-  /// What shows alerts and web pages. A platform that says nothing else shows nothing.
+  /// Shows alerts and web pages. The default shows none.
   [[nodiscard]] virtual Presenter& presenter();
 };
 
-/// Hands a sentence to whoever listens (the logger), from code that has no caller to tell: a full disk, a
-/// completion that raised. Any thread; never raises. Before a reporter is set the sentence is dropped.
+/// Passes a report to the reporter (the logger), for errors that no caller can be given, such as a full disk
+/// or a completion that raised. Any thread; never raises. Dropped if no reporter is set.
 TIDEWELL_EXPORT void report(std::string_view text) noexcept;
 using Reporter = void (*)(std::string_view text);
 TIDEWELL_EXPORT void setReporter(Reporter reporter) noexcept;

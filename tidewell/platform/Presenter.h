@@ -12,72 +12,71 @@
 
 namespace tidewell::platform {
 
-/// Names something that a presenter shows. The value is used once in the life of a process.
+/// Identifies an item shown by a presenter. Values are never reused within a process.
 enum class Shown : std::uint64_t { nothing = 0 };
 
-/// How a button of an alert looks. `cancel` is also what the Escape key chooses.
+/// The appearance of an alert's button. The Escape key chooses a `cancel` button.
 enum class AlertActionStyle : std::uint8_t { standard = 0, cancel = 1, destructive = 2 };
-/// One button of an alert. The alert goes away when it is chosen.
+/// A button of an alert. Choosing it closes the alert.
 struct AlertAction {
   std::string title;
   AlertActionStyle style = AlertActionStyle::standard;
 };
-/// What an alert says and offers.
+/// The texts and buttons of an alert.
 struct AlertContent {
   std::optional<std::string> title;
   std::optional<std::string> message;
-  /// The buttons, in order. An alert without any stays until it is dismissed.
+  /// In order. An alert without buttons stays until it is dismissed.
   std::vector<AlertAction> actions;
 };
 
-/// The size of the screen in logical pixels, as it is turned now.
+/// The size of the screen in logical pixels, in its current orientation.
 struct ScreenSize {
   double width = 0;
   double height = 0;
   friend bool operator==(const ScreenSize&, const ScreenSize&) = default;
 };
-/// What the owner of a page wants to hear of it; an empty function is not called.
+/// Callbacks for the owner of a page; empty ones are not called.
 struct BrowserEvents {
-  /// The user has closed the page (its Done button, its window), or the window below it is gone. Called at
-  /// most once, on the main queue; never for a page that was dismissed. The page stays a thing that can be
-  /// dismissed until somebody does.
+  /// The user has closed the page (with its Done button or its window), or the window below it is gone.
+  /// Called at most once, on the main queue, and never after a dismissal. The page remains dismissible until
+  /// dismissed.
   std::function<void()> didFinish;
 };
 
 /// Shows alerts and web pages above the application's own windows.
 ///
-/// Main queue only, `screenSize` apart; never raises; no function that it is given is called before it
-/// returns, and none with a lock held. `above` is what the new thing is shown above: `Shown::nothing`, and
-/// what is not shown any more, stand for the application's own window. What is above a thing goes with it.
+/// Main queue only, except `screenSize`; never raises. Callbacks run after the call that received them has
+/// returned, with no lock held. `above` is the item above which the new one is shown; `Shown::nothing` and
+/// items no longer shown stand for the application's own window. Dismissing an item also dismisses everything
+/// above it.
 ///
-/// Where there is no screen nothing is shown: `Shown::nothing` comes back and none of the functions is called
-/// but that of `dismiss`.
+/// Without a screen the show operations return `Shown::nothing` and call no callback; `dismiss` still calls
+/// `done`.
 class TIDEWELL_EXPORT Presenter {
  public:
-  /// What `chosen` gets where an alert went without a choice, because the window below it is gone.
+  /// Passed to `chosen` if an alert disappeared without a choice because the window below it is gone.
   static constexpr std::size_t kNoAction = static_cast<std::size_t>(-1);
 
   virtual ~Presenter();
 
-  /// Shows an alert. `chosen` is called with the index of the button; the alert is then gone already. It is
-  /// called at most once, and never for an alert that was dismissed. An alert stays above pages that are
-  /// shown above the same thing later.
+  /// Shows an alert. `chosen` receives the index of the button after the alert has closed: at most once, and
+  /// never after a dismissal. An alert stays above pages that are later shown above the same item.
   virtual Shown showAlert(AlertContent content, std::function<void(std::size_t)> chosen, Shown above) = 0;
 
-  /// Shows a page in the in-app browser. `Shown::nothing` for a URL that is neither http nor https. A page
-  /// that cannot be loaded is shown as such.
+  /// Shows a page in the in-app browser. Returns `Shown::nothing` for a URL that is neither http nor https.
+  /// If the page cannot be loaded, the browser shows the problem.
   virtual Shown showBrowser(const base::Url& url, BrowserEvents events, Shown above) = 0;
 
-  /// Takes away what is shown, and what is above it. `done` is called once it is away, also where it was
-  /// already, on the main queue; an empty one is ignored.
+  /// Dismisses an item and everything above it. Calls a non-empty `done` on the main queue once it is gone,
+  /// even if it already was.
   virtual void dismiss(Shown shown, bool animated, std::function<void()> done) = 0;
 
-  /// Any thread. 0 x 0 where there is no screen.
+  /// Any thread. 0 × 0 if there is no screen.
   [[nodiscard]] virtual ScreenSize screenSize() = 0;
 };
 
-/// Shows nothing: the presenter of a platform without a screen. It says that the screen has the size that it
-/// was told.
+/// Shows nothing. For platforms without a screen; reports the screen size given at construction.
 class TIDEWELL_EXPORT HeadlessPresenter final : public Presenter {
  public:
   explicit HeadlessPresenter(ScreenSize screenSize = {}) : screenSize_(screenSize) {}

@@ -37,7 +37,7 @@ runtime::Ref SFSafariViewController::delegate() const {
 }
 
 void SFSafariViewController::setDelegate(const runtime::Ref& delegate) {
-  runtime::WeakRef next = delegate;  // becomes the last one, which goes after the lock
+  runtime::WeakRef next = delegate;  // swapped with the previous one, which is released after unlocking
   const base::MutexLock lock(hierarchyMutex());
   delegate_.swap(next);
 }

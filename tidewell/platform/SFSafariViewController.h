@@ -8,10 +8,10 @@
 
 namespace tidewell::platform {
 
-/// The in-app browser with one page. Shown by presenting it, as often as one likes.
+/// The in-app browser with one page. Present it to show it, any number of times.
 ///
-/// When the user has closed it the delegate is told, which dismisses it: until then it counts as presented.
-/// Without a delegate that listens it dismisses itself.
+/// When the user closes the page the delegate is notified and must dismiss the controller, which counts as
+/// presented until then. Without a responding delegate the controller dismisses itself.
 class TIDEWELL_EXPORT SFSafariViewController
     : public runtime::Subclass<SFSafariViewController, UIViewController> {
  public:
@@ -20,9 +20,9 @@ class TIDEWELL_EXPORT SFSafariViewController
   ~SFSafariViewController() override;
 
   [[nodiscard]] const base::Url& URL() const noexcept { return url_; }
-  /// null where none was set, or it died. Any thread.
+  /// Null if none was set or it has been destroyed. Any thread.
   [[nodiscard]] runtime::Ref delegate() const;
-  /// An object that answers `kSafariViewControllerDidFinish`; it is not kept alive. null for none.
+  /// An object that responds to `kSafariViewControllerDidFinish`; held weakly. May be null.
   void setDelegate(const runtime::Ref& delegate);
 
   static void describe(runtime::ClassBuilder<SFSafariViewController>& c);
@@ -36,7 +36,7 @@ class TIDEWELL_EXPORT SFSafariViewController
   runtime::WeakRef delegate_;
 };
 
-/// What the delegate is sent, on the main queue, when the user has closed the page.
+/// Sent to the delegate, on the main queue, when the user has closed the page.
 inline constinit const runtime::Message<void(SFSafariViewController&)> kSafariViewControllerDidFinish{
     "safariViewControllerDidFinish:"};
 

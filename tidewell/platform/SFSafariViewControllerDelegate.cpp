@@ -4,7 +4,7 @@ namespace tidewell::platform {
 
 SFSafariViewControllerDelegate::~SFSafariViewControllerDelegate() = default;
 
-// Nobody responds because of this: it is what a class has that does not override it.
+// The default of classes without an override, which do not respond to the message.
 void SFSafariViewControllerDelegate::safariViewControllerDidFinish(SFSafariViewController&) {}
 
 }  // namespace tidewell::platform

@@ -7,14 +7,14 @@
 
 namespace tidewell::platform {
 
-/// Hears what becomes of a page of the in-app browser. Derive, override, and make the object with
-/// `runtime::make`; any other object that answers the message will do, too.
+/// Receives events of an in-app browser page. Derive from it, override, and create the object with
+/// `runtime::make`; any other object that responds to the message works, too.
 class TIDEWELL_EXPORT SFSafariViewControllerDelegate
     : public runtime::Subclass<SFSafariViewControllerDelegate> {
  public:
   ~SFSafariViewControllerDelegate() override;
 
-  /// The user has closed the page: dismiss the controller. Main queue.
+  /// The user has closed the page; the delegate must dismiss the controller. Main queue.
   virtual void safariViewControllerDidFinish(SFSafariViewController& controller);
 
   template <class T>

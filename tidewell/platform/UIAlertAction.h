@@ -11,10 +11,10 @@
 
 namespace tidewell::platform {
 
-/// A button of an alert: what it says, how it looks, and what it does. Immutable.
+/// A button of an alert: title, style and handler. Immutable.
 class TIDEWELL_EXPORT UIAlertAction : public runtime::Subclass<UIAlertAction> {
  public:
-  /// Called on the main queue when the user has chosen the button and the alert is gone. May be empty.
+  /// Called on the main queue when the user has chosen the button and the alert has closed. May be empty.
   using Handler = std::function<void(UIAlertAction& action)>;
 
   UIAlertAction(std::optional<std::string> title, AlertActionStyle style, Handler handler);

@@ -24,7 +24,7 @@ void UIAlertController::addAction(const Action& action) {
 Shown UIAlertController::show(Presenter& presenter, Shown above) {
   AlertContent content{title_, message_, {}};
   for (const Action& each : actions_) content.actions.push_back({each->title().value_or(""), each->style()});
-  // The actions are those that are shown, whatever is added meanwhile.
+  // The actions as shown, regardless of later additions.
   auto chosen = [weak = weak_from_this(), actions = actions_](std::size_t index) {
     if (const runtime::Ref alert = weak.lock())
       static_cast<UIAlertController&>(*alert).UIViewController::dismissViewControllerAnimated(false);

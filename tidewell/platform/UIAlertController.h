@@ -11,8 +11,8 @@
 
 namespace tidewell::platform {
 
-/// An alert: a title, a message and buttons, in the platform's own style. Shown by presenting it; gone, and
-/// presented no longer, once the user has chosen. Main thread only, until it is presented and after.
+/// An alert with a title, a message and buttons, in the platform's own style. Present it to show it; the
+/// user's choice dismisses it. Main thread only.
 class TIDEWELL_EXPORT UIAlertController : public runtime::Subclass<UIAlertController, UIViewController> {
  public:
   using Action = std::shared_ptr<UIAlertAction>;
@@ -23,9 +23,8 @@ class TIDEWELL_EXPORT UIAlertController : public runtime::Subclass<UIAlertContro
   [[nodiscard]] const std::optional<std::string>& title() const noexcept { return title_; }
   [[nodiscard]] const std::optional<std::string>& message() const noexcept { return message_; }
   [[nodiscard]] const std::vector<Action>& actions() const noexcept { return actions_; }
-  /// Adds a button behind those that are there; what is on the screen already stays as it is. Raises
-  /// `kInvalidArgumentException` for null, and `kInternalInconsistencyException` for a second one that
-  /// cancels.
+  /// Appends a button; an alert already on the screen does not change. Raises `kInvalidArgumentException` for
+  /// null, and `kInternalInconsistencyException` for a second cancel button.
   void addAction(const Action& action);
 
  private:

@@ -18,8 +18,8 @@ using runtime::Ref;
 using runtime::respondsTo;
 using runtime::send;
 
-/// The handler as the delegate gets it: copies share its state, so that one which runs only once does so
-/// whoever calls it; one that does nothing in place of an empty one.
+/// Wraps a handler for the delegate: copies share its state, so that a handler that acts only once does so
+/// whichever copy is called. An empty handler becomes one that does nothing.
 template <class... A>
 std::function<void(A...)> shared(const std::function<void(A...)>& handler) {
   if (!handler) return [](A...) {};
@@ -48,14 +48,14 @@ Ref UIApplication::delegate() const {
 
 void UIApplication::setDelegate(const Ref& delegate) {
   const auto set = [&] {
-    runtime::WeakRef next = delegate;  // becomes the last one, which goes after the lock
+    runtime::WeakRef next = delegate;  // swapped with the previous one, which is released after unlocking
     const base::MutexLock lock(hierarchyMutex());
     delegate_.swap(next);
   };
   try {
     runtime::changing(*this, "delegate", set);
   } catch (const std::bad_alloc&) {
-    set();  // whether or not the observers could be told
+    set();  // even if the observers could not be notified
     throw;
   }
 }

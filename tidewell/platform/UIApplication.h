@@ -20,84 +20,84 @@
 
 namespace tidewell::platform {
 
-/// What came of a background fetch, as whoever fetched says.
+/// The outcome of a background fetch, as reported by the code that performed it.
 enum class UIBackgroundFetchResult : std::uint64_t { newData = 0, noData = 1, failed = 2 };
 
-/// Takes the objects that the application restored for an activity.
+/// Receives the objects that the application restored for an activity.
 using RestorationHandler = std::function<void(const base::Array& restorableObjects)>;
 using FetchCompletionHandler = std::function<void(UIBackgroundFetchResult result)>;
 
-/// Keys of the options with which a URL is opened: who asks (a string), and what it sends along (any value).
+/// Option keys for opening a URL in the application: the requesting application (a string) and its annotation
+/// (any value).
 inline constexpr std::string_view UIApplicationOpenURLOptionsSourceApplicationKey =
     "UIApplicationOpenURLOptionsSourceApplicationKey";
 inline constexpr std::string_view UIApplicationOpenURLOptionsAnnotationKey =
     "UIApplicationOpenURLOptionsAnnotationKey";
 
-/// Key of the options with which the application opens a URL elsewhere: YES opens only what an installed
-/// application claims as a universal link.
+/// Option key for opening a URL in another program: true opens it only if an installed application claims it
+/// as a universal link.
 inline constexpr std::string_view UIApplicationOpenURLOptionUniversalLinksOnly =
     "UIApplicationOpenURLOptionUniversalLinksOnly";
-/// Takes whether a URL was opened.
+/// Receives whether a URL was opened.
 using OpenURLCompletion = std::function<void(bool success)>;
 
-/// The application, as the object model knows it: one object a process, found by
-/// `classNamed("UIApplication")` and its class method `sharedApplication`, with the application's delegate.
+/// The application in the object model: one object per process, accessible through
+/// `classNamed("UIApplication")` and its class method `sharedApplication`, and its delegate. The class exists
+/// once a platform is installed.
 ///
-/// The class is there as soon as a platform is installed; on a machine that knows nothing there is none.
+/// The delegate is any object that declares the protocol `UIApplicationDelegate`. It is held weakly: whoever
+/// creates it must keep it alive. The property `delegate` can be observed.
 ///
-/// The delegate is any object that declares the protocol `UIApplicationDelegate`. The application does not
-/// keep it alive: whoever makes it does, and once it is gone there is none. Property `delegate` may be
-/// observed.
-///
-/// The platform, or a host or test that plays it, drives the application with the `deliver…` operations. Each
-/// asks the delegate whether it responds and then sends it the message, as for an object of unknown class, so
-/// that a class which the delegate was switched to meanwhile sees the call. They are called on the main
-/// thread, return when the delegate does, and hand on what it raises. Copies of the handler that the delegate
-/// gets share one state; in place of an empty handler it gets one that does nothing.
+/// The platform, or a host or test in its place, drives the application with the `deliver…` operations. Each
+/// asks the delegate whether it responds and then sends the message dynamically, so that a class to which the
+/// delegate was switched meanwhile receives the call. Call them on the main thread; they return when the
+/// delegate does and propagate its exceptions. Copies of the handler passed to the delegate share state; an
+/// empty handler is replaced by one that does nothing.
 class TIDEWELL_EXPORT UIApplication : public runtime::Subclass<UIApplication> {
  public:
   UIApplication();
   ~UIApplication() override;
 
-  /// The same object always; null until a platform is installed. Any thread.
+  /// Always the same object; null until a platform is installed. Any thread.
   [[nodiscard]] static std::shared_ptr<UIApplication> sharedApplication();
 
-  /// null where none was set, or it died. Any thread.
+  /// Null if none was set or it has been destroyed. Any thread.
   [[nodiscard]] runtime::Ref delegate() const;
-  /// Tells the observers of `delegate` on this thread. null takes the delegate away.
+  /// Null removes the delegate. Notifies observers of `delegate` on this thread.
   void setDelegate(const runtime::Ref& delegate);
 
-  /// The window that look-ups begin with; null where none was made key, or it died. Any thread.
+  /// The window at which look-ups start; null if none was made key or it has been destroyed. Any thread.
   [[nodiscard]] std::shared_ptr<UIWindow> keyWindow() const;
-  /// `UIWindow::makeKeyAndVisible` calls it. null takes the key window away.
+  /// Called by `UIWindow::makeKeyAndVisible`. Null removes the key window.
   void setKeyWindow(const std::shared_ptr<UIWindow>& window);
 
-  // Links to other programs, through the platform's `LinkOpener`.
+  // Opening URLs in other programs, through the platform's `LinkOpener`.
 
-  /// Whether some program opens the URL; NO for none. Any thread.
+  /// Whether a program opens the URL; false if there is none. Any thread.
   [[nodiscard]] bool canOpenURL(const std::optional<base::Url>& url);
-  /// Opens a URL, on the main queue. The completion, which may be empty, comes later on the main queue; NO
-  /// for no URL.
+  /// Opens a URL, on the main queue. A non-empty completion is called later on the main queue, with false if
+  /// there is no URL.
   void openURL(const std::optional<base::Url>& url, const base::Dictionary& options,
                const OpenURLCompletion& completionHandler);
-  /// The way of systems before iOS 10, on the main queue: whether there was a program to take it.
+  /// The variant of systems before iOS 10, on the main queue: returns whether a program accepted the URL.
   bool openURL(const std::optional<base::Url>& url);
 
-  /// Somebody opens a URL with the application. The delegate's method with options comes first, the one with
-  /// source application and annotation (read from the options) only where it lacks that one. The delegate's
-  /// answer; NO where it has neither.
+  /// Another program opens a URL in the application. Calls the delegate's method with options or, if it lacks
+  /// that one, the method with source application and annotation (read from the options). Returns the
+  /// delegate's result, or false if it has neither.
   bool deliverOpenURL(const base::Url& url, const base::Dictionary& options = {});
-  /// The user goes on with an activity here. The delegate's answer; NO where it has no such method.
+  /// The user continues an activity in the application. Returns the delegate's result, or false if it lacks
+  /// the method.
   bool deliverUserActivity(NSUserActivity& activity, const RestorationHandler& restorationHandler = {});
-  /// Transfers of a background session ended while the application was away. The handler says that it has
-  /// dealt with them; where the delegate has no such method it is called at once.
+  /// Transfers of a background session have ended while the application was suspended. The delegate calls the
+  /// handler when it has processed them; if it lacks the method, the handler is called immediately.
   void deliverBackgroundURLSessionEvents(std::string_view identifier,
                                          const std::function<void()>& completionHandler = {});
-  /// How the registration for remote notifications ended.
+  /// The result of registering for remote notifications.
   void deliverDeviceToken(const base::Data& deviceToken);
   void deliverRegistrationError(const base::Error& error);
-  /// A remote notification. The delegate's method with a fetch handler comes first, the one without only
-  /// where it lacks that one; the handler is then called at once, with `noData`.
+  /// A remote notification has arrived. Calls the delegate's method with a fetch handler or, if it lacks that
+  /// one, the method without; the handler is then called immediately, with `noData`.
   void deliverRemoteNotification(const base::Dictionary& userInfo,
                                  const FetchCompletionHandler& fetchCompletionHandler = {});
 
@@ -108,7 +108,7 @@ class TIDEWELL_EXPORT UIApplication : public runtime::Subclass<UIApplication> {
   std::weak_ptr<UIWindow> keyWindow_;
 };
 
-/// How the application is asked by code that knows it by name only.
+/// Messages for code that knows the application by name only.
 inline constinit const runtime::Message<runtime::Ref()> kSharedApplication{"sharedApplication"};
 inline constinit const runtime::Message<runtime::Ref()> kDelegate{"delegate"};
 inline constinit const runtime::Message<void(const runtime::Ref&)> kSetDelegate{"setDelegate:"};

@@ -46,8 +46,8 @@ inline constinit const runtime::Message<void(UIApplication&, const base::Diction
         "application:didReceiveRemoteNotification:fetchCompletionHandler:"};
 inline constinit const runtime::Message<runtime::Ref()> kApplicationDelegateWindow{"window"};
 
-/// What an application hears of the system. Derive, override what you want to hear of, and make the object
-/// with `runtime::make`:
+/// Receives the system's events for an application. Derive from it, override the methods of interest, and
+/// create the object with `runtime::make`:
 ///
 ///     class AppDelegate : public UIApplicationDelegate {
 ///      public:
@@ -56,51 +56,52 @@ inline constinit const runtime::Message<runtime::Ref()> kApplicationDelegateWind
 ///     auto delegate = runtime::make<AppDelegate>();
 ///     UIApplication::sharedApplication()->setDelegate(delegate);
 ///
-/// Which methods the object responds to is read from what its class overrides, when it is compiled: what is
-/// inherited from here does not count. Overrides are public. All are called on the main thread.
+/// The methods to which the object responds are determined at compile time from its class's overrides;
+/// inherited defaults do not count. Overrides must be public. All are called on the main thread.
 ///
-/// Messages are what the system sends. A plain C++ call `delegate->openURL(…)` calls this very function, past
-/// whatever the object's class was switched to: send `kApplicationOpenURL` instead.
+/// The system sends messages. A plain C++ call `delegate->openURL(…)` ignores any class to which the object
+/// was switched: send `kApplicationOpenURL` instead.
 ///
-/// A class that cannot derive from here declares the protocol and the messages in its own `describe`.
+/// A class that cannot derive from this one declares the protocol and the messages in its own `describe`.
 class TIDEWELL_EXPORT UIApplicationDelegate : public runtime::Subclass<UIApplicationDelegate> {
  public:
   ~UIApplicationDelegate() override;
 
-  /// A URL is to be opened. Whether the application did so.
+  /// Opens a URL. Returns whether the application did so.
   virtual bool openURL(UIApplication& application, const base::Url& url, const base::Dictionary& options);
-  /// The same on systems that send no options. nothing: it is not known who asks.
+  /// The same on systems without options. `sourceApplication` has no value if the requesting application is
+  /// unknown.
   virtual bool openURLFromSource(UIApplication& application, const base::Url& url,
                                  const std::optional<std::string>& sourceApplication,
                                  const base::Value& annotation);
-  /// The user goes on with an activity. The handler takes the objects that were restored for it. Whether the
-  /// application did so.
+  /// Continues an activity. The handler takes the objects that were restored for it. Returns whether the
+  /// application continued it.
   virtual bool continueUserActivity(UIApplication& application, NSUserActivity& activity,
                                     const RestorationHandler& restorationHandler);
-  /// Transfers of a background session ended. Call the handler when they are dealt with.
+  /// Transfers of a background session have ended. Call the handler when they have been processed.
   virtual void handleEventsForBackgroundURLSession(UIApplication& application, const std::string& identifier,
                                                    const std::function<void()>& completionHandler);
   virtual void didRegisterForRemoteNotifications(UIApplication& application, const base::Data& deviceToken);
   virtual void didFailToRegisterForRemoteNotifications(UIApplication& application, const base::Error& error);
   virtual void didReceiveRemoteNotification(UIApplication& application, const base::Dictionary& userInfo);
-  /// The same where there is something to fetch. Call the handler once that is done.
+  /// The same with content to fetch. Call the handler when that is done.
   virtual void didReceiveRemoteNotificationFetching(UIApplication& application,
                                                     const base::Dictionary& userInfo,
                                                     const FetchCompletionHandler& fetchCompletionHandler);
-  /// The window of an application that shows one; null for none.
+  /// The application's window; null if there is none.
   virtual runtime::Ref window();
 
   [[nodiscard]] static const runtime::Protocol& protocol();
-  /// Registers what `T` overrides; `runtime::make` and `runtime::classOf` call it.
+  /// Registers the methods that `T` overrides. Called by `runtime::make` and `runtime::classOf`.
   template <class T>
   static void adopt(runtime::ClassBuilder<T>& c) {
     using Self = UIApplicationDelegate;
-    if constexpr (std::is_same_v<T, Self>) c.conformsTo(protocol());  // and every class below it with it
+    if constexpr (std::is_same_v<T, Self>) c.conformsTo(protocol());  // inherited by every subclass
     forEachMessage(
         [&c](const auto& message, auto method) { runtime::adoptMethod<Self>(c, message, method); });
   }
-  /// Calls `visit` with each message of the protocol and a function that names the method of a class that
-  /// answers it.
+  /// Calls `visit` with each message of the protocol and a generic lambda that returns a class's method for
+  /// it.
   template <class Visit>
   static constexpr void forEachMessage(const Visit& visit) {
     visit(kApplicationOpenURL, []<class U>() { return &U::openURL; });
@@ -120,7 +121,7 @@ class TIDEWELL_EXPORT UIApplicationDelegate : public runtime::Subclass<UIApplica
   }
 };
 
-// What a class has that overrides none; it does not respond to these messages.
+// Defaults of classes without an override, which do not respond to these messages.
 
 inline bool UIApplicationDelegate::openURL(UIApplication&, const base::Url&, const base::Dictionary&) {
   return false;

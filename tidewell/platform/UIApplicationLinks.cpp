@@ -21,7 +21,7 @@ std::shared_ptr<UIWindow> UIApplication::keyWindow() const {
 }
 
 void UIApplication::setKeyWindow(const std::shared_ptr<UIWindow>& window) {
-  std::weak_ptr<UIWindow> next = window;  // becomes the last one, which goes after the lock
+  std::weak_ptr<UIWindow> next = window;  // swapped with the previous one, which is released after unlocking
   const base::MutexLock lock(hierarchyMutex());
   keyWindow_.swap(next);
 }

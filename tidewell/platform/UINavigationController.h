@@ -7,7 +7,7 @@
 
 namespace tidewell::platform {
 
-/// A container with a stack of controllers, of which the last one is seen.
+/// A container with a stack of controllers; the topmost one is visible.
 class TIDEWELL_EXPORT UINavigationController
     : public runtime::Subclass<UINavigationController, UIViewController> {
  public:
@@ -15,13 +15,13 @@ class TIDEWELL_EXPORT UINavigationController
   explicit UINavigationController(const Controller& rootViewController);
   ~UINavigationController() override;
 
-  /// Raises `kInvalidArgumentException` for null, and for one that is on the stack.
+  /// Raises `kInvalidArgumentException` for null and for a controller on the stack.
   void pushViewController(const Controller& viewController, bool animated);
-  /// What was taken off; null, and nothing happens, where only the root is left.
+  /// Returns the removed controller. If only the root is left, does nothing and returns null.
   Controller popViewControllerAnimated(bool animated);
-  /// From the root to the one that is seen.
+  /// From the root to the topmost.
   [[nodiscard]] std::vector<Controller> viewControllers() const { return childViewControllers(); }
-  /// null for an empty stack.
+  /// Null if the stack is empty.
   [[nodiscard]] virtual Controller topViewController() const;
 
   static void describe(runtime::ClassBuilder<UINavigationController>& c);

@@ -8,14 +8,15 @@
 
 namespace tidewell::platform {
 
-/// The screen that the application is seen on. Any thread.
+/// The application's screen. Any thread.
 class TIDEWELL_EXPORT UIScreen : public runtime::Subclass<UIScreen> {
  public:
   ~UIScreen() override;
 
-  /// The same object always.
+  /// Always the same object.
   [[nodiscard]] static std::shared_ptr<UIScreen> mainScreen();
-  /// The size of the platform's screen now; the origin is 0, 0. Asked anew each time, for a screen may turn.
+  /// The current size of the platform's screen; the origin is (0, 0). Not cached, because a screen can
+  /// rotate.
   [[nodiscard]] ScreenSize bounds() const;
 };
 

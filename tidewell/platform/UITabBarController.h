@@ -8,26 +8,25 @@
 
 namespace tidewell::platform {
 
-/// A container with controllers side by side, of which the selected one is seen.
+/// A container with controllers side by side; the selected one is visible.
 class TIDEWELL_EXPORT UITabBarController : public runtime::Subclass<UITabBarController, UIViewController> {
  public:
   UITabBarController();
   ~UITabBarController() override;
 
   [[nodiscard]] std::vector<Controller> viewControllers() const { return childViewControllers(); }
-  /// In place of those that were there. Raises `kInvalidArgumentException` where one of them is null or
-  /// contains this one; those before it are then in place.
+  /// Replaces all controllers. Raises `kInvalidArgumentException` if one of them is null or contains this
+  /// one; those before it have been added by then.
   void setViewControllers(const std::vector<Controller>& viewControllers);
-  /// The first one until another is selected, and where the selected one is not there any more; null where
-  /// there is none.
+  /// The first controller unless another was selected and is still present; null if there is none.
   [[nodiscard]] virtual Controller selectedViewController() const;
-  /// Raises `kInvalidArgumentException` for one that is not among `viewControllers`.
+  /// Raises `kInvalidArgumentException` for a controller not in `viewControllers`.
   void setSelectedViewController(const Controller& viewController);
 
   static void describe(runtime::ClassBuilder<UITabBarController>& c);
 
  private:
-  std::atomic<const UIViewController*> selected_{nullptr};  ///< compared only
+  std::atomic<const UIViewController*> selected_{nullptr};  ///< for comparison only, never dereferenced
 };
 
 inline constinit const runtime::Message<std::shared_ptr<UIViewController>()> kSelectedViewController{

@@ -95,7 +95,7 @@ void UIViewController::appear(const Completion& completion) {
     Shown above = Shown::nothing;
     {
       const base::MutexLock lock(hierarchyMutex());
-      if (!presenting_ || shown_ != Shown::nothing) return;  // dismissed, perhaps presented again, meanwhile
+      if (!presenting_ || shown_ != Shown::nothing) return;  // dismissed meanwhile, perhaps presented again
       for (const UIViewController* below = presenting_; below && above == Shown::nothing;
            below = below->presenting_)
         above = below->shown_;
@@ -124,7 +124,7 @@ void UIViewController::dismissViewControllerAnimated(bool animated, const Comple
       const base::MutexLock lock(hierarchyMutex());
       takeAway(taken);
     }
-    // What presented it may be gone, and it still on the screen.
+    // Its presenter may be gone while it is still on the screen.
     if (self && (taken.empty() || taken.back() != self)) taken.push_back(self);
   }
   onMainQueue([taken = std::move(taken), animated, completion] {

@@ -13,18 +13,18 @@
 
 namespace tidewell::platform {
 
-/// One screen of the application, or something shown above it: who presents whom, and who contains whom.
+/// A screen of the application, or an item shown above it. Models which controller presents or contains
+/// which.
 ///
-/// A plain controller stands for what the application draws itself, with whatever it draws with: presenting
-/// one changes nothing but what the look-ups answer. Alerts and pages of the in-app browser are drawn by the
-/// platform's presenter.
+/// A plain controller represents content that the application draws itself; presenting one only changes the
+/// result of look-ups. The platform's presenter draws alerts and pages of the in-app browser.
 ///
-/// A controller keeps alive what it presents and contains. A controller inside a container leaves presenting
-/// to the container.
+/// A controller owns the controllers that it presents and contains. A controller within a container leaves
+/// presenting to the container.
 ///
-/// Main thread, as on the original platform. Another thread does no harm: look-ups answer what holds at that
-/// moment, and what is to be shown or taken away goes to the main queue. No lock is held while functions that
-/// were handed in are called.
+/// For the main thread, as on the original platform. Use on other threads is safe: look-ups return the state
+/// at that moment, and showing and dismissing is dispatched to the main queue. Callbacks are called with no
+/// lock held.
 class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewController> {
  public:
   using Controller = std::shared_ptr<UIViewController>;
@@ -33,41 +33,40 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
   UIViewController();
   ~UIViewController() override;
 
-  /// Shows another controller above this one. The completion, which may be empty, comes later on the main
-  /// queue; never for one that could not be shown, which is then presented no longer.
+  /// Shows another controller above this one. A non-empty completion is called later on the main queue, but
+  /// never if the controller could not be shown; it is then no longer presented.
   ///
   /// A controller presents one other at a time: a second one is reported and not shown. Alerts do not count.
-  /// They stay above, and what is presented with an alert on the screen opens beneath it. Raises
-  /// `kInvalidArgumentException` for null, and for a controller that is presented, contained, or below this
-  /// one already.
+  /// They stay on top, and a controller presented while one is visible opens beneath it. Raises
+  /// `kInvalidArgumentException` for null, and for a controller that is already presented, contained, or
+  /// below this one.
   virtual void presentViewController(const Controller& viewController, bool animated,
                                      const Completion& completion = {});
-  /// Takes away what this controller presents, with all above it; where it presents nothing, the controller
-  /// itself. Pages and alerts always take themselves away. The completion, which may be empty, comes on the
+  /// Dismisses what this controller presents, with everything above; if it presents nothing, dismisses the
+  /// controller itself. Pages and alerts always dismiss themselves. A non-empty completion is called on the
   /// main queue.
   virtual void dismissViewControllerAnimated(bool animated, const Completion& completion = {});
-  /// What this controller, or the container it is in, presents; an alert only where it presents nothing else.
+  /// The controller presented by this one or by its container; an alert only if nothing else is presented.
   [[nodiscard]] virtual Controller presentedViewController() const;
-  /// What presents this controller, or the container it is in.
+  /// The controller that presents this one or its container.
   [[nodiscard]] virtual Controller presentingViewController() const;
 
-  /// Puts a controller, taken from the container it was in, behind those that this one contains. Raises
-  /// `kInvalidArgumentException` for null and for a controller that is presented, contains this one, or is
-  /// this one.
+  /// Appends a child, removing it from its previous container. Raises `kInvalidArgumentException` for null
+  /// and for a controller that is presented, contains this one, or is this one.
   void addChildViewController(const Controller& child);
   void removeFromParentViewController();
   [[nodiscard]] std::vector<Controller> childViewControllers() const;
-  /// The container; null where there is none.
+  /// The container; null if there is none.
   [[nodiscard]] Controller parentViewController() const;
 
   static void describe(runtime::ClassBuilder<UIViewController>& c);
 
  protected:
-  /// Who draws a controller, and where.
+  /// By whom, and at which level, a controller is drawn.
   enum class Layer : std::uint8_t {
-    application,  ///< the application draws it
-    page,         ///< the presenter, above the application
-    alert,        ///< the presenter, above pages
+    application,  ///< drawn by the application
+    page,         ///< drawn by the presenter, above the application
+    alert,        ///< drawn by the presenter, above pages
   };
 
  private:
@@ -75,24 +74,24 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
   friend class UIAlertController;
 
   [[nodiscard]] virtual Layer layer() const { return Layer::application; }
-  /// Lets the presenter draw the controller; called on the main queue, not for those that the application
-  /// draws.
+  /// Has the presenter draw the controller. Called on the main queue, not for `Layer::application`.
   [[nodiscard]] virtual Shown show(Presenter& presenter, Shown above);
 
-  // Under the lock of the hierarchy.
-  /// What `presentedViewController` answers; null for nothing.
+  // These require the hierarchy lock.
+  /// The result of `presentedViewController`; null if there is none.
   [[nodiscard]] const Controller* inFront() const;
-  /// Whether the other one is this one, or presents or contains it, at whatever distance.
+  /// Whether `other` is this controller, or directly or indirectly presents or contains it.
   [[nodiscard]] bool isWithin(const UIViewController& other) const;
-  /// Both hand out what they take, from the top down, so that it dies later, if it does.
+  /// Both append the controllers that they detach to `taken`, topmost first, so that these are destroyed
+  /// after unlocking.
   void takeFromParent(std::vector<Controller>& taken);
   void takeAway(std::vector<Controller>& taken);
   [[nodiscard]] static Controller shared(UIViewController* controller);
 
   void appear(const Completion& completion);
 
-  // Under the lock, too. A pointer is taken back before what it points to goes. A controller is presented or
-  // contained, never both, and never within itself, so that a walk up or down ends.
+  // Guarded by the hierarchy lock. Pointers are cleared before their targets are destroyed. A controller is
+  // either presented or contained, and never within itself, so that walks up and down terminate.
   std::vector<Controller> presented_;
   std::vector<Controller> children_;
   UIViewController* presenting_ = nullptr;
@@ -100,7 +99,7 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
   Shown shown_ = Shown::nothing;
 };
 
-/// How controllers are asked: an object's class may have been switched to one that answers otherwise.
+/// Messages for controllers, whose class may have been switched to one that overrides them.
 inline constinit const runtime::Message<void(const std::shared_ptr<UIViewController>&, bool,
                                              const std::function<void()>&)>
     kPresentViewController{"presentViewController:animated:completion:"};

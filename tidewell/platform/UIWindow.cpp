@@ -15,7 +15,7 @@ std::shared_ptr<UIViewController> UIWindow::rootViewController() const {
 }
 
 void UIWindow::setRootViewController(const std::shared_ptr<UIViewController>& rootViewController) {
-  std::shared_ptr<UIViewController> next = rootViewController;  // becomes the last one, which dies unlocked
+  std::shared_ptr<UIViewController> next = rootViewController;  // swapped out, released after unlocking
   const base::MutexLock lock(hierarchyMutex());
   rootViewController_.swap(next);
 }

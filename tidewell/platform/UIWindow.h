@@ -7,9 +7,9 @@
 
 namespace tidewell::platform {
 
-/// A window of the application, as far as look-ups need it: the controller that everything begins with.
+/// A window of the application, reduced to what look-ups need: its root controller.
 ///
-/// Kept alive by whoever makes it, like the application's delegate. Any thread.
+/// Held weakly, like the application's delegate: whoever creates it must keep it alive. Any thread.
 class TIDEWELL_EXPORT UIWindow : public runtime::Subclass<UIWindow> {
  public:
   UIWindow();
@@ -17,8 +17,8 @@ class TIDEWELL_EXPORT UIWindow : public runtime::Subclass<UIWindow> {
 
   [[nodiscard]] std::shared_ptr<UIViewController> rootViewController() const;
   void setRootViewController(const std::shared_ptr<UIViewController>& rootViewController);
-  /// Makes it the window that look-ups begin with (`UIApplication::keyWindow`), until another one is or this
-  /// one dies.
+  /// Makes this the window at which look-ups start (`UIApplication::keyWindow`), until another one is made
+  /// key or this one is destroyed.
   void makeKeyAndVisible();
 
   static void describe(runtime::ClassBuilder<UIWindow>& c);

@@ -63,7 +63,7 @@ std::optional<std::string> UrlRequest::valueForHTTPHeaderField(std::string_view 
 
 std::string UrlResponse::description() const {
   std::vector<std::pair<std::string_view, base::Array>> lists;
-  std::unordered_map<std::string, std::size_t> listOfName;  // a server may send very many
+  std::unordered_map<std::string, std::size_t> listOfName;  // a server may send very many headers
   for (const auto& [name, value] : headers) {
     std::string key(name);
     std::transform(key.begin(), key.end(), key.begin(), base::detail::asciiLower);

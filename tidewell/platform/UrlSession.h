@@ -14,7 +14,7 @@
 
 namespace tidewell::platform {
 
-/// The codes of `base::kUrlErrorDomain`, with the platform's numbers.
+/// Codes of `base::kUrlErrorDomain`, with the platform's values.
 inline constexpr std::int64_t kUrlErrorUnknown = -1;
 inline constexpr std::int64_t kUrlErrorCancelled = -999;
 inline constexpr std::int64_t kUrlErrorBadUrl = -1000;
@@ -37,7 +37,7 @@ enum class UrlRequestCachePolicy : std::int32_t {
   reloadIgnoringLocalCacheData = 1
 };
 
-/// What is asked of a server. A plain value, used by one thread until it is handed to a session.
+/// An HTTP request. A plain value type, for one thread at a time until it is passed to a session.
 class TIDEWELL_EXPORT UrlRequest {
  public:
   explicit UrlRequest(std::optional<base::Url> url,
@@ -47,10 +47,9 @@ class TIDEWELL_EXPORT UrlRequest {
   [[nodiscard]] UrlRequestCachePolicy cachePolicy() const noexcept { return cachePolicy_; }
   [[nodiscard]] const std::string& HTTPMethod() const noexcept { return method_; }
   void setHTTPMethod(std::string method) { method_ = std::move(method); }
-  /// Replaces a value of the same name, compared without regard to case; the header keeps its place and takes
-  /// the new spelling. nothing removes the header; "" is sent as a header without a value. A name that is not
-  /// a token (RFC 9110, section 5.6.2) or a value with CR, LF or NUL changes nothing: it could smuggle in
-  /// headers of its own.
+  /// Replaces the value of a header with that name (compared ignoring case); the header keeps its place and
+  /// takes the new spelling. No value removes the header; "" sends it empty. Ignores a name that is not a
+  /// token (RFC 9110, section 5.6.2) and a value with CR, LF or NUL, which could inject headers.
   void setValue(std::optional<std::string_view> value, std::string_view forHTTPHeaderField);
   [[nodiscard]] std::optional<std::string> valueForHTTPHeaderField(std::string_view name) const;
   [[nodiscard]] const std::vector<std::pair<std::string, std::string>>& allHTTPHeaderFields() const noexcept {
@@ -67,20 +66,20 @@ class TIDEWELL_EXPORT UrlRequest {
   std::optional<std::string> body_;
 };
 
-/// What a server answered, its body apart. A plain value.
+/// A server's response without its body. A plain value type.
 struct TIDEWELL_EXPORT UrlResponse {
   std::string url;
   /// 0 for a response without a status.
   std::int64_t statusCode = 0;
   std::vector<std::pair<std::string, std::string>> headers;
 
-  /// `<NSHTTPURLResponse> { URL: https://… } { Status Code: 404, Headers {…} }`, with the headers as a
-  /// dictionary of lists prints: names in ascending order, the values of a repeated header in their order.
+  /// `<NSHTTPURLResponse> { URL: https://… } { Status Code: 404, Headers {…} }`, where the headers print as a
+  /// dictionary of lists: names in ascending order, the values of a repeated header in their order.
   [[nodiscard]] std::string description() const;
 };
 
-/// The outcome of a task: what arrived, and what went wrong. Nothing of `data` and `response` is there when
-/// no answer came.
+/// The outcome of a task. `data` and `response` have no value if no response arrived, `error` if the task
+/// succeeded.
 struct UrlTaskResult {
   std::optional<base::Data> data;
   std::optional<UrlResponse> response;
@@ -88,32 +87,33 @@ struct UrlTaskResult {
 };
 
 using UrlTaskCompletion = std::function<void(UrlTaskResult)>;
-/// The rules of a session, set when it is made: time-outs, bounds, and where its requests may go.
+/// The settings of a session, fixed at its creation: time-outs, limits, and restrictions on destinations.
 struct UrlSessionConfiguration {
-  /// A text for logs and for the name of the queue's thread.
+  /// For logs and for the name of the queue's thread.
   std::string name{};
   UrlRequestCachePolicy requestCachePolicy = UrlRequestCachePolicy::useProtocolCachePolicy;
-  /// The longest silence of one transfer, connecting included, in seconds.
+  /// The longest time without progress in a transfer, including connecting, in seconds.
   double timeoutIntervalForRequest = 60.0;
-  /// The longest life of one transfer, in seconds. The default is 7 days.
+  /// The longest duration of a transfer, in seconds. The default is 7 days.
   double timeoutIntervalForResource = 604800.0;
-  /// Bodies that are longer once decoded fail with `kUrlErrorDataLengthExceedsMaximum`.
+  /// In bytes after decoding. Longer bodies fail with `kUrlErrorDataLengthExceedsMaximum`.
   std::size_t maximumBodyBytes = 16u << 20;
-  /// Names of headers that do not travel to another host with a redirect (beside those of authorisation).
+  /// Names of headers that a redirect to another host drops, in addition to those for authorisation.
   std::vector<std::string> headersBoundToHost{};
-  /// Refuses everything but https, in redirects too.
+  /// Refuses all schemes but https, also in redirects.
   bool httpsOnly = false;
 };
 
-/// Runs HTTP transfers. Completions come on the session's own serial queue, exactly once a task, with no lock
-/// held.
+/// Runs HTTP transfers. Completions are called exactly once per task, on the session's own serial queue, with
+/// no lock held.
 class TIDEWELL_EXPORT UrlSession {
  public:
   virtual ~UrlSession();
-  /// Starts the transfer and returns at once; the completion never runs before this returns. A request
-  /// without a URL completes with `kUrlErrorUnsupportedUrl`. Any thread. Where no transfer can start at all
-  /// (no worker thread, as in the child of a fork) the completion comes with `kUrlErrorResourceUnavailable`.
-  /// May throw `std::bad_alloc` before the task is taken; a task that was taken ends whatever the memory.
+  /// Starts a transfer and returns immediately; the completion never runs before that. A request without a
+  /// URL completes with `kUrlErrorUnsupportedUrl`. If no transfer can start at all (there is no worker
+  /// thread, as in the child of a fork), the task completes with `kUrlErrorResourceUnavailable`. Any thread.
+  /// May throw `std::bad_alloc` before accepting the task; an accepted task completes even if memory runs
+  /// out.
   virtual void dataTaskWithRequest(UrlRequest request, UrlTaskCompletion completion) = 0;
   [[nodiscard]] virtual const UrlSessionConfiguration& configuration() const = 0;
 };

@@ -11,19 +11,19 @@
 
 namespace tidewell::platform {
 
-/// The type of an activity that shows a web page.
+/// The activity type of viewing a web page.
 inline constexpr std::string_view NSUserActivityTypeBrowsingWeb = "NSUserActivityTypeBrowsingWeb";
 
-/// Something that the user was doing, here or on another device, and that an application may go on with.
+/// An activity that the user began, here or on another device, and that an application can continue.
 ///
-/// Made with `runtime::make<NSUserActivity>(NSUserActivityTypeBrowsingWeb)`. Used by one thread at a time.
+/// Created with `runtime::make<NSUserActivity>(NSUserActivityTypeBrowsingWeb)`. For one thread at a time.
 class TIDEWELL_EXPORT NSUserActivity : public runtime::Subclass<NSUserActivity> {
  public:
   explicit NSUserActivity(std::string_view activityType);
   ~NSUserActivity() override;
 
   [[nodiscard]] const std::string& activityType() const noexcept { return activityType_; }
-  /// Nothing until it is set.
+  /// No value until set.
   [[nodiscard]] const std::optional<base::Url>& webpageURL() const noexcept { return webpageURL_; }
   void setWebpageURL(std::optional<base::Url> url);
 

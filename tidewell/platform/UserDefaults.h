@@ -9,26 +9,26 @@
 
 namespace tidewell::platform {
 
-/// A persistent map from keys to property-list values: one domain, the application's own or a suite shared
-/// with its extensions.
+/// A persistent map from keys to property-list values: one domain, either the application's own or a suite
+/// shared with its extensions.
 ///
-/// Any thread; an implementation locks for itself and holds no lock over foreign code. Nothing is raised but
-/// what is stated.
+/// Any thread: implementations lock internally and call no foreign code with a lock held. Raises only where
+/// stated.
 class TIDEWELL_EXPORT UserDefaults {
  public:
   virtual ~UserDefaults();
-  /// nil where nothing is stored.
+  /// nil if the key has no value.
   [[nodiscard]] virtual base::Value objectForKey(std::string_view key) = 0;
-  /// nil removes. Raises `kInvalidArgumentException` for a value that a property list cannot carry; the
-  /// domain then stays as it was.
+  /// nil removes the key. Raises `kInvalidArgumentException`, leaving the domain unchanged, for a value that
+  /// a property list cannot hold.
   virtual void setObject(base::Value object, std::string_view forKey) = 0;
   virtual void removeObjectForKey(std::string_view key) = 0;
-  /// Writes what this process changed and takes what others wrote to the same domain; no update of another
-  /// key is lost. Whether it reached the disk; a failure is also reported, and what was changed is kept for
-  /// the next call.
+  /// Writes this process's changes and reads those of other processes; updates of different keys never
+  /// overwrite each other. Returns whether the changes reached the disk. A failure is also reported, and the
+  /// changes are kept for the next call.
   virtual bool synchronize() = 0;
 
-  /// A string as it is, a number as its text, nothing for any other class.
+  /// A string as is, a number as text; no value for any other kind.
   [[nodiscard]] std::optional<std::string> stringForKey(std::string_view key);
 };
 

@@ -29,7 +29,7 @@
 namespace tidewell::posix {
 namespace {
 
-/// Two separators before a root would not hurt, but they would show in messages.
+/// Doubled separators would work, but they would appear in messages.
 std::string withoutTrailingSeparators(std::string path) {
   while (path.ends_with('/')) path.pop_back();
   return path;
@@ -37,7 +37,7 @@ std::string withoutTrailingSeparators(std::string path) {
 
 Container makeContainer(const Options& options, const Environment& environment) {
   if (!checkPath(options.dataHome)) return Container(options.dataHome, "", options.bundleIdentifier);
-  // A home that does not exist is not the library's to make; the user's own XDG_DATA_HOME is.
+  // The home directory is never created; a folder named by XDG_DATA_HOME is.
   return Container(environment.dataHome, environment.dataHomeIsOwn ? "" : environment.home,
                    options.bundleIdentifier);
 }
@@ -75,7 +75,7 @@ struct PosixPlatform::State {
   PosixBundles bundles;
   PosixClock clock;
   PosixConsole console;
-  std::optional<HostQueue> hostMainQueue;  ///< nothing where the library's own thread drains
+  std::optional<HostQueue> hostMainQueue;  ///< no value if the library's own thread drains
   WorkerQueue workerMainQueue;
   WorkerQueue globalQueue;
   platform::HeadlessPresenter presenter;
@@ -97,7 +97,7 @@ struct PosixPlatform::State {
     return found == suites.end() ? nullptr : found->second;
   }
 
-  /// Reports on a thread that holds no lock of the caller's.
+  /// Reports on another thread, which holds none of the caller's locks.
   void reportLater(std::string sentence) {
     globalQueue.async([sentence = std::move(sentence)] { platform::report(sentence); });
   }
@@ -126,7 +126,7 @@ std::shared_ptr<platform::UserDefaults> PosixPlatform::userDefaultsWithSuiteName
   if (auto known = state_->knownSuite(name)) return known;
   auto suite =
       std::make_shared<PosixUserDefaults>(state_->container, state_->container.userDefaultsFileOfGroup(name));
-  // Of two threads that make one, the first one's is everybody's.
+  // If two threads create the same suite, both use the first one.
   const base::MutexLock lock(state_->suitesMutex);
   return state_->suites.emplace(std::string(name), suite).first->second;
 }
@@ -184,7 +184,7 @@ std::string complaintAbout(const Options& options) {
 
 PosixPlatform* install(Options options) {
   const base::CancellationShield shield;
-  // A plug-in may be closed while its completions are on their way.
+  // A plug-in may be closed while its completions are pending.
   base::keepLoaded(__builtin_return_address(0));
   try {
     std::string complaint = complaintAbout(options);

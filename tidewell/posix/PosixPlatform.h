@@ -19,7 +19,7 @@
 
 namespace tidewell::posix {
 
-/// Sends what is meant for one host and port to another address; certificates are still checked against the
+/// Redirects connections for one host and port to another address. Certificates are still checked against the
 /// host's name.
 struct ConnectionOverride {
   std::string host;
@@ -28,60 +28,59 @@ struct ConnectionOverride {
   std::uint16_t toPort = 443;
 };
 
-/// Who drains the main queue.
+/// Which thread drains the main queue.
 enum class MainLoop {
-  ownThread,  ///< a thread of the platform's: completions, and delegate and interceptor calls that the SDK
-              ///< starts, come on it
+  ownThread,  ///< a platform thread; the SDK's completions, delegate and interceptor calls run on it
   host,       ///< the host: see `PosixPlatform::mainQueueDescriptor`, `pollMainQueue`, `runMainQueue`
 };
 
-/// What a host says once, when it installs the platform. The environment (HOME, XDG_DATA_HOME, TZ,
-/// SSL_CERT_FILE, SSL_CERT_DIR, and the proxies' variables) is read at the same moment and never again; in a
-/// process with raised rights it is not trusted.
+/// Settings given once, at installation. The environment variables (HOME, XDG_DATA_HOME, TZ, SSL_CERT_FILE,
+/// SSL_CERT_DIR, and those for proxies) are also read then and never again; they are ignored in a process
+/// with raised privileges.
 struct Options {
-  /// Of the application: CFBundleIdentifier and CFBundleShortVersionString. Required.
+  /// The application's CFBundleIdentifier and CFBundleShortVersionString. Required.
   std::string bundleIdentifier;
   std::string version;
-  /// More values of the application's Info.plist; those in code win over those of the file.
+  /// Further Info.plist values of the application. They take precedence over the file's.
   base::Dictionary infoDictionary;
-  /// A property list (XML or binary) with Info.plist values; "" reads "Info.plist" beside the executable
-  /// where there is one.
+  /// The path of a property list (XML or binary) with Info.plist values; "" uses "Info.plist" beside the
+  /// executable, if it exists.
   std::string infoPlistPath;
   MainLoop mainLoop = MainLoop::ownThread;
-  /// Called with the text of each log line in place of standard error, without time, program and line feed;
-  /// from any thread, with no lock held; it may log. What it throws is swallowed.
+  /// Receives the text of each log line instead of standard error, without time, program name and line feed.
+  /// Called from any thread with no lock held; may log. Exceptions are swallowed.
   std::function<void(std::string_view text)> consoleSink;
-  /// A file of trusted certificates (PEM) in place of the system's.
+  /// The path of a PEM file of trusted certificates, used instead of the system's.
   std::string caFile;
-  /// A proxy (curl's syntax) in place of the environment's; "-" for none at all.
+  /// A proxy in curl's syntax, used instead of the environment's; "-" for none.
   std::string proxy;
-  /// A file of the certificates that an HTTPS proxy is trusted by; "" takes the environment's or the
-  /// system's, whatever `caFile` says: a proxy is the network's, not the backend's.
+  /// The path of a PEM file of certificates trusted for an HTTPS proxy; "" uses the environment's or the
+  /// system's. Independent of `caFile`: a proxy belongs to the network, not to the backend.
   std::string proxyCaFile;
   std::vector<ConnectionOverride> connectionOverrides;
-  /// Bodies of replies that are longer once decoded fail.
+  /// In bytes after decoding. Longer response bodies fail.
   std::size_t maximumBodyBytes = 16u << 20;
   bool modernLinkOpening = true;
-  /// What opens links; null for a platform that opens none. Its operations are called as their comments say.
+  /// Opens links; null for none. Called as documented in `platform::LinkOpener`.
   std::shared_ptr<platform::LinkOpener> linkOpener;
-  /// The screen that the application is told of; a headless one has none.
+  /// The screen size reported to the application; zero if headless.
   platform::ScreenSize screenSize;
-  /// An absolute path in place of $XDG_DATA_HOME; "" takes the environment's.
+  /// An absolute path, used instead of $XDG_DATA_HOME; "" uses the environment's.
   std::string dataHome;
-  /// Stands before the paths of the system's own files (machine-id, os-release, hardware, time zone, trusted
-  /// certificates), where a sandbox shows them elsewhere; "" for none.
+  /// A prefix for the paths of system files (machine-id, os-release, hardware, time zone, trusted
+  /// certificates), for sandboxes that mount them elsewhere; "" for none.
   std::string systemRoot;
 };
 
 /// The default platform: a headless program on Linux or another POSIX system.
 ///
-/// Installed once and never destroyed. Its threads (at most four: transfers, session queues, global queue,
-/// and main queue where the host has no loop) start at first need, are named and block all signals. Any
-/// thread may call any operation.
+/// Installed once and never destroyed. It starts at most four threads, on demand: two for transfers and their
+/// completions, one for the global queue, and one for the main queue unless the host drains it. They are
+/// named and block all signals. Any thread may call any operation.
 ///
-/// In the child of a fork everything that needs no thread goes on working: files, user defaults, keychain,
-/// and a main queue that the host drains (it begins empty: what waited is the parent's to run). What the
-/// library's own thread would drain runs on the thread that brings it, requests fail at once.
+/// In the child of a fork, everything that needs no thread keeps working: files, user defaults, keychain, and
+/// a main queue drained by the host (initially empty: its functions remain with the parent). Functions for a
+/// main queue drained by the library run on the thread that submits them; requests fail immediately.
 class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
  public:
   explicit PosixPlatform(Options options);
@@ -105,18 +104,18 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
 
-  /// A descriptor that is readable while the main queue has work, for the host's own loop. -1 with
-  /// `MainLoop::ownThread`, and where the system had no descriptor left.
+  /// A file descriptor that is readable while the main queue has functions, for the host's own event loop. -1
+  /// with `MainLoop::ownThread`, or if the system had no descriptor left.
   [[nodiscard]] int mainQueueDescriptor() const;
-  /// Runs what is on the main queue now and returns. How many functions ran. Does nothing with
-  /// `MainLoop::ownThread`, and while another thread drains the queue. The thread that drained it last is the
-  /// main queue's.
+  /// Runs the functions that are on the main queue now, and returns their number. Returns 0 with
+  /// `MainLoop::ownThread`, and while another thread drains the queue. The last thread to drain it counts as
+  /// the main thread.
   std::size_t pollMainQueue();
-  /// Drains the main queue on the calling thread for a time, waiting for work. How many functions ran.
-  /// Returns at once with `MainLoop::ownThread`.
+  /// Drains the main queue on the calling thread for a duration, waiting for functions, and returns the
+  /// number of those it ran. Returns 0 immediately with `MainLoop::ownThread`.
   std::size_t runMainQueue(std::chrono::milliseconds duration);
 
-  /// The host says that the application comes to the foreground or leaves it: the notification is posted on
+  /// To be called by the host when the application enters or leaves the foreground. Posts the notification on
   /// the main queue.
   void enterForeground();
   void enterBackground();
@@ -126,13 +125,13 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   std::unique_ptr<State> state_;
 };
 
-/// Why `install` refuses options, as half a sentence; "" for sound ones.
+/// The reason why `install` refuses these options, as a phrase; "" if they are valid.
 [[nodiscard]] TIDEWELL_EXPORT std::string complaintAbout(const Options& options);
 
-/// Makes the platform and puts it in force. Null, with one line on standard error that says why, for options
-/// without bundle identifier or version, for a `dataHome` that is not absolute, where memory is short, and
-/// where a platform is installed already (the first one stays). A plug-in that calls it stays loaded when it
-/// is closed, for its completions may be on their way.
+/// Creates and installs the platform. Returns null, and writes the reason to standard error, if the bundle
+/// identifier or version is missing, `dataHome` is not absolute, memory runs out, or a platform is installed
+/// already (that one stays). A plug-in that calls this is never unloaded, because its completions may be
+/// pending.
 TIDEWELL_EXPORT PosixPlatform* install(Options options);
 
 }  // namespace tidewell::posix

@@ -31,7 +31,7 @@ void setAssociatedObject(Object* object, const void* key, base::Value value, Ass
   } else {
     std::swap(side.associations[key], association);
   }
-  // `association` holds what was there before, and is destroyed behind the lock: it was made first.
+  // `association` now holds the previous value. Declared first, it is destroyed after unlocking.
 }
 
 base::Value associatedObject(const Object* object, const void* key) {

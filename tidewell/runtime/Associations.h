@@ -6,19 +6,19 @@
 
 namespace tidewell::runtime {
 
-/// How an associated value is held.
+/// How an association holds its value.
 enum class AssociationPolicy {
-  assign,           ///< an object is not kept alive: nil once it died
-  retain,           ///< kept alive
-  retainNonatomic,  ///< as `retain`: every access is atomic here
+  assign,           ///< weak: reads as nil once the object is gone
+  retain,           ///< strong
+  retainNonatomic,  ///< the same as `retain`: every access is atomic
 };
 
-/// Attaches a value to an object under a key, whose address is its identity; nil takes it away. It goes when
-/// the object does, after the object's own destructor. Any thread; what was there before is destroyed
-/// with no lock held. A null object is ignored.
+/// Associates a value with an object under a key, which is compared by address; nil removes the association.
+/// It lives until the object's own destructor has run. Any thread; the previous value is destroyed with no
+/// lock held. Ignores a null object.
 TIDEWELL_EXPORT void setAssociatedObject(Object* object, const void* key, base::Value value,
                                          AssociationPolicy policy);
-/// nil where nothing is attached under the key.
+/// nil if there is no value under the key.
 [[nodiscard]] TIDEWELL_EXPORT base::Value associatedObject(const Object* object, const void* key);
 
 }  // namespace tidewell::runtime

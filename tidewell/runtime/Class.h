@@ -23,10 +23,10 @@ struct ClassDescription;
 /// A class: a name, a superclass, methods, properties and protocols. Itself an object, whose class (the
 /// metaclass) holds its class methods.
 ///
-/// Classes of C++ types are declared by `classOf<T>()`; others are made at run time with `allocateClassPair`,
-/// filled, and registered. A class is never freed. Every class has a native class: itself where it stands for
-/// a C++ type, else that of its superclass; it tells which functions may take its objects as their receiver.
-/// Any thread; a lookup takes no lock once it was answered before.
+/// `classOf<T>()` declares the class of a C++ type; other classes are created at run time with
+/// `allocateClassPair`, filled, and registered. A class is never freed. Its native class is itself if it
+/// represents a C++ type, otherwise its superclass's; it determines which functions accept its objects as
+/// their receiver. Any thread; repeated lookups take no lock.
 class TIDEWELL_EXPORT Class final : public Object {
  public:
   ~Class() override;
@@ -34,37 +34,36 @@ class TIDEWELL_EXPORT Class final : public Object {
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
   /// Null for a root class.
   [[nodiscard]] Class* superclass() const noexcept { return superclass_; }
-  /// The size of an object in bytes, as the native type has it, and the extra bytes asked for.
+  /// The size of an object in bytes: that of the native type plus any extra bytes requested.
   [[nodiscard]] std::size_t instanceSize() const noexcept { return instanceSize_; }
   [[nodiscard]] Class& metaclass() const noexcept { return isa(); }
   [[nodiscard]] bool isMetaclass() const noexcept { return isMetaclass_; }
-  /// Whether objects may be of it and lookups by name find it.
+  /// Whether objects may have this class and lookups by name find it.
   [[nodiscard]] bool isRegistered() const noexcept { return isRegistered_.load(std::memory_order_acquire); }
   [[nodiscard]] Class& nativeClass() const noexcept { return *nativeClass_; }
-  /// Whether it is the other class or below it.
+  /// Whether this is `other` or inherits from it.
   [[nodiscard]] bool isSubclassOf(const Class& other) const noexcept {
     return depth_ >= other.depth_ && ancestors_[other.depth_] == &other;
   }
-  /// Whether the class or one above it adopts the protocol.
+  /// Whether the class or an ancestor adopts the protocol.
   [[nodiscard]] bool conformsTo(const Protocol& protocol) const;
 
-  /// The instance method that the class has or inherits; null where there is none, and for no selector.
+  /// The class's own or inherited instance method; null if there is none or the selector is empty.
   [[nodiscard]] const Method* method(Selector selector) const { return lookUp(selector).method; }
-  /// The same, with what a call needs.
+  /// The same, with everything that a call needs.
   [[nodiscard]] const MethodCache::Answer& lookUp(Selector selector) const {
     if (!selector) [[unlikely]]
-      return MethodCache::kNoMethod;  // senders of a `Message` pay nothing: the compiler knows theirs
+      return MethodCache::kNoMethod;  // never taken for a `Message`, whose selector is known not to be empty
     const MethodCache::Answer* const known = cache_.find(selector);
     if (known) [[likely]]
       return *known;
     return findMethod(selector);
   }
-  /// What the class itself declares, in the order in which it was added.
+  /// Declared by the class itself, in the order of declaration.
   [[nodiscard]] std::vector<const Method*> ownMethods() const;
   [[nodiscard]] const Method* ownMethod(Selector selector) const;
   [[nodiscard]] std::vector<Property> ownProperties() const;
-  /// The property of that name of the class or the nearest above it; null where there is none. Valid for
-  /// ever.
+  /// The property with that name, of the class or its nearest ancestor; null if there is none. Valid forever.
   [[nodiscard]] const Property* property(std::string_view name) const;
 
  private:
@@ -73,50 +72,50 @@ class TIDEWELL_EXPORT Class final : public Object {
   void isMadeByRuntimeMake() const override {}
   [[nodiscard]] const MethodCache::Answer& findMethod(Selector selector) const;
 
-  // Set before the class is seen by a second thread.
+  // Set before any other thread can see the class.
   std::string name_;
   Class* superclass_ = nullptr;
   Class* nativeClass_ = nullptr;
-  std::vector<const Class*> ancestors_;  ///< from the root down to the class itself
+  std::vector<const Class*> ancestors_;  ///< from the root class to this one
   std::size_t depth_ = 0;
   std::size_t instanceSize_ = 0;
   bool isMetaclass_ = false;
 
   std::atomic<bool> isRegistered_{false};
   mutable MethodCache cache_;
-  std::unique_ptr<ClassContents> contents_;  ///< under the registry's lock
+  std::unique_ptr<ClassContents> contents_;  ///< guarded by the registry's lock
 };
 
-// Classes made at run time. They answer null or NO for what is taken or there already; all raise
-// `kInvalidArgumentException` for what would be unsafe.
+// Classes created at run time. These functions return null or false if a name or member exists already, and
+// raise `kInvalidArgumentException` for operations that would be unsafe. Any thread.
 
-/// A new class below `superclass` (null: a root class), not registered yet. Null where the name is empty, or
-/// is another class's, registered or not. `extraBytes` makes its objects larger; no object can then be
-/// switched to it. The name stays taken whether it is registered or not.
+/// Creates an unregistered subclass of `superclass` (null: a root class). Null if the name is empty or
+/// belongs to another class, registered or not. `extraBytes` enlarges its objects; existing objects cannot be
+/// switched to such a class. The name stays reserved even if the class is never registered.
 [[nodiscard]] TIDEWELL_EXPORT Class* allocateClassPair(Class* superclass, std::string_view name,
                                                        std::size_t extraBytes = 0);
-/// Lets objects be of the class, and lookups by name find it. Nothing happens where it is so already.
+/// Allows objects to have this class, and lookups by name to find it. Does nothing if already registered.
 TIDEWELL_EXPORT void registerClassPair(Class& made);
-/// The registered class of a name; null where there is none. A class of a C++ type is there once
-/// `classOf<T>()` was called.
+/// The registered class with that name; null if there is none. A C++ type's class exists once `classOf<T>()`
+/// has been called.
 [[nodiscard]] TIDEWELL_EXPORT Class* classNamed(std::string_view name);
 
-/// Adds the implementation of `from` under a selector. NO where the class itself (not one above it) has a
-/// method of that selector. Takes effect at once, in the classes below it, too. Raises where the function
-/// needs another native type than the class's objects have.
+/// Adds the implementation of `from` under a selector. Returns false if the class itself (not an ancestor)
+/// has such a method. Takes effect immediately, also in subclasses. Raises if the function needs a native
+/// type other than that of the class's objects.
 TIDEWELL_EXPORT bool addMethod(Class& to, Selector selector, const Method& from);
-/// The same, replacing what the class itself has: the method that was replaced, null where it had none.
+/// The same, but replaces the class's own method. Returns the replaced method, or null if there was none.
 TIDEWELL_EXPORT const Method* replaceMethod(Class& in, Selector selector, const Method& with);
-/// Says that the class adopts the protocol. NO where it does already.
+/// Makes the class adopt the protocol. Returns false if it does already.
 TIDEWELL_EXPORT bool addProtocol(Class& to, const Protocol& protocol);
-/// Adds a property. NO where the class itself has one of that name.
+/// Adds a property. Returns false if the class itself has one with that name.
 TIDEWELL_EXPORT bool addProperty(Class& to, Property property);
-/// Switches the class of a live object; answers the class it had. A send that has begun ends with the old
-/// class. Null object: null. Raises where the class is not registered, its objects have another size, or it
-/// stands for another native type.
+/// Changes the class of a live object and returns the previous class; null for a null object. A send in
+/// progress completes with the previous class. Raises if the new class is unregistered, has objects of
+/// another size, or represents another native type.
 TIDEWELL_EXPORT Class* setClass(Object* object, Class& to);
 
-/// The root class, NSObject, which stands for `Object`.
+/// The root class, NSObject, which represents `Object`.
 [[nodiscard]] TIDEWELL_EXPORT Class& rootClass();
 
 [[nodiscard]] inline bool isKindOf(const Object* object, const Class& kind) noexcept {

@@ -16,7 +16,7 @@
 
 namespace tidewell::runtime {
 
-/// What a class of a C++ type declares, before the class holds it.
+/// The declarations of a C++ type's class before the class is filled.
 struct ClassDescription {
   struct MethodEntry {
     Selector selector;
@@ -30,7 +30,7 @@ struct ClassDescription {
   std::vector<const Protocol*> protocols;
 };
 
-// The types of a function: the class it is a member of, what it answers, what it takes.
+// The types of a function: the class of which it is a member, its result and its arguments.
 
 template <class F>
 struct FunctionTypes;
@@ -53,20 +53,22 @@ template <class C, class R, class... A>
 struct FunctionTypes<R (C::*)(A...) noexcept> : FunctionTypes<R (C::*)(A...)> {};
 template <class C, class R, class... A>
 struct FunctionTypes<R (C::*)(A...) const noexcept> : FunctionTypes<R (C::*)(A...)> {};
-/// A lambda without captures: as the function that it is.
+/// A lambda without captures.
 template <class F>
 requires requires { &F::operator(); }
 struct FunctionTypes<F> {
   using Owner = void;
 };
 
-/// Declares the methods, properties and protocols of a C++ type, once, where the type says so in
+/// Declares the methods, properties and protocols of a C++ type. Runs once per type if the type has this
+/// function:
 ///
 ///     static void describe(ClassBuilder<Campaign>& c) {
 ///       c.property<&Campaign::title>("title").method<&Campaign::show>(kShow);
 ///     }
 ///
-/// A `Function` is a member function, or a function or lambda without captures whose first parameter is `T&`.
+/// Template arguments named `function`, `get` or `set` are member functions, or functions or captureless
+/// lambdas whose first parameter is `T&`.
 template <class T>
 class ClassBuilder {
  public:
@@ -76,7 +78,7 @@ class ClassBuilder {
     description_->protocols.push_back(&protocol);
     return *this;
   }
-  /// A method with the types of a message; the function is called with them as C++ converts.
+  /// A method with the types of a message. Arguments are converted to the function's own by the rules of C++.
   template <auto function, class R, class... P>
   ClassBuilder& method(const Message<R(P...)>& message) {
     const Function<R, P...> thunk = [](Object& self, const Method&,
@@ -86,7 +88,7 @@ class ClassBuilder {
     return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(),
                Kind::instanceMethod);
   }
-  /// A method with a member function's own types.
+  /// A method with the types of a member function.
   template <auto function>
   ClassBuilder& method(Selector selector) {
     using Types = FunctionTypes<decltype(function)>;
@@ -94,7 +96,7 @@ class ClassBuilder {
     return methodOfTypes<function, typename Types::Result>(
         selector, static_cast<typename Types::template WithArguments<ArgumentList>*>(nullptr));
   }
-  /// A method of the class itself: a function, or a lambda without captures.
+  /// A class method: a function or a captureless lambda without receiver.
   template <auto function, class R, class... P>
   ClassBuilder& classMethod(const Message<R(P...)>& message) {
     const Function<R, P...> thunk = [](Object&, const Method&,
@@ -104,7 +106,7 @@ class ClassBuilder {
     return add(message.selector(), reinterpret_cast<AnyFunction>(thunk), message.signature(),
                Kind::classMethod);
   }
-  /// A property that is a data member, or read with a member function or lambda (and then read only).
+  /// A property backed by a data member, or a read-only one with a getter (member function or lambda).
   template <auto get>
   ClassBuilder& property(std::string_view name) {
     using Read = std::remove_cvref_t<decltype(std::invoke(get, std::declval<T&>()))>;
@@ -119,7 +121,7 @@ class ClassBuilder {
     description_->properties.push_back(std::move(property));
     return *this;
   }
-  /// A property with a getter, or data member, and a setter, which tells observers itself (by `changing`).
+  /// A property with a getter (or data member) and a setter that notifies observers itself (with `changing`).
   template <auto get, auto set>
   ClassBuilder& property(std::string_view name) {
     using Read = std::remove_cvref_t<decltype(std::invoke(get, std::declval<T&>()))>;
@@ -166,7 +168,7 @@ class ClassBuilder {
 template <class T>
 struct SuperclassOf;
 
-/// Registers what `T`, or a class between it and its superclass, overrides of a protocol's virtual functions:
+/// Registers the method if `T`, or a class between it and its superclass, overrides the protocol's function:
 ///
 ///     adoptMethod<UIApplicationDelegate>(builder, kOpenURL, []<class U>() { return &U::openURL; });
 template <class Adopted, class T, class R, class... P, class Member>

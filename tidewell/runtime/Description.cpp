@@ -10,7 +10,7 @@
 namespace tidewell::runtime {
 namespace {
 
-constinit std::atomic<Reporter> reporterInForce{nullptr};
+constinit std::atomic<Reporter> currentReporter{nullptr};
 
 }  // namespace
 
@@ -28,22 +28,22 @@ std::string plainDescription(std::string_view className, const Object* object) {
 std::string description(const Object* object) {
   if (!object) return "(null)";
   Class& isa = object->isa();
-  if (isa.isMetaclass()) return isa.name();  // a class has the name of its metaclass
+  if (isa.isMetaclass()) return isa.name();  // a class has the same name as its metaclass
   const Method* const method = isa.method(kDescription.selector());
   if (method && &method->signature() == &kDescription.signature())
     return call(kDescription, *method, const_cast<Object&>(*object));
   return plainDescription(isa.name(), object);
 }
 
-void setReporter(Reporter reporter) noexcept { reporterInForce.store(reporter, std::memory_order_release); }
+void setReporter(Reporter reporter) noexcept { currentReporter.store(reporter, std::memory_order_release); }
 
 void reportObservedDeath(const Object* object, std::string_view className) noexcept {
-  const Reporter reporter = reporterInForce.load(std::memory_order_acquire);
+  const Reporter reporter = currentReporter.load(std::memory_order_acquire);
   if (!reporter) return;
   try {
     reporter("An instance " + addressText(object) + " of class " + std::string(className) +
              " was destroyed while observers were still registered with it.");
-  } catch (...) {  // no memory for the sentence
+  } catch (...) {  // out of memory for the report
   }
 }
 

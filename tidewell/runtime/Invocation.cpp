@@ -18,7 +18,7 @@ std::size_t aligned(std::size_t offset, std::size_t alignment) {
 }  // namespace
 
 Invocation::Invocation(const Signature& signature) : signature_(&signature) {
-  // The places, then the bytes of the arguments and of the result, in one piece of memory.
+  // One block of memory: the places, then the bytes of the arguments and of the result.
   const std::size_t count = signature.arguments.size() + 1;
   const auto typeAt = [&](std::size_t i) -> const TypeInfo& {
     return i + 1 < count ? *signature.arguments[i] : *signature.result;
@@ -88,7 +88,7 @@ void Invocation::invoke() {
       refuseInvocation("argument " + std::to_string(i + Signature::kFirstArgument) + " is missing");
     arguments[i] = places_[i].value;
   }
-  const Ref target = target_;  // the method may let go of the invocation's
+  const Ref target = target_;  // the method may replace this invocation's target
   const MethodCache::Answer& found = methodForSend(*target, selector_, *signature_);
   signature_->invoke(found.function, *target, *found.method, arguments, result.bytes);
   if (signature_->result->destroy) result.value = result.bytes;

@@ -10,13 +10,13 @@
 
 namespace tidewell::runtime {
 
-/// A message put together piece by piece, and sent to one object after another.
+/// A message assembled at run time, which can be sent to several targets.
 ///
-/// Made from a signature, as a protocol's method description has it. Copies its arguments and keeps objects
-/// alive: argument 2 is the method's first. One thread at a time. A wrong index or type, an argument that is
-/// missing, a target whose method has other types, and one that does not respond (nothing responds to the
-/// selector that an invocation has before it is set) raise `kInvalidArgumentException` before anything is
-/// called.
+/// Constructed from a signature such as a protocol's method description holds. Copies its arguments and keeps
+/// argument objects alive. Argument 2 is the method's first. For one thread at a time. Raises
+/// `kInvalidArgumentException`, without calling anything, for a wrong index or type, a missing argument, a
+/// target whose method has another signature, and a target that does not respond to the selector (or a
+/// selector that was never set).
 class TIDEWELL_EXPORT Invocation {
  public:
   explicit Invocation(const Signature& signature);
@@ -27,7 +27,8 @@ class TIDEWELL_EXPORT Invocation {
   void setTarget(Ref target) noexcept { target_ = std::move(target); }
   void setSelector(Selector selector) noexcept { selector_ = selector; }
 
-  /// An object as reference, pointer or `std::shared_ptr`; everything else as a value of the very type.
+  /// Objects may be passed as reference, pointer or `std::shared_ptr`; other values must have exactly the
+  /// signature's type.
   template <class T>
   void setArgument(std::size_t index, const T& argument) {
     const TypeInfo& type = typeInfo<Stored<T>>();
@@ -40,19 +41,19 @@ class TIDEWELL_EXPORT Invocation {
     }
   }
 
-  /// The same without a copy: the method gets a reference to this very value, which outlives the invocation.
-  /// For functions above all, whose copies have a state each. Not for objects.
+  /// The same without a copy: the method receives a reference to `argument`, which must outlive the
+  /// invocation. Mainly for function objects, whose copies would not share state. Not for objects.
   template <class T>
   void setArgumentReference(std::size_t index, const T& argument) {
     static_assert(std::is_same_v<Stored<T>, T>, "not for objects");
     refer(index, typeInfo<T>(), &argument);
   }
 
-  /// Sends the message to the target. nil: nothing is called, and the result is a zero of its type. What the
-  /// method raises passes.
+  /// Sends the message to the target. A null target is a no-op and gives a zero result. Propagates exceptions
+  /// of the method.
   void invoke();
 
-  /// What the last `invoke` answered. Raises where it answered nothing, or another type.
+  /// The result of the last `invoke`. Raises if there is none, or it has another type.
   template <class R>
   [[nodiscard]] R returnValue() const {
     const void* result = checkedResult(typeInfo<CanonicalResult<R>>());
@@ -61,12 +62,12 @@ class TIDEWELL_EXPORT Invocation {
   }
 
  private:
-  /// Where an argument or the result lies.
+  /// The location of an argument or of the result.
   struct Place {
-    void* bytes = nullptr;        ///< the invocation's own memory for it
-    const void* value = nullptr;  ///< null: not set; `bytes`: a value of the invocation's; else the caller's
+    void* bytes = nullptr;        ///< storage within the invocation
+    const void* value = nullptr;  ///< null if unset; `bytes` if stored there; otherwise the caller's value
   };
-  /// Enough for the delegate's messages: they need no memory of their own.
+  /// Enough for every delegate message, so that those need no allocation.
   static constexpr std::size_t kBytes = 256;
 
   void store(std::size_t index, const TypeInfo& type, const void* value);
@@ -78,9 +79,9 @@ class TIDEWELL_EXPORT Invocation {
   const Signature* signature_;
   Ref target_;
   Selector selector_;
-  Place* places_;  ///< the arguments', then the result's
+  Place* places_;  ///< for the arguments, then the result
   alignas(std::max_align_t) unsigned char inline_[kBytes];
-  std::unique_ptr<unsigned char[]> memory_;  ///< in place of `inline_` where that is too small
+  std::unique_ptr<unsigned char[]> memory_;  ///< replaces `inline_` if that is too small
 };
 
 }  // namespace tidewell::runtime

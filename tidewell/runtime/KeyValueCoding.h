@@ -15,16 +15,16 @@
 
 namespace tidewell::runtime {
 
-/// An object as a value; nil for nil. It prints as `description` says, compares as the same object (or as its
-/// method `isEqual:` answers), and keeps the object alive.
+/// Wraps an object in a value; nil for null. The value keeps the object alive, prints its `description`, and
+/// compares by identity (or with its `isEqual:` method).
 [[nodiscard]] TIDEWELL_EXPORT base::Value objectValue(Ref object);
-/// The object of a value; null where the value holds none.
+/// The object in a value; null if there is none.
 [[nodiscard]] TIDEWELL_EXPORT Ref objectOf(const base::Value& value) noexcept;
 
-/// Raises `kInvalidArgumentException` for a value that a property of the given encoding cannot take.
+/// Raises `kInvalidArgumentException` for a value that a property with that encoding cannot hold.
 [[noreturn]] TIDEWELL_EXPORT void raiseUnfitValue(const base::Value& value, std::string_view encoding);
 
-/// From a property's value to `Value`.
+/// Converts a property's value to a `Value`.
 template <class T>
 [[nodiscard]] base::Value toValue(const T& value) {
   if constexpr (std::is_enum_v<T>) {
@@ -42,8 +42,8 @@ template <class T>
   return value ? toValue(*value) : base::Value();
 }
 
-/// What a property of type `T` is given: the value where it is of the property's kind (numbers in the
-/// property's range), else this raises.
+/// Converts a value to a property's type. Raises if the value is of another kind or, for numbers, out of
+/// range.
 template <class T>
 [[nodiscard]] T fromValue(const base::Value& value);
 
@@ -94,14 +94,15 @@ T fromValue(const base::Value& value) {
   raiseUnfitValue(value, TypeText<CanonicalResult<T>>::encoding());
 }
 
-/// `valueForKey:`: the value of the property of that name, of the object's class or one above it. Raises
-/// `kUnknownKeyException` where there is none; what a getter raises passes. nil for a nil object.
+/// `valueForKey:`: the property's value; nil for a null object. Raises `kUnknownKeyException` if neither the
+/// class nor an ancestor has such a property; propagates exceptions of the getter.
 [[nodiscard]] TIDEWELL_EXPORT base::Value valueForKey(Object* object, std::string_view key);
-/// `setValue:forKey:`: observers are told. Raises `kUnknownKeyException` where there is no such property, or
-/// it cannot be written; `kInvalidArgumentException` where the value does not fit. Nothing for a nil object.
+/// `setValue:forKey:`: notifies observers; does nothing for a null object. Raises `kUnknownKeyException` if
+/// there is no such property or it is read-only, and `kInvalidArgumentException` for a value of the wrong
+/// kind.
 TIDEWELL_EXPORT void setValueForKey(Object* object, std::string_view key, const base::Value& value);
-/// `valueForKeyPath:`: from object to object as far as the path's values are objects, then as
-/// `base::valueForKeyPath`.
+/// `valueForKeyPath:`: follows the path through objects, then continues as `base::valueForKeyPath` from the
+/// first value that is not an object.
 [[nodiscard]] TIDEWELL_EXPORT base::Value valueForKeyPath(Object* object, std::string_view keyPath);
 
 }  // namespace tidewell::runtime

@@ -16,12 +16,12 @@
 
 namespace tidewell::runtime {
 
-/// A base that names a class and its superclass to the object model:
+/// A base class that registers a class and its superclass with the object model:
 ///
 ///     class AppDelegate : public Subclass<AppDelegate, UIApplicationDelegate> { … };
 ///
-/// A class that derives from another in the plain way is known, too; its superclass is then the nearest one
-/// above it that was named so, or that has a `describe`.
+/// A class that derives without `Subclass` is known, too; its superclass is then the nearest base that uses
+/// `Subclass` or has a `describe`.
 template <class T, class Base = Object>
 class Subclass : public Base {
  public:
@@ -35,7 +35,7 @@ struct DescribedBy;
 template <class T>
 struct DescribedBy<void (*)(ClassBuilder<T>&)> : std::type_identity<T> {};
 
-/// The class above `T` in the object model: what `Subclass` names, else the nearest named or described one.
+/// The superclass of `T` in the object model: the one given to `Subclass`, otherwise as described there.
 template <class T>
 struct SuperclassOf {
   static constexpr auto find() {
@@ -57,8 +57,8 @@ struct SuperclassOf {
 template <>
 struct SuperclassOf<Object> : std::type_identity<Object> {};
 
-/// An object that stands for one of a class that cannot derive from `Object`. The class says what it can do
-/// in `describe(ClassBuilder<Boxed<Game>>&)`, a static member or a free function beside it.
+/// Wraps an object of a class that cannot derive from `Object`. That class is described by
+/// `describe(ClassBuilder<Boxed<Game>>&)`, a static member or a free function in its namespace.
 template <class T>
 class Boxed : public Object {
  public:
@@ -69,7 +69,7 @@ class Boxed : public Object {
   std::shared_ptr<T> target_;
 };
 
-/// The final type that an object made with `make<T>` has: `T`, and nothing more in size.
+/// The final type of an object created with `make<T>`. Adds nothing to the size of `T`.
 template <class T>
 class Made final : public T {
  public:
@@ -81,22 +81,22 @@ class Made final : public T {
   void isMadeByRuntimeMake() const override {}
 };
 
-/// What a C++ type tells the registry about itself.
+/// What the registry needs to know about a C++ type.
 struct NativeType {
   std::string_view qualifiedName;
   std::string_view name;
-  bool isNameGiven;  ///< by the author: another class of that name is an error
+  bool isNameGiven;  ///< given by the author: must not be another class's name
   std::size_t size;
   Class& (*superclass)();
   void (*describe)(ClassDescription& description);
-  /// One a type and module: tells apart types whose name does not (those of an unnamed namespace).
+  /// One per type and module. Distinguishes types that have the same name (in unnamed namespaces).
   std::atomic<Class*>* classOfType;
 };
 
-/// The class of a type, declared by the first call of any module. Keeps the module of `type` loaded.
+/// The class of a type. The first call from any module declares it. Keeps the module of `type` loaded.
 [[nodiscard]] TIDEWELL_EXPORT Class& declareClass(const NativeType& type);
 
-/// The last part of a qualified name.
+/// The last component of a qualified name.
 [[nodiscard]] constexpr std::string_view unqualifiedName(std::string_view name) {
   int depth = 0;
   for (std::size_t i = name.size(); i > 0; --i) {
@@ -108,8 +108,7 @@ struct NativeType {
   return name;
 }
 
-/// The name of a type's class: `T::kClassName` where the type has that, else the type's own without
-/// namespaces.
+/// The name of a type's class: `T::kClassName` if present, otherwise the type's own name without namespaces.
 template <class T>
 struct NativeName {
   static constexpr bool isGiven = requires { T::kClassName; };
@@ -137,16 +136,16 @@ void describeNatively(ClassBuilder<Boxed<T>>& builder) {
   if constexpr (requires { T::describe(builder); }) {
     T::describe(builder);
   } else {
-    describe(builder);  // found beside T
+    describe(builder);  // found by argument-dependent lookup
   }
 }
 
-/// Makes a new object of a class: all that its constructor takes. What the constructor raises passes.
+/// Creates an object. Takes the arguments of a constructor of `T` and propagates its exceptions.
 template <ObjectType T, class... A>
 [[nodiscard]] std::shared_ptr<T> make(A&&... arguments);
 
-/// The class that stands for a C++ type, declared on first use. A class that `T` names with `Subclass` above
-/// it is declared, too. Any thread. Raises where `T::kClassName` is another class's name.
+/// The class of a C++ type, declared on first use together with its superclasses. Any thread. Raises if
+/// `T::kClassName` is another class's name.
 template <class T>
 [[nodiscard]] Class& classOf() {
   static_assert(ObjectType<T>, "a class that does not derive from Object is boxed: classOf<Boxed<T>>()");
@@ -180,16 +179,17 @@ std::shared_ptr<T> make(A&&... arguments) {
   return object;
 }
 
-/// A handle for an object of a class that does not derive from `Object`.
+/// Wraps an object of a class that does not derive from `Object`.
 template <class T>
 [[nodiscard]] std::shared_ptr<Boxed<T>> box(std::shared_ptr<T> target) {
   return make<Boxed<T>>(std::move(target));
 }
 
-// Methods made of a lambda with captures, for classes made at run time. The lambda stays for ever.
+// Methods implemented by a lambda with captures, for classes created at run time. The lambda is never
+// destroyed.
 
-/// Adds a method whose function is called with the receiver and the arguments. NO, and nothing changes, where
-/// the class itself has a method of that selector.
+/// Adds a method implemented by `function`, which takes the receiver and the arguments. Returns false and
+/// changes nothing if the class itself has a method with that selector.
 template <class R, class... P, class F>
 requires std::is_invocable_r_v<R, const F&, Object&, P...>
 bool addMethod(Class& to, const Message<R(P...)>& message, F function) {

@@ -18,11 +18,11 @@ namespace tidewell::runtime {
 template <class Type>
 class Message;
 
-/// A selector with the types of its method, so that sends and methods are checked by the compiler:
+/// A selector together with its method's types, so that the compiler checks sends and methods:
 ///
 ///     inline constinit const Message<bool(UIApplication&, const Url&)> kOpen{"application:open:"};
 ///
-/// A constant that costs nothing before `main`; the selector is interned at first use. Any thread.
+/// Needs no initialisation before `main`; interns the selector on first use. Any thread.
 template <class R, class... P>
 class Message<R(P...)> {
   static_assert((Parameter<P> && ...),
@@ -39,7 +39,7 @@ class Message<R(P...)> {
     if (!selector_.load(std::memory_order_acquire)) intern();
     return signatureOnceInterned();
   }
-  /// The same for a caller that has asked for the selector.
+  /// The same, without a check, for callers that have called `selector` before.
   [[nodiscard]] const Signature& signatureOnceInterned() const noexcept {
     return *signature_.load(std::memory_order_relaxed);
   }
@@ -62,13 +62,13 @@ class Message<R(P...)> {
 /// Raises `kInvalidArgumentException` with the texts of both signatures.
 [[noreturn]] TIDEWELL_EXPORT void raiseSignatureMismatch(Selector selector, const Signature& wanted,
                                                          const Signature& found);
-/// Raises `kInvalidArgumentException` for an argument that is nil, or of another class than `wanted`.
+/// Raises `kInvalidArgumentException` for an argument that is null or not a `wanted`.
 [[noreturn]] TIDEWELL_EXPORT void raiseWrongObject(const Object* object, const Class& wanted);
 
 template <class T>
 [[nodiscard]] Class& classOf();
 
-/// The object as a `T`. Raises where it is nil, or no `T`.
+/// Casts to `T`. Raises if the object is null or not a `T`.
 template <ObjectType T>
 [[nodiscard]] T& checkedObject(Object* object) {
   if constexpr (std::is_same_v<std::remove_cv_t<T>, Object>) {
@@ -84,12 +84,12 @@ template <ObjectType T>
 template <>
 TIDEWELL_EXPORT Class& checkedObject<Class>(Object* object);
 
-/// The owning reference of an object that somebody owns; null for nil and for one that is being destroyed.
+/// An owning reference; null for a null object and for one that is being destroyed.
 [[nodiscard]] inline Ref refOf(Object* object) noexcept {
   return object ? object->weak_from_this().lock() : nullptr;
 }
 
-/// From the form in which an argument travels to the parameter that the method declares.
+/// Converts an argument from its canonical type to the method's parameter type.
 template <Parameter P>
 [[nodiscard]] decltype(auto) fromCanonical(Canonical<P> argument) {
   using T = std::remove_reference_t<P>;
@@ -105,7 +105,7 @@ template <Parameter P>
   }
 }
 
-/// From an argument as declared to the form in which it travels.
+/// Converts an argument to its canonical type.
 template <Parameter P>
 [[nodiscard]] Canonical<P> toCanonical(const std::remove_reference_t<P>& argument) {
   using T = std::remove_reference_t<P>;
@@ -124,7 +124,7 @@ template <Parameter P>
   }
 }
 
-/// From the form in which a result travels to the declared one.
+/// Converts a result from its canonical type.
 template <class R>
 [[nodiscard]] R fromCanonicalResult(CanonicalResult<R>&& result) {
   if constexpr (std::is_same_v<CanonicalResult<R>, Ref>) {
@@ -136,7 +136,7 @@ template <class R>
   }
 }
 
-/// The method that answers a send: raises where there is none, or one of another signature.
+/// The receiver's method for a selector. Raises if there is none, or it has another signature.
 [[nodiscard]] inline const MethodCache::Answer& methodForSend(const Object& receiver, Selector selector,
                                                               const Signature& signature) {
   const MethodCache::Answer& answer = receiver.isa().lookUp(selector);
@@ -147,7 +147,7 @@ template <class R>
   return answer;
 }
 
-/// Calls a function with arguments as declared. The caller has compared the signatures.
+/// Calls a function of the given types. The caller has checked the signature.
 template <class R, class... P>
 R callFunction(AnyFunction function, const Method& method, Object& self,
                std::type_identity_t<P>... arguments) {
@@ -159,8 +159,8 @@ R callFunction(AnyFunction function, const Method& method, Object& self,
   }
 }
 
-/// Calls a method that was looked up before, as one calls an implementation pointer. Raises where the
-/// message's types are not the method's.
+/// Calls a method that was looked up before, like an implementation pointer. Raises if its signature is not
+/// the message's.
 template <class R, class... P>
 R call(const Message<R(P...)>& as, const Method& method, Object& self, std::type_identity_t<P>... arguments) {
   if (&method.signature() != &as.signature()) [[unlikely]]
@@ -175,15 +175,15 @@ template <ObjectType T>
 [[nodiscard]] Object* receiverOf(const std::shared_ptr<T>& receiver) noexcept {
   return receiver.get();
 }
-/// What a message can be sent to: an object, a pointer to one, a `std::shared_ptr` to one.
+/// A possible receiver: an object, a pointer to one, or a `std::shared_ptr` to one.
 template <class T>
 concept Receiver = requires(T& receiver) {
   receiverOf(receiver);
 };
 
-/// Sends a message. nil answers `R()` and calls nothing. Raises where the receiver does not respond, its
-/// method has other types, or an object among the arguments is not of the class that the method wants; what
-/// the method raises passes. The caller keeps the receiver alive.
+/// Sends a message. A null receiver gives `R()`. Raises if the receiver does not respond, its method has
+/// another signature, or an object argument is not of the class that the method expects; propagates
+/// exceptions of the method. The caller must keep the receiver alive.
 template <Receiver To, class R, class... P>
 R send(To&& to, const Message<R(P...)>& message, std::type_identity_t<P>... arguments) {
   Object* const receiver = receiverOf(to);
@@ -194,8 +194,8 @@ R send(To&& to, const Message<R(P...)>& message, std::type_identity_t<P>... argu
                                static_cast<std::type_identity_t<P>>(arguments)...);
 }
 
-/// Sends a selector with the types that the arguments happen to have: an `int` does not fit a method that
-/// takes 64 bits, which raises. Raises for no selector, to which nothing responds. Prefer a `Message`.
+/// Sends a selector with exactly the argument types given: an `int` does not match a 64-bit parameter and
+/// raises. Raises for an empty selector. Prefer a `Message`.
 template <class R, Receiver To, class... A>
 R send(To&& to, Selector selector, const A&... arguments) {
   Object* const receiver = receiverOf(to);

@@ -11,27 +11,27 @@ namespace tidewell::runtime {
 
 class Class;
 
-/// An implementation under a selector: what a class holds and what a lookup answers. Immutable and never
-/// freed.
+/// An implementation registered under a selector, as held by classes and returned by lookups. Immutable and
+/// never freed.
 class TIDEWELL_EXPORT Method {
  public:
-  /// \param needs the class of objects that the function takes as its receiver; null for any object.
-  /// \param state what the function finds in `state()`; stays for ever.
+  /// \param needs the class that the function requires of its receiver; null for any object.
+  /// \param state available to the function through `state()`; must live forever.
   Method(Selector under, AnyFunction implementation, const Signature& types, const Class* needs,
          const void* state = nullptr) noexcept
       : selector_(under), function_(implementation), signature_(&types), needs_(needs), state_(state) {}
 
-  /// The selector under which the method was added, which need not be the one it was copied from.
+  /// The selector under which the method was added; it may differ from that of the method it was copied from.
   [[nodiscard]] Selector selector() const noexcept { return selector_; }
   [[nodiscard]] const Signature& signature() const noexcept { return *signature_; }
   [[nodiscard]] const std::string& typeEncoding() const noexcept { return signature_->encoding; }
   [[nodiscard]] AnyFunction function() const noexcept { return function_; }
-  /// The class whose native type the receiver must have; null where any object will do.
+  /// The class whose native type the receiver must have; null for any object.
   [[nodiscard]] const Class* neededClass() const noexcept { return needs_; }
-  /// What a function with captures reads them from.
+  /// The captured state of a lambda; null for other functions.
   [[nodiscard]] const void* state() const noexcept { return state_; }
 
-  /// The function with its type on. The caller has compared the signature.
+  /// Calls the function with the given types. The caller has checked the signature.
   template <class R, class... P>
   CanonicalResult<R> callUnchecked(Object& self, Canonical<P>... arguments) const {
     return reinterpret_cast<Function<R, P...>>(function_)(self, *this, arguments...);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kFirstSize = 8;
 
-/// Marks a place whose answer was forgotten. No selector has this record.
+/// Marks the slot of a dropped answer. No selector has this record.
 const SelectorRecord kForgotten;
 
 }  // namespace
@@ -23,7 +23,7 @@ MethodCache::Table* MethodCache::makeTable(std::size_t size, Table* replaced) {
 }
 
 MethodCache::Table& MethodCache::emptyTable() {
-  static Table& table = *makeTable(1, nullptr);  // made with the registry, when the library is loaded
+  static Table& table = *makeTable(1, nullptr);  // created with the registry, while the library is loaded
   return table;
 }
 
@@ -33,7 +33,7 @@ MethodCache::~MethodCache() {
   Table* table = table_.load(std::memory_order_acquire);
   while (table != &emptyTable()) {
     Table* const replaced = table->replaced;
-    ::operator delete(table);  // slots and table have nothing to destroy
+    ::operator delete(table);  // slots and table have trivial destructors
     table = replaced;
   }
 }
@@ -64,9 +64,9 @@ const MethodCache::Answer& MethodCache::insert(Selector selector, const Method* 
   if (!first.selector.load(std::memory_order_relaxed)) return put(first, selector, method);
 
   Table* table = table_.load(std::memory_order_relaxed);
-  // A quarter stays free, so that a walk for a selector that is not there ends soon.
+  // At least a quarter stays free, so that a failing search ends quickly.
   if (4 * (table->used + 1) > 3 * (table->mask + 1)) {
-    // What it knew is asked for again: simpler than copying, and a class answers few selectors.
+    // The new table starts empty: simpler than copying, and a class receives few different selectors.
     const std::size_t size = table->mask + 1;
     const auto known = std::count_if(table->slots(), table->slots() + size, [](const Slot& slot) {
       const SelectorRecord* const key = slot.selector.load(std::memory_order_relaxed);

@@ -10,26 +10,26 @@
 
 namespace tidewell::runtime {
 
-/// What lookups on one class answered: selector to method, null for a selector that it does not respond to.
+/// Caches a class's lookups: selector to method, or null for a selector to which it does not respond.
 ///
-/// The first answers lie in the class itself, at a place that depends on the selector alone, so that a send
-/// waits for no more memory than a virtual call. What finds its place taken goes to a table: open addressing
-/// with linear probing.
+/// The first answers are stored inline, at an index that depends only on the selector, so that a send needs
+/// no more memory accesses than a virtual call. Collisions go to a hash table with open addressing and linear
+/// probing.
 ///
-/// Any thread reads without a lock; writers hold the registry's lock. Nothing that a reader may be looking at
-/// is written again: a place whose answer was forgotten stays empty, and tables that were replaced are kept.
-/// Their number is bounded by the changes of the class, not by the sends.
+/// Reads are lock-free on any thread; writers hold the registry's lock. Memory that a reader may be using is
+/// never reused: the slot of a dropped answer stays empty, and replaced tables are kept. Their number is
+/// bounded by the number of changes to the class, not by the number of sends.
 class TIDEWELL_EXPORT MethodCache {
  public:
-  /// A method, and what a call needs of it: read here, a call waits for one memory access less. Null
-  /// throughout for a selector without method. Stays for ever, as the tables do.
+  /// A method, with copies of the members that a call needs, which saves one memory access. All null for a
+  /// selector without a method. Lives as long as the cache.
   struct Answer {
     const Method* method = nullptr;
     AnyFunction function = nullptr;
     const Signature* signature = nullptr;
   };
 
-  /// The answer for no selector.
+  /// The answer for an empty selector.
   static const Answer kNoMethod;
 
   MethodCache();
@@ -37,7 +37,7 @@ class TIDEWELL_EXPORT MethodCache {
   MethodCache(const MethodCache&) = delete;
   MethodCache& operator=(const MethodCache&) = delete;
 
-  /// Null for a selector that was not asked for yet. The selector names a method, here and in `insert`.
+  /// Null if the selector is not cached. The selector must not be empty, here and in `insert`.
   [[nodiscard]] const Answer* find(Selector selector) const noexcept {
     const Slot& first = first_[selector.hash() % first_.size()];
     if (first.selector.load(std::memory_order_acquire) == selector.record()) [[likely]]
@@ -50,22 +50,22 @@ class TIDEWELL_EXPORT MethodCache {
       if (!key) return nullptr;
     }
   }
-  /// For a selector that is not in it.
+  /// The selector must not be cached yet.
   const Answer& insert(Selector selector, const Method* method);
-  /// Forgets every answer. Needs no memory: a class that was changed never keeps an old answer.
+  /// Drops all answers. Allocates nothing, so that a class that has changed never keeps a stale answer.
   void clear() noexcept;
 
  private:
-  /// Written once: what it holds first, then its selector, with which readers find it.
+  /// Written once: the answer first, then the selector, by which readers find it.
   struct Slot {
     std::atomic<const SelectorRecord*> selector{nullptr};
     Answer answer;
   };
-  /// Its slots follow it in memory.
+  /// Followed in memory by its slots.
   struct Table {
     std::size_t mask;
     std::size_t used;
-    Table* replaced;  ///< the one that was in force before
+    Table* replaced;  ///< the previous table
 
     [[nodiscard]] Slot* slots() noexcept { return reinterpret_cast<Slot*>(this + 1); }
     [[nodiscard]] const Slot* slots() const noexcept { return reinterpret_cast<const Slot*>(this + 1); }

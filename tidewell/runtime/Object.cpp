@@ -32,14 +32,14 @@ SideRecord::SideRecord()
 Class& Object::rootClass() noexcept { return runtime::rootClass(); }
 
 Object::~Object() {
-  // Not `isa()`: a class that could not be made is destroyed while the registry is.
+  // Not `isa()`: a class whose creation failed is destroyed while the registry is under construction.
   const Class* const was = isa_.load(std::memory_order_acquire);
-  // A late message then finds no method rather than an object that is gone.
+  // A message sent too late then finds no method instead of a destroyed object.
   isa_.store(nullptr, std::memory_order_release);
   const std::unique_ptr<SideRecord> side(side_.exchange(nullptr, std::memory_order_acq_rel));
   if (!side) return;
   for (const auto& entry : side->observers) {
-    if (entry->function) continue;  // ends with the object
+    if (entry->function) continue;  // ends with the object without a report
     reportObservedDeath(this, was ? std::string_view(was->name()) : "NSObject");
     break;
   }

@@ -11,33 +11,32 @@ class Class;
 class Object;
 struct SideRecord;
 
-/// A reference that keeps its object alive; null is nil.
+/// A strong reference; null is nil.
 using Ref = std::shared_ptr<Object>;
-/// A reference that does not: `lock` gives the object whole, or nil as soon as its last owner let go. Safe
-/// while the object dies on another thread; one `WeakRef` itself is written by one thread at a time.
+/// A weak reference. `lock` returns the complete object, or null once its last owner has released it, even
+/// while the object is being destroyed on another thread. Writing to one `WeakRef` needs exclusive access.
 using WeakRef = std::weak_ptr<Object>;
 
-/// The root of the classes that the object model knows.
+/// The root class of the object model.
 ///
-/// Objects are made with `make<T>(…)`, never on the stack or with `std::make_shared` (which does not
-/// compile), and live as long as somebody owns a `std::shared_ptr` to them. An object knows its class, which
-/// may be switched while it stays the same object. Two words beside the pointer to its virtual functions and
-/// the two of `shared_from_this`; associations and observers lie in a record of their own, made at first
-/// need.
+/// Objects are created with `make<T>(…)`, never on the stack or with `std::make_shared` (neither compiles),
+/// and live as long as a `std::shared_ptr` owns them. An object knows its class, which can be changed during
+/// its lifetime. It takes two words in addition to its virtual table pointer and `shared_from_this`;
+/// associations and observers are stored separately, allocated on demand.
 ///
-/// While its constructor runs, and again once its own destructors are through, an object is of the root class
-/// and responds to nothing.
+/// During its constructor, and after the destructors of its own class, an object belongs to the root class
+/// and responds to no message.
 class TIDEWELL_EXPORT Object : public std::enable_shared_from_this<Object> {
  public:
-  /// The nearest class that names itself to `Subclass`.
+  /// The nearest class that uses `Subclass`.
   using Self = Object;
 
   Object(const Object&) = delete;
   Object& operator=(const Object&) = delete;
-  /// Drops associations and observations; reports observers that were left.
+  /// Removes associations and observations, and reports observers that are still registered.
   virtual ~Object();
 
-  /// The class of the object now. Any thread.
+  /// The current class of the object. Any thread.
   [[nodiscard]] Class& isa() const noexcept {
     Class* const isa = isa_.load(std::memory_order_acquire);
     return isa ? *isa : rootClass();
@@ -48,7 +47,7 @@ class TIDEWELL_EXPORT Object : public std::enable_shared_from_this<Object> {
 
  private:
   friend struct ObjectAccess;
-  /// Only `make` defines it: an object that is made in another way would not know its class.
+  /// Defined by `make` only: an object created in any other way would not know its class.
   virtual void isMadeByRuntimeMake() const = 0;
   static Class& rootClass() noexcept;
 
@@ -56,7 +55,7 @@ class TIDEWELL_EXPORT Object : public std::enable_shared_from_this<Object> {
   std::atomic<SideRecord*> side_{nullptr};
 };
 
-/// The members of `Object` that the object model itself writes.
+/// Access to the private members of `Object` for the object model itself.
 struct ObjectAccess {
   static std::atomic<Class*>& isa(Object& object) noexcept { return object.isa_; }
   static std::atomic<SideRecord*>& side(const Object& object) noexcept {

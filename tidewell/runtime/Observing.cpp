@@ -14,10 +14,10 @@ namespace {
 
 using Entries = std::vector<std::shared_ptr<ObservationEntry>>;
 
-/// A value as it stands in a change.
+/// A value as stored in a change.
 base::Value present(base::Value value) { return value.isNil() ? base::Value::null() : value; }
 
-/// Tells one observer, unless it was removed or died.
+/// Notifies one observer unless it was removed or destroyed.
 void notify(const ObservationEntry& entry, Object& object, const base::Dictionary& change) {
   if (entry.isRemoved.load(std::memory_order_acquire)) return;
   if (entry.function) {
@@ -39,10 +39,10 @@ void add(Object* object, std::string_view key, const std::shared_ptr<Observation
   side.observers.push_back(entry);
 }
 
-/// Takes the last entry that fits away; NO where none does.
+/// Removes the last matching entry; false if there is none.
 template <class Fits>
 bool remove(SideRecord& side, Fits fits) {
-  std::shared_ptr<ObservationEntry> removed;  // destroyed behind the lock
+  std::shared_ptr<ObservationEntry> removed;  // destroyed after unlocking
   const base::MutexLock lock(side.mutex);
   const auto last = std::find_if(side.observers.rbegin(), side.observers.rend(), fits);
   if (last == side.observers.rend()) return false;
@@ -115,7 +115,7 @@ Observation& Observation::operator=(Observation&& other) noexcept {
 struct Change::State {
   Object* object;
   const Property* property;
-  Entries entries;  ///< those that were there when the change began
+  Entries entries;  ///< registered when the change began
   base::Value old;
 };
 

@@ -7,14 +7,14 @@
 
 namespace tidewell::runtime {
 
-/// A property that a class declares: its name, and how it is read and written by key-value coding. The
-/// functions raise where the value does not fit, and pass on what the accessor raises.
+/// A declared property: its name, and its accessors for key-value coding. `set` raises for a value of the
+/// wrong kind; both propagate exceptions of the accessor.
 struct Property {
   std::string name;
   std::string encoding;  ///< of the property's type: "q", "@"
   base::Value (*get)(Object& object) = nullptr;
-  void (*set)(Object& object, const base::Value& value) = nullptr;  ///< null: read only
-  bool announcesItself = false;  ///< the setter tells observers (by `changing`)
+  void (*set)(Object& object, const base::Value& value) = nullptr;  ///< null if read-only
+  bool announcesItself = false;  ///< the setter notifies observers itself (with `changing`)
 };
 
 }  // namespace tidewell::runtime

@@ -13,17 +13,17 @@ namespace tidewell::runtime {
 template <class Type>
 class Message;
 
-/// A method that a protocol names.
+/// A method declared by a protocol.
 struct MethodDescription {
   Selector selector;
   const Signature* signature = nullptr;
   bool isRequired = false;
 };
 
-/// A named list of methods that a class says it has (required ones) or may have (optional ones).
+/// A named list of methods that an adopting class must (required) or may (optional) implement.
 ///
-/// Filled once, where it is made (a function-local static that is never destroyed); any thread reads.
-/// Identity is the object: two protocols of one name are two.
+/// Filled where it is created, a function-local static that is never destroyed; any thread may read it.
+/// Compared by address: two protocols with the same name are different.
 class TIDEWELL_EXPORT Protocol {
  public:
   explicit Protocol(std::string_view name) : name_(name) {}
@@ -36,12 +36,12 @@ class TIDEWELL_EXPORT Protocol {
   Protocol& optional(const Message<R(P...)>& message) {
     return add(message.selector(), message.signature(), false);
   }
-  /// Raises for no selector.
+  /// Raises for an empty selector.
   Protocol& add(Selector selector, const Signature& signature, bool isRequired);
 
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
   [[nodiscard]] const std::vector<MethodDescription>& methods() const noexcept { return methods_; }
-  /// The description of an instance method; null where the protocol has none of that kind.
+  /// The description of an instance method; null if the protocol has none of that kind.
   [[nodiscard]] const MethodDescription* methodDescription(Selector selector, bool isRequired) const noexcept;
 
  private:

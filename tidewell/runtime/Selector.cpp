@@ -13,7 +13,7 @@ namespace {
 
 struct SelectorTable {
   base::StateMutex mutex;
-  /// Keys lie in the records.
+  /// The keys are views of the records' names.
   std::unordered_map<std::string_view, std::unique_ptr<const SelectorRecord>> records
       TIDEWELL_GUARDED_BY(mutex);
 };
@@ -32,7 +32,7 @@ Selector Selector::named(std::string_view name) {
   const base::MutexLock lock(known.mutex);
   const auto found = known.records.find(name);
   if (found != known.records.end()) return Selector(found->second.get());
-  // Method caches take the low bits; consecutive numbers spread better there than any hash of the text.
+  // Method caches use the low bits; consecutive numbers spread better than any hash of the name.
   auto record = std::make_unique<SelectorRecord>(SelectorRecord{std::string(name), known.records.size()});
   const SelectorRecord* const made = record.get();
   known.records.emplace(made->name, std::move(record));

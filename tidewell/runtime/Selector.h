@@ -8,26 +8,25 @@
 
 namespace tidewell::runtime {
 
-/// What all selectors of one name share; made once a name and never freed.
+/// Shared by all selectors with the same name; created once per name and never freed.
 struct SelectorRecord {
   std::string name;
   std::size_t hash = 0;
 };
 
-/// The name of a method, interned: two selectors are equal exactly when their names are. A word to copy and
-/// to compare; any thread.
+/// An interned method name: two selectors are equal if and only if their names are. Copied and compared as
+/// one pointer; any thread.
 ///
-/// A name that was interned stays for the life of the process, so selectors are not to be made from texts
-/// that come from outside.
+/// Interned names live until the process ends, so do not create selectors from untrusted text.
 class TIDEWELL_EXPORT Selector {
  public:
-  /// No selector: nothing responds to it.
+  /// The empty selector, to which no object responds.
   constexpr Selector() noexcept = default;
   constexpr explicit Selector(const SelectorRecord* record) noexcept : record_(record) {}
-  /// The selector of a name, made on first use.
+  /// The selector with that name, interned on first use.
   [[nodiscard]] static Selector named(std::string_view name);
 
-  /// With its colons; "" for no selector.
+  /// Includes the colons; "" for the empty selector.
   [[nodiscard]] std::string_view name() const noexcept {
     return record_ ? record_->name : std::string_view();
   }

@@ -13,7 +13,7 @@
 namespace tidewell::runtime {
 namespace {
 
-/// The types and signatures of the process, by what tells them apart. Never destroyed.
+/// All interned types and signatures, by key. Never destroyed.
 struct TypeTable {
   base::StateMutex mutex;
   std::unordered_map<std::string, std::unique_ptr<const TypeInfo>> types TIDEWELL_GUARDED_BY(mutex);
@@ -27,8 +27,8 @@ TypeTable& typeTable() {
 
 const base::MadeWhenLoaded typeTableMade(typeTable);
 
-/// The entry of a key, made where there is none. The module that `function` lies in is kept loaded first,
-/// with no lock held: the loader's lock may belong to a thread that waits for this table.
+/// The entry for a key, created if it does not exist. Keeps the module that contains `function` loaded; does
+/// that first, with no lock held, because a thread that holds the loader's lock may wait for this table.
 template <class Entry>
 const Entry& interned(std::unordered_map<std::string, std::unique_ptr<const Entry>> TypeTable::*entries,
                       std::string key, Entry recipe, AnyFunction function) {
@@ -40,7 +40,8 @@ const Entry& interned(std::unordered_map<std::string, std::unique_ptr<const Entr
   }
   if (function) base::keepLoaded(reinterpret_cast<const void*>(function));
   const base::MutexLock lock(known.mutex);
-  // The entry is made first: a key without one would be found.
+  // The entry is created before the key is inserted: an allocation failure must not leave a key without an
+  // entry.
   auto made = std::make_unique<const Entry>(std::move(recipe));
   return *(known.*entries).try_emplace(std::move(key), std::move(made)).first->second;
 }
@@ -48,7 +49,7 @@ const Entry& interned(std::unordered_map<std::string, std::unique_ptr<const Entr
 }  // namespace
 
 const TypeInfo& internType(TypeInfo recipe) {
-  // Two modules may have different types of one name; that they differ in size is all that can be seen.
+  // Different modules may define different types with the same name; only a difference in size is detectable.
   std::string key = recipe.text + "/" + std::to_string(recipe.size);
   const auto function = reinterpret_cast<AnyFunction>(recipe.copy);
   return interned(&TypeTable::types, std::move(key), std::move(recipe), function);

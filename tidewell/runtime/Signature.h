@@ -14,38 +14,37 @@ namespace tidewell::runtime {
 class Method;
 class Object;
 
-/// A method's function with its type taken off. Called through `Signature::invoke` or by `Method::call`,
-/// which put it on again.
+/// A type-erased method implementation. `Signature::invoke` and `Method::callUnchecked` restore its type.
 using AnyFunction = void (*)();
 
-/// The types of a method's result and arguments. One a combination of types, interned, never freed: two
-/// signatures agree exactly when they are the same object, across modules, too.
+/// The types of a method's result and arguments. One per combination of types, interned and never freed: two
+/// signatures are equal if and only if they are the same object, across modules, too.
 ///
-/// Arguments are counted as the platform counts them: 0 is the receiver, 1 the selector, so that a method's
-/// own first argument is number 2.
+/// Arguments are numbered as on the platform: 0 is the receiver and 1 the selector, so the method's own first
+/// argument is number 2.
 struct Signature {
   static constexpr std::size_t kFirstArgument = 2;
 
-  std::string text;      ///< of the types' texts: "B@:@{Url}{Dictionary}"
-  std::string encoding;  ///< the platform's: "B@:@@@"
+  std::string text;      ///< concatenated texts of the types: "B@:@{Url}{Dictionary}"
+  std::string encoding;  ///< the platform's encoding: "B@:@@@"
   const TypeInfo* result = nullptr;
-  std::vector<const TypeInfo*> arguments;  ///< from argument 2 on
-  /// Calls `function` with arguments read from `arguments` (an object's from a `Ref`) and leaves what it
-  /// answers at `result`, which is raw memory.
+  std::vector<const TypeInfo*> arguments;  ///< starting with argument 2
+  /// Calls `function` with the values to which `arguments` point (objects as `Ref`) and constructs its result
+  /// in the raw memory at `result`.
   void (*invoke)(AnyFunction function, Object& self, const Method& method, const void* const* arguments,
                  void* result) = nullptr;
 };
 
-/// The one signature of these types; made from `recipe`, whose texts are put together here, where there is
-/// none yet. Keeps the module that holds `recipe.invoke` loaded from then on.
+/// The interned signature with the types of `recipe`, created if it does not exist. Fills in the texts. Keeps
+/// the module that contains `recipe.invoke` loaded.
 [[nodiscard]] TIDEWELL_EXPORT const Signature& internSignature(Signature recipe);
 
-/// How a method's function looks: the receiver, the method (which stands where the platform has `_cmd`, and
-/// carries the selector under which it was added), then the arguments in canonical form.
+/// The type of a method's function: receiver, method (in place of the platform's `_cmd`; it holds the
+/// selector under which it was added), and the arguments in canonical form.
 template <class R, class... P>
 using Function = CanonicalResult<R> (*)(Object& self, const Method& method, Canonical<P>... arguments);
 
-/// Makes an argument of a canonical value in memory.
+/// Reads an argument from memory that holds a canonical value.
 template <class P>
 [[nodiscard]] Canonical<P> readArgument(const void* value) {
   if constexpr (std::is_same_v<Stored<P>, Object*>) {

@@ -20,14 +20,14 @@
 
 namespace tidewell::runtime {
 
-// How arguments and results travel. Each C++ type has one form in which it does, its canonical type, so that
-// callers and methods which were compiled apart agree: every object as `Object*` (as `Ref` in a result), an
-// integer or enumeration as the integer of its width and sign, a class value by `const&`.
+// How arguments and results are passed. Each C++ type maps to one canonical type, so that separately compiled
+// callers and methods agree: every object becomes `Object*` (`Ref` in a result), an integer or enumeration
+// the integer of its width and signedness, and a class value `const&`.
 
 template <class T>
 concept ObjectType = std::derived_from<std::remove_cv_t<T>, Object>;
 
-/// What an integer of this size and sign travels as.
+/// The canonical type of an integer of this size and signedness.
 template <std::size_t size, bool isSigned>
 struct IntegerOfWidth;
 template <>
@@ -47,7 +47,7 @@ struct IntegerOfWidth<8, true> : std::type_identity<std::int64_t> {};
 template <>
 struct IntegerOfWidth<8, false> : std::type_identity<std::uint64_t> {};
 
-/// The canonical type of a value, without reference: what an invocation stores.
+/// The canonical type without reference, as an invocation stores it.
 template <class T>
 struct StoredType : std::type_identity<T> {};
 template <ObjectType T>
@@ -70,19 +70,19 @@ struct StoredType<T> : StoredType<std::underlying_type_t<T>> {
 template <class T>
 using Stored = typename StoredType<std::remove_cv_t<std::remove_reference_t<T>>>::type;
 
-/// Whether a parameter may be declared so. One call goes to several receivers, so nothing may be moved out of
-/// an argument or written back through it, and a view would outlive its text.
+/// Whether a type is allowed as a parameter. A message may go to several receivers, so an argument must not
+/// be moved from or written through, and a view could outlive its text.
 template <class P>
 concept Parameter = !std::same_as<std::remove_cvref_t<P>, std::string_view> &&
                     ((std::is_lvalue_reference_v<P> && (ObjectType<std::remove_reference_t<P>> ||
                                                         std::is_const_v<std::remove_reference_t<P>>)) ||
                      (!std::is_reference_v<P> && !ObjectType<P>));
 
-/// The type of an argument on its way.
+/// The type in which an argument is passed.
 template <Parameter P>
 using Canonical = std::conditional_t<std::is_scalar_v<Stored<P>>, Stored<P>, const Stored<P>&>;
 
-/// The type of a result on its way: an object as a reference that owns.
+/// The type in which a result is passed: for objects an owning reference.
 template <class R>
 struct CanonicalResultType : StoredType<R> {
   static_assert(!std::is_reference_v<R> && !std::is_pointer_v<R>,
@@ -95,18 +95,18 @@ struct CanonicalResultType<std::shared_ptr<T>> : std::type_identity<Ref> {};
 template <class R>
 using CanonicalResult = typename CanonicalResultType<R>::type;
 
-/// What the object model knows of a canonical type. One a type, interned by `text`, never freed: compared by
-/// address, across modules, too.
+/// What the object model knows about a canonical type. One per type, interned by `text` and never freed:
+/// compared by address, across modules, too.
 struct TypeInfo {
-  std::string text;      ///< tells any two types apart, as "{Dictionary}"
-  std::string encoding;  ///< the original platform's, as "@"
+  std::string text;      ///< unique per type: "{Dictionary}"
+  std::string encoding;  ///< the platform's encoding: "@"
   std::size_t size = 0;
   std::size_t alignment = 1;
   void (*copy)(void* to, const void* from) = nullptr;
   void (*destroy)(void* value) noexcept = nullptr;
 };
 
-// The names of types. `text` of a class that has none of its own is the compiler's spelling of its name.
+// Names of types. `text` of a class without a name of its own is the compiler's spelling.
 
 /// The qualified name of a type as the compiler spells it.
 template <class T>
@@ -122,8 +122,8 @@ struct TypeText {
   static std::string encoding() { return text(); }
 };
 
-/// A type with texts of its own. Specialise `TypeText` with it for a value type that differently compiled
-/// modules exchange: `template <> struct TypeText<Score> : NamedType<"Score"> {};`
+/// A type with a fixed name. Specialise `TypeText` with it for value types exchanged between modules built
+/// with different compilers: `template <> struct TypeText<Score> : NamedType<"Score"> {};`
 template <std::size_t size>
 struct FixedText {
   consteval FixedText(const char (&text)[size]) {
@@ -205,11 +205,11 @@ struct TypeText<std::function<R(A...)>> {
   static std::string encoding() { return "@?"; }
 };
 
-/// The one `TypeInfo` of this text and size; made from `recipe` where there is none yet.
+/// The interned type with this text and size, created from `recipe` if it does not exist.
 [[nodiscard]] TIDEWELL_EXPORT const TypeInfo& internType(TypeInfo recipe);
 
-/// The type of a canonical value without reference. (No function-local static: its guard would be held while
-/// the loader's lock is taken.)
+/// The type of a canonical value without reference. (Not a function-local static, whose guard would be held
+/// while the loader's lock is taken.)
 template <class T>
 inline constinit std::atomic<const TypeInfo*> knownTypeInfo{nullptr};
 

@@ -13,7 +13,7 @@ namespace tidewell::testing {
 struct ManualQueue::State {
   mutable base::Mutex mutex;
   std::deque<std::function<void()>> waiting TIDEWELL_GUARDED_BY(mutex);
-  /// One entry for each function that runs: a thread is in it twice where a function runs another one.
+  /// One entry per running function; a thread has several if functions run others.
   std::vector<std::thread::id> runners TIDEWELL_GUARDED_BY(mutex);
 };
 
@@ -47,7 +47,7 @@ bool ManualQueue::runOne() {
     state_->runners.push_back(self);
   }
   platform::runReportingExceptions(next);
-  next = nullptr;  // what the function holds is let go of on the queue, too
+  next = nullptr;  // destroys what the function holds on the queue, too
   const base::MutexLock lock(state_->mutex);
   state_->runners.erase(std::find(state_->runners.begin(), state_->runners.end(), self));
   return true;

@@ -9,20 +9,20 @@
 
 namespace tidewell::testing {
 
-/// A queue that runs its functions when it is told, on the thread that tells it. Functions may be added from
-/// any thread, and a function that runs may tell the queue to go on.
+/// A queue that runs its functions on request, on the requesting thread. Any thread may add functions, and a
+/// running function may run others.
 class TIDEWELL_EXPORT ManualQueue final : public platform::Queue {
  public:
   ManualQueue();
   ~ManualQueue() override;
   void async(std::function<void()> function) override;
-  /// Whether the calling thread runs one of this queue's functions now.
+  /// Whether the calling thread is running one of this queue's functions.
   [[nodiscard]] bool isCurrent() const override;
   [[nodiscard]] std::size_t pending() const;
   /// Runs the first function; false if there is none.
   bool runOne();
-  /// Runs functions until none is left, including those added meanwhile, and returns how many ran. An
-  /// exception is caught and reported.
+  /// Runs functions until none is left, including those added meanwhile, and returns their number. Exceptions
+  /// are caught and reported.
   std::size_t runAll();
 
  private:

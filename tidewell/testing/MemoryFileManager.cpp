@@ -13,10 +13,10 @@
 namespace tidewell::testing {
 namespace {
 
-/// Set while a hook runs on this thread: its calls are those of another process.
+/// Set while a hook runs on this thread, because its calls simulate another process.
 thread_local bool hookIsRunning = false;
 
-/// A path with no doubled and no trailing separators.
+/// The path without doubled and trailing separators.
 std::string tidy(std::string_view path) {
   std::string result;
   for (const char c : path) {
@@ -26,7 +26,7 @@ std::string tidy(std::string_view path) {
   return result;
 }
 
-/// The folder that holds a tidy path; "" for a relative name, which has none.
+/// The folder that contains a normalised path; "" for a relative path.
 std::string parentOf(const std::string& path) {
   const auto slash = path.rfind('/');
   if (slash == std::string::npos) return {};
@@ -38,14 +38,14 @@ std::error_code error(std::errc code) { return std::make_error_code(code); }
 }  // namespace
 
 struct MemoryFileManager::State {
-  /// Calls `first` to `last` of an operation fail, counted as `calls` counts.
+  /// Calls `firstFailing` to `lastFailing` of an operation fail; `calls` counts them.
   struct Operation {
     std::size_t calls = 0;
     std::size_t firstFailing = 0;
     std::size_t lastFailing = 0;
     std::error_code error;
   };
-  /// A file's bytes; nothing for a folder.
+  /// The contents of a file; no value for a folder.
   using Node = std::optional<std::string>;
 
   mutable base::Mutex mutex;
@@ -55,11 +55,11 @@ struct MemoryFileManager::State {
   std::array<Operation, 8> operations TIDEWELL_GUARDED_BY(mutex);
   std::function<void(FileOperation, const std::string&)> hook TIDEWELL_GUARDED_BY(mutex);
   std::map<std::string, std::thread::id> locks TIDEWELL_GUARDED_BY(mutex);
-  /// The path whose lock was waited for in vain: until it is free no call waits.
+  /// The path whose lock timed out; no call waits until it is free.
   std::string waitedInVainFor TIDEWELL_GUARDED_BY(mutex);
   std::condition_variable lockReleased;
 
-  /// Counts a call, lets the hook run, and answers the error that the call is to fail with.
+  /// Counts a call, runs the hook, and returns the error with which the call must fail, if any.
   std::error_code begin(FileOperation operation, std::string_view path) {
     if (hookIsRunning) return {};
     std::error_code failure;
@@ -84,14 +84,14 @@ struct MemoryFileManager::State {
     return operations[static_cast<std::size_t>(operation)];
   }
 
-  // Paths are tidy from here on.
+  // Paths are normalised from here on.
 
   [[nodiscard]] const Node* find(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     const auto found = nodes.find(path);
     return found == nodes.end() ? nullptr : &found->second;
   }
 
-  /// Why nothing can be made at a path; no error where it can.
+  /// Why nothing can be created at a path; no error if it can.
   [[nodiscard]] std::error_code obstacle(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     if (path.find('\0') != std::string::npos) return error(std::errc::invalid_argument);
     const Node* const parent = find(parentOf(path));
@@ -105,7 +105,7 @@ struct MemoryFileManager::State {
     nodes.emplace(path, std::nullopt);
   }
 
-  /// The nodes below a folder, which lie together.
+  /// The nodes below a folder, which are contiguous.
   [[nodiscard]] auto below(const std::string& folder) TIDEWELL_REQUIRES(mutex) {
     return std::pair(nodes.lower_bound(folder + "/"), nodes.lower_bound(folder + "0"));  // '0' follows '/'
   }
@@ -252,7 +252,7 @@ platform::LockResult MemoryFileManager::lockForPath(std::string_view path) {
   const auto heldByAnother = [] { return platform::LockResult{nullptr, error(std::errc::timed_out)}; };
   if (!state_->locks.contains(state_->waitedInVainFor)) state_->waitedInVainFor.clear();
   if (!isFree()) {
-    // A lock of this thread's own cannot be released while it waits.
+    // A lock held by this thread cannot be released while it waits.
     if (state_->locks[place] == self || !state_->waitedInVainFor.empty()) return heldByAnother();
     const auto end =
         std::chrono::steady_clock::now() + std::chrono::duration<double>(kMaximumLockWaitSeconds);
@@ -315,7 +315,7 @@ void MemoryFileManager::failCall(FileOperation operation, std::size_t n, std::er
 
 void MemoryFileManager::setHook(std::function<void(FileOperation, const std::string& path)> hook) {
   const base::MutexLock lock(state_->mutex);
-  state_->hook.swap(hook);  // the old one is destroyed after the lock is gone
+  state_->hook.swap(hook);  // the old one is destroyed after unlocking
 }
 
 }  // namespace tidewell::testing

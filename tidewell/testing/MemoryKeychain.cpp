@@ -14,7 +14,7 @@ struct StoredItem {
   base::Data data;
 };
 
-/// What a query says of one of the two attributes that name an item.
+/// A query's condition on one of the two identifying attributes.
 struct Attribute {
   bool isValid = true;
   std::optional<std::string> text;
@@ -28,7 +28,7 @@ struct Attribute {
   [[nodiscard]] bool matches(const std::string& other) const { return !text || *text == other; }
 };
 
-/// A query, read. Only generic passwords are kept here.
+/// A parsed query. Only generic passwords are supported.
 struct Query {
   Attribute service;
   Attribute account;
@@ -51,7 +51,7 @@ struct MemoryKeychain::State {
   std::vector<StoredItem> items TIDEWELL_GUARDED_BY(mutex);
   std::int32_t status TIDEWELL_GUARDED_BY(mutex) = platform::errSecSuccess;
 
-  /// What stands in the way of a query; `errSecSuccess` where nothing does.
+  /// Why a query fails; `errSecSuccess` if it does not.
   [[nodiscard]] std::int32_t refusal(const Query& query) const TIDEWELL_REQUIRES(mutex) {
     if (status != platform::errSecSuccess) return status;
     return query.isValid ? platform::errSecSuccess : platform::errSecParam;

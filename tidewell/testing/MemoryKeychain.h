@@ -10,8 +10,8 @@
 
 namespace tidewell::testing {
 
-/// A keychain in memory with the rules of generic passwords: an item is known by its service and account, a
-/// query matches by those of the two that it names. Any thread.
+/// A keychain in memory with the rules of generic passwords: an item is identified by service and account,
+/// and a query matches by those of them that it contains. Any thread.
 class TIDEWELL_EXPORT MemoryKeychain final : public platform::Keychain {
  public:
   MemoryKeychain();
@@ -20,8 +20,8 @@ class TIDEWELL_EXPORT MemoryKeychain final : public platform::Keychain {
   std::int32_t itemCopyMatching(const base::Dictionary& query, base::Data& result) override;
   std::int32_t itemDelete(const base::Dictionary& query) override;
   [[nodiscard]] std::size_t itemCount() const;
-  /// Answers this status to everything until it is 0 again: `errSecInteractionNotAllowed` is a locked
-  /// keychain.
+  /// Makes every operation return this status until it is set to 0; `errSecInteractionNotAllowed` simulates a
+  /// locked keychain.
   void setStatus(std::int32_t status);
 
  private:

@@ -23,9 +23,9 @@ void apply(base::Dictionary& dictionary, const std::string& key, base::Value obj
 struct MemoryUserDefaults::State {
   mutable base::Mutex mutex;
   base::Dictionary disk TIDEWELL_GUARDED_BY(mutex);
-  base::Dictionary seen TIDEWELL_GUARDED_BY(mutex);  ///< what this process sees
+  base::Dictionary seen TIDEWELL_GUARDED_BY(mutex);  ///< the view of this process
   std::map<std::string, base::Value> changes
-      TIDEWELL_GUARDED_BY(mutex);  ///< what it has not synchronised; nil for a removal
+      TIDEWELL_GUARDED_BY(mutex);  ///< changes not synchronised; nil for a removal
   std::size_t synchronizeCount TIDEWELL_GUARDED_BY(mutex) = 0;
   bool isFailing TIDEWELL_GUARDED_BY(mutex) = false;
 
@@ -46,7 +46,7 @@ base::Value MemoryUserDefaults::objectForKey(std::string_view key) {
 }
 
 void MemoryUserDefaults::setObject(base::Value object, std::string_view forKey) {
-  // The writer raises for what a property list cannot carry; its bytes are not needed.
+  // Called because it raises for values that a property list cannot hold; its result is not needed.
   if (object) static_cast<void>(base::dataWithPropertyList(object, base::PropertyListFormat::binary));
   state_->change(forKey, std::move(object));
 }

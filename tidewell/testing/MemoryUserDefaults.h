@@ -10,7 +10,8 @@
 
 namespace tidewell::testing {
 
-/// User defaults in memory. What was set but not synchronised is seen, and is lost by `restart`. Any thread.
+/// User defaults in memory. Changes are visible immediately, but `restart` drops those not synchronised. Any
+/// thread.
 class TIDEWELL_EXPORT MemoryUserDefaults final : public platform::UserDefaults {
  public:
   MemoryUserDefaults();
@@ -19,14 +20,15 @@ class TIDEWELL_EXPORT MemoryUserDefaults final : public platform::UserDefaults {
   void setObject(base::Value object, std::string_view forKey) override;
   void removeObjectForKey(std::string_view key) override;
   bool synchronize() override;
-  /// What is on the (imagined) disk.
+  /// The contents of the simulated disk.
   [[nodiscard]] base::Dictionary synchronized() const;
-  /// Another process stores an object (nil removes it): seen here after the next `synchronize`.
+  /// Simulates another process that stores an object (nil removes it); visible here after the next
+  /// `synchronize`.
   void setSynchronized(base::Value object, std::string_view forKey);
   [[nodiscard]] std::size_t synchronizeCount() const;
-  /// The life of a process ends: what was not synchronised is forgotten, what others wrote is seen.
+  /// Simulates a restart of the process: drops changes not synchronised and reads those of other processes.
   void restart();
-  /// Makes every `synchronize` fail, and report so, until it is switched off.
+  /// Makes every `synchronize` fail, and report so, until switched off.
   void setFailing(bool failing);
 
  private:

@@ -10,14 +10,14 @@
 
 namespace tidewell::testing {
 
-/// A console that keeps its lines. Any thread.
+/// A console that records its lines. Any thread.
 class TIDEWELL_EXPORT RecordingConsole final : public platform::Console {
  public:
   RecordingConsole();
   ~RecordingConsole() override;
   void write(std::string_view text) override;
   [[nodiscard]] std::vector<std::string> lines() const;
-  /// The lines so far; the console is empty afterwards.
+  /// Returns the lines and clears the console.
   std::vector<std::string> takeLines();
 
  private:

@@ -11,7 +11,7 @@ namespace tidewell::testing {
 struct ScriptedLinkOpener::State {
   explicit State(platform::Queue& onQueue) : queue(onQueue) {}
 
-  /// Keeps the call; what the script says of its URL.
+  /// Records the call and returns the scripted result for its URL.
   LinkAnswer take(LinkOperation operation, const std::optional<base::Url>& url) {
     const base::MutexLock lock(mutex);
     calls.push_back({operation, url});

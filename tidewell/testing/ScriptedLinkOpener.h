@@ -14,31 +14,30 @@
 
 namespace tidewell::testing {
 
-/// What the other programs of a machine do with a URL.
+/// How the other programs of a simulated machine handle a URL.
 struct LinkAnswer {
-  bool canOpen = false;    ///< what `canOpenURL` says, whatever comes of opening it
-  bool isClaimed = false;  ///< opened where only universal links are
-  bool opens = false;      ///< opened otherwise
+  bool canOpen = false;    ///< the result of `canOpenURL`, independent of the others
+  bool isClaimed = false;  ///< opens as a universal link
+  bool opens = false;      ///< opens otherwise
 };
 
 enum class LinkOperation : std::uint8_t {
   canOpen,        ///< `canOpenURL`
   openUniversal,  ///< `openURL` with the option of opening universal links only
   open,           ///< `openURL` without it
-  legacyOpen,     ///< the `openURL` that answers at once
+  legacyOpen,     ///< the `openURL` that returns its result
 };
 
-/// One call of the link opener.
+/// A recorded call of the link opener.
 struct LinkCall {
   LinkOperation operation;
   std::optional<base::Url> url;
 };
 
-/// Other programs that do what a test says, and keep what they are given. Until it says something, nothing
-/// can be opened. Any thread.
+/// A link opener with scripted results, which records its calls. By default no URL can be opened. Any thread.
 class TIDEWELL_EXPORT ScriptedLinkOpener final : public platform::LinkOpener {
  public:
-  /// The queue is where completions come; it outlives the link opener.
+  /// Completions are called on `mainQueue`, which must outlive this object.
   explicit ScriptedLinkOpener(platform::Queue& mainQueue);
   ~ScriptedLinkOpener() override;
   [[nodiscard]] bool canOpenURL(const std::optional<base::Url>& url) override;
@@ -46,11 +45,11 @@ class TIDEWELL_EXPORT ScriptedLinkOpener final : public platform::LinkOpener {
                std::function<void(bool)> completion) override;
   bool openURL(const base::Url& url) override;
 
-  /// For the URL of exactly this text.
+  /// Sets the result for the URL with exactly this text.
   void setAnswer(std::string_view url, LinkAnswer answer);
-  /// For all others, and for no URL.
+  /// Sets the result for all other URLs, and for a missing URL.
   void setDefaultAnswer(LinkAnswer answer);
-  /// Every call since the last time, in order.
+  /// Returns all calls since the last call of this, in order.
   std::vector<LinkCall> takeCalls();
 
  private:

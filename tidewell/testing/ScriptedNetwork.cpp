@@ -11,7 +11,7 @@ using platform::UrlRequest;
 using platform::UrlTaskResult;
 using Task = ScriptedNetworkState::Task;
 
-/// Why a session would not even begin.
+/// The result if the session rejects the request outright.
 std::optional<UrlTaskResult> refusal(const platform::UrlSessionConfiguration& configuration,
                                      const UrlRequest& request) {
   const bool isSupported =
@@ -20,7 +20,7 @@ std::optional<UrlTaskResult> refusal(const platform::UrlSessionConfiguration& co
   return ScriptedNetwork::failure(platform::kUrlErrorUnsupportedUrl, "unsupported URL");
 }
 
-/// Puts the end of a task on its queue. `makeResult` runs there.
+/// Queues the completion of a task. `makeResult` is called there.
 template <class MakeResult>
 void finish(Task task, MakeResult makeResult) {
   ManualQueue& queue = *task.queue;
@@ -37,7 +37,7 @@ void finish(Task task, MakeResult makeResult) {
   });
 }
 
-/// What a handler answers; an exception that leaves it is a transfer that failed.
+/// The handler's result; an exception gives a failed transfer.
 UrlTaskResult resultOf(const ScriptedNetwork::Handler& handler, const UrlRequest& request) {
   try {
     return handler(request);
@@ -75,7 +75,7 @@ ScriptedNetwork::~ScriptedNetwork() = default;
 
 void ScriptedNetwork::setHandler(Handler handler) {
   const base::MutexLock lock(state_->mutex);
-  state_->handler.swap(handler);  // the old one is destroyed after the lock is gone
+  state_->handler.swap(handler);  // the old one is destroyed after unlocking
 }
 
 std::vector<ScriptedNetwork::Sent> ScriptedNetwork::sent() const {

@@ -14,34 +14,34 @@ namespace tidewell::testing {
 
 struct ScriptedNetworkState;
 
-/// A network that a test answers. Tasks wait until the test lets them go on, or are answered by a handler.
-/// Any thread.
+/// A network with scripted replies. Tasks wait until the test answers them, or are answered by a handler. Any
+/// thread.
 ///
-/// What a session promises holds here, too: each completion comes once, later, on the session queue; a task
-/// without a URL, one that is not https where the session insists on it, and a body beyond the session's
-/// bound fail with the codes of `platform::UrlSession`.
+/// Sessions keep their contract: each completion runs once, asynchronously, on the session queue; a task
+/// without a URL, with a URL that is not https if the session requires https, or with a body beyond the
+/// session's limit fails with the error codes of `platform::UrlSession`.
 class TIDEWELL_EXPORT ScriptedNetwork {
  public:
   using Handler = std::function<platform::UrlTaskResult(const platform::UrlRequest& request)>;
 
   ScriptedNetwork();
   ~ScriptedNetwork();
-  /// Answers every task that is started from now on; called on the session queue, with no lock held. An
-  /// exception that leaves it fails the task. An empty one leaves tasks pending again.
+  /// Sets the handler that answers all tasks started from now on. Called on the session queue, with no lock
+  /// held; an exception fails the task. With an empty handler tasks wait again.
   void setHandler(Handler handler);
-  /// Every request so far, the pending ones included, with the name of its session.
+  /// Every request so far, including pending ones, with the name of its session.
   struct Sent {
     std::string session;
     platform::UrlRequest request;
   };
   [[nodiscard]] std::vector<Sent> sent() const;
   [[nodiscard]] std::size_t pending() const;
-  /// Ends the oldest pending task: its completion is put on the session queue. false if none is pending.
+  /// Completes the oldest pending task on the session queue; false if there is none.
   bool answer(platform::UrlTaskResult result);
 
-  /// A result with a status and a body, for handlers. The task's own URL becomes that of the response.
+  /// For handlers: a result with a status and a body. The response gets the task's URL.
   [[nodiscard]] static platform::UrlTaskResult reply(std::int64_t statusCode, std::string body = {});
-  /// A result that is no answer, only an error of `base::kUrlErrorDomain`.
+  /// A result without a response, with an error of `base::kUrlErrorDomain`.
   [[nodiscard]] static platform::UrlTaskResult failure(std::int64_t code, std::string description);
 
  private:

@@ -12,7 +12,7 @@ namespace {
 
 using platform::Shown;
 
-/// Once in the life of the process, whichever presenter asks.
+/// Unique within the process, across presenters.
 Shown nextShown() {
   static std::atomic<std::uint64_t> last{0};
   return static_cast<Shown>(++last);
@@ -23,7 +23,7 @@ struct ShownItem {
   std::function<void(std::size_t)> chosen;
   std::function<void()> didFinish;
 
-  /// Tells the application that it went without its doing.
+  /// Notifies the application that the item disappeared without its involvement.
   void tell(platform::Queue& queue, std::size_t choice) {
     if (chosen) queue.async([chosen = std::move(chosen), choice] { chosen(choice); });
     queue.async(std::move(didFinish));
@@ -46,10 +46,10 @@ struct ScriptedPresenter::State {
     return items.back().what.shown;
   }
 
-  /// Takes a thing off the screen, and what is above it: from the bottom up, none where it is not there.
+  /// Removes an item and everything above it, and returns them from the bottom up; empty if it is not shown.
   std::vector<ShownItem> take(Shown shown) TIDEWELL_REQUIRES(mutex) {
     std::vector<ShownItem> taken;
-    for (auto each = items.begin(); each != items.end();) {  // what is above comes later
+    for (auto each = items.begin(); each != items.end();) {  // items above come later
       const bool goes =
           each->what.shown == shown || std::any_of(taken.begin(), taken.end(), [&](const ShownItem& below) {
             return below.what.shown == each->what.above;
@@ -60,7 +60,7 @@ struct ScriptedPresenter::State {
     return taken;
   }
 
-  /// The user does something to what `fits`. The items that go, none where there is no such thing.
+  /// Removes an item for which `fits` is true, as a user's action; empty if there is none.
   template <class Fits>
   std::vector<ShownItem> takeWhere(Shown shown, Fits fits) {
     const base::MutexLock lock(mutex);
@@ -91,7 +91,7 @@ Shown ScriptedPresenter::showBrowser(const base::Url& url, platform::BrowserEven
 }
 
 void ScriptedPresenter::dismiss(Shown shown, bool animated, std::function<void()> done) {
-  std::vector<ShownItem> taken;  // dies unlocked: it holds the application's functions
+  std::vector<ShownItem> taken;  // destroyed after unlocking, because it holds the application's functions
   {
     const base::MutexLock lock(state_->mutex);
     taken = state_->take(shown);

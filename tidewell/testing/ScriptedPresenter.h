@@ -13,20 +13,20 @@
 
 namespace tidewell::testing {
 
-/// An alert, or a page of the in-app browser, on the screen of a test.
+/// An alert or browser page on the simulated screen.
 struct OnScreen {
   platform::Shown shown;
   platform::Shown above;                        ///< `Shown::nothing`: above the application's own window
-  std::optional<platform::AlertContent> alert;  ///< nothing for a page
-  std::optional<base::Url> page;                ///< nothing for an alert
+  std::optional<platform::AlertContent> alert;  ///< no value for a page
+  std::optional<base::Url> page;                ///< no value for an alert
 };
 
-/// A screen that a test looks at, and whose user it plays. 375 x 812 points until it is set. Any thread.
+/// A simulated screen and user. 375 × 812 points unless changed. Any thread.
 ///
-/// What the application is told of its user's doing comes on the main queue.
+/// The application is notified of the user's actions on the main queue.
 class TIDEWELL_EXPORT ScriptedPresenter final : public platform::Presenter {
  public:
-  /// The queue outlives the presenter.
+  /// `mainQueue` must outlive this object.
   explicit ScriptedPresenter(platform::Queue& mainQueue);
   ~ScriptedPresenter() override;
   platform::Shown showAlert(platform::AlertContent content, std::function<void(std::size_t)> chosen,
@@ -36,22 +36,22 @@ class TIDEWELL_EXPORT ScriptedPresenter final : public platform::Presenter {
   void dismiss(platform::Shown shown, bool animated, std::function<void()> done) override;
   [[nodiscard]] platform::ScreenSize screenSize() override;
 
-  /// What is shown now, in the order in which it was.
+  /// Everything on the screen, in the order in which it was shown.
   [[nodiscard]] std::vector<OnScreen> onScreen() const;
-  /// Those of `onScreen` that the application took away so far, each with the flag that it gave.
+  /// An item that the application dismissed, with its `animated` argument.
   struct Dismissal {
     platform::Shown shown;
     bool animated;
   };
   [[nodiscard]] std::vector<Dismissal> dismissals() const;
 
-  /// The user chooses the button of that index. NO where there is no such alert or button.
+  /// The user chooses the button with that index. False if there is no such alert or button.
   bool choose(platform::Shown alert, std::size_t index);
-  /// The user closes a page. NO where there is no such page.
+  /// The user closes a page. False if there is no such page.
   bool close(platform::Shown page);
-  /// The application's own window goes, and all that is above it.
+  /// The application's own window closes, with everything above it.
   void closeWindow();
-  /// 0 x 0: there is no screen, and from now on nothing is shown.
+  /// 0 × 0 means no screen: nothing more is shown.
   void setScreenSize(platform::ScreenSize size);
 
  private:

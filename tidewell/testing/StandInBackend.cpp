@@ -34,9 +34,9 @@
 #include "tidewell/testing/internal/HttpConnection.h"
 #include "tidewell/testing/internal/RequestChecks.h"
 
-// A server of its own rather than a library's: half of the faults live below HTTP (resets, handshakes, bytes
-// that are not TLS, answers cut or dripped), where a library hides the socket. A thread a connection is the
-// simplest thing that can wait in the middle of an answer, and enough for tests.
+// Its own server rather than a library's: half of the faults are below HTTP (resets, handshakes, bytes that
+// are not TLS, truncated or slow answers), where a library hides the socket. A thread per connection is the
+// simplest design that can pause in the middle of an answer, and sufficient for tests.
 
 namespace tidewell::testing {
 namespace {
@@ -45,7 +45,7 @@ using posix::Descriptor;
 
 constexpr std::size_t kMaximumConnections = 1024;
 
-/// The folder of the certificates: the caller's, or a temporary one that is removed in the end.
+/// The folder of the certificates: the caller's, or a temporary one that is removed at the end.
 class Folder {
  public:
   explicit Folder(const std::string& path) : path_(path), temporary_(path.empty()) {
@@ -136,7 +136,7 @@ class StandInBackend::Server {
     HttpConnection::prepare(certificates_.right());
     listener_ = listenOnLoopback(options_.port, port_);
     if (options_.control) controlListener_ = listenOnLoopback(options_.controlPort, controlPort_);
-    const posix::AllSignalsBlocked blocked;  // a client that goes makes an error, not a SIGPIPE
+    const posix::AllSignalsBlocked blocked;  // a disconnected client gives an error instead of SIGPIPE
     acceptor_ = std::thread([this] { acceptConnections(); });
   }
 
@@ -144,7 +144,7 @@ class StandInBackend::Server {
     const std::uint64_t one = 1;
     (void)!::write(stop_.number(), &one, sizeof one);
     acceptor_.join();
-    listener_ = Descriptor();  // nobody shall wait in its queue
+    listener_ = Descriptor();  // no client may wait in the backlog
     controlListener_ = Descriptor();
     for (auto& worker : workers_) worker.thread.join();
   }
@@ -269,7 +269,7 @@ class StandInBackend::Server {
       if (errno != EMFILE && errno != ENFILE && errno != ENOMEM) return;
       message("cannot accept a connection: " + std::generic_category().message(errno));
       pollfd stopped{stop_.number(), POLLIN, 0};
-      ::poll(&stopped, 1, 100);  // the connection stays in the queue: do not spin meanwhile
+      ::poll(&stopped, 1, 100);  // the connection stays in the backlog: avoid a busy loop
       return;
     }
     const int on = 1;
@@ -352,7 +352,7 @@ class StandInBackend::Server {
     }
   }
 
-  /// Takes the first fault that fits, and counts it.
+  /// Returns the first matching fault and counts the occurrence.
   template <class Fits>
   std::optional<StandInFault> takeFault(Fits fits) {
     const base::MutexLock lock(mutex_);
@@ -380,7 +380,7 @@ class StandInBackend::Server {
     });
   }
 
-  /// Reads one request and answers it. YES where the connection can carry another.
+  /// Reads and answers one request. Returns whether the connection can carry another.
   bool serveRequest(Worker& worker) {
     auto& connection = worker.connection;
     HttpRequest raw;
@@ -560,7 +560,7 @@ class StandInBackend::Server {
   const Folder folder_;
   const Certificates certificates_;
   const std::string caFile_;
-  const Descriptor stop_;  // readable from the moment on when everything ends
+  const Descriptor stop_;  // readable once everything is to stop
   Descriptor listener_;
   Descriptor controlListener_;
   std::uint16_t port_ = 0;
@@ -569,7 +569,7 @@ class StandInBackend::Server {
   mutable base::Mutex mutex_;
   mutable std::condition_variable requestAdded_;
   std::string configuration_ TIDEWELL_GUARDED_BY(mutex_);
-  std::string configurationFile_ TIDEWELL_GUARDED_BY(mutex_);  // wins unless empty
+  std::string configurationFile_ TIDEWELL_GUARDED_BY(mutex_);  // takes precedence unless empty
   std::map<std::string, Resource> resources_ TIDEWELL_GUARDED_BY(mutex_);
   std::vector<StandInFault> faults_ TIDEWELL_GUARDED_BY(mutex_);
   std::deque<StandInRequest> requests_ TIDEWELL_GUARDED_BY(mutex_);

@@ -17,12 +17,12 @@ namespace {
 
 namespace rj = RAPIDJSON_NAMESPACE;
 
-/// A kind's name, and the key that a value behind the colon stands for ("" for none).
+/// A kind's name, and the parameter set by a value after the colon ("" for none).
 struct KindEntry {
   StandInFaultKind kind;
   std::string_view name;
   std::string_view particular;
-  bool needed;  // whether the fault means nothing without it
+  bool needed;  // whether the fault is meaningless without it
 };
 
 constexpr std::array kKinds{
@@ -74,7 +74,7 @@ std::string namesOf(const Table& table) {
   return names;
 }
 
-/// Fills a fault key by key; the first problem stops it.
+/// Sets a fault's properties by key. Stops at the first problem.
 class FaultReader {
  public:
   bool set(std::string_view key, std::string_view value) {

@@ -28,7 +28,7 @@ void writeText(Writer& writer, std::string_view text) {
   writer.String(text.data(), static_cast<rj::SizeType>(text.size()));
 }
 
-/// For text that HTTP leaves in an unknown encoding: what is not UTF-8 is taken for Latin-1.
+/// Writes text whose encoding HTTP leaves open: text that is not UTF-8 is treated as Latin-1.
 void writeForeignText(Writer& writer, std::string_view text) {
   if (isUtf8(text)) return writeText(writer, text);
   std::string converted;
@@ -88,7 +88,7 @@ std::string StandInRequest::json() const {
     writer.Null();
   }
   writer.Key("headers");
-  writer.StartArray();  // an object could not hold a header that comes twice
+  writer.StartArray();  // an object cannot hold duplicate headers
   for (const auto& [name, value] : headers) {
     writer.StartArray();
     writeForeignText(writer, name);

@@ -10,8 +10,8 @@
 
 namespace tidewell::testing {
 
-/// Info.plists that a test sets. A new one has the main bundle org.example.shop, version 1.2.3, and the SDK's
-/// own bundle.
+/// Info.plist values set by a test. Initially the main bundle is org.example.shop, version 1.2.3, and the
+/// SDK's own bundle exists. Any thread.
 class TIDEWELL_EXPORT TestBundles final : public platform::Bundles {
  public:
   TestBundles();
@@ -20,7 +20,7 @@ class TIDEWELL_EXPORT TestBundles final : public platform::Bundles {
   [[nodiscard]] std::optional<base::Dictionary> infoDictionaryForIdentifier(
       std::string_view identifier) override;
   void setMainInfoDictionary(base::Dictionary info);
-  /// No value: no such bundle is loaded.
+  /// No value removes the bundle.
   void setInfoDictionary(std::string_view identifier, std::optional<base::Dictionary> info);
 
  private:

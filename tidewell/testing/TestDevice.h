@@ -8,7 +8,7 @@
 
 namespace tidewell::testing {
 
-/// Facts that a test sets. No value: not known.
+/// Device facts set by a test; no value for an unknown one.
 class TIDEWELL_EXPORT TestDevice final : public platform::Device {
  public:
   TestDevice();
@@ -19,8 +19,7 @@ class TIDEWELL_EXPORT TestDevice final : public platform::Device {
   [[nodiscard]] std::optional<std::string> systemVersion() override;
   [[nodiscard]] std::string machine() override;
 
-  // Set before the platform is in use. The values a new one holds: a fixed identifier, iPhone, iPhone, 12.1,
-  // iPhone10,3.
+  // Change these before the platform is in use.
   std::optional<std::string> identifierForVendorValue = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
   std::optional<std::string> modelValue = "iPhone";
   std::optional<std::string> localizedModelValue = "iPhone";

@@ -11,7 +11,7 @@
 namespace tidewell::testing {
 namespace {
 
-/// What stays when a process ends.
+/// The state that survives the end of a process.
 struct Machine {
   MemoryUserDefaults defaults;
   base::Mutex suitesMutex;

@@ -21,25 +21,24 @@
 
 namespace tidewell::testing {
 
-/// A simulated machine under test control: virtual clock, scripted network, queues that run when told,
-/// defaults, keychain and files in memory with faults, other programs and a screen that do what they are
-/// told, a console that keeps its lines.
+/// A simulated machine under test control: virtual clock, scripted network, manually run queues, user
+/// defaults, keychain and files in memory with fault injection, scripted link opener and screen, recording
+/// console.
 ///
-/// What is presented reaches the screen on the main queue: with the next `runUntilIdle`, where a test
-/// presents on a thread of its own.
+/// Presentation happens on the main queue: on a test's own thread, with the next `runUntilIdle`.
 ///
-/// It uses no thread, no disk and no network. Hosts use it to see what their own code does when the SDK says
-/// no.
+/// Uses no thread, disk or network. Hosts can test with it how their own code behaves when the SDK or the
+/// system refuses something.
 class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
  public:
   TestingPlatform();
   ~TestingPlatform() override;
-  /// Makes one and puts it in force, whatever was installed before. The earlier one stays whole, so that what
-  /// still runs of an earlier life finds it.
+  /// Creates a platform and installs it, replacing any other. The previous one stays valid for code that
+  /// still uses it.
   static std::shared_ptr<TestingPlatform> install();
-  /// The process ends and starts anew on the same machine: makes the next platform and puts it in force. It
-  /// shares this one's defaults (without what was not synchronised), files, keychain, device, bundles and
-  /// clock; its queues, network, link opener, presenter and console are new.
+  /// Simulates a restart of the process on the same machine: creates and installs another platform, which
+  /// shares this one's defaults (without changes not synchronised), files, keychain, device, bundles and
+  /// clock, and has new queues, network, link opener, presenter and console.
   std::shared_ptr<TestingPlatform> restart();
 
   [[nodiscard]] platform::UserDefaults& standardUserDefaults() override;
@@ -60,10 +59,10 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
 
-  // The same parts with the handles of a test.
+  // The same parts with their interfaces for tests.
   [[nodiscard]] MemoryUserDefaults& testDefaults();
-  /// Made on first use; the same object as `userDefaultsWithSuiteName` answers. Every name has a suite, but
-  /// the empty one.
+  /// Created on first use; the object that `userDefaultsWithSuiteName` returns. A suite exists for every name
+  /// but "".
   [[nodiscard]] MemoryUserDefaults& testSuite(std::string_view name);
   [[nodiscard]] MemoryFileManager& testFiles();
   [[nodiscard]] MemoryKeychain& testKeychain();
@@ -73,17 +72,17 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
   [[nodiscard]] RecordingConsole& testConsole();
   [[nodiscard]] ManualQueue& testMainQueue();
   [[nodiscard]] ManualQueue& testGlobalQueue();
-  /// The serial queue on which completions of every session come.
+  /// The serial queue of all sessions' completions.
   [[nodiscard]] ManualQueue& testSessionQueue();
   [[nodiscard]] ScriptedNetwork& testNetwork();
   [[nodiscard]] ScriptedLinkOpener& testLinkOpener();
   [[nodiscard]] ScriptedPresenter& testPresenter();
   void setModernLinkOpening(bool modern);
 
-  /// Runs all three queues until all are empty and returns how many functions ran. Never returns if functions
-  /// keep adding functions.
+  /// Runs all three queues until they are empty, and returns the number of functions run. Does not return if
+  /// functions keep adding functions.
   std::size_t runUntilIdle();
-  /// Posts the notification of a return to the foreground on the calling thread.
+  /// Posts the foreground notification on the calling thread.
   void enterForeground();
 
  private:

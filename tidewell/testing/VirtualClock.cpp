@@ -5,7 +5,7 @@
 namespace tidewell::testing {
 namespace {
 
-/// Where a new clock stands: 2018-11-12 17:05:09 UTC.
+/// The initial time: 2018-11-12 17:05:09 UTC.
 constexpr double kFirstInstant = 1542042309.0;
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 namespace tidewell::testing {
 
-/// A clock that stands still until it is told to move. Any thread.
+/// A clock that only moves when told to. Any thread.
 class TIDEWELL_EXPORT VirtualClock final : public platform::Clock {
  public:
   VirtualClock();

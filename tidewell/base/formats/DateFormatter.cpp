@@ -10,7 +10,7 @@
 #include "tidewell/base/internal/CivilDate.h"
 #include "tidewell/base/internal/DatePattern.h"
 #include "tidewell/base/internal/IcuError.h"
-#include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/IcuLock.h"
 #include "tidewell/base/internal/TimeZoneRecord.h"
 #include "tidewell/base/internal/Unicode.h"
 
@@ -21,10 +21,10 @@ namespace {
 using detail::WallClock;
 
 constexpr char kLocale[] = "en_US_POSIX";
-/// Longer texts hold no date.
+/// Longer texts cannot be dates.
 constexpr std::size_t kMaximumTextLength = 4096;
 
-/// The instant in whole milliseconds, half a millisecond rounded up, as far as ICU's calendars reach.
+/// The instant in whole milliseconds, halves rounded up, clamped to the range of ICU's calendars.
 double roundedMilliseconds(Date date) {
   const double milliseconds = std::floor(date.secondsSince1970 * 1000.0 + 0.5);
   return std::clamp(milliseconds, -detail::kFarthestInstant, detail::kFarthestInstant);
@@ -46,7 +46,7 @@ WallClock wallClockFromLocal(std::int64_t localMilliseconds) {
   return clock;
 }
 
-/// Seconds since 1970 on a clock that shows local time; nothing for a day that its month does not have.
+/// Seconds since 1970 on a clock that shows local time; no value for a day that the month does not have.
 std::optional<std::int64_t> localSecondsFromWallClock(const WallClock& clock) {
   const bool gregorian = clock.year > 1582;
   const bool leapYear = clock.year % 4 == 0 && (!gregorian || clock.year % 100 != 0 || clock.year % 400 == 0);
@@ -56,11 +56,11 @@ std::optional<std::int64_t> localSecondsFromWallClock(const WallClock& clock) {
          clock.hour * 3600 + clock.minute * 60 + clock.second;
 }
 
-/// The instant at which clocks of the zone show a local time: the later one of two, nothing where they skip
-/// it.
+/// The instant of a local time in a zone: the later one if it occurs twice, no value if the zone's clocks
+/// skip it.
 std::optional<std::int64_t> instantFromLocal(const TimeZone& zone, std::int64_t localSeconds) {
   std::optional<std::int64_t> latest;
-  // Offsets a day before, at and a day after the time are all that can hold at it.
+  // Only the offsets in effect a day before, at, and a day after that time can apply.
   for (const std::int64_t distance : {-detail::kSecondsPerDay, std::int64_t{0}, detail::kSecondsPerDay}) {
     const Date near{static_cast<double>(localSeconds + distance)};
     const std::int64_t instant = localSeconds - zone.secondsFromGMTForDate(near);
@@ -70,12 +70,12 @@ std::optional<std::int64_t> instantFromLocal(const TimeZone& zone, std::int64_t 
   return latest;
 }
 
-/// ICU's formatter, for patterns with names, zones, eras and the like.
+/// Uses ICU, for patterns with names, zones, eras and the like.
 class IcuFormatter {
  public:
   IcuFormatter(std::string_view pattern, const std::u16string& zone) {
     const std::u16string text = utf16FromUtf8(pattern);
-    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+    const detail::IcuLock lock(detail::IcuLock::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
     detail::requireMemoryForIcu();
     format_.reset(udat_open(UDAT_PATTERN, UDAT_PATTERN, kLocale, zone.data(), lengthOf(zone), text.data(),
@@ -92,7 +92,7 @@ class IcuFormatter {
 
   [[nodiscard]] std::string format(double milliseconds) const {
     if (!format_) return {};
-    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+    const detail::IcuLock lock(detail::IcuLock::Use::dates);
     std::u16string text(128, u'\0');
     for (;;) {
       UErrorCode status = U_ZERO_ERROR;
@@ -109,7 +109,7 @@ class IcuFormatter {
   [[nodiscard]] std::optional<double> read(std::string_view utf8) const {
     if (!format_) return std::nullopt;
     const std::u16string text = utf16FromUtf8(utf8);
-    const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+    const detail::IcuLock lock(detail::IcuLock::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
     ucal_clear(calendar_.get());
     ucal_setDateTime(calendar_.get(), 2000, UCAL_JANUARY, 1, 0, 0, 0, &status);
@@ -127,13 +127,13 @@ class IcuFormatter {
 
   struct CloseFormat {
     void operator()(UDateFormat* format) const noexcept {
-      const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+      const detail::IcuLock lock(detail::IcuLock::Use::dates);
       udat_close(format);
     }
   };
   struct CloseCalendar {
     void operator()(UCalendar* calendar) const noexcept {
-      const detail::IcuTurn turn(detail::IcuTurn::Use::dates);
+      const detail::IcuLock lock(detail::IcuLock::Use::dates);
       ucal_close(calendar);
     }
   };
@@ -146,7 +146,7 @@ class IcuFormatter {
 struct DateFormatter::Implementation {
   std::string pattern;
   TimeZone zone;
-  /// One of them; neither for a pattern that is too long.
+  /// At most one has a value; neither if the pattern is too long.
   std::optional<detail::DatePattern> simple;
   std::optional<IcuFormatter> icu;
 };

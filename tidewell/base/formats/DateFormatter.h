@@ -11,13 +11,13 @@
 
 namespace tidewell::base {
 
-/// Formats and reads dates by a pattern (Unicode TR 35, fields `y M d H m s S` and quoted text at least) in
-/// the locale en_US_POSIX, without leniency.
+/// Formats and parses dates by a pattern of Unicode TR 35 (at least the fields `y M d H m s S` and quoted
+/// text) in the locale en_US_POSIX, strictly.
 ///
-/// Used by one thread at a time. Never raises: a pattern that is not understood gives nothing.
+/// For one thread at a time. Never raises: an unsupported pattern formats to "" and parses to no value.
 class TIDEWELL_EXPORT DateFormatter {
  public:
-  /// Longer patterns give nothing.
+  /// In bytes. Longer patterns count as unsupported.
   static constexpr std::size_t kMaximumPatternLength = 1024;
 
   DateFormatter(std::string_view dateFormat, TimeZone timeZone);
@@ -27,9 +27,9 @@ class TIDEWELL_EXPORT DateFormatter {
 
   [[nodiscard]] const std::string& dateFormat() const noexcept;
   [[nodiscard]] const TimeZone& timeZone() const noexcept;
-  /// "" where the pattern is not understood or the instant is not a finite number.
+  /// "" if the pattern is unsupported or the instant is not finite.
   [[nodiscard]] std::string stringFromDate(Date date) const;
-  /// Nothing where the text does not match. White space around the text is ignored.
+  /// No value if the text does not match. White space around the text is ignored.
   [[nodiscard]] std::optional<Date> dateFromString(std::string_view text) const;
 
  private:
@@ -44,8 +44,8 @@ struct DateComponents {
   friend bool operator==(const DateComponents&, const DateComponents&) = default;
 };
 
-/// The difference from `fromDate` to `toDate` in whole hours and minutes (Gregorian calendar); both negative,
-/// or 0, where `toDate` is earlier.
+/// The difference from `fromDate` to `toDate` in whole hours and minutes; neither is positive if `toDate` is
+/// earlier.
 [[nodiscard]] TIDEWELL_EXPORT DateComponents hourAndMinuteComponents(Date fromDate, Date toDate);
 
 }  // namespace tidewell::base

@@ -26,7 +26,7 @@ namespace rj = tidewell_rapidjson;
 
 constexpr std::int64_t kPropertyListReadCorruptError = 3840;
 
-/// The encoding of a text that has just begun, and how many bytes its mark takes.
+/// The encoding at the start of a text, and the length of its byte-order mark.
 struct Encoding {
   int unitSize = 1;
   bool bigEndian = false;
@@ -37,8 +37,8 @@ bool startsWith(std::string_view bytes, std::string_view start) {
   return bytes.substr(0, start.size()) == start;
 }
 
-/// By the byte-order mark, else by where the zero bytes of the first characters lie: a JSON text begins with
-/// ASCII (RFC 4627, section 3).
+/// Detected by the byte-order mark, else by the position of zero bytes in the first characters, since a JSON
+/// text begins with ASCII (RFC 4627, section 3).
 Encoding detectEncoding(std::string_view bytes) {
   using namespace std::string_view_literals;
   if (startsWith(bytes, "\xEF\xBB\xBF"sv)) return {1, false, 3};
@@ -69,13 +69,13 @@ std::uint32_t unitAt(std::string_view bytes, std::size_t at, const Encoding& enc
 
 bool isSurrogate(std::uint32_t unit) { return unit >= 0xD800 && unit < 0xE000; }
 
-/// UTF-16 of UTF-16 or UTF-32 bytes; nothing where they are ill-formed.
+/// Decodes UTF-16 or UTF-32; no value if the bytes are ill-formed.
 std::optional<std::u16string> unitsOf(std::string_view bytes, const Encoding& encoding) {
   const auto size = static_cast<std::size_t>(encoding.unitSize);
   if (bytes.size() % size != 0) return std::nullopt;
   std::u16string units;
   units.reserve(bytes.size() / size);
-  std::uint32_t lead = 0;  // a lead surrogate that waits for its other half
+  std::uint32_t lead = 0;  // a lead surrogate awaiting its trail
   for (std::size_t at = 0; at < bytes.size(); at += size) {
     const std::uint32_t unit = unitAt(bytes, at, encoding);
     const bool isTrail = isSurrogate(unit) && unit >= 0xDC00;
@@ -92,8 +92,8 @@ std::optional<std::u16string> unitsOf(std::string_view bytes, const Encoding& en
   return units;
 }
 
-/// The value of a number of JSON's grammar, which lies in a text that goes on or ends with a NUL behind it;
-/// nil for one that is too large for a double.
+/// The value of a well-formed JSON number, followed in memory by other text or a NUL; nil if it is too large
+/// for a double.
 Value parseNumber(std::string_view text) {
   if (text.find_first_of(".eE") == std::string_view::npos) {
     const char* const end = text.data() + text.size();
@@ -106,11 +106,11 @@ Value parseNumber(std::string_view text) {
   return std::isfinite(real) ? Value(real) : Value();
 }
 
-/// Builds the value from the reader's events. Finished values and keys lie on two stacks until the container
-/// that holds them ends; it says how many are its own.
+/// Builds a value from the reader's events. Finished values and keys wait on two stacks until their container
+/// ends; that event gives their number.
 class ValueBuilder {
  public:
-  /// `mayHoldSurrogates`: whether the text has escapes, which alone can bring a surrogate into a string.
+  /// `mayHoldSurrogates`: whether the text has escapes, without which a string cannot contain a surrogate.
   explicit ValueBuilder(bool mayHoldSurrogates) : mayHoldSurrogates_(mayHoldSurrogates) {
     values_.reserve(kUsualValues);
     keys_.reserve(kUsualKeys);
@@ -122,7 +122,7 @@ class ValueBuilder {
     const Value number = parseNumber({text, length});
     return number && add(number);
   }
-  // Never called: the numbers come as texts.
+  // Never called: numbers are reported as text.
   bool Int(int) { return false; }
   bool Uint(unsigned) { return false; }
   bool Int64(std::int64_t) { return false; }
@@ -166,7 +166,7 @@ class ValueBuilder {
     values_.push_back(std::move(value));
     return true;
   }
-  /// The reader refuses a lead surrogate without its other half, but takes the other half alone.
+  /// The reader rejects a lone lead surrogate but accepts a lone trail surrogate.
   [[nodiscard]] bool isAcceptable(std::string_view text) const {
     return !mayHoldSurrogates_ || isValidUtf8(text);
   }
@@ -177,7 +177,7 @@ class ValueBuilder {
     return add(std::move(container));
   }
 
-  // Less than a kilobyte each: allocators take longer for more.
+  // Below a kilobyte each: allocators are slower for larger blocks.
   static constexpr std::size_t kUsualValues = 48;
   static constexpr std::size_t kUsualKeys = 24;
 
@@ -187,13 +187,14 @@ class ValueBuilder {
   const bool mayHoldSurrogates_;
 };
 
-// Encoding is checked before, over the whole text. Iterative: hostile nesting costs no stack. Numbers as
-// texts: the reader's own exact conversion shifts by a bit count that a zero does not have, and adds
-// exponents beyond the range of an int.
+// No encoding validation: the whole text is validated before. Iterative: hostile nesting takes no stack.
+// Numbers as strings: the reader's own full-precision conversion has undefined behaviour for zero (a shift by
+// an invalid bit count) and for huge exponents (overflow of an int).
 constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag |
                               rj::kParseNumbersAsStringsFlag | rj::kParseTrailingCommasFlag;
 
-/// RapidJSON's own allocator returns a null pointer when memory is short, which the reader then writes to.
+/// RapidJSON's own allocator returns a null pointer when out of memory, and the reader then writes through
+/// it.
 class ReaderMemory {
  public:
   static void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
@@ -209,17 +210,17 @@ class ReaderMemory {
   static void Free(void* memory) noexcept { std::free(memory); }
 };
 
-/// Reads well-formed UTF-8 that ends with a NUL, and writes over it.
+/// Reads well-formed, NUL-terminated UTF-8 and overwrites it.
 Value readInSitu(char* text, std::size_t size) {
   ValueBuilder builder(std::string_view(text, size).find("\\u") != std::string_view::npos);
   rj::InsituStringStream stream(text);
   rj::GenericReader<rj::UTF8<>, rj::UTF8<>, ReaderMemory> reader;
-  // The reader takes a NUL in the text for its end.
+  // The reader treats a NUL inside the text as its end.
   if (reader.Parse<kReading>(stream, builder).IsError() || stream.Tell() != size) return Value();
   return builder.takeRoot();
 }
 
-/// A shorter text is read from the stack: for more than a kilobyte allocators take longer.
+/// Shorter texts are read from a copy on the stack; a heap block of this size would be slower.
 constexpr std::size_t kCopiedAtMost = 4096;
 
 Value read(std::string_view bytes) {
@@ -284,7 +285,7 @@ class JsonWriter {
     }
   }
 
-  /// Seventeen digits give every number back exactly.
+  /// Seventeen digits represent every double exactly.
   void appendReal(double real) {
     if (std::isnan(real)) raiseInvalid("Invalid number value (NaN) in JSON write");
     if (std::isinf(real)) raiseInvalid("Invalid number value (infinite) in JSON write");
@@ -292,8 +293,8 @@ class JsonWriter {
   }
 
   void appendString(std::string_view text) {
-    // With room for its quotes and what follows: a long text that just fits would be moved for a comma.
-    // Twofold at least, so that many long texts cost no more than one.
+    // Includes room for the quotes and what follows; otherwise a text that just fits would be moved again for
+    // a comma. At least doubled, so that many long texts take linear time in total.
     const std::size_t needed = out_.size() + text.size() + kLongText;
     if (text.size() > kLongText && needed > out_.capacity()) {
       out_.reserve(std::max(needed, 2 * out_.capacity()));
@@ -308,7 +309,7 @@ class JsonWriter {
   }
 
   void appendEscaped(std::string_view text) {
-    std::size_t plain = 0;  // where the text that needs no escape begins
+    std::size_t plain = 0;  // start of the pending text that needs no escape
     for (std::size_t at = 0; at < text.size(); ++at) {
       const auto byte = static_cast<unsigned char>(text[at]);
       if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '/') continue;
@@ -337,7 +338,7 @@ class JsonWriter {
     out_.append(2 * static_cast<std::size_t>(level), ' ');
   }
 
-  /// An empty container takes three lines when pretty-printed.
+  /// When pretty-printed, an empty container takes three lines.
   void openContainer(char bracket, bool empty, int level) {
     if (level >= kMaximumJsonDepth) raiseInvalid("Too many nested arrays or dictionaries in JSON write");
     out_ += bracket;

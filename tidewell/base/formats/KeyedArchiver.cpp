@@ -15,9 +15,9 @@ namespace {
 namespace layout = detail::archive;
 using Index = detail::BinaryPropertyListWriter::Index;
 
-/// Builds an archive: a list of objects that refer to each other by their places in it.
+/// Builds an archive: a list of objects that refer to each other by index.
 ///
-/// "Reference" means the number of a reference object of the property list below.
+/// A "reference" below is the index, in the property list, of an object that holds such an index.
 class ArchiveWriter {
  public:
   ArchiveWriter() : top_(list_.addContainer()) {
@@ -25,7 +25,7 @@ class ArchiveWriter {
     objects_.push_back(list_.addString(layout::kNullObject));
   }
 
-  /// The reference of a new object, whose content comes later.
+  /// Adds an object whose content follows later, and returns its reference.
   Index addObject(Index content) {
     references_.push_back(list_.addReference(objects_.size()));
     objects_.push_back(content);
@@ -36,7 +36,7 @@ class ArchiveWriter {
   Index addInteger(std::int64_t value) { return list_.addInteger(value); }
   Index addBoolean(bool value) { return list_.addBoolean(value); }
 
-  /// The reference of a value, after adding it and what it holds.
+  /// Adds a value with everything that it contains, and returns its reference.
   Index addValue(const Value& value, int depth = 1) {
     switch (value.kind()) {
       case ValueKind::nil:
@@ -66,7 +66,7 @@ class ArchiveWriter {
     }
   }
 
-  /// The reference of a class description: its name and those of its superclasses.
+  /// The reference of a class description: the names of the class and its superclasses.
   Index addClass(std::string_view name) {
     for (const auto& [known, reference] : classes_) {
       if (known == name) return reference;
@@ -102,7 +102,7 @@ class ArchiveWriter {
   }
 
  private:
-  /// The reference of an object that lies in the list as it is, once for all that are equal to it.
+  /// The reference of an object that is stored as is; equal ones share one object.
   Index addShared(Index content) {
     if (content >= sharedReferences_.size()) sharedReferences_.resize(list_.count() + 1);
     Index& stored = sharedReferences_[content];
@@ -167,10 +167,10 @@ class ArchiveWriter {
   }
 
   detail::BinaryPropertyListWriter list_;
-  Index top_;  ///< first, for the first object is the root of the list
+  Index top_;  ///< added first: the first object is the root of the list
   std::vector<Index> objects_;
-  std::vector<Index> references_;        ///< of the objects, in the same order
-  std::vector<Index> sharedReferences_;  ///< by the number of the content, plus one
+  std::vector<Index> references_;        ///< to the objects, in the same order
+  std::vector<Index> sharedReferences_;  ///< by index of the content; stores the reference plus one
   std::vector<std::pair<std::string, Index>> classes_;
   Index nullReference_ = 0;
 };

@@ -18,7 +18,7 @@ namespace layout = detail::archive;
 
 [[noreturn]] void refuse(std::string_view reason) { raise(kInvalidUnarchiveOperationException, reason); }
 
-/// The classes whose objects become values.
+/// The classes whose objects are decoded to values.
 enum class KnownClass { none, null, string, data, date, array, dictionary };
 
 KnownClass knownClassOf(std::string_view name) {
@@ -32,7 +32,7 @@ KnownClass knownClassOf(std::string_view name) {
   return KnownClass::none;
 }
 
-/// An archive that is open for reading.
+/// An archive opened for reading.
 class ArchiveReader {
  public:
   ArchiveReader(std::string_view bytes, const ArchiveBounds& bounds) {
@@ -61,12 +61,12 @@ class ArchiveReader {
 
   [[nodiscard]] BoxedPointer root() const { return root_; }
 
-  /// The entry that a reference leads to; null where there is none.
+  /// The entry that a reference points to; null if there is none.
   [[nodiscard]] const Value* find(BoxedPointer reference) const {
     const std::size_t index = detail::indexOf(reference);
     return index < objects_->count() ? objects_->begin() + index : nullptr;
   }
-  /// The same; raises where there is none.
+  /// The same, but raises if there is none.
   [[nodiscard]] const Value& entryOf(BoxedPointer reference) const {
     const Value* const entry = find(reference);
     if (!entry) refuse("A reference leads out of the archive");
@@ -79,7 +79,7 @@ class ArchiveReader {
     return first.isString() && *first.string() == layout::kNullObject;
   }
 
-  /// The names of an object's class and its superclasses, nearest first.
+  /// The names of an object's class and superclasses, most derived first.
   [[nodiscard]] const Array& classesOf(const Dictionary& object) const {
     const Value* const reference = object.find(layout::kClass);
     if (!reference || !detail::referenceIn(*reference)) refuse("An object has no class");
@@ -89,11 +89,11 @@ class ArchiveReader {
     return *classes->array();
   }
 
-  /// The value that a reference leads to, nil for a reference to nothing; and how large it is as a tree.
+  /// The value that a reference points to (nil for "$null"), and its size as a tree.
   struct Sized {
     const Value& value;
     std::uint64_t treeSize;
-    int height;  ///< containers from here down
+    int height;  ///< levels of nested containers, including this one
   };
   Sized decode(BoxedPointer reference, int depth) {
     static const Value nil;
@@ -158,7 +158,7 @@ class ArchiveReader {
     return KnownClass::none;
   }
 
-  /// What a key holds, directly or by reference; nil where it is missing.
+  /// The value of a key, stored directly or by reference; nil if the key is missing.
   Value contentOf(const Dictionary& encoded, std::string_view key, Object& object, int depth) {
     const Value* const content = encoded.find(key);
     if (!content) return {};
@@ -231,9 +231,9 @@ class ArchiveReader {
   }
 
   Value list_;
-  const Array* objects_ = nullptr;  ///< in `list_`
+  const Array* objects_ = nullptr;  ///< points into `list_`
   BoxedPointer root_;
-  std::vector<Object> decoded_;  ///< by place in `objects_`; strings and numbers are taken from there
+  std::vector<Object> decoded_;  ///< by index in `objects_`; strings and numbers are used from there
 };
 
 class RecordDecoder final : public KeyedDecoder {
@@ -262,7 +262,7 @@ class RecordDecoder final : public KeyedDecoder {
 
  private:
   const Value* find(std::string_view key) const { return record_.find(layout::escapedKey(key)); }
-  /// Null where the key holds no number. (The reference of a number serves, too.)
+  /// Null if the key does not hold a number. (It may hold a reference to a number.)
   const Value* findNumber(std::string_view key) const {
     const Value* field = find(key);
     const BoxedPointer* const reference = field ? detail::referenceIn(*field) : nullptr;
@@ -275,7 +275,7 @@ class RecordDecoder final : public KeyedDecoder {
   std::uint64_t treeSize_ = 0;
 };
 
-/// Follows single references through a binary archive that may be broken anywhere.
+/// Follows individual references through a binary archive that may be corrupt anywhere.
 class SparseArchive {
  public:
   using Table = detail::BinaryPropertyListTable;
@@ -283,7 +283,7 @@ class SparseArchive {
 
   explicit SparseArchive(const Table& table) : table_(table) {}
 
-  /// The dictionary of the record at the root.
+  /// The dictionary of the root record.
   [[nodiscard]] Index record() const {
     const Index top = find(table_.root(), layout::kTop);
     const Index root = top ? find(*top, layout::kRoot) : std::nullopt;
@@ -299,7 +299,7 @@ class SparseArchive {
       return text.isString() && *text.string() == className;
     });
   }
-  /// What can be read of a dictionary's numbers, booleans and texts, directly or by reference.
+  /// The readable numbers, booleans and texts of a dictionary, stored directly or by reference.
   [[nodiscard]] Dictionary scalarsOf(std::uint64_t dictionary) const {
     const auto entries = entriesOf(dictionary, Table::kDictionary);
     const std::size_t count = entries.size() / 2;
@@ -308,7 +308,7 @@ class SparseArchive {
       const Value key = scalar(entries[i]);
       Value value = scalar(entries[count + i]);
       if (const BoxedPointer* const reference = value.pointer()) {
-        const bool isNull = detail::indexOf(*reference) == 0;  // "$null" is always the first
+        const bool isNull = detail::indexOf(*reference) == 0;  // "$null" is always the first object
         const Index target = isNull ? std::nullopt : follow(entries[count + i]);
         value = target ? scalar(*target) : Value();
       }
@@ -329,8 +329,8 @@ class SparseArchive {
     return key;
   }
 
-  /// The numbers of the entries of a container; of a dictionary, the keys come first. Empty where it is
-  /// broken or has more than a record has.
+  /// The object indices of a container's entries; in a dictionary, the keys come first. Empty if it is
+  /// malformed or has more than `kMaximumEntries`.
   [[nodiscard]] std::vector<std::uint64_t> entriesOf(std::uint64_t container, unsigned kind) const {
     const auto head = table_.headOf(container);
     if (!head || head->kind != kind || head->count > kMaximumEntries) return {};
@@ -349,7 +349,7 @@ class SparseArchive {
     }
     return std::nullopt;
   }
-  /// The object that a reference of the archive leads to.
+  /// The object that an archive reference points to.
   [[nodiscard]] Index follow(std::uint64_t reference) const {
     const Value boxed = scalar(reference);
     const Index objects = boxed.pointer() ? find(table_.root(), layout::kObjects) : std::nullopt;
@@ -360,7 +360,7 @@ class SparseArchive {
     if (!content || index >= head->count) return std::nullopt;
     return table_.referenceAt(*content, index);
   }
-  /// nil for a container, for what is broken, and for a long text.
+  /// nil for a container, a malformed object, and a long text.
   [[nodiscard]] Value scalar(std::uint64_t object) const {
     const auto head = table_.headOf(object);
     const auto length = head ? Table::lengthOf(*head) : std::nullopt;

@@ -32,7 +32,7 @@ void checkDepth(int depth) {
   }
 }
 
-/// Raises for what a property list cannot carry, at any depth.
+/// Raises for values that a property list cannot hold, at any depth.
 void check(const Value& value, int depth) {
   checkDepth(depth);
   if (const Array* const array = value.array()) {

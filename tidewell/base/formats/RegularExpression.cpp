@@ -10,7 +10,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/IcuError.h"
-#include "tidewell/base/internal/IcuTurn.h"
+#include "tidewell/base/internal/IcuLock.h"
 #include "tidewell/base/internal/PatternCost.h"
 #include "tidewell/base/internal/Unicode.h"
 
@@ -18,17 +18,16 @@ namespace tidewell::base {
 
 namespace {
 
-/// ICU reports after every 10,000 places that it has kept.
-constexpr std::int32_t kPlacesAStep = 500;
+/// ICU reports after every 10,000 saved positions.
+constexpr std::int32_t kPositionsPerStep = 500;
 constexpr std::int32_t kStepsPerReport = 20;
-/// What the places of one match may take in memory.
+/// The most memory, in bytes, for the saved positions of one match.
 constexpr std::int32_t kStackLimit = 1 << 20;
-/// The same for a matcher that is kept.
+/// The same for a cached matcher.
 constexpr std::int32_t kKeptStackLimit = 4 << 10;
-/// Longer patterns, and those with a break iterator, keep no matchers: theirs may be large.
+/// In bytes. Longer patterns, and those with a break iterator, have no cached matchers, which might be large.
 constexpr std::size_t kLongestOfKeptMatchers = 256;
-/// How much of a text a place may have to be compared with before ICU keeps another, beyond this, makes it
-/// dearer.
+/// A position costs more if longer parts of the text may have to be compared before ICU saves the next one.
 constexpr std::size_t kShortSubject = 64;
 
 struct CloseExpression {
@@ -36,11 +35,11 @@ struct CloseExpression {
 };
 using Expression = std::unique_ptr<URegularExpression, CloseExpression>;
 
-/// An ICU matcher, which holds the state of one match and so serves one thread at a time. On a cache line of
-/// its own, as its neighbours serve others.
+/// An ICU matcher. It holds the state of one match and so serves one thread at a time. On a cache line of its
+/// own, because its neighbours serve other threads.
 class alignas(64) Matcher {
  public:
-  /// Matchers of one expression share what was compiled. Raises `std::bad_alloc`.
+  /// Matchers of one expression share the compiled pattern. Raises `std::bad_alloc`.
   [[nodiscard]] bool prepare(const URegularExpression* compiled, std::int32_t stackLimit) {
     if (expression_) return true;
     UErrorCode status = U_ZERO_ERROR;
@@ -53,13 +52,13 @@ class alignas(64) Matcher {
     return expression_ != nullptr;
   }
 
-  /// What one report costs is `weight` steps times those it stands for.
+  /// Each report is charged `weight` times the steps that it stands for.
   MatchResult match(UText* text, std::int32_t leastCost, std::int32_t weight, MatchBudget& budget) {
     costOfReport_ = kStepsPerReport * weight;
     steps_ = budget.steps;
     reports_ = 0;
     status_ = U_ZERO_ERROR;
-    uregex_setUText(expression_.get(), text, &status_);  // which clones it, and only reads it
+    uregex_setUText(expression_.get(), text, &status_);  // clones the UText, so it only reads it
     const bool isMatch = uregex_matches(expression_.get(), -1, &status_) != 0;
     budget.steps -= std::min(budget.steps, std::max(leastCost, reports_ * costOfReport_));
     detail::raiseIfShortOfMemory(status_);
@@ -72,14 +71,14 @@ class alignas(64) Matcher {
   static UBool mayGoOn(const void* context, std::int32_t reports) {
     auto* const matcher = static_cast<Matcher*>(const_cast<void*>(context));
     matcher->reports_ = reports;
-    // Up to the next report it would cost one more.
+    // Continuing to the next report would add one more.
     return reports < matcher->steps_ / matcher->costOfReport_;
   }
 
   Expression expression_;
   UErrorCode status_ = U_ZERO_ERROR;
   std::int32_t costOfReport_ = 0;
-  std::int32_t steps_ = 0;  ///< that the match may cost
+  std::int32_t steps_ = 0;  ///< remaining in the budget
   std::int32_t reports_ = 0;
 };
 
@@ -87,7 +86,7 @@ bool isAllAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-/// The characters that stand for themselves.
+/// Characters that match themselves.
 constexpr std::array<bool, 256> kIsPlain = [] {
   std::array<bool, 256> plain{};
   for (std::size_t c = 0x20; c < plain.size(); ++c) plain[c] = c != 0x7F;
@@ -99,8 +98,8 @@ constexpr bool isPunctuation(char c) {
   return (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') || (c >= '{' && c <= '~');
 }
 
-/// What stands between "(" or "(?:" and ")", with anchors around it or not; the pattern itself if nothing
-/// does.
+/// The contents of "(…)" or "(?:…)" if that is the whole pattern apart from anchors; otherwise the pattern
+/// itself.
 std::string_view withoutGroup(std::string_view pattern) {
   std::string_view inner = pattern;
   if (inner.starts_with('^')) inner.remove_prefix(1);
@@ -111,13 +110,13 @@ std::string_view withoutGroup(std::string_view pattern) {
   return inner;
 }
 
-/// Who holds a place. A cache line each, so that threads with different places do not disturb each other.
+/// Whether a place is taken. One cache line each, so that threads at different places do not contend.
 struct alignas(64) Holder {
   std::atomic<bool> taken = false;
 };
 constinit std::array<Holder, MatchPlace::kCount> holders;
 
-/// A thread looks first where it found a place before.
+/// Spreads threads over the places; each thread tries the same one first every time.
 std::size_t firstPlaceOfThisThread() {
   constinit static std::atomic<std::size_t> threads = 0;
   thread_local const std::size_t first = threads.fetch_add(1, std::memory_order_relaxed);
@@ -160,7 +159,7 @@ struct RegularExpression::Implementation {
       return;
     }
     const std::u16string units = utf16FromUtf8(text);
-    const detail::IcuTurn turn(detail::IcuTurn::Use::expressions);
+    const detail::IcuLock lock(detail::IcuLock::Use::expressions);
     UParseError where;
     detail::requireMemoryForIcu();
     compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
@@ -174,7 +173,7 @@ struct RegularExpression::Implementation {
            cost.bytes > kMaximumCompiledSize;
   }
 
-  /// How much dearer a place is than with a pattern that does nothing between two.
+  /// The cost of a saved position relative to a pattern that does no other work between two of them.
   [[nodiscard]] std::int32_t weight(const MatchText& text) const {
     const std::size_t length = text.utf16().size();
     const std::size_t compared = cost.hasReferences ? length : std::min(length, pattern.size());
@@ -183,26 +182,26 @@ struct RegularExpression::Implementation {
     if (cost.breaksText) weight += text.isAscii() ? 1 : length / 4;
     return static_cast<std::int32_t>(std::min<std::size_t>(weight, kMaximumWeight));
   }
-  /// The places that a match may keep, up to those that ICU reports.
+  /// An upper bound on the positions that a match saves, capped at the number that ICU reports.
   [[nodiscard]] std::int32_t places(std::size_t length) const {
-    constexpr std::uint64_t kMost = kStepsPerReport * kPlacesAStep;
+    constexpr std::uint64_t kMost = kStepsPerReport * kPositionsPerStep;
     if (cost.isNested || cost.repeats > 4 || cost.options > 12) return kMost;
     std::uint64_t places = std::uint64_t{cost.alternatives} << cost.options;
-    // Repeats in a row share the text: so many ways to cut it.
+    // Consecutive repeats divide the text among them; this counts the ways to do so.
     for (std::uint64_t repeat = 1; repeat <= cost.repeats && places < kMost; ++repeat)
       places = places * (length + repeat) / repeat;
     return static_cast<std::int32_t>(std::min(2 * places, kMost));
   }
 
-  /// So that no product of it overflows.
+  /// Keeps all products below from overflowing.
   static constexpr std::size_t kMaximumWeight = 1 << 20;
 
   std::string pattern;
   PatternCost cost;
   UErrorCode status = U_ZERO_ERROR;
   bool isTooCostly = false;
-  Expression compiled;  ///< only ever copied, so that any thread may
-  /// Each belongs to who holds its place. Null: made for each match.
+  Expression compiled;  ///< only cloned, which any thread may do
+  /// Each belongs to the holder of its place. Null if every match makes its own.
   std::unique_ptr<std::array<Matcher, MatchPlace::kCount>> matchers;
 };
 
@@ -261,7 +260,7 @@ std::string RegularExpression::errorName() const {
 
 std::int32_t RegularExpression::leastCost(const MatchText& text) const noexcept {
   const std::int64_t places = implementation_->places(text.utf16().size());
-  const std::int64_t steps = 1 + places * implementation_->weight(text) / kPlacesAStep;
+  const std::int64_t steps = 1 + places * implementation_->weight(text) / kPositionsPerStep;
   constexpr std::int64_t kHighest = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::int32_t>(std::min(steps, kHighest));
 }
@@ -285,7 +284,7 @@ MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budge
     const MatchBudget before = budget;
     const MatchResult result = ask(kept, kKeptStackLimit);
     if (result != MatchResult::undecided || !kept.ranOutOfStack()) return result;
-    budget = before;  // so that the answer does not depend on who holds the places
+    budget = before;  // so that the result does not depend on other threads' places
   }
   Matcher own;
   return ask(own, kStackLimit);

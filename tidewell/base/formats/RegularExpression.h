@@ -10,25 +10,25 @@
 
 #include "tidewell/base/Export.h"
 
-struct UText;  // ICU's access to a text
+struct UText;  // ICU's access to text
 
 namespace tidewell::base {
 
-/// What matches may still cost, in steps of 500 places that ICU keeps to come back to (so that an answer does
-/// not depend on the machine's load): about 5 µs each. One budget may be handed to several matches, which
-/// share it.
+/// How much matching may still cost, in steps of 500 saved backtracking positions in ICU (about 5 µs each).
+/// Counting steps instead of time makes results independent of the machine's load. Several matches may share
+/// one budget.
 ///
-/// ICU reports every twenty steps only. A match that it does not report costs what it may have taken at most
-/// (`RegularExpression::leastCost`); one that it reports costs what was reported, times a weight for what the
-/// pattern and the text let ICU do between two places.
+/// ICU reports progress only every twenty steps. A match without a report is charged the most it can have
+/// cost (`RegularExpression::leastCost`); one with reports is charged the reported steps times a weight for
+/// the work that pattern and text allow between two positions.
 struct MatchBudget {
-  /// About 10 ms of backtracking on a present-day machine, or as many harmless matches.
+  /// About 10 ms of backtracking on present-day hardware, or as many cheap matches.
   static constexpr std::int32_t kDefaultSteps = 2000;
   std::int32_t steps = kDefaultSteps;
 };
 
-/// A text made ready for matching, so that asking many expressions about it converts and opens it once. Any
-/// thread may read.
+/// A text prepared for matching, so that matching it against many expressions converts and opens it once. Any
+/// thread may read it.
 class TIDEWELL_EXPORT MatchText {
  public:
   explicit MatchText(std::string_view utf8);
@@ -43,18 +43,18 @@ class TIDEWELL_EXPORT MatchText {
   bool isAscii_;
   std::array<char16_t, 64> short_;
   std::u16string other_;
-  std::u16string_view utf16_;  ///< one of the two
-  UText* opened_;              ///< null where ICU (2 GiB) has no room for it
+  std::u16string_view utf16_;  ///< refers to `short_` or `other_`
+  UText* opened_;              ///< null if the text is too long for ICU (2 GiB)
 };
 
-/// A place at which a thread matches. An expression that keeps matchers has one for each place, so that one
-/// that is asked again need not be copied; a thread that holds a place has its matchers alone.
+/// Reserves one of `kCount` sets of cached matchers for the calling thread. Expressions with cached matchers
+/// then need not clone one per match.
 ///
-/// Hold one while you ask several expressions. Taking one never waits: where all are taken this holds none,
-/// and matches make matchers of their own. Bound to its thread.
+/// Hold one while matching several expressions. Construction never waits: if all sets are taken, this
+/// reserves none, and each match creates its own matcher. Use only on the thread that constructed it.
 class TIDEWELL_EXPORT MatchPlace {
  public:
-  /// So many threads ask at once without making matchers.
+  /// The number of threads that can match at once without creating matchers.
   static constexpr std::size_t kCount = 8;
 
   MatchPlace() noexcept;
@@ -64,69 +64,71 @@ class TIDEWELL_EXPORT MatchPlace {
 
  private:
   friend class RegularExpression;
-  std::size_t index_;  // `kCount`: none
+  std::size_t index_;  // `kCount` if none is reserved
 };
 
 enum class MatchResult {
   matches,
   differs,
   /// The budget ran out, the expression needed more stack than ICU grants, or it was never compiled because
-  /// it costs too much: counts as no match, and is worth a report.
+  /// it costs too much. Counts as no match and should be reported.
   undecided,
 };
 
-/// A compiled regular expression (ICU syntax) that asks whether it matches the whole of a text, as the
-/// predicate "SELF MATCHES %@" does.
+/// A compiled regular expression (ICU syntax) that tests whether it matches an entire text, as the predicate
+/// "SELF MATCHES %@" does.
 ///
-/// What compiling costs is estimated first; a pattern beyond the bounds is never handed to ICU. Immutable
-/// once made. Any number of threads may ask one at the same time; they do not wait for each other.
+/// The cost of compiling is estimated first; a pattern beyond the limits never reaches ICU. Immutable after
+/// construction. Any number of threads may match at the same time without waiting for each other.
 class TIDEWELL_EXPORT RegularExpression {
  public:
+  /// In bytes.
   static constexpr std::size_t kMaximumPatternLength = 64u << 10;
-  /// What compiling may take, in nanoseconds of processor time on a present-day machine, and what it may
-  /// keep, in bytes. A plain alternation of the maximum length fits.
+  /// Limits on compiling: nanoseconds of processor time on present-day hardware, and bytes of memory kept. A
+  /// plain alternation of the maximum pattern length stays within them.
   static constexpr std::uint64_t kMaximumCompileTime = 15000000;
   static constexpr std::size_t kMaximumCompiledSize = 4u << 20;
 
-  /// What compiling would cost at most, without compiling.
+  /// An upper bound on the cost of compiling; does not compile.
   struct CompileCost {
     std::uint64_t nanoseconds;
     std::size_t bytes;
-    bool isTooHigh;  ///< beyond the bounds above
+    bool isTooHigh;  ///< exceeds the limits above
   };
   [[nodiscard]] static CompileCost compileCost(std::string_view pattern);
 
-  /// The texts that an expression without metacharacters matches: one, or several for an alternation of such.
-  /// Empty where the pattern is any other expression. A quoted metacharacter ("\\."), anchors around a text
-  /// and one group around all are understood.
+  /// The texts matched by an expression without metacharacters: one, or several for an alternation of such.
+  /// Empty for any other expression. Recognises escaped metacharacters ("\\."), anchors around a text, and
+  /// one group around everything.
   [[nodiscard]] static std::vector<std::string> plainTexts(std::string_view pattern);
-  /// Whether a pattern is the only text that it matches. Quicker than `plainTexts`, which it implies.
+  /// Whether the pattern matches only itself. Faster than `plainTexts`, which then returns that one text.
   [[nodiscard]] static bool isPlainText(std::string_view pattern) noexcept;
 
-  /// Whether a matcher is kept for each `MatchPlace` (about a kilobyte each) or made for each match (which
-  /// takes about 0.2 µs longer).
+  /// Whether each `MatchPlace` has a cached matcher (about a kilobyte each), or each match creates one (about
+  /// 0.2 µs slower).
   enum class Matchers { kept, made };
 
-  /// Compiles unless that costs too much. Raises `std::bad_alloc` only: an expression that ICU refuses is
-  /// kept with its error, and raises when it is asked.
+  /// Compiles the pattern unless that costs too much. Raises only `std::bad_alloc`: a pattern that ICU
+  /// rejects is stored with its error, and raises when matched.
   explicit RegularExpression(std::string_view pattern, Matchers matchers = Matchers::kept);
   ~RegularExpression();
   RegularExpression(RegularExpression&&) noexcept;
   RegularExpression& operator=(RegularExpression&&) noexcept;
 
-  /// Whether ICU took the pattern. False, too, where it was not asked.
+  /// Whether ICU compiled the pattern; false, too, if compiling cost too much.
   [[nodiscard]] bool isValid() const noexcept;
   [[nodiscard]] bool isTooCostly() const noexcept;
   [[nodiscard]] const std::string& pattern() const noexcept;
-  /// ICU's name of the error, "" for an expression that is valid or was not compiled.
+  /// ICU's name for the error; "" if the expression is valid or was not compiled.
   [[nodiscard]] std::string errorName() const;
 
-  /// What a match costs at least: as many steps as one may take that ICU does not report.
+  /// The minimum charge for a match, in steps: the most that a match can cost without a report from ICU.
   [[nodiscard]] std::int32_t leastCost(const MatchText& text) const noexcept;
 
   /// Raises `kInvalidArgumentException` ("Can't do regex matching, reason: Can't open pattern U_REGEX_…
-  /// (string S, pattern P, case 0, canon 0)") for an invalid expression. `undecided` at once where the budget
-  /// is below the least cost. What the match cost is taken off the budget. `std::bad_alloc` out of memory.
+  /// (string S, pattern P, case 0, canon 0)") for an invalid expression and `std::bad_alloc` if out of
+  /// memory. Returns `undecided` immediately if the budget is below `leastCost`. Deducts the cost of the
+  /// match from the budget.
   [[nodiscard]] MatchResult matches(const MatchText& text, MatchBudget& budget,
                                     const MatchPlace& place = MatchPlace()) const;
   [[nodiscard]] MatchResult matches(std::string_view text, MatchBudget& budget) const {

@@ -13,7 +13,7 @@
 namespace tidewell::base {
 namespace {
 
-/// What stands between the per cent sign and the conversion.
+/// A parsed conversion, from the per cent sign to its letter.
 struct Conversion {
   bool left = false;
   bool plus = false;
@@ -21,9 +21,9 @@ struct Conversion {
   bool zero = false;
   bool alternate = false;
   int width = 0;
-  int precision = -1;  // -1: none given
-  int bits = 32;       // how much of an integer counts
-  char letter = 0;     // 0: the format ended first
+  int precision = -1;  // -1 if not given
+  int bits = 32;       // the size of an integer argument
+  char letter = 0;     // 0 if the format ended early
 };
 
 class Formatter {
@@ -38,7 +38,7 @@ class Formatter {
       const std::size_t percent = format_.find('%', at);
       out_.append(format_.substr(at, percent - at));
       if (percent == std::string_view::npos) return std::move(out_);
-      // The conversion that nearly all formats are made of.
+      // Fast path for by far the most frequent conversion.
       if (percent + 1 < format_.size() && format_[percent + 1] == '@') {
         next().appendDescription(out_);
         at = percent + 2;
@@ -64,7 +64,7 @@ class Formatter {
     return argument_ == end_ ? nil : *argument_++;
   }
 
-  /// Reads a conversion from `at`, which moves behind it.
+  /// Parses a conversion at `at` and advances `at` past it.
   Conversion parse(std::size_t& at) {
     Conversion conversion;
     for (; at < format_.size(); ++at) {
@@ -97,7 +97,7 @@ class Formatter {
     return conversion;
   }
 
-  /// A width or precision, bounded; an asterisk takes it from the arguments.
+  /// Parses and clamps a width or precision; an asterisk takes it from the arguments.
   int parseNumber(std::size_t& at) {
     if (at < format_.size() && format_[at] == '*') {
       ++at;
@@ -132,7 +132,7 @@ class Formatter {
     }
   }
 
-  /// Whether the conversion is known.
+  /// Returns whether the conversion is supported.
   bool append(const Conversion& conversion) {
     switch (conversion.letter) {
       case '%':
@@ -181,7 +181,7 @@ class Formatter {
     }
   }
 
-  /// At most so many characters of the text; none given takes all.
+  /// The text truncated to `precision` characters; a negative precision keeps all.
   static std::string cut(std::string text, int precision) {
     if (precision < 0) return text;
     std::size_t at = 0;
@@ -207,7 +207,7 @@ class Formatter {
     return conversion.zero && conversion.precision < 0 ? Filling::zeros : Filling::blanks;
   }
 
-  /// A number whose sign and prefix stay in front of the zeros that fill its width.
+  /// Appends a number; zero padding goes between its prefix and its digits.
   void appendNumber(const Conversion& conversion, std::string_view prefix, std::string_view digits,
                     Filling filling) {
     const std::size_t length = prefix.size() + digits.size();
@@ -249,13 +249,13 @@ class Formatter {
     auto value = static_cast<std::uint64_t>(next().integerValue());
     if (conversion.bits < 64) value &= (std::uint64_t{1} << conversion.bits) - 1;
     const std::string digits = withPrecision(fmt::format(fmt::runtime(pattern), value), conversion.precision);
-    // The zero of an octal number is one of its digits.
+    // The leading zero of an octal number counts as one of its digits.
     const bool needsPrefix = prefix == "0" ? digits.substr(0, 1) != "0" : value != 0;
     appendNumber(conversion, conversion.alternate && needsPrefix ? prefix : "", digits,
                  fillingOfInteger(conversion));
   }
 
-  /// The character of a code, or the first of a text.
+  /// Appends the character with that code, or the first character of a text.
   void appendCharacter(const Conversion& conversion) {
     const Value& argument = next();
     if (argument.string()) {
@@ -287,7 +287,7 @@ class Formatter {
     std::string digits = fmt::format(fmt::runtime(pattern), magnitude);
     if (conversion.alternate && (conversion.letter | 0x20) == 'g' && conversion.precision >= 0 &&
         conversion.precision <= 1) {
-      // {fmt} puts a zero behind a point that ends the digits; printf leaves the point bare.
+      // {fmt} adds a zero after a trailing decimal point; printf does not.
       const std::size_t end = std::min(digits.find_first_of("eE"), digits.size());
       if (end >= 2 && digits.substr(end - 2, 2) == ".0") digits.erase(end - 1, 1);
     }

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// The names in a keyed archive.
+/// Names used inside a keyed archive.
 namespace tidewell::base::detail::archive {
 
 inline constexpr std::string_view kVersion = "$version";
@@ -18,14 +18,15 @@ inline constexpr std::string_view kNullObject = "$null";
 inline constexpr std::string_view kClass = "$class";
 inline constexpr std::string_view kClassName = "$classname";
 inline constexpr std::string_view kClasses = "$classes";
-/// What the platform's own classes keep.
+/// Keys of the platform's own classes.
 inline constexpr std::string_view kKeys = "NS.keys";
 inline constexpr std::string_view kEntries = "NS.objects";
 inline constexpr std::string_view kTime = "NS.time";
 inline constexpr std::string_view kText = "NS.string";
 inline constexpr std::string_view kBytes = "NS.data";
 
-/// A record's key as it is written: "$" belongs to the archive, so a key that begins with it gets another.
+/// The stored form of a record's key: "$" is reserved for the archive, so a key that begins with "$" gets
+/// another one.
 inline std::string escapedKey(std::string_view key) {
   std::string escaped;
   if (key.starts_with('$')) escaped += '$';

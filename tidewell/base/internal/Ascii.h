@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// ASCII characters, independent of the process's locale.
+/// ASCII helpers that do not depend on the process's locale.
 namespace tidewell::base::detail {
 
 inline constexpr std::string_view kLowerHexDigits = "0123456789abcdef";
@@ -23,7 +23,7 @@ constexpr int hexValue(char c) {
 }
 constexpr bool isHexDigit(char c) { return hexValue(c) >= 0; }
 
-/// Appends the two hexadecimal digits of a byte.
+/// Appends a byte as two hexadecimal digits.
 inline void appendHex(std::string& out, std::uint8_t byte, std::string_view digits = kLowerHexDigits) {
   out += digits[byte >> 4];
   out += digits[byte & 15];
@@ -34,7 +34,7 @@ constexpr bool equalsIgnoringCase(std::string_view a, std::string_view b) {
                     [](char left, char right) { return asciiLower(left) == asciiLower(right); });
 }
 
-/// The text without the blanks around it.
+/// The text without leading and trailing blanks.
 constexpr std::string_view trimmed(std::string_view text, std::string_view blanks = " \t\r\n") {
   text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
   return text.substr(0, text.find_last_not_of(blanks) + 1);

@@ -35,11 +35,11 @@ class BinaryReader {
   struct Object {
     Value value;
     std::uint64_t treeSize = 0;
-    std::uint16_t height = 0;  ///< containers from here down to the deepest leaf
+    std::uint16_t height = 0;  ///< levels of nested containers, including this one
     State state = State::unread;
   };
 
-  /// Takes content out of what no object has claimed yet; nothing where the list has less.
+  /// Claims content for one object; no value if fewer unclaimed bytes are left.
   std::optional<std::string_view> claim(const Head& head, std::uint64_t count, std::uint64_t unit) {
     const auto content = table_.contentOf(head, count, unit);
     if (!content || content->size() + 1 > unclaimed_) return std::nullopt;
@@ -47,7 +47,7 @@ class BinaryReader {
     return content;
   }
 
-  /// Counts the entries of a container to what one list may have.
+  /// Counts a container's entries against the limit for the whole list.
   bool countEntries(std::uint64_t count) {
     if (count > entriesLeft_) return false;
     entriesLeft_ -= count;
@@ -82,7 +82,7 @@ class BinaryReader {
     return !object.value.isNil();
   }
 
-  /// Reads an entry of a container and counts it to the container. Null where it is malformed.
+  /// Reads one entry and adds its size to the container's. Null if it is malformed.
   const Value* readEntry(std::string_view references, std::size_t position, Object& container, int depth) {
     const std::uint64_t index = table_.referenceAt(references, position);
     if (!readObject(index, depth + 1)) return nullptr;
@@ -125,7 +125,7 @@ class BinaryReader {
 
   const BinaryPropertyListTable& table_;
   ArchiveReferences references_;
-  std::size_t unclaimed_;  ///< bytes before the table that no object read so far lies in
+  std::size_t unclaimed_;  ///< bytes of the object area that no object read so far occupies
   std::uint64_t entriesLeft_;
   std::vector<Object> objects_;
 };

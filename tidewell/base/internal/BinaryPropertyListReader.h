@@ -9,10 +9,10 @@ namespace tidewell::base::detail {
 
 [[nodiscard]] bool isBinaryPropertyList(std::string_view bytes);
 
-/// Reads a binary property list; nil for anything malformed or beyond the bounds.
+/// Reads a binary property list; nil if it is malformed or beyond the bounds.
 ///
-/// Each object is read once and shared by all that refer to it, and objects may not overlap: so time and
-/// memory are linear in the bytes, whatever they say.
+/// Objects may not overlap, and each is read once and shared by all references to it, so time and memory are
+/// linear in the size of the bytes even for hostile ones.
 [[nodiscard]] Value readBinaryPropertyList(std::string_view bytes, ArchiveReferences references,
                                            std::uint64_t maximumObjects = kMaximumObjects);
 

@@ -21,7 +21,7 @@ std::uint64_t bigEndian(std::string_view bytes) {
 }
 
 Value integerFrom(std::string_view content) {
-  // Shorter ones have no sign.
+  // Integers of eight bytes are signed, shorter ones unsigned.
   if (content.size() <= 8) return static_cast<std::int64_t>(bigEndian(content));
   const std::uint64_t high = bigEndian(content.substr(0, 8));
   const std::uint64_t low = bigEndian(content.substr(8));
@@ -62,7 +62,7 @@ std::optional<BinaryPropertyListTable> BinaryPropertyListTable::open(std::string
   if (list.offsetSize_ < 1 || list.offsetSize_ > 8) return std::nullopt;
   if (list.referenceSize_ < 1 || list.referenceSize_ > 8) return std::nullopt;
   if (table < kHeaderSize || table >= end || count == 0 || root >= count) return std::nullopt;
-  // An object has at least one byte, and an offset, of its own.
+  // Every object has at least one byte and one offset of its own.
   if (count > table - kHeaderSize || count > (end - table) / list.offsetSize_) return std::nullopt;
   list.tableOffset_ = static_cast<std::size_t>(table);
   list.root_ = static_cast<std::size_t>(root);

@@ -10,12 +10,12 @@
 
 namespace tidewell::base::detail {
 
-/// Finds the objects of a binary property list by their numbers, in the bytes themselves: opening a list and
-/// looking at one object cost the same however large the list is. Objects may overlap and refer to
-/// themselves; whoever follows references has to bound the walk.
+/// Random access to the objects of a binary property list, in place: opening a list and looking at one object
+/// take constant time, whatever the size of the list. Objects may overlap and refer to themselves, so callers
+/// that follow references must bound the walk.
 class BinaryPropertyListTable {
  public:
-  /// The head of an object: its kind, its length or count, and where its content begins.
+  /// An object's kind, its length or count, and the offset of its content.
   struct Head {
     unsigned kind = 0;
     unsigned low = 0;  ///< the low half of the marker
@@ -26,7 +26,7 @@ class BinaryPropertyListTable {
   static constexpr unsigned kArray = 0xa;
   static constexpr unsigned kDictionary = 0xd;
 
-  /// No value for bytes whose header or trailer is wrong. Keeps a view of the bytes.
+  /// No value if the header or trailer is malformed. Keeps a view of the bytes.
   [[nodiscard]] static std::optional<BinaryPropertyListTable> open(std::string_view bytes);
 
   [[nodiscard]] std::size_t count() const noexcept { return count_; }
@@ -34,17 +34,17 @@ class BinaryPropertyListTable {
   [[nodiscard]] std::size_t referenceSize() const noexcept { return referenceSize_; }
   [[nodiscard]] std::size_t bytesOfObjects() const noexcept;
 
-  /// No value beyond the end, and for an object that does not begin among the objects.
+  /// No value for an index beyond the end, or an object that does not start within the object area.
   [[nodiscard]] std::optional<Head> headOf(std::uint64_t index) const;
-  /// `count` units of content; no value where the objects end before.
+  /// `count` units of content; no value if they extend beyond the object area.
   [[nodiscard]] std::optional<std::string_view> contentOf(const Head& head, std::uint64_t count,
                                                           std::uint64_t unit) const;
-  /// The number of the object that a place in the content of a container refers to.
+  /// The index of the object that a container refers to at a position.
   [[nodiscard]] std::uint64_t referenceAt(std::string_view references, std::size_t position) const;
 
-  /// The length of the content of an object that is no container; no value for other markers.
+  /// The content length of an object that is not a container; no value for any other marker.
   [[nodiscard]] static std::optional<std::uint64_t> lengthOf(const Head& head);
-  /// The value of an object that is no container, from its whole content; nil for a number that does not fit.
+  /// The value of an object that is not a container, from its whole content; nil for a number out of range.
   [[nodiscard]] static Value valueOf(const Head& head, std::string_view content);
 
  private:

@@ -19,7 +19,7 @@ constexpr unsigned kReference = 0x8;
 constexpr unsigned kArray = 0xa;
 constexpr unsigned kDictionary = 0xd;
 
-/// What an entry of a list comes to: a text, the reference to it, and the places of both.
+/// The typical size of a list entry: a short text, a reference to it, and the offsets of both.
 constexpr std::size_t kUsualBytes = 48;
 
 void appendBigEndian(std::string& out, std::uint64_t number, unsigned size) {
@@ -28,7 +28,7 @@ void appendBigEndian(std::string& out, std::uint64_t number, unsigned size) {
   out.append(bytes, size);
 }
 
-/// The width of a number: 1, 2, 4 or 8 bytes.
+/// The width in bytes of a number: 1, 2, 4 or 8.
 unsigned widthOf(std::uint64_t number) {
   if (number <= 0xff) return 1;
   if (number <= 0xffff) return 2;
@@ -70,7 +70,7 @@ void BinaryPropertyListWriter::expect(std::size_t count) {
   const std::size_t wanted = std::bit_ceil((tabledCount_ + count + 1) * 2);
   if (wanted > table_.size()) growTable(wanted);
   const std::size_t objects = objects_.size() + 2 * count;
-  // Twofold at least, so that many short lists in one cost no more than one long list.
+  // At least doubled, so that many short lists in one take linear time in total.
   if (objects > objects_.capacity()) objects_.reserve(std::max(objects, 2 * objects_.capacity()));
   const std::size_t bytes = out_.size() + count * kUsualBytes;
   if (bytes > out_.capacity()) out_.reserve(std::max(bytes, 2 * out_.capacity()));
@@ -85,7 +85,7 @@ BinaryPropertyListWriter::Index BinaryPropertyListWriter::addEncodedFrom(std::si
   for (; table_[place].stored != 0; place = (place + 1) & mask) {
     if (table_[place].hash != hash) continue;
     const Index known = table_[place].stored - 1;
-    // What is encoded says itself where it ends, so equal bytes are all of the known one.
+    // Encodings are self-delimiting, so a prefix match means that the whole object is equal.
     if (out_.compare(objects_[known].begin, bytes.size(), bytes) != 0) continue;
     out_.resize(begin);
     return known;
@@ -110,14 +110,14 @@ void BinaryPropertyListWriter::appendInteger(std::uint64_t value) {
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addInteger(std::int64_t value) {
   const std::size_t begin = out_.size();
-  appendInteger(static_cast<std::uint64_t>(value));  // eight bytes where it is negative, which have a sign
+  appendInteger(static_cast<std::uint64_t>(value));  // negative numbers take eight bytes, which are signed
   return addEncodedFrom(begin);
 }
 
 BinaryPropertyListWriter::Index BinaryPropertyListWriter::addUnsigned(std::uint64_t value) {
   if (value <= INT64_MAX) return addInteger(static_cast<std::int64_t>(value));
   const std::size_t begin = out_.size();
-  out_ += marker(kInteger, 4);  // sixteen bytes: eight would have a sign
+  out_ += marker(kInteger, 4);  // sixteen bytes, because eight would be signed
   appendBigEndian(out_, 0, 8);
   appendBigEndian(out_, value, 8);
   return addEncodedFrom(begin);

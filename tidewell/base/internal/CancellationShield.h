@@ -4,10 +4,10 @@
 
 namespace tidewell::base {
 
-/// Postpones the cancellation of the calling thread (`pthread_cancel`) until the end of a scope. A cancelled
-/// thread unwinds its stack; in the library that would meet `noexcept` functions, handlers that catch
-/// everything and libraries without unwind tables, each of which ends the process. So every call that can act
-/// on a cancellation stands behind a shield: system calls, and host code whose exceptions are caught.
+/// Defers cancellation of the calling thread (`pthread_cancel`) to the end of a scope. A cancelled thread
+/// unwinds its stack; within the library the unwinding would reach `noexcept` functions, catch-all handlers
+/// and libraries without unwind tables, each of which terminates the process. So every call that may be a
+/// cancellation point needs a shield: system calls, and host code whose exceptions are caught.
 ///
 /// Does nothing on systems without POSIX threads.
 class TIDEWELL_EXPORT CancellationShield {

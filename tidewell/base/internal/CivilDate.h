@@ -4,7 +4,7 @@
 
 namespace tidewell::base::detail {
 
-/// A day of the calendar; years count through zero (0 is 1 BC).
+/// A calendar day. Years are astronomical: 0 is 1 BC.
 struct CivilDate {
   std::int64_t year = 1970;
   int month = 1;
@@ -20,8 +20,8 @@ constexpr std::int64_t floorDivide(std::int64_t a, std::int64_t b) {
   return a / b - (a % b != 0 && (a < 0) != (b < 0) ? 1 : 0);
 }
 
-/// Days since 1970-01-01 of a day of the Gregorian calendar, extended to all times. Years count from March,
-/// so that the leap day is the last one.
+/// Days since 1970-01-01 of a day in the proleptic Gregorian calendar. Computed with years that start in
+/// March, so that the leap day comes last.
 constexpr std::int64_t daysFromGregorian(CivilDate date) {
   const std::int64_t year = date.year - (date.month <= 2 ? 1 : 0);
   const std::int64_t dayOfYear = (153 * (date.month + (date.month > 2 ? -3 : 9)) + 2) / 5 + date.day - 1;
@@ -36,7 +36,7 @@ constexpr std::int64_t daysFromJulian(CivilDate date) {
   return 365 * year + floorDivide(year, 4) + dayOfYear - 719470;
 }
 
-/// Month and day of a day counted from 1 March, and the year it lies in, given the year of that March.
+/// The civil date of a day counted from 1 March of `year`.
 constexpr CivilDate civilFromDayOfMarchYear(std::int64_t year, std::int64_t dayOfYear) {
   const std::int64_t month = (5 * dayOfYear + 2) / 153;
   return {year + (month >= 10 ? 1 : 0), static_cast<int>(month < 10 ? month + 3 : month - 9),
@@ -60,7 +60,7 @@ constexpr CivilDate julianFromDays(std::int64_t days) {
   return civilFromDayOfMarchYear(yearOfEra + era * 4, dayOfEra - 365 * yearOfEra);
 }
 
-/// The calendar of civil life: Julian before the reform of 1582.
+/// The civil calendar: Julian before the reform of 1582, Gregorian after it.
 constexpr CivilDate civilFromDays(std::int64_t days) {
   return days < kFirstGregorianDay ? julianFromDays(days) : gregorianFromDays(days);
 }

@@ -8,19 +8,19 @@ namespace tidewell::base::detail {
 
 namespace {
 
-/// The last year that a strict reader takes.
+/// The last year that the platform's strict parser accepts.
 constexpr std::int64_t kLastYear = 144683;
 
 bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-/// Takes white space from the front of the text; whether there was any.
+/// Removes leading white space; returns whether there was any.
 bool skipBlanks(std::string_view& text) {
   const std::size_t size = text.size();
   while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
   return text.size() != size;
 }
 
-/// White space of Unicode (property White_Space), in UTF-8.
+/// The characters with the Unicode property White_Space, in UTF-8.
 constexpr std::string_view kWhiteSpace[] = {" ",
                                             "\t",
                                             "\n",
@@ -47,8 +47,8 @@ constexpr std::string_view kWhiteSpace[] = {" ",
                                             "\xE2\x81\x9F",
                                             "\xE3\x80\x80"};
 
-/// Takes a literal from the front of the text. A run of white space stands for any other; a text that ends
-/// inside the literal matches.
+/// Removes a literal from the front of the text. Any run of white space matches any other; a text that ends
+/// within the literal matches.
 bool takeLiteral(std::string_view& text, std::string_view literal) {
   while (!literal.empty() && !text.empty()) {
     if (isBlank(literal.front())) {
@@ -64,7 +64,7 @@ bool takeLiteral(std::string_view& text, std::string_view literal) {
   return true;
 }
 
-/// Takes a number from the front of the text; one beyond every field's range reads as that.
+/// Removes a number from the front of the text. Numbers beyond the range of every field are clamped.
 std::optional<std::int64_t> takeNumber(std::string_view& text) {
   skipBlanks(text);
   if (text.empty() || !isAsciiDigit(text.front())) return std::nullopt;
@@ -76,7 +76,7 @@ std::optional<std::int64_t> takeNumber(std::string_view& text) {
   return number;
 }
 
-/// Takes the digits of a fraction of a second and cuts them to milliseconds.
+/// Removes the digits of a fraction of a second; truncates them to milliseconds.
 std::optional<int> takeFraction(std::string_view& text) {
   skipBlanks(text);
   int digits = 0;
@@ -122,8 +122,8 @@ std::string_view withoutWhiteSpace(std::string_view text) {
 bool DatePattern::append(std::vector<Item>& items, char letter, int width) {
   const bool known = std::string_view("yMdHmsS").find(letter) != std::string_view::npos;
   const bool numeric = letter != 'M' || width <= 2;             // MMM is a name
-  const bool wholeYear = letter != 'y' || width != 2;           // yy is a year inside a century
-  const bool apart = items.empty() || items.back().field == 0;  // else digits would have to be shared out
+  const bool wholeYear = letter != 'y' || width != 2;           // yy is a year within a century
+  const bool apart = items.empty() || items.back().field == 0;  // else two fields would share digits
   if (!known || !numeric || !wholeYear || !apart) return false;
   items.push_back({letter, width, {}, false});
   return true;

@@ -1,7 +1,7 @@
 #include "tidewell/base/internal/Digest.h"
 
-// The plain functions of libcrypto are deprecated since 3.0 in favour of methods that are fetched. Fetching
-// needs the library's state, which `exit` takes down; the plain functions need none.
+// libcrypto 3.0 deprecates these functions in favour of fetched algorithms. Fetching needs the library's
+// state, which `exit` tears down; these functions do not.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/md5.h>
 #include <openssl/sha.h>
@@ -22,7 +22,7 @@ using Sha256Digest = std::array<std::uint8_t, SHA256_DIGEST_LENGTH>;
 
 constexpr std::size_t kHmacBlockBytes = 64;  // SHA-256's
 
-/// The digest of two texts, one after the other.
+/// The digest of two concatenated texts.
 Sha256Digest sha256(std::string_view first, std::string_view second) noexcept {
   SHA256_CTX context;
   SHA256_Init(&context);

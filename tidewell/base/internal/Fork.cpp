@@ -38,7 +38,7 @@ void ForkParticipant::leave() noexcept {
   all.erase(std::remove(all.begin(), all.end(), this), all.end());
 }
 
-// The list stays locked from before the fork until after it.
+// The list stays locked until after the fork.
 void ForkParticipant::allBeforeFork() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   participants().mutex.lock();
   for (ForkParticipant* each : participants().all) each->beforeFork();
@@ -77,7 +77,7 @@ void WorkMutex::afterForkInChild() noexcept {
     mutexes_.push_back(std::make_unique<std::mutex>());
     mutex_.store(mutexes_.back().get(), std::memory_order_release);
   } catch (const std::bad_alloc&) {
-    ::new (&inForce()) std::mutex;  // its holder is not in the child
+    ::new (&inForce()) std::mutex;  // the thread that may hold the old one does not exist in the child
   }
 }
 

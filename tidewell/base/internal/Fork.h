@@ -11,21 +11,22 @@
 #include "tidewell/base/internal/Mutex.h"
 
 //
-// A host may fork at any instant, on any thread. The child then has one thread; whatever another thread was
-// doing is left half done. The library stays usable there because its locks are of two kinds: a `StateMutex`
-// guards memory, is held for a moment only, and is taken by the forking thread before the fork, so that what
-// it guards is whole in the child; a `WorkMutex` is held over file operations, guards next to no memory, and
-// is made anew in the child. The platform says when the process forks: nothing happens where it does not.
+// A host may fork at any time, on any thread. The child has one thread only; work in progress on any other is
+// left half done. The library stays usable in the child because it uses two kinds of locks. A `StateMutex`
+// guards memory, is held briefly, and is acquired by the forking thread before the fork, so that the guarded
+// state is consistent in the child. A `WorkMutex` is held over file operations, guards almost no memory, and
+// is replaced in the child. The platform installs the fork handlers; without them these classes are plain
+// locks.
 namespace tidewell::base {
 
-/// Something that is put in order when the process forks. Derived classes are final, join at the end of their
-/// constructor and leave at the beginning of their destructor. Never do either while holding a `StateMutex`.
+/// Prepares for a fork and recovers after it. Derived classes are final; they call `join` at the end of the
+/// constructor and `leave` at the start of the destructor, never while holding a `StateMutex`.
 ///
-/// One that lives as long as the process is made by `madeOnce`, or when the library is loaded
-/// (`MadeWhenLoaded`): a thread that makes a function-local static at the instant of a fork waits in `join`,
-/// and leaves it half made in the child.
+/// Create a process-wide participant with `madeOnce`, or while the library is loaded (`MadeWhenLoaded`),
+/// never as a function-local static: a thread that initialises one during a fork waits in `join` and leaves
+/// it half initialised in the child.
 ///
-/// The handlers run with every `StateMutex` locked: they must not destroy foreign objects.
+/// The handlers run with every `StateMutex` locked and must not destroy foreign objects.
 class TIDEWELL_EXPORT ForkParticipant {
  public:
   ForkParticipant(const ForkParticipant&) = delete;
@@ -35,7 +36,7 @@ class TIDEWELL_EXPORT ForkParticipant {
   virtual void afterForkInParent() noexcept {}
   virtual void afterForkInChild() noexcept {}
 
-  /// To be called by the platform at a fork: all of the above, for each participant.
+  /// For the platform's fork handlers. Each calls the function above of the same name on every participant.
   static void allBeforeFork() noexcept;
   static void allAfterForkInParent() noexcept;
   static void allAfterForkInChild() noexcept;
@@ -47,15 +48,15 @@ class TIDEWELL_EXPORT ForkParticipant {
   void leave() noexcept;
 
  private:
-  const int level_;  ///< lower ones first
+  const int level_;  ///< handlers run in ascending order of levels
 };
 
-/// Guards memory. Held for a moment, never over foreign code or a system call that can wait, and while it is
-/// held only one of a higher level is taken.
+/// Guards memory. Hold it briefly, never over foreign code or a blocking system call. While holding one,
+/// acquire only mutexes of a higher level.
 class TIDEWELL_CAPABILITY TIDEWELL_EXPORT StateMutex final : public ForkParticipant {
  public:
   static constexpr int kInnermost = 100;
-  static constexpr int kOtherLibrary = 200;  ///< held over calls of a library that takes locks of its own
+  static constexpr int kOtherLibrary = 200;  ///< held over calls into a library with locks of its own
   explicit StateMutex(int level = kInnermost);
   ~StateMutex() override;
 
@@ -72,7 +73,7 @@ class TIDEWELL_CAPABILITY TIDEWELL_EXPORT StateMutex final : public ForkParticip
   std::mutex mutex_;
 };
 
-/// A `StateMutex` that its holder may lock again.
+/// A recursive `StateMutex`.
 class TIDEWELL_CAPABILITY RecursiveStateMutex {
  public:
   explicit RecursiveStateMutex(int level = StateMutex::kInnermost) : mutex_(level) {}
@@ -94,11 +95,11 @@ class TIDEWELL_CAPABILITY RecursiveStateMutex {
  private:
   StateMutex mutex_;
   std::atomic<std::thread::id> owner_{};
-  int depth_ = 0;  ///< under the mutex
+  int depth_ = 0;  ///< guarded by the mutex
 };
 
-/// A condition variable to be used with a `StateMutex`. The child of a fork begins with a new one: the
-/// parent's waiting threads, which are not in the child, would keep it from working there.
+/// A condition variable for a `StateMutex`. Recreated in the child of a fork, where the parent's waiters,
+/// which no longer exist, would otherwise block it.
 class TIDEWELL_EXPORT StateCondition final : public ForkParticipant {
  public:
   StateCondition();
@@ -112,7 +113,7 @@ class TIDEWELL_EXPORT StateCondition final : public ForkParticipant {
   std::condition_variable condition_;
 };
 
-/// Keeps two threads from doing the same file work at once. May be held while a `StateMutex` is taken.
+/// Serialises file operations. A `StateMutex` may be acquired while it is held.
 class TIDEWELL_CAPABILITY TIDEWELL_EXPORT WorkMutex final : public ForkParticipant {
  public:
   WorkMutex();
@@ -127,7 +128,7 @@ class TIDEWELL_CAPABILITY TIDEWELL_EXPORT WorkMutex final : public ForkParticipa
  private:
   [[nodiscard]] std::mutex& inForce() noexcept { return *mutex_.load(std::memory_order_acquire); }
   std::atomic<std::mutex*> mutex_{nullptr};
-  std::vector<std::unique_ptr<std::mutex>> mutexes_;  ///< earlier ones may be locked for ever
+  std::vector<std::unique_ptr<std::mutex>> mutexes_;  ///< earlier ones may be locked forever
 };
 
 }  // namespace tidewell::base

@@ -27,20 +27,20 @@ constexpr bool kThreadSanitizer = false;
 constexpr bool kThreadSanitizer = false;
 #endif
 
-/// Those beyond `firstRecords`.
+/// The records beyond `firstRecords`.
 constinit std::atomic<HazardRecord*> records{nullptr};
-/// How long a fence keeps the next one away (`heavyFenceUnlessRecent`).
+/// The minimum time between two fences of `heavyFenceUnlessRecent`.
 constexpr std::chrono::microseconds kMoment{500};
-/// How long an announcement without a fence can take to become visible. A processor writes its stores out
-/// within microseconds, even if the thread is stopped.
+/// How long an unfenced announcement can take to become visible. A processor drains its store buffer within
+/// microseconds, even if the thread is descheduled.
 constexpr std::chrono::milliseconds kLongestDelayOfStores{100};
-/// When the last announcement without a fence is visible; meaningful once `readersFence` is set.
+/// When the last unfenced announcement is visible. Valid once `readersFence` is set.
 constinit std::atomic<std::chrono::steady_clock::rep> visibleAt{0};
-/// The record that the thread keeps until it ends.
+/// The record that the thread keeps until it exits.
 constinit thread_local HazardRecord* keptRecord = nullptr;
 constinit thread_local bool threadEnds = false;
 
-/// Returns the record of a thread that ends. Destructors that run later acquire one for each guard.
+/// Releases the record of an exiting thread. Destructors that run later acquire one per guard.
 void returnRecord(void* record) {
   keptRecord = nullptr;
   threadHazardRecord = nullptr;
@@ -48,20 +48,20 @@ void returnRecord(void* record) {
   static_cast<HazardRecord*>(record)->taken.store(false, std::memory_order_release);
 }
 
-/// Made when the library is loaded, so that a fork never finds it half made. Not made before that.
+/// Created while the library is loaded, so that a fork never finds it half created. Not available earlier.
 struct EndKey {
   pthread_key_t number{};
   bool isMade = pthread_key_create(&number, returnRecord) == 0;
 };
 const EndKey endKey;
 
-/// Has `returnRecord` called when the thread ends; false where that is not possible. Not a `thread_local`
-/// object with a destructor: where the C library has no memory to register one it ends the process.
+/// Has `returnRecord` called at thread exit; returns false if that is impossible. Not a `thread_local` object
+/// with a destructor: the C library ends the process if it has no memory to register one.
 bool returnsWhenThreadEnds(HazardRecord& record) noexcept {
   return endKey.isMade && pthread_setspecific(endKey.number, &record) == 0;
 }
 
-/// Enough for most processes, so that a question needs no memory.
+/// Enough for most processes, so that a query needs no allocation.
 constinit HazardRecord firstRecords[32];
 
 bool tryToTake(HazardRecord& record) noexcept {
@@ -85,12 +85,12 @@ HazardRecord& takeRecord() {
   return *record;
 }
 
-/// Whether writers fence for all threads, so that readers need no fence. ThreadSanitizer does not know fences
-/// that one thread makes for another.
+/// Whether writers fence for all threads, so that readers need no fence. Not under ThreadSanitizer, which
+/// does not model fences on behalf of other threads.
 bool writersHaveFence() noexcept {
   enum class Answer { unknown, no, yes };
-  // No function-local static: to register can take milliseconds, and the child of a fork would wait for ever
-  // for a thread that was doing so.
+  // Not a function-local static: registering can take milliseconds, and the child of a fork would wait
+  // forever for a thread that was doing so.
   static constinit std::atomic<Answer> answer{Answer::unknown};
   Answer known = answer.load(std::memory_order_acquire);
   if (known == Answer::unknown) {
@@ -118,9 +118,9 @@ void releaseHazardRecord(HazardRecord& record) noexcept {
   if (&record != keptRecord) record.taken.store(false, std::memory_order_release);
 }
 
-// A reader announces, then reads the flag, and only then uses the snapshot. Readers that read the flag after
-// it was set announce again with a fence. Those that read it before had stored their announcement before, so
-// it is visible a moment later.
+// A reader announces, then reads the flag, and only then uses the snapshot. Readers that see the flag set
+// announce again with a fence. Those that did not had already stored their announcement, so it becomes
+// visible within `kLongestDelayOfStores`.
 bool heavyFence() noexcept {
   if (!writersHaveFence()) return true;
   using std::chrono::steady_clock;

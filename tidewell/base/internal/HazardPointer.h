@@ -13,8 +13,8 @@ namespace tidewell::base {
 
 /// Where a thread announces which snapshot it is reading, so that no writer frees it.
 ///
-/// Records form one list for the whole process and are reused, never freed: their number is the largest
-/// number of guards that ever existed at once. The first of them need no memory.
+/// All records of the process form one list. They are reused and never freed, so their number is the largest
+/// number of guards that existed at once. The first ones need no allocation.
 struct alignas(64) HazardRecord {
   std::atomic<const void*> held{nullptr};
   std::atomic<bool> taken{false};
@@ -22,39 +22,39 @@ struct alignas(64) HazardRecord {
 };
 
 /// The calling thread's own record if writers have a fence for all threads (`heavyFence`), so that announcing
-/// a snapshot needs no fence; otherwise null. With this TLS model it is found in one instruction; eight bytes
-/// fit even if the library is loaded late.
+/// a snapshot needs no fence; otherwise null. The initial-exec TLS model gives access in one instruction; its
+/// eight bytes fit even if the library is loaded late.
 extern constinit thread_local HazardRecord* threadHazardRecord __attribute__((tls_model("initial-exec")));
 
-/// Set for good once the system refuses the writers' fence: readers fence for themselves from then on.
+/// Set permanently once the system refuses the writers' fence. Readers issue fences themselves from then on.
 extern constinit std::atomic<bool> readersFence __attribute__((visibility("hidden")));
 
-/// A record for a guard that cannot use `threadHazardRecord`: the first guard of a thread, one inside
-/// another, one while the thread ends, and every one where writers have no fence. Never waits.
+/// A record for a guard that cannot use `threadHazardRecord`: a thread's first guard, a nested guard, a guard
+/// during thread exit, and any guard if writers have no fence. Never waits.
 [[nodiscard]] HazardRecord& acquireHazardRecord();
-/// Returns what `acquireHazardRecord` handed out.
+/// Returns a record obtained from `acquireHazardRecord`.
 void releaseHazardRecord(HazardRecord& record) noexcept;
 
-/// Makes every announcement made before it visible to the caller. false while that cannot be guaranteed:
-/// nothing may be freed then. If the system refuses the fence, as in a sandbox that the process has entered,
-/// readers fence for themselves from then on, and retired snapshots are freed again after a moment.
+/// Makes every earlier announcement visible to the caller. Returns false while that cannot be guaranteed;
+/// nothing may be freed then. If the system starts refusing the fence (for example in a sandbox), readers
+/// issue fences from then on, and retired snapshots can be freed again after a short delay.
 [[nodiscard]] bool heavyFence() noexcept;
-/// The same, but also false if a fence ran within the last `kMoment`: it interrupts all other threads of the
-/// process for some microseconds, which a burst of changes must not do for each change. What is retired
-/// within the moment waits for the next change.
+/// The same, but also false if a fence ran within the last `kMoment`. A fence interrupts all other threads of
+/// the process for some microseconds, which a burst of changes must not do each time. Snapshots retired in
+/// that period wait for the next change.
 [[nodiscard]] bool heavyFenceUnlessRecent() noexcept;
 [[nodiscard]] bool isProtected(const void* snapshot) noexcept;
 
-/// Announces the current snapshot in the record of `threadHazardRecord`, without a fence. false, with nothing
-/// announced, if the pointer changed meanwhile or readers fence for themselves.
+/// Announces the current snapshot in the thread's record without a fence. Returns false, with nothing
+/// announced, if the pointer changed meanwhile or readers issue fences themselves.
 template <class Snapshot>
 [[gnu::always_inline]] inline bool announce(const std::atomic<const Snapshot*>& current, HazardRecord& record,
                                             const Snapshot*& snapshot) noexcept {
   snapshot = current.load(std::memory_order_relaxed);
   record.held.store(snapshot, std::memory_order_relaxed);
   std::atomic_signal_fence(std::memory_order_seq_cst);
-  // A snapshot that is still current after its announcement has not been freed. The flag is read after the
-  // announcement: see `heavyFence`.
+  // A snapshot that is still current after its announcement has not been freed. The flag must be read after
+  // the announcement: see `heavyFence`.
   if (current.load(std::memory_order_acquire) == snapshot && !readersFence.load(std::memory_order_acquire))
       [[likely]] {
     return true;
@@ -63,9 +63,9 @@ template <class Snapshot>
   return false;
 }
 
-/// Returns what `look` returns for the current snapshot. false, without a look, if the fast path is
-/// unavailable at this moment: use a `SnapshotGuard` then. For short questions that are asked very often: it
-/// makes no call, so everything stays in registers.
+/// Returns the result of `look` for the current snapshot, or false without calling it if the fast path is
+/// unavailable; after false, ask again with a `SnapshotGuard`. For short, very frequent queries: makes no
+/// function call, so everything stays in registers.
 template <class Snapshot, class Look>
 [[gnu::always_inline]] inline bool lookQuickly(const std::atomic<const Snapshot*>& current,
                                                const Look& look) noexcept {
@@ -78,10 +78,10 @@ template <class Snapshot, class Look>
   return answer;
 }
 
-/// Protects the snapshot that a pointer led to when the guard was made, for the lifetime of the guard.
+/// Protects the snapshot that was current when the guard was created, for the lifetime of the guard.
 ///
-/// Costs a few instructions and never waits for a writer. Bound to its thread; end it before foreign code
-/// runs. `retain` returns a reference for longer use.
+/// Takes a few instructions and never waits for a writer. Use only on the thread that created it, and destroy
+/// it before calling foreign code. `retain` returns a reference for longer use.
 template <class Snapshot>
 class SnapshotGuard {
  public:
@@ -105,7 +105,7 @@ class SnapshotGuard {
   [[nodiscard]] std::shared_ptr<const Snapshot> retain() const { return snapshot_->shared_from_this(); }
 
  private:
-  /// The same with any record, and while snapshots change quickly.
+  /// The slow path: works with any record, and while snapshots change quickly.
   [[gnu::noinline]] void readWithFences(const std::atomic<const Snapshot*>& current) {
     record_ = &acquireHazardRecord();
     const Snapshot* seen = nullptr;
@@ -120,7 +120,7 @@ class SnapshotGuard {
   const Snapshot* snapshot_ = nullptr;
 };
 
-/// The writer's side of a pointer to snapshots. Callers take turns.
+/// The writer's side of a pointer to snapshots. Callers must serialise calls.
 template <class Snapshot>
 class SnapshotPublisher {
  public:
@@ -128,27 +128,26 @@ class SnapshotPublisher {
 
   explicit SnapshotPublisher(std::atomic<const Snapshot*>& current) : current_(current) {}
 
-  /// After this the next `publish` needs no memory. For a writer of several pointers: first room for all of
-  /// them, then all of them published.
+  /// Reserves memory so that the next `publish` cannot fail. A writer of several pointers reserves for all of
+  /// them first and then publishes all of them.
   void makeRoom() {
     if (retired_.size() == retired_.capacity()) retired_.reserve(2 * retired_.size() + 1);
   }
-  /// Makes a snapshot the current one and retires the old one until `reclaim`.
+  /// Makes a snapshot current and retires the old one until `reclaim`.
   void publish(Shared next) {
-    makeRoom();  // nothing fails from here on
+    makeRoom();  // nothing below can fail
     current_.store(next.get(), std::memory_order_seq_cst);
     if (latest_) retired_.push_back(std::move(latest_));
     latest_ = std::move(next);
   }
-  /// The same, and reclaims. For a writer of one pointer; a writer of several publishes all of them before it
-  /// calls `heavyFence` once.
+  /// The same, followed by `heavyFence` and `reclaim`. For a writer of one pointer; a writer of several
+  /// publishes all of them and then calls `heavyFence` once.
   void publish(Shared next, std::vector<Shared>& garbage) {
     publish(std::move(next));
     if (heavyFence()) reclaim(garbage);
   }
-  /// Moves the retired snapshots that no reader protects to `garbage`, for the caller to destroy after the
-  /// locks are released. The others wait for the next call; so do all when memory is short. Call it after
-  /// `heavyFence`.
+  /// Moves the retired snapshots that no reader protects to `garbage`, which the caller destroys after
+  /// unlocking. The others, or all of them if out of memory, wait for the next call. Call after `heavyFence`.
   void reclaim(std::vector<Shared>& garbage) noexcept {
     try {
       garbage.reserve(garbage.size() + retired_.size());

@@ -58,10 +58,11 @@ void keepLoaded(const void* code) noexcept {
       return;
     try {
       kept.addresses.push_back(info.dli_fbase);
-    } catch (const std::bad_alloc&) {  // kept below all the same, and once more at the next call
+    } catch (const std::bad_alloc&) {  // still kept below, and again on the next call
     }
   }
-  // The program itself is not found under its name; it stays anyway. The handle is kept on purpose.
+  // `dlopen` does not find the program itself by name, but that is never unloaded anyway. The handle is
+  // leaked on purpose.
   dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
 }
 

@@ -2,9 +2,8 @@
 
 namespace tidewell::base {
 
-/// Calls a function while the library is loaded, so that the object of that process-wide accessor exists
-/// before the first thread asks for it. Use it for every accessor of a `ForkParticipant`, whose comment gives
-/// the reason:
+/// Calls an accessor while the library is being loaded, so that its process-wide object exists before any
+/// thread asks for it. Required for every accessor of a `ForkParticipant`; see there for the reason:
 ///
 ///     const MadeWhenLoaded selectorTableMade(selectorTable);
 struct MadeWhenLoaded {

@@ -18,7 +18,7 @@ class TIDEWELL_CAPABILITY Mutex {
   std::mutex mutex_;
 };
 
-/// Holds a lock of any kind for as long as the object lives.
+/// Holds a lock of any kind for the lifetime of the object.
 template <class Lockable>
 class TIDEWELL_SCOPED_CAPABILITY MutexLock {
  public:
@@ -31,7 +31,7 @@ class TIDEWELL_SCOPED_CAPABILITY MutexLock {
   Lockable& lockable_;
 };
 
-/// Holds a lock that can be released and taken again, and waits for conditions.
+/// Holds a lock that can be released and reacquired, and waits on condition variables.
 template <class Lockable>
 class TIDEWELL_SCOPED_CAPABILITY ReleasableMutexLock {
  public:
@@ -53,19 +53,19 @@ class TIDEWELL_SCOPED_CAPABILITY ReleasableMutexLock {
     lockable_.unlock();
   }
 
-  /// Waits until the condition is notified; may return without a notification.
+  /// Waits for a notification; may wake up spuriously.
   template <class Condition>
   void wait(Condition& condition) TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
     const Native native(lockable_);
     condition.wait(native.lock);
   }
-  /// Waits until the predicate holds. It is called with the lock held.
+  /// Waits until the predicate is true. The predicate is called with the lock held.
   template <class Condition, class Predicate>
   void wait(Condition& condition, Predicate isOver) TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
     const Native native(lockable_);
     condition.wait(native.lock, isOver);
   }
-  /// The same until a point of time at the latest; whether the predicate holds.
+  /// The same with a deadline. Returns the predicate's last result.
   template <class Condition, class Time, class Predicate>
   bool waitUntil(Condition& condition, Time end, Predicate isOver) TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
     const Native native(lockable_);
@@ -73,7 +73,7 @@ class TIDEWELL_SCOPED_CAPABILITY ReleasableMutexLock {
   }
 
  private:
-  /// The lock in the form that a condition variable takes; it stays held at the end, by an exception, too.
+  /// The lock in the form that a condition variable takes. It stays held afterwards, also after an exception.
   struct Native {
     explicit Native(Lockable& lockable) : lock(lockable.native(), std::adopt_lock) {}
     ~Native() { lock.release(); }

@@ -7,8 +7,8 @@
 
 namespace tidewell::base {
 
-/// Holds a process-wide object that is made on first use and never destroyed, so that threads which still run
-/// while the process ends find it whole. Use it for a function-local static:
+/// Holds a process-wide object that is constructed on first use and never destroyed, so that threads still
+/// running at process exit can use it. For function-local statics:
 ///
 ///     static NeverDestroyed<Registry> registry;
 ///     return *registry;
@@ -30,10 +30,10 @@ class NeverDestroyed {
   alignas(T) unsigned char storage_[sizeof(T)];
 };
 
-/// A process-wide object that is made on first use and never destroyed. Unlike a function-local static, whose
-/// making other threads wait for, it is never half made in the child of a fork: threads that ask at once each
-/// make one, and the first to have done so keeps it. So making one, and destroying it, must have no effect
-/// elsewhere. `make` returns a `std::unique_ptr`.
+/// Returns a process-wide object that is created on first use and never destroyed. Unlike a function-local
+/// static, whose initialisation makes other threads wait, it is never half initialised in the child of a
+/// fork: threads that ask at the same time each create one, and the first to finish wins. So neither creating
+/// nor destroying one may have side effects. `make` returns a `std::unique_ptr`.
 ///
 ///     static constinit std::atomic<Registry*> registry{nullptr};
 ///     return madeOnce(registry);

@@ -26,7 +26,7 @@ std::size_t countDigits(std::string_view text, std::size_t from) {
   return at - from;
 }
 
-/// How long the decimal number at the start is: sign, digits, fraction, exponent.
+/// The length of the decimal number at the start: sign, digits, fraction, exponent.
 std::size_t realLength(std::string_view text) {
   std::size_t at = !text.empty() && isSign(text.front()) ? 1 : 0;
   const std::size_t whole = countDigits(text, at);
@@ -81,7 +81,7 @@ double leadingReal(std::string_view text) {
 }
 
 double realAt(const char* text) noexcept {
-  // The C locale, whatever the process has set: a comma must not become the decimal separator.
+  // The C locale: the process's own might use a comma as the decimal separator.
   static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
   return strtod_l(text, nullptr, cLocale);
 }

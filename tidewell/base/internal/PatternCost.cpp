@@ -9,28 +9,28 @@
 namespace tidewell::base {
 namespace {
 
-// Nanoseconds.
+// Times in nanoseconds.
 constexpr std::uint64_t kExpression = 5000;
 constexpr std::uint64_t kByte = 200;
-/// A quantifier for which ICU moves the program that it has compiled so far, for each byte before it.
+/// For each preceding byte, a quantifier for which ICU moves the program compiled so far.
 constexpr std::uint64_t kMoveOfByte = 10;
-/// Measuring what a look-behind takes, for each byte that it may hold.
+/// Measuring the length of a look-behind, for each byte that it may contain.
 constexpr std::uint64_t kMeasureOfByte = 8;
 constexpr std::uint64_t kSet = 8000;
 constexpr std::uint64_t kClassInSet = 30000;
 constexpr std::uint64_t kNamedCharacter = 220000;
 constexpr std::uint64_t kCategory = 70000;
-/// Other properties: the first use in a process reads the tables of the property.
+/// Any other property: its first use in a process loads the property's tables.
 constexpr std::uint64_t kProperty = 4000000;
 constexpr std::uint64_t kSegmentProperty = 15000000;
 constexpr std::uint64_t kEmojiSequences = 45000000;
-/// Adding the other case of every character of a set.
+/// Closing a set over case: adding the other case of every character.
 constexpr std::uint64_t kCloseWords = 600000;
 constexpr std::uint64_t kCloseAll = 4500000;
-/// Beyond this the scan stops.
-constexpr std::uint64_t kHopeless = 50000000;
+/// The scan stops at this cost.
+constexpr std::uint64_t kScanLimit = 50000000;
 
-// Bytes.
+// Sizes in bytes.
 constexpr std::size_t kExpressionBytes = 1700;
 constexpr std::size_t kBytesOfByte = 40;
 constexpr std::size_t kSetBytes = 1250;
@@ -48,7 +48,7 @@ constexpr bool isOneOf(char c, std::string_view characters) {
 }
 using detail::isAsciiDigit;
 
-/// The characters that `Scan::step` looks at.
+/// The characters handled by `Scan::step`.
 constexpr std::array<bool, 256> kIsCounted = [] {
   std::array<bool, 256> counted{};
   for (const char c : std::string_view("\\[]-()^$|?*+{")) counted[static_cast<unsigned char>(c)] = true;
@@ -62,7 +62,7 @@ class Scan {
   PatternCost run() {
     cost_.nanoseconds = kExpression + kByte * pattern_.size();
     cost_.bytes = kExpressionBytes + kBytesOfByte * pattern_.size();
-    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kHopeless; ++at_) {
+    for (at_ = 0; at_ < pattern_.size() && cost_.nanoseconds < kScanLimit; ++at_) {
       if (kIsCounted[static_cast<unsigned char>(pattern_[at_])]) step(pattern_[at_]);
     }
     if (ignoresCase_) cost_.nanoseconds += sets_ * close_;
@@ -71,7 +71,7 @@ class Scan {
   }
 
  private:
-  /// The character so many places further; 0 outside the pattern.
+  /// The character at a distance; 0 outside the pattern.
   [[nodiscard]] char peek(std::ptrdiff_t distance = 1) const {
     const std::size_t index = at_ + static_cast<std::size_t>(distance);
     return index < pattern_.size() ? pattern_[index] : '\0';
@@ -90,7 +90,7 @@ class Scan {
       }
     }
     const auto has = [this](std::string_view text) { return pattern_.find(text) != std::string_view::npos; };
-    // Where blanks may stand between the characters of a construct, it may be one that is not recognised.
+    // In free-spacing mode, blanks inside a construct may hide a flag, so any such letter counts.
     if (isFree_) ignoresCase_ |= has("i");
     if (isFree_) cost_.breaksText |= has("w");
     constexpr std::string_view kSpecial = "\\^$.|?*+()[]{}";
@@ -113,7 +113,7 @@ class Scan {
         if (depth_ > 0) --depth_;
         break;
       case '-':
-        // A range reaches beyond ASCII unless its last character plainly does not.
+        // A range reaches beyond ASCII unless its last character is plainly ASCII.
         if (mayBeInSet() && (peek() < '$' || peek() > '~' || peek() == '\\')) close_ = kCloseAll;
         break;
       default:
@@ -122,7 +122,7 @@ class Scan {
     }
   }
 
-  /// What means something outside sets only.
+  /// Handles characters that are special only outside sets.
   void stepOutside(char c) {
     switch (c) {
       case '(':
@@ -152,7 +152,7 @@ class Scan {
     if (c == 'p' || c == 'P') property(at_ + 1);
     if (c == 'N') cost_.nanoseconds += kNamedCharacter;
     if (isOneOf(c, "wWdDsShHvVRX") && !startsPlainly_) {
-      // ICU makes a set of the characters that a match may begin with.
+      // ICU builds a set of the characters that a match may begin with.
       cost_.nanoseconds += kClassInSet;
       startBytes_ = std::max(startBytes_, isOneOf(c, "wW") ? kStartWithManyBytes : kStartBytes);
     }
@@ -165,14 +165,14 @@ class Scan {
     if (c == 'b' || c == 'B') ++cost_.boundaries;
     if (c == 'X') cost_.breaksText = true;
     if (c == 'k' || isAsciiDigit(c)) cost_.hasReferences = true;
-    if (isOneOf(c, "pPNx") && peek() == '{' && !isQuoting_) ++at_;  // which is no quantifier
+    if (isOneOf(c, "pPNx") && peek() == '{' && !isQuoting_) ++at_;  // not a quantifier
   }
 
   void openSet() {
     ++sets_;
     cost_.nanoseconds += kSet;
     cost_.bytes += kSetBytes;
-    if (mayBeInSet() && peek() == '^') close_ = kCloseAll;  // the outer set has nearly every character
+    if (mayBeInSet() && peek() == '^') close_ = kCloseAll;  // the outer set gets nearly every character
     if (peek() == ':' || isFree_) property(at_ + 2);
     ++depth_;
   }
@@ -183,7 +183,7 @@ class Scan {
       const char c = pattern_[from];
       if (isAsciiDigit(c) || (c >= 'a' && c <= 'z')) name += c;
       if (c >= 'A' && c <= 'Z') name += static_cast<char>(c | 0x20);
-      if (name.size() == 32) break;  // the longest part that is looked for is shorter
+      if (name.size() == 32) break;  // longer than any part searched for below
     }
     close_ = kCloseAll;
     if (!startsPlainly_) startBytes_ = kStartWithManyBytes;
@@ -209,7 +209,7 @@ class Scan {
     const bool ofEmpty = before == '^' || before == '$' || (afterEscape && isOneOf(before, "AZzGbB"));
     const bool isPossessive = c == '+' && isOneOf(before, "*+?}");
     if (c == '?') {
-      ++cost_.options;  // or makes the quantifier before it lazy
+      ++cost_.options;  // or makes the preceding quantifier lazy
       return;
     }
     const bool expands = c == '{' && isShortCount();
@@ -219,7 +219,7 @@ class Scan {
     cost_.nanoseconds += moves ? kMoveOfByte * at_ : at_ / 8;
   }
 
-  /// The text between the braces; only the beginning of a longer one.
+  /// The text between the braces, truncated to eight characters.
   [[nodiscard]] std::string_view count() const {
     const std::string_view rest = pattern_.substr(at_ + 1, 8);
     return rest.substr(0, std::min(rest.find('}'), rest.size()));
@@ -228,8 +228,8 @@ class Scan {
     const std::string_view digits = count();
     return std::all_of(digits.begin(), digits.end(), isAsciiDigit);
   }
-  /// Whether ICU repeats the atom instead of counting: {n} or {n,m} from 1 to 10, neither lazy nor
-  /// possessive.
+  /// Whether ICU unrolls the atom instead of counting: {n} or {n,m} with bounds from 1 to 10, neither lazy
+  /// nor possessive.
   [[nodiscard]] bool isShortCount() const {
     const std::string_view text = count();
     const char after = peek(static_cast<std::ptrdiff_t>(text.size()) + 2);
@@ -245,15 +245,15 @@ class Scan {
   std::size_t at_ = 0;
   PatternCost cost_;
   bool ignoresCase_ = false;
-  bool isFree_ = false;     // blanks and comments are skipped
+  bool isFree_ = false;     // free-spacing mode: blanks and comments are ignored
   bool isQuoting_ = false;  // \Q and \E
-  /// A bracket that opens or closes a set for this scan may not do so for ICU.
+  /// Brackets that open or close a set in this scan may not do so in ICU.
   bool setsAreUnsure_ = false;
-  bool startsPlainly_ = false;  // with a certain character
+  bool startsPlainly_ = false;  // with a literal character
   std::size_t startBytes_ = 0;
-  std::size_t depth_ = 0;  // of the sets at this place
+  std::size_t depth_ = 0;  // nesting depth of sets at this position
   std::uint64_t sets_ = 0;
-  std::uint64_t close_ = 0;  // what each set costs more where case is ignored
+  std::uint64_t close_ = 0;  // extra cost of each set if case is ignored
 };
 
 }  // namespace

@@ -8,28 +8,28 @@
 
 namespace tidewell::base {
 
-/// What a regular expression costs, estimated from its text by one scan that is linear in it.
+/// The cost of a regular expression, estimated by one linear scan of its text.
 ///
-/// The scan does not parse: it counts what is dear wherever it appears, inside quotations and comments too,
-/// so that it errs on the side of too much. The figures were measured with ICU 72, one construct after the
-/// other (`make cost` measures the dearest ones again), and rounded up.
+/// The scan does not parse: it counts expensive constructs wherever they appear, even in quotations and
+/// comments, so it overestimates. The figures were measured with ICU 72, one construct at a time, and rounded
+/// up (`make cost` measures the most expensive ones again).
 struct PatternCost {
-  /// Processor time to compile, on a present-day machine.
+  /// Processor time to compile, on present-day hardware.
   std::uint64_t nanoseconds = 0;
-  /// Memory that the compiled expression keeps.
+  /// Memory held by the compiled expression.
   std::size_t bytes = 0;
 
-  /// Atoms that take no text and so may be met any number of times between two places that ICU keeps.
+  /// Atoms that match the empty text, so that any number may occur between two saved positions.
   std::uint32_t emptyAtoms = 0;
   /// Word boundaries, which may walk back over combining marks.
   std::uint32_t boundaries = 0;
-  std::uint32_t repeats = 0;       ///< of an atom, with more than one possible length
-  std::uint32_t options = 0;       ///< atoms that may be left out
-  std::uint32_t alternatives = 1;  ///< all in all
-  /// Something with repeats in it is repeated, or may be: the cost may grow exponentially with the text.
+  std::uint32_t repeats = 0;       ///< of an atom with more than one possible length
+  std::uint32_t options = 0;       ///< optional atoms
+  std::uint32_t alternatives = 1;  ///< in the whole pattern
+  /// A repeated group contains repeats, or may do so: the cost may grow exponentially with the text.
   bool isNested = false;
   bool hasReferences = false;
-  /// Looks for the boundaries of characters or words with a break iterator.
+  /// Finds boundaries of characters or words with a break iterator.
   bool breaksText = false;
 
   [[nodiscard]] TIDEWELL_EXPORT static PatternCost of(std::string_view pattern);

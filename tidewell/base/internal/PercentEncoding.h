@@ -7,13 +7,13 @@
 
 namespace tidewell::base {
 
-/// The text with every byte that is neither a letter, a digit, one of `-._~` nor in `keep` as `%XX` (RFC
-/// 3986, section 2.1; upper-case hex).
+/// Percent-encodes every byte (RFC 3986, section 2.1; upper-case hex) except letters, digits, `-._~` and the
+/// characters in `keep`.
 [[nodiscard]] TIDEWELL_EXPORT std::string percentEncode(std::string_view text, std::string_view keep);
-/// The text with each `%XX` replaced by its byte; a per cent sign without two hexadecimal digits stays.
+/// Replaces each `%XX` by its byte. A per cent sign without two hexadecimal digits stays.
 [[nodiscard]] TIDEWELL_EXPORT std::string percentDecode(std::string_view text);
-/// A name for a file or folder made of an identifier: percent-encoded, with a leading full stop escaped too,
-/// so that it is one path component and never "." or "..".
+/// A file name derived from an identifier: percent-encoded, including a leading full stop, so that it is one
+/// path component and never "." or "..".
 [[nodiscard]] TIDEWELL_EXPORT std::string fileNameForIdentifier(std::string_view identifier);
 
 }  // namespace tidewell::base

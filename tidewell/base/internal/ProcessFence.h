@@ -2,8 +2,9 @@
 
 namespace tidewell::base {
 
-/// A memory barrier on every running thread of the process, made by one of them (Linux: membarrier(2)). To be
-/// registered first; both answer false where the system has none or refuses it. Any thread.
+/// A memory barrier on all running threads of the process, issued by the calling thread (Linux:
+/// membarrier(2)). Register first. Both return false if the system does not support it or refuses it. Any
+/// thread.
 [[nodiscard]] bool registerProcessFence() noexcept;
 [[nodiscard]] bool processFence() noexcept;
 

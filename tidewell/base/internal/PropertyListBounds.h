@@ -5,24 +5,24 @@
 
 #include "tidewell/base/Value.h"
 
-/// What readers of property lists and archives share: how large a list may be once every shared part is
-/// counted as often as it is referred to, and what stands for a reference of an archive.
+/// Shared by the readers of property lists and archives: the limit on a list's size as a tree, and the
+/// representation of an archive's references.
 namespace tidewell::base::detail {
 
-/// A few bytes can refer to each other so that the tree they describe is endless for every purpose (printing,
-/// comparing, writing). Readers share what is shared and so never pay for it, but whoever walks the result
-/// would; so a list is refused whose tree is larger than this. Ten million short strings fit.
+/// A few bytes can refer to each other so that the tree they describe is practically infinite for anything
+/// that walks it (printing, comparing, writing). Readers share objects and do not pay for that, but users of
+/// the result would; so a list with a larger tree is refused. Ten million short strings fit.
 inline constexpr std::uint64_t kMaximumTreeSize = 256u << 20;
-/// What a value counts for in such a tree, beside its bytes: about what it takes in memory.
+/// What a value adds to that size beside its bytes: roughly its size in memory.
 inline constexpr std::uint64_t kTreeSizeOfValue = 24;
 
-/// At most so many objects of a list are read, and so many entries of its containers together.
+/// The most objects read from a list, and also the most entries of its containers together.
 inline constexpr std::uint64_t kMaximumObjects = 8u << 20;
 
-/// Whether a reader takes the references of keyed archives, or calls a list with one malformed.
+/// Whether a reader accepts references of keyed archives or treats a list with one as malformed.
 enum class ArchiveReferences { malformed, allowed };
 
-/// A reference as a value: a boxed pointer, for property lists hold none. Never leaves base.
+/// A reference represented as a boxed pointer, which property lists never contain. Never leaves `base`.
 inline Value valueOfReference(std::uint64_t index) {
   return BoxedPointer{reinterpret_cast<const void*>(static_cast<std::uintptr_t>(index))};
 }

@@ -7,7 +7,7 @@
 
 namespace tidewell::base::detail {
 
-/// Reads a property list in either format; nil for anything malformed or beyond the bounds.
+/// Reads a property list in either format; nil if it is malformed or beyond the bounds.
 [[nodiscard]] Value readPropertyList(std::string_view bytes, ArchiveReferences references,
                                      std::uint64_t maximumObjects = kMaximumObjects);
 

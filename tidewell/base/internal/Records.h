@@ -7,11 +7,11 @@
 
 #include "tidewell/base/Value.h"
 
-// The records behind `Value`, `Array` and `Dictionary`. Not for use outside this layer.
+// The records behind `Value`, `Array` and `Dictionary`. Internal to this layer.
 
 namespace tidewell::base {
 
-/// A record of one object without entries.
+/// A record of one object that is not a container.
 template <class T, SharedRecord::Content kContent>
 struct Boxed final : SharedRecord {
   template <class... Args>
@@ -23,10 +23,10 @@ using DataRecord = Boxed<Data, SharedRecord::Content::data>;
 using UrlRecord = Boxed<Url, SharedRecord::Content::url>;
 using ObjectRecord = Boxed<ObjectHandle, SharedRecord::Content::object>;
 
-/// A record that holds values, which may hold others in turn.
+/// A record that holds values, which may themselves hold others.
 struct ContainerRecord : SharedRecord {
   using SharedRecord::SharedRecord;
-  ContainerRecord* next = nullptr;  // in the list of those that wait for their destruction
+  ContainerRecord* next = nullptr;  // in the list of records awaiting destruction
 };
 
 struct ArrayRecord final : ContainerRecord {
@@ -34,20 +34,20 @@ struct ArrayRecord final : ContainerRecord {
   std::vector<Value> values;
 };
 
-/// Entries in order, and beyond a handful of them an open-addressing table of their places.
+/// Entries in order; for more than a handful also an open-addressing hash table of their indices.
 struct DictionaryRecord final : ContainerRecord {
   struct Slot {
     std::uint32_t hash = 0;
-    std::uint32_t place = 0;  // one more than the entry's index; 0 where the slot is free
+    std::uint32_t place = 0;  // one more than the entry's index; 0 if the slot is free
   };
-  /// Up to here a walk over the entries is faster than a hash.
-  static constexpr std::size_t kWalked = 8;
+  /// Up to this many entries a linear search is faster than a hash.
+  static constexpr std::size_t kLinearSearchLimit = 8;
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
   DictionaryRecord() noexcept : ContainerRecord(Content::dictionary) {}
   [[nodiscard]] std::size_t indexOf(std::string_view key) const noexcept;
-  /// The place of the key's entry, and whether it was added. Where the key was there already both arguments
-  /// stay as they are.
+  /// The index of the key's entry, and whether it was added. If the key exists, neither argument is moved
+  /// from.
   std::pair<std::size_t, bool> insert(std::string&& key, Value&& value);
   void reserve(std::size_t count);
   void remove(std::size_t index);
@@ -59,7 +59,7 @@ struct DictionaryRecord final : ContainerRecord {
   void rebuild(std::size_t slotCount);
   void enter(std::uint32_t hash, std::size_t index) noexcept;
 
-  std::vector<Slot> slots_;  // empty, or a power of two of which at most three quarters are taken
+  std::vector<Slot> slots_;  // empty, or a power of two, at most three quarters full
 };
 
 }  // namespace tidewell::base

@@ -14,14 +14,14 @@ struct Key {
   std::uint64_t k1;
 };
 
-Key drawKey() noexcept {
+Key generateKey() noexcept {
   try {
     std::random_device device;
     auto word = [&device] { return (std::uint64_t{device()} << 32) | device(); };
     const std::uint64_t first = word();
     return {first, word()};
   } catch (const std::exception&) {
-    // No random bytes: addresses and the clock still differ from one process to the next.
+    // Without random bytes, addresses and the clock still differ between processes.
     static const int anchor = 0;
     const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
     return {reinterpret_cast<std::uintptr_t>(&anchor), static_cast<std::uint64_t>(now)};
@@ -62,11 +62,11 @@ struct SipState {
 
 }  // namespace
 
-[[maybe_unused]] const std::uint64_t keyDrawnWhenLoaded = stringHash({});
+[[maybe_unused]] const std::uint64_t keyWhenLoaded = stringHash({});
 
-// SipHash-1-3: one round a word, three at the end.
+// SipHash-1-3: one round per word, three at the end.
 std::uint64_t stringHash(std::string_view text) noexcept {
-  static const Key key = drawKey();
+  static const Key key = generateKey();
   SipState state(key);
   std::size_t at = 0;
   for (; at + 8 <= text.size(); at += 8) {

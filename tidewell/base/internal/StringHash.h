@@ -5,8 +5,7 @@
 
 namespace tidewell::base {
 
-/// A hash of text under a key that is drawn once a process: whoever sends the texts cannot choose them so
-/// that they collide.
+/// A text hash with a key generated once per process, so that an attacker cannot choose texts that collide.
 [[nodiscard]] std::uint64_t stringHash(std::string_view text) noexcept;
 
 }  // namespace tidewell::base

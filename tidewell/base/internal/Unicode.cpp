@@ -13,7 +13,7 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-/// How many bytes at `from` are ASCII.
+/// The number of consecutive ASCII bytes at `from`.
 std::size_t asciiRun(std::string_view text, std::size_t from) noexcept {
   std::size_t at = from;
   for (; at + 8 <= text.size(); at += 8) {
@@ -25,8 +25,8 @@ std::size_t asciiRun(std::string_view text, std::size_t from) noexcept {
   return at - from;
 }
 
-/// The character at `at`, which moves past it; negative for an ill-formed sequence, of which one maximal part
-/// is passed.
+/// Decodes the character at `at` and advances past it. Returns a negative number for an ill-formed sequence
+/// and advances past one maximal subpart.
 std::int32_t next(std::string_view text, std::size_t& at) noexcept {
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   std::int32_t character;
@@ -56,9 +56,8 @@ void appendUtf8(std::string& out, char32_t c) {
 bool isLead(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
-/// The value of a hexadecimal digit, or -1.
 int hexDigitValue(char16_t c) { return c < 0x80 ? detail::hexValue(static_cast<char>(c)) : -1; }
-/// What the scanner skips: white space and line ends.
+/// The characters that the scanner skips: white space and line ends.
 bool isScannerSpace(char16_t c) {
   return c == ' ' || (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0xA0 || c == 0x1680 ||
          (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F ||
@@ -146,7 +145,7 @@ HexScan scanHexInt(std::string_view text, std::size_t fromUtf16Position) {
   scan.position = fromUtf16Position;
   std::size_t at = fromUtf16Position;
   while (at < units.size() && isScannerSpace(units[at])) ++at;
-  // A prefix without a digit behind it is no prefix: its 0 is the number.
+  // A prefix without a following digit is not a prefix; its 0 is the number.
   if (at + 2 < units.size() && units[at] == '0' && (units[at + 1] | 0x20) == 'x' &&
       hexDigitValue(units[at + 2]) >= 0) {
     at += 2;

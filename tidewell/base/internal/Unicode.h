@@ -12,19 +12,19 @@ namespace tidewell::base {
 
 /// Whether the bytes are well-formed UTF-8 (Unicode 15, table 3-7).
 [[nodiscard]] TIDEWELL_EXPORT bool isValidUtf8(std::string_view bytes) noexcept;
-/// UTF-16 of UTF-8; ill-formed sequences become U+FFFD, one for each maximal part.
+/// Converts UTF-8 to UTF-16; ill-formed sequences become U+FFFD, one per maximal subpart.
 [[nodiscard]] TIDEWELL_EXPORT std::u16string utf16FromUtf8(std::string_view text);
-/// UTF-8 of UTF-16; unpaired surrogates become U+FFFD.
+/// Converts UTF-16 to UTF-8; unpaired surrogates become U+FFFD.
 [[nodiscard]] TIDEWELL_EXPORT std::string utf8FromUtf16(std::u16string_view text);
-/// The text with every ill-formed sequence replaced by U+FFFD; the text itself where it is well-formed.
+/// Replaces every ill-formed sequence by U+FFFD.
 [[nodiscard]] TIDEWELL_EXPORT std::string validUtf8(std::string_view bytes);
-/// The number of UTF-16 units that the text has.
+/// The length of the text in UTF-16 code units.
 [[nodiscard]] TIDEWELL_EXPORT std::size_t utf16Length(std::string_view text) noexcept;
-/// What a scan for a hexadecimal integer found, and where it stopped.
+/// The result of a scan for a hexadecimal integer.
 struct HexScan {
   bool found = false;
   std::uint32_t value = 0;
-  std::size_t position = 0;  ///< in UTF-16 units, after what was consumed
+  std::size_t position = 0;  ///< in UTF-16 code units, after what was consumed
 };
 /// Scans a hexadecimal integer from a UTF-16 position: white space is skipped, `0x` is optional, all digits
 /// are consumed, and more than 32 bits read as 0xFFFFFFFF.

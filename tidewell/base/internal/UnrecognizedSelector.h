@@ -6,7 +6,7 @@
 
 namespace tidewell::base {
 
-/// Raises what the platform raises when an object is sent a message that its class does not know.
+/// Raises the platform's exception for a message that the receiver's class does not implement.
 [[noreturn]] void raiseUnrecognizedSelector(const Value& receiver, std::string_view selector);
 
 }  // namespace tidewell::base

@@ -8,7 +8,7 @@
 
 #include "tidewell/base/internal/Ascii.h"
 
-/// The characters of RFC 3986.
+/// Character classes of RFC 3986.
 namespace tidewell::base::detail {
 
 inline constexpr std::string_view kSubDelimiters = "!$&'()*+,;=";
@@ -17,7 +17,7 @@ constexpr bool isUnreserved(char c) {
   return isAsciiLetter(c) || isAsciiDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
 }
 
-/// The unreserved characters, and those that were added: asked without a search.
+/// The unreserved characters plus those added, with constant-time lookup.
 class CharacterSet {
  public:
   constexpr CharacterSet() {
@@ -45,7 +45,7 @@ class CharacterSet {
 };
 inline constexpr CharacterSet kUnreserved;
 
-/// Appends the text with every byte that is not in `keep` as `%XX` (RFC 3986, section 2.1).
+/// Percent-encodes every byte that is not in `keep` (RFC 3986, section 2.1).
 void appendPercentEncoded(std::string& out, std::string_view text, const CharacterSet& keep);
 
 inline bool isScheme(std::string_view text) {

@@ -60,7 +60,7 @@ Value realIn(std::string_view text) {
   return hasDigit ? Value(Value(text).doubleValue()) : Value();
 }
 
-/// `2018-11-12T17:05:09Z`, the only form there is.
+/// `2018-11-12T17:05:09Z`, the only valid form.
 Value dateIn(std::string_view text) {
   text = trimmed(text);
   constexpr std::string_view kShape = "dddd-dd-ddTdd:dd:ddZ";
@@ -131,7 +131,7 @@ void appendCharacter(std::string& out, std::uint32_t character) {
   }
 }
 
-/// Appends what an entity between "&" and ";" stands for; whether it stands for something.
+/// Appends the character for an entity name between "&" and ";"; returns false if it is unknown.
 bool appendEntity(std::string& out, std::string_view name) {
   constexpr std::pair<std::string_view, char> kEntities[] = {
       {"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
@@ -149,8 +149,7 @@ bool appendEntity(std::string& out, std::string_view name) {
   return true;
 }
 
-/// One reader a text. A container that is open is a frame on a stack of its own, so nesting costs no stack of
-/// the thread's.
+/// Reads one text. Open containers are frames on an explicit stack, so that nesting does not recurse.
 class XmlReader {
  public:
   XmlReader(std::string_view text, ArchiveReferences references, std::uint64_t maximumObjects)
@@ -178,7 +177,7 @@ class XmlReader {
     bool isEmpty = false;  ///< `<name/>`
   };
 
-  /// Takes the text up to `end`, and `end`; whether there is one.
+  /// Removes the text up to and including `end`; returns false if `end` is missing.
   bool skipPast(std::string_view end) {
     const std::size_t at = text_.find(end);
     if (at == std::string_view::npos) return false;
@@ -186,7 +185,7 @@ class XmlReader {
     return true;
   }
 
-  /// Skips white space, comments, instructions and the document type (one without declarations of its own).
+  /// Skips white space, comments, processing instructions and a document type without an internal subset.
   bool skipMisc() {
     for (;;) {
       while (!text_.empty() && isXmlSpace(text_.front())) text_.remove_prefix(1);
@@ -207,7 +206,7 @@ class XmlReader {
 
   bool skipToTag() { return skipMisc() && text_.starts_with('<'); }
 
-  /// Takes a tag; its attributes say nothing.
+  /// Removes a tag. Attributes are ignored.
   std::optional<Tag> takeTag() {
     const std::size_t end = text_.find('>');
     if (end == std::string_view::npos) return std::nullopt;
@@ -258,7 +257,7 @@ class XmlReader {
                               : Value(Array(std::move(frame.values))));
   }
 
-  /// A dictionary, or the reference of an archive that one with this single key stands for.
+  /// The dictionary, or the archive reference that a dictionary with this single key represents.
   Value valueOfDictionary(Dictionary dictionary) const {
     const Value* const reference = dictionary.count() == 1 ? dictionary.find("CF$UID") : nullptr;
     if (!reference || reference->kind() != ValueKind::integer) return dictionary;
@@ -286,7 +285,7 @@ class XmlReader {
     return isBoolean && trimmed(*content).empty() ? Value(tag.name == "true") : Value();
   }
 
-  /// The text of an element up to its end tag, entities and CDATA sections resolved.
+  /// The text of an element up to its end tag, with entities and CDATA sections resolved.
   std::optional<std::string> readContent(const Tag& tag) {
     std::string content;
     if (tag.isEmpty) return content;
@@ -317,7 +316,7 @@ class XmlReader {
     }
   }
 
-  /// Puts a value where it belongs: into the innermost container, or at the root.
+  /// Adds a value to the innermost container, or makes it the root.
   bool place(Value value) {
     if (value.isNil() || objectsLeft_-- == 0) return false;
     if (frames_.empty()) {
@@ -338,7 +337,7 @@ class XmlReader {
   }
 
   static constexpr std::string_view kCdata = "<![CDATA[";
-  /// `&#x10FFFF;` with some zeros more.
+  /// Fits `&#x10FFFF;` with a few leading zeros.
   static constexpr std::size_t kLongestEntity = 16;
 
   std::string_view text_;

@@ -33,7 +33,7 @@ std::string escaped(std::string_view text) {
         break;
       case '\r':
         out += "&#13;";
-        break;  // a reader would make a line feed of it
+        break;  // a reader would turn it into a line feed
       default:
         if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n') {
           raise(kInvalidArgumentException, "XML property lists cannot carry control characters");

@@ -10,7 +10,7 @@
 namespace tidewell {
 namespace {
 
-/// Puts one new value in force, unchanged.
+/// Applies one new value, unchanged.
 template <auto member, class Type>
 void set(ConfigRecord& record, Type value) {
   ConfigChange change;
@@ -18,7 +18,7 @@ void set(ConfigRecord& record, Type value) {
   record.apply(change);
 }
 
-/// Writes through one of the writers of `ConfigChange`, and logs what it has to say.
+/// Writes through one of the writers of `ConfigChange`, and logs its line.
 void write(ConfigRecord& record, std::string_view (ConfigChange::*writer)(std::int64_t, const base::Value&),
            std::int64_t property, const base::Value& value) {
   ConfigChange change;

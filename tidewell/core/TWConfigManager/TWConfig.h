@@ -15,8 +15,8 @@ class KeyedEncoder;
 
 namespace tidewell {
 
-/// The values of one configuration, without behaviour. Object fields hold whatever was written to them; nil
-/// where nothing was.
+/// The values of one configuration, without behaviour. Fields of type `Value` hold whatever was written to
+/// them; nil if nothing was.
 struct TIDEWELL_EXPORT TWConfigFields {
   base::Value accountStatus;
   base::Value inAppServiceStatus;
@@ -47,19 +47,20 @@ struct TIDEWELL_EXPORT TWConfigFields {
 
 class ConfigRecord;
 
-/// The configuration record: statuses, lists, durations and the token that the server sends, and the region
-/// and opt-outs that are set on the device.
+/// The configuration record: statuses, lists, durations and the token from the server, and the region and
+/// opt-outs set on the device.
 ///
-/// A handle on an immutable snapshot of the fields. Reading takes the snapshot that was published last and
-/// never waits; every write copies, changes and publishes, and writes are serialised. Any thread. A field
-/// keeps what it is given, whatever its class. Writing null to a property resets it to its default. Rejected
-/// numbers are logged and change nothing.
+/// A handle to an immutable snapshot of the fields. Any thread. Readers use the most recently published
+/// snapshot and never wait; writers copy, modify and publish, one at a time. Fields accept values of any
+/// class. Writing null to a property resets it to its default. Invalid property numbers are logged and change
+/// nothing.
 class TIDEWELL_EXPORT TWConfig final {
  public:
-  /// A record that holds the defaults. (Logs "Unknown Config property" once, as every write of the
-  /// restricted-ID expressions does.)
+  /// A record of defaults. (Logs "Unknown Config property" once, as every write of the restricted-ID
+  /// expressions does.)
   TWConfig();
-  /// The record of an archive: keys that are missing, of a wrong type or broken read nil, 0 and NO.
+  /// Decodes a record from an archive. A key that is missing, of the wrong type or corrupt gives nil, 0 or
+  /// false.
   explicit TWConfig(base::KeyedDecoder& decoder);
   ~TWConfig();
   TWConfig(const TWConfig&) = delete;
@@ -67,10 +68,10 @@ class TIDEWELL_EXPORT TWConfig final {
 
   void encodeWithCoder(base::KeyedEncoder& encoder) const;
 
-  /// All fields of one moment.
+  /// All fields at one moment.
   [[nodiscard]] std::shared_ptr<const TWConfigFields> fields() const;
 
-  // Each field has a getter and a setter of its name, which store the value unchanged.
+  // Accessors of each field. The setters store the value unchanged.
   [[nodiscard]] base::Value accountStatus() const;
   void setAccountStatus(base::Value value);
   [[nodiscard]] base::Value inAppServiceStatus() const;
@@ -118,8 +119,9 @@ class TIDEWELL_EXPORT TWConfig final {
   [[nodiscard]] bool userInAppOptedOut() const;
   void setUserInAppOptedOut(bool value);
 
-  /// The one way by which the manager writes: sorts the number into its group. Raises where a value has no
-  /// number or boolean for a field that needs one.
+  /// How the manager writes properties: dispatches the number to its group. The writers of a group log a
+  /// number outside it and change nothing. Raises for a value that is not a number or boolean where the field
+  /// needs one.
   void updateConfigProperty(std::int64_t property, const base::Value& withValue);
   void updateStatusConfigProperty(std::int64_t property, const base::Value& withValue);
   void updateDurationConfigProperty(std::int64_t property, const base::Value& withValue);

@@ -5,7 +5,7 @@
 
 namespace tidewell {
 
-/// Keys of the server's configuration and of the archive.
+/// Keys in the server's configuration and in the archive.
 inline constexpr std::string_view CONFIG_ACCOUNT_STATUS = "a_s";
 inline constexpr std::string_view CONFIG_INAPP_STATUS = "i_s";
 inline constexpr std::string_view CONFIG_INBOX_STATUS = "in_s";
@@ -37,7 +37,7 @@ inline constexpr std::string_view CONFIG_DATA_REGION_DEFAULT = "Default";
 inline constexpr std::string_view CONFIG_DATA_REGION_SERV3 = "SERV3";
 inline constexpr std::string_view CONFIG_DATA_REGION_EU = "Europe";
 
-/// The numbers by which the fields of the configuration record are written. 7 is a hole that no field has.
+/// Numbers of the record's fields. 7 is unused.
 enum TWConfigProperty : std::int32_t {
   TWConfigPropertyAccountStatus = 0,
   TWConfigPropertyInAppStatus = 1,
@@ -64,7 +64,7 @@ enum TWConfigProperty : std::int32_t {
   TWConfigPropertyUserInAppOptedOut = 23,
 };
 
-/// Where the data of an account is kept. Any other value counts as `TWDataRegionDefault`.
+/// The data centre of an account. Any other value counts as `TWDataRegionDefault`.
 enum TWDataRegion : std::int64_t {
   TWDataRegionServ3 = 0,
   TWDataRegionEurope = 1,

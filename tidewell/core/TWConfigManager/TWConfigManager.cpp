@@ -43,15 +43,15 @@ void reportTooLarge(PropertySet properties) {
   }
 }
 
-/// What questions read while no record is in force.
-const std::shared_ptr<const CompiledConfig>& nothingKnown() {
+/// The snapshot read by queries while there is no record.
+const std::shared_ptr<const CompiledConfig>& emptySnapshot() {
   static constinit std::atomic<const std::shared_ptr<const CompiledConfig>*> nothing{nullptr};
   return base::madeOnce(nothing, [] {
     return std::make_unique<const std::shared_ptr<const CompiledConfig>>(CompiledConfig::compile({}));
   });
 }
 
-/// Held while the shared instance is made, which reads a file.
+/// Held while the shared instance is created, which reads a file.
 base::WorkMutex& makingSharedInstance() {
   static base::NeverDestroyed<base::WorkMutex> mutex;
   return *mutex;
@@ -59,14 +59,14 @@ base::WorkMutex& makingSharedInstance() {
 
 const base::MadeWhenLoaded makingSharedInstanceMade(makingSharedInstance);
 
-/// What is to be said when the locks are released: made before they are taken.
+/// Reports to emit after unlocking. Construct it before locking.
 struct PendingReports {
   PendingReports() = default;
   PendingReports(const PendingReports&) = delete;
   PendingReports& operator=(const PendingReports&) = delete;
-  ~PendingReports() { tell(); }
+  ~PendingReports() { emit(); }
 
-  void tell() noexcept {
+  void emit() noexcept {
     try {
       if (std::exchange(madeDefaults, false)) logLine(kUnknownConfigProperty);
       for (const std::string& report : std::exchange(reports, {})) platform::report(report);
@@ -86,7 +86,7 @@ inline bool answer(const std::atomic<GateWord>& gates, const std::atomic<const C
     const auto snapshot = base::SnapshotGuard(current).retain();
     return answerGate(gate, snapshot->fields);
   }
-  return (answers & yesBit(gate)) != 0;
+  return (answers & trueBit(gate)) != 0;
 }
 
 constexpr LogCoordinates kBlackListed = at(400, "isEventBlackListed:");
@@ -95,7 +95,7 @@ constexpr LogCoordinates kWhitelisted = at(564, "isEventWhitelistedEvent:");
 
 using ListMember = std::shared_ptr<const EventList> CompiledConfig::*;
 
-/// The same for a list that may raise, and where there is no quick way.
+/// The same for a list that may raise, or if the fast path is unavailable.
 template <ListMember list, const LogCoordinates& where>
 [[gnu::noinline]] bool isListedSlowly(std::string_view name,
                                       const std::atomic<const CompiledConfig*>& current) {
@@ -103,7 +103,7 @@ template <ListMember list, const LogCoordinates& where>
                  [&] { return ((*base::SnapshotGuard(current).retain()).*list)->contains(name); });
 }
 
-/// A template, so that each question is one piece of code without a call.
+/// A template, so that each query is compiled without a call.
 template <ListMember list, const LogCoordinates& where>
 bool isListed(const std::optional<std::string_view>& name,
               const std::atomic<const CompiledConfig*>& current) {
@@ -128,18 +128,18 @@ base::Value arrayForNil(base::Value value) { return value ? std::move(value) : b
 }  // namespace
 
 struct TWConfigManager::State {
-  static constexpr int kConfigLevel = 10;  // a record is attached with it held
+  static constexpr int kConfigLevel = 10;  // a record is attached with this mutex held
 
   explicit State(TWConfigManager& manager) : publication(manager.gates_, manager.current_) {}
 
   ConfigPublication publication;
   base::StateMutex configMutex{kConfigLevel};
   std::shared_ptr<TWConfig> config TIDEWELL_GUARDED_BY(configMutex);
-  base::WorkMutex archiveMutex;  // taken before `configMutex`
+  base::WorkMutex archiveMutex;  // acquired before `configMutex`
   ConfigArchive archive TIDEWELL_GUARDED_BY(archiveMutex);
-  std::atomic<bool> isUnwritten{false};  // the archive lacks a change, for a reason that may pass
-  std::atomic<bool> isUnmerged{false};   // memory was short for the last reply
-  PendingReports reportsOfLoading;       // only while the manager is made
+  std::atomic<bool> isUnwritten{false};  // a change is missing from the archive for a temporary reason
+  std::atomic<bool> isUnmerged{false};   // the last reply was not merged for lack of memory
+  PendingReports reportsOfLoading;       // used only while the manager is constructed
 
   std::shared_ptr<TWConfig> current() {
     const base::MutexLock lock(configMutex);
@@ -149,10 +149,10 @@ struct TWConfigManager::State {
   void put(std::shared_ptr<TWConfig> next) {
     DeferredWork deferred;
     const base::MutexLock lock(configMutex);
-    putLocked(next, deferred);  // the earlier record dies after the lock
+    putLocked(next, deferred);  // the previous record is destroyed after unlocking
   }
 
-  /// Puts a record in force unless another thread has put one meanwhile; answers the one in force.
+  /// Sets the record unless another thread has set one meanwhile; returns the current one.
   std::shared_ptr<TWConfig> putWhereThereIsNone(std::shared_ptr<TWConfig> next) {
     DeferredWork deferred;
     const base::MutexLock lock(configMutex);
@@ -160,9 +160,9 @@ struct TWConfigManager::State {
     return config;
   }
 
-  /// Swaps `next` for the record in force.
+  /// Swaps `next` with the current record.
   void putLocked(std::shared_ptr<TWConfig>& next, DeferredWork& deferred) TIDEWELL_REQUIRES(configMutex) {
-    // First what may fail: the record in force stays attached then.
+    // Operations that can fail come first, so that the current record stays attached if they do.
     if (config) {
       recordOf(*config).makeRoomIn(publication);
     } else {
@@ -174,11 +174,11 @@ struct TWConfigManager::State {
     if (config) {
       recordOf(*config).attach(publication);
     } else {
-      publication.replace(nothingKnown(), deferred);
+      publication.replace(emptySnapshot(), deferred);
     }
   }
 
-  /// The record in force; where there is none, that of the archive is put in force, or one of defaults.
+  /// The current record. If there is none, first loads it from the archive or creates one of defaults.
   std::shared_ptr<TWConfig> currentOrLoaded(PendingReports& pending) {
     if (auto known = current()) return known;
     const base::MutexLock lock(archiveMutex);
@@ -198,20 +198,20 @@ struct TWConfigManager::State {
   void store(const std::optional<std::string>& path, const TWConfig& record) {
     PendingReports pending;
     const base::MutexLock lock(archiveMutex);
-    isUnwritten = true;  // also where memory is short now
+    isUnwritten = true;  // also if memory runs out below
     isUnwritten = !archive.store(path, recordOf(record), pending.reports);
   }
 
-  /// Writes what an earlier fault kept from the archive.
+  /// Writes changes that an earlier failure kept out of the archive.
   void storeUnwritten() noexcept {
     if (!isUnwritten) return;
     try {
       if (const auto record = current()) store(ConfigArchive::path(), *record);
-    } catch (...) {  // it waits for the next occasion
+    } catch (...) {  // retried at the next opportunity
     }
   }
 
-  /// Writes a property that is set on the device, and the archive.
+  /// Sets a property of the device and writes the archive.
   void set(TWConfigProperty property, const base::Value& value) {
     const std::optional<std::string> path = ConfigArchive::path();
     const std::shared_ptr<TWConfig> record = currentOrLoaded();
@@ -219,7 +219,7 @@ struct TWConfigManager::State {
     store(path, *record);
   }
 
-  /// Merges a reply into the record in force, and writes the archive.
+  /// Merges a reply into the current record and writes the archive.
   void merge(const base::Value& response) {
     const std::optional<std::string> path = ConfigArchive::path();
     const std::shared_ptr<TWConfig> record = currentOrLoaded();
@@ -243,7 +243,7 @@ struct TWConfigManager::State {
         if (!said.empty()) line = said;
       }
     } catch (const std::bad_alloc&) {
-      throw;  // no fault of the reply's: nothing of it counts
+      throw;  // not the reply's fault: none of it is applied
     } catch (...) {
       publish();  // what came before the value that raised
       throw;
@@ -266,13 +266,13 @@ TWConfigManager& TWConfigManager::makeSharedInstance() {
     instance = new TWConfigManager(Quietly::yes);  // never destroyed
     shared_.store(instance, std::memory_order_release);
   }
-  // What loading has to say may reach code of the host's, which may ask for the instance: so it is said when
+  // Reports from loading may run the host's code, which may ask for the instance, so they are emitted once
   // there is one.
-  instance->state_->reportsOfLoading.tell();
+  instance->state_->reportsOfLoading.emit();
   return *instance;
 }
 
-TWConfigManager::TWConfigManager() : TWConfigManager(Quietly::yes) { state_->reportsOfLoading.tell(); }
+TWConfigManager::TWConfigManager() : TWConfigManager(Quietly::yes) { state_->reportsOfLoading.emit(); }
 
 TWConfigManager::TWConfigManager(Quietly) : state_(std::make_unique<State>(*this)) {
   state_->currentOrLoaded(state_->reportsOfLoading);
@@ -308,7 +308,7 @@ void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
       state_->merge(response);
       printCurrentServicesStatus();
     } catch (const std::bad_alloc&) {
-      state_->isUnmerged = true;  // the next occasion syncs again
+      state_->isUnmerged = true;  // makes the next sync due
       throw;
     }
   });

@@ -8,7 +8,7 @@
 namespace tidewell {
 namespace {
 
-/// A line for a list that holds something. Raises for a list that cannot say how much it holds.
+/// Logs a line for a list that is not empty. Raises for a value without a count.
 void logList(std::string_view format, const base::Value& list) {
   if (arrayOf(list, "count").empty()) return;
   logLine([&] { return base::stringWithFormat(format, {list}); });

@@ -7,7 +7,7 @@
 
 namespace tidewell {
 
-/// The services of the backend. Any other number is unknown: it has no path.
+/// The services of the backend. Any other number is an unknown service, without a path.
 enum TWService : std::int32_t {
   TWServiceGetConfig = 0,
   TWServiceDeviceAdd = 1,
@@ -29,22 +29,22 @@ inline constexpr std::string_view kMethod = "method";
 inline constexpr std::string_view kPOST = "POST";
 inline constexpr std::string_view kGET = "GET";
 
-/// The status of a reply with a body, and of one without, that counts as success.
+/// The status that counts as success for a reply with a body, and for one without.
 inline constexpr std::int64_t kServiceStatusOK = 200;
 inline constexpr std::int64_t kServiceStatusNoContent = 204;
 
-/// Which parameters tell a service about application, user and device.
+/// Which parameters about application, user and device a service receives.
 enum class ServiceParameters : std::uint8_t { v2, v2AndV1 };
-/// Which host offers a service.
+/// The host of a service.
 enum class ServiceHost : std::uint8_t {
-  ofRegion,  ///< the API host of the region in force
-  ofLogs,    ///< the log service, in every region
+  ofRegion,  ///< the API host of the current region
+  ofLogs,    ///< the log service's, in every region
 };
 
-/// Everything that is fixed about one service: a row of `kServiceCatalogue`.
+/// The fixed properties of one service: a row of `kServiceCatalogue`.
 struct ServiceEntry {
   TWService service;
-  std::string_view path;  ///< a further component is appended as it is
+  std::string_view path;  ///< further components are appended unchanged
   std::string_view method = kPOST;
   ServiceParameters parameters = ServiceParameters::v2;
   ServiceHost host = ServiceHost::ofRegion;
@@ -76,7 +76,7 @@ inline constexpr auto kServiceCatalogue = std::to_array<ServiceEntry>({
   return &kServiceCatalogue[static_cast<std::size_t>(service)];
 }
 
-/// The path of a service that has a row; does not compile for another one.
+/// The path of a service; a service without a row does not compile.
 [[nodiscard]] consteval std::string_view pathOfService(TWService service) {
   return serviceEntry(service)->path;
 }
@@ -97,8 +97,8 @@ inline constexpr std::string_view kServiceGeofenceHit = pathOfService(TWServiceG
 inline constexpr std::string_view kServiceGetGeofences = pathOfService(TWServiceGetGeofences);
 inline constexpr std::string_view kServiceSendLogs = pathOfService(TWServiceSendLogs);
 
-// Every row stands at the place of its number, has a path of its own, and a method and a status that requests
-// and replies are made for.
+// Every row is at the index given by its number and has a unique path, and a method and status that requests
+// and replies support.
 static_assert(
     [] {
       for (std::size_t place = 0; place < kServiceCatalogue.size(); ++place) {

@@ -20,11 +20,11 @@ namespace {
 constexpr std::string_view kFetchSelector = "fetchRequest:withCompletionHandler:";
 constexpr std::string_view kSyncSelector = "syncRequest:withCompletionHandler:";
 
-/// Shared between the handler of a task and the function for the main queue, so that the host's function
-/// object is never copied.
+/// Shared by a task's handler and the function on the main queue, so that the host's function object is never
+/// copied.
 using SharedCompletion = std::shared_ptr<const TWRequestCompletion>;
 
-/// Leaves the completion alone where there is no memory.
+/// Leaves `completion` unchanged if out of memory.
 SharedCompletion share(TWRequestCompletion& completion) {
   return std::make_shared<const TWRequestCompletion>(std::move(completion));
 }
@@ -52,7 +52,7 @@ std::string failureMessage(std::string_view format, const platform::UrlTaskResul
   return base::stringWithFormat(format, {description(result.response), description(result.error)});
 }
 
-/// A failed transfer, as a line that is marked for shipping.
+/// Logs a failed transfer as a line to be shipped.
 void logFailedTransfer(std::int32_t line, std::string_view selector, std::string_view format,
                        const platform::UrlTaskResult& result) {
   TWLogger::logWithVerbosity(TWLogVerbosityDetailed, TWLogSeverityDebug,
@@ -66,13 +66,13 @@ void sendOnSession(std::optional<platform::UrlRequest> request, platform::UrlTas
                                                                                         std::move(handler));
 }
 
-/// The decoded reply; an empty dictionary where there is none or it is not JSON.
+/// The decoded reply; an empty dictionary if there is none or it is not JSON.
 base::Value decodedReply(const platform::UrlTaskResult& result) {
   base::Value reply = result.data ? base::JSONObjectWithData(result.data->view()) : base::Value();
   return reply.isNil() ? base::Value(base::Dictionary()) : reply;
 }
 
-/// The error of a body that is longer than what its reader takes.
+/// The error for a body that exceeds the caller's limit.
 base::Error replyTooLarge(std::size_t bytes, std::size_t maximumBytes) {
   return {std::string(base::kUrlErrorDomain), platform::kUrlErrorDataLengthExceedsMaximum,
           "resource exceeds maximum size (" + std::to_string(bytes) + " bytes, at most " +

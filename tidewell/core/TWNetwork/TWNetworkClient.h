@@ -10,31 +10,32 @@
 
 namespace tidewell {
 
-/// How a request ended: whether it succeeded, and the decoded reply or nil. Called exactly once a request.
+/// The result of a request: whether it succeeded, and the decoded reply or nil. Called exactly once per
+/// request.
 using TWRequestCompletion = std::function<void(bool success, const base::Value& response)>;
 
-/// Sends a prepared request on the SDK's URL session and reduces the outcome to a success flag and a decoded
+/// Sends a prepared request on the SDK's URL session and reduces the result to a success flag and a decoded
 /// reply.
 ///
-/// Holds no state; any thread; never waits. An empty completion is allowed everywhere. A missing request
-/// raises, which only `fetchRequest` guards.
+/// Stateless; any thread; never waits. Completions may be empty. A missing request raises, which only
+/// `fetchRequest` catches.
 class TIDEWELL_EXPORT TWNetworkClient final {
  public:
-  /// Success is status 200: (YES, the decoded JSON, or an empty dictionary), else (NO, nil), both on the main
-  /// queue. What raises while the reply is handled completes on the session's queue; what raises before the
-  /// request is sent, at once on the caller's thread.
+  /// Success is status 200. Completes on the main queue with (true, decoded JSON or an empty dictionary) or
+  /// (false, nil). Exceptions during handling of the reply complete with (false, nil) on the session's queue;
+  /// exceptions before the request is sent, immediately on the caller's thread.
   void fetchRequest(std::optional<platform::UrlRequest> request,
                     TWRequestCompletion withCompletionHandler) const;
-  /// The same for a reply of at most so many bytes: a larger one is a failed transfer
+  /// The same with a limit on the reply, in bytes: a larger one counts as a failed transfer
   /// (`kUrlErrorDataLengthExceedsMaximum`) and is not decoded.
   void fetchRequest(std::optional<platform::UrlRequest> request, std::size_t maximumReplyBytes,
                     TWRequestCompletion withCompletionHandler) const;
-  /// Success is status 200: (YES, nil), else (NO, nil), on the session's queue. The body is ignored. Raises
-  /// for a request that is nothing.
+  /// Success is status 200; the body is ignored. Completes with (true, nil) or (false, nil) on the session's
+  /// queue. A missing request raises.
   void syncRequest(std::optional<platform::UrlRequest> request,
                    TWRequestCompletion withCompletionHandler) const;
-  /// Success is status 204: (YES, nil), else (NO, nil), on the session's queue. Raises for a request that is
-  /// nothing.
+  /// Success is status 204. Completes with (true, nil) or (false, nil) on the session's queue. A missing
+  /// request raises.
   void sendLogRequest(std::optional<platform::UrlRequest> request,
                       TWRequestCompletion withCompletionHandler) const;
 };

@@ -31,7 +31,7 @@ struct TWNetworkConfiguration::State {
   std::string host TIDEWELL_GUARDED_BY(mutex){HOST_TDW_PROD_US};
   std::optional<std::int64_t> port TIDEWELL_GUARDED_BY(mutex) = REQ_PORT_TDW_PROD;
   std::shared_ptr<platform::UrlSession> session TIDEWELL_GUARDED_BY(mutex);
-  /// Whose session it is.
+  /// The platform that created the session.
   const platform::Platform* platform TIDEWELL_GUARDED_BY(mutex) = nullptr;
 };
 
@@ -107,8 +107,8 @@ void TWNetworkConfiguration::setTWURLSession() {
 
 std::shared_ptr<platform::UrlSession> TWNetworkConfiguration::getTWURLSession() {
   if (auto session = sessionOfCurrentPlatform()) return session;
-  // Made anew where the host installed its platform only after the first question to the SDK; the session
-  // from before would fail every request for ever.
+  // Created again if the host installed its platform after the first use of the SDK: the earlier session
+  // would fail every request forever.
   setTWURLSession();
   const base::MutexLock lock(state_->mutex);
   return state_->session;

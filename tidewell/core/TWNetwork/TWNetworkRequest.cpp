@@ -16,14 +16,14 @@
 namespace tidewell {
 namespace {
 
-/// A larger configuration is not decoded: one with every list at its bound has less, and a reply is decoded
-/// to up to thirty times its bytes.
+/// A larger configuration is not decoded. One with every list at its limit is smaller, and decoding a reply
+/// takes up to thirty times its size.
 constexpr std::size_t kMaximumConfigurationBytes = 3u << 20;
 
-/// Stands for a port in the record for extensions where the URL has none.
+/// Represents a missing port in the record for extensions.
 constexpr std::int64_t kNoPort = -1;
 
-/// The text of a value that has to be one; raises for values of other classes.
+/// The text of a value. Raises for any other class.
 const std::string& requiredText(const base::Value& value) {
   if (const std::string* text = value.string()) return *text;
   (void)value.length();  // raises for all but nil and data
@@ -53,7 +53,7 @@ TWNetworkRequest::TWNetworkRequest(TWService service, std::optional<base::Dictio
       requestHeaders_(std::move(additionalHeaders)),
       requestParams_(std::move(params)),
       requestBody_(std::move(requestBody)) {
-  // After the parameters: the URL's query is made of them.
+  // After the parameters, from which the URL's query is built.
   requestURL_ =
       createURLWithPathComponent(TWNetworkUtils::getAPIPathForService(service, additionalPathComponent));
   requestMethod_ = TWNetworkUtils::getRequestMethodForService(service);
@@ -110,7 +110,7 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
       }
     }
     if (appId) {
-      // Last, since it replaces a caller's header of that name in whatever case.
+      // Last, because it replaces a caller's header of that name in any case.
       request.setValue(std::nullopt, kAPIHeadersAppID);
       request.setValue(*appId, kAPIHeadersAppID);
     }

@@ -13,12 +13,12 @@
 
 namespace tidewell {
 
-/// One call of a service: turns service, parameters, headers and body into an HTTP request on the right host
-/// and sends it.
+/// One call of a service: builds an HTTP request for the right host from service, parameters, headers and
+/// body, and sends it.
 ///
-/// Used by one thread from its making to `executeRequestWithCompletionBlock`; may be destroyed right after
-/// that. What cannot be built is logged, and the request completes with (NO, nil); one for the log service
-/// raises then.
+/// For one thread at a time, from construction to `executeRequestWithCompletionBlock`; may be destroyed
+/// immediately afterwards. If the request cannot be built, that is logged and the request completes with
+/// (false, nil); for the log service it raises instead.
 class TIDEWELL_EXPORT TWNetworkRequest final {
  public:
   TWNetworkRequest(TWService service, std::optional<base::Dictionary> params,
@@ -27,7 +27,7 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
                    std::optional<std::string> additionalPathComponent);
 
   [[nodiscard]] TWService service() const noexcept { return service_; }
-  /// nothing where the URL could not be built.
+  /// No value if the URL could not be built.
   [[nodiscard]] const std::optional<base::Url>& requestURL() const noexcept { return requestURL_; }
   [[nodiscard]] const std::optional<std::string>& requestMethod() const noexcept { return requestMethod_; }
   [[nodiscard]] const std::optional<base::Dictionary>& requestHeaders() const noexcept {
@@ -46,12 +46,12 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
 
   [[nodiscard]] std::optional<base::Url> createURLWithPathComponent(std::optional<std::string> path) const;
   void saveReportsRequestInfoWithComponents(const base::UrlComponents& components) const;
-  /// The HTTP request; nothing where it could not be built (line 162). Without a URL it is built all the same
-  /// and fails when it is sent.
+  /// The HTTP request; no value if it could not be built (log line 162). A request without a URL is built,
+  /// but fails when it is sent.
   [[nodiscard]] std::optional<platform::UrlRequest> getRequestInstance() const;
-  /// Sends. The completion runs exactly once: on the main queue, or on the session's queue for the log
-  /// service. A configuration of more than 3 MiB is a failed transfer. Raises for a request to the log
-  /// service that could not be built (`sendLogRequest`); the completion does not run then.
+  /// Sends the request. The completion runs exactly once, on the main queue, or on the session's queue for
+  /// the log service. A configuration larger than 3 MiB counts as a failed transfer. Raises if a request to
+  /// the log service could not be built (`sendLogRequest`); the completion does not run then.
   void executeRequestWithCompletionBlock(TWRequestCompletion completion) const;
 
  private:

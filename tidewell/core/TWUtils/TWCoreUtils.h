@@ -15,7 +15,7 @@ class UIViewController;
 
 namespace tidewell {
 
-/// A colour, each component from 0 to 1.
+/// A colour; components range from 0 to 1.
 struct TWColor {
   double red = 0;
   double green = 0;
@@ -24,22 +24,22 @@ struct TWColor {
   friend bool operator==(const TWColor&, const TWColor&) = default;
 };
 
-/// Utilities of the core: identifiers and facts of application and device, links and what is on the screen,
-/// and encoders of values for the backend.
+/// Utilities of the core: identifiers and facts about application and device, links, the controllers on the
+/// screen, and encoders of values for the backend.
 ///
-/// Class operations only; any thread, where nothing else is said. Facts come from the platform; nil where the
-/// platform does not know one. They do not catch, links, alerts and `transformPayloadForIncompatibleTypes`
-/// apart.
+/// Static functions only; callable from any thread unless noted. Facts come from the platform; no value if it
+/// does not know one. Exceptions propagate, except from links, alerts and
+/// `transformPayloadForIncompatibleTypes`.
 class TIDEWELL_EXPORT TWCoreUtils final {
  public:
   TWCoreUtils() = delete;
 
-  /// The SDK's own directory, "Tidewell" in the application's Library; made where it is missing. nil where
-  /// there is no Library.
+  /// The SDK's own directory, "Tidewell" in the application's library directory; created if missing. No value
+  /// if there is no library directory.
   [[nodiscard]] static std::optional<std::string> getSDKLibraryDirectoryPath();
   [[nodiscard]] static std::optional<std::string> getDocumentsDirectoryPath();
 
-  // Each saver writes through to the disk; nil removes the entry.
+  // Savers write to disk immediately; nil removes the entry.
   static void saveAppId(std::optional<std::string_view> appId);
   [[nodiscard]] static std::optional<std::string> getTidewellAppId();
   static void saveDeviceToken(std::optional<std::string_view> deviceToken);
@@ -47,12 +47,13 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   static void saveUniqueId(std::optional<std::string_view> uniqueId);
   [[nodiscard]] static std::optional<std::string> getUniqueId();
 
-  /// The SDK's unique id for this installation, made on first use. nil where there is no vendor identifier.
+  /// The SDK's unique ID of this installation, created on first use. No value if there is no vendor
+  /// identifier.
   [[nodiscard]] static std::optional<std::string> getSDKUniqueIdForUser();
   static std::optional<std::string> saveUniqueIdentifierForUser();
   [[nodiscard]] static std::optional<std::string> getIDFV();
   static void registerInstall();
-  /// Whether anything at all is stored as the install flag.
+  /// Whether any value is stored as the install flag.
   [[nodiscard]] static bool installRegistered();
 
   [[nodiscard]] static std::optional<std::string> appVersion();
@@ -63,67 +64,69 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   [[nodiscard]] static std::optional<std::string> getDeviceLocalizedModel();
   [[nodiscard]] static std::optional<std::string> getDeviceSystemVersion();
   [[nodiscard]] static std::optional<std::string> getDeviceUniqueID();
-  /// The marketing name of the device; "Unknown" where its family is not known.
+  /// The marketing name of the device; "Unknown" for an unknown family.
   [[nodiscard]] static std::string getDeviceName();
 
-  // Links of campaigns. Each returns before anything is opened, and tells what came of it to the log only.
-  // Whether a URL can be opened is asked on the caller's thread; everything else happens on the main queue.
-  // No URL: what the platform says that it can do with it, which is nothing.
+  // Links of campaigns. Each function returns before anything is opened and reports results to the log only.
+  // Whether a URL can be opened is checked on the caller's thread; everything else happens on the main queue.
+  // A missing URL is passed to the platform, which cannot open it.
 
-  /// Opens a URL that the system can open, with the application that claims it as a universal link, else with
-  /// its ordinary handler; on systems before iOS 10 as `openDeeplinkBelowiOS10` does.
+  /// Opens a URL that the system can open, with the application that claims it as a universal link, otherwise
+  /// with its ordinary handler; on systems before iOS 10 as `openDeeplinkBelowiOS10` does.
   static void openDeeplink(std::optional<base::Url> url);
-  /// The choice of systems before iOS 10: "http" and "https", in small letters, go to the application itself
+  /// The behaviour of systems before iOS 10: "http" and "https" (lower case) go to the application itself
   /// (`openUniversalLink`), all others to `openCustomUrlLink`.
   static void openDeeplinkBelowiOS10(std::optional<base::Url> url);
-  /// Hands the URL to the application's delegate as the activity of browsing the web, whether or not the
-  /// system could open it; opens it as `openCustomUrlLink` does where the delegate takes no activities.
+  /// Passes the URL to the application's delegate as a web-browsing activity, even if the system cannot open
+  /// it. If the delegate does not handle activities, opens it as `openCustomUrlLink` does.
   static void openUniversalLink(std::optional<base::Url> url);
-  /// Opens a URL that the system can open with its ordinary handler.
+  /// Opens a URL that the system can open, with its ordinary handler.
   static void openCustomUrlLink(std::optional<base::Url> url);
   /// Shows a web page in the in-app browser (`TWWebViewHandler`).
   static void openRichLandingLink(std::optional<base::Url> url);
 
-  // What is on the screen. Main thread, and so is the alert.
+  // The controllers on the screen. Main thread only, also for the alert.
 
-  /// The controller on which something new is to be presented: the last one of the key window's chain that is
-  /// no alert, with navigation and tab bar controllers unwrapped. Without a key window the root of the
-  /// application delegate's window; null where there is none either.
+  /// The controller that should present something new: the last one in the key window's chain before any
+  /// alert, inside navigation and tab bar controllers. Without a key window, starts at the root of the window
+  /// of the application's delegate; null if there is none.
   [[nodiscard]] static std::shared_ptr<platform::UIViewController> getTopMostPresentedViewController();
-  /// The same with nothing unwrapped.
+  /// The same without looking inside navigation and tab bar controllers.
   [[nodiscard]] static std::shared_ptr<platform::UIViewController> getTopMostViewController();
-  /// Shows an alert with one button, "OK", on `getTopMostViewController`.
+  /// Shows an alert with a single button, "OK", on `getTopMostViewController`.
   static void showAlertViewWithMessage(std::optional<std::string_view> message,
                                        std::optional<std::string_view> andTitle);
-  /// Of the main screen as it is turned now, in points (logical pixels); 0 where there is no screen.
+  /// The size of the main screen in its current orientation, in points (logical pixels); 0 without a screen.
   [[nodiscard]] static double deviceScreenWidth();
   [[nodiscard]] static double deviceScreenHeight();
 
-  /// The first 32 bytes, the size of a push token, as lower-case hexadecimal digits; fewer where there are
-  /// fewer. "" for nil.
+  /// The first 32 bytes (the size of a push token), or fewer if there are fewer, as lower-case hexadecimal
+  /// digits. "" for nil.
   [[nodiscard]] static std::string hexTokenForData(const std::optional<base::Data>& data);
-  /// The MD5 digest of the UTF-8 bytes up to the first NUL, as 32 lower-case hexadecimal digits. nil counts
-  /// as the empty text.
+  /// The MD5 digest of the UTF-8 bytes before the first NUL, as 32 lower-case hexadecimal digits. nil counts
+  /// as "".
   [[nodiscard]] static std::string MD5hashForString(std::optional<std::string_view> string);
-  /// Pretty-printed JSON. nil for nil, and (logged) for a dictionary that JSON cannot carry.
+  /// Pretty-printed JSON. No value for nil, and (with a log line) for a dictionary that JSON cannot
+  /// represent.
   [[nodiscard]] static std::optional<std::string> getJSONStringFromDictionary(
       const std::optional<base::Dictionary>& dictionary);
-  /// The opaque colour of a text like "#FF8000". The first character is skipped whatever it is; the low 24
-  /// bits of the hexadecimal number that follows count, so short forms are not expanded. Black for an empty
-  /// or nil text, and where there is no number.
+  /// The opaque colour of a text such as "#FF8000". Skips the first character, whatever it is, and uses the
+  /// low 24 bits of the hexadecimal number after it; short forms are not expanded. Black for nil, "" and a
+  /// text without a number.
   [[nodiscard]] static TWColor getColorFromHexValue(std::optional<std::string_view> hexValue);
-  /// Whether the second text occurs in the first, byte for byte. A nil first text contains everything; an
-  /// empty or nil second one is not contained.
+  /// Whether the first text contains the second, bytewise. A nil first text contains everything; an empty or
+  /// nil second text is not contained.
   [[nodiscard]] static bool checkIfString(std::optional<std::string_view> string,
                                           std::optional<std::string_view> containsString);
-  /// A copy with what JSON cannot carry replaced, in nested dictionaries, too: data by `hexTokenForData`,
-  /// URLs by their text, null by "", dates by their milliseconds since 1970. Arrays stay as they are.
-  /// Dictionaries nested deeper than `base::kMaximumJsonDepth` are logged (line 529) and come out empty.
+  /// A copy with values that JSON cannot represent replaced, also in nested dictionaries: data by
+  /// `hexTokenForData`, URLs by their text, null by "", dates by milliseconds since 1970. Arrays are copied
+  /// unchanged. Dictionaries nested deeper than `base::kMaximumJsonDepth` are logged (line 529) and replaced
+  /// by empty ones.
   [[nodiscard]] static base::Dictionary transformPayloadForIncompatibleTypes(const base::Dictionary& payload);
   [[nodiscard]] static std::string helveticaFont();
 
-  /// Whether the application's delegate may be proxied: YES unless the main bundle's Info.plist holds a
-  /// number or boolean that is false under the key below. A text there is no number.
+  /// Whether the application's delegate may be proxied: true unless the main bundle's Info.plist has a number
+  /// or boolean that is false for the key below. A text does not count as a number.
   [[nodiscard]] static bool isAppDelegateProxyEnabled();
   /// "TidewellAppDelegateProxyEnabled".
   [[nodiscard]] static std::string getAppDelegateProxyInfoPlistKey();

@@ -1,4 +1,4 @@
-// The application's switch of the delegate proxy.
+// The application's switch for the delegate proxy.
 
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/platform/Platform.h"

@@ -1,4 +1,4 @@
-// The marketing names of TWCoreUtils.
+// Marketing names of devices.
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 namespace tidewell {
 namespace {
 
-/// The names that the backend shows, by hardware model identifier. Several models share a name on purpose.
+/// The names shown by the backend, by hardware model identifier. Several models share a name intentionally.
 constexpr auto deviceNamesByCode = std::to_array<std::pair<std::string_view, std::string_view>>({
     {"i386", "Simulator"},
     {"x86_64", "Simulator"},
@@ -69,7 +69,7 @@ constexpr auto deviceNamesByCode = std::to_array<std::pair<std::string_view, std
     {"iPad6,4", "iPad Pro (9.7\")"},
 });
 
-/// The families in the order in which an unknown identifier is searched for them, with their names.
+/// Device families and their names, in the order in which an unknown identifier is searched for them.
 constexpr auto deviceFamilies = std::to_array<std::pair<std::string_view, std::string_view>>({
     {"iPod", "iPod Touch"},
     {"iPad", "iPad"},

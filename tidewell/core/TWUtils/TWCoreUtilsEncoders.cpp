@@ -1,4 +1,4 @@
-// The encoders of TWCoreUtils: values as text that the backend accepts.
+// Encoders of values as text for the backend.
 
 #include <algorithm>
 
@@ -27,7 +27,7 @@ base::Value transformedValue(const base::Value& value, int depth) {
   return value;
 }
 
-/// What was built before something raised is answered all the same.
+/// Returns what was built before something raised.
 base::Dictionary transformedDictionary(const base::Dictionary& payload, int depth) {
   static constexpr LogCoordinates kWhere{
       "TWCoreUtils", 529, "transformPayloadForIncompatibleTypes:", "error while transforming data is %@"};
@@ -44,7 +44,7 @@ base::Dictionary transformedDictionary(const base::Dictionary& payload, int dept
   return transformed;
 }
 
-/// One component of a colour, from the eight bits that begin at `shift`.
+/// One component of a colour, from the eight bits at `shift`.
 double colorComponent(std::uint32_t rgb, int shift) { return ((rgb >> shift) & 0xFF) / 255.0; }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The identifiers of TWCoreUtils, its directories, and the facts of application and device.
+// Identifiers, directories, and facts about application and device.
 
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWCoreConstants.h"
@@ -41,7 +41,7 @@ std::optional<std::string> TWCoreUtils::getSDKLibraryDirectoryPath() {
   const std::optional<std::string> library = files.pathForDirectory(platform::SearchPathDirectory::library);
   if (!library) return std::nullopt;
   std::string path = platform::stringByAppendingPathComponent(*library, kSDKDirectoryName);
-  // Errors are ignored: whoever writes into the directory reports them.
+  // Errors are ignored here; code that writes to the directory reports them.
   if (!files.fileExistsAtPath(path).exists) (void)files.createDirectoryAtPath(path);
   return path;
 }

@@ -24,14 +24,14 @@ constexpr LogCoordinates kCustomUrlLink{"TWCoreUtils", 204,
 
 constexpr std::string_view kOpened = "DeepLink Opened";
 
-/// Asks the application, here and now.
+/// Asks the application, on this thread.
 bool canOpen(const std::optional<base::Url>& url, const LogCoordinates& where) {
   return guarded(where, false, [&] {
     return send(TWAppDelegateSwizzler::sharedApplication(), platform::kCanOpenURL, url);
   });
 }
 
-/// Does the work of an operation on the main queue, later, in its guard.
+/// Runs guarded work on the main queue, asynchronously.
 template <class Work>
 void onMainQueue(const LogCoordinates& where, Work work) {
   Platform::current().mainQueue().async([&where, work = std::move(work)] { guarded(where, work); });

@@ -21,7 +21,7 @@ bool isKindOf(const Controller& controller) {
   return runtime::isKindOf(controller.get(), runtime::classOf<T>());
 }
 
-/// Up the chain of the key window, as far as there is no alert; null without a window or root.
+/// Follows the key window's chain up to the first alert; null without a window or root controller.
 Controller topOfKeyWindow() {
   const Ref window = send(TWAppDelegateSwizzler::sharedApplication(), platform::kKeyWindow);
   Controller top = send(window, platform::kRootViewController);

@@ -10,7 +10,7 @@
 namespace tidewell {
 namespace {
 
-/// For all registries: a process has one, tests more.
+/// Shared by all registries: a process has one, tests have more.
 base::StateMutex& registryMutex() {
   static base::NeverDestroyed<base::StateMutex> mutex;
   return *mutex;
@@ -20,8 +20,8 @@ const base::MadeWhenLoaded registryMutexMade(registryMutex);
 
 }  // namespace
 
-// What leaves the registry is destroyed after the lock is released: a container may be the last to know of
-// an object whose memory then goes, and its own associations are anybody's.
+// Removed entries are destroyed after unlocking: destroying a container's last reference may run foreign
+// code.
 
 std::shared_ptr<const std::vector<InterceptorRegistry::Entry>> InterceptorRegistry::noteChange() {
   count_.store(entries_.size(), std::memory_order_release);

@@ -14,10 +14,10 @@
 
 namespace tidewell {
 
-/// The interceptors of the application's delegate: a dictionary from interceptor ID to the container that
-/// holds the interceptor weakly.
+/// The interceptors of the application's delegate: maps interceptor IDs to containers that hold the
+/// interceptors weakly.
 ///
-/// Any thread; no foreign code runs under its lock. Changes do not disturb a walk over a snapshot.
+/// Any thread; calls no foreign code with its lock held. Changes do not affect iteration over a snapshot.
 class TIDEWELL_EXPORT InterceptorRegistry final {
  public:
   using Container = std::shared_ptr<TWZeroingWeakContainer>;
@@ -25,8 +25,8 @@ class TIDEWELL_EXPORT InterceptorRegistry final {
     std::string id;
     Container container;
   };
-  /// The entries at one moment, in the order in which their IDs came in. Says nothing any more about an entry
-  /// once the registry's version is another.
+  /// The entries at one moment, in the order in which their IDs were added. An entry may be outdated if the
+  /// registry's version differs from the snapshot's.
   struct Snapshot {
     std::shared_ptr<const std::vector<Entry>> entries;
     std::uint64_t version = 0;
@@ -38,18 +38,18 @@ class TIDEWELL_EXPORT InterceptorRegistry final {
 
   [[nodiscard]] std::size_t count() const noexcept { return count_.load(std::memory_order_acquire); }
   [[nodiscard]] std::vector<std::string> allKeys() const;
-  /// Null where there is none.
+  /// Null if there is none.
   [[nodiscard]] Container objectForKey(std::string_view id) const;
-  /// Replaces what is there. Nothing happens for a null container.
+  /// Adds or replaces an entry. Ignores a null container.
   void setObject(Container container, std::string_view forKey);
   void removeObjectForKey(std::string_view id);
-  /// Removes the entry only where it still holds this container: whether it did.
+  /// Removes the entry only if it still holds this container; returns whether it did.
   bool removeObjectForKey(std::string_view id, const TWZeroingWeakContainer& whileItHolds);
   void removeAllObjects();
 
-  /// Shared by all who ask between two changes, so that a walk copies nothing.
+  /// Shared by all callers between two changes, so that iterating copies nothing.
   [[nodiscard]] Snapshot snapshot() const;
-  /// Another number after each change.
+  /// Differs after each change.
   [[nodiscard]] std::uint64_t version() const noexcept { return version_.load(std::memory_order_acquire); }
 
  private:
@@ -59,12 +59,12 @@ class TIDEWELL_EXPORT InterceptorRegistry final {
   };
   using Entries = std::unordered_map<std::string, Kept>;
 
-  /// Under the lock, once something has changed. What it answers is to be let go of without the lock.
+  /// Called with the lock held, after a change. The caller must destroy the result after unlocking.
   [[nodiscard]] std::shared_ptr<const std::vector<Entry>> noteChange();
 
   Entries entries_;
   std::uint64_t arrivals_ = 0;
-  mutable std::shared_ptr<const std::vector<Entry>> walked_;  ///< null until asked for after a change
+  mutable std::shared_ptr<const std::vector<Entry>> walked_;  ///< null until requested after a change
   std::atomic<std::size_t> count_{0};
   std::atomic<std::uint64_t> version_{0};
 };

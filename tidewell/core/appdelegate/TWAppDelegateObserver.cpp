@@ -15,7 +15,8 @@ namespace {
 
 constexpr std::string_view kDelegateKeyPath = "delegate";
 
-/// Held over registering and unregistering, which run no foreign code, and before the locks that they take.
+/// Held while registering and unregistering, which run no foreign code. Acquired before the locks that these
+/// take.
 base::StateMutex& registrationMutex() {
   static base::NeverDestroyed<base::StateMutex> mutex(base::StateMutex::kInnermost / 2);
   return *mutex;
@@ -50,9 +51,9 @@ void TWAppDelegateObserver::observeValueForKeyPath(const std::string& keyPath, r
   if (keyPath != kDelegateKeyPath) return;
   const base::Value before = change.objectForKey(runtime::kChangeOldKey);
   if (change.objectForKey(runtime::kChangeNewKey) == before) return;
-  runtime::Ref forgotten;  // dies, if it does, after the lock is released
+  runtime::Ref forgotten;  // destroyed after unlocking
   const base::MutexLock lock(registrationMutex());
-  // Threads that change the delegate at once may all have seen the same one before: the first to come here
+  // Threads that change the delegate at the same time may all have seen the same old one; the first one here
   // ends the observation.
   forgotten = takeOriginalDelegate(runtime::objectOf(before).get());
   if (!forgotten || !isObserving_) return;

@@ -11,21 +11,22 @@
 
 namespace tidewell {
 
-/// Watches the application's delegate and lets go of the proxied one when the application takes another.
+/// Observes the application's delegate and releases the proxied delegate when the application gets another
+/// one.
 ///
-/// One object a process, made on first use and never destroyed. Any thread; the application is observed on
-/// the thread that changes its delegate.
+/// One object per process, created on first use and never destroyed. Any thread; notifications arrive on the
+/// thread that changes the delegate.
 class TIDEWELL_EXPORT TWAppDelegateObserver : public runtime::Subclass<TWAppDelegateObserver> {
  public:
   ~TWAppDelegateObserver() override;
   [[nodiscard]] static const std::shared_ptr<TWAppDelegateObserver>& sharedInstance();
 
-  /// Whether it is registered with the application.
+  /// Whether this object is registered with the application.
   [[nodiscard]] bool isObserving() const noexcept { return isObserving_.load(std::memory_order_acquire); }
-  /// Registers with the application where it is not registered yet, and where there is an application.
+  /// Registers with the application unless already registered or there is no application.
   void observeUIApplication();
-  /// Called by the application for each change. Lets go of the proxied delegate where that was the old one
-  /// and is not the new one, and ends the observation then.
+  /// Called for each change. Releases the proxied delegate, and ends the observation, if that was the old
+  /// delegate and is not the new one.
   void observeValueForKeyPath(const std::string& keyPath, runtime::Object* ofObject,
                               const base::Dictionary& change, const void* context);
 

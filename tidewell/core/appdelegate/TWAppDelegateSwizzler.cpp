@@ -1,4 +1,4 @@
-// The registry of interceptors and the dispatch to them.
+// The registry of interceptors, and dispatch to them.
 
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"
 
@@ -21,7 +21,7 @@ std::string interceptorID(const runtime::Object& interceptor) {
   return base::stringWithFormat("%@%p", {kInterceptorIDPrefix, base::BoxedPointer{&interceptor}});
 }
 
-/// Calls the callback with an interceptor; what it raises ends here.
+/// Calls the callback with an interceptor and catches its exceptions.
 void notify(const Ref& interceptor, Selector selector,
             const TWAppDelegateSwizzler::InterceptorCallback& callback) {
   const base::CancellationShield shield;
@@ -33,8 +33,8 @@ void notify(const Ref& interceptor, Selector selector,
   }
 }
 
-/// Whether the entry of a snapshot still stands for this interceptor, although the registry has changed. One
-/// that was registered anew has another container under the same ID.
+/// Whether a snapshot's entry is still valid for this interceptor after a change of the registry. An
+/// interceptor that was registered again has another container under the same ID.
 bool isStillRegistered(const InterceptorRegistry& registry, const InterceptorRegistry::Entry& entry,
                        const Ref& interceptor) {
   const InterceptorRegistry::Container present = registry.objectForKey(entry.id);

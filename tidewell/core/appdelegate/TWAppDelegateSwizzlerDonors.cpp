@@ -1,4 +1,4 @@
-// The donor of the methods that a proxied delegate gets.
+// The donor of a proxied delegate's methods.
 
 #include <atomic>
 #include <string>
@@ -20,13 +20,13 @@ using runtime::Method;
 using runtime::Object;
 using runtime::Selector;
 
-/// The delegate describes itself under its original class's name.
+/// Makes the delegate describe itself with its original class's name.
 std::string fakeDescription(Object& self, const Method&) {
   return runtime::plainDescription(runtime::description(realClass(&self).get()), &self);
 }
 
-/// The class of a name that is being made. Where making it was broken off (no memory), it goes on with what
-/// there is.
+/// The class with this name, under construction. Continues with an existing one if an earlier attempt ran out
+/// of memory.
 Class& beginClass(Class*& begun, Class* superclass, std::string_view name) {
   if (!begun) begun = runtime::allocateClassPair(superclass, name);
   if (!begun) base::raise(base::kInternalInconsistencyException, "a class is in the way of the proxy's own");
@@ -79,7 +79,7 @@ Class& donorClass() {
 
 bool isForwarding(const Method& method) {
   for (const Method* const donated : donorClass().ownMethods()) {
-    if (method.function() == donated->function()) return true;  // the state is each class's own
+    if (method.function() == donated->function()) return true;  // each class has its own state
   }
   return false;
 }

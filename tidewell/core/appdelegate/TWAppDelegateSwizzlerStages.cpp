@@ -1,4 +1,4 @@
-// The proxy: the two stages, the subclass of the delegate, and the delegate taken anew.
+// The proxy: its two stages, the delegate's subclass, and setting the delegate again.
 
 #include <cstdint>
 #include <memory>
@@ -40,7 +40,7 @@ using runtime::Selector;
 
 constexpr std::string_view kSubclassPrefix = "Tdw_";
 
-/// What the proxy remembers of the process.
+/// The proxy's process-wide state.
 struct ProxyState {
   OnceToken proxyAppDelegateOnceToken;
   OnceToken proxyAppDelegateRemoteNotificationOnceToken;
@@ -67,7 +67,7 @@ Ref currentDelegate() {
   return runtime::send(TWAppDelegateSwizzler::sharedApplication(), platform::kDelegate);
 }
 
-/// Runs a part of the installation; what it raises ends here.
+/// Runs a part of the installation and catches its exceptions.
 template <class Work>
 void installing(Work&& work) {
   const base::CancellationShield shield;
@@ -81,7 +81,7 @@ void installing(Work&& work) {
   }
 }
 
-/// Adds a method of the donor to the subclass. NO, and a line in the log, where it has one already.
+/// Adds a method of the donor to the subclass. Returns false, and logs, if it has one already.
 bool addInstanceMethod(Class& toClass, Selector destination, Selector source,
                        const Forwarding* forwarding = nullptr) {
   const Method* const donor = donorClass().method(source);
@@ -96,11 +96,10 @@ bool addInstanceMethod(Class& toClass, Selector destination, Selector source,
   return false;
 }
 
-/// What the real class has in place of a method; null where it has none.
+/// The real class's method for a selector; null if it has none.
 ///
-/// A delegate that is proxied once more has a forwarding method there. Taken as it is, that one would call
-/// itself for ever. What the map of the earlier proxying says counts; where there is none, the nearest method
-/// that forwards nothing.
+/// The real class of a delegate proxied again has a forwarding method, which would call itself forever. Then
+/// the entry in the earlier proxy's map applies; without one, the nearest method that does not forward.
 const Method* realImplementation(Selector selector, const Class& realClass, const Dictionary& map) {
   const Method* found = realClass.method(selector);
   if (!found || !isForwarding(*found)) return found;
@@ -112,14 +111,14 @@ const Method* realImplementation(Selector selector, const Class& realClass, cons
   return found;
 }
 
-/// Adds a forwarding method, and writes down in the map what it forwards to.
+/// Adds a forwarding method, and records in the map what it forwards to.
 void proxyMethod(const DelegateMessage& message, Class& toClass, const Class& realClass, Dictionary& map) {
   const Selector selector = message.selector();
   const Method* const original = realImplementation(selector, realClass, map);
   auto forwarding = std::make_unique<Forwarding>();
   forwarding->original = original;
   if (addInstanceMethod(toClass, selector, message.donorSelector(), forwarding.get())) {
-    (void)forwarding.release();  // the method's, which is never freed
+    (void)forwarding.release();  // owned by the method, which is never freed
   } else if (const Method* const present = toClass.ownMethod(selector); present && isForwarding(*present)) {
     static_cast<const Forwarding*>(present->state())->original = original;
   }
@@ -136,7 +135,7 @@ void proxyMethods(Class& toClass, const Class& realClass, const Object& delegate
   }
 }
 
-/// A copy of the object's map; empty where it has none.
+/// A copy of the object's map; empty if it has none.
 Dictionary copyOfRealImplementations(const Object& object) {
   const base::Value attached = realImplementations(&object);
   return attached.dictionary() ? *attached.dictionary() : Dictionary();
@@ -191,23 +190,21 @@ Class* createSubclassWithObject(Object& object) {
   return subclass;
 }
 
-/// Lets the application take its delegate anew, so that it looks at the methods that were added since it was
-/// set first.
+/// Makes the application set its delegate again, so that it notices the added methods.
 void reassignAppDelegate() {
   const Ref application = TWAppDelegateSwizzler::sharedApplication();
-  const Ref delegate = currentDelegate();  // perhaps the only owner while the application has none
+  const Ref delegate = currentDelegate();  // may be the only owner while the application has no delegate
   for (const Ref& each : {Ref(), delegate}) {
     try {
       runtime::send(application, platform::kSetDelegate, each);
-    } catch (const std::bad_alloc&) {  // it is set all the same, and the application keeps its delegate
+    } catch (const std::bad_alloc&) {  // it is set nevertheless, and the application keeps its delegate
     }
   }
   setOriginalDelegate(delegate);
   TWAppDelegateObserver::sharedInstance()->observeUIApplication();
 }
 
-/// The work of the remote-notification stage. The delegate is held and observed in the end even where it
-/// could not be proxied.
+/// The remote-notification stage. Holds and observes the delegate at the end even if it could not be proxied.
 void proxyRemoteNotificationMethods() {
   Class* subclass = nullptr;
   Class* realClass = nullptr;

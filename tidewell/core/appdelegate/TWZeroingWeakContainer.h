@@ -7,15 +7,15 @@
 
 namespace tidewell {
 
-/// A box that holds an object without keeping it alive.
+/// Holds an object weakly.
 ///
-/// Made with `runtime::make<TWZeroingWeakContainer>()`. The object may be read on any thread while it dies on
-/// another; it is set by one thread, while none reads.
+/// Created with `runtime::make<TWZeroingWeakContainer>()`. Any thread may read the object, even while it is
+/// being destroyed on another; setting it needs exclusive access.
 class TIDEWELL_EXPORT TWZeroingWeakContainer : public runtime::Subclass<TWZeroingWeakContainer> {
  public:
   ~TWZeroingWeakContainer() override;
 
-  /// The object whole, or null as soon as its last owner let go.
+  /// The complete object, or null once its last owner has released it.
   [[nodiscard]] runtime::Ref object() const noexcept { return object_.lock(); }
   void setObject(const runtime::Ref& object) noexcept { object_ = object; }
 

@@ -8,11 +8,11 @@
 
 namespace tidewell {
 
-/// The object under a key; nil where there is none and where it is the null object. A nil key gives nil.
+/// The object for a key; nil if there is none or it is the null object. A nil key gives nil.
 [[nodiscard]] TIDEWELL_EXPORT base::Value validObjectForKey(const base::Dictionary& dictionary,
                                                             std::optional<std::string_view> key);
-/// The object at the end of a key path; nil where there is none and where it is the null object. Raises what
-/// `base::valueForKeyPath` raises.
+/// The object at the end of a key path; nil if there is none or it is the null object. Raises as
+/// `base::valueForKeyPath` does.
 [[nodiscard]] TIDEWELL_EXPORT base::Value validObjectForKeyPath(const base::Dictionary& dictionary,
                                                                 std::optional<std::string_view> keyPath);
 

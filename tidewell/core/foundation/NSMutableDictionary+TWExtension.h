@@ -8,11 +8,11 @@
 
 namespace tidewell {
 
-/// Stores an object; "" for nil, so that a payload carries all its keys. A nil key stores nothing and is
-/// logged.
+/// Stores an object, or "" for nil, so that a payload contains all its keys. A nil key is logged, and nothing
+/// is stored.
 TIDEWELL_EXPORT void setObjectNilHandled(base::Dictionary& dictionary, const base::Value& object,
                                          std::optional<std::string_view> forKey);
-/// Removes what is there; nothing happens for a nil key or an absent one.
+/// Removes a key. Ignores nil and an absent key.
 TIDEWELL_EXPORT void removeValidObjectForKey(base::Dictionary& dictionary,
                                              std::optional<std::string_view> key);
 

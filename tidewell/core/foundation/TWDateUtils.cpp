@@ -12,7 +12,7 @@ base::Date now() { return platform::Platform::current().clock().now(); }
 
 enum class Order { ascending, same, descending, none };
 
-/// A message to a nil date answers 0, which is "same".
+/// A message to a nil date gives 0, which means "same".
 Order compare(std::optional<base::Date> date1, std::optional<base::Date> date2) {
   if (!date1) return Order::same;
   if (!date2) return Order::none;

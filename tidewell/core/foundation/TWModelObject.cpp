@@ -9,7 +9,7 @@
 namespace tidewell {
 namespace {
 
-/// How many model objects are being turned into dictionaries on this thread, one inside the other.
+/// Counts nested conversions of model objects on this thread.
 class Depth {
  public:
   Depth() noexcept { ++depth_; }

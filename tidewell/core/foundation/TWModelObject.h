@@ -10,7 +10,7 @@
 
 namespace tidewell {
 
-/// The base of simple model objects, which can turn their properties into a dictionary:
+/// Base class of simple model objects, which can convert their properties to a dictionary:
 ///
 ///     class Campaign : public runtime::Subclass<Campaign, TWModelObject> {
 ///      public:
@@ -21,20 +21,20 @@ namespace tidewell {
 ///       }
 ///     };
 ///
-/// Used by one thread at a time.
+/// For one thread at a time.
 class TIDEWELL_EXPORT TWModelObject : public runtime::Subclass<TWModelObject> {
  public:
   TWModelObject();
-  /// `initWithDictionary:`. The dictionary is for classes below this one: nothing is read from it here.
+  /// `initWithDictionary:`. Ignores the dictionary, which is meant for derived classes.
   explicit TWModelObject(const base::Dictionary& dictionary);
   ~TWModelObject() override;
 
-  /// The properties that the object's own class declares, in that order; those of the classes above it are
-  /// not among them. A nil value is left out; a model object becomes its own dictionary. Arrays and
-  /// dictionaries are taken as they are, model objects in them included.
+  /// The properties declared by the object's own class, in that order, without those of its superclasses.
+  /// Omits nil values and converts model objects to their own dictionaries. Arrays and dictionaries are
+  /// copied unchanged, including model objects in them.
   ///
-  /// Raises what a getter raises, and `kInvalidArgumentException` for model objects that are nested deeper
-  /// than `kMaximumDepth`, as those are that hold each other.
+  /// Propagates exceptions of getters. Raises `kInvalidArgumentException` for model objects nested deeper
+  /// than `kMaximumDepth`, which includes cycles.
   [[nodiscard]] virtual base::Dictionary dictionaryWithProperties();
   static constexpr int kMaximumDepth = 512;
 

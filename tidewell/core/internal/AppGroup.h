@@ -7,10 +7,10 @@
 
 namespace tidewell {
 
-/// The application group that the host named, in the standard user defaults.
+/// The key of the application group set by the host, in the standard user defaults.
 inline constexpr std::string_view kAppGroupIDKey = "Tdw_App_Group_ID";
 
-/// The user defaults that the application shares with its extensions; null while the host has named no group.
+/// The user defaults shared by the application and its extensions; null if the host has set no group.
 inline std::shared_ptr<platform::UserDefaults> appGroupDefaults() {
   platform::Platform& current = platform::Platform::current();
   const auto group = current.standardUserDefaults().stringForKey(kAppGroupIDKey);

@@ -22,12 +22,12 @@ void logCaughtException(const LogCoordinates& where, std::initializer_list<base:
   try {
     TWLogger::logWithVerbosity(TWLogVerbosityDetailed, where.severity, formatArguments(where, before));
   } catch (...) {
-    // Out of memory while an exception is described: there is nobody left to tell.
+    // Out of memory while describing an exception; this cannot be reported.
   }
 }
 
 void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept {
-  // Lines with a stack trace are shipped whatever the console's switches say, so the line is always made.
+  // Lines with a stack trace are shipped regardless of the console's switches, so the line is always created.
   try {
     TWLogger::logWithVerbosity(TWLogVerbosityDetailed, where.severity, formatArguments(where, {}),
                                base::currentExceptionCallStackSymbols());

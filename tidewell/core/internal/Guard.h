@@ -16,23 +16,23 @@
 
 namespace tidewell {
 
-/// Where a caught exception is said to come from. The line numbers are part of the log text and stay as they
-/// are, whatever happens to the source.
+/// The origin of a caught exception, as logged. The line numbers are part of the log text and never change,
+/// whatever happens to the source.
 struct LogCoordinates {
   std::string_view file;  ///< without directory and extension
   std::int32_t line;
-  std::string_view selector;  ///< in full, with its colons
+  std::string_view selector;  ///< in full, including colons
   std::string_view message;   ///< with one %@ for the exception
   TWLogSeverity severity = TWLogSeverityException;
 };
 
-/// Logs the exception that is being handled. Call it inside a `catch` block only. `before` fills the %@ of
-/// the message that come before the one for the exception.
+/// Logs the exception being handled. Call only inside a `catch` block. `before` fills those %@ of the message
+/// that precede the one for the exception.
 void logCaughtException(const LogCoordinates& where, std::initializer_list<base::Value> before = {}) noexcept;
-/// The same with the exception's call stack, for the lines that are marked for shipping.
+/// The same with the exception's call stack, for lines that are shipped.
 void logCaughtExceptionWithStackTrace(const LogCoordinates& where) noexcept;
 
-/// Runs `body`; where it raises, logs that with the coordinates and answers `fallback`.
+/// Runs `body`; if it raises, logs the exception and returns `fallback`.
 template <class Fallback, class Body>
 auto guarded(const LogCoordinates& where, Fallback fallback, Body&& body) -> Fallback {
   const base::CancellationShield shield;
@@ -44,7 +44,7 @@ auto guarded(const LogCoordinates& where, Fallback fallback, Body&& body) -> Fal
   return fallback;
 }
 
-/// Runs `body`; where it raises, logs that with the coordinates.
+/// Runs `body`; if it raises, logs the exception.
 template <class Body>
 void guarded(const LogCoordinates& where, Body&& body) {
   const base::CancellationShield shield;
@@ -55,12 +55,12 @@ void guarded(const LogCoordinates& where, Body&& body) {
   }
 }
 
-/// Runs a function of the host's on the thread on which the host called. What it raises is reported and goes
-/// no further.
+/// Calls a function of the host on the thread on which the host called. Reports exceptions and does not
+/// propagate them.
 void runForHost(const std::function<void()>& function) noexcept;
 
-/// Logs a plain line (verbosity default, severity none) whose text `message` builds only where it will be
-/// written. A line that there is no memory for is lost, and does not end the operation that it tells of.
+/// Logs a plain line (verbosity default, severity none). `message` creates the text and is called only if the
+/// line will be written. If memory runs out, the line is lost, but the surrounding operation continues.
 template <std::invocable Message>
 void logLine(Message&& message) {
   if (!TWLogger::writes(TWLogSeverityNone)) return;

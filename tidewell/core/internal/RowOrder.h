@@ -6,10 +6,10 @@
 
 namespace tidewell {
 
-/// The place of a row that an order leaves out.
+/// The place of a row that is not part of an order.
 inline constexpr std::int8_t kNoPlace = -1;
 
-/// How many rows of a table have a place in an order.
+/// The number of rows that have a place in an order.
 template <class Table, class PlaceOf>
 consteval std::size_t countPlaces(const Table& table, PlaceOf placeOf) {
   std::size_t count = 0;
@@ -17,7 +17,7 @@ consteval std::size_t countPlaces(const Table& table, PlaceOf placeOf) {
   return count;
 }
 
-/// Whether the places of a table are 0, 1, 2, … with each used once.
+/// Whether the places in a table are 0, 1, 2, …, each used once.
 template <class Table, class PlaceOf>
 consteval bool hasEveryPlaceOnce(const Table& table, PlaceOf placeOf) {
   for (std::size_t place = 0; place < countPlaces(table, placeOf); ++place) {
@@ -28,8 +28,7 @@ consteval bool hasEveryPlaceOnce(const Table& table, PlaceOf placeOf) {
   return true;
 }
 
-/// The rows of a table, as their numbers in it, in the order of their places. `count` is what `countPlaces`
-/// answers.
+/// The indices of a table's rows, sorted by their places. `count` is the result of `countPlaces`.
 template <std::size_t count, class Table, class PlaceOf>
 consteval std::array<std::uint8_t, count> rowsInOrder(const Table& table, PlaceOf placeOf) {
   std::array<std::uint8_t, count> rows{};

@@ -62,7 +62,7 @@ AlertWindow::AlertWindow(const platform::AlertContent& content, std::function<vo
   for (std::size_t i = 0; i < content.actions.size(); ++i) addButton(GTK_BOX(buttons), content.actions[i], i);
   gtk_box_append(GTK_BOX(column), buttons);
 
-  // An empty title bar that is not seen: the window manager draws none, and none of ours is in the way.
+  // An invisible, empty title bar: keeps the window manager and GTK from drawing one.
   GtkWidget* const handle = gtk_window_handle_new();
   gtk_window_handle_set_child(GTK_WINDOW_HANDLE(handle), column);
   GtkWidget* const bar = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);

@@ -10,8 +10,8 @@ namespace tidewell::desktop {
 
 /// An alert: a modal window with a title, a message and buttons.
 ///
-/// Closing it is choosing: the cancel button, or the only button there is. An alert with several buttons and
-/// none that cancels cannot be closed otherwise.
+/// Closing the window chooses the cancel button, or the only button. An alert with several buttons and no
+/// cancel button cannot be closed.
 class AlertWindow final : public ShownWindow {
  public:
   AlertWindow(const platform::AlertContent& content, std::function<void(std::size_t)> chosen);
@@ -25,7 +25,7 @@ class AlertWindow final : public ShownWindow {
 
   std::function<void(std::size_t)> chosen_;
   std::size_t choice_ = platform::Presenter::kNoAction;
-  std::optional<std::size_t> closing_;  ///< what closing the window chooses
+  std::optional<std::size_t> closing_;  ///< the choice made by closing the window
 };
 
 }  // namespace tidewell::desktop

@@ -20,8 +20,7 @@ std::string hostOf(const std::string& address) {
   return url ? url->host().value_or("") : "";
 }
 
-/// What the user needs to know of an address: where it leads. User names and passwords in front of the host
-/// are left out, for they are there to deceive.
+/// Where an address leads. Omits user names and passwords before the host, which can be deceptive.
 std::string shownAddress(const std::string& address) {
   const auto url = base::Url::URLWithString(address);
   const auto host = url ? url->host() : std::nullopt;
@@ -53,7 +52,7 @@ BrowserWindow::BrowserWindow(const base::Url& url, WebPageSettings settings, std
   prepare();
 }
 
-// The page first: it must not tell of its end to a window that is half gone.
+// The page first: it must not send notifications to a partly destroyed window.
 BrowserWindow::~BrowserWindow() {
   *self_ = nullptr;
   page_.reset();
@@ -106,12 +105,12 @@ void BrowserWindow::makeContent() {
   progress_ = gtk_progress_bar_new();
   gtk_widget_add_css_class(progress_, "tidewell-progress");
   gtk_widget_set_valign(progress_, GTK_ALIGN_START);
-  gtk_progress_bar_set_fraction(GTK_PROGRESS_BAR(progress_), 0.05);  // something is seen to happen at once
+  gtk_progress_bar_set_fraction(GTK_PROGRESS_BAR(progress_), 0.05);  // shows progress immediately
   GtkWidget* const overlay = gtk_overlay_new();
   content_.reset(static_cast<GtkWidget*>(g_object_ref_sink(overlay)));
   gtk_overlay_set_child(GTK_OVERLAY(overlay), stack_);
   gtk_overlay_add_overlay(GTK_OVERLAY(overlay), progress_);
-  // Nothing to see until there is a page.
+  // Empty until there is a page.
   GtkWidget* const empty = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
   gtk_stack_add_named(GTK_STACK(stack_), empty, "empty");
   gtk_stack_set_visible_child(GTK_STACK(stack_), empty);
@@ -136,7 +135,7 @@ void BrowserWindow::addShortcuts() {
        }},
   };
   GtkEventController* const controller = gtk_shortcut_controller_new();
-  gtk_event_controller_set_propagation_phase(controller, GTK_PHASE_CAPTURE);  // before the page
+  gtk_event_controller_set_propagation_phase(controller, GTK_PHASE_CAPTURE);  // before the page gets it
   for (const Shortcut& each : kShortcuts) {
     GtkShortcut* const shortcut = gtk_shortcut_new(
         gtk_shortcut_trigger_parse_string(each.keys),

@@ -12,8 +12,8 @@
 
 namespace tidewell::desktop {
 
-/// The in-app browser: a window with a header (back, forward, address, Done), a progress bar and a page. It
-/// belongs to the application, not to the page: whatever the page does, it can be closed.
+/// The in-app browser: a window with a header (back, forward, address, Done), a progress bar and a page. The
+/// window is independent of the page, so that it can be closed whatever the page does.
 class BrowserWindow final : public ShownWindow, private WebPageClient {
  public:
   BrowserWindow(const base::Url& url, WebPageSettings settings, std::function<void()> didFinish);
@@ -40,7 +40,7 @@ class BrowserWindow final : public ShownWindow, private WebPageClient {
   const WebPageSettings settings_;
   std::function<void()> didFinish_;
   ProblemView problem_;
-  // The header and the content stay whole while the window is taken down, for the page may have more to tell.
+  // Kept alive while the window is destroyed, because the page may still send notifications.
   Owned<GtkWidget> header_;
   Owned<GtkWidget> content_;
   GtkWidget* back_ = nullptr;
@@ -52,7 +52,7 @@ class BrowserWindow final : public ShownWindow, private WebPageClient {
   GtkWidget* stack_ = nullptr;
   std::unique_ptr<WebPage> page_;  ///< null until the engine is ready
   bool hasFailed_ = false;
-  std::shared_ptr<BrowserWindow*> self_ = std::make_shared<BrowserWindow*>(this);  ///< for what comes later
+  std::shared_ptr<BrowserWindow*> self_ = std::make_shared<BrowserWindow*>(this);  ///< for deferred callbacks
 };
 
 }  // namespace tidewell::desktop

@@ -8,7 +8,7 @@ namespace {
 bool someWindowIsActive(GListModel* windows) {
   for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
     const Owned<GtkWindow> window(static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
-    // One that is hidden may still count as active.
+    // A hidden window may still count as active.
     if (gtk_window_is_active(window.get()) && gtk_widget_get_mapped(GTK_WIDGET(window.get()))) return true;
   }
   return false;

@@ -8,12 +8,12 @@
 
 namespace tidewell::desktop {
 
-/// Follows whether some GTK window of the process is active. Main thread only; lives as long as the process.
+/// Tracks whether any GTK window of the process is active. Main thread only; never destroyed.
 ///
-/// The first activation is the launch and no return, unless it comes late: then the application was started
-/// without a window. Leaving is believed after `kSettleMilliseconds` without an active window: between two
-/// windows of an application there is an instant in which neither is active, and each return starts a check
-/// of the configuration.
+/// The first activation is the launch, not a return to the foreground, unless it comes late because the
+/// application started without a window. The application counts as in the background after
+/// `kSettleMilliseconds` without an active window: when the focus moves between its windows, neither is
+/// active for a moment, and each return starts a check of the configuration.
 class ForegroundWatch final {
  public:
   static constexpr guint kSettleMilliseconds = 150;
@@ -36,8 +36,8 @@ class ForegroundWatch final {
   const Owned<GListModel> windows_;
   gulong windowsHandler_ = 0;
   bool isForeground_ = false;
-  bool wasForeground_ = false;  ///< ever
-  guint settling_ = 0;          ///< the timer's source
+  bool wasForeground_ = false;  ///< at any time so far
+  guint settling_ = 0;          ///< the timer's source ID
 };
 
 }  // namespace tidewell::desktop

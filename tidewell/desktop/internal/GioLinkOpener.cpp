@@ -16,7 +16,7 @@
 namespace tidewell::desktop {
 namespace {
 
-/// They name files of this machine, or carry their content or a script with them.
+/// These refer to files of this machine, or contain the content or a script themselves.
 constexpr std::string_view kRefusedSchemes[] = {"file", "javascript", "data", "blob", "about", "vbscript"};
 
 std::string lowered(std::string_view text) {
@@ -26,7 +26,7 @@ std::string lowered(std::string_view text) {
 
 bool isWebScheme(std::string_view scheme) { return scheme == "https" || scheme == "http"; }
 
-/// A program whose command has no place for a URL would start without it: it is none.
+/// Excludes a program whose command has no placeholder for a URL: it would start without the URL.
 Owned<GAppInfo> handlerOf(const base::Url& url) {
   const auto scheme = openableScheme(url);
   Owned<GAppInfo> handler(scheme ? g_app_info_get_default_for_uri_scheme(scheme->c_str()) : nullptr);
@@ -44,8 +44,8 @@ bool claims(GAppInfo* application, const std::string& host) {
   return isClaimed;
 }
 
-/// The application that claims the host of a web link. Of several it is the one whose file comes first in the
-/// alphabet, so that the answer does not depend on the order of a folder. Reads every desktop file.
+/// The application that claims the host of a web link. If there are several, the one whose desktop file sorts
+/// first, so that the result does not depend on directory order. Reads every desktop file.
 Owned<GAppInfo> claimantOf(const base::Url& url) {
   const auto scheme = openableScheme(url);
   const auto host = url.host();
@@ -64,14 +64,14 @@ Owned<GAppInfo> claimantOf(const base::Url& url) {
   return found;
 }
 
-/// With a display the program that starts learns of it, so that its window may take the focus.
+/// With a display, passes it to the started program, so that its window may take the focus.
 Owned<GAppLaunchContext> launchContext() {
   GdkDisplay* const display = gdk_display_get_default();
   return Owned<GAppLaunchContext>(display ? G_APP_LAUNCH_CONTEXT(gdk_display_get_app_launch_context(display))
                                           : g_app_launch_context_new());
 }
 
-/// A URL on its way, and whom to tell. Owned by the callbacks that it passes through.
+/// An open request. Owned by the callbacks through which it passes.
 struct Opening {
   base::Url url;
   std::function<void(bool)> completion;
@@ -101,7 +101,7 @@ void launch(std::unique_ptr<Opening> opening, GAppInfo* application) {
       opening.release());
 }
 
-/// Looks for the claimant on a thread of GLib's: there may be hundreds of desktop files.
+/// Searches for the claimant on a GLib thread, because there may be hundreds of desktop files.
 void launchClaimant(std::unique_ptr<Opening> opening) {
   const Owned<GTask> search(g_task_new(
       nullptr, nullptr,
@@ -117,7 +117,7 @@ void launchClaimant(std::unique_ptr<Opening> opening) {
       search.get(), +[](GTask* task, gpointer, gpointer url, GCancellable*) {
         g_task_return_pointer(task, claimantOf(*static_cast<base::Url*>(url)).release(), g_object_unref);
       });
-  static_cast<void>(opening.release());  // now the callback's
+  static_cast<void>(opening.release());  // owned by the callback now
 }
 
 }  // namespace

@@ -8,17 +8,17 @@
 
 namespace tidewell::desktop {
 
-/// The key of a desktop file with the hosts whose web links its application opens, as a list:
+/// A key in desktop files that lists the hosts whose web links the application opens:
 ///
 ///     X-Tidewell-UniversalLinks=shop.example;tickets.example;
 inline constexpr const char* kUniversalLinksKey = "X-Tidewell-UniversalLinks";
 
-/// Opens links with the programs that the desktop knows: the handler of the scheme that the user chose or the
-/// system prefers, and for universal links the application that claims the host.
+/// Opens links with the desktop's programs: the scheme's handler as chosen by the user or the system, and for
+/// universal links the application that claims the host.
 ///
-/// GIO starts the program that the desktop file names with the URL as one of its arguments (or calls it over
-/// D-Bus); no shell sees it. Schemes that lead into this machine or run text as a program are never opened:
-/// links come from campaigns.
+/// GIO starts the program named in the desktop file with the URL as an argument (or calls it over D-Bus),
+/// without a shell. Since links come from campaigns, schemes that refer to the local machine or execute text
+/// are never opened.
 class GioLinkOpener final : public platform::LinkOpener {
  public:
   [[nodiscard]] bool canOpenURL(const std::optional<base::Url>& url) override;
@@ -27,7 +27,7 @@ class GioLinkOpener final : public platform::LinkOpener {
   bool openURL(const base::Url& url) override;
 };
 
-/// The scheme in lower case where it is one of those that other programs may be given.
+/// The scheme in lower case, if URLs with it may be passed to other programs.
 [[nodiscard]] std::optional<std::string> openableScheme(const base::Url& url);
 
 }  // namespace tidewell::desktop

@@ -12,11 +12,11 @@ struct GlibDeleter {
   void operator()(char* text) const noexcept { g_free(text); }
   void operator()(GError* error) const noexcept { g_error_free(error); }
 };
-/// What GLib hands out with the duty to free it.
+/// Results of GLib that the caller must free.
 using OwnedText = std::unique_ptr<char, GlibDeleter>;
 using OwnedError = std::unique_ptr<GError, GlibDeleter>;
 
-/// Takes the error that a call left; null where there was none.
+/// Takes ownership of a call's error; null if there was none.
 [[nodiscard]] inline OwnedError own(GError* error) noexcept { return OwnedError(error); }
 [[nodiscard]] inline std::string textOf(const OwnedError& error) {
   return error ? error->message : "unknown error";
@@ -26,17 +26,17 @@ using OwnedError = std::unique_ptr<GError, GlibDeleter>;
 struct ObjectDeleter {
   void operator()(gpointer object) const noexcept { g_object_unref(object); }
 };
-/// A reference to an object, given up at the end.
+/// A reference to an object, released on destruction.
 template <class T>
 using Owned = std::unique_ptr<T, ObjectDeleter>;
 
-/// The same, for an object that somebody else owns, too.
+/// Adds a reference to an object that has another owner, too.
 template <class T>
 [[nodiscard]] Owned<T> share(T* object) {
   return Owned<T>(object ? static_cast<T*>(g_object_ref(object)) : nullptr);
 }
 
-/// Text for a widget: whatever bytes it was, valid UTF-8 of at most `bound` bytes and a little.
+/// Text for a widget: valid UTF-8, truncated to about `bound` bytes.
 [[nodiscard]] inline std::string displayText(std::string_view text, std::size_t bound = 4096) {
   const bool isLong = text.size() > bound;
   text = text.substr(0, bound);

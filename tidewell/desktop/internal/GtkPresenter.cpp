@@ -20,7 +20,7 @@ bool isWebUrl(const base::Url& url) {
                     g_ascii_strcasecmp(scheme->c_str(), "http") == 0);
 }
 
-/// The application's own window: the active one, else one that is seen; null where there is none.
+/// The application's own window: the active one, otherwise a visible one; null if there is none.
 GtkWindow* hostWindow() {
   GListModel* const windows = gtk_window_get_toplevels();
   GtkWindow* found = nullptr;
@@ -65,7 +65,7 @@ Shown GtkPresenter::show(std::unique_ptr<ShownWindow> window, Shown above) {
   items_.emplace(shown, Item{above, std::move(window), host});
   stack();
   gtk_window_present(made);
-  // What stays above was there before: it is asked for once more, so that it covers the new one.
+  // Items that stay above are presented again, so that they cover the new one.
   for (const auto& [other, item] : items_) {
     if (other != shown && item.above == above && item.window->staysAbove())
       gtk_window_present(item.window->window());
@@ -109,7 +109,7 @@ std::vector<std::unique_ptr<ShownWindow>> GtkPresenter::take(Shown shown) {
 void GtkPresenter::wentAway(Shown shown) {
   for (auto& window : take(shown)) {
     later(window->farewell());
-    // This may run within the window's own signal: it goes when that is over.
+    // This may run within a signal of the window, so its destruction is deferred.
     later([gone = std::shared_ptr<ShownWindow>(std::move(window))] {});
   }
 }

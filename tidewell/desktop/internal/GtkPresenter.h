@@ -13,8 +13,8 @@
 
 namespace tidewell::desktop {
 
-/// Shows alerts and pages as windows above the host's active one. They are no windows of the host's
-/// `GtkApplication`: it ends as if they were not there, and they go with the window that they lie above.
+/// Shows alerts and pages in windows above the host's active one. They are not part of the host's
+/// `GtkApplication`, so it quits regardless of them; they are destroyed with the window below them.
 class GtkPresenter final : public platform::Presenter {
  public:
   explicit GtkPresenter(WebPageSettings settings);
@@ -23,26 +23,26 @@ class GtkPresenter final : public platform::Presenter {
                             platform::Shown above) override;
   platform::Shown showBrowser(const base::Url& url, platform::BrowserEvents events,
                               platform::Shown above) override;
-  /// GTK moves no windows about: `animated` says nothing here.
+  /// GTK does not animate windows, so `animated` is ignored.
   void dismiss(platform::Shown shown, bool animated, std::function<void()> done) override;
-  /// Of the monitor that the application's window is on. On another thread than the main one: as it was when
-  /// the main thread asked last.
+  /// The size of the monitor with the application's window. Other threads than the main thread get the size
+  /// as of the main thread's last call.
   [[nodiscard]] platform::ScreenSize screenSize() override;
 
  private:
   struct Item {
     platform::Shown above;
     std::unique_ptr<ShownWindow> window;
-    GtkWindow* host;  ///< the application's window at the bottom; null where there was none
+    GtkWindow* host;  ///< the application's window at the bottom; null if there was none
   };
 
   platform::Shown show(std::unique_ptr<ShownWindow> window, platform::Shown above);
   void wentAway(platform::Shown shown);
   void hostWentAway(GtkWindow* host);
   void followHost(GtkWindow* host);
-  /// Takes an item and all above it out of the map, the highest first.
+  /// Removes an item and everything above it from the map, topmost first.
   std::vector<std::unique_ptr<ShownWindow>> take(platform::Shown shown);
-  /// Puts every window above its own again, alerts above pages.
+  /// Puts every window above its parent again, alerts above pages.
   void stack();
 
   const WebPageSettings settings_;

@@ -9,8 +9,8 @@
 
 namespace tidewell::desktop {
 
-/// What the browser shows in place of a page that cannot be seen: a sign, two sentences, and a button that
-/// tries again. Main thread only; the widget belongs to the window that it is put in.
+/// Replaces a page that cannot be shown: an icon, two sentences, and a retry button. Main thread only; the
+/// widget is owned by its window.
 class ProblemView final {
  public:
   explicit ProblemView(std::function<void()> tryAgain);

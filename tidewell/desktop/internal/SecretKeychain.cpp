@@ -7,8 +7,8 @@ namespace {
 
 using Status = SecretService::Status;
 
-/// The attributes of a query under their names in the keyring. No value for a query of another class than
-/// generic passwords or with attributes that are not texts, which the file store refuses, too.
+/// The attributes of a query under their names in the keyring. No value for a class other than generic
+/// passwords, or attributes that are not strings; the file store refuses these, too.
 std::optional<SecretService::Attributes> attributesOf(const base::Dictionary& query) {
   constexpr std::pair<std::string_view, const char*> kNames[] = {
       {platform::kSecAttrService, "service"},
@@ -45,7 +45,7 @@ std::int32_t SecretKeychain::itemAdd(const base::Dictionary& attributes) {
   auto known = attributesOf(attributes);
   const base::Value data = attributes.objectForKey(platform::kSecValueData);
   if (!known || (data && !data.data())) return platform::errSecParam;
-  // An attribute that is not given is the empty text: it belongs to the item's identity.
+  // A missing attribute counts as the empty string, which is part of the item's identity.
   known->emplace("service", "");
   known->emplace("account", "");
 
@@ -67,7 +67,7 @@ std::int32_t SecretKeychain::itemAdd(const base::Dictionary& attributes) {
   }
   if (status == Status::done && !mustBeReadableWhileLocked(attributes)) return platform::errSecSuccess;
   const std::int32_t added = file_.itemAdd(attributes);
-  // What is in the keyring is kept, whatever the file says of its copy.
+  // Success in the keyring counts, whatever happened to the copy in the file.
   return status == Status::done ? platform::errSecSuccess : added;
 }
 

@@ -10,18 +10,18 @@
 
 namespace tidewell::desktop {
 
-/// Keychain items in the session's Secret Service, with the headless store (a 0600 file) to fall back on.
+/// Keychain items in the session's Secret Service, with the headless store (a 0600 file) as a fallback.
 ///
-/// A session may have no keyring, a locked one, or one that dies; an item that is not found then would be
-/// made anew, and the device would get another identity. So:
-///  - items are written to the keyring, and to the file as well where the keyring cannot be used, or where
-///    they have to be readable while it is locked (`kSecAttrAccessibleAfterFirstUnlock`);
-///  - they are read from the keyring, and from the file where they are not found there;
-///  - nobody is ever asked to unlock anything, and no call waits for the keyring longer than
+/// A session may have no keyring, a locked one, or one that crashes. An item not found for that reason would
+/// be created again, and the device would change its identity. So:
+///  - items are written to the keyring, and also to the file if the keyring is unusable or they must be
+///    readable while it is locked (`kSecAttrAccessibleAfterFirstUnlock`);
+///  - they are read from the keyring, and from the file if not found there;
+///  - the user is never asked to unlock anything, and no call waits for the keyring longer than
 ///    `SecretService::kPatience`.
 class SecretKeychain final : public platform::Keychain {
  public:
-  /// `file` outlives this.
+  /// `file` must outlive this object.
   SecretKeychain(std::unique_ptr<SecretService> service, platform::Keychain& file);
 
   std::int32_t itemAdd(const base::Dictionary& attributes) override;

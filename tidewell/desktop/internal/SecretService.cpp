@@ -23,8 +23,8 @@ namespace {
 constexpr const char* kSchema = "com.tidewell.keychain";
 constexpr const char* kContentType = "application/octet-stream";
 
-/// Whether the session has a bus: without one GLib would start it. With raised rights the caller's is not
-/// trusted.
+/// Whether the session has a bus; GLib would start one otherwise. A caller's bus is not trusted with raised
+/// privileges.
 bool hasSessionBus() {
   if (posix::hasRaisedRights()) return false;
   const char* const named = g_getenv("DBUS_SESSION_BUS_ADDRESS");
@@ -47,19 +47,19 @@ std::unique_ptr<GHashTable, TableDeleter> tableOf(const Attributes& attributes) 
   return std::unique_ptr<GHashTable, TableDeleter>(table);
 }
 
-/// One conversation with the service. Every call ends at once when it is cancelled.
+/// One exchange with the service. Every call returns immediately when cancelled.
 class Conversation {
  public:
   explicit Conversation(GCancellable* cancellable) : cancellable_(cancellable) {
     const Owned<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
     if (!bus) return;
-    // GLib ends a process whose session bus goes. The host may live without one, so it shall not die of ours.
+    // By default GLib ends the process when its session bus disconnects, but the host may not need the bus.
     g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
     service_.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION,
                                             cancellable, nullptr));
   }
 
-  /// A locked collection hides what is in it, and writing to it would ask the user.
+  /// A locked collection hides its items, and writing to it would prompt the user.
   [[nodiscard]] bool canBeUsed() {
     if (!service_) return false;
     const Owned<SecretCollection> collection(secret_collection_for_alias_sync(
@@ -100,7 +100,7 @@ class Conversation {
     Status status = own(error) ? Status::unusable : Status::notFound;
     for (GList* each = items; each; each = each->next) {
       auto* const item = static_cast<SecretItem*>(each->data);
-      if (secret_item_get_locked(item)) continue;  // in another collection: it would ask the user
+      if (secret_item_get_locked(item)) continue;  // in another collection: would prompt the user
       const bool isRemoved = secret_item_delete_sync(item, cancellable_, nullptr) != FALSE;
       if (!isRemoved) status = Status::unusable;
       if (isRemoved && status == Status::notFound) status = Status::done;

@@ -9,33 +9,33 @@
 
 namespace tidewell::desktop {
 
-/// The session's keyring, as far as the keychain needs it: secrets in its default collection, known by their
-/// attributes. Any thread; never raises.
+/// The session's keyring, reduced to what the keychain needs: secrets in the default collection, identified
+/// by attributes. Any thread; never raises.
 ///
-/// It is asked only where the session has a bus: libsecret would start one, and wait for it. Each operation
-/// has a thread for its time, so that its caller need not wait for ever: a keyring that answered too late
-/// once is not asked again by this process.
+/// Used only if the session has a bus; otherwise libsecret would start one and wait for it. Each operation
+/// runs on a temporary thread, so that its caller need not wait forever. After one time-out, the process does
+/// not use the keyring again.
 class SecretService final {
  public:
   using Attributes = std::map<std::string, std::string>;
 
-  /// How long a caller waits at most.
+  /// The longest time that a caller waits.
   static constexpr std::chrono::milliseconds kPatience{1000};
 
   enum class Status {
     done,
     notFound,
-    unusable,  ///< no bus, no service, no default collection, a locked one, an error, no answer in time
+    unusable,  ///< no bus, service or default collection, a locked one, an error, or a time-out
   };
 
-  /// Looks for the bus in the environment, now; `application` goes into every item's attributes.
+  /// Checks the environment for the bus; `application` is added to every item's attributes.
   explicit SecretService(std::string application);
 
-  /// The first secret with these attributes.
+  /// Gets the first secret with these attributes.
   [[nodiscard]] Status find(const Attributes& attributes, std::string& secret);
   [[nodiscard]] Status store(const Attributes& attributes, const std::string& label,
                              const std::string& secret);
-  /// Removes every secret with these attributes.
+  /// Removes all secrets with these attributes.
   [[nodiscard]] Status remove(const Attributes& attributes);
 
  private:

@@ -16,7 +16,7 @@ ShownWindow::ShownWindow() : window_(GTK_WINDOW(gtk_window_new())) {
   g_object_set_data(G_OBJECT(window_), kShownMark, window_);
   destroyed_ = g_signal_connect_swapped(window_, "destroy", G_CALLBACK(+[](ShownWindow* self) {
                                           self->window_ = nullptr;
-                                          // What is called may let go of this object.
+                                          // The callback may destroy this object.
                                           if (const auto gone = std::exchange(self->gone_, nullptr)) gone();
                                         }),
                                         this);

@@ -7,27 +7,27 @@
 
 namespace tidewell::desktop {
 
-/// A window that the presenter shows. Owns the GTK window, which goes with it. Main thread only.
+/// A window shown by the presenter. Owns the GTK window. Main thread only.
 ///
-/// The window may go by itself: the user closes it, or the host destroys all its windows. Then `gone` is
-/// called, once, and the owner lets go of this object.
+/// The user may close the window, or the host may destroy all its windows. Then `gone` is called, once, and
+/// the owner destroys this object.
 class ShownWindow {
  public:
   virtual ~ShownWindow();
   ShownWindow(const ShownWindow&) = delete;
   ShownWindow& operator=(const ShownWindow&) = delete;
 
-  /// Null once it is gone.
+  /// Null once the window is destroyed.
   [[nodiscard]] GtkWindow* window() const noexcept { return window_; }
   void setGone(std::function<void()> gone) { gone_ = std::move(gone); }
-  /// Whether it stays above other things that are shown above the same window.
+  /// Whether the window stays above others that are shown above the same window.
   [[nodiscard]] virtual bool staysAbove() const = 0;
-  /// What the caller is to be told where the window goes without being dismissed. Asked once.
+  /// The function to call if the window disappears without being dismissed. Called once.
   [[nodiscard]] virtual std::function<void()> farewell() = 0;
 
  protected:
   ShownWindow();
-  /// Takes the window down as the user does.
+  /// Closes the window as the user would.
   void close();
 
  private:
@@ -36,7 +36,7 @@ class ShownWindow {
   std::function<void()> gone_;
 };
 
-/// Whether a window is one of the presenter's.
+/// Whether a window belongs to the presenter.
 [[nodiscard]] bool isShownWindow(GtkWindow* window);
 
 }  // namespace tidewell::desktop

@@ -4,8 +4,8 @@
 
 namespace tidewell::desktop {
 
-/// Adds the style of the presenter's windows to a display, once. Its rules name the presenter's own classes
-/// only, so that no widget of the host changes.
+/// Adds the style of the presenter's windows to a display, once. Its rules use only the presenter's own CSS
+/// classes, so the host's widgets do not change.
 void useStyle(GdkDisplay* display);
 
 }  // namespace tidewell::desktop

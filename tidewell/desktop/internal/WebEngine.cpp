@@ -17,7 +17,7 @@ struct Engine {
 
 using Ready = std::function<void(WebPageMaker, const std::string&)>;
 
-/// Whether WebKit builds a sandbox with bubblewrap at all: not inside of Flatpak, which has its own.
+/// Whether WebKit creates its sandbox with bubblewrap; inside Flatpak it uses Flatpak's.
 bool usesBubblewrap() {
   return g_strcmp0(g_getenv("WEBKIT_DISABLE_SANDBOX_THIS_IS_DANGEROUS"), "1") != 0 &&
          !g_file_test("/.flatpak-info", G_FILE_TEST_EXISTS);
@@ -31,7 +31,7 @@ bool sandboxWorks() {
   return probe && g_subprocess_wait_check(probe.get(), nullptr, nullptr);
 }
 
-/// On a thread of GLib's.
+/// Runs on a GLib thread.
 void prepare(GTask* task, gpointer, gpointer, GCancellable*) {
   auto engine = std::make_unique<Engine>();
   if (!sandboxWorks()) {

@@ -1,6 +1,6 @@
 #include "tidewell/desktop/internal/WebPage.h"
 
-// For static libraries: WebKitGTK is linked into the host.
+// For static libraries, with WebKitGTK linked into the host.
 namespace tidewell::desktop {
 
 WebPageMaker loadWebPageMaker(std::string&) noexcept { return &tidewell_make_web_page; }

@@ -5,8 +5,8 @@
 #include "tidewell/desktop/internal/WebPage.h"
 #include "tidewell/posix/internal/NeighbourModule.h"
 
-// For shared libraries: linking WebKitGTK makes a host start a quarter of a second later, so the part that
-// needs it is a module that lies beside this library and is loaded for the first page.
+// For shared libraries. Linking WebKitGTK would delay a host's start by a quarter of a second, so the code
+// that needs it is a module beside this library, loaded for the first page.
 namespace tidewell::desktop {
 namespace {
 
@@ -21,7 +21,7 @@ WebPageMaker loadWebPageMaker(std::string& problem) noexcept {
     if (!maker) problem = "the browser cannot be loaded: " + problem;
     return maker;
   } catch (const std::bad_alloc&) {
-    problem = "out of memory";  // short enough to need none
+    problem = "out of memory";  // fits the small-string buffer
     return nullptr;
   }
 }

@@ -5,8 +5,8 @@
 namespace tidewell::platform {
 
 /// Guards the links between view controllers, windows and the application, and the weak references to their
-/// delegates. One lock for all: a link joins two objects. No foreign code runs and no object dies while it is
-/// held. Any thread.
+/// delegates. One lock for all, because a link joins two objects. Never hold it while foreign code runs or an
+/// object is destroyed. Any thread.
 [[nodiscard]] base::StateMutex& hierarchyMutex();
 
 }  // namespace tidewell::platform

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kInfix = ".change-";
 
-/// Sixteen hexadecimal digits, so that names sort as numbers do.
+/// Sixteen hexadecimal digits, so that names sort numerically.
 std::string digits(std::uint64_t number) {
   std::string text(16, '0');
   char shortest[16];
@@ -23,7 +23,7 @@ std::string digits(std::uint64_t number) {
   return text;
 }
 
-/// Microseconds since 1970, and later than every earlier answer in this process.
+/// Microseconds since 1970, strictly increasing within this process.
 std::uint64_t nextTime() {
   constinit static std::atomic<std::uint64_t> last{0};
   const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -35,7 +35,7 @@ std::uint64_t nextTime() {
   return std::max(previous + 1, time);
 }
 
-/// Tells the changes of two processes apart that were kept in the same microsecond.
+/// Distinguishes changes that two processes store in the same microsecond.
 std::uint64_t randomNumber() {
   try {
     std::random_device device;

@@ -9,17 +9,17 @@
 
 namespace tidewell::platform {
 
-/// Changes to a file that wait beside it because another process holds its lock.
+/// Changes to a file, stored beside it while another process holds its lock.
 ///
-/// Each is a file of its own ("PATH.change-TIME-NUMBER"), written once under a name that is never used again
-/// and never changed: whoever holds the lock of PATH next merges it into PATH and removes just the names that
-/// it has read, so nothing that is kept meanwhile can get lost. Names sort in the order in which the changes
-/// were kept. Any thread; errors are returned.
+/// Each change is a file of its own ("PATH.change-TIME-NUMBER"), written once, under a name that is never
+/// reused. The next holder of the lock of PATH merges them and removes exactly the files that it has read, so
+/// changes stored meanwhile are not lost. Names sort in the order of the changes. Any thread; errors are
+/// returned.
 class TIDEWELL_EXPORT PendingChanges {
  public:
-  /// More than this many are not read at once; the rest waits for the next holder of the lock.
+  /// The most changes read at once; the rest waits for the next holder of the lock.
   static constexpr std::size_t kMaximumRead = 256;
-  /// Larger ones are left alone: none that this library writes is.
+  /// In bytes. Larger files are skipped: this library writes none.
   static constexpr std::size_t kMaximumBytes = 1u << 20;
 
   /// `files` must outlive the object.
@@ -30,13 +30,13 @@ class TIDEWELL_EXPORT PendingChanges {
     std::string contents;
   };
 
-  /// Keeps a change; `keptAs` receives the path of its file. Needs no lock. A process that keeps a change
-  /// which includes all that an earlier one of its own said may remove the earlier file afterwards.
+  /// Stores a change; `keptAs` receives the path of its file. Needs no lock. If a change includes everything
+  /// in an earlier one of the same process, that process may remove the earlier file afterwards.
   [[nodiscard]] std::error_code keep(std::string_view contents, std::string* keptAs = nullptr);
-  /// What waits now, the oldest first. One that cannot be read is left out. Needs no lock. `failure`, where
-  /// it is given, tells why the folder could not be listed; a missing folder is not a failure.
+  /// The stored changes, oldest first, without those that cannot be read. Needs no lock. `failure`, if given,
+  /// receives the error of listing the folder; a missing folder is not an error.
   [[nodiscard]] std::vector<Change> read(std::error_code* failure = nullptr) const;
-  /// Removes changes that were merged into the file, with its lock held, after the file was written.
+  /// Removes changes that were merged. Call with the file's lock held, after the file was written.
   void remove(const std::vector<Change>& changes);
 
  private:

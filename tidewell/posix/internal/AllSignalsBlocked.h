@@ -5,8 +5,8 @@
 
 namespace tidewell::posix {
 
-/// Blocks all signals on the calling thread for as long as the object lives. Threads that are started
-/// meanwhile inherit that, so the host's signal handlers do not run on them.
+/// Blocks all signals on the calling thread during its lifetime. Threads started meanwhile inherit the mask,
+/// so the host's signal handlers do not run on them.
 class AllSignalsBlocked {
  public:
   AllSignalsBlocked() noexcept {

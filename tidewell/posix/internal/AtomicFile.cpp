@@ -30,10 +30,10 @@ namespace {
 
 constexpr std::string_view kTemporaryPrefix = ".tdw-";
 constexpr std::string_view kTemporarySuffix = ".tmp";
-/// No write takes so long: what is older was left behind, whoever bears its process number today.
+/// No write takes this long: an older file was left behind, even if its process number is in use again.
 constexpr std::time_t kLongestWriteSeconds = 3600;
 constexpr int kMaximumNamesTried = 10'000;
-/// Coarser than the clock of any file system's time stamps.
+/// Coarser than the time stamps of any file system.
 constexpr std::int64_t kClockStepNanoseconds = 20'000'000;
 
 std::error_code error(std::errc code) { return std::make_error_code(code); }
@@ -44,14 +44,14 @@ std::error_code errorForKind(mode_t mode) {
   return error(S_ISDIR(mode) ? std::errc::is_a_directory : std::errc::operation_not_supported);
 }
 
-/// A name beside every file of a folder; it tells whose it is: ".tdw-PROCESS-NUMBER.tmp".
+/// A unique name in a folder that encodes the owner's PID: ".tdw-PROCESS-NUMBER.tmp".
 std::string temporaryName() {
   constinit static std::atomic<unsigned> number{0};
   return std::string(kTemporaryPrefix) + std::to_string(currentProcess()) + "-" +
          std::to_string(number.fetch_add(1, std::memory_order_relaxed)) + std::string(kTemporarySuffix);
 }
 
-/// The process that made a temporary file; nothing for any other name.
+/// The PID that created a temporary file; no value for any other name.
 std::optional<pid_t> makerOfTemporary(std::string_view name) {
   if (!name.starts_with(kTemporaryPrefix) || !name.ends_with(kTemporarySuffix)) return std::nullopt;
   pid_t maker = 0;
@@ -61,8 +61,8 @@ std::optional<pid_t> makerOfTemporary(std::string_view name) {
   return maker;
 }
 
-/// Whether a temporary file's maker is gone. Makers in another container look gone, too: they find their file
-/// missing and write it again.
+/// Whether the process that created a temporary file is gone. One in another container seems gone, too; it
+/// finds its file missing and writes it again.
 bool isLeftBehind(int folder, const char* name, pid_t maker) {
   if (maker == currentProcess() || (kill(maker, 0) == -1 && errno == ESRCH)) return true;
   struct stat record {};
@@ -75,14 +75,14 @@ void removeLeftBehind(int folder) {
   if (!again) return;
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(again.number()), closedir);
   if (!entries) return;
-  static_cast<void>(again.release());  // the stream's own now
+  static_cast<void>(again.release());  // the stream owns it now
   while (const dirent* const entry = readdir(entries.get())) {
     const auto maker = makerOfTemporary(entry->d_name);
     if (maker && isLeftBehind(folder, entry->d_name, *maker)) unlinkat(folder, entry->d_name, 0);
   }
 }
 
-/// The folders in which this process has looked for temporary files that others left.
+/// The folders in which this process has removed temporary files left behind by others.
 struct CleanedFolders {
   using Folder = std::pair<dev_t, ino_t>;
   WorkMutex cleaning;
@@ -106,8 +106,8 @@ void removeLeftBehindOnce(int folder) {
   if (fstat(folder, &record) != 0) return;
   const CleanedFolders::Folder key(record.st_dev, record.st_ino);
   if (cleaned.has(key)) return;
-  // No thread of this process writes in the folder before it is clean, so every file of this process's number
-  // in it is an earlier process's.
+  // No thread of this process writes to the folder before it is clean, so files with this process's PID
+  // belong to an earlier process.
   const base::MutexLock lock(cleaned.cleaning);
   if (cleaned.has(key)) return;
   removeLeftBehind(folder);
@@ -129,13 +129,13 @@ std::error_code writeAll(int descriptor, std::string_view contents) {
   return {};
 }
 
-/// File systems that cannot flush say so; everything else is a failure.
+/// A file system that cannot flush is not a failure; any other error is.
 std::error_code flush(int descriptor) {
   if (retrying([&] { return fsync(descriptor); }) == 0) return {};
   return errno == EINVAL || errno == ENOTSUP || errno == ENOSYS ? std::error_code() : lastError();
 }
 
-/// Makes the new content under a temporary name.
+/// Writes the new contents under a temporary name.
 std::error_code writeBeside(int folder, std::string_view contents, std::string& name) {
   Descriptor file;
   for (int tries = 0; !file; ++tries) {
@@ -146,7 +146,7 @@ std::error_code writeBeside(int folder, std::string_view contents, std::string& 
     if (!file && (errno != EEXIST || tries == kMaximumNamesTried)) return lastError();
   }
   std::error_code failure;
-  // The mask of the host may have taken bits away.
+  // The host's umask may have cleared bits.
   if (fchmod(file.number(), 0600) != 0 && errno != EPERM) failure = lastError();
   if (!failure) failure = writeAll(file.number(), contents);
   if (!failure) failure = flush(file.number());
@@ -190,7 +190,7 @@ platform::FileContents readFile(const std::string& path, FileOwner owner, std::s
   const base::CancellationShield shield;
   if (const auto failure = checkPath(path)) return {{}, failure};
   const bool isOwn = owner == FileOwner::user;
-  // Without O_NONBLOCK the opening of a FIFO waits for a writer.
+  // Without O_NONBLOCK, opening a FIFO waits for a writer.
   const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (isOwn ? O_NOFOLLOW : 0);
   const Descriptor file(retrying([&] { return open(path.c_str(), flags); }));
   if (!file) return {{}, isOwn && errno == ELOOP ? FileFault::isALink : lastError()};
@@ -199,7 +199,7 @@ platform::FileContents readFile(const std::string& path, FileOwner owner, std::s
   if (const auto failure = errorForKind(record.st_mode)) return {{}, failure};
   if (const auto failure = isOwn ? checkOwner(record) : std::error_code()) return {{}, failure};
   if (static_cast<std::uintmax_t>(record.st_size) > bound) return {{}, error(std::errc::file_too_large)};
-  // One byte more than it says shows the end with the first read; a file that grows meanwhile is read on.
+  // One extra byte detects the end with the first read; reading continues if the file has grown.
   platform::FileContents result;
   std::size_t length = 0;
   result.contents.resize(static_cast<std::size_t>(record.st_size) + 1);
@@ -234,7 +234,7 @@ std::error_code replaceFile(const std::string& path, std::string_view contents) 
   }
   removeLeftBehindOnce(folder.number());
   const auto failure = replaceIn(folder.number(), name, contents);
-  // The temporary file was taken for one that a killed process left: once more.
+  // Another process may have removed the temporary file as left behind: retry once.
   return failure == std::errc::no_such_file_or_directory ? replaceIn(folder.number(), name, contents)
                                                          : failure;
 }
@@ -245,7 +245,7 @@ std::error_code makeFolders(const std::string& path, const std::string& existing
     return access(path.c_str(), F_OK) == 0 ? std::error_code() : lastError();
   }
   if (mkdir(path.c_str(), 0700) == 0) {
-    chmod(path.c_str(), 0700);  // the mask of the host may have taken bits away
+    chmod(path.c_str(), 0700);  // the host's umask may have cleared bits
     return {};
   }
   if (errno == EEXIST) {

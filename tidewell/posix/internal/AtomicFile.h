@@ -9,55 +9,55 @@
 
 #include "tidewell/platform/FileManager.h"
 
-// All functions may be called from any thread. Paths are absolute; a relative one is an error, so no file is
-// ever sought or left in the working folder.
+// Any thread may call these functions. Paths must be absolute; a relative one is an error, so the working
+// directory is never used.
 namespace tidewell::posix {
 
-/// Whose files are read.
+/// Whose files may be read.
 enum class FileOwner {
-  any,   ///< the system's, the host's: links are followed
-  user,  ///< the library's own: a link, another user's file and one that others may write are errors
+  any,   ///< files of the system or the host: links are followed
+  user,  ///< the library's own files: a link, another user's file, or one writable by others is an error
 };
 
-/// The whole of a regular file of at most `bound` bytes. Never waits: a FIFO, a folder or a device is an
+/// Reads an entire regular file of at most `bound` bytes. Never blocks: a FIFO, a folder or a device is an
 /// error.
 [[nodiscard]] platform::FileContents readFile(const std::string& path, FileOwner owner, std::size_t bound);
 
-/// No error for a file or folder that belongs to the effective user and that no other user may write.
+/// No error if the effective user owns the file or folder and no other user may write to it.
 [[nodiscard]] std::error_code checkOwner(const struct stat& record);
 
-/// Replaces a file whole, mode 0600: written beside, flushed, renamed. Whatever stops it, the old file stays
-/// and nothing is left beside it; what a killed process left is removed by the first write of another.
-/// Anything but a regular file is not replaced, and nothing is written into a folder that fails `checkOwner`.
-/// A write beyond RLIMIT_FSIZE is an error and raises no SIGXFSZ.
+/// Replaces a file atomically, with mode 0600: writes a temporary file beside it, flushes it and renames it.
+/// On failure the old file stays and the temporary file is removed; a process's first write to a folder
+/// removes those left there by killed processes. Replaces regular files only, and writes only to folders that
+/// pass `checkOwner`. Exceeding RLIMIT_FSIZE is an error and raises no SIGXFSZ.
 ///
-/// The folder is not flushed: that takes as long again, on the caller's thread. A power loss finds the new
-/// content as soon as the file system has written the folder of its own accord (ext4: within 5 s), and the
-/// old one until then.
+/// The folder is not flushed, which would double the time on the caller's thread. After a power loss the new
+/// contents are present if the file system has written the folder by itself (ext4: within 5 s), otherwise the
+/// old contents.
 [[nodiscard]] std::error_code replaceFile(const std::string& path, std::string_view contents);
 
-/// Makes a folder (mode 0700) and those above it that are missing, up to but not including `existing`, a
-/// folder that others have to make ("" for none). No error where it is there already.
+/// Creates a folder and its missing parents with mode 0700. `existing` and the folders above it are never
+/// created ("" for none). No error if the folder exists already.
 [[nodiscard]] std::error_code makeFolders(const std::string& path, const std::string& existing);
 
-/// The folder that holds a path.
+/// The folder that contains a path.
 [[nodiscard]] std::string folderOf(const std::string& path);
 
-/// No error where the system can take the path: absolute, without NUL.
+/// No error if the path is usable: absolute and without NUL.
 [[nodiscard]] std::error_code checkPath(std::string_view path);
 
-/// Which content a path held at an instant; two equal ones hold the same.
+/// Identifies the contents of a path at one moment.
 class FileStamp {
  public:
   FileStamp() = default;
-  /// Of what the path leads to now. One system call.
+  /// Stamps the current target of the path. One system call.
   [[nodiscard]] static FileStamp of(const std::string& path);
-  /// Whether nothing was written since. A content younger than the file system's clock can tell apart is
-  /// never the same as another.
+  /// Whether the contents are certainly unchanged. Contents younger than the resolution of the file system's
+  /// clock never count as unchanged.
   [[nodiscard]] bool isSameAs(const FileStamp& now) const noexcept;
 
  private:
-  int error_ = -1;  ///< -1 for a stamp of nothing, which is the same as no other
+  int error_ = -1;  ///< -1 for an empty stamp, which equals no other
   bool isSettled_ = true;
   struct stat record_ {};
 };

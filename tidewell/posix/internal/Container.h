@@ -6,21 +6,21 @@
 
 namespace tidewell::posix {
 
-/// Where an application's files lie. A plain value; every path is "" where the machine has no home.
+/// The paths of an application's files. A plain value type; every path is "" if there is no home directory.
 ///
-///     DATA_HOME/BUNDLE/Library/Preferences/BUNDLE.plist   the standard user defaults
+///     DATA_HOME/BUNDLE/Library/Preferences/BUNDLE.plist   standard user defaults
 ///     DATA_HOME/BUNDLE/Documents
-///     DATA_HOME/GROUP/Library/Preferences/GROUP.plist     those of an application group
-///     DATA_HOME/.tidewell-keychain/BUNDLE.plist           what survives the removal of the container
-///     DATA_HOME/.tidewell-keychain/VENDOR.vendor          a vendor identifier, where there is no machine id
+///     DATA_HOME/GROUP/Library/Preferences/GROUP.plist     user defaults of an application group
+///     DATA_HOME/.tidewell-keychain/BUNDLE.plist           keychain; survives removal of the container
+///     DATA_HOME/.tidewell-keychain/VENDOR.vendor          vendor identifier, if there is no machine id
 ///
-/// Identifiers are percent-escaped, a leading full stop too, so that none of them leads elsewhere.
+/// Identifiers are percent-escaped, including a leading full stop, so that none can refer to another folder.
 ///
-/// The folders below DATA_HOME are used only while they belong to the effective user and no other user may
-/// write them. DATA_HOME and what is above it are the user's to arrange, links included.
+/// Folders below DATA_HOME are used only while the effective user owns them and no other user may write to
+/// them. DATA_HOME and the folders above it are under the user's control and may be links.
 class Container {
  public:
-  /// `existing` is a folder that is never made, the user's home; "" for none.
+  /// `existing` is a folder that is never created, the user's home; "" for none.
   Container(std::string dataHome, std::string existing, std::string_view bundleIdentifier);
 
   [[nodiscard]] std::string library() const { return inContainer(bundle_, "Library"); }
@@ -30,10 +30,10 @@ class Container {
   [[nodiscard]] std::string keychainFile() const { return inKeychain(bundle_ + ".plist"); }
   [[nodiscard]] std::string vendorFile(std::string_view vendor) const;
 
-  /// No error where every folder between DATA_HOME and the last component of `path` that exists may be used.
-  /// Paths elsewhere are not looked at. A link among them must belong to the user, as must what it leads to.
+  /// No error if every existing folder from DATA_HOME to the last component of `path` may be used. Paths
+  /// outside are not checked. A link among them, and its target, must belong to the user.
   [[nodiscard]] std::error_code checkFolders(const std::string& path) const;
-  /// Makes the folder and what is missing above it, mode 0700, where the folders that exist may be used.
+  /// Creates the folder and its missing parents with mode 0700, if the existing ones may be used.
   [[nodiscard]] std::error_code makeFolder(const std::string& path) const;
 
  private:

@@ -24,9 +24,9 @@ class Descriptor {
 
   [[nodiscard]] int number() const noexcept { return number_; }
   explicit operator bool() const noexcept { return number_ >= 0; }
-  /// Gives it up without closing it.
+  /// Releases ownership without closing.
   int release() noexcept { return std::exchange(number_, -1); }
-  /// For a forked child, which shares it with its parent, and for results that matter.
+  /// Closes explicitly: in a forked child, which shares it with the parent, and if the result matters.
   int close() noexcept {
     if (number_ < 0) return 0;
     const base::CancellationShield shield;
@@ -37,7 +37,7 @@ class Descriptor {
   int number_ = -1;
 };
 
-/// Calls again what a signal interrupted.
+/// Repeats a call while a signal interrupts it.
 template <class Call>
 auto retrying(Call call) {
   auto result = call();
@@ -45,7 +45,7 @@ auto retrying(Call call) {
   return result;
 }
 
-/// The error of the call that failed last on this thread.
+/// The error of the calling thread's last failed call.
 [[nodiscard]] inline std::error_code lastError() noexcept {
   return std::error_code(errno, std::generic_category());
 }

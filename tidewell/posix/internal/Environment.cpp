@@ -18,10 +18,10 @@
 namespace tidewell::posix {
 namespace {
 
-/// Variables by which libcurl and ICU are told to write or read files, and which they take from anyone.
+/// Variables that make libcurl and ICU write or read files, even with raised privileges.
 constexpr const char* kVariablesOfLibraries[] = {"SSLKEYLOGFILE", "ICU_DATA", "ICU_TIMEZONE_FILES_DIR"};
 
-/// The first of some variables that is set and not empty.
+/// The value of the first variable that is set and not empty.
 std::string variable(std::initializer_list<const char*> names) {
   for (const char* name : names) {
     if (const char* const value = std::getenv(name); value && *value != '\0') return value;
@@ -56,7 +56,7 @@ constexpr std::string_view kCertificateFiles[] = {
     "/usr/local/share/certs/ca-root-nss.crt",             // FreeBSD, DragonFly
     "/etc/openssl/certs/ca-certificates.crt",             // NetBSD
 };
-/// Where they keep a folder of them, by hashed names.
+/// Where they keep them in a folder, by hashed names.
 constexpr std::string_view kCertificateDirectories[] = {"/etc/ssl/certs", "/etc/pki/tls/certs",
                                                         "/usr/local/etc/ssl/certs", "/etc/openssl/certs"};
 
@@ -70,7 +70,7 @@ std::string firstExisting(const std::string_view (&places)[size], const std::str
   return {};
 }
 
-/// Whether a file and a folder hold the same certificates: the distribution's own, kept both ways.
+/// Whether a file and a folder contain the same certificates, namely the distribution's own.
 bool areTheSameCertificates(const std::string& file, const std::string& directory) {
   return std::find(std::begin(kCertificateFiles), std::end(kCertificateFiles), file) !=
              std::end(kCertificateFiles) &&
@@ -78,13 +78,13 @@ bool areTheSameCertificates(const std::string& file, const std::string& director
              std::end(kCertificateDirectories);
 }
 
-/// Certificates in a file, in a folder by hashed names, or both.
+/// Trusted certificates in a file, in a folder by hashed names, or both.
 struct Certificates {
   std::string file;
   std::string directory;
 };
 
-/// Those of an option where it names a file; else the environment's; else the system's.
+/// From the option if given, otherwise from the environment, otherwise the system's.
 Certificates chooseCertificates(const std::string& option, const Environment& environment,
                                 const std::string& systemRoot) {
   if (!option.empty()) return {option, ""};
@@ -95,7 +95,7 @@ Certificates chooseCertificates(const std::string& option, const Environment& en
       chosen.directory = firstExisting(kCertificateDirectories, systemRoot, S_IFDIR);
     }
   }
-  // A folder is searched with each connection, a file is parsed once and kept.
+  // A folder is searched for each connection; a file is parsed once and cached.
   if (areTheSameCertificates(chosen.file, chosen.directory)) chosen.directory.clear();
   return chosen;
 }
@@ -125,7 +125,7 @@ Environment Environment::read() {
   if (const char* const zone = std::getenv("TZ")) result.timeZone = zone;
   result.certificateFile = variable({"SSL_CERT_FILE"});
   result.certificateDirectory = variable({"SSL_CERT_DIR"});
-  // HTTP_PROXY in capitals is a request header's to set in a CGI program.
+  // Not HTTP_PROXY: in a CGI program, clients can set it with a "Proxy" header.
   result.httpProxy = variable({"http_proxy", "all_proxy", "ALL_PROXY"});
   result.httpsProxy = variable({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
   result.noProxy = variable({"no_proxy", "NO_PROXY"});

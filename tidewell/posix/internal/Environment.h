@@ -8,14 +8,14 @@
 
 namespace tidewell::posix {
 
-/// What the library takes from the process's environment, read once, at installation: reading later would
-/// race with a host that sets variables. Empty variables count as absent, but for `timeZone`. In a process
-/// with raised rights they all do: the home is that of the effective user's record, and variables by which
-/// the libraries below would write or read files of the caller's choice are removed from the process.
+/// The process environment used by the library, read once at installation: reading it later would race with a
+/// host that sets variables. Empty variables count as unset, except `timeZone`. In a process with raised
+/// privileges all count as unset: the home directory comes from the effective user's passwd entry, and
+/// variables that make third-party libraries write or read arbitrary files are removed from the process.
 struct Environment {
-  std::string home;           ///< absolute; of the user's record where HOME does not say; "" for none
-  std::string dataHome;       ///< XDG_DATA_HOME where it is absolute; else below `home`; "" for none
-  bool dataHomeIsOwn = true;  ///< whether `dataHome` was named by itself, so that it is made where missing
+  std::string home;           ///< absolute; from the passwd entry if HOME is not usable; "" for none
+  std::string dataHome;       ///< XDG_DATA_HOME if absolute, otherwise below `home`; "" for none
+  bool dataHomeIsOwn = true;  ///< set by XDG_DATA_HOME, so that it may be created
   std::optional<std::string> timeZone;  ///< TZ
   std::string certificateFile;          ///< SSL_CERT_FILE
   std::string certificateDirectory;     ///< SSL_CERT_DIR
@@ -26,8 +26,8 @@ struct Environment {
   [[nodiscard]] static Environment read();
 };
 
-/// What the URL sessions go by: the options first, then the environment, then the places where distributions
-/// keep their certificates.
+/// Settings of the URL sessions: from the options, then the environment, then the default certificate
+/// locations of distributions.
 [[nodiscard]] TransportSettings transportSettings(const Options& options, const Environment& environment);
 
 }  // namespace tidewell::posix

@@ -46,7 +46,8 @@ const std::error_category& category() {
   return *instance;
 }
 
-// Made while the library is loaded: the child of a fork might wait for ever for a thread that was making it.
+// Initialised while the library is loaded: the child of a fork might wait forever for a thread that was
+// initialising it.
 [[maybe_unused]] const std::error_category& categoryWhenLoaded = category();
 
 }  // namespace

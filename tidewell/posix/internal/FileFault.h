@@ -5,10 +5,10 @@
 
 namespace tidewell::posix {
 
-/// Why the library does not use a file of its own although the system would let it.
+/// Reasons for which the library refuses to use one of its own files although the system would permit it.
 enum class FileFault {
   lockHeldByAnother = 1,  ///< equals `std::errc::timed_out`
-  lockIsNoFile,           ///< something else lies where the lock file should: there is no lock
+  lockIsNoFile,           ///< something else has the name of the lock file, so there is no lock
   isALink,
   ofAnotherUser,
   writableByOthers,

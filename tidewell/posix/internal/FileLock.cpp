@@ -23,7 +23,7 @@
 namespace tidewell::posix {
 namespace {
 
-/// Never follows a link and never waits, whatever lies at the name.
+/// Never follows a link and never blocks, whatever has that name.
 constexpr int kOpenFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 class DescriptorLock final : public platform::FileLock, public ForkParticipant {
@@ -31,31 +31,31 @@ class DescriptorLock final : public platform::FileLock, public ForkParticipant {
   explicit DescriptorLock(Descriptor file) : file_(std::move(file)) { join(); }
   ~DescriptorLock() override {
     leave();
-    // The child of a fork may hold the same open file: closing alone would leave it locked.
+    // The child of a fork may share the open file; closing alone would then leave it locked.
     if (file_) flock(file_.number(), LOCK_UN);
   }
-  /// Closing the child's copy leaves the parent's lock as it is.
+  /// Closing the child's copy does not release the parent's lock.
   void afterForkInChild() noexcept override { file_.close(); }
 
  private:
   Descriptor file_;
 };
 
-/// The lock that this process waited for in vain, until it is found free again.
-class VainWait {
+/// The lock whose wait timed out in this process, until it is found free again.
+class TimedOutWait {
  public:
   void begin(const std::string& name) {
     const base::MutexLock lock(mutex_);
     name_ = name;
-    isUnderWay_.store(true, std::memory_order_relaxed);
+    isSet_.store(true, std::memory_order_relaxed);
   }
-  /// The lock of this name was free.
+  /// Called when the lock with this name was free.
   void end(const std::string& name) {
-    if (!isUnderWay_.load(std::memory_order_relaxed)) return;
+    if (!isSet_.load(std::memory_order_relaxed)) return;
     const base::MutexLock lock(mutex_);
     if (name_ != name) return;
     name_.clear();
-    isUnderWay_.store(false, std::memory_order_relaxed);
+    isSet_.store(false, std::memory_order_relaxed);
   }
   /// Whether to wait for a lock that another process holds now.
   [[nodiscard]] bool permitsWaitFor(const std::string& name) {
@@ -79,17 +79,17 @@ class VainWait {
     return true;
   }
 
-  std::atomic<bool> isUnderWay_{false};
+  std::atomic<bool> isSet_{false};
   StateMutex mutex_;
   std::string name_ TIDEWELL_GUARDED_BY(mutex_);
 };
 
-VainWait& vainWait() {
-  static base::NeverDestroyed<VainWait> instance;
+TimedOutWait& timedOutWait() {
+  static base::NeverDestroyed<TimedOutWait> instance;
   return *instance;
 }
 
-/// The paths about which a notice was given.
+/// The paths for which a notice was given.
 struct Noticed {
   StateMutex mutex;
   std::set<std::string> paths TIDEWELL_GUARDED_BY(mutex);
@@ -99,11 +99,12 @@ Noticed& noticed() {
   return *instance;
 }
 
-// Made while the library is loaded: the child of a fork might wait for ever for a thread that was making one.
-[[maybe_unused]] const VainWait& vainWaitWhenLoaded = vainWait();
+// Initialised while the library is loaded: the child of a fork might wait forever for a thread that was
+// initialising one.
+[[maybe_unused]] const TimedOutWait& timedOutWaitWhenLoaded = timedOutWait();
 [[maybe_unused]] const Noticed& noticedWhenLoaded = noticed();
 
-/// Tries for as long as a lock may be waited for. Zero, or the error.
+/// Retries until the time limit for locks. Returns 0 or an errno value.
 int waitForLock(int descriptor) {
   using Clock = std::chrono::steady_clock;
   const auto end =
@@ -112,8 +113,8 @@ int waitForLock(int descriptor) {
   while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return errno;
     if (Clock::now() >= end) return EWOULDBLOCK;
-    // Waiting in the system has no time limit that leaves the host's signals alone. Pauses stay short, so
-    // that a process that takes the lock again and again leaves a gap to be found.
+    // Blocking system calls have no time limit that works without signals. Pauses stay short, so that a
+    // process that takes the lock repeatedly leaves a usable gap.
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, std::chrono::microseconds(500));
   }
@@ -136,18 +137,18 @@ platform::LockResult lockFile(const std::string& path) {
   if (!S_ISREG(record.st_mode)) return {nullptr, FileFault::lockIsNoFile};
 
   int failure = retrying([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0 ? 0 : errno;
-  if (failure == EWOULDBLOCK && vainWait().permitsWaitFor(name)) {
+  if (failure == EWOULDBLOCK && timedOutWait().permitsWaitFor(name)) {
     failure = waitForLock(file.number());
-    if (failure == EWOULDBLOCK) vainWait().begin(name);
+    if (failure == EWOULDBLOCK) timedOutWait().begin(name);
   }
   if (failure == EWOULDBLOCK) return {nullptr, FileFault::lockHeldByAnother};
   if (failure != 0) return {nullptr, std::error_code(failure, std::generic_category())};
-  vainWait().end(name);
+  timedOutWait().end(name);
   return {std::make_unique<DescriptorLock>(std::move(file)), {}};
 }
 
 bool cannotBeLocked(std::error_code error) {
-  // A sandbox that refuses a call says that it is not permitted.
+  // A sandbox that refuses the call returns EPERM.
   return error == FileFault::lockIsNoFile || error == std::errc::no_lock_available ||
          error == std::errc::operation_not_supported || error == std::errc::function_not_supported ||
          error == std::errc::operation_not_permitted;

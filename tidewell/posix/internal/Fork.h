@@ -10,7 +10,7 @@ using base::ForkParticipant;
 using base::StateMutex;
 using base::WorkMutex;
 
-/// Registers the handlers that run at a fork. Cheap when called again.
+/// Registers the fork handlers, once per process.
 void prepareForForks();
 
 /// `getpid()` without a system call.

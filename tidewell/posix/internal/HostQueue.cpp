@@ -16,8 +16,8 @@
 namespace tidewell::posix {
 namespace {
 
-/// With libc++ a cancelled thread cannot leave the wait of a condition variable, which is `noexcept`, and is
-/// shielded until the wait is over.
+/// With libc++ a cancelled thread cannot leave the wait of a condition variable, which is `noexcept`;
+/// cancellation is deferred until the wait is over.
 #if defined(_LIBCPP_VERSION)
 using WaitShield = base::CancellationShield;
 #else
@@ -32,10 +32,11 @@ struct HostQueue::State final : ForkParticipant {
   StateMutex mutex;
   base::StateCondition changed;
   std::list<std::function<void()>> waiting TIDEWELL_GUARDED_BY(mutex);
-  /// The parent's, in a child: only the parent runs them. Destroyed with the queue, for they are foreign.
+  /// In a child, the functions that the parent will run. Destroyed only with the queue, because they are
+  /// foreign.
   std::list<std::function<void()>> lost TIDEWELL_GUARDED_BY(mutex);
   std::thread::id drainer TIDEWELL_GUARDED_BY(mutex);
-  int depth TIDEWELL_GUARDED_BY(mutex) = 0;  ///< of calls that drain now, all on `drainer`
+  int depth TIDEWELL_GUARDED_BY(mutex) = 0;  ///< nested calls that are draining, all on `drainer`
   int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 
   State() { join(); }
@@ -45,11 +46,11 @@ struct HostQueue::State final : ForkParticipant {
     if (descriptor >= 0) close(descriptor);
   }
 
-  /// The child's descriptor must not wake the parent: it gets a counter of its own under the same number.
+  /// The child's descriptor must not wake the parent, so it gets its own counter under the same number.
   void afterForkInChild() noexcept override
-      TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {  // it runs with all locks held
+      TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {  // called with all locks held
     lost.splice(lost.end(), waiting);
-    // A function that forked goes on in the child, and `drain` with it.
+    // If a function forked, `drain` continues in the child, too.
     if (drainer != std::this_thread::get_id()) depth = 0;
     if (descriptor < 0) return;
     const int own = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -58,7 +59,7 @@ struct HostQueue::State final : ForkParticipant {
     close(own);
   }
 
-  // With the mutex held:
+  // These require the mutex:
 
   void signal() const {
     const base::CancellationShield shield;
@@ -76,7 +77,7 @@ struct HostQueue::State final : ForkParticipant {
     return true;
   }
 
-  /// Runs up to `count` functions, called with the lock held and giving it up meanwhile.
+  /// Runs up to `count` functions. Unlocks the mutex during each of them.
   std::size_t drain(std::size_t count) TIDEWELL_REQUIRES(mutex) {
     std::size_t ran = 0;
     for (; ran < count && !waiting.empty(); ++ran) {
@@ -121,7 +122,7 @@ std::size_t HostQueue::poll() {
 }
 
 std::size_t HostQueue::run(std::chrono::milliseconds duration) {
-  // The clock's range must hold the end.
+  // Keeps the end within the range of the clock.
   constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365);
   const auto end = std::chrono::steady_clock::now() + std::min(duration, kLongest);
   const WaitShield shield;

@@ -9,21 +9,22 @@
 
 namespace tidewell::posix {
 
-/// A serial queue that the host's own loop drains. The child of a fork begins with an empty one.
+/// A serial queue drained by the host's own event loop. Empty in the child of a fork.
 class HostQueue final : public platform::Queue {
  public:
   HostQueue();
   ~HostQueue() override;
   void async(std::function<void()> function) override;
-  /// Whether the calling thread is the one that drained the queue last.
+  /// Whether the calling thread was the last one to drain the queue.
   [[nodiscard]] bool isCurrent() const override;
 
-  /// Readable while functions wait. -1 where the system had no descriptor left.
+  /// Readable while functions wait. -1 if the system had no descriptor left.
   [[nodiscard]] int descriptor() const;
-  /// Runs the functions that wait now, not those that they add. 0 while another thread drains the queue.
+  /// Runs the functions that wait now, but not those added by them; returns their number. Returns 0 while
+  /// another thread drains the queue.
   std::size_t poll();
-  /// Runs functions for a time, waiting for them. A cancelled thread ends in that wait, with
-  /// libstdc++.
+  /// Runs functions for a duration, waiting for them; returns their number. With libstdc++ the wait is a
+  /// cancellation point.
   std::size_t run(std::chrono::milliseconds duration);
 
  private:

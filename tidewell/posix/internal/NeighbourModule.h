@@ -10,9 +10,9 @@
 
 namespace tidewell::posix {
 
-/// A module beside the library that a piece of code belongs to. Make it while that library is loaded, for the
-/// library's path may be relative to the working folder of that moment. Any thread; throws `std::bad_alloc`
-/// only.
+/// A module in the same folder as the library that contains `code`. Construct it while that library is being
+/// loaded, since the library's path may be relative to the working directory at that time. Any thread; throws
+/// only `std::bad_alloc`.
 class NeighbourModule {
  public:
   NeighbourModule(const void* code, const char* name) {
@@ -27,8 +27,8 @@ class NeighbourModule {
     path_ += library.substr(0, library.rfind('/') + 1) + name;
   }
 
-  /// Loads the module and finds a function in it. Null, with the reason, where that fails. The module is
-  /// never closed, and cannot be unloaded by anyone else: it has threads.
+  /// Loads the module and finds a function in it. Null, with the reason in `problem`, on failure. The module
+  /// is never unloaded, because it has threads.
   void* function(const char* name, std::string& problem) {
     if (!base::canLoadLibraries()) {
       problem = "the process was forked while a library was being loaded";
@@ -48,7 +48,7 @@ class NeighbourModule {
   }
 
  private:
-  std::string path_;  ///< absolute; "" where it is not known
+  std::string path_;  ///< absolute; "" if unknown
 };
 
 }  // namespace tidewell::posix

@@ -11,7 +11,7 @@
 namespace tidewell::posix {
 namespace {
 
-/// "Info.plist" in the folder of the running program; "" where the system does not tell.
+/// "Info.plist" in the folder of the executable; "" if that is unknown.
 std::string fileBesideExecutable() {
   char path[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
@@ -20,7 +20,7 @@ std::string fileBesideExecutable() {
       folderOf(std::string(path, static_cast<std::size_t>(length))), "Info.plist");
 }
 
-/// A path from the working folder, as it is now.
+/// Resolves a path against the current working directory.
 std::string absolutePath(const std::string& path) {
   char folder[PATH_MAX];
   if (path.starts_with('/') || !getcwd(folder, sizeof folder)) return path;

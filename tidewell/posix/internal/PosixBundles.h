@@ -8,8 +8,8 @@
 
 namespace tidewell::posix {
 
-/// The Info.plist values of the host, from its options and its file, and of the SDK. Read once, when it is
-/// made; immutable afterwards.
+/// Info.plist values of the host (from its options and its file) and of the SDK. Read at construction;
+/// immutable afterwards.
 class PosixBundles final : public platform::Bundles {
  public:
   explicit PosixBundles(const Options& options);
@@ -17,7 +17,7 @@ class PosixBundles final : public platform::Bundles {
   [[nodiscard]] base::Dictionary mainInfoDictionary() override;
   [[nodiscard]] std::optional<base::Dictionary> infoDictionaryForIdentifier(
       std::string_view identifier) override;
-  /// Why the file that the options name could not be used; "" where it could, or none is named.
+  /// Why the file named in the options could not be used; "" if it could or none was named.
   [[nodiscard]] const std::string& complaint() const noexcept { return complaint_; }
 
  private:

@@ -18,7 +18,7 @@ constexpr std::size_t kMaximumZoneFileBytes = 1u << 20;
 using base::detail::isAsciiDigit;
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-/// Up to three digits at the beginning of a text, taken off it; nothing where there is none.
+/// Removes up to three digits from the front of a text; no value if there are none.
 std::optional<int> takeNumber(std::string_view& text) {
   int number = 0;
   std::size_t count = 0;
@@ -30,8 +30,8 @@ std::optional<int> takeNumber(std::string_view& text) {
   return number;
 }
 
-/// The seconds east of Greenwich of a POSIX rule's standard time (POSIX.1-2017, XBD 8.3, "TZ"): a name, and
-/// an offset that counts westward.
+/// The offset in seconds east of GMT of a POSIX rule's standard time (POSIX.1-2017, XBD 8.3, "TZ"): a name,
+/// followed by an offset that counts westward.
 std::optional<std::int32_t> standardOffsetOfRule(std::string_view rule) {
   std::size_t nameLength = 0;
   if (rule.starts_with('<')) {
@@ -58,7 +58,7 @@ std::optional<std::int32_t> standardOffsetOfRule(std::string_view rule) {
   return isEast ? seconds : -seconds;
 }
 
-/// "Area/City" of a path into the time-zone database.
+/// The "Area/City" part of a path into the time-zone database.
 std::string_view nameInDatabase(std::string_view text) {
   constexpr std::string_view kFolder = "zoneinfo/";
   const auto place = text.rfind(kFolder);
@@ -76,7 +76,7 @@ std::string targetOfLink(const std::string& path) {
   return length > 0 ? std::string(target, static_cast<std::size_t>(length)) : std::string();
 }
 
-/// The rule at the end of a time-zone file (RFC 8536, section 3.3).
+/// The rule in the footer of a time-zone file (RFC 8536, section 3.3).
 std::string ruleOfZoneFile(const std::string& path) {
   std::string contents = readFile(path, FileOwner::any, kMaximumZoneFileBytes).contents;
   if (!contents.starts_with("TZif") || !contents.ends_with('\n')) return {};
@@ -84,11 +84,11 @@ std::string ruleOfZoneFile(const std::string& path) {
   return contents.substr(contents.rfind('\n') + 1);
 }
 
-/// A text that names the system's zone, for `timeZoneForText`.
+/// A text for `timeZoneForText` that identifies the system's zone.
 std::string systemZoneText(const std::string& root) {
   std::string link = targetOfLink(root + "/etc/localtime");
   if (!link.empty()) return link;
-  // A copy of the zone's file has no name in it.
+  // A copy of the zone file does not contain its name.
   std::string name = readFile(root + "/etc/timezone", FileOwner::any, kMaximumZoneFileBytes).contents;
   name.resize(std::min(name.find_first_of(" \t\r\n"), name.size()));
   return name.empty() ? ruleOfZoneFile(root + "/etc/localtime") : name;

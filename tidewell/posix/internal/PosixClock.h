@@ -8,11 +8,11 @@
 
 namespace tidewell::posix {
 
-/// The system's clock, and its time zone: TZ as it was at installation; else what /etc/localtime leads to, or
-/// the name in /etc/timezone, looked at with each call (one system call while nothing changes).
+/// The system clock and time zone. The zone is TZ as it was at installation, otherwise the target of
+/// /etc/localtime or the name in /etc/timezone, checked at each call (one system call if unchanged).
 class PosixClock final : public platform::Clock {
  public:
-  /// `variable` is TZ; `systemRoot` stands before the paths of the system's files.
+  /// `variable` is TZ; `systemRoot` is prepended to the paths of system files.
   PosixClock(std::optional<std::string> variable, std::string systemRoot);
 
   [[nodiscard]] base::Date now() const override;
@@ -22,15 +22,15 @@ class PosixClock final : public platform::Clock {
   const std::optional<std::string> variable_;
   const std::string systemRoot_;
 
-  /// The zone made last and the text it was made from.
+  /// The last zone and the text from which it was created.
   mutable StateMutex mutex_;
   mutable std::string source_ TIDEWELL_GUARDED_BY(mutex_);
   mutable std::optional<base::TimeZone> zone_ TIDEWELL_GUARDED_BY(mutex_);
 };
 
-/// The zone that a value of TZ or the target of /etc/localtime means: ":Area/City", "Area/City", a path below
-/// a "zoneinfo" folder, or a POSIX rule ("EST5EDT", "<+0330>-3:30"). A rule that the database has no name for
-/// gives its standard offset without daylight saving. UTC for everything else, and for "".
+/// The zone for a value of TZ or the target of /etc/localtime: ":Area/City", "Area/City", a path below a
+/// "zoneinfo" folder, or a POSIX rule ("EST5EDT", "<+0330>-3:30"). A rule that is not a name in the database
+/// gives its standard offset without daylight saving time. UTC for everything else, including "".
 [[nodiscard]] base::TimeZone timeZoneForText(std::string_view text);
 
 }  // namespace tidewell::posix

@@ -26,11 +26,11 @@ namespace {
 /// The longest wait for a full pipe that the host made non-blocking.
 constexpr auto kLongestWrite = std::chrono::milliseconds(100);
 
-/// Up to here a line is put together, which the system takes faster in one piece than in five; a longer text
-/// stays where it is.
+/// Up to this size the parts of a line are joined, which is faster than writing five parts. The text of a
+/// longer line is not copied.
 constexpr std::size_t kLongestJoinedLine = 1024;
 
-/// `writev` that raises neither SIGPIPE (no reader) nor SIGXFSZ (a file at its limit).
+/// `writev` without raising SIGPIPE (no reader) or SIGXFSZ (file at its size limit).
 ssize_t writeWithoutSignal(int descriptor, const iovec* parts, int count) {
   SignalBlock block{SIGPIPE, SIGXFSZ};
   const ssize_t written = writev(descriptor, parts, count);
@@ -40,7 +40,7 @@ ssize_t writeWithoutSignal(int descriptor, const iovec* parts, int count) {
   return written;
 }
 
-/// Takes what is written off the parts. Whether something is left.
+/// Removes bytes that were written from the parts. Returns whether any are left.
 bool advance(iovec*& parts, int& count, std::size_t written) {
   while (count > 0 && written >= parts->iov_len) {
     written -= parts->iov_len;
@@ -66,13 +66,13 @@ void writeParts(int descriptor, iovec* parts, int count) {
       pollfd waiting{descriptor, POLLOUT, 0};
       if (left <= 0 || poll(&waiting, 1, static_cast<int>(left)) == 0) return;
     } else if (written == 0 || errno != EINTR) {
-      return;  // closed, or without a reader: there is nobody to tell
+      return;  // closed or without a reader: there is no one to report it to
     }
   }
 }
 
-/// "2026-11-24 21:18:35.123456+0000 " now. The C library's functions would ask for the host's time zone and
-/// locale.
+/// The current time as "2026-11-24 21:18:35.123456+0000 ". The C library's functions would use the host's
+/// time zone and locale.
 class TimeText {
  public:
   TimeText() {
@@ -97,7 +97,7 @@ class TimeText {
  private:
   static constexpr std::string_view kZone = "0000 ";
 
-  /// A number with leading zeros, and what comes after it.
+  /// Appends a number with leading zeros, followed by `after`.
   template <class Number>
   void put(Number number, int digits, char after) {
     auto left = static_cast<unsigned>(number);
@@ -110,7 +110,7 @@ class TimeText {
   char* end_ = text_;
 };
 
-/// "[4711] " of this process.
+/// This process's PID as "[4711] ".
 class ProcessText {
  public:
   ProcessText() {
@@ -128,7 +128,7 @@ class ProcessText {
   std::size_t length_;
 };
 
-/// Whether the text may hold what a terminal acts on. One pass without a branch: most texts do not.
+/// Whether the text may contain control characters. One branch-free pass, because most texts contain none.
 bool mayHoldControls(std::string_view text) {
   bool found = false;
   for (const char each : text) {
@@ -138,8 +138,8 @@ bool mayHoldControls(std::string_view text) {
   return found;
 }
 
-/// The text with its control characters (C0, DEL, and C1 in UTF-8) as "\u001b", so that a reply of a server
-/// cannot move the cursor of whoever reads the log. Line feeds and tabs stay.
+/// Replaces control characters (C0, DEL, and C1 in UTF-8) by "\u001b" and the like, so that text from a
+/// server cannot control the terminal of someone who reads the log. Keeps line feeds and tabs.
 std::string withVisibleControls(std::string_view text) {
   std::string visible;
   visible.reserve(text.size() + text.size() / 8);
@@ -201,7 +201,7 @@ void PosixConsole::write(std::string_view text) {
       writeLineToStandardError(program_, text);
     }
   } catch (...) {
-    // A log line has nobody to tell.
+    // A log line's own failure cannot be reported.
   }
 }
 

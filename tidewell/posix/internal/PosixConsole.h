@@ -8,13 +8,13 @@
 
 namespace tidewell::posix {
 
-/// Standard error, or the host's sink.
+/// Writes to standard error or to the host's sink.
 ///
-/// A line is `2026-11-24 21:18:35.123456+0000 program[process] text`, its time in UTC, written with one
-/// system call where the system takes it whole. Control characters in the text are written as `\u001b`, line
-/// feeds and tabs apart; the sink gets the text as it is. A reader that is gone, or a file at its limit, does
-/// no harm: the process gets neither SIGPIPE nor SIGXFSZ. A full pipe or terminal that the host made
-/// non-blocking is waited for briefly, then the rest is dropped. No lock is held.
+/// A line is `2026-11-24 21:18:35.123456+0000 program[process] text`, with the time in UTC, written with one
+/// system call unless the system accepts only part of it. Control characters other than line feeds and tabs
+/// are written as `\u001b`; the sink receives the text unchanged. A closed pipe or a file at its size limit
+/// raises neither SIGPIPE nor SIGXFSZ. If a pipe or terminal that the host made non-blocking is full, waits
+/// briefly and then drops the rest. Takes no lock.
 class PosixConsole final : public platform::Console {
  public:
   explicit PosixConsole(std::function<void(std::string_view)> sink);
@@ -25,7 +25,7 @@ class PosixConsole final : public platform::Console {
   const std::string program_;
 };
 
-/// What the console does where the host has no sink. `errno` stays as it was.
+/// Writes as the console does if the host has no sink. Preserves `errno`.
 void writeLineToStandardError(std::string_view program, std::string_view text);
 
 }  // namespace tidewell::posix

@@ -16,11 +16,11 @@
 namespace tidewell::posix {
 namespace {
 
-/// More than any of the files says that are read here.
+/// Larger than any file read here.
 constexpr std::size_t kMaximumFactBytes = 64u << 10;
 constexpr std::size_t kMaximumModelBytes = 128;
 
-/// What makers of boards leave in the field of the product's name.
+/// Placeholders that board makers leave in the product name.
 constexpr std::string_view kPlaceholders[] = {"To Be Filled By O.E.M.",
                                               "To be filled by O.E.M.",
                                               "System Product Name",
@@ -38,7 +38,7 @@ std::string_view withoutOuterSpace(std::string_view text) {
   return base::detail::trimmed(text, std::string_view(" \t\r\n\0", 5));
 }
 
-/// Whether a text names a product: short, printable ASCII, and not a placeholder.
+/// Whether a text is a plausible product name: short, printable ASCII, not a placeholder.
 bool isSaneModel(std::string_view text) {
   return !text.empty() && text.size() <= kMaximumModelBytes &&
          std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; }) &&
@@ -49,7 +49,7 @@ bool isHexadecimal(std::string_view text) {
   return std::all_of(text.begin(), text.end(), base::detail::isHexDigit);
 }
 
-/// 32 hexadecimal digits (machine-id(5)); a system that has none yet says "uninitialized" or has zeros.
+/// 32 hexadecimal digits (machine-id(5)). A system without an id yet has "uninitialized" or zeros.
 bool isMachineId(std::string_view text) {
   return text.size() == 32 && isHexadecimal(text) && text.find_first_not_of('0') != std::string_view::npos;
 }
@@ -64,7 +64,7 @@ bool isUuid(std::string_view text) {
   return isHexadecimal(digits);
 }
 
-/// The value of a line NAME=VALUE, quoted as a shell does (os-release(5)).
+/// The value of a line NAME=VALUE with shell quoting (os-release(5)).
 std::string valueOfLine(std::string_view text, std::string_view name) {
   while (!text.empty()) {
     const auto end = std::min(text.find('\n'), text.size());
@@ -139,7 +139,7 @@ std::string PosixDevice::lookUpVendorIdentifier() {
   return keptVendorIdentifier();
 }
 
-/// The identifier that is kept; no text for none, with the error where it cannot be read.
+/// The stored identifier; empty if there is none, with the error if it cannot be read.
 platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path) const {
   if (path.empty()) return {};
   if (const auto failure = container_.checkFolders(path)) return {{}, failure};
@@ -149,8 +149,8 @@ platform::FileContents PosixDevice::readVendorIdentifier(const std::string& path
   return file;
 }
 
-/// The random identifier that all applications of the vendor share. Where it can be neither read nor kept,
-/// one for the life of the process; what cannot be read is not overwritten.
+/// The random identifier shared by all applications of the vendor. If it can be neither read nor stored, one
+/// that lasts as long as the process; an unreadable file is not overwritten.
 std::string PosixDevice::keptVendorIdentifier() {
   {
     const base::MutexLock lock(mutex_);
@@ -172,7 +172,7 @@ std::string PosixDevice::keptVendorIdentifier() {
     notice = noticeOfMissingLock(path, lock.error);
     if (lock.isHeldByAnother()) failure = lock.error;
     if (!failure) {
-      // Another process may have kept one by now.
+      // Another process may have stored one meanwhile.
       platform::FileContents kept = readVendorIdentifier(path);
       if (!kept.contents.empty()) return kept.contents;
       failure = kept.error == std::errc::no_such_file_or_directory ? std::error_code() : kept.error;

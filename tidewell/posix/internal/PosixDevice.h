@@ -11,14 +11,14 @@
 
 namespace tidewell::posix {
 
-/// Facts of the machine from the files in which its system keeps them, each looked up once.
+/// Facts about the device, from the system's files, each looked up once.
 ///
-/// The vendor of an application is its bundle identifier without the last component. Its identifier is made
-/// of the machine id with the vendor as key, so that two vendors cannot compare theirs. A machine without an
-/// id gets a random one, kept beside the keychain store.
+/// The vendor of an application is its bundle identifier without the last component. The vendor identifier is
+/// derived from the machine id with the vendor as key, so that vendors cannot correlate theirs. On a machine
+/// without an id it is random and stored beside the keychain.
 class PosixDevice final : public platform::Device {
  public:
-  /// `systemRoot` stands before the paths of the system's files.
+  /// `systemRoot` is prepended to the paths of system files.
   PosixDevice(Container container, std::string systemRoot, std::string_view bundleIdentifier);
 
   [[nodiscard]] std::optional<std::string> identifierForVendor() override;
@@ -28,7 +28,7 @@ class PosixDevice final : public platform::Device {
   [[nodiscard]] std::string machine() override;
 
  private:
-  /// A fact once it is known. Two threads that ask at the same moment may both look it up.
+  /// Returns a fact, looking it up if it is unknown. Two threads may look it up at the same time.
   template <class LookUp>
   std::string once(std::optional<std::string> PosixDevice::*fact, LookUp lookUp);
 
@@ -42,7 +42,7 @@ class PosixDevice final : public platform::Device {
   const Container container_;
   const std::string systemRoot_;
   const std::string vendor_;
-  WorkMutex keeping_;  ///< one random identifier a process
+  WorkMutex keeping_;  ///< held while a random identifier is created
 
   StateMutex mutex_;
   std::optional<std::string> vendorIdentifier_ TIDEWELL_GUARDED_BY(mutex_);

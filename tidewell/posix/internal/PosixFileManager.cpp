@@ -38,7 +38,7 @@ std::optional<std::string> PosixFileManager::pathForDirectory(platform::SearchPa
   std::string path =
       directory == platform::SearchPathDirectory::library ? container_.library() : container_.documents();
   if (path.empty()) return std::nullopt;
-  // Where that fails, so does what is done in the folder, and says why.
+  // If this fails, operations on the folder fail as well and return the reason.
   static_cast<void>(container_.makeFolder(path));
   return path;
 }
@@ -53,7 +53,7 @@ std::error_code PosixFileManager::createDirectoryAtPath(std::string_view path) {
   const std::string name(path);
   if (const auto failure = check(name)) return failure;
   if (mkdir(name.c_str(), 0700) != 0) return withReason(lastError(), name);
-  chmod(name.c_str(), 0700);  // the mask of the host may have taken bits away
+  chmod(name.c_str(), 0700);  // the host's umask may have cleared bits
   return {};
 }
 
@@ -92,7 +92,7 @@ platform::DirectoryContents PosixFileManager::contentsOfDirectory(std::string_vi
   if (!folder) return {{}, lastError()};
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(folder.number()), closedir);
   if (!entries) return {{}, lastError()};
-  static_cast<void>(folder.release());  // the stream's own now
+  static_cast<void>(folder.release());  // the stream owns it now
   platform::DirectoryContents result;
   errno = 0;
   while (const dirent* const entry = readdir(entries.get())) {

@@ -10,16 +10,16 @@
 
 namespace tidewell::posix {
 
-/// The file system. Relative paths are an error in every operation: nothing is ever left in the working
-/// folder. Links are not followed where a path ends, and folders and files that are not the user's own, or
-/// that others may write, are errors.
+/// The file system. Relative paths are an error in every operation, so the working directory is never used. A
+/// link as the last component is not followed; folders and files that belong to another user or are writable
+/// by others are errors.
 class PosixFileManager final : public platform::FileManager {
  public:
-  /// Takes a sentence to report once the caller holds no lock any more.
+  /// Receives a message to report once the caller has released its locks.
   using ReportLater = std::function<void(std::string sentence)>;
   explicit PosixFileManager(Container container, ReportLater reportLater = nullptr);
 
-  /// The folder of the application's container, made where it is missing.
+  /// The folder of the application's container, created if missing.
   [[nodiscard]] std::optional<std::string> pathForDirectory(platform::SearchPathDirectory directory) override;
   [[nodiscard]] platform::FileExistence fileExistsAtPath(std::string_view path) override;
   std::error_code createDirectoryAtPath(std::string_view path) override;
@@ -31,9 +31,9 @@ class PosixFileManager final : public platform::FileManager {
   [[nodiscard]] platform::LockResult lockForPath(std::string_view path) override;
 
  private:
-  /// No error for a sound path in folders that may be used.
+  /// No error for a valid path in folders that may be used.
   [[nodiscard]] std::error_code check(const std::string& path) const;
-  /// The reason why there is no folder for a path, where it is known; otherwise the error as it is.
+  /// The reason why a path has no folder, if known; otherwise `error`.
   [[nodiscard]] std::error_code withReason(std::error_code error, const std::string& path) const;
 
   const Container container_;

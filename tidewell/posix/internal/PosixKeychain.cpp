@@ -15,12 +15,12 @@ namespace tidewell::posix {
 namespace {
 
 constexpr std::string_view kItems = "items";
-/// The attributes that an item is known by.
+/// Attributes that queries can match.
 constexpr std::string_view kMatched[] = {platform::kSecAttrService, platform::kSecAttrAccount,
                                          platform::kSecAttrAccessible};
 constexpr std::string_view kPrimaryKey[] = {platform::kSecAttrService, platform::kSecAttrAccount};
 
-/// Only generic passwords are kept here, and attributes are texts.
+/// Only generic passwords are supported, and attributes must be strings.
 bool isValid(const base::Dictionary& query) {
   for (const std::string_view name : kMatched) {
     const base::Value* const value = query.find(name);
@@ -83,7 +83,7 @@ std::int32_t PosixKeychain::change(Operation operation) {
     const base::MutexLock working(file_);
     outcome = changeFile(operation);
   } catch (const std::exception&) {
-    return platform::errSecParam;  // text that a property list cannot carry
+    return platform::errSecParam;  // text that a property list cannot hold
   }
   if (!outcome.notice.empty()) platform::report(outcome.notice);
   if (outcome.wasCorrupt) {
@@ -98,7 +98,7 @@ std::int32_t PosixKeychain::change(Operation operation) {
 std::int32_t PosixKeychain::itemAdd(const base::Dictionary& attributes) {
   const base::Value data = attributes.objectForKey(platform::kSecValueData);
   if (!isValid(attributes) || (data && !data.data())) return platform::errSecParam;
-  // An attribute that is not given is the empty text: it takes part in what an item is known by.
+  // A missing attribute counts as the empty string, also in an item's primary key.
   base::Dictionary item{{platform::kSecAttrService, ""},
                         {platform::kSecAttrAccount, ""},
                         {platform::kSecValueData, data ? data : base::Value(base::Data())}};

@@ -10,9 +10,9 @@
 
 namespace tidewell::posix {
 
-/// Generic-password items of one application in a property-list file outside its container, readable by its
-/// user only. Each operation reads the file anew, under the file's lock where it also writes: other processes
-/// of the application share it. A machine without a home has no keychain: `errSecNotAvailable`.
+/// Generic-password items of one application, in a property-list file outside its container that only its
+/// user can read. Other processes of the application share the file, so each operation reads it again, and
+/// those that write hold its lock. Without a home directory there is no keychain: `errSecNotAvailable`.
 ///
 ///     { "items" : [ { "svce": "…", "acct": "…", "pdmn": "ck", "v_Data": <…> }, … ] }
 class PosixKeychain final : public platform::Keychain {
@@ -24,14 +24,14 @@ class PosixKeychain final : public platform::Keychain {
   std::int32_t itemDelete(const base::Dictionary& query) override;
 
  private:
-  /// What came of an operation on the file.
+  /// The result of an operation on the file.
   struct Outcome {
     std::error_code failure;
     std::int32_t status = platform::errSecSuccess;
     bool wasCorrupt = false;
     std::string notice{};  ///< to report; "" for none
   };
-  /// `operation` changes the items and answers a status; they are written where it is `errSecSuccess`.
+  /// `operation` changes the items and returns a status; the items are written if that is `errSecSuccess`.
   template <class Operation>
   Outcome changeFile(Operation operation);
   template <class Operation>

@@ -26,7 +26,7 @@ platform::UrlTaskResult unavailable(std::string_view why) {
   return {std::nullopt, std::nullopt, urlError(platform::kUrlErrorResourceUnavailable, why)};
 }
 
-/// Leaves the task with the failure that it was made with where there is no memory for another.
+/// Keeps the task's initial failure if there is no memory for this one.
 void fail(TransferTask& task, std::string_view why) noexcept {
   try {
     task.result = unavailable(why);
@@ -42,19 +42,20 @@ void report(std::string_view what, std::string_view why) noexcept {
   }
 }
 
-/// Where tasks wait for their transfer, and results for their completion. Shared by the transport, its
-/// sessions and the threads, so that each may go when it likes; the threads never do.
+/// Queues of tasks awaiting their transfer, and of results awaiting their completion. Shared by the
+/// transport, its sessions and the threads, so that these may be destroyed in any order; the threads never
+/// end.
 ///
-/// One thread at a time drives the transfers, and one runs the completions, each in its turn. Two threads
-/// take whatever is to be done, the second of which is started when there is work for two. So a completion
-/// need not wait for another thread to wake up: whoever read the last reply runs it, and the other thread
-/// takes over the transfers that come meanwhile. While transfers are in flight, the one that drives them
-/// stays with them, and the other runs the completions.
+/// At any time at most one thread drives the transfers and at most one runs completions. Two threads take
+/// whichever role is free; the second is started when both are needed. So a completion need not wait for
+/// another thread to wake up: the thread that read the last reply runs it, and the other thread takes over
+/// new transfers. While transfers are in flight, the driving thread stays with them, and the other runs the
+/// completions.
 class Transfers final : public TransferClient, public std::enable_shared_from_this<Transfers> {
  public:
   explicit Transfers(TransportSettings settings) : settings_(std::move(settings)) {}
 
-  /// The one task of a list.
+  /// `task` has one element.
   void handOver(TransferTasks task) noexcept {
     const base::CancellationShield shield;
     if (!forkGuard_.claim()) {
@@ -72,29 +73,29 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
  private:
   static constexpr int kMaximumThreads = 2;
 
-  /// NO, and the task is left alone, where there is no thread.
+  /// Returns false and leaves the task alone if there is no thread.
   bool tryHandOver(TransferTasks& task) noexcept {
     TransferEngine* engine = nullptr;
     {
       const base::MutexLock lock(mutex_);
       if (threads_ == 0 && !tryStartThread()) return false;
       tasks_.splice(tasks_.end(), task);
-      if (tasks_.size() > 1) return true;  // a thread was called for the first, and has not looked yet
+      if (tasks_.size() > 1) return true;  // a thread was notified for the first one and has not looked yet
       if (isDriven_) {
-        engine = engine_;  // null while it is loaded, and then it looks afterwards
+        engine = engine_;  // null while loading; that thread looks for tasks afterwards
       } else if (!provideThread()) {
-        return true;  // the thread that runs completions takes the task after them
+        return true;  // the thread that runs completions takes it next
       }
     }
     if (engine != nullptr) {
       engine->wake();
     } else {
-      changed_.notify_one();  // without the lock, for which the thread would otherwise wait at once
+      changed_.notify_one();  // without the lock, so that the thread need not wait for it
     }
     return true;
   }
 
-  /// No thread of ours is there to run the completion, so the caller's does.
+  /// None of our threads is there to run the completion, so the caller's does.
   void refuse(TransferTask& task, std::string_view why) noexcept {
     if (!refusalReported_.exchange(true)) report("Requests fail in this process: ", why);
     fail(task, why);
@@ -102,7 +103,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   static void run(TransferTask& task) noexcept {
-    // By reference: the function needs no memory then.
+    // By reference, so that the function needs no allocation.
     const auto complete = [&task] { task.completion(std::move(task.result)); };
     if (task.completion) platform::runReportingExceptions(std::cref(complete));
   }
@@ -119,7 +120,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     return true;
   }
 
-  /// Makes sure that a thread can be called: starts one where none is free and there may be another.
+  /// Makes sure that a thread can be notified: starts one if none is free and the limit permits.
   bool provideThread() noexcept TIDEWELL_REQUIRES(mutex_) {
     return free_ > 0 || (threads_ < kMaximumThreads && tryStartThread());
   }
@@ -142,7 +143,8 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     }
   }
 
-  /// Transfers until some tasks have ended; calls the other thread before, if it is to run completions.
+  /// Drives transfers until some tasks have ended. First notifies the other thread if it has completions to
+  /// run.
   void drive(bool callsForCompletions) TIDEWELL_REQUIRES(mutex_) {
     isDriven_ = true;
     mutex_.unlock();
@@ -179,7 +181,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       task.splice(task.end(), finished_, finished_.begin());
       mutex_.unlock();
       run(task.front());
-      task.clear();  // what the completion holds is destroyed here, with no lock held
+      task.clear();  // destroys what the completion holds, with no lock held
       forkGuard_.goOnInOwner();
       mutex_.lock();
     }
@@ -194,12 +196,12 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   std::condition_variable changed_;
   TransferTasks tasks_ TIDEWELL_GUARDED_BY(mutex_);
   TransferTasks finished_ TIDEWELL_GUARDED_BY(mutex_);
-  TransferEngine* engine_ = nullptr;  ///< set by the thread that drives, which reads it without the mutex
+  TransferEngine* engine_ = nullptr;  ///< set by the driving thread, which reads it without the mutex
   bool isDriven_ TIDEWELL_GUARDED_BY(mutex_) = false;      ///< a thread is in `drive`
-  bool hasTransfers_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the engine had some when it was driven last
+  bool hasTransfers_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the engine's state when last driven
   bool isCompleting_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< a thread is in `complete`
   int threads_ TIDEWELL_GUARDED_BY(mutex_) = 0;
-  int free_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< threads that sleep, or have not begun
+  int free_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< threads that sleep or have not started yet
 };
 
 class PosixUrlSession final : public platform::UrlSession {

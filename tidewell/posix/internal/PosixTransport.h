@@ -8,23 +8,22 @@
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/PosixPlatform.h"
 
-// The only way to the URL session, so that libcurl is not loaded before the first request.
+// The only access to the URL session, so that libcurl is not loaded before the first request.
 namespace tidewell::posix {
 
-/// What the URL sessions of a process share, from the options and the environment as they were at
-/// installation.
+/// Settings shared by all URL sessions of a process, from the options and the environment at installation.
 struct TransportSettings {
-  std::string caFile;       ///< "" where none was found
-  std::string caDirectory;  ///< "" where none was found
+  std::string caFile;       ///< "" if none was found
+  std::string caDirectory;  ///< "" if none was found
   std::string proxyCaFile;  ///< the same for an HTTPS proxy
   std::string proxyCaDirectory;
-  std::string httpProxy;  ///< for each scheme, curl's syntax; "" for none
+  std::string httpProxy;  ///< per scheme, in curl's syntax; "" for none
   std::string httpsProxy;
   std::string noProxy;
   std::vector<ConnectionOverride> connectionOverrides;
 };
 
-/// Makes sessions whose transfers one thread drives. Never destroyed.
+/// Creates sessions whose transfers share their threads. Never destroyed.
 class Transport {
  public:
   virtual ~Transport();
@@ -32,7 +31,7 @@ class Transport {
       platform::UrlSessionConfiguration configuration) = 0;
 };
 
-/// No network, no libcurl and no thread at this call; all of that comes with the first task.
+/// Uses no network, no libcurl and no thread before the first task.
 [[nodiscard]] std::unique_ptr<Transport> makeTransport(TransportSettings settings);
 
 }  // namespace tidewell::posix

@@ -26,14 +26,15 @@ namespace {
 
 using Kind = base::ValueKind;
 
-/// A change that is not on the disk yet; nil for a removal. The number tells a later change of the same key.
+/// A change that is not on disk yet; nil for a removal. The number distinguishes later changes of the same
+/// key.
 struct Change {
   base::Value object;
   std::uint64_t number = 0;
 };
 using Changes = std::map<std::string, Change, std::less<>>;
 
-/// The file's dictionary is one level, and room is left for what a reader counts.
+/// Leaves room for the levels of the file's own dictionary and those added by readers.
 constexpr int kMaximumDepth = base::kMaximumPropertyListDepth - 4;
 
 bool isPropertyList(const base::Value& value, int depth) {
@@ -62,7 +63,7 @@ bool isPropertyList(const base::Value& value, int depth) {
   }
 }
 
-/// The keys of a change that waits in a file of its own: what was set, with its values, and what was removed.
+/// The keys of a file with pending changes: the values that were set, and the keys that were removed.
 constexpr std::string_view kSet = "set";
 constexpr std::string_view kRemoved = "removed";
 
@@ -80,7 +81,7 @@ std::string dataWithChanges(const Changes& changes) {
                                     base::PropertyListFormat::binary);
 }
 
-/// No value for bytes that are no changes.
+/// No value if the bytes are not such changes.
 std::optional<Changes> changesWithData(const std::string& data) {
   const base::Value root = base::propertyListWithData(data);
   if (!root.dictionary()) return std::nullopt;
@@ -95,7 +96,7 @@ std::optional<Changes> changesWithData(const std::string& data) {
   return changes;
 }
 
-/// Whether two values are stored alike: equality of objects takes a boolean for the number 1.
+/// Whether two values are stored identically; object equality treats `true` and 1 as equal.
 bool areStoredAlike(const base::Value& a, const base::Value& b) {
   if (a.kind() != b.kind()) return false;
   if (a.kind() != Kind::array && a.kind() != Kind::dictionary) return a == b;
@@ -103,7 +104,7 @@ bool areStoredAlike(const base::Value& a, const base::Value& b) {
          base::dataWithPropertyList(b, base::PropertyListFormat::binary);
 }
 
-/// Whether the disk has to change.
+/// Applies changes; returns whether the dictionary changed.
 bool apply(const Changes& changes, base::Dictionary& dictionary) {
   bool changed = false;
   for (const auto& [key, change] : changes) {
@@ -123,9 +124,9 @@ bool apply(const Changes& changes, base::Dictionary& dictionary) {
 }  // namespace
 
 struct PosixUserDefaults::State {
-  /// Whether this process has the file's lock.
+  /// Whether this process holds the file's lock.
   enum class FileState { unlocked, locked };
-  /// Whether changes are on the disk, and what there is to say about it.
+  /// Whether changes are on disk, and a message to report.
   struct Outcome {
     bool isOnDisk = false;
     std::string sentence;
@@ -139,16 +140,16 @@ struct PosixUserDefaults::State {
   PosixFileManager files{container};
   platform::PendingChanges pending{files, path};
 
-  /// Held over reads and writes of the file.
+  /// Held while the file is read or written.
   WorkMutex file;
 
   StateMutex mutex;
   base::Dictionary stored TIDEWELL_GUARDED_BY(mutex);
-  FileStamp stamp TIDEWELL_GUARDED_BY(mutex);  ///< of `stored`
-  /// What waits in files of its own beside the domain's, for the next process that has the lock.
+  FileStamp stamp TIDEWELL_GUARDED_BY(mutex);  ///< when `stored` was read
+  /// Changes in files beside the domain's, to be merged by the next process that acquires the lock.
   Changes waiting TIDEWELL_GUARDED_BY(mutex);
   std::size_t waitingFiles TIDEWELL_GUARDED_BY(mutex) = 0;
-  FileStamp waitingStamp TIDEWELL_GUARDED_BY(mutex);  ///< of the folder, for `waiting`
+  FileStamp waitingStamp TIDEWELL_GUARDED_BY(mutex);  ///< of the folder, when `waiting` was read
   bool isLoaded TIDEWELL_GUARDED_BY(mutex) = false;
   Changes changes TIDEWELL_GUARDED_BY(mutex);
   std::uint64_t changeCount TIDEWELL_GUARDED_BY(mutex) = 0;
@@ -168,8 +169,8 @@ struct PosixUserDefaults::State {
     return stamp.isSameAs(now) && waitingStamp.isSameAs(folderNow);
   }
 
-  /// Takes over what the file holds, and what waits beside it. With `file` held. The error where it cannot be
-  /// read: all stays as it was, and the file must not be overwritten.
+  /// Loads the file and the pending changes beside it. Call with `file` held. On error nothing changes, and
+  /// the file must not be overwritten.
   std::error_code load(FileState state, std::vector<std::string>& reports) {
     if (const auto failure = container.checkFolders(path)) return failure;
     if (const auto failure = loadWaiting()) return failure;
@@ -194,7 +195,7 @@ struct PosixUserDefaults::State {
     return {};
   }
 
-  /// The changes that wait, the oldest first.
+  /// Loads the pending changes, oldest first.
   std::error_code loadWaiting() {
     const FileStamp now = FileStamp::of(folder);
     std::error_code failure;
@@ -213,10 +214,10 @@ struct PosixUserDefaults::State {
     return {};
   }
 
-  /// Keeps changes beside the file while another process holds its lock. With `file` held.
+  /// Stores changes beside the file while another process holds its lock. Call with `file` held.
   std::error_code keepBeside(const Changes& toKeep) {
     {
-      // More are not read at once: what is not seen is better kept in memory.
+      // No more than this many are read at once; changes that nobody would read stay in memory.
       const base::MutexLock lock(mutex);
       if (waitingFiles >= platform::PendingChanges::kMaximumRead) return FileFault::lockHeldByAnother;
     }
@@ -237,8 +238,8 @@ struct PosixUserDefaults::State {
     }
   }
 
-  /// Looks whether another process wrote the file. A reader does not wait for a thread that is about to write
-  /// it: what that one changed is in memory already.
+  /// Reloads the file if another process has written it. Does not wait for a thread that is about to write:
+  /// its changes are in memory already.
   void refresh() {
     if (path.empty() || isFresh()) return;
     std::vector<std::string> reports;
@@ -266,7 +267,7 @@ struct PosixUserDefaults::State {
            ": " + reason;
   }
 
-  /// A failure that repeats is reported once: each read and each request would say it again.
+  /// Reports a repeated failure only once; otherwise every read and every request would report it.
   void noteOutcome(std::string State::*last, std::string failure, std::vector<std::string>& reports) {
     const base::MutexLock lock(mutex);
     if (!failure.empty() && failure != this->*last) reports.push_back(failure);
@@ -278,12 +279,12 @@ struct PosixUserDefaults::State {
     return changes;
   }
 
-  /// Brings changes to the disk, after those that wait. With `file` held.
+  /// Writes changes to the file, after those that are pending. Call with `file` held.
   std::error_code write(const Changes& toWrite, std::vector<std::string>& reports) {
     if (path.empty()) return std::make_error_code(std::errc::no_such_file_or_directory);
     if (const auto failure = container.makeFolder(folder)) return failure;
     const platform::LockResult lock = lockFile(path);
-    // A file system without locks is no reason to lose everything.
+    // Proceeds on a file system without locks rather than lose everything.
     if (lock.error && !cannotBeLocked(lock.error)) return lock.error;
     if (std::string notice = noticeOfMissingLock(path, lock.error); !notice.empty()) {
       reports.push_back(std::move(notice));
@@ -309,15 +310,15 @@ struct PosixUserDefaults::State {
     stamp = now;
     if (!found.empty()) {
       waiting.clear();
-      waitingFiles = 0;  // what is left is counted by the next read
+      waitingFiles = 0;  // the next read counts those left
     }
     waitingStamp = {};
     forget(toWrite);
     return {};
   }
 
-  /// Brings what is changed now to the disk, with `file` held: another thread may just have written it. What
-  /// there is to say about it; "" where it is all in the file.
+  /// Writes the current changes, with `file` held; another thread may just have done so. The outcome's
+  /// sentence is "" if everything is in the file.
   Outcome writeChanges(std::vector<std::string>& reports) {
     try {
       const Changes toWrite = unwritten();
@@ -352,7 +353,7 @@ base::Value PosixUserDefaults::objectForKey(std::string_view key) {
 }
 
 void PosixUserDefaults::setObject(base::Value object, std::string_view forKey) {
-  // Refused here, where the caller can hear of it, and not when it is written with everything else.
+  // Rejected here, where the caller gets the error, rather than in a later write of all changes.
   if (object && !isPropertyList(object, 1)) {
     base::raise(base::kInvalidArgumentException, "Attempt to insert non-property list object " +
                                                      object.description() + " for key " +

@@ -8,17 +8,16 @@
 
 namespace tidewell::posix {
 
-/// User defaults that are a property-list file, shared by every process that opens the same domain.
+/// User defaults in a property-list file, shared by all processes that open the same domain.
 ///
-/// Nothing is read before the first question and nothing is written but by `synchronize`, and then only what
-/// this process changed. What another process wrote is seen by the next read: each read asks the system
-/// whether the file or its folder changed since (two system calls). A reader never waits for a writer. A file
-/// that cannot be read for a passing reason is never overwritten: what was changed stays in memory until it
-/// can be. While another process holds the file's lock, changes are kept in files beside it, which every
-/// reader sees and the next writer merges.
+/// Reads the file on first use. Only `synchronize` writes, and only the changes of this process. Each read
+/// checks whether the file or its folder has changed (two system calls), so changes of other processes are
+/// visible immediately. Readers never wait for writers. A file that is temporarily unreadable is not
+/// overwritten; changes stay in memory until it can be read. While another process holds the file's lock,
+/// changes are stored in files beside it, which every reader includes and the next writer merges.
 class PosixUserDefaults final : public platform::UserDefaults {
  public:
-  /// `path` is "" on a machine without a home: changes then live as long as the process.
+  /// `path` is "" if there is no home directory: changes then last as long as the process.
   PosixUserDefaults(Container container, std::string path);
   ~PosixUserDefaults() override;
 

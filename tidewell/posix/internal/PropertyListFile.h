@@ -8,24 +8,25 @@
 
 namespace tidewell::posix {
 
-/// What a file with a dictionary held.
+/// The contents of a file with a dictionary.
 struct PropertyListFile {
   base::Dictionary contents;
-  /// Set where the file could not be read: it may hold what must not be overwritten. No file is no error.
+  /// Set if the file could not be read, so that its contents must not be overwritten. A missing file is not
+  /// an error.
   std::error_code error;
   bool isMissing = false;
-  /// The file held something else than a property list with a dictionary.
+  /// The file is not a property list with a dictionary.
   bool isCorrupt = false;
 
   [[nodiscard]] static PropertyListFile read(const std::string& path, FileOwner owner);
 };
 
-/// Keeps a file that cannot be understood as "PATH.corrupt", so that nothing of it is overwritten. Call it
-/// with the file's lock: another process may have put a sound file in its place.
+/// Renames a corrupt file to "PATH.corrupt", so that its contents are not overwritten. Call with the file's
+/// lock held: another process may have replaced it with a sound file.
 [[nodiscard]] std::error_code keepAside(const std::string& path);
 
-/// Writes a dictionary, as a binary property list that can be read again. Raises for what a property list
-/// cannot carry.
+/// Writes a dictionary as a binary property list. Fails if the list would be too large to be read again.
+/// Raises for values that a property list cannot hold.
 [[nodiscard]] std::error_code writePropertyListFile(const std::string& path,
                                                     const base::Dictionary& contents);
 

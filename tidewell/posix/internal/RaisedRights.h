@@ -5,8 +5,8 @@
 
 namespace tidewell::posix {
 
-/// Whether the process may do more than the user who started it (setuid, setgid, file capabilities). Its
-/// environment is then that user's to choose, and not to be trusted.
+/// Whether the process has more privileges than the user who started it (setuid, setgid, file capabilities).
+/// That user controls the environment, so it must not be trusted then.
 [[nodiscard]] inline bool hasRaisedRights() noexcept {
   return getauxval(AT_SECURE) != 0 || getuid() != geteuid() || getgid() != getegid();
 }

@@ -14,7 +14,7 @@
 namespace tidewell::posix {
 namespace {
 
-/// What the original platform gives its secondary threads: completions of a host that work there work here.
+/// The stack size of the original platform's secondary threads, so that a host's completions work here, too.
 constexpr std::size_t kStackBytes = 512u << 10;
 
 struct Start {
@@ -50,7 +50,7 @@ bool startThread(const char* name, std::function<void()> run) noexcept {
     base::keepLoaded(reinterpret_cast<const void*>(&runStart));
     auto start = std::make_unique<Start>(Start{name, std::move(run)});
     const AllSignalsBlocked blocked;
-    // A small stack may not suffice: it also holds the thread-local variables of all loaded libraries.
+    // A small stack can be too small, because it also contains the thread-local variables of all libraries.
     const bool created =
         createDetached(Stack::small, start.get()) || createDetached(Stack::systemDefault, start.get());
     if (created) static_cast<void>(start.release());

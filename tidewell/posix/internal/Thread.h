@@ -6,10 +6,10 @@
 
 namespace tidewell::posix {
 
-/// Starts a detached thread with a name (15 characters at most), with all signals blocked, so that the host's
-/// handlers never run on it, and with a small stack. This library stays loaded from then on, even if a
-/// plug-in that brought it is closed. `run` must not throw. false if the system cannot start another thread.
-/// Any thread; never raises.
+/// Starts a detached thread with a small stack, a name (at most 15 characters), and all signals blocked, so
+/// that the host's handlers never run on it. Keeps this library loaded from then on, even if the plug-in that
+/// loaded it is closed. `run` must not throw. Returns false if the system cannot start a thread. Any thread;
+/// never raises.
 [[nodiscard]] TIDEWELL_EXPORT bool startThread(const char* name, std::function<void()> run) noexcept;
 
 }  // namespace tidewell::posix

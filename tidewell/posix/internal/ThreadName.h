@@ -2,7 +2,7 @@
 
 namespace tidewell::posix {
 
-/// Gives the calling thread a name of at most 15 characters, which debuggers show.
+/// Names the calling thread for debuggers; at most 15 characters.
 void nameThisThread(const char* name) noexcept;
 
 }  // namespace tidewell::posix

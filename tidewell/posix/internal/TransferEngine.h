@@ -8,51 +8,52 @@
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/internal/PosixTransport.h"
 
-// The interface between the platform's library and its module with libcurl. Both are built together, so they
+// The interface between the platform library and its libcurl module. Both come from the same build, so they
 // may share C++ types.
 namespace tidewell::posix {
 
-/// A task from the moment when it is handed over until its completion has run.
+/// A task, from submission until its completion has run.
 struct TransferTask {
   platform::UrlRequest request;
   platform::UrlTaskCompletion completion;  ///< may be empty
   std::shared_ptr<const platform::UrlSessionConfiguration> session;
   std::chrono::steady_clock::time_point handedOver;
-  /// What the completion is to be told. Made with the task: a failure for want of memory, which takes none.
+  /// The argument of the completion. Initially an out-of-memory failure, so that no memory is needed for that
+  /// case.
   platform::UrlTaskResult result;
 };
 
-/// Tasks change lists with `splice`, which needs no memory: a task that was taken always ends.
+/// Tasks move between lists with `splice`, which needs no memory, so that an accepted task always completes.
 using TransferTasks = std::list<TransferTask>;
 
-/// What an engine asks of the library that loaded it. Used by the thread that drives the engine.
+/// What an engine requires of the library that loaded it. Used by the thread that drives the engine.
 class TransferClient {
  public:
-  /// The tasks that came since the last call, in their order. Never waits.
+  /// The tasks submitted since the last call, in order. Never waits.
   [[nodiscard]] virtual TransferTasks takeTasks() noexcept = 0;
 
  protected:
   ~TransferClient() = default;
 };
 
-/// Drives transfers. Made once and never destroyed.
+/// Drives transfers. Created once and never destroyed.
 class TransferEngine {
  public:
-  /// Takes tasks and transfers until some have ended, and sleeps meanwhile. By one thread at a time; another
-  /// one may go on. Where memory is short the tasks that need some end with an error.
+  /// Takes tasks and drives transfers until some have ended; sleeps in between. For one thread at a time, not
+  /// always the same one. Out of memory, the affected tasks end with an error.
   [[nodiscard]] virtual TransferTasks run() noexcept = 0;
-  /// Whether tasks that were taken have not ended. Not while another thread is in `run`.
+  /// Whether accepted tasks are still running. Not to be called while another thread is in `run`.
   [[nodiscard]] virtual bool hasTransfers() const noexcept = 0;
-  /// Has `run` look for new tasks. Any thread, before `run` is entered too.
+  /// Makes `run` look for new tasks. Any thread, also before `run` is entered.
   virtual void wake() noexcept = 0;
 
  protected:
   ~TransferEngine() = default;
 };
 
-/// The engine, on a thread of this library's, which is the first to touch libcurl. Null, and a
-/// sentence in `problem`, where it cannot be had now; a later call may succeed. `client` and `settings` stay
-/// for ever.
+/// Creates the engine. Called on one of this library's threads, which is the first to use libcurl. Null, with
+/// the reason in `problem`, if it is unavailable; a later call may succeed. `client` and `settings` must live
+/// forever.
 [[nodiscard]] TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,
                                                  std::string& problem) noexcept;
 
@@ -64,7 +65,7 @@ class TransferEngine {
 #define TIDEWELL_MODULE_ENTRY
 #endif
 
-/// The only name that the module exports. Refuses another version of the library than its own.
+/// The only symbol that the module exports. Fails if the library's version is not the module's own.
 extern "C" TIDEWELL_MODULE_ENTRY tidewell::posix::TransferEngine* tidewell_make_transfer_engine(
     const char* version, tidewell::posix::TransferClient& client,
     const tidewell::posix::TransportSettings& settings, std::string& problem) noexcept;

@@ -1,6 +1,6 @@
 #include "tidewell/posix/internal/TransferEngine.h"
 
-// For static libraries: libcurl is linked into the host.
+// For static libraries, with libcurl linked into the host.
 namespace tidewell::posix {
 
 TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettings& settings,

@@ -5,8 +5,8 @@
 #include "tidewell/posix/internal/NeighbourModule.h"
 #include "tidewell/posix/internal/TransferEngine.h"
 
-// For shared libraries: linking libcurl costs a host 4 ms and 6 MB before its `main`, so the part that needs
-// it is a module that lies beside this library and is loaded at the first request.
+// For shared libraries. Linking libcurl would cost a host 4 ms and 6 MB before `main`, so the code that needs
+// it is a module beside this library, loaded at the first request.
 namespace tidewell::posix {
 namespace {
 
@@ -30,7 +30,7 @@ TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettin
   try {
     return load(client, settings, problem);
   } catch (const std::bad_alloc&) {
-    problem = "out of memory";  // short enough to need none
+    problem = "out of memory";  // fits the small-string buffer
     return nullptr;
   }
 }

@@ -7,8 +7,8 @@
 
 namespace tidewell::posix {
 
-/// An error of `base::kUrlErrorDomain` with the platform's sentence for its code. What is known beyond that
-/// follows in parentheses.
+/// An error of `base::kUrlErrorDomain` with the platform's description of its code, followed by `detail` in
+/// parentheses.
 [[nodiscard]] base::Error urlError(std::int64_t code, std::string_view detail = {});
 
 }  // namespace tidewell::posix

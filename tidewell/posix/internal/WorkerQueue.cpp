@@ -66,7 +66,7 @@ void WorkerQueue::async(std::function<void()> function) {
                    " cannot be started, or was lost in a fork");
 }
 
-/// What a function adds runs after it, as on the queue; at once where there is no memory to put it off.
+/// Functions added by `function` run after it, as on a queue, or immediately if they cannot be stored.
 void WorkerQueue::runAtOnce(std::function<void()> function) noexcept {
   thread_local std::list<std::function<void()>>* added = nullptr;
   if (added != nullptr) {
@@ -98,7 +98,7 @@ bool WorkerQueue::tryAsync(std::function<void()>& function) noexcept {
   } catch (const std::bad_alloc&) {
     return false;
   }
-  state_->filled.notify_one();  // without the lock, for which the thread would otherwise wait at once
+  state_->filled.notify_one();  // without the lock, so that the thread need not wait for it
   return true;
 }
 

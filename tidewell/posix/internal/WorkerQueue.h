@@ -7,25 +7,25 @@
 
 namespace tidewell::posix {
 
-/// A serial queue with a thread of its own, which starts with the first function, sleeps while there is
-/// nothing to do and never ends.
+/// A serial queue with a thread of its own, which is started by the first function, sleeps while idle and
+/// never ends.
 ///
-/// It has no thread in the child of a fork, nor where the system has none to give, and takes no function for
-/// which there is no memory: what becomes of functions then is chosen at construction, and reported once per
+/// There is no thread in the child of a fork, or if the system cannot start one, and a function is not
+/// accepted if memory runs out. The fate of functions then is chosen at construction, and reported once per
 /// process. Any thread.
 class WorkerQueue final : public platform::Queue {
  public:
   enum class WithoutThread {
-    letGo,     ///< functions are dropped
-    runAtOnce  ///< they run on the thread that brings them: nobody waits for a completion that never comes
+    drop,      ///< functions are dropped
+    runAtOnce  ///< functions run on the thread that submits them, so that no caller waits forever
   };
-  /// The name of the thread: a literal of at most 15 characters.
-  explicit WorkerQueue(const char* threadName, WithoutThread withoutThread = WithoutThread::letGo);
+  /// `threadName` is a literal of at most 15 characters.
+  explicit WorkerQueue(const char* threadName, WithoutThread withoutThread = WithoutThread::drop);
   ~WorkerQueue() override;
 
   void async(std::function<void()> function) override;
-  /// The same for functions that must not get lost: where the queue has no thread it answers NO and leaves
-  /// the function alone.
+  /// For functions that must not be lost: returns false and leaves the function alone if the queue has no
+  /// thread.
   [[nodiscard]] bool tryAsync(std::function<void()>& function) noexcept;
   [[nodiscard]] bool isCurrent() const override;
 

@@ -13,8 +13,9 @@
 namespace tidewell::runtime {
 namespace {
 
-/// A type that a thread is describing, for descriptions that refer to themselves. They form a list on the
-/// stack of the thread: it needs no destructor, which would run before static destructors that may describe.
+/// A type that the calling thread is describing, so that descriptions can refer to themselves. Entries form a
+/// list on the thread's stack: it needs no destructor, which would run before static destructors that may
+/// still describe types.
 class Describing {
  public:
   explicit Describing(const void* declaration) noexcept : declaration_(declaration), outer_(innermost) {
@@ -38,7 +39,7 @@ class Describing {
 };
 thread_local constinit const Describing* Describing::innermost = nullptr;
 
-/// Whether a type's name does not tell it apart from others: it belongs to one file or one function.
+/// Whether a type's name is not unique because the type is local to a file or function.
 bool isLocalName(std::string_view name) {
   return name.find_first_of("({") != name.npos || name.find("<unnamed") != name.npos ||
          name.find("<lambda") != name.npos;
@@ -48,7 +49,7 @@ const base::MadeWhenLoaded registryMade(Registry::shared);
 
 [[noreturn]] void refuse(std::string reason) { base::raise(base::kInvalidArgumentException, reason); }
 
-/// After this so many more elements need no memory.
+/// Reserves room so that adding `more` elements cannot fail.
 template <class List>
 void makeRoom(List& list, std::size_t more) {
   if (list.capacity() - list.size() < more) list.reserve(2 * list.size() + more);
@@ -101,7 +102,7 @@ Class& Registry::makePair(Class* superclass, std::string name, std::size_t size)
   ObjectAccess::isa(*made).store(metaclass.get(), std::memory_order_release);
   ObjectAccess::isa(*metaclass).store(&rootMetaclass, std::memory_order_release);
 
-  // Nothing knows the pair before there is room for it everywhere.
+  // The pair becomes visible only after memory for all lists is reserved.
   if (superclass) makeRoom(superclass->contents_->subclasses, 1);
   makeRoom(aboveMetaclass.contents_->subclasses, 1);
   makeRoom(classes_, 2);
@@ -186,8 +187,8 @@ Class& Registry::declare(const NativeType& type) {
       return *declaration->declared;
     }
   }
-  // Two threads may describe one type at once: neither waits for the other, and the first to end fills the
-  // class.
+  // Two threads may describe the same type at the same time. Neither waits for the other; the first to finish
+  // fills the class.
   ClassDescription description;
   {
     const Describing describing(declaration);

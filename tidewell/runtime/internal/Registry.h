@@ -13,18 +13,18 @@
 
 namespace tidewell::runtime {
 
-/// What a class holds, under the registry's lock.
+/// The contents of a class, guarded by the registry's lock.
 struct ClassContents {
   std::vector<const Method*> methods;
-  std::deque<Property> properties;  // a pointer to one stays valid while others are added
+  std::deque<Property> properties;  // pointers to elements stay valid while others are added
   std::vector<const Protocol*> protocols;
   std::vector<Class*> subclasses;
 };
 
-/// Every class of the process: names, hierarchy, contents. Never destroyed, and neither is what it holds.
+/// Every class of the process: names, hierarchy and contents. Never destroyed, and neither are its classes.
 ///
-/// One mutex guards it. No function of an author's (`describe`) ever runs under it: it may wait for
-/// another thread that waits for the lock.
+/// Guarded by one mutex, which is never held over an author's `describe`: that may wait for another thread
+/// that waits for the mutex.
 class Registry {
  public:
   [[nodiscard]] static Registry& shared();
@@ -50,31 +50,32 @@ class Registry {
   [[nodiscard]] bool conforms(const Class& of, const Protocol& protocol);
 
  private:
-  /// A C++ type on its way to a class. The class is there from the start, so that descriptions may refer to
-  /// each other; whoever has described it first fills it.
+  /// The declaration of a C++ type's class. The class exists from the start, so that descriptions may refer
+  /// to each other; the first thread to finish describing it fills it.
   struct Declaration {
     Class* declared = nullptr;
     bool isComplete = false;
   };
 
   Class& makePair(Class* superclass, std::string name, std::size_t size) TIDEWELL_REQUIRES(mutex_);
-  /// The declaration of a type, begun if there is none.
+  /// The type's declaration, created if it does not exist.
   Declaration& begin(const NativeType& type, Class& superclass) TIDEWELL_REQUIRES(mutex_);
   void complete(Declaration& declaration, ClassDescription description) TIDEWELL_REQUIRES(mutex_);
-  /// A name that no class has: the given one, or with "#2", "#3", … behind it.
+  /// An unused name: the given one, or with "#2", "#3", … appended.
   [[nodiscard]] std::string freeName(std::string_view name) const TIDEWELL_REQUIRES(mutex_);
   const Method* putMethod(Class& in, Selector selector, const Method& method) TIDEWELL_REQUIRES(mutex_);
   bool putProtocol(Class& to, const Protocol& protocol) TIDEWELL_REQUIRES(mutex_);
   bool putProperty(Class& to, Property property) TIDEWELL_REQUIRES(mutex_);
   [[nodiscard]] static const Method* methodIn(const Class& of, Selector selector);
   static void markRegistered(Class& made);
-  /// Forgets what lookups answered on a class and below it.
+  /// Drops the cached lookups of a class and its subclasses.
   static void dropCaches(Class& of);
 
   base::StateMutex mutex_;
-  std::deque<Method> methods_ TIDEWELL_GUARDED_BY(mutex_);  ///< those that were replaced, too
-  std::vector<std::shared_ptr<Class>> classes_ TIDEWELL_GUARDED_BY(mutex_);     ///< metaclasses included
-  std::unordered_map<std::string, Class*> byName_ TIDEWELL_GUARDED_BY(mutex_);  ///< unregistered ones, too
+  std::deque<Method> methods_ TIDEWELL_GUARDED_BY(mutex_);                   ///< including replaced ones
+  std::vector<std::shared_ptr<Class>> classes_ TIDEWELL_GUARDED_BY(mutex_);  ///< including metaclasses
+  std::unordered_map<std::string, Class*> byName_
+      TIDEWELL_GUARDED_BY(mutex_);  ///< including unregistered ones
   std::unordered_map<std::string, Declaration> declarations_ TIDEWELL_GUARDED_BY(mutex_);
   Class* root_ = nullptr;
   Class* rootMetaclass_ = nullptr;

@@ -11,7 +11,7 @@
 namespace tidewell::testing {
 namespace {
 
-// Each byte of a nesting stands twice in the body, which is made whole.
+// The body is built in memory and takes two bytes per level.
 constexpr std::uint64_t kMaximumNesting = 16u << 20;
 constexpr std::uint64_t kMaximumSurplus = 16u << 20;
 
@@ -46,7 +46,7 @@ std::string hexadecimal(std::size_t number) {
   return std::string(digits.data(), end);
 }
 
-/// Sends bytes, one by one where an interval is set.
+/// Sends bytes, one by one if there is an interval.
 bool send(HttpConnection& connection, std::string_view bytes, std::chrono::milliseconds interval) {
   if (interval == std::chrono::milliseconds(0)) return connection.write(bytes);
   for (const char& byte : bytes) {
@@ -55,7 +55,7 @@ bool send(HttpConnection& connection, std::string_view bytes, std::chrono::milli
   return true;
 }
 
-/// The head of an answer, whose own headers replace those that it would usually have.
+/// The head of an answer. The answer's own headers replace the usual ones.
 class Head {
  public:
   explicit Head(const Answer& answer) : answer_(answer) {
@@ -82,7 +82,7 @@ class Head {
   std::string text_;
 };
 
-/// A whole reply that belongs to no request.
+/// A complete reply to no request.
 std::string unaskedReply(const StandInFault& fault) {
   Answer answer;
   answer.status = fault.status != 0 ? fault.status : 408;
@@ -94,7 +94,7 @@ std::string unaskedReply(const StandInFault& fault) {
   return head.finished() + answer.text;
 }
 
-/// Until the client goes.
+/// Runs until the client disconnects.
 bool sendEndlessExtension(HttpConnection& connection, std::string pending) {
   pending += "5;";
   do {
@@ -106,7 +106,7 @@ bool sendEndlessExtension(HttpConnection& connection, std::string pending) {
 }  // namespace
 
 Answer withFault(Answer answer, const StandInFault& fault, const std::string& requestTarget) {
-  if (fault.kind == StandInFaultKind::lateReply) {  // whose particulars are those of the other reply
+  if (fault.kind == StandInFaultKind::lateReply) {  // its parameters describe the late reply
     answer.surplus = unaskedReply(fault);
     answer.surplusDelay = fault.interval;
     return answer;
@@ -182,13 +182,13 @@ bool sendAnswer(HttpConnection& connection, Answer answer, bool keepAlive) {
 
   const bool cut = answer.cutAfter.has_value();
   auto length = source.length;
-  // A cut body is announced longer than what will be sent of it, however short the usual one is.
+  // Announces more than will be sent of a truncated body, even if the usual body is short.
   if (cut && length) length = std::max(*length, *answer.cutAfter + 1);
   const bool chunked = answer.framing == StandInFraming::chunked ||
                        (answer.framing == StandInFraming::contentLength && !length);
 
   Head head(answer);
-  // A length of the caller's own may be a lie, after which nobody knows where the next answer begins.
+  // A custom length may be wrong, so the start of the next answer would be unknown.
   const bool keep = connection.beginAnswer() && keepAlive && !cut &&
                     answer.framing != StandInFraming::untilClose && !head.isOverridden("content-length") &&
                     !head.isOverridden("transfer-encoding");
@@ -202,8 +202,8 @@ bool sendAnswer(HttpConnection& connection, Answer answer, bool keepAlive) {
   }
   if (!keep) head.addUsual("Connection", "close");
 
-  // Head and first piece go out together, and so do the last piece and what follows: one packet, and one TLS
-  // record, for an ordinary answer.
+  // The head is sent with the first piece, and what follows with the last one: one packet and one TLS record
+  // for a normal answer.
   std::string pending = head.finished();
   if (answer.endlessExtension) return sendEndlessExtension(connection, std::move(pending));
   std::string piece;

@@ -13,26 +13,25 @@
 
 namespace tidewell::testing {
 
-/// An answer that is ready to be sent.
+/// An answer ready to be sent.
 struct Answer {
   int status = 200;
   std::string contentType = "application/json";
   std::vector<std::pair<std::string, std::string>> headers;
   std::string text;  ///< the body, unless there is a `source`
   std::optional<BodySource> source;
-  StandInFraming framing = StandInFraming::contentLength;  ///< chunked, where the length is not known
-  std::optional<std::uint64_t> cutAfter;      ///< after so many bytes of the body the connection ends
-  std::chrono::milliseconds byteInterval{0};  ///< between two bytes; 0 sends as fast as it goes
-  std::string surplus;  ///< bytes that follow the answer although they are no part of it
-  std::chrono::milliseconds surplusDelay{0};  ///< 0: together with the end of the answer
-  bool endlessExtension = false;              ///< in place of the body
+  StandInFraming framing = StandInFraming::contentLength;  ///< chunked if the length is unknown
+  std::optional<std::uint64_t> cutAfter;      ///< the connection ends after that many bytes of the body
+  std::chrono::milliseconds byteInterval{0};  ///< between two bytes; 0 sends without pauses
+  std::string surplus;                        ///< bytes sent after the end of the answer
+  std::chrono::milliseconds surplusDelay{0};  ///< 0: with the end of the answer
+  bool endlessExtension = false;              ///< replaces the body
 };
 
-/// Turns the usual answer into the one that a fault wants. `requestTarget` is where a redirect without a
-/// location leads.
+/// Applies a fault to the usual answer. `requestTarget` is the target of a redirect without a location.
 [[nodiscard]] Answer withFault(Answer usual, const StandInFault& fault, const std::string& requestTarget);
 
-/// Sends it. YES where the connection can carry another request afterwards.
+/// Sends the answer. Returns whether the connection can carry another request.
 bool sendAnswer(HttpConnection& connection, Answer answer, bool keepAlive);
 
 }  // namespace tidewell::testing

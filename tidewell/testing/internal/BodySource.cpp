@@ -13,7 +13,7 @@ namespace tidewell::testing {
 namespace {
 
 constexpr std::size_t kPieceBytes = 64u << 10;
-// zlib's window, and what makes it write the header of gzip rather than its own (which HTTP calls "deflate").
+// zlib's window size, and the flag that makes it write a gzip header instead of its own (HTTP's "deflate").
 constexpr int kZlibWindow = 15;
 constexpr int kGzipWindow = kZlibWindow + 16;
 
@@ -29,7 +29,7 @@ class Deflater {
   Deflater& operator=(const Deflater&) = delete;
 
   void add(std::string_view input, int flush, std::string& out) {
-    // zlib reads through this pointer only.
+    // zlib only reads through this pointer.
     stream_.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(input.data()));
     stream_.avail_in = static_cast<uInt>(input.size());
     Bytef buffer[16u << 10];

@@ -8,20 +8,20 @@
 
 namespace tidewell::testing {
 
-/// The body of an answer, made piece by piece while it is sent, so that none has to fit into memory.
+/// The body of an answer, generated piece by piece while it is sent, so that it need not fit into memory.
 struct BodySource {
-  /// How long it is; nothing where that shows only at the end.
+  /// No value if the length is known only at the end.
   std::optional<std::uint64_t> length;
-  /// Replaces `piece` by the next bytes, never by none; NO at the end.
+  /// Replaces `piece` by the next bytes, at least one; returns false at the end.
   std::function<bool(std::string& piece)> next;
 };
 
 [[nodiscard]] BodySource bodyOfText(std::string text);
-/// A JSON object of so many bytes (at least as many as an empty one of its kind has).
+/// A JSON object of the given size (or of the smallest possible size, if that is larger).
 [[nodiscard]] BodySource bodyOfPaddedJson(std::uint64_t bytes);
 [[nodiscard]] BodySource gzipped(BodySource source);
 
-/// A whole text in a content encoding (gzip, deflate, br). Throws `std::invalid_argument` for another.
+/// Encodes a text in a content encoding (gzip, deflate, br). Throws `std::invalid_argument` for any other.
 [[nodiscard]] std::string encodedText(std::string_view text, std::string_view encoding);
 
 }  // namespace tidewell::testing

@@ -24,7 +24,7 @@ namespace {
 
 constexpr long kDay = 24L * 60 * 60;
 constexpr long kAuthorityLife = 3650 * kDay;
-constexpr long kServerLife = 397 * kDay;  // what clients accept at most
+constexpr long kServerLife = 397 * kDay;  // the maximum that clients accept
 constexpr long kRenewBefore = 7 * kDay;
 
 struct Deleter {
@@ -66,20 +66,20 @@ void addExtension(X509* certificate, X509* issuer, int nid, const std::string& v
   require(extension && X509_add_ext(certificate, extension.get(), -1) == 1, "cannot extend a certificate");
 }
 
-/// A new key and a certificate for it that says everything but its extensions; not signed yet.
+/// A new key with an unsigned certificate for it, complete except for extensions.
 Identity newIdentity(std::string_view name, Validity validity, X509* issuer) {
   Identity identity{Owned<EVP_PKEY>(EVP_EC_gen("P-256")), Owned<X509>(X509_new())};
   require(identity.key && identity.certificate, "cannot make a key");
   X509* certificate = identity.certificate.get();
   unsigned char serial[16];
   require(RAND_bytes(serial, sizeof serial) == 1, "no random bytes");
-  serial[0] = static_cast<unsigned char>((serial[0] & 0x7f) | 0x40);  // positive, and of a fixed length
+  serial[0] = static_cast<unsigned char>((serial[0] & 0x7f) | 0x40);  // positive, and of fixed length
   BIGNUM* number = BN_bin2bn(serial, sizeof serial, nullptr);
   const bool numbered =
       number != nullptr && BN_to_ASN1_INTEGER(number, X509_get_serialNumber(certificate)) != nullptr;
   BN_free(number);
   X509_NAME* subject = X509_get_subject_name(certificate);
-  // A common name holds 64 characters; the host names themselves stand in the alternative names.
+  // A common name is limited to 64 characters; alternative names hold the complete host names.
   const std::string commonName(name.substr(0, 64));
   require(numbered && X509_set_version(certificate, X509_VERSION_3) == 1 &&
               X509_NAME_add_entry_by_txt(subject, "O", MBSTRING_UTF8,
@@ -152,7 +152,7 @@ std::string keyText(const Identity& identity) {
   return text(bio.get());
 }
 
-/// Nothing where the files are missing, unreadable, do not fit each other, or are about to expire.
+/// No value if the files are missing, unreadable, inconsistent, or about to expire.
 std::optional<Identity> load(const std::filesystem::path& certificateFile,
                              const std::filesystem::path& keyFile) {
   const Owned<BIO> certificateBio(BIO_new_file(certificateFile.c_str(), "re"));
@@ -191,7 +191,7 @@ SslContext makeContext(const Identity& server) {
               SSL_CTX_use_certificate(context.get(), server.certificate.get()) == 1 &&
               SSL_CTX_use_PrivateKey(context.get(), server.key.get()) == 1,
           "cannot set up TLS");
-  // A resumed session shows no certificate, and would walk past a wrong one.
+  // A resumed session presents no certificate, so a wrong one would go unnoticed.
   SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
   SSL_CTX_set_options(context.get(), SSL_OP_NO_TICKET);
   SSL_CTX_set_num_tickets(context.get(), 0);
@@ -200,7 +200,7 @@ SslContext makeContext(const Identity& server) {
   return context;
 }
 
-/// Keeps a second process from making another authority in the same folder at the same moment.
+/// Keeps a second process from creating another authority in the same folder simultaneously.
 class FolderLock {
  public:
   explicit FolderLock(const std::filesystem::path& folder)

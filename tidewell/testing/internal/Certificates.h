@@ -17,16 +17,15 @@ struct SslContextDeleter {
 };
 using SslContext = std::unique_ptr<SSL_CTX, SslContextDeleter>;
 
-/// The stand-in backend's own certificate authority, and the certificates that it shows. (Internal: not
-/// installed.)
+/// The stand-in backend's certificate authority and its server certificates.
 ///
-/// The authority and the server's certificate lie in a folder (`ca.pem`, `ca.key`, `server.pem`,
-/// `server.key`; keys 0600) and are used again by the next run, so that a client goes on trusting them. The
-/// wrong ones are made in memory, anew each time.
+/// The authority and the right certificate are stored in a folder (`ca.pem`, `ca.key`, `server.pem`,
+/// `server.key`; keys with mode 0600) and reused by later runs, so that clients keep trusting them. The wrong
+/// certificates are created in memory each time.
 class Certificates {
  public:
-  /// Loads what the folder holds, makes what is missing, unreadable, about to expire, or does not name each
-  /// of the hosts. Throws `std::runtime_error`.
+  /// Loads the files in the folder. Creates those that are missing, unreadable, about to expire, or do not
+  /// name every host. Throws `std::runtime_error`.
   Certificates(const std::filesystem::path& folder, const std::vector<std::string>& hosts);
 
   [[nodiscard]] const std::filesystem::path& authorityFile() const { return authorityFile_; }
@@ -34,7 +33,7 @@ class Certificates {
   [[nodiscard]] SSL_CTX* wrongAuthority() const { return wrongAuthority_.get(); }
   [[nodiscard]] SSL_CTX* wrongHostName() const { return wrongHostName_.get(); }
   [[nodiscard]] SSL_CTX* expired() const { return expired_.get(); }
-  /// For one of the hosts; otherwise the right one.
+  /// The certificate for one of the hosts; the right one for any other name.
   [[nodiscard]] SSL_CTX* commonNameOnly(std::string_view host) const;
 
  private:
@@ -46,7 +45,7 @@ class Certificates {
   std::map<std::string, SslContext, std::less<>> commonNameOnly_;
 };
 
-/// Replaces a file whole, readable by the owner only. Throws `std::runtime_error`.
+/// Replaces a file atomically, readable only by its owner. Throws `std::runtime_error`.
 void writePrivateFile(const std::filesystem::path& path, const std::string& contents);
 
 }  // namespace tidewell::testing

@@ -16,14 +16,14 @@ namespace tidewell::testing {
 namespace {
 
 constexpr std::chrono::milliseconds kForever{-1};
-// An answer that takes longer, to a client that does not read for instance, is not waited for.
+// The longest wait for an answer in progress, for example to a client that does not read.
 constexpr std::chrono::seconds kLongestAnswer{10};
-// How long a client that was told goodbye may keep its side open.
+// How long a client may keep its side open after the server has closed its own.
 constexpr std::chrono::milliseconds kLinger{2000};
-// How many bytes of it are thrown away meanwhile: a request that was refused for its size, for instance.
+// The most bytes discarded meanwhile, for example of a request that was too large.
 constexpr std::size_t kLingerBytes = 256u << 20;
 
-/// Splits "GET /path HTTP/1.1" and the header lines below it.
+/// Parses "GET /path HTTP/1.1" and the header lines after it.
 bool parseHead(std::string_view head, HttpRequest& request) {
   bool firstLine = true;
   while (!head.empty()) {
@@ -92,7 +92,7 @@ int HttpConnection::chooseCertificate(SSL* tls, int*, void*) {
 }
 
 void HttpConnection::prepare(SSL_CTX* context) {
-  // What SSL_CTX_set_tlsext_servername_callback stands for, without its old-style cast.
+  // The expansion of SSL_CTX_set_tlsext_servername_callback without its C-style cast.
   SSL_CTX_callback_ctrl(context, SSL_CTRL_SET_TLSEXT_SERVERNAME_CB,
                         reinterpret_cast<void (*)()>(&HttpConnection::chooseCertificate));
 }
@@ -186,7 +186,7 @@ ReadOutcome HttpConnection::readBody(HttpRequest& request) {
       if (result.ec == std::errc::result_out_of_range) return ReadOutcome::tooLarge;
       hasLength = true;
     } else if (base::detail::equalsIgnoringCase(name, "transfer-encoding")) {
-      return ReadOutcome::malformed;  // no client of this server sends a body whose length it does not know
+      return ReadOutcome::malformed;  // clients of this server always announce the length of a body
     } else if (base::detail::equalsIgnoringCase(name, "connection")) {
       if (base::detail::equalsIgnoringCase(value, "close")) request.keepAlive = false;
     } else if (base::detail::equalsIgnoringCase(name, "expect")) {
@@ -254,8 +254,7 @@ void HttpConnection::finish() {
     ERR_clear_error();
     SSL_shutdown(tls_);
   }
-  // A close while received bytes wait unread would reset the connection, and the client might lose the
-  // answer.
+  // Closing with unread received bytes would reset the connection, and the client might lose the answer.
   ::shutdown(socket_, SHUT_WR);
   const auto end = std::chrono::steady_clock::now() + kLinger;
   std::size_t thrownAway = 0;

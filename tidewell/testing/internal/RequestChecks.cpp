@@ -19,12 +19,12 @@ namespace {
 
 namespace rj = RAPIDJSON_NAMESPACE;
 
-// Iterative: nesting must not use up the stack.
+// Iterative, so that nesting cannot overflow the stack.
 constexpr unsigned kStrictJson = rj::kParseIterativeFlag | rj::kParseValidateEncodingFlag;
 
 constexpr std::string_view kSuccess = R"({"status":"success"})";
 
-/// The services that answer with more than `kSuccess`.
+/// Services that reply with more than `kSuccess`.
 constexpr std::pair<TWService, std::string_view> kReplies[] = {
     {TWServiceGetConfig, "{}"},
     {TWServiceGetInAppMetaV3, R"({"campaigns":[]})"},
@@ -38,7 +38,7 @@ constexpr std::pair<TWService, std::string_view> kReplies[] = {
 
 std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
-/// One request under examination.
+/// Checks one request.
 class Check {
  public:
   Check(StandInRequest& request, const ServiceEntry& entry) : request_(request), entry_(entry) {}
@@ -113,10 +113,10 @@ class Check {
     return base::percentDecode(std::string_view(request_.path).substr(entry_.path.size()));
   }
 
-  /// The text under a key; an objection where there is none.
+  /// The text for a key; objects if there is none.
   std::string text(const Object& object_, std::string_view where, std::string_view key) {
     const auto member = object_.FindMember(
-        Object(key.data(), static_cast<rj::SizeType>(key.size())));  // refers to the key, copies nothing
+        Object(key.data(), static_cast<rj::SizeType>(key.size())));  // refers to the key without a copy
     if (member == object_.MemberEnd() || !member->value.IsString()) {
       object(std::string(where) + " has no text under " + inQuotes(key));
       return {};

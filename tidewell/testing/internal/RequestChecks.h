@@ -10,20 +10,20 @@
 
 namespace tidewell::testing {
 
-/// The service whose path is the longest that the given one begins with. Null for none.
+/// The service with the longest path that is a prefix of the given one; null if there is none.
 [[nodiscard]] const ServiceEntry* serviceForPath(std::string_view path);
 
-/// The body of a success: "" where the service answers without one.
+/// The body of a successful reply; "" if the service replies without a body.
 [[nodiscard]] std::string_view usualReply(const ServiceEntry& entry);
 
-/// Adds a sentence to the request's problems for everything that the backend would object to. `ownPort` is
-/// the port that the server really listens on, which a Host header for localhost names.
+/// Appends a sentence to the request's problems for each objection that the backend would have. `ownPort` is
+/// the port on which the server really listens, which a Host header for localhost contains.
 void checkRequest(StandInRequest& request, const ServiceEntry* entry, std::uint16_t ownPort);
 
 /// The name in a Host header, without the port.
 [[nodiscard]] std::string_view hostName(std::string_view hostHeader);
 
-/// A sentence that says what keeps a text from being JSON; nothing for JSON.
+/// The reason why a text is not JSON; no value if it is.
 [[nodiscard]] std::optional<std::string> whyNotJson(std::string_view text);
 
 }  // namespace tidewell::testing

@@ -11,9 +11,9 @@
 
 namespace tidewell::testing {
 
-/// What the sessions of one network share.
+/// Shared by all sessions of one network.
 struct ScriptedNetworkState {
-  /// A task under way.
+  /// A running task.
   struct Task {
     platform::UrlRequest request;
     platform::UrlTaskCompletion completion;
@@ -29,7 +29,7 @@ struct ScriptedNetworkState {
   void start(const platform::UrlSessionConfiguration& configuration, Task task);
 };
 
-/// A session of a scripted network; its completions come on `queue`.
+/// A session of a scripted network; its completions run on `queue`.
 class ScriptedUrlSession final : public platform::UrlSession {
  public:
   ScriptedUrlSession(platform::UrlSessionConfiguration configuration,

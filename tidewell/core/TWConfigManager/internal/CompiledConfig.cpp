@@ -7,7 +7,7 @@
 namespace tidewell {
 namespace {
 
-/// The steps of a gate that come after the account's. Raises for a status that is no string.
+/// The checks of a gate after the account's. Raises if the status is not a string.
 bool passes(const GateRule& rule, const TWConfigFields& fields) {
   if (rule.status != nullptr) {
     const base::Value& status = fields.*rule.status;
@@ -40,7 +40,7 @@ GateWord compileGates(const TWConfigFields& fields) {
     if (accountRaises || (accountActive && raises(rule, fields))) {
       gates |= raisesBit(rule.gate);
     } else if (accountActive && passes(rule, fields)) {
-      gates |= yesBit(rule.gate);
+      gates |= trueBit(rule.gate);
     }
   }
   return gates;

@@ -11,15 +11,15 @@
 
 namespace tidewell {
 
-/// The answers of all gates, and which of them raise.
+/// The results of all gates, and which of them raise.
 [[nodiscard]] GateWord compileGates(const TWConfigFields& fields);
-/// Answers a gate step by step. What is raised is logged, with the coordinates of the gate that met it, and
-/// gives that gate's own fallback.
+/// Evaluates a gate step by step. Exceptions are logged with the coordinates of the gate that raised, and
+/// give that gate's fallback.
 [[nodiscard]] bool answerGate(Gate gate, const TWConfigFields& fields);
 
-/// The fields of one moment, and what questions need computed from them. Immutable but for the expressions,
-/// which are compiled as they are needed; any thread. Lists are shared with the snapshots before and after
-/// that hold the same.
+/// The fields at one moment, with everything that queries need precomputed. Immutable, except that
+/// expressions are compiled lazily; any thread. Shares unchanged lists with the preceding and following
+/// snapshots.
 struct CompiledConfig : std::enable_shared_from_this<CompiledConfig> {
   TWConfigFields fields;
   GateWord gates = 0;
@@ -28,8 +28,8 @@ struct CompiledConfig : std::enable_shared_from_this<CompiledConfig> {
   std::shared_ptr<const EventList> whitelistedEvents;
   std::shared_ptr<const RestrictedExpressions> restrictedExpressions;
 
-  /// Compiles what depends on the properties that `changed` names; the rest is that of `previous`. Without a
-  /// previous one everything is compiled.
+  /// Compiles what depends on the properties in `changed`, and takes the rest from `previous`. Compiles
+  /// everything if `previous` is null.
   [[nodiscard]] static std::shared_ptr<const CompiledConfig> compile(TWConfigFields fields,
                                                                      const CompiledConfig* previous = nullptr,
                                                                      PropertySet changed = kAllProperties);

@@ -16,9 +16,9 @@
 namespace tidewell {
 namespace {
 
-/// How often a holder of the lock looks for changes that came while it wrote.
+/// How often a holder of the lock checks for changes that arrived while it wrote.
 constexpr int kMaximumRounds = 4;
-/// How often a start reads again because another process merged changes meanwhile.
+/// How often a start reads again because another process has merged changes meanwhile.
 constexpr int kMaximumReads = 3;
 
 using platform::PendingChanges;
@@ -27,8 +27,8 @@ platform::FileManager& files() { return platform::Platform::current().fileManage
 std::string corruptPath(const std::string& path) { return path + ".corrupt"; }
 std::string unreadablePath(const std::string& path) { return path + ".unreadable"; }
 
-/// What counts of a record that could not be read when it was needed: its opt-outs, for an opt-out must not
-/// be lost, and its region where none was chosen since.
+/// Combines a record with one that was unreadable when needed: keeps the latter's opt-outs, which must not be
+/// lost, and its region unless one was chosen since.
 TWConfigFields withRecovered(TWConfigFields fields, const TWConfigFields& setAside) {
   fields.dataTrackingOptedOut |= setAside.dataTrackingOptedOut;
   fields.userPushOptedOut |= setAside.userPushOptedOut;
@@ -53,7 +53,7 @@ bool areAmong(const std::vector<PendingChanges::Change>& changes,
   });
 }
 
-/// The keys of some properties, for a line.
+/// The keys of the properties, for a log line.
 std::string keysOf(PropertySet properties) {
   std::string keys;
   for (const std::uint8_t row : kArchiveOrder) {
@@ -118,7 +118,7 @@ ConfigArchive::Content ConfigArchive::readSetAside(const std::string& path) cons
 
 std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::string>& path, Reports& reports) {
   known_ = hasRead_ = isBroken_ = hasUnwritten_ = false;
-  // What an earlier record of this process kept beside the archive is merged like any other change.
+  // Changes stored beside the archive by an earlier record of this process are merged like any others.
   stored_ = {};
   kept_ = {};
   keptAs_.clear();
@@ -128,7 +128,7 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
   std::error_code listing;
   Changes changes = pending.read(&listing);
   Content content = read(*path);
-  // A change that is gone by now is in the archive, but perhaps not in what was read of it.
+  // A change that is gone by now is in the archive, but perhaps not yet in the contents read from it.
   for (int reads = 1; !changes.empty(); ++reads) {
     Changes now = pending.read();
     const bool isComplete = areAmong(changes, now);
@@ -137,8 +137,8 @@ std::optional<TWConfigFields> ConfigArchive::load(const std::optional<std::strin
     content = read(*path);
   }
   if (content.found == Found::undecodable) {
-    // Looked at again under the lock: another process may have replaced it by now. While another holds the
-    // lock it may do so at any moment: the file stays until the next write.
+    // Read again under the lock, because another process may have replaced the file. If another process holds
+    // the lock, it may do so at any time, so the file stays until the next write.
     const platform::LockResult lock = files().lockForPath(*path);
     content = read(*path);
     if (content.found == Found::undecodable) {
@@ -182,7 +182,7 @@ bool ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& 
   platform::LockResult lock = files().lockForPath(*path);
   if (lock.isHeldByAnother()) {
     keepBeside(*path, record, reports);
-    // The holder may have looked for changes for the last time before this one was kept.
+    // The holder may have made its last check for changes before this one was stored.
     lock = files().lockForPath(*path);
     if (lock.isHeldByAnother()) return false;
   }
@@ -205,7 +205,7 @@ bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const C
   const bool isPartEnough = known_ && !isBroken_ && outside == 0;
   const Content content = read(path, isPartEnough ? Wanted::deviceProperties : Wanted::everything);
   hasRead_ = hasRead_ || content.hasFields();
-  // Another process may have set one aside since this one looked.
+  // Another process may have set one aside since the last check.
   setAside_ = setAside_ || files().fileExistsAtPath(unreadablePath(path)).exists;
   if (content.hasFields()) record.adopt(content.fields, known_ ? kDeviceProperties : kAllProperties);
   const Content setAside = readSetAside(path);
@@ -214,7 +214,7 @@ bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const C
   const PropertySet written = record.written();
   TWConfigFields fields = fieldsInForce();
   if (isSetAside && !hasRead_ && (written & propertyBit(TWConfigPropertyDataRedirectionRegion)) == 0) {
-    fields.dataRedirectionRegion = {};  // none was chosen: that of the file set aside is to count
+    fields.dataRedirectionRegion = {};  // none was chosen: the one in the file set aside applies
   }
   if (setAside.hasFields()) fields = withRecovered(std::move(fields), setAside.fields);
   record.adopt(withChanges(std::move(fields), changes), kDeviceProperties);
@@ -233,7 +233,7 @@ bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const C
       kRecordClass, [&](base::KeyedEncoder& encoder) { encodeFields(fields, encoder); });
 
   if (content.found == Found::part) {
-    // A copy, for the archive stays in force until the new one is there.
+    // A copy, because the archive must stay until the new one replaces it.
     static_cast<void>(files().replaceFile(corruptPath(path), content.bytes));
   }
   const bool moves = content.found == Found::undecodable || content.found == Found::unreadable;
@@ -276,14 +276,14 @@ void ConfigArchive::keepBeside(const std::string& path, const ConfigRecord& reco
       return;
     }
     if (!keptAs_.empty())
-      static_cast<void>(files().removeItem(keptAs_));  // the new one says all that it said
+      static_cast<void>(files().removeItem(keptAs_));  // the new file includes everything in it
     keptAs_ = std::move(keptAs);
     kept_ = std::move(change);
   }
   report("Another process holds the configuration archive: changes wait beside it until it is free", reports);
 }
 
-/// Moves a file out of the way that must not be overwritten; false where it had to stay.
+/// Moves a file aside that must not be overwritten; returns false if it had to stay.
 bool ConfigArchive::keepAside(const std::string& path, const Content& content, Reports& reports) {
   const bool undecodable = content.found == Found::undecodable;
   const std::string to = undecodable ? corruptPath(path) : unreadablePath(path);

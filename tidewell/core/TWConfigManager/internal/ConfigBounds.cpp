@@ -3,10 +3,10 @@
 namespace tidewell {
 namespace {
 
-/// The record itself, and the dictionaries of the property list around a value, are levels too.
+/// Leaves room for the record and for the dictionaries that a property list adds around a value.
 constexpr int kMaximumDepth = 500;
 
-/// Walks a value until it is clear that it does not fit.
+/// Measures a value, stopping as soon as it exceeds the limits.
 class Measure {
  public:
   explicit Measure(const PropertyBounds& bounds) : left_(bounds) {}

@@ -139,7 +139,7 @@ std::string_view ConfigChange::writeStatus(std::int64_t property, const base::Va
 }
 
 std::string_view ConfigChange::writeDuration(std::int64_t property, const base::Value& value) {
-  // The number is asked for first, as for every value that comes: one without a number raises.
+  // The number is read first: a value without one raises for any property.
   const std::int64_t seconds =
       value ? value.integerValue() : TWConfig::getDefaultValForDurationProperty(property);
   const ConfigField* const field = fieldOf(property, ConfigGroup::duration);
@@ -152,7 +152,7 @@ std::string_view ConfigChange::writeArray(std::int64_t property, const base::Val
   const ConfigField* const field = fieldOf(property, ConfigGroup::list);
   if (field == nullptr) return kUnknownConfigProperty;
   store(*this, *field, value ? value : base::Value(TWConfig::getDefaultValForArrayProperty(property)));
-  // The restricted-ID expressions are stored, and the line is logged all the same.
+  // The restricted-ID expressions are stored, but the line is logged nevertheless.
   return property == TWConfigPropertyRestrictedUniqueIDRegex ? kUnknownConfigProperty : std::string_view();
 }
 

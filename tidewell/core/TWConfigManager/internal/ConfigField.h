@@ -9,24 +9,23 @@
 
 namespace tidewell {
 
-/// Copies the fields of some properties.
+/// Copies the fields of the given properties.
 void copyFields(const TWConfigFields& from, TWConfigFields& to, PropertySet properties);
 [[nodiscard]] bool equalFields(const TWConfigFields& a, const TWConfigFields& b, PropertySet properties);
 
 void encodeFields(const TWConfigFields& fields, base::KeyedEncoder& encoder);
-/// A field that is missing or cannot be decoded reads nil, 0 or false. The latter ones are added to `broken`.
+/// A field that is missing or cannot be decoded gives nil, 0 or false. The latter are added to `broken`.
 [[nodiscard]] TWConfigFields decodeFields(base::KeyedDecoder& decoder, PropertySet* broken = nullptr);
 
-/// Some fields by their keys: what is a number, a boolean or a text.
+/// The numbers, booleans and texts among the given properties, by key.
 [[nodiscard]] base::Dictionary scalarsOf(const TWConfigFields& fields, PropertySet properties);
-/// Takes what `scalarsOf` gives into the fields of `properties`; other fields stay as they are.
+/// Stores values from `scalarsOf` in the fields of `properties`; other fields do not change.
 void takeScalars(const base::Dictionary& scalars, TWConfigFields& fields, PropertySet properties);
 
-/// New values for some properties, collected before they are put in force together.
+/// New values for some properties, collected so that they take effect together.
 ///
-/// The writers of the groups turn values into fields as they come. Each answers the line to log for it: empty
-/// where nothing is to be said. A rejected number changes nothing. They raise where a value has no number or
-/// boolean for a field that needs one.
+/// The writers convert values to fields. Each returns a line to log, or an empty one. An invalid number
+/// changes nothing. They raise for a value that is not a number or boolean where the field needs one.
 struct ConfigChange {
   TWConfigFields fields;
   PropertySet properties = 0;
@@ -48,7 +47,8 @@ struct ConfigChange {
 
 /// The fields of a new record.
 [[nodiscard]] TWConfigFields defaultFields();
-/// Logged after every write of the restricted-ID expressions, and so whenever a record of defaults is made.
+/// Logged after every write of the restricted-ID expressions, and therefore when a record of defaults is
+/// created.
 inline constexpr std::string_view kUnknownConfigProperty = "Unknown Config property";
 
 }  // namespace tidewell

@@ -8,8 +8,8 @@
 namespace tidewell {
 namespace {
 
-/// The first expression of a process takes a millisecond to compile: on no thread of the host's. A list that
-/// was replaced meanwhile is not compiled any more.
+/// Compiles in the background, because the first expression in a process takes a millisecond to compile.
+/// Skips a list that was replaced meanwhile.
 void compileInBackground(const std::shared_ptr<const RestrictedExpressions>& expressions) {
   platform::Platform::current().globalQueue().async(
       [waiting = std::weak_ptr<const RestrictedExpressions>(expressions)] {
@@ -23,7 +23,7 @@ DeferredWork::~DeferredWork() {
   if (!newExpressions || !newExpressions->hasSomethingToCompile()) return;
   try {
     compileInBackground(newExpressions);
-  } catch (...) {  // no memory for the errand: the first question compiles
+  } catch (...) {  // out of memory: the first query compiles
   }
 }
 
@@ -77,7 +77,7 @@ void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties,
   TWConfigFields next = publisher_.latest()->fields;
   copyFields(fields, next, properties);
   const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
-  // Everywhere or nowhere.
+  // All publications or none.
   for (ConfigPublication* const publication : publications_) publication->makeRoom();
   publisher_.makeRoom();
   for (ConfigPublication* const publication : publications_) publication->publish(snapshot, deferred);

@@ -12,30 +12,30 @@
 
 namespace tidewell {
 
-/// What publishing leaves to do when the locks are released: make it before they are taken.
+/// Work that publishing defers until after unlocking. Construct it before locking.
 struct DeferredWork {
   DeferredWork() = default;
   DeferredWork(const DeferredWork&) = delete;
   DeferredWork& operator=(const DeferredWork&) = delete;
-  /// Has new expressions compiled, and frees what nobody reads any more.
+  /// Schedules compilation of new expressions and frees snapshots without readers.
   ~DeferredWork();
 
   std::vector<std::shared_ptr<const CompiledConfig>> garbage;
   std::shared_ptr<const RestrictedExpressions> newExpressions;
 };
 
-/// What the questions of one manager read. Callers of `publish` take turns.
+/// The snapshot read by the queries of one manager. Callers must serialise calls of `publish`.
 class ConfigPublication {
  public:
   ConfigPublication(std::atomic<GateWord>& gates, std::atomic<const CompiledConfig*>& current)
       : gates_(gates), publisher_(current) {}
-  /// After this the next `publish` needs no memory.
+  /// Reserves memory so that the next `publish` cannot fail.
   void makeRoom() { publisher_.makeRoom(); }
-  /// Puts a snapshot in force for the questions; the old one waits for `reclaim`.
+  /// Publishes a snapshot; the previous one is retired until `reclaim`.
   void publish(std::shared_ptr<const CompiledConfig> snapshot, DeferredWork& deferred);
-  /// Takes back what no question can read any more. Call it after `heavyFence`.
+  /// Frees retired snapshots without readers. Call after `heavyFence`.
   void reclaim(DeferredWork& deferred) noexcept;
-  /// Both.
+  /// Publishes and reclaims.
   void replace(std::shared_ptr<const CompiledConfig> snapshot, DeferredWork& deferred);
 
  private:
@@ -43,9 +43,10 @@ class ConfigPublication {
   base::SnapshotPublisher<CompiledConfig> publisher_;
 };
 
-/// The record behind a `TWConfig`: the snapshot in force, who reads it, and what this process has written.
+/// The record behind a `TWConfig`: the current snapshot, its publications, and the set of properties that
+/// this process has written.
 ///
-/// Any thread. Readers take no lock; writers take turns under one lock, over no foreign code.
+/// Any thread. Readers take no lock; writers are serialised by a lock that is never held over foreign code.
 class ConfigRecord {
  public:
   explicit ConfigRecord(TWConfigFields fields);
@@ -56,21 +57,21 @@ class ConfigRecord {
     return base::SnapshotGuard<CompiledConfig>(current_);
   }
 
-  /// Puts the change in force, and remembers that this process has written those properties.
+  /// Applies the change and marks its properties as written by this process.
   void apply(const ConfigChange& change);
-  /// Takes the fields of `properties` from another record, but for those that this process has written.
+  /// Copies the fields of `properties` from another record, except those that this process has written.
   void adopt(const TWConfigFields& fields, PropertySet properties);
 
-  /// Counts every field as written by this process.
+  /// Marks every field as written by this process.
   void claim();
-  /// What this process has written.
+  /// The properties that this process has written.
   [[nodiscard]] PropertySet written() const;
 
-  /// After this the next `attach` needs no memory.
+  /// Reserves memory so that the next `attach` cannot fail.
   void makeRoomForAttachment();
-  /// Makes room in a publication that is attached to this record, whose writers may be using it.
+  /// Reserves memory in an attached publication, which the record's writers may be using.
   void makeRoomIn(ConfigPublication& publication);
-  /// From now on, and until it is detached, every change is published there, too.
+  /// Publishes every change there, too, until it is detached.
   void attach(ConfigPublication& publication);
   void detach(ConfigPublication& publication);
 

@@ -12,12 +12,12 @@
 #include "tidewell/core/TWConfigManager/TWConfigConstant.h"
 #include "tidewell/core/internal/RowOrder.h"
 
-// The configuration's fields and gates, one row each. Groups, defaults, orders, bits and the writers' rules
-// follow from the rows.
+// The configuration's fields and gates, one row each. Groups, defaults, orders, bits and writers' rules are
+// derived from the rows.
 
 namespace tidewell {
 
-/// The writer that a property belongs to. Numbers of one group need not be neighbours.
+/// The writer of a property. The numbers of a group need not be contiguous.
 enum class ConfigGroup : std::uint8_t { status, duration, list, misc, optOut };
 
 struct EmptyList {};
@@ -28,12 +28,12 @@ using ConfigMember =
 /// One field of the record: a row of `kConfigFields`.
 struct ConfigField {
   TWConfigProperty property;
-  std::string_view key;  ///< of the server and of the archive
+  std::string_view key;  ///< in the server's configuration and in the archive
   ConfigMember member;
   ConfigGroup group;
   ConfigDefault defaultValue;
   std::int8_t archivePlace;
-  std::int8_t mergePlace;  ///< `kNoPlace`: set on the device, and never by the server
+  std::int8_t mergePlace;  ///< `kNoPlace`: set on the device, never by the server
 };
 
 /// The fields in the order of their numbers. A new one takes the next place in the archive and in the merge.
@@ -92,16 +92,16 @@ inline constexpr std::array kConfigFields = {
                 &TWConfigFields::userInAppOptedOut, ConfigGroup::optOut, false, 19, kNoPlace},
 };
 
-/// A number below the last one that no property has.
+/// The only unused number below the last one.
 inline constexpr std::int64_t kPropertyHole = 7;
 
-/// The row of a property; null for a number that none has.
+/// The row of a property; null for an unknown number.
 [[nodiscard]] constexpr const ConfigField* fieldOf(std::int64_t property) noexcept {
   if (property < 0 || property == kPropertyHole) return nullptr;
   const auto row = static_cast<std::size_t>(property - (property > kPropertyHole ? 1 : 0));
   return row < kConfigFields.size() ? &kConfigFields[row] : nullptr;
 }
-/// The same for a property of one group; null for any other number.
+/// The same for one group; null for any other number.
 [[nodiscard]] constexpr const ConfigField* fieldOf(std::int64_t property, ConfigGroup group) noexcept {
   const ConfigField* const field = fieldOf(property);
   return field != nullptr && field->group == group ? field : nullptr;
@@ -110,7 +110,7 @@ static_assert(std::all_of(kConfigFields.begin(), kConfigFields.end(),
                           [](const ConfigField& row) { return fieldOf(row.property) == &row; }),
               "a row of kConfigFields is missing, doubled, or not at the place of its number");
 
-/// Whether the default and the member are of the types that the group's writer stores.
+/// Whether default and member have the types that the group's writer stores.
 [[nodiscard]] constexpr bool fitsItsGroup(const ConfigField& field) {
   const bool isObject = std::holds_alternative<base::Value TWConfigFields::*>(field.member);
   const bool isNumber = std::holds_alternative<std::uint64_t TWConfigFields::*>(field.member);
@@ -134,7 +134,7 @@ static_assert(std::all_of(kConfigFields.begin(), kConfigFields.end(),
 static_assert(std::all_of(kConfigFields.begin(), kConfigFields.end(), fitsItsGroup),
               "a row of kConfigFields does not fit its group");
 
-/// Whether two rows share a key.
+/// Whether two rows have the same key.
 [[nodiscard]] constexpr bool hasKeyTwice() {
   for (const ConfigField& field : kConfigFields) {
     const auto isSame = [&](const ConfigField& other) { return other.key == field.key; };
@@ -152,9 +152,9 @@ static_assert(countPlaces(kConfigFields, placeInArchive) == kConfigFields.size()
 static_assert(hasEveryPlaceOnce(kConfigFields, placeInMerge),
               "a place in the merge is missing or used twice");
 
-/// The rows in the order of the archive.
+/// The rows in archive order.
 inline constexpr auto kArchiveOrder = rowsInOrder<kConfigFields.size()>(kConfigFields, placeInArchive);
-/// The rows that a reply sets, in the order in which it is merged.
+/// The rows set by a reply, in the order of merging.
 inline constexpr auto kMergeOrder =
     rowsInOrder<countPlaces(kConfigFields, placeInMerge)>(kConfigFields, placeInMerge);
 
@@ -163,7 +163,7 @@ using PropertySet = std::uint64_t;
 static_assert(kConfigFields.back().property < 64, "a property's number does not fit into a PropertySet");
 constexpr PropertySet propertyBit(TWConfigProperty property) { return PropertySet{1} << property; }
 
-/// The set of the properties whose rows meet a condition.
+/// The properties whose rows satisfy a condition.
 template <class Condition>
 [[nodiscard]] constexpr PropertySet propertiesWhere(Condition condition) {
   PropertySet properties = 0;
@@ -173,11 +173,11 @@ template <class Condition>
   return properties;
 }
 inline constexpr PropertySet kAllProperties = propertiesWhere([](const ConfigField&) { return true; });
-/// What is set on the device, and never by the server.
+/// The properties set on the device, never by the server.
 inline constexpr PropertySet kDeviceProperties =
     propertiesWhere([](const ConfigField& field) { return field.mergePlace == kNoPlace; });
 
-/// The row of a member of the record. Does not compile for one that has none.
+/// The row of a member of the record. Does not compile if there is none.
 template <auto member>
 [[nodiscard]] consteval const ConfigField& fieldOfMember() {
   const ConfigField* found = nullptr;
@@ -188,7 +188,7 @@ template <auto member>
   return *found;
 }
 
-/// The questions whose answers are bits of one word.
+/// Queries whose results are bits of one word.
 enum class Gate : std::uint32_t {
   accountActive,
   inAppServiceActive,
@@ -202,15 +202,15 @@ enum class Gate : std::uint32_t {
   userInAppEnabled,
 };
 
-/// What a gate answers while its status is nil.
+/// The result of a gate whose status is nil.
 enum class NilStatus : std::uint8_t { passes, fails };
 
-/// What one gate asks, after it has asked whether the account is active: a row of `kGateRules`.
+/// The checks of a gate after the account's: a row of `kGateRules`.
 struct GateRule {
   Gate gate;
   std::string_view selector;
-  std::int32_t line;                              ///< of the log's coordinates
-  bool fallback;                                  ///< the answer if the status is no string
+  std::int32_t line;                              ///< in the log coordinates
+  bool fallback;                                  ///< the result if the status is not a string
   base::Value TWConfigFields::*status = nullptr;  ///< must not be "blocked"
   NilStatus nilStatus = NilStatus::passes;
   bool TWConfigFields::*optOut = nullptr;  ///< must be false
@@ -243,20 +243,20 @@ inline constexpr std::array kGateRules = {
 };
 inline constexpr std::uint32_t kGateCount = kGateRules.size();
 
-/// A word with two bits for each gate: its answer, and whether answering it raises.
+/// Two bits per gate: its result, and whether evaluating it raises.
 using GateWord = std::uint32_t;
 inline constexpr std::uint32_t kRaisesShift = 4 * sizeof(GateWord);
 static_assert(kGateCount <= kRaisesShift, "the gates do not fit into a GateWord");
 
-/// The bit that is set where a gate answers true.
-constexpr GateWord yesBit(Gate gate) { return GateWord{1} << static_cast<std::uint32_t>(gate); }
-/// The bit that is set where answering a gate raises: it is then answered by `answerGate`, which logs.
-constexpr GateWord raisesBit(Gate gate) { return yesBit(gate) << kRaisesShift; }
+/// Set if a gate's result is true.
+constexpr GateWord trueBit(Gate gate) { return GateWord{1} << static_cast<std::uint32_t>(gate); }
+/// Set if evaluating a gate raises; `answerGate` then evaluates it and logs.
+constexpr GateWord raisesBit(Gate gate) { return trueBit(gate) << kRaisesShift; }
 
 [[nodiscard]] constexpr bool hasRule(Gate gate) { return static_cast<std::uint32_t>(gate) < kGateCount; }
 constexpr const GateRule& ruleOf(Gate gate) { return kGateRules[static_cast<std::size_t>(gate)]; }
 
-/// Whether a member of the record belongs to a group; true for none.
+/// Whether a member of the record belongs to a group; true for a null member.
 template <class Type>
 [[nodiscard]] constexpr bool isOfGroup(Type TWConfigFields::*member, ConfigGroup group) {
   return member == nullptr || std::any_of(kConfigFields.begin(), kConfigFields.end(), [&](const auto& field) {

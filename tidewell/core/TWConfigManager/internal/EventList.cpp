@@ -18,7 +18,7 @@ EventList::EventList(base::Value list)
     : seed_(base::stringHash("seed")), factor_(base::stringHash("factor") | 1), list_(std::move(list)) {
   const base::Array* const names = list_.array();
   const std::size_t count = names != nullptr ? names->count() : 0;
-  // A short list, asked most often, has room for nearly every name to stand at its own place.
+  // A short list, the most frequent case, has enough slots for almost every name to be at its first index.
   slots_.resize(std::bit_ceil(count + count / 3 + 1) * (count < kShortList ? 4 : 1));
   mask_ = slots_.size() - 1;
   mayRaise_ = names == nullptr && !list_.isNil();

@@ -11,7 +11,7 @@
 
 namespace tidewell {
 
-/// The upper and the lower half of a product of 128 bits, exclusive-ored.
+/// The exclusive or of the upper and lower half of a 128-bit product.
 #if defined(__SIZEOF_INT128__)
 inline std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) {
   __extension__ using Wide = unsigned __int128;
@@ -27,22 +27,21 @@ inline std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) {
 }
 #endif
 
-/// A list of event names, ready for the question whether a name is in it. Immutable; any thread.
+/// A list of event names prepared for membership queries. Immutable; any thread.
 ///
-/// The answer is that of a walk from the first entry on, found with one probe whatever the length: a name
-/// that stands before the first entry which is no string is in the list; for any other the walk would have
-/// met that entry, and raised.
+/// Gives the result of a linear search, with one probe whatever the length: a name before the first entry
+/// that is not a string is found; for any other name a search would have reached that entry and raised.
 ///
-/// A table of its own, because one with an allocation an entry (the standard library's) takes longer to fill
-/// from a long list than reading the reply took.
+/// Uses a hash table of its own, because filling the standard library's, with an allocation per entry, takes
+/// longer for a long list than parsing the reply.
 class EventList {
  public:
-  /// nil is a list without names.
+  /// A nil list contains no names.
   explicit EventList(base::Value list);
 
-  /// Whether an entry is no string, or the list no array: then ask `contains`.
+  /// Whether an entry is not a string, or the list is not an array; use `contains` then.
   [[nodiscard]] bool mayRaise() const noexcept { return mayRaise_; }
-  /// Whether the name is in the list, of one that cannot raise. In line, so that a question makes no call.
+  /// Whether a list that cannot raise contains the name. Inline, so that a query makes no call.
   [[nodiscard, gnu::always_inline]] bool has(std::string_view name) const noexcept {
     const std::uint64_t hash = hashOf(name);
     for (std::size_t index = hash & mask_;; index = (index + 1) & mask_) {
@@ -52,14 +51,14 @@ class EventList {
         return true;
     }
   }
-  /// The same for any list. Raises where the list is no array, or where the walk meets an entry that is no
+  /// The same for any list. Raises if the list is not an array, or the search reaches an entry that is not a
   /// string.
   [[nodiscard]] bool contains(std::string_view name) const;
 
  private:
   struct Slot {
     std::uint64_t hash = 0;
-    const std::string* name = nullptr;  // null: free
+    const std::string* name = nullptr;  // null if free
   };
 
   [[nodiscard]] std::uint64_t hashOf(std::string_view name) const noexcept {
@@ -69,7 +68,7 @@ class EventList {
     std::uint64_t last = 0;
     if (left >= 8) {
       for (; left > 8; left -= 8, text += 8) hash = step(hash, read<std::uint64_t>(text));
-      last = read<std::uint64_t>(text + left - 8);  // overlaps what was read before
+      last = read<std::uint64_t>(text + left - 8);  // overlaps the bytes read before
     } else if (left >= 4) {
       last = read<std::uint32_t>(text) | std::uint64_t{read<std::uint32_t>(text + left - 4)} << 32;
     } else {
@@ -77,13 +76,13 @@ class EventList {
     }
     return step(step(hash, last), seed_);  // once more, so that every bit depends on all others
   }
-  /// Takes a word into the hash: multiplies by a factor that nobody outside the process knows, and folds the
-  /// halves of the product together, so that nobody can choose names whose differences cancel out.
+  /// Mixes a word into the hash: multiplies by a factor unknown outside the process and folds the halves of
+  /// the product, so that an attacker cannot choose names whose differences cancel out.
   [[nodiscard]] std::uint64_t step(std::uint64_t hash, std::uint64_t word) const noexcept {
     return foldedProduct(hash ^ word, factor_);
   }
 
-  /// Whether the bytes at `text` are those of the name.
+  /// Whether the bytes at `text` equal the name.
   static bool hasBytes(const char* text, std::string_view name) noexcept {
     const std::size_t size = name.size();
     if (size < 8) {
@@ -108,7 +107,7 @@ class EventList {
 
   std::uint64_t seed_;
   std::uint64_t factor_;
-  std::vector<Slot> slots_;  // a power of two of them, at most three quarters in use
+  std::vector<Slot> slots_;  // the size is a power of two; at most three quarters are used
   std::size_t mask_ = 0;
   bool mayRaise_ = false;
   base::Value list_;  // owns the names

@@ -14,7 +14,7 @@ namespace tidewell {
 namespace {
 
 constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
-/// So many numbers are named in one line.
+/// The most indices named in one line.
 constexpr std::size_t kMaximumNamed = 10;
 
 }  // namespace
@@ -24,7 +24,7 @@ RestrictedExpressions::RestrictedExpressions(base::Value list) : list_(std::move
   if (entries == nullptr) return;
   for (const base::Value& entry : *entries) {
     const std::string* const pattern = entry.string();
-    if (pattern == nullptr) break;  // here the walk ends
+    if (pattern == nullptr) break;  // the search ends here
     if (base::RegularExpression::isPlainText(*pattern)) {
       texts_.push_back({*pattern, static_cast<std::uint32_t>(end_)});
     } else {
@@ -78,7 +78,7 @@ void RestrictedExpressions::buildTable() {
     const std::string_view text = texts_[place].text;
     std::size_t slot = base::stringHash(text) & mask;
     while (slots_[slot] != 0 && texts_[slots_[slot] - 1].text != text) slot = (slot + 1) & mask;
-    if (slots_[slot] == 0) slots_[slot] = static_cast<std::uint32_t>(place + 1);  // else the first one counts
+    if (slots_[slot] == 0) slots_[slot] = static_cast<std::uint32_t>(place + 1);  // else the first one wins
   }
 }
 
@@ -115,14 +115,14 @@ RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniq
   if (!compiled_.empty() && compiled_.front().index < end) {
     const base::MatchText text(uniqueID);
     const base::MatchPlace place;
-    // A step for each at least, so that a long list of cheap expressions is asked whole.
+    // At least one step each, so that all expressions of a long, cheap list are evaluated.
     std::int32_t left = std::max(kStepsOfQuestion, static_cast<std::int32_t>(compiled_.size()));
     auto behind = static_cast<std::int32_t>(compiled_.size());
     for (const Compiled& compiled : compiled_) {
       if (compiled.index >= end) break;
       const base::RegularExpression& expression = expressionOf(compiled);
-      // Its share of what is left, or what it needs at least if that is more; a step for each one behind
-      // stays.
+      // An equal share of the remaining steps, or the minimum that it needs, if more; but one step is left
+      // for each of those after it.
       const std::int32_t share = std::max(left / behind, expression.leastCost(text));
       base::MatchBudget budget{std::min(share, left - --behind)};
       const std::int32_t granted = budget.steps;

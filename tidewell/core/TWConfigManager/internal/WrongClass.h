@@ -6,8 +6,8 @@
 
 namespace tidewell {
 
-/// The array that a value is, for a question that sends it `selector`: raises for any other class. nil is the
-/// empty array.
+/// The array in a value, for a query that sends it `selector`; an empty array for nil. Raises for any other
+/// class.
 [[nodiscard]] const base::Array& arrayOf(const base::Value& value, std::string_view selector);
 
 }  // namespace tidewell

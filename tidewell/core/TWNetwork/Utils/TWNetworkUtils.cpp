@@ -19,7 +19,7 @@ namespace {
 
 using platform::Platform;
 
-/// The wrappers in the order in which they are asked; the last one that left a version wins.
+/// The wrappers in the order in which they are checked; the last one with a version wins.
 constexpr auto kIntegrations = std::to_array<std::pair<std::string_view, std::string_view>>({
     {Tidewell_Cordova_SDK_Version, "cordova"},
     {Tidewell_React_Native_SDK_Version, "react_native"},
@@ -30,7 +30,7 @@ constexpr auto kIntegrations = std::to_array<std::pair<std::string_view, std::st
 
 constexpr std::string_view kOperatingSystem = "iOS";
 
-/// The push token, where there is one and the user gets push messages at all.
+/// The push token, if there is one and the user has not opted out of push messages.
 std::optional<std::string> usablePushToken() {
   std::optional<std::string> token = TWCoreUtils::getDeviceToken();
   if (!token || token->empty() || !TWConfigManager::sharedInstance().isUserPushEnabled()) return std::nullopt;

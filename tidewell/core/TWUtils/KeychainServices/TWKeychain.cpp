@@ -25,7 +25,7 @@ base::Dictionary TWKeychain::getKeychainQuery(std::string_view service) {
 void TWKeychain::save(std::string_view service, const base::Value& data) {
   base::Dictionary item = getKeychainQuery(service);
   const base::Data archive(
-      base::archivedDataWithRootObject(data));  // first: where it raises the old item stays
+      base::archivedDataWithRootObject(data));  // first: if it raises, the old item stays
   keychain().itemDelete(item);
   item.setObject(archive, platform::kSecValueData);
   keychain().itemAdd(item);
@@ -42,7 +42,7 @@ base::Value TWKeychain::load(std::string_view service) {
   try {
     return base::unarchiveObjectWithData(archive.view());
   } catch (const std::bad_alloc&) {
-    throw;  // not nil: the caller would replace the item
+    throw;  // must not become nil: the caller would replace the item
   } catch (...) {
     logCaughtException(kWhere, {service});
   }

@@ -9,28 +9,27 @@
 
 namespace tidewell {
 
-/// The service prefix of the SDK's keychain items; the application's bundle identifier follows after a full
-/// stop.
+/// The service prefix of the SDK's keychain items, to be followed by a full stop and the application's bundle
+/// identifier.
 inline constexpr std::string_view TW_KEYCHAIN_SERVICE = "com.tidewell";
 
-/// Keeps small values in the keychain, so that they survive a reinstallation of the application.
+/// Stores small values in the keychain, so that they survive a reinstallation of the application.
 ///
-/// Class operations only; any thread. Errors of the keychain are not reported.
+/// Static functions only; any thread. Keychain errors are not reported.
 class TIDEWELL_EXPORT TWKeychain final {
  public:
   TWKeychain() = delete;
 
   [[nodiscard]] static base::Dictionary getKeychainQuery(std::string_view service);
-  /// Replaces the item of the service. Raises for an object that cannot be archived.
+  /// Replaces the service's item. Raises for an object that cannot be archived.
   static void save(std::string_view service, const base::Value& data);
-  /// nil where there is no item, where the keychain cannot be asked, and for an item that cannot be
-  /// unarchived (line 34).
+  /// nil if there is no item, the keychain is unavailable, or the item cannot be unarchived (log line 34).
   [[nodiscard]] static base::Value load(std::string_view service);
   static void remove(std::string_view service);
-  /// The item where it is a string, else "".
+  /// The item if it is a string, otherwise "".
   [[nodiscard]] static std::string keychainItem(std::string_view service);
-  /// Makes the device unique ID of the SDK unique id and saves it on the global queue. nil where there is no
-  /// SDK unique id.
+  /// Derives the device unique ID from the SDK unique ID ("P-" and that ID), and saves it on the global
+  /// queue. No value if there is no SDK unique ID.
   [[nodiscard]] static std::optional<std::string> createDeviceUniqueIDForService(std::string_view service);
 };
 

@@ -21,13 +21,13 @@ namespace {
 
 constexpr std::string_view kDefaultFormat = "Tidewell - %@";
 constexpr std::string_view kDetailedFormat = "Tidewell - <file - %@, line number - %@ , method - '%@'> %@";
-/// Of a line's format arguments, those beyond these are ignored. Formats that a caller hands to `createLog`
-/// or `log` take all.
+/// The most format arguments used for a line; further ones are ignored. Formats passed to `createLog` or
+/// `log` use all.
 constexpr std::size_t kMaximumFormatArguments = 11;
-/// A threshold that no severity reaches.
+/// A threshold above every severity.
 constexpr std::uint64_t kNothingIsWritten = std::uint64_t{1} << 32;
 
-/// The templates by verbosity, from 1. Never changed once they are in force.
+/// The templates by verbosity, starting at 1. Immutable once published.
 struct Templates : std::enable_shared_from_this<Templates> {
   std::array<std::optional<std::string>, 2> formats{std::string(kDefaultFormat),
                                                     std::string(kDetailedFormat)};
@@ -44,7 +44,7 @@ void writeToConsole(std::string_view text) {
   platform::Platform::current().console().write(text);
 }
 
-/// For the last lines of defence: no exception leaves, neither the console's nor one for want of memory.
+/// For the last line of defence: swallows exceptions, the console's included.
 void writeToConsoleNoThrow(std::string_view text) noexcept {
   try {
     writeToConsole(text);
@@ -52,7 +52,7 @@ void writeToConsoleNoThrow(std::string_view text) noexcept {
   }
 }
 
-/// The same with the description of the exception that is being handled.
+/// The same, with the description of the exception being handled.
 void writeCaughtToConsoleNoThrow(std::string_view text) noexcept {
   try {
     writeToConsole(std::string(text) + base::currentExceptionDescription());
@@ -65,13 +65,13 @@ void writeReport(std::string_view text) {
   TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityWarning, {base::Value(text)});
 }
 
-constinit std::atomic<const Templates*> templatesInForce{nullptr};
-constinit std::atomic<const LogShipper*> shipperInForce{nullptr};
+constinit std::atomic<const Templates*> currentTemplates{nullptr};
+constinit std::atomic<const LogShipper*> currentShipper{nullptr};
 
-/// The writers' side of templates and switches.
+/// The writers' state of templates and switches.
 ///
-/// Made by whatever touches one of them first. As long as no switch was touched nothing is written, so this
-/// is early enough to become the listener of the layers below.
+/// Created by the first function that uses it. Nothing is logged until a switch is set, so this is early
+/// enough to become the reporter of the lower layers.
 struct State {
   State() {
     const base::MutexLock lock(writers);
@@ -85,7 +85,7 @@ struct State {
   }
 
   base::StateMutex writers;
-  base::SnapshotPublisher<Templates> templates TIDEWELL_GUARDED_BY(writers){templatesInForce};
+  base::SnapshotPublisher<Templates> templates TIDEWELL_GUARDED_BY(writers){currentTemplates};
 };
 
 State& loggerState() {
@@ -112,7 +112,7 @@ constexpr std::string_view label(std::int64_t severity) {
   }
 }
 
-/// The template of a line: with the label in front while filtering is in force, even where there is none.
+/// The template of a line. Begins with the label while filtering is on, even without a template.
 std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t severity) {
   std::optional<std::string> format = TWLogger::formatForVerbosity(verbosity);
   if (!TWLogger::usingSeverityFiltering()) return format;
@@ -127,15 +127,15 @@ std::string textOf(std::string_view format, const base::Array& arguments) {
   return base::stringWithFormat(format, arguments.begin(), arguments.count());
 }
 
-/// The arguments that a line takes.
+/// The arguments used for a line.
 base::Array takenArguments(const base::Array& formatArgs) {
   if (formatArgs.count() <= kMaximumFormatArguments) return formatArgs;
   return base::Array(
       std::vector<base::Value>(formatArgs.begin(), formatArgs.begin() + kMaximumFormatArguments));
 }
 
-/// The same for a message as the only argument. Put together here where the message stands in the only place
-/// of the format, as in nearly all of them.
+/// The same for a message as the only argument. Concatenates directly if the format's only conversion is a
+/// %@, as in almost all formats.
 std::string textOf(std::string_view format, std::string_view message) {
   const std::size_t place = format.find("%@");
   if (place == std::string_view::npos || format.find('%') != place ||
@@ -153,7 +153,7 @@ void writeLine(std::int64_t verbosity, std::int32_t severity, const base::Array&
   TWLogger::log(lineFormat(verbosity, severity), takenArguments(formatArgs));
 }
 
-/// Says that logging itself raised, once: where that fails, too, there is nobody left to tell.
+/// Logs once that logging itself raised. A failure to do so cannot be reported.
 void writeFailure(std::string_view message) noexcept {
   try {
     const base::Value exception(base::currentExceptionDescription());
@@ -164,8 +164,8 @@ void writeFailure(std::string_view message) noexcept {
 
 }  // namespace
 
-/// The switches as they were set. Readers look at them one by one; writers take turns, so that the threshold
-/// always fits the switches that were set last.
+/// The current switches. Readers read them individually; writers are serialised, so that the threshold always
+/// matches the latest switches.
 struct LoggerSwitches {
   std::atomic<std::int32_t> minimumSeverity{0};
   std::atomic<bool> inDebug{false};
@@ -194,7 +194,7 @@ constinit LoggerSwitches switches;
 constinit std::atomic<std::uint64_t> TWLogger::threshold_{kNothingIsWritten};
 
 void setLogShipper(const LogShipper& shipper) noexcept {
-  shipperInForce.store(&shipper, std::memory_order_release);
+  currentShipper.store(&shipper, std::memory_order_release);
 }
 
 void TWLogger::initialize() { (void)loggerState(); }
@@ -216,7 +216,7 @@ void TWLogger::setFormat(std::optional<std::string> format, std::int64_t forVerb
 std::optional<std::string> TWLogger::formatForVerbosity(std::int64_t verbosity) {
   if (!hasTemplate(verbosity)) return std::nullopt;
   initialize();
-  return base::SnapshotGuard(templatesInForce)->formats[templateIndex(verbosity)];
+  return base::SnapshotGuard(currentTemplates)->formats[templateIndex(verbosity)];
 }
 
 void TWLogger::setMinimumSeverity(std::int32_t severity) {
@@ -298,7 +298,7 @@ void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, c
                                 const base::Value& stackTrace) {
   logWithVerbosity(verbosity, severity, formatArgs);
   try {
-    const LogShipper* const shipper = shipperInForce.load(std::memory_order_acquire);
+    const LogShipper* const shipper = currentShipper.load(std::memory_order_acquire);
     if (shipper == nullptr || !shipper->isEnabled()) return;
     std::optional<std::string> line = getLogforVerbosity(verbosity, severity, formatArgs);
     if (line) shipper->send(*std::move(line), stackTrace, labelForSeverity(severity));

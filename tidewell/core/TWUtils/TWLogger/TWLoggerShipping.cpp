@@ -1,4 +1,4 @@
-// The way of a log line to the log service.
+// Sends log lines to the log service.
 
 #include "tidewell/core/TWUtils/TWLogger/internal/LogShipping.h"
 
@@ -22,7 +22,7 @@ namespace {
 constinit std::atomic<std::size_t> linesInFlight{0};
 constinit std::atomic<std::size_t> bytesInFlight{0};
 
-/// Adds to a counter, unless that would pass the bound.
+/// Adds to a counter unless the sum would exceed the bound.
 bool reserve(std::atomic<std::size_t>& counter, std::size_t amount, std::size_t bound) {
   std::size_t current = counter.load(std::memory_order_relaxed);
   do {
@@ -31,12 +31,12 @@ bool reserve(std::atomic<std::size_t>& counter, std::size_t amount, std::size_t 
   return true;
 }
 
-/// One line's share of the bounds, given back when its request has completed or will never complete.
+/// One line's share of the limits, returned when its request has completed or can no longer complete.
 class ShippingSlot {
  public:
-  /// Null where a bound is reached.
+  /// Null if a limit is reached.
   static std::shared_ptr<const ShippingSlot> take(std::size_t bytes) {
-    const auto slot = std::make_shared<ShippingSlot>();  // first: what is reserved is given back in any case
+    const auto slot = std::make_shared<ShippingSlot>();  // first: reservations are returned in any case
     if (!reserve(linesInFlight, 1, TWLogger::kMaximumShippedLines)) return nullptr;
     slot->lines_ = 1;
     if (!reserve(bytesInFlight, bytes, TWLogger::kMaximumShippedBytes)) return nullptr;
@@ -63,7 +63,7 @@ void logFailedSync() { logLine("Logentries failed to sync"); }
 
 std::optional<std::string> tokenPathComponent() {
   const base::Value token = TWConfigManager::sharedInstance().getLogEntriesToken();
-  (void)token.length();  // raises where the server sent no text
+  (void)token.length();  // raises if the server's value is not text
   return token.optionalString();
 }
 

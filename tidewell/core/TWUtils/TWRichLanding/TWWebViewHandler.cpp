@@ -52,7 +52,7 @@ void TWWebViewHandler::presentSafariVCWithURL(const std::optional<base::Url>& ur
   setSfVC(page);
   Platform::current().mainQueue().async([self = keptAlive(*this)] {
     const auto latest = self ? self->sfVC() : nullptr;
-    // Shown already where another page was opened before the main queue came to the first.
+    // Already shown if another page was opened before the main queue ran the first function.
     if (!latest || runtime::send(latest, platform::kPresentingViewController)) return;
     runtime::send(TWCoreUtils::getTopMostViewController(), platform::kPresentViewController, latest, true,
                   nullptr);
@@ -84,7 +84,7 @@ std::shared_ptr<SFSafariViewController> TWWebViewHandler::sfVC() const {
 
 void TWWebViewHandler::setSfVC(std::shared_ptr<SFSafariViewController> sfVC) {
   const base::MutexLock lock(handlerMutex());
-  sfVC_.swap(sfVC);  // the parameter, which outlives the lock, lets go of the earlier one
+  sfVC_.swap(sfVC);  // the parameter, destroyed after unlocking, releases the previous one
 }
 
 std::shared_ptr<platform::UIViewController> TWWebViewHandler::webViewVC() const {

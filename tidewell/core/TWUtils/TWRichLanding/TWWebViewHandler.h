@@ -11,10 +11,10 @@
 
 namespace tidewell {
 
-/// Shows rich landing pages in the in-app browser, above whatever the application shows, and closes them.
+/// Shows rich landing pages in the in-app browser, above the application's current content, and closes them.
 ///
-/// One instance a process, made on first use and never destroyed. Any thread: operations return before
-/// anything is shown or closed, which happens on the main queue. Failures go to the log only.
+/// One instance per process, created on first use and never destroyed. Any thread: operations return
+/// immediately, and pages are shown and closed on the main queue. Failures are only logged.
 class TIDEWELL_EXPORT TWWebViewHandler
     : public runtime::Subclass<TWWebViewHandler, platform::SFSafariViewControllerDelegate> {
  public:
@@ -22,25 +22,25 @@ class TIDEWELL_EXPORT TWWebViewHandler
   TWWebViewHandler();
   ~TWWebViewHandler() override;
 
-  /// Shows a page; nothing for no URL. A URL that the in-app browser does not take is logged.
+  /// Shows a page. Does nothing without a URL. Logs a URL that the in-app browser does not support.
   void openWebViewWithUrl(std::optional<base::Url> url);
-  /// The same without the guard: raises for anything but an http or https URL. What is shown is the page that
-  /// `sfVC` holds when the main queue comes to it: of two pages opened in a row the second, once.
+  /// The same, but raises for anything but an http or https URL. Shows the page that `sfVC` returns when the
+  /// main queue runs it: if two pages are opened in succession, only the second.
   virtual void presentSafariVCWithURL(const std::optional<base::Url>& url);
 
-  /// Closes the page that `sfVC` holds when the main queue comes to it, shown or not; does nothing where none
-  /// was opened yet.
+  /// Closes the page that `sfVC` returns when the main queue runs this, whether it is shown or not. Does
+  /// nothing if none was opened.
   void dismissRichLandingWebViewControllerWithAnimation(bool animated);
-  /// The same without the guard.
+  /// The same, but exceptions propagate.
   virtual void dismissSafariControllerWithAnimation(bool animated);
 
-  /// The user has closed a page: it is dismissed.
+  /// The user has closed a page: dismisses it.
   void safariViewControllerDidFinish(platform::SFSafariViewController& controller) override;
 
-  /// The page that was opened last, also after it was closed.
+  /// The most recently opened page, even if it has been closed.
   [[nodiscard]] std::shared_ptr<platform::SFSafariViewController> sfVC() const;
   void setSfVC(std::shared_ptr<platform::SFSafariViewController> sfVC);
-  /// A place for a web view controller of other modules.
+  /// Storage for a web view controller of other modules.
   [[nodiscard]] std::shared_ptr<platform::UIViewController> webViewVC() const;
   void setWebViewVC(std::shared_ptr<platform::UIViewController> webViewVC);
 

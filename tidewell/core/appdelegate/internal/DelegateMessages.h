@@ -14,21 +14,22 @@
 
 namespace tidewell {
 
-/// The part of the installation that adds a method to the delegate's subclass.
+/// The installation stage that adds a method to the delegate's subclass.
 enum class ProxyStage : std::uint8_t { base, remoteNotifications };
 /// Which delegates get the method.
 enum class Added : std::uint8_t { always, ifDelegateResponds };
-/// The selector of the donor's method: that of the message, or the same with "donor_" after its first colon.
+/// The selector of the donor's method: that of the message, optionally with "donor_" after its first colon.
 enum class DonorSelector : std::uint8_t { same, prefixed };
-/// How an interceptor gets the message: sent, or by an invocation made from the protocol's description.
+/// How an interceptor receives the message: sent directly, or by an invocation created from the protocol's
+/// description.
 enum class Sent : std::uint8_t { directly, byInvocation };
 
 /// A message to the application's delegate that is forwarded to interceptors: a row of `kDelegateMessages`.
 struct DelegateMessage {
-  const void* message;  ///< the constant of `UIApplicationDelegate.h`, for comparison
+  const void* message;  ///< the constant in `UIApplicationDelegate.h`, for comparison
   DonorSelector donor;
   ProxyStage stage;
-  std::int8_t place;  ///< in the order in which the stage adds its methods
+  std::int8_t place;  ///< position in the order in which the stage adds its methods
   Added added;
 
   runtime::Selector (*selector)();
@@ -69,7 +70,7 @@ constexpr DelegateMessage delegateMessage(DonorSelector donor, ProxyStage stage,
           [] { return forwardingFunction<sent>(message); }};
 }
 
-/// The messages that are forwarded, in the order of the donor's methods.
+/// The forwarded messages, in the order of the donor's methods.
 inline constexpr std::array kDelegateMessages = {
     delegateMessage<platform::kApplicationOpenURL, Sent::directly>(DonorSelector::same, ProxyStage::base, 1,
                                                                    Added::ifDelegateResponds),
@@ -89,7 +90,7 @@ inline constexpr std::array kDelegateMessages = {
         DonorSelector::prefixed, ProxyStage::remoteNotifications, 2, Added::always),
 };
 
-/// The messages of a delegate that interceptors do not hear.
+/// The delegate's messages that are not forwarded.
 inline constexpr const void* kUnforwardedMessages[] = {&platform::kApplicationDelegateWindow};
 
 template <ProxyStage stage>
@@ -99,7 +100,7 @@ constexpr std::int8_t placeInStage(const DelegateMessage& row) {
 static_assert(hasEveryPlaceOnce(kDelegateMessages, placeInStage<ProxyStage::base>) &&
                   hasEveryPlaceOnce(kDelegateMessages, placeInStage<ProxyStage::remoteNotifications>),
               "a place in a stage is missing or used twice");
-/// The rows of a stage in the order in which it adds their methods.
+/// The rows of a stage, in the order in which it adds their methods.
 template <ProxyStage stage>
 inline constexpr auto kRowsOfStage =
     rowsInOrder<countPlaces(kDelegateMessages, placeInStage<stage>)>(kDelegateMessages, placeInStage<stage>);

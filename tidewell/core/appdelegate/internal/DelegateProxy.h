@@ -14,33 +14,32 @@
 
 namespace tidewell {
 
-/// The class, below a root class of its own, whose instance methods are copied into the subclasses of
-/// delegates. It has no objects: when its methods run, they run on the application's delegate.
+/// The class whose instance methods are copied into the subclasses of delegates; its superclass is a root
+/// class of its own. Has no instances: its methods run on the application's delegate.
 [[nodiscard]] runtime::Class& donorClass();
 
-/// The state of a forwarding method: what the real-implementation map says for it. Kept here, too, because
-/// each call needs it, and reading an association takes a lock and longer than the rest of the call.
+/// The state of a forwarding method: its entry in the real-implementation map. Duplicated here because each
+/// call needs it, and reading an association takes a lock and more time than the rest of the call.
 struct Forwarding {
   mutable std::atomic<const runtime::Method*> original{nullptr};
 };
 
-/// Whether an implementation is one that was copied from the donor.
+/// Whether an implementation was copied from the donor.
 [[nodiscard]] bool isForwarding(const runtime::Method& method);
 
-// What is attached to a proxied delegate: the class that it had before, and the real-implementation map, a
-// dictionary from a selector's name to a boxed pointer to the method that this class has for it, null where
-// it has none.
+// Associations of a proxied delegate: its original class, and the real-implementation map. The map's keys are
+// selector names; its values are boxed pointers to that class's methods, null if it has none.
 
 void attachRealClass(runtime::Object* object, runtime::Class& realClass);
-/// Null where none is attached.
+/// Null if there is none.
 [[nodiscard]] runtime::Ref realClass(const runtime::Object* object);
-/// nil takes the map away.
+/// nil removes the map.
 void attachRealImplementations(runtime::Object* object, base::Value map, runtime::AssociationPolicy policy);
-/// nil where the object has no map.
+/// nil if there is none.
 [[nodiscard]] base::Value realImplementations(const runtime::Object* object);
 
-/// Gives up the proxied delegate where it is this object, and answers it: null where it is another one. Of
-/// two threads that ask at once, one gets it.
+/// Releases and returns the proxied delegate if it is this object; otherwise returns null. If two threads
+/// call this at once, only one gets the object.
 [[nodiscard]] runtime::Ref takeOriginalDelegate(const runtime::Object* ifItIs);
 
 }  // namespace tidewell

@@ -11,18 +11,18 @@
 #include "tidewell/runtime/Invocation.h"
 #include "tidewell/runtime/Message.h"
 
-// The methods of a proxied delegate: each sends its message to the interceptors first, and then calls the
+// The methods of a proxied delegate. Each sends its message to the interceptors first, and then calls the
 // method of the delegate's original class.
 
 namespace tidewell {
 
-/// The method that the class of the proxied delegate had for this one; null if it had none.
+/// The original class's method in place of this one; null if it had none.
 inline const runtime::Method* originalImplementation(const runtime::Method& method) {
   const auto* const forwarding = static_cast<const Forwarding*>(method.state());
   return forwarding ? forwarding->original.load(std::memory_order_acquire) : nullptr;
 }
 
-/// Calls a method whose types are known at run time only. Raises if they are not those of `as`.
+/// Calls a method whose types are known only at run time. Raises if they differ from those of `as`.
 template <class R, class... P>
 runtime::CanonicalResult<R> callAs(const runtime::Method& method, const runtime::Method& as,
                                    runtime::Object& self, runtime::Canonical<P>... arguments) {
@@ -31,8 +31,8 @@ runtime::CanonicalResult<R> callAs(const runtime::Method& method, const runtime:
   return method.callUnchecked<R, P...>(self, arguments...);
 }
 
-/// Calls the interceptors except the delegate itself, which may be registered as one and would then receive
-/// its own message without end.
+/// Calls all interceptors except the delegate itself: one registered as an interceptor would receive its own
+/// message recursively.
 template <class Call>
 void callInterceptors(const runtime::Object& self, runtime::Selector selector, const Call& call) {
   const auto callOther = [&](const runtime::Ref& interceptor) {
@@ -41,8 +41,8 @@ void callInterceptors(const runtime::Object& self, runtime::Selector selector, c
   TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(selector, std::cref(callOther));
 }
 
-/// Forwards by sending the message itself. Calls all interceptors and the original; true if one of them
-/// answered true.
+/// Forwards by sending the message itself. Calls all interceptors and the original; returns true if any of
+/// them did.
 template <class R, class... P>
 runtime::CanonicalResult<R> forwardMessage(runtime::Object& self, const runtime::Method& method,
                                            runtime::Canonical<P>... arguments) {
@@ -66,7 +66,8 @@ runtime::CanonicalResult<R> forwardMessage(runtime::Object& self, const runtime:
   }
 }
 
-/// Passes objects by reference: the copy of a handler that runs only once would have a state of its own.
+/// Passes values other than objects by reference: a copy of a handler that acts only once would have its own
+/// state.
 template <class Argument>
 void setArgumentUnchanged(runtime::Invocation& invocation, std::size_t index, const Argument& argument) {
   if constexpr (std::is_pointer_v<Argument>) {
@@ -76,7 +77,7 @@ void setArgumentUnchanged(runtime::Invocation& invocation, std::size_t index, co
   }
 }
 
-/// Forwards by invocations made from the protocol's description. Without a description no interceptor is
+/// Forwards by invocations created from the protocol's description. Without a description no interceptor is
 /// called.
 template <class... P>
 void forwardInvocation(runtime::Object& self, const runtime::Method& method,

@@ -8,7 +8,7 @@ namespace tidewell {
 OnceToken::OnceToken() { join(); }
 OnceToken::~OnceToken() { leave(); }
 
-// It runs with all locks held.
+// Called with all locks held.
 void OnceToken::afterForkInChild() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
   if (state_ == State::running && runner_ != std::this_thread::get_id()) state_ = State::notRun;
 }

@@ -9,16 +9,16 @@ namespace tidewell {
 
 /// Runs something once, until it is reset.
 ///
-/// Any thread. Whoever comes while it runs waits until it is done; the running thread itself, coming back,
-/// goes on without it. `work` runs with no lock held; if it raises, it counts as run and the exception passes
-/// to the caller. In the child of a fork, work that another thread of the parent was doing counts as not run.
+/// Any thread. Other threads wait while it runs; a recursive call returns immediately. `work` runs with no
+/// lock held; if it raises, it counts as run and the exception propagates. In the child of a fork, work in
+/// progress on another thread of the parent counts as not run.
 class OnceToken final : public base::ForkParticipant {
  public:
   OnceToken();
   ~OnceToken() override;
 
   void run(const std::function<void()>& work);
-  /// Lets the next `run` run again. While it runs: once that is over.
+  /// Lets the next `run` run again; during a run, takes effect at its end.
   void reset();
 
   void afterForkInChild() noexcept override;

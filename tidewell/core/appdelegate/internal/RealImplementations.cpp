@@ -1,4 +1,4 @@
-// What the proxy attaches to a delegate.
+// Associations of a proxied delegate.
 
 #include <string_view>
 #include <utility>
@@ -10,7 +10,7 @@
 namespace tidewell {
 namespace {
 
-// Keys are the addresses of these.
+// Their addresses are the keys.
 constexpr std::string_view kTDWRealIMPBySelectorKey = "Tdw_realIMPBySelector";
 constexpr std::string_view kTDWRealClassKey = "Tdw_realClass";
 

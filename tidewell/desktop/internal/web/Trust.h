@@ -7,8 +7,8 @@
 
 namespace tidewell::desktop {
 
-/// The host of an address where its server's certificate, which the system does not trust, is right for that
-/// host, in force, and signed by an authority of the file; nothing otherwise.
+/// The host of an address, if its server's certificate, which the system does not trust, is valid for that
+/// host, not expired, and signed by an authority in the file; no value otherwise.
 [[nodiscard]] std::optional<std::string> hostTrustedBy(const std::string& caFile, const char* url,
                                                        GTlsCertificate* certificate);
 

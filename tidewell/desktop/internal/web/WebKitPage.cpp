@@ -14,13 +14,13 @@ bool isWeb(const char* url) {
          (g_ascii_strcasecmp(scheme.get(), "https") == 0 || g_ascii_strcasecmp(scheme.get(), "http") == 0);
 }
 
-/// What frames of a page may hold beside the web: documents that scripts write, and inline pictures.
+/// What frames may contain besides web pages: documents written by scripts, and inline images.
 bool isInline(const char* url) {
   return url && (g_str_has_prefix(url, "about:") || g_str_has_prefix(url, "data:") ||
                  g_str_has_prefix(url, "blob:"));
 }
 
-/// Apart from the one of a host that uses WebKit, too. Made at first use and never destroyed.
+/// Separate from the context of a host that uses WebKit itself. Created on first use and never destroyed.
 WebKitWebContext* context() {
   static WebKitWebContext* const instance = webkit_web_context_new();
   return instance;
@@ -31,7 +31,7 @@ WebKitNetworkSession* makeSession(const std::string& proxy) {
   if (proxy == "-") {
     webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_NO_PROXY, nullptr);
   } else if (!proxy.empty()) {
-    // Without a scheme it is an HTTP proxy, as curl takes it.
+    // A proxy without a scheme is an HTTP proxy, as in curl.
     const std::string address = proxy.find("://") == std::string::npos ? "http://" + proxy : proxy;
     WebKitNetworkProxySettings* const settings = webkit_network_proxy_settings_new(address.c_str(), nullptr);
     webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, settings);
@@ -51,7 +51,7 @@ WebKitWebView* makeView(WebKitNetworkSession* session) {
   return WEBKIT_WEB_VIEW(g_object_ref_sink(view));
 }
 
-/// Takes out of the menu what would do nothing here.
+/// Removes menu items that would have no effect here.
 void trimMenu(WebKitContextMenu* menu) {
   for (guint i = webkit_context_menu_get_n_items(menu); i-- > 0;) {
     WebKitContextMenuItem* const item = webkit_context_menu_get_item_at_position(menu, i);
@@ -184,10 +184,10 @@ void WebKitPage::changed(WebKitLoadEvent event) {
 
 bool WebKitPage::failed(const char* url, const GError* error) {
   stopTimer();
-  // The next load stops the one before it; that is no failure.
+  // A new load cancels the previous one; that is not a failure.
   if (g_error_matches(error, WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED)) return true;
   if (error->domain == WEBKIT_POLICY_ERROR) {
-    // A response that was refused: what was there before stays. One that tells of an error is no file.
+    // A response was refused. Earlier content stays; an error status does not count as a file.
     const bool isError = refusedStatus_ >= 400;
     if (!hasCommitted_ && isError) {
       fail(WebPageFailure::Kind::notReached, "The answer was status " + std::to_string(refusedStatus_) + ".");

@@ -9,11 +9,11 @@
 
 namespace tidewell::desktop {
 
-/// A page in a web view of WebKitGTK with a network session of its own that keeps nothing: no cookies, no
-/// cache, no history go from one page to the next.
+/// A page in a WebKitGTK web view with an ephemeral network session of its own: no cookies, cache or history
+/// are shared between pages.
 ///
-/// The page is foreign and is kept in its frame: web addresses only, new windows open in place, nothing is
-/// downloaded, no camera, microphone, place or notifications, not the whole screen, no printing.
+/// The page is untrusted and restricted: web addresses only; new windows open in place; no downloads, camera,
+/// microphone, location, notifications, full screen or printing.
 class WebKitPage final : public WebPage {
  public:
   WebKitPage(WebPageClient& client, WebPageSettings settings);
@@ -42,9 +42,9 @@ class WebKitPage final : public WebPage {
   const WebPageSettings settings_;
   const Owned<WebKitNetworkSession> session_;
   const Owned<WebKitWebView> view_;
-  std::string requested_;  ///< the address that was asked for last
+  std::string requested_;  ///< the address requested last
   bool hasCommitted_ = false;
-  guint refusedStatus_ = 0;  ///< of the response that was refused last
+  guint refusedStatus_ = 0;  ///< of the response refused last
   guint timer_ = 0;
 };
 

@@ -21,7 +21,7 @@ constexpr int kGzipWindow = MAX_WBITS + 16;
 constexpr int kZlibWindow = MAX_WBITS;
 constexpr int kRawWindow = -MAX_WBITS;
 
-/// Calls `take` with each element of a comma-separated list.
+/// Calls `take` with each element of a comma-separated list until it returns false.
 template <class Take>
 bool forEachElement(std::string_view list, Take take) {
   while (!list.empty()) {
@@ -56,13 +56,13 @@ class ContentDecoder::Inflate final : public Coding {
 
   bool decode(std::string_view bytes, const Sink& sink) override {
     if (!begun_) begin(static_cast<unsigned char>(bytes.front()));
-    // zlib reads through this pointer only.
+    // zlib only reads through this pointer.
     stream_.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(bytes.data()));
     stream_.avail_in = static_cast<uInt>(bytes.size());
     std::array<char, kPieceBytes> piece;
     do {
       if (ended_) {
-        // A gzip file may have several members; "deflate" has one stream.
+        // A gzip stream may have several members; "deflate" has one.
         if (!isGzip_ || inflateReset(&stream_) != Z_OK) return false;
         ended_ = false;
       }
@@ -79,8 +79,8 @@ class ContentDecoder::Inflate final : public Coding {
   }
 
  private:
-  /// HTTP's "deflate" is zlib's format, but some servers send the bare stream. The low bits of zlib's first
-  /// byte name its method; a bare stream does not begin with them.
+  /// HTTP's "deflate" is the zlib format, but some servers send the raw stream. The low bits of a zlib
+  /// header's first byte hold the method; a raw stream does not begin with them.
   void begin(unsigned char first) {
     const int zlibOrRaw = (first & 0x0f) == Z_DEFLATED ? kZlibWindow : kRawWindow;
     if (inflateInit2(&stream_, isGzip_ ? kGzipWindow : zlibOrRaw) != Z_OK) throw std::bad_alloc();

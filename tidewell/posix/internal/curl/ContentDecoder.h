@@ -10,15 +10,15 @@
 
 namespace tidewell::posix {
 
-/// Undoes the content codings of a reply while it arrives: gzip, deflate and br.
+/// Decodes the content codings of a reply as it arrives: gzip, deflate and br.
 ///
-/// libcurl could do it, but takes a body that ends in the middle of its coding for a whole one.
+/// libcurl's own decoder accepts a body that ends in the middle of its coding.
 class ContentDecoder {
  public:
   using Fields = std::vector<std::pair<std::string, std::string>>;
-  /// Takes decoded bytes. False stops the decoding.
+  /// Receives decoded bytes. Returns false to stop.
   using Sink = std::function<bool(std::string_view)>;
-  /// More codings than a server applies to one reply.
+  /// More codings than any server applies to one reply.
   static constexpr std::size_t kMaximumCodings = 4;
 
   ContentDecoder();
@@ -26,11 +26,12 @@ class ContentDecoder {
   ContentDecoder(const ContentDecoder&) = delete;
   ContentDecoder& operator=(const ContentDecoder&) = delete;
 
-  /// Begins a reply with the codings that its header names. False for an unknown one, or too many.
+  /// Prepares for a reply with the codings named in its header. False if one is unknown or there are too
+  /// many.
   [[nodiscard]] bool begin(const Fields& fields);
-  /// Decodes what has arrived. False for bytes that do not fit the coding, or where the sink stops.
+  /// Decodes bytes that have arrived. False if they are invalid or the sink stops.
   [[nodiscard]] bool decode(std::string_view bytes, const Sink& sink);
-  /// Whether each coding has come to its end. True where there is none.
+  /// Whether every coding is at its end; true if there is none.
   [[nodiscard]] bool isComplete() const;
 
  private:
@@ -39,7 +40,7 @@ class ContentDecoder {
   class Brotli;
   bool decodeFrom(std::size_t index, std::string_view bytes, const Sink& sink);
 
-  std::vector<std::unique_ptr<Coding>> codings_;  ///< the one that was applied last comes first
+  std::vector<std::unique_ptr<Coding>> codings_;  ///< in decoding order: the last one applied first
 };
 
 }  // namespace tidewell::posix

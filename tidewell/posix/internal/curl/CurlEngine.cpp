@@ -16,12 +16,12 @@
 namespace tidewell::posix {
 namespace {
 
-/// Connections kept for later requests; what one burst may open.
+/// Connections kept for reuse: as many as a burst may open.
 constexpr long kKeptConnections = CurlEngine::kMaximumAtOnce;
 
 using ConnectToList = std::unique_ptr<curl_slist, void (*)(curl_slist*)>;
 
-/// Raises where memory is short: a request must not go to the address that was overridden.
+/// Raises if out of memory: a request must not be sent to the address that was to be overridden.
 ConnectToList connectToList(const std::vector<ConnectionOverride>& overrides) {
   ConnectToList list(nullptr, curl_slist_free_all);
   for (const ConnectionOverride& entry : overrides) {
@@ -37,9 +37,9 @@ ConnectToList connectToList(const std::vector<ConnectionOverride>& overrides) {
   return list;
 }
 
-/// libcurl's own use is counted, so a host may use it, too, before and after; it is never given up, for that
-/// would pull it from under the host. Where it fails (memory) the next request tries again. Called with the
-/// exit lock held.
+/// libcurl counts its initialisations, so the host may use it, too. There is no matching cleanup, which would
+/// pull libcurl from under the host. If this fails (out of memory), the next request tries again. Call with
+/// the exit lock held.
 bool initializeLibcurl() {
   constinit static bool initialized = false;
   if (!initialized) {
@@ -90,7 +90,7 @@ TransferTasks CurlEngine::run() noexcept {
       int running = 0;
       curl_multi_perform(multi_, &running);
       takeReplies();
-      endWhatIsDue();  // after what has arrived was read: a process that was stopped finds it in the sockets
+      endWhatIsDue();  // after reading: replies may be waiting after the process was stopped
       startWaiting();
     }
     if (!finished_.empty()) return std::exchange(finished_, {});
@@ -107,7 +107,7 @@ void CurlEngine::sleep() noexcept {
     milliseconds = static_cast<int>(std::clamp<long long>(left.count(), 0, INT_MAX));
   }
   if (curl_multi_poll(multi_, nullptr, 0, milliseconds, nullptr) != CURLM_OK) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // no memory: do not spin meanwhile
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));  // out of memory: avoid a busy loop
   }
 }
 
@@ -237,7 +237,7 @@ extern "C" tidewell::posix::TransferEngine* tidewell_make_transfer_engine(
   try {
     return tidewell::posix::CurlEngine::make(client, settings, problem);
   } catch (const std::exception&) {
-    problem = "out of memory";  // short enough to need none
+    problem = "out of memory";  // fits the small-string buffer
     return nullptr;
   }
 }

@@ -16,16 +16,15 @@
 
 namespace tidewell::posix {
 
-/// Drives every transfer of the process with one multi handle, on one thread at a time.
-///
-/// It sleeps in libcurl's poll until a socket is ready, a transfer is due, or a task arrives.
+/// Drives all transfers of the process with one multi handle, on one thread at a time. Sleeps in libcurl's
+/// poll until a socket is ready, a transfer is due, or a task arrives.
 class CurlEngine final : public TransferEngine {
  public:
-  /// More than this many requests of one session wait for their turn: each may cost a connection, and the
-  /// descriptors are the host's.
+  /// Further requests of one session wait: each may open a connection, and file descriptors are shared with
+  /// the host.
   static constexpr std::size_t kMaximumAtOnce = 64;
 
-  /// Null, and a sentence in `problem`, where libcurl cannot be had.
+  /// Null, with the reason in `problem`, if libcurl is unavailable.
   static CurlEngine* make(TransferClient& client, const TransportSettings& settings, std::string& problem);
 
   [[nodiscard]] TransferTasks run() noexcept override;
@@ -42,8 +41,8 @@ class CurlEngine final : public TransferEngine {
   CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share,
              curl_slist* connectTo);
 
-  // None throws: what there is no memory for ends the transfer.
-  /// The first of the tasks.
+  // These functions do not throw: a failed allocation ends the transfer.
+  /// Admits the first of the tasks.
   void admit(TransferTasks& tasks) noexcept;
   void startWaiting() noexcept;
   void request(CurlTransfer& transfer) noexcept;
@@ -51,7 +50,7 @@ class CurlEngine final : public TransferEngine {
   void replyEnded(CurlTransfer& transfer, CURLcode code) noexcept;
   void endWhatIsDue() noexcept;
   void reschedule(CurlTransfer& transfer) noexcept;
-  /// `result` makes the result of the transfer; where there is no memory for it the task's own counts.
+  /// `result` creates the transfer's result; if that runs out of memory, the task's initial one is used.
   template <class Result>
   void finish(CurlTransfer& transfer, Result result) noexcept;
   void sleep() noexcept;
@@ -62,11 +61,11 @@ class CurlEngine final : public TransferEngine {
   CurlEnvironment environment_;
   struct Entry {
     std::unique_ptr<CurlTransfer> transfer;
-    Clock::time_point due;  ///< its place in `due_`
+    Clock::time_point due;  ///< its key in `due_`
   };
   std::unordered_map<CurlTransfer*, Entry> transfers_;
-  /// When to look at a transfer next: never later than it is due. Progress does not move it, so it costs
-  /// nothing.
+  /// When to check each transfer: at or before its deadline. Progress does not update the entry, which keeps
+  /// it cheap.
   std::set<std::pair<Clock::time_point, CurlTransfer*>> due_;
   std::unordered_map<const platform::UrlSessionConfiguration*, Load> loads_;
   TransferTasks finished_;

@@ -17,15 +17,15 @@ std::int64_t codeOfFailedConnect(CURL* handle) {
                                                    : platform::kUrlErrorCannotConnectToHost;
 }
 
-/// A proxy that refuses to open a tunnel looks like a connection that breaks.
+/// Whether a proxy refused a tunnel, which libcurl reports like a lost connection.
 bool wasRefusedByProxy(CURL* handle) {
   long status = 0;
   curl_easy_getinfo(handle, CURLINFO_HTTP_CONNECTCODE, &status);
   return status >= 300;
 }
 
-/// libcurl bounds a header line (at 100 KB) and calls a longer one "out of memory". Where the reply has
-/// begun, that is by far the likelier reason.
+/// libcurl limits header lines (to 100 KB) and reports a longer one as "out of memory". After the start of a
+/// reply that is by far the likelier cause.
 bool isAboutHeader(CURL* handle) {
   curl_off_t began = 0;
   curl_easy_getinfo(handle, CURLINFO_STARTTRANSFER_TIME_T, &began);
@@ -58,7 +58,7 @@ std::int64_t codeOf(CURLcode code, CURL* handle) {
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
       return platform::kUrlErrorNetworkConnectionLost;
-    case CURLE_UNSUPPORTED_PROTOCOL:  // a reply that is not HTTP: schemes are checked before
+    case CURLE_UNSUPPORTED_PROTOCOL:  // a reply that is not HTTP: schemes were checked before
     case CURLE_WEIRD_SERVER_REPLY:
       return platform::kUrlErrorBadServerResponse;
     case CURLE_BAD_CONTENT_ENCODING:
@@ -78,7 +78,7 @@ std::string named(const std::string& file, const std::string& directory) {
   return text;
 }
 
-/// Whose certificate was not trusted, a proxy's or the server's, and by what.
+/// The CA files used for the certificate that failed, a proxy's or the server's.
 std::string trustedCertificates(CURL* handle, const TransportSettings& settings) {
   long ofProxy = 0;
   curl_easy_getinfo(handle, CURLINFO_PROXY_SSL_VERIFYRESULT, &ofProxy);

@@ -7,8 +7,8 @@
 
 namespace tidewell::posix {
 
-/// What the platform calls a failure of libcurl. `detail` is libcurl's own sentence, or "". Where the trust
-/// in a server failed, the error names the CA files that were tried.
+/// The platform's error for a failure in libcurl. `detail` is libcurl's own message, or "". If a certificate
+/// is not trusted, the error names the CA files used.
 [[nodiscard]] base::Error errorOfCurl(CURLcode code, CURL* handle, const char* detail,
                                       const TransportSettings& settings);
 

@@ -19,23 +19,23 @@ namespace {
 using base::detail::equalsIgnoringCase;
 using base::detail::trimmed;
 
-/// A body is given room at once up to this much, on the word of its Content-Length; beyond it grows.
+/// The most memory reserved for a body because of its Content-Length; beyond that the buffer grows as needed.
 constexpr curl_off_t kMaximumReserve = 256 << 10;
 
-/// Cookies live as long as the process, and a server may set fifty with each reply.
+/// Cookies last as long as the process, and a server may set fifty with each reply.
 constexpr std::size_t kMaximumCookies = 500;
 
-/// A reply may be this much larger on the wire than its header lines and its body: the TLS records and chunks
-/// of a server that sends byte by byte. Chunk extensions, session tickets and key updates count, too.
+/// By how much a reply on the wire may exceed its header lines and body. Covers TLS records and chunks of a
+/// server that sends byte by byte, chunk extensions, session tickets and key updates.
 constexpr std::uint64_t kMaximumOverhead = 512 << 10;
 constexpr std::uint64_t kMaximumWireFactor = 256;
-/// And this much larger than the largest one that is accepted: a body may decode to less than it is.
+/// By how much it may exceed the largest accepted body: a body may be larger than what it decodes to.
 constexpr std::uint64_t kMaximumAcceptedFactor = 2;
 
-/// Requests that take less time are not asked what they have cost on the wire.
+/// The traffic of requests that take less time is not checked.
 constexpr std::chrono::milliseconds kUsualDuration{100};
 
-/// Longer bounds than this are none.
+/// Longer time limits count as none.
 constexpr double kLongestBoundSeconds = 10.0 * 365 * 24 * 3600;
 
 CurlTransfer::Clock::duration boundOf(double seconds) {
@@ -43,7 +43,7 @@ CurlTransfer::Clock::duration boundOf(double seconds) {
   return std::chrono::duration_cast<CurlTransfer::Clock::duration>(std::chrono::duration<double>(seconds));
 }
 
-/// libcurl makes these itself from what it really sends; another value would put the two ends out of step.
+/// libcurl generates these headers from what it really sends; other values would desynchronise the two ends.
 bool isMadeByLibcurl(std::string_view name) {
   constexpr std::string_view names[] = {"Connection", "Content-Length", "Expect", "Host",
                                         "Transfer-Encoding"};
@@ -51,7 +51,7 @@ bool isMadeByLibcurl(std::string_view name) {
                      [name](std::string_view made) { return equalsIgnoringCase(made, name); });
 }
 
-/// A method goes into the request line as it is.
+/// Checked because the method is written to the request line as is.
 bool isMethod(std::string_view method) {
   return !method.empty() && std::all_of(method.begin(), method.end(), [](char c) {
     return base::detail::isAsciiLetter(c) || base::detail::isAsciiDigit(c) || c == '-' || c == '_';
@@ -108,11 +108,11 @@ void CurlTransfer::setOnce() {
   set(CURLOPT_PRIVATE, this);
   set(CURLOPT_SHARE, environment_.share);
   set(CURLOPT_NOSIGNAL, 1L);
-  // A look-up that hangs must not hold up the thread when its transfer is given up.
+  // A DNS look-up that hangs must not block the thread when its transfer is cancelled.
   set(CURLOPT_QUICK_EXIT, 1L);
   set(CURLOPT_ERRORBUFFER, curlDetail_);
 
-  // Where it may go. Redirects are followed by `follow`, which also knows which headers stay behind.
+  // Destinations. Redirects are handled by `follow`, which also drops headers.
   const char* schemes = session()->httpsOnly ? "https" : "http,https";
   set(CURLOPT_PROTOCOLS_STR, schemes);
   set(CURLOPT_REDIR_PROTOCOLS_STR, schemes);
@@ -122,13 +122,13 @@ void CurlTransfer::setOnce() {
   environment_.sockets.attach(handle());
   set(CURLOPT_PREREQFUNCTION, beforeRequest);
   set(CURLOPT_PREREQDATA, this);
-  // Not HTTP/2: with libcurl 7.88 transfers that share a connection stall. Ten downloads of 3 MB at once from
-  // a correct server stood still for seconds, or for good, in one run of six.
+  // Not HTTP/2: with libcurl 7.88, transfers that share a connection stall. In one run of six, ten
+  // simultaneous downloads of 3 MB from a correct server stalled for seconds or forever.
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
 
-  // Whom it trusts. The parsed CA store is kept for ever, which libcurl does only without a CA folder. One
-  // that was parsed while memory was short lacks keys: after a failure, a store older than a second is parsed
-  // again.
+  // Trust. The parsed CA store is cached forever, which libcurl supports only without a CA folder. A store
+  // parsed while memory was short lacks certificates, so after a failure a store older than a second is
+  // parsed again.
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
@@ -139,7 +139,7 @@ void CurlTransfer::setOnce() {
   set(CURLOPT_CA_CACHE_TIMEOUT, environment_.distrustsStore ? 1L : -1L);
   tightenTls(handle());
 
-  // What arrives.
+  // Receiving.
   set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate, br");
   set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
   set(CURLOPT_COOKIEFILE, "");
@@ -153,7 +153,8 @@ void CurlTransfer::setOnce() {
   set(CURLOPT_XFERINFODATA, this);
   set(CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
   set(CURLOPT_UPLOAD_BUFFERSIZE, kSendBufferBytes);
-  // The engine bounds the silence, connecting included; libcurl's own bound of 300 s must not come first.
+  // The engine limits the time without progress, connecting included; libcurl's own limit of 300 s must not
+  // apply first.
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX / 2));
 }
 
@@ -173,11 +174,11 @@ void CurlTransfer::setMethodAndBody() {
 
 void CurlTransfer::setProxy() {
   const TransportSettings& settings = environment_.settings;
-  // Set even where there is none: libcurl reads the environment for what is not set.
+  // Always set: libcurl reads the environment for settings that are not.
   const std::string& proxy = usesTls() ? settings.httpsProxy : settings.httpProxy;
   set(CURLOPT_PROXY, proxy.c_str());
   set(CURLOPT_NOPROXY, settings.noProxy.c_str());
-  // Of two TLS layers, one inside the other, libcurl shows the inner one only.
+  // With nested TLS layers libcurl gives access to the inner one only.
   const bool hasTwoLayers = usesTls() && equalsIgnoringCase(proxy.substr(0, 6), "https:");
   set(CURLOPT_FORBID_REUSE, hasTwoLayers ? 1L : 0L);
 }
@@ -191,10 +192,10 @@ bool CurlTransfer::setHeaders() {
     headers_.reset(list);
     return true;
   };
-  bool complete = append("Expect:");  // nobody waits a second for a "100 Continue"
+  bool complete = append("Expect:");  // do not wait a second for "100 Continue"
   for (const auto& [name, value] : task_.request.allHTTPHeaderFields()) {
     if (isMadeByLibcurl(name) || !mayTravel(name)) continue;
-    // libcurl leaves a header without a value out, unless it ends in a semicolon.
+    // libcurl omits a header without a value unless it ends in a semicolon.
     complete = complete && append(trimmed(value).empty() ? name + ";" : name + ": " + value);
   }
   set(CURLOPT_HTTPHEADER, headers_.get());
@@ -249,10 +250,10 @@ std::pair<bool, std::optional<base::Error>> CurlTransfer::follow(CURLcode code) 
   std::string method = methodAfterRedirect(status, method_);
   const bool sendsBody = sendsBody_ && method == method_;
   const bool leavesItsHost = !haveSameOrigin(url_, next);
-  // A body was meant for its host: the redirect itself is the answer then.
+  // The body was meant for its host only: the redirect itself is the result.
   if (sendsBody && leavesItsHost) return {false, std::nullopt};
   ++redirects_;
-  // What was left behind stays behind, even where a later redirect leads back.
+  // Dropped headers stay dropped, even if a later redirect leads back.
   leftItsHost_ = leftItsHost_ || leavesItsHost;
   url_ = std::move(next);
   sendsBody_ = sendsBody;
@@ -275,7 +276,7 @@ platform::UrlTaskResult CurlTransfer::failure(base::Error error) {
   result.error = std::move(error);
   long status = 0;
   if (handle_) curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  if (status < 200 || !head_.isComplete()) return result;  // nothing, or an interim reply
+  if (status < 200 || !head_.isComplete()) return result;  // no reply, or only an interim one
   result.response.emplace();
   result.response->url = url_;
   result.response->statusCode = status;
@@ -290,7 +291,7 @@ std::size_t CurlTransfer::receiveHeader(char* bytes, std::size_t size, std::size
   try {
     if (transfer.head_.addLine({bytes, size * count})) return size * count;
     transfer.refused_ = urlError(platform::kUrlErrorDataLengthExceedsMaximum, "header");
-  } catch (...) {  // no memory for it; libcurl reports that its callback has failed
+  } catch (...) {  // out of memory; libcurl reports a failed callback
   }
   return 0;
 }
@@ -327,7 +328,8 @@ bool CurlTransfer::appendToBody(std::string_view bytes) {
 }
 
 std::optional<base::Error> CurlTransfer::flawOfReply() const {
-  // libcurl undoes other codings than "chunked" without a look at their end. No server may use them unasked.
+  // libcurl decodes transfer codings other than "chunked" without checking their end. Servers must not use
+  // them unasked.
   for (const auto& [name, value] : head_.fields()) {
     if (equalsIgnoringCase(name, "Transfer-Encoding") && !equalsIgnoringCase(value, "chunked")) {
       return urlError(platform::kUrlErrorBadServerResponse, "transfer coding");
@@ -347,7 +349,7 @@ int CurlTransfer::countBytes(void* self, curl_off_t, curl_off_t received, curl_o
   try {
     if (!transfer.receivesTooMuch(static_cast<std::uint64_t>(received))) return 0;
     transfer.refused_ = urlError(platform::kUrlErrorDataLengthExceedsMaximum);
-  } catch (...) {  // out of memory; libcurl reports that its callback has failed
+  } catch (...) {  // out of memory; libcurl reports a failed callback
   }
   return 1;
 }
@@ -371,22 +373,22 @@ int CurlTransfer::beforeRequest(void* self, char* remoteAddress, char* localAddr
     if (transfer.mayUseConnection({localAddress, remoteAddress, localPort, remotePort})) {
       return CURL_PREREQFUNC_OK;
     }
-  } catch (...) {  // out of memory; libcurl reports that its callback has failed
+  } catch (...) {  // out of memory; libcurl reports a failed callback
   }
   return CURL_PREREQFUNC_ABORT;
 }
 
 bool CurlTransfer::mayUseConnection(OpenSockets::Ends ends) {
   if (sentAt_) {
-    // A kept connection has died before the reply, and libcurl tries a new one. The server may have the
-    // request already.
+    // A reused connection was lost before the reply, and libcurl retries on a new one. The server may already
+    // have the request.
     refused_ = urlError(platform::kUrlErrorNetworkConnectionLost);
     return false;
   }
   ends_ = std::move(ends);
   long newConnections = 0;
   curl_easy_getinfo(handle(), CURLINFO_NUM_CONNECTS, &newConnections);
-  // Unread bytes on a kept connection must not become the reply (RFC 9112, section 6.3).
+  // Unread bytes on a reused connection must not become the reply (RFC 9112, section 6.3).
   const auto isQuiet = [this] {
     return isTlsLayerQuiet(handle(), usesTls()) && environment_.sockets.isQuiet(ends_);
   };

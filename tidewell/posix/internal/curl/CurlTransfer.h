@@ -19,55 +19,55 @@
 
 namespace tidewell::posix {
 
-/// What all transfers of an engine have in common.
+/// Shared by all transfers of an engine.
 struct CurlEnvironment {
   const TransportSettings& settings;
-  curl_slist* connectTo;  ///< the connection overrides as libcurl takes them; null for none
+  curl_slist* connectTo;  ///< connection overrides in libcurl's format; null for none
   CURLSH* share;          ///< cookies and TLS sessions, in memory
   OpenSockets& sockets;
-  /// A server's certificate failed since one last passed: the parsed CA store may be damaged.
+  /// Certificate verification failed since it last succeeded: the parsed CA store may be incomplete.
   bool distrustsStore = false;
 };
 
-/// One task from the first request to the last reply, redirects included. Used by the thread that drives the
+/// One task, from the first request to the last reply, redirects included. For the thread that drives the
 /// engine.
 class CurlTransfer {
  public:
   using Clock = std::chrono::steady_clock;
-  /// Smaller than libcurl's own 16 KB: a transfer in flight should not cost more than what it carries.
+  /// Smaller than libcurl's default of 16 KB, so that a transfer does not use more memory than it carries.
   static constexpr long kReceiveBufferBytes = 4096;
-  /// The smallest that libcurl takes; its own is 64 KB for each request over TLS.
+  /// libcurl's minimum; its default is 64 KB for each request over TLS.
   static constexpr long kSendBufferBytes = 16384;
 
-  /// Looks at the task only; `takeFrom` takes it.
+  /// Only refers to the task; `takeFrom` takes ownership.
   CurlTransfer(const TransferTask& task, const CurlEnvironment& environment);
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// Takes the first task of a list, the one that it was made for, and gives it to another in the end.
+  /// Takes the first task of a list, for which it was constructed; `moveTo` passes it on at the end.
   void takeFrom(TransferTasks& tasks) noexcept { own_.splice(own_.end(), tasks, tasks.begin()); }
   void moveTo(TransferTasks& tasks) noexcept { tasks.splice(tasks.end(), own_); }
 
-  /// Makes the handle ready for the next request. An error where there is nothing that could be sent.
+  /// Sets up the handle for the next request. Returns an error if that request cannot be sent.
   [[nodiscard]] std::optional<base::Error> prepare();
   /// Null before `prepare`.
   [[nodiscard]] CURL* handle() const { return handle_.get(); }
   [[nodiscard]] const platform::UrlSessionConfiguration* session() const { return task_.session.get(); }
 
-  /// When it has been silent, or has lived, for too long, if nothing more arrives. Before `prepare` only its
-  /// life counts.
+  /// The deadline if no more bytes arrive: the earlier of the silence limit and the limit on the total
+  /// duration. Before `prepare` only the latter applies.
   [[nodiscard]] Clock::time_point due() const;
-  /// Asks the socket for bytes that have not made a whole line or record yet; `due` may be later then.
+  /// Asks the socket for bytes that are not a complete line or TLS record yet, which may extend `due`.
   void noteBytesOnTheWire();
 
-  /// Forgets all cookies where servers have set more than anybody needs.
+  /// Deletes all cookies if servers have set more than `kMaximumCookies`.
   void boundCookies();
-  /// Whether another request follows the one that has just ended: a redirect, or the same request on another
-  /// connection because the kept one was not quiet. `prepare` comes next then. An error if a redirect leads
-  /// where the session must not go.
+  /// Whether another request follows the one that has ended: a redirect, or the same request on a new
+  /// connection because the reused one had unread bytes. Call `prepare` next in that case. Returns an error
+  /// for a redirect to a URL that the session does not permit.
   [[nodiscard]] std::pair<bool, std::optional<base::Error>> follow(CURLcode code);
-  /// What came of it.
+  /// The result of the transfer.
   [[nodiscard]] platform::UrlTaskResult result(CURLcode code);
   [[nodiscard]] platform::UrlTaskResult failure(base::Error error);
 
@@ -81,7 +81,7 @@ class CurlTransfer {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
 
-  /// Raises where memory is short: a request must not go out with half of its settings.
+  /// Raises if out of memory: a request must not be sent with incomplete settings.
   template <class Setting>
   void set(CURLoption option, Setting setting);
   void setOnce();
@@ -94,23 +94,23 @@ class CurlTransfer {
   [[nodiscard]] bool mayUseConnection(OpenSockets::Ends ends);
   [[nodiscard]] bool receivesTooMuch(std::uint64_t bodyBytes) const;
   [[nodiscard]] bool appendToBody(std::string_view bytes);
-  /// Why a reply that libcurl takes for a whole one is none.
+  /// Why a reply that libcurl accepts as complete is invalid.
   [[nodiscard]] std::optional<base::Error> flawOfReply() const;
 
-  // What libcurl calls while it works.
+  // Callbacks of libcurl.
   static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static int countBytes(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) noexcept;
   static int beforeRequest(void* self, char* remoteAddress, char* localAddress, int remotePort,
                            int localPort) noexcept;
 
-  TransferTasks own_;         ///< the task, once it was taken
-  const TransferTask& task_;  ///< the same
+  TransferTasks own_;         ///< the task, once taken
+  const TransferTask& task_;  ///< the same task
   const CurlEnvironment& environment_;
   std::unique_ptr<CURL, EasyCleanup> handle_;
   std::unique_ptr<curl_slist, ListCleanup> headers_;
 
-  // What the next request asks for; redirects change it.
+  // The next request; redirects change it.
   std::string url_;
   std::string method_;
   bool sendsBody_ = false;
@@ -118,17 +118,17 @@ class CurlTransfer {
   bool needsNewConnection_ = false;
   int redirects_ = 0;
 
-  // What has arrived.
+  // The reply so far.
   ResponseHead head_;
-  std::optional<ContentDecoder> decoder_;  ///< from the first byte of a body
+  std::optional<ContentDecoder> decoder_;  ///< set by the first byte of a body
   std::string body_;
-  std::optional<base::Error> refused_;  ///< why this side has stopped the transfer
+  std::optional<base::Error> refused_;  ///< why this side stopped the transfer
 
   Clock::time_point lastProgress_{};
   curl_off_t bytesCounted_ = 0;
   OpenSockets::Ends ends_;
-  std::optional<Clock::time_point> sentAt_;  ///< when the connection was there
-  std::uint64_t readBefore_ = 0;             ///< over this connection, by then
+  std::optional<Clock::time_point> sentAt_;  ///< when the connection was ready
+  std::uint64_t readBefore_ = 0;             ///< bytes read on this connection before that
   char curlDetail_[CURL_ERROR_SIZE] = {};
 };
 

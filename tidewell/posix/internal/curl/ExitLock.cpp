@@ -11,14 +11,14 @@
 namespace tidewell::posix {
 namespace {
 
-/// A step of libcurl takes milliseconds; a process that ends waits no longer than this for one.
+/// A step of libcurl takes milliseconds; an exiting process waits at most this long for one.
 constexpr std::chrono::seconds kLongestWait{2};
 
 pid_t exitLockOwner = 0;
 
 void holdExitLock() {
   if (getpid() != exitLockOwner)
-    return;  // the child of a fork: the thread that may hold the lock is not here
+    return;  // the child of a fork: the thread that may hold the lock does not exist here
   static_cast<void>(exitLock().try_lock_for(kLongestWait));
 }
 
@@ -31,10 +31,10 @@ std::timed_mutex& exitLock() {
 
 bool holdExitLockWhenOpenSslEnds() {
   exitLockOwner = getpid();
-  constinit static bool isRegistered = false;  // under the exit lock
+  constinit static bool isRegistered = false;  // guarded by the exit lock
   if (!isRegistered) isRegistered = OPENSSL_atexit(holdExitLock) == 1;
   if (!isRegistered) return false;
-  // Either the teardown finds the handler, or this finds that it has begun.
+  // Either the cleanup sees the handler, or this detects that the cleanup has begun.
   std::atomic_thread_fence(std::memory_order_seq_cst);
   return OPENSSL_init_crypto(0, nullptr) == 1;
 }

@@ -4,15 +4,15 @@
 
 namespace tidewell::posix {
 
-/// Held while libcurl works. A process may end while transfers run: OpenSSL then tears itself down on the
-/// thread that called `exit`, and would pull its state from under the thread that transfers. So the first
-/// thing that its teardown does is to take this lock for good; the transferring thread finishes the step it
-/// is in and waits for the lock until the process is gone. Nobody is joined.
+/// Held while libcurl runs. A process may exit while transfers run: OpenSSL then cleans up on the thread that
+/// called `exit` and would destroy state that the transferring thread uses. So OpenSSL's cleanup first
+/// acquires this lock for good; the transferring thread completes its current step and then waits for the
+/// lock until the process is gone. No thread is joined.
 [[nodiscard]] std::timed_mutex& exitLock();
 
-/// Ties the lock to OpenSSL's teardown. Call with the lock held, before libcurl is initialised; a second
-/// call registers nothing. False if the teardown has begun already: the process is about to end, and OpenSSL
-/// must not be touched any more.
+/// Registers the lock with OpenSSL's cleanup. Call with the lock held, before libcurl is initialised; further
+/// calls register nothing. Returns false if the cleanup has begun: the process is exiting, and OpenSSL must
+/// not be used any more.
 [[nodiscard]] bool holdExitLockWhenOpenSslEnds();
 
 }  // namespace tidewell::posix

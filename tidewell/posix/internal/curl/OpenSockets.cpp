@@ -14,7 +14,7 @@ namespace {
 
 using NameFunction = int (*)(int, sockaddr*, socklen_t*);
 
-/// Address and port of one end of a socket; "" and 0 where it has none.
+/// Address and port of one end of a socket; "" and 0 if unknown.
 std::pair<std::string, int> endOf(curl_socket_t socket, NameFunction nameOf) {
   union {
     sockaddr any;
@@ -74,7 +74,7 @@ curl_socket_t OpenSockets::open(void* self, curlsocktype, curl_sockaddr* address
   if (socket == CURL_SOCKET_BAD) return socket;
   try {
     static_cast<OpenSockets*>(self)->sockets_.try_emplace(socket);
-  } catch (...) {  // out of memory: it works without being known, and is not kept
+  } catch (...) {  // out of memory: usable, but untracked and not reused
   }
   return socket;
 }

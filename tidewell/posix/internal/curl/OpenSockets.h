@@ -10,11 +10,11 @@
 
 namespace tidewell::posix {
 
-/// The sockets of libcurl's connections, for what libcurl does not tell about them. Used by the thread that
-/// drives the engine.
+/// Tracks the sockets of libcurl's connections, for information that libcurl does not provide. For the thread
+/// that drives the engine.
 class OpenSockets {
  public:
-  /// The two ends of a connection, as libcurl names them.
+  /// The two ends of a connection, as reported by libcurl.
   struct Ends {
     std::string localAddress;
     std::string remoteAddress;
@@ -23,12 +23,12 @@ class OpenSockets {
     bool operator==(const Ends&) const = default;
   };
 
-  /// No value for a connection that is not known, or where the system does not tell.
+  /// No value if the connection is unknown or the system provides no information.
   [[nodiscard]] std::optional<SocketTraffic> traffic(const Ends& ends);
-  /// Whether the connection is open and holds no unread bytes. False for one that is not known.
+  /// Whether the connection is open and has no unread bytes; false if it is unknown.
   [[nodiscard]] bool isQuiet(const Ends& ends);
 
-  /// Makes the handle open and close its sockets here. Programs that the host starts do not inherit them.
+  /// Makes the handle open and close its sockets here, with close-on-exec set.
   void attach(CURL* handle);
 
  private:
@@ -36,7 +36,7 @@ class OpenSockets {
   static int close(void* self, curl_socket_t socket) noexcept;
   [[nodiscard]] curl_socket_t find(const Ends& ends);
 
-  std::map<curl_socket_t, Ends> sockets_;  ///< with their ends, once they were asked for
+  std::map<curl_socket_t, Ends> sockets_;  ///< the ends are filled in on first use
 };
 
 }  // namespace tidewell::posix

@@ -13,7 +13,7 @@ namespace {
 
 using base::detail::equalsIgnoringCase;
 
-/// An absolute URL in its parts, as libcurl reads it.
+/// The components of an absolute URL, as libcurl parses it.
 class ParsedUrl {
  public:
   explicit ParsedUrl(const std::string& url) : handle_(curl_url(), curl_url_cleanup) {

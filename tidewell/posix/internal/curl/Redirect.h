@@ -8,23 +8,23 @@
 
 namespace tidewell::posix {
 
-/// More than anybody needs; a loop ends here.
+/// More than any valid chain needs; stops loops.
 inline constexpr int kMaximumRedirects = 20;
 
-/// Whether a status sends the client on to another place (where the reply names one).
+/// Whether a status is a redirect (if the reply names a location).
 [[nodiscard]] bool isRedirect(long status);
 
-/// The method that goes with the next request: 303 makes everything but HEAD a GET, and so do 301 and 302 a
-/// POST; 307 and 308 keep what was asked. The body goes where the method changed.
+/// The method of the next request: 303 turns every method but HEAD into GET, and 301 and 302 do so for POST;
+/// 307 and 308 keep the method. A request whose method changes loses its body.
 [[nodiscard]] std::string methodAfterRedirect(long status, const std::string& method);
 
-/// Whether two absolute URLs lead to the same server: scheme, host and port.
+/// Whether two absolute URLs have the same scheme, host and port.
 [[nodiscard]] bool haveSameOrigin(const std::string& a, const std::string& b);
 
-/// Why a session must not go to a URL: a scheme it does not take, or no URL at all.
+/// Why a session must not request a URL: an unsupported scheme, or an invalid URL.
 [[nodiscard]] std::optional<base::Error> refusal(const std::string& url, bool httpsOnly);
 
-/// Whether a header may not travel to another server: those of authorisation, and cookies of the host's own.
+/// Whether a header must not be sent to another server: those for authorisation, and the host's own cookies.
 [[nodiscard]] bool isHeaderOfAuthorisation(std::string_view name);
 
 }  // namespace tidewell::posix

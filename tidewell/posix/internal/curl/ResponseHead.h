@@ -11,19 +11,19 @@ namespace tidewell::posix {
 /// Collects the header lines of a reply as they arrive.
 class ResponseHead {
  public:
-  /// All lines of one reply together, those of interim replies and trailers included. Real replies stay below
-  /// a tenth of it; a server that never stops sending lines must not fill the host's memory.
+  /// The limit for all lines of a reply, including interim replies and trailers. Real replies stay below a
+  /// tenth of it; it keeps a server that never stops sending lines from exhausting memory.
   static constexpr std::size_t kMaximumBytes = 256u << 10;
 
-  /// One line with its line end. A status line begins anew: an interim reply came before. NO beyond the
-  /// bound.
+  /// Adds a line including its line ending. A status line starts over, because what came before was an
+  /// interim reply. Returns false beyond the limit.
   [[nodiscard]] bool addLine(std::string_view line);
 
-  /// Whether the empty line after the last one has come.
+  /// Whether the empty line at the end has arrived.
   [[nodiscard]] bool isComplete() const { return complete_; }
   [[nodiscard]] const std::vector<std::pair<std::string, std::string>>& fields() const { return fields_; }
   [[nodiscard]] bool hasField(std::string_view name) const;
-  /// Of all lines together.
+  /// The size of all lines together.
   [[nodiscard]] std::size_t bytes() const { return bytes_; }
   void clear();
 

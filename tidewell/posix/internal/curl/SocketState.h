@@ -6,21 +6,21 @@
 
 namespace tidewell::posix {
 
-/// What went over a TCP connection.
+/// Traffic of a TCP connection.
 struct SocketTraffic {
-  /// Since the last bytes came. libcurl reports header lines once they are whole and TLS records once they
-  /// are decoded, so a server that sends byte by byte looks silent from above.
+  /// Time since the last bytes arrived. libcurl reports header lines only when complete and TLS records only
+  /// when decrypted, so a server that sends byte by byte would seem silent.
   std::chrono::milliseconds silence;
-  /// Bytes that were read since the connection was opened. libcurl does not count those that are neither a
-  /// header line nor part of a body.
+  /// Bytes read since the connection was opened. libcurl does not count bytes that belong to neither a header
+  /// line nor a body.
   std::uint64_t read;
 };
 
-/// No value where the system does not tell.
+/// No value if the system provides no information.
 [[nodiscard]] std::optional<SocketTraffic> trafficOf(int socket) noexcept;
 
-/// How many bytes were written to the socket and not yet read at the other end; 0 where the system does not
-/// tell.
+/// The number of bytes written to the socket that the peer has not read; 0 if the system provides no
+/// information.
 [[nodiscard]] int unreadAtTheOtherEnd(int socket) noexcept;
 
 }  // namespace tidewell::posix

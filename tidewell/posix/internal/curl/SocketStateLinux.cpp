@@ -1,5 +1,5 @@
 #include <linux/sockios.h>
-#include <linux/tcp.h>  // with more of tcp_info than the C library's
+#include <linux/tcp.h>  // has more fields of tcp_info than the C library's header
 #include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>

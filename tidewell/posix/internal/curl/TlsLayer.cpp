@@ -14,7 +14,7 @@ bool isOpenSsl() {
   return name != nullptr && std::strncmp(name, "OpenSSL/", 8) == 0;
 }
 
-/// libcurl falls back on the common name unless one of these is there.
+/// libcurl falls back to the common name if a certificate has no such name.
 bool hasAlternativeName(const X509* certificate) {
   const std::unique_ptr<GENERAL_NAMES, void (*)(GENERAL_NAMES*)> names(
       static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)),
@@ -37,7 +37,7 @@ int verifyCertificate(int isValid, X509_STORE_CTX* store) {
 CURLcode tightenContext(CURL*, void* context, void*) noexcept {
   auto* const tls = static_cast<SSL_CTX*>(context);
   SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, verifyCertificate);
-  // Otherwise one read goes on as long as session tickets and key updates arrive.
+  // Otherwise one read continues for as long as session tickets and key updates arrive.
   SSL_CTX_clear_mode(tls, SSL_MODE_AUTO_RETRY);
   return CURLE_OK;
 }

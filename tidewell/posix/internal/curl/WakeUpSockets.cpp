@@ -26,7 +26,7 @@ std::set<int> openDescriptors() {
   return descriptors;
 }
 
-/// Whether it can be an end of libcurl's pair: a local stream socket that does not block and does not close.
+/// Whether this may be an end of libcurl's pair: a non-blocking local stream socket without close-on-exec.
 bool isCandidate(int descriptor) {
   int domain = 0;
   socklen_t length = sizeof domain;
@@ -36,7 +36,7 @@ bool isCandidate(int descriptor) {
   return closing >= 0 && (closing & FD_CLOEXEC) == 0 && blocking >= 0 && (blocking & O_NONBLOCK) != 0;
 }
 
-/// Bytes that wait to be read here, or that were written here and wait to be read at the other end.
+/// Whether bytes are waiting to be read here or at the other end.
 bool holdsBytes(int descriptor) {
   int unread = 0;
   ioctl(descriptor, FIONREAD, &unread);
@@ -54,7 +54,7 @@ CURLM* makeMultiHandle() {
   const std::set<int> before = openDescriptors();
   std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi(curl_multi_init(), curl_multi_cleanup);
   if (multi == nullptr) return nullptr;
-  // Another thread of the host may have opened a socket at the same moment. Ours are the two that fill and
+  // Another thread of the host may have opened a socket at the same time. Ours are the two that fill and
   // empty with a wake-up.
   std::vector<int> candidates;
   for (const int descriptor : openDescriptors()) {

@@ -4,8 +4,8 @@
 
 namespace tidewell::posix {
 
-/// A multi handle whose own wake-up sockets close when the host starts another program: libcurl makes them
-/// without that flag and names them nowhere. Null where there is no memory or no descriptor.
+/// A multi handle whose internal wake-up sockets have close-on-exec set; libcurl creates them without and
+/// does not expose them. Null if out of memory or descriptors.
 [[nodiscard]] CURLM* makeMultiHandle();
 
 }  // namespace tidewell::posix

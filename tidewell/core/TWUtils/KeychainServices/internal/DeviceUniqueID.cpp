@@ -11,7 +11,7 @@
 namespace tidewell {
 namespace {
 
-/// The device unique ID of this process, once it is known. Published once and never freed.
+/// This process's device unique ID, once known. Published once and never freed.
 constinit std::atomic<const std::string*> tdw_device_unique_id{nullptr};
 
 std::string keychainService() {
@@ -25,7 +25,7 @@ std::optional<std::string> deviceUniqueID() {
   std::optional<std::string> found = deviceUniqueIDFromKeychain();
   if (!found) return std::nullopt;
 
-  // Of two first calls at once, both answer the ID that was published first.
+  // Of simultaneous first calls, all return the ID that was published first.
   auto made = std::make_unique<const std::string>(*std::move(found));
   const std::string* published = nullptr;
   if (tdw_device_unique_id.compare_exchange_strong(published, made.get(), std::memory_order_acq_rel)) {

@@ -5,11 +5,11 @@
 
 namespace tidewell {
 
-/// The device unique ID: kept in the process once known, else read from the keychain, else made. No value
-/// where none can be made; then the next call tries again. Callable from any thread; two first calls answer
-/// the same.
+/// The device unique ID: cached in the process, otherwise read from the keychain, otherwise created. No value
+/// if none can be created; the next call tries again. Callable from any thread; simultaneous first calls
+/// return the same ID.
 [[nodiscard]] std::optional<std::string> deviceUniqueID();
-/// The ID of the keychain; one that is made, and saved later, where the keychain has none.
+/// The ID in the keychain; if there is none, creates one and saves it asynchronously.
 [[nodiscard]] std::optional<std::string> deviceUniqueIDFromKeychain();
 [[nodiscard]] bool isDeviceUniqueIDInKeychain();
 

@@ -4,16 +4,16 @@
 
 namespace tidewell {
 
-/// What sends a log line to the log service. Shipping lies above the logger, which knows it as these two
-/// functions only. Called on the thread that logs, with no lock held; both may raise.
+/// Sends log lines to the log service. Shipping is layered above the logger, which knows only these two
+/// functions. Called on the logging thread, with no lock held; both may raise.
 struct LogShipper {
-  /// Whether lines with a stack trace are shipped now.
+  /// Whether lines with a stack trace are to be shipped now.
   bool (*isEnabled)();
-  /// Sends one line and returns at once.
+  /// Sends a line and returns immediately.
   void (*send)(const base::Value& message, const base::Value& traceBack, const base::Value& level);
 };
 
-/// Puts a shipper in force; until then no line is shipped. The shipper is never destroyed. Any thread.
+/// Sets the shipper, which must live forever; without one, no line is shipped. Any thread.
 void setLogShipper(const LogShipper& shipper) noexcept;
 
 }  // namespace tidewell

@@ -2,8 +2,8 @@
 
 namespace tidewell {
 
-/// Makes the log service the logger's shipper, enabled while the configuration says so. Any thread, any
-/// number of times.
+/// Makes the log service the logger's shipper, enabled by the configuration. Any thread; may be called
+/// repeatedly.
 void registerLogShipping() noexcept;
 
 }  // namespace tidewell

@@ -1,4 +1,4 @@
-#include "tidewell/platform/internal/UnknownMachine.h"
+#include "tidewell/platform/internal/EmptyPlatform.h"
 
 #include <chrono>
 #include <deque>
@@ -92,8 +92,8 @@ class DroppingQueue final : public Queue {
   bool isCurrent() const override { return false; }
 };
 
-/// Fails every task. A task's completion comes exactly once and never before the call returns, here too, so a
-/// thread runs the completions one after the other; it lives only while there are any.
+/// Fails every task. Completions must run exactly once and never before the call returns, so a thread runs
+/// them one after the other; it exists only while there are any.
 class FailingUrlSession final : public UrlSession {
  public:
   explicit FailingUrlSession(UrlSessionConfiguration configuration)
@@ -125,7 +125,7 @@ class FailingUrlSession final : public UrlSession {
         std::thread([self] { self->drain(); }).detach();
         self->threadRuns = true;
       } catch (const std::system_error&) {
-        // No thread to be had: the completions wait for the next task.
+        // No thread available: the completions wait for the next task.
       }
     }
 
@@ -150,7 +150,7 @@ class FailingUrlSession final : public UrlSession {
   std::shared_ptr<Completions> completions_;
 };
 
-class UnknownMachine final : public Platform {
+class EmptyPlatform final : public Platform {
  public:
   UserDefaults& standardUserDefaults() override { return defaults_; }
   std::shared_ptr<UserDefaults> userDefaultsWithSuiteName(std::string_view) override { return nullptr; }
@@ -181,8 +181,8 @@ class UnknownMachine final : public Platform {
 
 }  // namespace
 
-Platform& unknownMachine() {
-  static base::NeverDestroyed<UnknownMachine> machine;
+Platform& emptyPlatform() {
+  static base::NeverDestroyed<EmptyPlatform> machine;
   return *machine;
 }
 
