@@ -57,8 +57,7 @@ TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
   }
   for (const char* command : {"opt-out-push", "merge 1"}) one.say(command);
   for (const char* command : {"region 1", "opt-out-inapp", "merge 1000"}) two.say(command);
-  EXPECT_EQ(one.end().status, 0);
-  EXPECT_EQ(two.end().status, 0);
+  for (Child* const each : {&one, &two}) EXPECT_EQ(each->end().status, 0);
   EXPECT_EQ(host({"known"}).end().out, "ynn 1 nil nil nil\n");
   EXPECT_EQ(count(bytesOf(defaults), "kept by"), 50);
 }

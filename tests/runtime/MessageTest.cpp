@@ -76,7 +76,6 @@ TEST(Message, ToNullOrOfAnUnknownSelector) {
       {[&] { return send<bool>(Ref(), Selector()); }, ""},
       {[&] { return respondsTo(porter.get(), Selector()); }, ""},
       {[&] { return itsClass.ownMethod(Selector()) != nullptr; }, ""},
-      {[&] { return itsClass.metaclass().method(Selector()) != nullptr; }, ""},
       {[&] { return Keeper::protocol().methodDescription(Selector(), false) != nullptr; }, ""},
       {[&] { return send(door, kOpen, *door, "guest"); },
        unrecognized("-[TestDoor door:open:]", "instance", door.get())},

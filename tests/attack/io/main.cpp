@@ -185,13 +185,16 @@ int wrong(const char* what) {
 /// The next life: what it finds, and what it leaves after a write.
 int check() {
   const fs::path container = fs::path(root) / "org.example.attack/Library";
+  for (const auto& each : fs::recursive_directory_iterator(container)) {
+    if (each.path().extension() == ".corrupt") return wrong("a file of the life before is whole");
+  }
   install();
-  const bool push = !config().isUserPushEnabled();
-  if (shared->pushOptedOut && !push) return wrong("an opt-out that was written is found");
+  if (shared->pushOptedOut && config().isUserPushEnabled())
+    return wrong("an opt-out that was written is found");
   if (config().isDataTrackingEnabled()) return wrong("the opt-out of an earlier life is found");
   const base::Value token = defaults().objectForKey("token");
-  if (shared->tokenKept && token.isNil()) return wrong("a user default that was written is found");
-  if (!token.isNil() && token.length() != 6000) return wrong("a user default is whole");
+  if (token.isNil() ? shared->tokenKept : token.length() != 6000)
+    return wrong("a user default that was written is found whole");
   if (defaults().objectForKey("earlier") != base::Value("kept"))
     return wrong("an earlier user default is found");
   if (TWKeychain::load("io") != base::Value("secret")) return wrong("an earlier secret is found");
@@ -200,10 +203,10 @@ int check() {
   if (!defaults().synchronize()) return wrong("the next life can write");
   for (const auto& each : fs::recursive_directory_iterator(container)) {
     const std::string name = each.path().filename();
-    if (name.ends_with(".tmp") || name.ends_with(".corrupt") || name.find(".change-") != std::string::npos)
-      return wrong((name + " is not left after the next write").c_str());
+    if (name.ends_with(".tmp") || name.find(".change-") != std::string::npos)
+      return wrong((name + " is gone after the next write").c_str());
   }
-  return 0;
+  return !saidOf("corrupt") ? 0 : wrong("the archive of the life before is whole");
 }
 
 }  // namespace
