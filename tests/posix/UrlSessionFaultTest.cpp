@@ -114,5 +114,19 @@ TEST_F(UrlSessionTest, ARequestThatCannotBeSentFailsWithItsReason) {
   EXPECT_NE(std::string::npos, result.error->description().find("/nonexistent/authorities.pem"));
 }
 
+TEST_F(UrlSessionTest, AReplacedCertificateFileIsReadAfterTheNextFailure) {
+  const std::string right = bytesOf(given.caFile), wrong = bytesOf(StandInBackend().caFile());
+  given.caFile = folder + "/authorities.pem";
+  const auto fetchWith = [&](const std::string& authorities) {
+    writeFile(given.caFile, authorities);
+    backend.setFault(fault("kind=expired,host=other.example"));  // closes the idle connection
+    return codeOf(fetch());
+  };
+  ASSERT_EQ(kUrlErrorServerCertificateUntrusted, fetchWith(wrong));
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  while (std::chrono::steady_clock::now() < end) ASSERT_EQ(0, fetchWith(right));
+  EXPECT_EQ(0, fetchWith(wrong)) << "the parsed certificates are kept again";
+}
+
 }  // namespace
 }  // namespace tidewell::posix

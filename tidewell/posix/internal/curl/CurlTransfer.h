@@ -25,8 +25,9 @@ struct CurlEnvironment {
   curl_slist* connectTo;  ///< the connection overrides as libcurl takes them; null for none
   CURLSH* share;          ///< cookies and TLS sessions, in memory
   OpenSockets& sockets;
-  /// A server's certificate failed since one last passed: the parsed CA store may be damaged.
-  bool distrustsStore = false;
+  /// When a certificate last failed, until libcurl has replaced its parsed CA store: that one may be older
+  /// than the file, or lack keys because memory was short.
+  std::optional<std::chrono::steady_clock::time_point> certificateFailed;
 };
 
 /// One task from the first request to the last reply, redirects included. Used by the thread that drives the
@@ -63,6 +64,8 @@ class CurlTransfer {
 
   /// Forgets all cookies where servers have set more than anybody needs.
   void boundCookies();
+  /// Whether the transfer, which has succeeded, replaced the parsed CA store since a certificate last failed.
+  [[nodiscard]] bool hasReplacedStore() const;
   /// Whether another request follows the one that has just ended: a redirect, or the same request on another
   /// connection because the kept one was not quiet. `prepare` comes next then. An error if a redirect leads
   /// where the session must not go.
@@ -85,6 +88,7 @@ class CurlTransfer {
   template <class Setting>
   void set(CURLoption option, Setting setting);
   void setOnce();
+  void setStoreLifetime();
   void setMethodAndBody();
   void setProxy();
   [[nodiscard]] bool setHeaders();
@@ -117,6 +121,8 @@ class CurlTransfer {
   bool leftItsHost_ = false;
   bool needsNewConnection_ = false;
   int redirects_ = 0;
+  /// The failure after which a new TLS connection of the request replaces the parsed CA store.
+  std::optional<Clock::time_point> replacesStoreOf_;
 
   // What has arrived.
   ResponseHead head_;
