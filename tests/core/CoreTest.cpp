@@ -103,13 +103,22 @@ TEST_F(CoreTest, TheAppGroupIsStoredWhileTheAccountIsActive) {
 }
 
 TEST_F(CoreTest, AnImageIsFetchedOnTheSharedSession) {
-  core.downloadImageForURL(base::Url::URLWithString("https://images.example/a.png"), {});
-  EXPECT_NE(sent().back().session, "tidewell");
-  int failures = 0;
-  core.downloadImageForURL(std::nullopt,
-                           [&](bool success, const auto& data) { failures += !success && !data; });
+  using testing::ScriptedNetwork;
+  const auto url = base::Url::URLWithString("https://images.example/a.png");
+  Lines calls;
+  const auto note = [&](bool success, const std::optional<base::Data>& data) {
+    calls.push_back((success ? "yes " : "no ") + (data ? std::string(data->view()) : "-"));
+  };
+  for (const auto& result : {ScriptedNetwork::reply(200, "png"), ScriptedNetwork::reply(404, "none"),
+                             ScriptedNetwork::failure(-1001, "timed out")}) {
+    core.downloadImageForURL(url, note);
+    core.downloadImageForURL(url, {});
+    EXPECT_NE(sent().back().session, "tidewell");
+    while (platform->testNetwork().answer(result)) runUntilIdle();
+  }
   core.downloadImageForURL(std::nullopt, {});
-  EXPECT_EQ(failures, 1) << "at once without a URL";
+  core.downloadImageForURL(std::nullopt, note);
+  EXPECT_EQ(calls, (Lines{"yes png", "no none", "no -", "no -"})) << "at once without a URL";
 }
 
 // Used by siblings, wrappers and servers only. All other constants are shown by the requests, files and lines

@@ -186,6 +186,20 @@ TEST_F(NetworkTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
   EXPECT_NE(session, configuration.getTWURLSession());
 }
 
+TEST_F(NetworkTest, TheDefaultAddressChangesWhereAnotherIsGiven) {
+  auto& configuration = TWNetworkConfiguration::defaultConfiguration();
+  for (const Text& given : {Text(), Text("other")}) {
+    configuration.updateDefaultHost(given);
+    configuration.updateDefaultScheme(given);
+    EXPECT_EQ(configuration.host(), given.value_or(std::string(HOST_TDW_PROD_US)));
+    EXPECT_EQ(configuration.scheme(), given.value_or("https"));
+  }
+  for (const std::int64_t port : {8443, 0}) {
+    configuration.updateDefaultPort(port);
+    EXPECT_EQ(configuration.port().value_or(0), port) << "0 is none";
+  }
+}
+
 TEST_F(NetworkTest, TheLastWrapperThatLeftAVersionIsNamed) {
   const std::pair<std::string_view, const char*> wrappers[] = {
       {"TIDEWELL_FLUTTER_SDK_VERSION", "flutter"}, {"TIDEWELL_XAMARIN_SDK_VERSION", "xamarin"},
