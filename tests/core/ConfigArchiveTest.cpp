@@ -79,6 +79,11 @@ TEST_F(ConfigArchiveTest, ATransientReadErrorAtTheStartLosesNothing) {
   TWConfigManager merging;
   merging.updateConfigFromResponse(base::Dictionary{{"le_tkn", "new"}});
   EXPECT_EQ(stateOf(merging), "-pi Europe") << "a merge replaces the server's settings only";
+
+  lines();
+  fail(FileOperation::list, kInputOutput, 1);
+  EXPECT_EQ(stateAfterStart(), "-pi Europe");
+  EXPECT_EQ(lines().size(), 1u) << "changes that wait may have been missed";
 }
 
 TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
@@ -86,14 +91,18 @@ TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
     files().setContents(path, whole);
     fail(FileOperation::read, kInputOutput, 2);
     TWConfigManager manager;
-    manager.setUserInAppNotificationOptedOut(true);
     if (choosesRegion) manager.setDataRedirectionRegion(TWDataRegionDefault);
+    manager.setUserInAppNotificationOptedOut(true);
     const std::string region = choosesRegion ? "Default" : "Europe";
     if (!choosesRegion) {
       EXPECT_EQ(stateOf(manager), "--i Default");
       EXPECT_EQ(contents(".unreadable"), whole);
       EXPECT_EQ(stateAfterStart(), "-pi Europe");
       EXPECT_EQ(contents(".unreadable"), whole) << "kept until the next write";
+      const std::string newer = *contents();
+      (void)files().removeItem(path);
+      EXPECT_EQ(stateAfterStart(), "-p- Europe");
+      files().setContents(path, newer);
     }
     manager.setDataTrackingOptedOut(false);
     EXPECT_EQ(stateOf(manager), "-pi " + region);
@@ -175,6 +184,9 @@ TEST_F(ConfigArchiveTest, AChangeWaitsBesideTheArchiveWhileAnotherProcessHoldsTh
   files().setContents(path, "no archive");
   (void)TWConfigManager().shouldSyncConfig();
   EXPECT_EQ(contents(), "no archive");
+  (void)files().removeItem(path);
+  TWConfigManager().setDataTrackingOptedOut(true);
+  EXPECT_EQ(stateAfterStart(), "t-- Default") << "no archive has been written yet";
 }
 
 TEST_F(ConfigArchiveTest, AChoiceMadeBetweenTheStepsOfAWriteIsKept) {
@@ -318,6 +330,7 @@ TEST_F(ConfigArchiveTest, AValueThatCannotBeArchivedStaysInMemory) {
   manager.setUserInAppNotificationOptedOut(true);
   EXPECT_FALSE(manager.isUserInAppEnabled());
   EXPECT_EQ(manager.getFilePathForConfig(), std::nullopt);
+  EXPECT_EQ(stateAfterStart(), "--- Default");
 }
 
 }  // namespace

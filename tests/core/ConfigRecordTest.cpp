@@ -67,6 +67,10 @@ TEST_F(ConfigRecordTest, NumbersOfNoPropertyOrOfAnotherGroupAreLoggedAndIgnored)
   EXPECT_THROW(record.updateConfigProperty(9, base::Array()), base::Exception);
   EXPECT_THROW(record.updateConfigProperty(22, base::Value::null()), base::Exception);
   EXPECT_EQ(fieldsOf(record), before);
+  EXPECT_EQ(TWConfig::getDefaultValForStatusProperty(9), "allowed");
+  EXPECT_EQ(TWConfig::getDefaultValForDurationProperty(4), 0);
+  EXPECT_TRUE(TWConfig::getDefaultValForMiscProperty(4).isNil());
+  EXPECT_FALSE(TWConfig::getDefaultValForGDPRProperty(7));
   record.updateConfigProperty(17, base::Array{"x"});
   EXPECT_EQ(lines(), Lines{unknown}) << "logged although the property is known";
 }

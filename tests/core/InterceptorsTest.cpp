@@ -44,6 +44,7 @@ TEST_F(InterceptorsTest, AnObjectIsRegisteredOnceAndOnlyIfItConforms) {
   EXPECT_EQ(Swizzler::registerAppDelegateInterceptor(interceptor), id);
   EXPECT_EQ(Swizzler::interceptors().allKeys(), (Lines{"Tdw_" + addressOf(deaf), id}));
   EXPECT_EQ(dispatch(), std::vector<Ref>{interceptor});
+  Swizzler::notifyInterceptorsWithMethodSelector(platform::kApplicationOpenURL.selector(), nullptr);
   Swizzler::unregisterAppDelegateInterceptorWithID(id);
   EXPECT_TRUE(dispatch().empty());
   EXPECT_EQ(Swizzler::interceptors().count(), 1u);

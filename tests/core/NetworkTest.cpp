@@ -59,6 +59,7 @@ TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
       {fetch, reply(200, R"({"a":1})"), "yes {\n    a = 1;\n} on main", ""},
       {fetch, reply(200, "[1]"), "yes (\n    1\n) on main", ""},
       {fetch, reply(200, "<html>"), "yes {\n} on main", ""},
+      {fetch, {{}, platform::UrlResponse{"https://h.example/", 200, {}}, {}}, "yes {\n} on main", ""},
       {fetch, reply(201, "{}"), "no (null) on main", fetchLine(status(201) + " and error (null)")},
       {fetch, ScriptedNetwork::failure(-1001, "timed out"), "no (null) on main",
        fetchLine("(null) and error Error Domain=NSURLErrorDomain Code=-1001 \"timed out\"")},
@@ -133,6 +134,7 @@ TEST_F(NetworkTest, ARequestIsMadeOfItsServicePartsByteForByte) {
               "POST " + kHostAndPort + "/v1/getInboxMessages" + header + json + "-");
   }
   TWCoreUtils::saveAppId("ABC123");
+  (void)TWNetworkRequest(TWServiceSendReports, {}, {}, {}, {});  // without an app group to tell
   lines();
   (void)TWNetworkRequest(TWServiceInbox, {}, {}, base::Dictionary{{"k", "v"}}, {}).getRequestInstance();
   EXPECT_EQ(lines(), (Lines{"Tidewell - Request URL : " + kHostAndPort + "/v1/getInboxMessages",

@@ -58,13 +58,16 @@ TEST_F(InstallTest, AUserWithoutAHomeWorksInMemory) {
               Options without = options();
               without.dataHome.clear();
               PosixPlatform platform(without);
-              EXPECT_FALSE(platform.fileManager().pathForDirectory(platform::SearchPathDirectory::library));
+              using Directory = platform::SearchPathDirectory;
+              for (const Directory each : {Directory::library, Directory::document})
+                EXPECT_FALSE(platform.fileManager().pathForDirectory(each));
               platform.standardUserDefaults().setObject("value", "key");
               EXPECT_FALSE(platform.standardUserDefaults().synchronize());
               EXPECT_EQ(platform.standardUserDefaults().objectForKey("key"), Value("value"));
-              EXPECT_EQ(
-                  platform.keychain().itemDelete({{platform::kSecClass, platform::kSecClassGenericPassword}}),
-                  platform::errSecNotAvailable);
+              const base::Dictionary query{{platform::kSecClass, platform::kSecClassGenericPassword}};
+              base::Data found;
+              EXPECT_EQ(platform.keychain().itemDelete(query), platform::errSecNotAvailable);
+              EXPECT_EQ(platform.keychain().itemCopyMatching(query, found), platform::errSecNotAvailable);
               EXPECT_TRUE(platform.device().identifierForVendor());
             }),
             0);

@@ -79,6 +79,15 @@ TEST_F(UrlSessionTest, EachFaultEndsOneRequestAndLeavesNoDescriptorBehind) {
   }
 }
 
+TEST_F(UrlSessionTest, ALifeEndsWhileTheRequestWaitsForItsTurn) {
+  configuration.timeoutIntervalForResource = 0.5;
+  const auto session = makeSession();
+  std::vector<std::future<platform::UrlTaskResult>> replies;
+  for (int i = 0; i < 100; ++i) replies.push_back(send(*session, request("https://shop.example/held")));
+  for (auto& reply : replies) EXPECT_EQ(kUrlErrorTimedOut, codeOf(reply.get()));
+  release.set_value();
+}
+
 TEST_F(UrlSessionTest, BytesThatArriveEndTheSilence) {
   configuration.timeoutIntervalForRequest = 10;
   backend.setFault(fault("kind=drip:500,status=204"));  // 25 bytes of status line
