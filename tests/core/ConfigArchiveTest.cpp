@@ -77,6 +77,11 @@ TEST_F(ConfigArchiveTest, ATransientReadErrorAtTheStartLosesNothing) {
   TWConfigManager merging;
   merging.updateConfigFromResponse(base::Dictionary{{"le_tkn", "new"}});
   EXPECT_EQ(stateOf(merging), "-pi Europe") << "a merge replaces the server's settings only";
+
+  lines();
+  fail(FileOperation::list, kInputOutput, 1);
+  EXPECT_EQ(stateAfterStart(), "-pi Europe");
+  EXPECT_EQ(lines().size(), 1u) << "changes that wait may have been missed";
 }
 
 TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
@@ -84,9 +89,16 @@ TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
     files().setContents(path, whole);
     fail(FileOperation::read, kInputOutput, 2);
     TWConfigManager manager;
-    manager.setUserInAppNotificationOptedOut(true);
     if (choosesRegion) manager.setDataRedirectionRegion(TWDataRegionDefault);
+    manager.setUserInAppNotificationOptedOut(true);
     const std::string region = choosesRegion ? "Default" : "Europe";
+    if (!choosesRegion) {
+      EXPECT_EQ(stateAfterStart(), "-pi Europe");
+      const std::string newer = *contents();
+      (void)files().removeItem(path);
+      EXPECT_EQ(stateAfterStart(), "-p- Europe");
+      files().setContents(path, newer);
+    }
     manager.setDataTrackingOptedOut(false);
     EXPECT_EQ(stateOf(manager), "-pi " + region);
     EXPECT_EQ(contents(".corrupt"), whole);
@@ -158,6 +170,9 @@ TEST_F(ConfigArchiveTest, ChangesThatWaitForTheLockAreMergedInTheirOrder) {
   files().setContents(path, "no archive");
   (void)TWConfigManager().shouldSyncConfig();
   EXPECT_EQ(contents(), "no archive");
+  (void)files().removeItem(path);
+  TWConfigManager().setDataTrackingOptedOut(true);
+  EXPECT_EQ(stateAfterStart(), "t-- Default") << "no archive has been written yet";
 }
 
 TEST_F(ConfigArchiveTest, AChoiceMadeBetweenTheStepsOfAWriteIsKept) {

@@ -16,8 +16,8 @@ class ConfigManagerTest : public CoreFixture {
 
 TEST_F(ConfigManagerTest, AChangeOfTheRecordIsSeenByTheNextQuestion) {
   const auto record = manager.tdwConfig();
-  record->setBlackListedEventsArray(base::Array{"x"});
-  EXPECT_TRUE(manager.isEventBlackListed("x"));
+  record->setBlackListedEventsArray(base::Array{"x", "remove from cart"});
+  EXPECT_TRUE(manager.isEventBlackListed("x") && manager.isEventBlackListed("remove from cart"));
 
   const auto other = std::make_shared<TWConfig>();
   other->setAccountStatus("blocked");

@@ -58,6 +58,10 @@ TEST_F(ConfigRecordTest, NumbersOfNoPropertyOrOfAnotherGroupAreLoggedAndIgnored)
   record.updateConfigProperty(17, base::Array{"x"});
   EXPECT_EQ(lines(), (Lines{unknown, invalid, invalid, invalid, "Tidewell - Unknown feature", unknown,
                             unknown, unknown, unknown, unknown}));
+  EXPECT_EQ(TWConfig::getDefaultValForStatusProperty(9), "allowed");
+  EXPECT_EQ(TWConfig::getDefaultValForDurationProperty(4), 0);
+  EXPECT_TRUE(TWConfig::getDefaultValForMiscProperty(4).isNil());
+  EXPECT_FALSE(TWConfig::getDefaultValForGDPRProperty(7));
 }
 
 TEST_F(ConfigRecordTest, ReadsArchivesOfThePlatformAndWritesThemBack) {

@@ -94,12 +94,22 @@ TEST_F(CoreTest, TheAppGroupIsStoredWhileTheAccountIsActive) {
 }
 
 TEST_F(CoreTest, AnImageIsFetchedOnTheSharedSession) {
-  core.downloadImageForURL(base::Url::URLWithString("https://images.example/a.png"), {});
-  EXPECT_NE(sent().back().session, "tidewell");
-  int failures = 0;  // at once without a URL
-  core.downloadImageForURL({}, [&](bool success, const auto& data) { failures += !success && !data; });
-  core.downloadImageForURL({}, {});
-  EXPECT_EQ(failures, 1);
+  using testing::ScriptedNetwork;
+  const auto url = base::Url::URLWithString("https://images.example/a.png");
+  Lines calls;
+  const auto note = [&](bool success, const std::optional<base::Data>& data) {
+    calls.push_back((success ? "yes " : "no ") + (data ? std::string(data->view()) : "-"));
+  };
+  for (const auto& result : {ScriptedNetwork::reply(200, "png"), ScriptedNetwork::reply(404, "none"),
+                             ScriptedNetwork::failure(-1001, "timed out")}) {
+    core.downloadImageForURL(url, note);
+    core.downloadImageForURL(url, {});
+    EXPECT_NE(sent().back().session, "tidewell");
+    while (platform->testNetwork().answer(result)) runUntilIdle();
+  }
+  core.downloadImageForURL(std::nullopt, {});
+  core.downloadImageForURL(std::nullopt, note);
+  EXPECT_EQ(calls, (Lines{"yes png", "no none", "no -", "no -"})) << "at once without a URL";
 }
 
 }  // namespace

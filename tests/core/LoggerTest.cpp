@@ -24,6 +24,7 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
   const std::tuple<std::vector<std::int64_t>, std::int64_t, std::int32_t, base::Array, Lines> cases[] = {
       {{}, 1, 5, kMessage, {}},
       {{1}, 1, 0, kMessage, {"Tidewell - message"}},
+      {{1}, 0, 5, kMessage, {}},
       {{1}, 1, 0, {"100%@ %d"}, {"Tidewell - 100%@ %d"}},
       {{1}, 2, 4, kDetails, {caughtLine("TWConfigManager", 120, "isLogentriesEnabled", "message")}},
       {{1}, 2, 4, {"F", 1, "m"}, {caughtLine("F", 1, "m", "(null)")}},
@@ -42,6 +43,12 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
     for (const std::int64_t level : levels) TWLogger::debug(level);
     TWLogger::logWithVerbosity(verbosity, severity, arguments);
     EXPECT_EQ(lines(), expected) << ::testing::PrintToString(levels) << severity;
+  }
+  TWLogger::debug(2);
+  TWLogger::setMinimumSeverity(1);
+  for (const auto& [severity, label] : {std::pair{1, "[DEBUG]"}, {2, "[INFO]"}, {3, "[WARNING]"}}) {
+    TWLogger::logWithVerbosity(1, severity, kMessage);
+    EXPECT_EQ(lines(), Lines{std::string(label) + "\tTidewell - message"});
   }
   TWLogger::setMinimumSeverity(4);
   for (const auto& [inDebug, verbose, writesInfo, writesError] :
@@ -92,12 +99,20 @@ TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesIsOneLine) {
 
 TEST_F(LoggerTest, ALineThatIsOffIsNotBuiltAndReportsAreWarnings) {
   int built = 0;
+  TWLogger::log("off");
   for (const std::int64_t level : {0, 2, 1}) {
     TWLogger::setMinimumSeverity(0);
     TWLogger::debug(level);
     logLine([&] { return std::to_string(++built); });
     platform::report("disk full");
     EXPECT_EQ(lines(), level == 1 ? (Lines{"Tidewell - 1", "Tidewell - disk full"}) : Lines());
+  }
+  const std::pair<Text, Lines> templates[] = {
+      {"no place", {"no place"}}, {"%% %@", {"% m"}}, {"%@ %@", {"m (null)"}}, {std::nullopt, {}}};
+  for (const auto& [format, line] : templates) {
+    TWLogger::setFormat(format, 1);
+    logLine([] { return "m"; });
+    EXPECT_EQ(lines(), line);
   }
 }
 

@@ -55,6 +55,7 @@ TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
       {fetch, reply(200, R"({"a":1})"), "yes {\n    a = 1;\n} on main", ""},
       {fetch, reply(200, "[1]"), "yes (\n    1\n) on main", ""},
       {fetch, reply(200, "<html>"), "yes {\n} on main", ""},
+      {fetch, {{}, platform::UrlResponse{"https://h.example/", 200, {}}, {}}, "yes {\n} on main", ""},
       {fetch, reply(201, "{}"), "no (null) on main", fetchLine(status(201) + " and error (null)")},
       {fetch, ScriptedNetwork::failure(-1001, "timed out"), "no (null) on main",
        fetchLine("(null) and error Error Domain=NSURLErrorDomain Code=-1001 \"timed out\"")},
@@ -162,6 +163,20 @@ TEST_F(NetworkTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
   EXPECT_TRUE(settings.httpsOnly && settings.headersBoundToHost == Lines{"TDW-APPKEY"});
   platform = platform->restart();
   EXPECT_NE(session, configuration.getTWURLSession());
+}
+
+TEST_F(NetworkTest, TheDefaultAddressCanBeChanged) {
+  auto& configuration = TWNetworkConfiguration::defaultConfiguration();
+  for (const Text& given : {Text(), Text("other")}) {
+    configuration.updateDefaultHost(given);
+    configuration.updateDefaultScheme(given);
+    EXPECT_EQ(configuration.host(), given.value_or(std::string(HOST_TDW_PROD_US)));
+    EXPECT_EQ(configuration.scheme(), given.value_or("https"));
+  }
+  for (const std::int64_t port : {8443, 0}) {
+    configuration.updateDefaultPort(port);
+    EXPECT_EQ(configuration.port().value_or(0), port) << "0 is none";
+  }
 }
 
 TEST_F(NetworkTest, MissingFactsAreEmptyParametersOrALine) {

@@ -80,6 +80,15 @@ TEST_F(UrlSessionTest, EachFaultEndsOneRequestAndLeavesNoDescriptorBehind) {
   }
 }
 
+TEST_F(UrlSessionTest, ALifeEndsWhileTheRequestWaitsForItsTurn) {
+  configuration.timeoutIntervalForResource = 0.5;
+  const auto session = makeSession();
+  std::vector<std::future<platform::UrlTaskResult>> replies;
+  for (int i = 0; i < 100; ++i) replies.push_back(send(*session, request("https://shop.example/held")));
+  for (auto& reply : replies) EXPECT_EQ(kUrlErrorTimedOut, codeOf(reply.get()));
+  release.set_value();
+}
+
 TEST_F(UrlSessionTest, BytesThatArriveEndTheSilence) {
   configuration.timeoutIntervalForRequest = 10;
   backend.setFault(fault("kind=drip:500,status=204"));  // 25 bytes of status line
@@ -119,6 +128,20 @@ TEST_F(UrlSessionTest, TheAuthorityOfAnEarlierBackendIsStillTrusted) {
   given.connectionOverrides = {{"images.example", 443, "127.0.0.1", later.port()}};
   EXPECT_EQ(0, codeOf(fetch(request("https://images.example/"))));
   for (const char* key : {"/ca.key", "/server.key"}) EXPECT_EQ(modeOf(with.directory + key), 0600u);
+}
+
+TEST_F(UrlSessionTest, AReplacedCertificateFileIsReadAfterTheNextFailure) {
+  const std::string right = bytesOf(given.caFile), wrong = bytesOf(StandInBackend().caFile());
+  given.caFile = folder + "/authorities.pem";
+  const auto fetchWith = [&](const std::string& authorities) {
+    writeFile(given.caFile, authorities);
+    backend.setFault(fault("kind=expired,host=other.example"));  // closes the idle connection
+    return codeOf(fetch());
+  };
+  ASSERT_EQ(kUrlErrorServerCertificateUntrusted, fetchWith(wrong));
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  while (std::chrono::steady_clock::now() < end) ASSERT_EQ(0, fetchWith(right));
+  EXPECT_EQ(0, fetchWith(wrong)) << "the parsed certificates are kept again";
 }
 
 }  // namespace

@@ -316,9 +316,10 @@ TEST_F(ForkedUrlSessionTest, ADaemonMayForkBeforeItsFirstRequestAndOneThreadSuff
   EXPECT_EQ(0, inChild(withoutThreads));
 }
 
-TEST_F(ForkedUrlSessionTest, AMissingModuleFailsRequestsWithItsName) {
+TEST_F(ForkedUrlSessionTest, AMissingModuleFailsTheRequestsThatCameBeforeTheAttempt) {
   constexpr const char* kLonely = "TIDEWELL_TEST_LONELY";
-  if (getenv(kLonely) == nullptr) {
+  const char* const module = getenv(kLonely);  // where there is one
+  if (module == nullptr) {
     Dl_info platformLibrary{};
     dladdr(reinterpret_cast<void*>(&install), &platformLibrary);
     if (std::string(platformLibrary.dli_fname).find(".so") == std::string::npos)
@@ -326,7 +327,8 @@ TEST_F(ForkedUrlSessionTest, AMissingModuleFailsRequestsWithItsName) {
     // The same program again, with a copy of the platform's library that has no module beside it.
     std::filesystem::copy(platformLibrary.dli_fname, folder + "/libTidewellPosix.so.1");
     EXPECT_EQ(0, inChild([&] {
-                setenv(kLonely, "1", 1);
+                const std::filesystem::path library = platformLibrary.dli_fname;
+                setenv(kLonely, (library.parent_path() / "libTidewellUrlSession.so").c_str(), 1);
                 setenv("LD_LIBRARY_PATH", folder.c_str(), 1);
                 execl("/proc/self/exe", "tests_posix", "--gtest_filter=*AMissingModule*", nullptr);
                 ADD_FAILURE();
@@ -336,6 +338,16 @@ TEST_F(ForkedUrlSessionTest, AMissingModuleFailsRequestsWithItsName) {
   const platform::UrlTaskResult result = fetch();
   ASSERT_EQ(platform::kUrlErrorResourceUnavailable, codeOf(result));
   EXPECT_NE(std::string::npos, result.error->description().find("libTidewellUrlSession.so"));
+  const std::string missing = std::string(getenv("LD_LIBRARY_PATH")) + "/libTidewellUrlSession.so";
+  ASSERT_EQ(0, mkfifo(missing.c_str(), 0600));
+  auto before = send(*makeSession());
+  const int writer = open(missing.c_str(), O_WRONLY);  // waits until it is being loaded
+  auto meanwhile = send(*makeSession());
+  std::filesystem::create_symlink(module, missing + ".new");
+  std::filesystem::rename(missing + ".new", missing);
+  close(writer);
+  EXPECT_EQ(platform::kUrlErrorResourceUnavailable, codeOf(before.get()));
+  EXPECT_EQ("hello", bodyOf(meanwhile.get()));
 }
 
 }  // namespace

@@ -158,20 +158,19 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
 
   TransferTasks driveEngine() noexcept {
     if (engine_ == nullptr) {
+      TransferTasks tasks = takeTasks();  // those that come during a failing load cause another one
       std::string problem;
       TransferEngine* const engine = loadTransferEngine(*this, settings_, problem);
-      if (engine == nullptr) return failTasks(problem);
+      if (engine == nullptr) {
+        platform::report(problem);
+        for (TransferTask& task : tasks) fail(task, problem);
+        return tasks;
+      }
       const base::MutexLock lock(mutex_);
       engine_ = engine;
+      tasks_.splice(tasks_.begin(), tasks);
     }
     return engine_->run();
-  }
-
-  TransferTasks failTasks(std::string_view problem) noexcept {
-    platform::report(problem);
-    TransferTasks failed = takeTasks();
-    for (TransferTask& task : failed) fail(task, problem);
-    return failed;
   }
 
   void complete() TIDEWELL_REQUIRES(mutex_) {

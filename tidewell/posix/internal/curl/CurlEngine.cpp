@@ -78,7 +78,7 @@ CurlEngine* CurlEngine::make(TransferClient& client, const TransportSettings& se
 
 CurlEngine::CurlEngine(TransferClient& client, const TransportSettings& settings, CURLM* multi, CURLSH* share,
                        curl_slist* connectTo)
-    : client_(client), multi_(multi), environment_{settings, connectTo, share, sockets_, false} {}
+    : client_(client), multi_(multi), environment_{settings, connectTo, share, sockets_, std::nullopt} {}
 
 TransferTasks CurlEngine::run() noexcept {
   for (;;) {
@@ -164,8 +164,11 @@ void CurlEngine::takeReplies() noexcept {
 }
 
 void CurlEngine::replyEnded(CurlTransfer& transfer, CURLcode code) noexcept {
-  if (code == CURLE_OK || code == CURLE_PEER_FAILED_VERIFICATION)
-    environment_.distrustsStore = code != CURLE_OK;
+  if (code == CURLE_PEER_FAILED_VERIFICATION) {
+    environment_.certificateFailed = Clock::now();
+  } else if (code == CURLE_OK && transfer.hasReplacedStore()) {
+    environment_.certificateFailed.reset();
+  }
   bool goesOn = false;
   std::optional<base::Error> error;
   try {

@@ -88,6 +88,7 @@ std::optional<base::Error> CurlTransfer::prepare() {
   const CURLcode isUrl = curl_easy_setopt(handle(), CURLOPT_URL, url_.c_str());
   if (isUrl == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
   if (isUrl != CURLE_OK) return urlError(platform::kUrlErrorBadUrl);
+  setStoreLifetime();
   setMethodAndBody();
   setProxy();
   if (!setHeaders()) return urlError(platform::kUrlErrorUnknown, "out of memory");
@@ -126,9 +127,7 @@ void CurlTransfer::setOnce() {
   // simultaneous downloads of 3 MB from a correct server stalled for seconds or forever.
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
 
-  // Trust. The parsed CA store is cached forever, which libcurl supports only without a CA folder. A store
-  // parsed while memory was short lacks certificates, so after a failure a store older than a second is
-  // parsed again.
+  // Trust. libcurl keeps a parsed CA store only without a CA folder.
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
@@ -136,7 +135,6 @@ void CurlTransfer::setOnce() {
   set(CURLOPT_CAPATH, orNull(settings.caDirectory));
   set(CURLOPT_PROXY_CAINFO, orNull(settings.proxyCaFile));
   set(CURLOPT_PROXY_CAPATH, orNull(settings.proxyCaDirectory));
-  set(CURLOPT_CA_CACHE_TIMEOUT, environment_.distrustsStore ? 1L : -1L);
   tightenTls(handle());
 
   // Receiving.
@@ -156,6 +154,22 @@ void CurlTransfer::setOnce() {
   // The engine limits the time without progress, connecting included; libcurl's own limit of 300 s must not
   // apply first.
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(INT_MAX / 2));
+}
+
+void CurlTransfer::setStoreLifetime() {
+  constexpr long kForever = -1, kOneSecond = 1, kParseAndKeepNone = 0;
+  const auto& failed = environment_.certificateFailed;
+  // libcurl counts in whole seconds, and the store that failed may be younger than one.
+  const bool isOld = failed && Clock::now() - *failed > std::chrono::seconds(kOneSecond);
+  replacesStoreOf_ = isOld ? failed : std::nullopt;
+  set(CURLOPT_CA_CACHE_TIMEOUT, isOld ? kOneSecond : failed ? kParseAndKeepNone : kForever);
+}
+
+bool CurlTransfer::hasReplacedStore() const {
+  long newConnections = 0;
+  curl_easy_getinfo(handle(), CURLINFO_NUM_CONNECTS, &newConnections);
+  return replacesStoreOf_ && replacesStoreOf_ == environment_.certificateFailed && usesTls() &&
+         newConnections > 0;
 }
 
 void CurlTransfer::setMethodAndBody() {

@@ -25,8 +25,9 @@ struct CurlEnvironment {
   curl_slist* connectTo;  ///< connection overrides in libcurl's format; null for none
   CURLSH* share;          ///< cookies and TLS sessions, in memory
   OpenSockets& sockets;
-  /// Certificate verification failed since it last succeeded: the parsed CA store may be incomplete.
-  bool distrustsStore = false;
+  /// When a certificate last failed; no value once libcurl has replaced its parsed CA store, which may be
+  /// older than the file, or incomplete because it was parsed while memory was short.
+  std::optional<std::chrono::steady_clock::time_point> certificateFailed;
 };
 
 /// One task, from the first request to the last reply, redirects included. For the thread that drives the
@@ -63,6 +64,8 @@ class CurlTransfer {
 
   /// Deletes all cookies if servers have set more than `kMaximumCookies`.
   void boundCookies();
+  /// Whether the transfer, which has succeeded, replaced the parsed CA store since a certificate last failed.
+  [[nodiscard]] bool hasReplacedStore() const;
   /// Whether another request follows the one that has ended: a redirect, or the same request on a new
   /// connection because the reused one had unread bytes. Call `prepare` next in that case. Returns an error
   /// for a redirect to a URL that the session does not permit.
@@ -85,6 +88,7 @@ class CurlTransfer {
   template <class Setting>
   void set(CURLoption option, Setting setting);
   void setOnce();
+  void setStoreLifetime();
   void setMethodAndBody();
   void setProxy();
   [[nodiscard]] bool setHeaders();
@@ -117,6 +121,8 @@ class CurlTransfer {
   bool leftItsHost_ = false;
   bool needsNewConnection_ = false;
   int redirects_ = 0;
+  /// The failure after which a new TLS connection of the request replaces the parsed CA store.
+  std::optional<Clock::time_point> replacesStoreOf_;
 
   // The reply so far.
   ResponseHead head_;
