@@ -175,7 +175,7 @@ TEST_F(NetworkTest, TheDefaultAddressCanBeChanged) {
   }
   for (const std::int64_t port : {8443, 0}) {
     configuration.updateDefaultPort(port);
-    EXPECT_EQ(configuration.port().value_or(0), port) << "0 is none";
+    EXPECT_EQ(configuration.port(), port == 0 ? std::nullopt : std::optional(port));
   }
 }
 
