@@ -1,6 +1,5 @@
-// A host as others build it: without exceptions, without RTTI, with another compiler, another standard, LTO,
-// assertions. The library has to answer the same; the program ends with status 1 and says what differs if
-// not.
+// A host built with other settings: without exceptions or RTTI, with another compiler or standard, with LTO
+// or assertions. Exits with status 1 and prints the difference if the library answers otherwise.
 #include <cstdio>
 #include <future>
 #include <string>
@@ -22,10 +21,11 @@ int status = 0;
 void expect(bool condition, const char* what) {
   if (condition) return;
   status = 1;
-  std::fprintf(stderr, "not so: %s\n", what);
+  std::fprintf(stderr, "check failed: %s\n", what);
 }
 
-std::promise<bool>& succeeded = *new std::promise<bool>;  // the library's threads go on while `main` returns
+std::promise<bool>& succeeded =
+    *new std::promise<bool>;  // still used by the library's threads while `main` returns
 
 class Delegate : public tidewell::platform::UIApplicationDelegate {
  public:
@@ -47,7 +47,7 @@ int main() {
   options.proxy = "-";
   options.consoleSink = [](std::string_view line) { expect(!line.empty(), "a line"); };
   for (const std::string_view host : {HOST_TDW_PROD_US, HOST_LOGENTRIES}) {
-    options.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", 1});  // where nothing listens
+    options.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", 1});  // a closed port
   }
   expect(posix::install(options) != nullptr, "the platform can be installed");
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);

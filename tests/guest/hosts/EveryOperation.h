@@ -44,7 +44,7 @@ inline void (*onFailedRequirement)(const char* what) = nullptr;
 inline void require(bool condition, const char* what) {
   if (condition) return;
   if (onFailedRequirement != nullptr) return onFailedRequirement(what);
-  std::fprintf(stderr, "wrong: %s\n", what);
+  std::fprintf(stderr, "failed: %s\n", what);
   std::_Exit(9);
 }
 
