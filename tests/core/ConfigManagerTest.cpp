@@ -192,15 +192,15 @@ TEST_F(ConfigManagerTest, OldSnapshotsAreFreedAfterManyThreadsHaveRead) {
 
 TEST_F(ConfigManagerTest, ThreadLocalDestructorsMayQuery) {
   merge(R"({"b_e":["x"]})");
-  static TWConfigManager* const asked = &manager;
+  static TWConfigManager* const queried = &manager;
   static std::atomic<int> answers;
-  struct AsksLate {
-    ~AsksLate() { answers += asked->isEventBlackListed("x"); }
+  struct QueriesLate {
+    ~QueriesLate() { answers += queried->isEventBlackListed("x"); }
   };
   const auto ask = [] {
-    thread_local AsksLate late;  // constructed before the first query, so destroyed after its record
+    thread_local QueriesLate late;  // constructed before the first query, so destroyed after its record
     (void)&late;
-    answers += asked->isEventBlackListed("x");
+    answers += queried->isEventBlackListed("x");
   };
   for (int round = 0; round < 3; ++round) std::thread(ask).join();
   EXPECT_EQ(answers, 6);

@@ -202,10 +202,10 @@ TEST_F(DelegateProxyTest, ConcurrentReplacementsOfTheDelegateEndTheProxyOnce) {
   thread.join();
 }
 
-class SendsAtItsEnd : public runtime::Subclass<SendsAtItsEnd, Listener> {
+class SendsWhenDestroyed : public runtime::Subclass<SendsWhenDestroyed, Listener> {
  public:
   using Subclass::Subclass;
-  ~SendsAtItsEnd() override { sendURL(Ref(Ref(), this)); }
+  ~SendsWhenDestroyed() override { sendURL(Ref(Ref(), this)); }
 };
 
 /// The proxy may be the delegate's only owner. The stage's re-assignment clears the delegate briefly, which
@@ -213,7 +213,7 @@ class SendsAtItsEnd : public runtime::Subclass<SendsAtItsEnd, Listener> {
 TEST_F(DelegateProxyTest, ADelegateOwnedByTheProxySurvivesTheStages) {
   Listener* address = nullptr;
   {
-    const auto delegate = runtime::make<SendsAtItsEnd>("app");
+    const auto delegate = runtime::make<SendsWhenDestroyed>("app");
     address = delegate.get();
     application->setDelegate(delegate);
     Swizzler::proxyOriginalDelegate();

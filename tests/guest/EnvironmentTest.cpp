@@ -5,7 +5,7 @@ namespace tidewell::guest {
 namespace {
 
 TEST_F(GuestTest, TheLocaleDoesNotAffectFilesOrRequests) {
-  std::map<std::string, std::vector<std::string>> lives;
+  std::map<std::string, std::vector<std::string>> results;
   for (const std::string name : {"C", "de_DE", "tr_TR"}) {
     const std::string path = folder + "/" + name;
     if (name != "C" &&
@@ -21,10 +21,10 @@ TEST_F(GuestTest, TheLocaleDoesNotAffectFilesOrRequests) {
             .end();
     const auto end = outcome.out.rfind('\n', outcome.out.size() - 2) + 1;
     EXPECT_EQ(outcome.out.substr(end), name + "\n");
-    std::vector<std::string>& life = lives[name] = {outcome.out.substr(0, end), bytesOf(archive)};
+    std::vector<std::string>& result = results[name] = {outcome.out.substr(0, end), bytesOf(archive)};
     for (const auto& each : backend.requests())
-      life.push_back(each.path + each.query + std::to_string(each.body.size()));
-    EXPECT_EQ(life, lives["C"]) << name;
+      result.push_back(each.path + each.query + std::to_string(each.body.size()));
+    EXPECT_EQ(result, results["C"]) << name;
   }
 }
 

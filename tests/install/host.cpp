@@ -24,8 +24,7 @@ void expect(bool condition, const char* what) {
   std::fprintf(stderr, "check failed: %s\n", what);
 }
 
-std::promise<bool>& succeeded =
-    *new std::promise<bool>;  // still used by the library's threads while `main` returns
+std::promise<bool>& succeeded = *new std::promise<bool>;  // never freed: threads use it until the exit
 
 class Delegate : public tidewell::platform::UIApplicationDelegate {
  public:
@@ -57,9 +56,9 @@ int main() {
   const auto reply = base::JSONObjectWithData(R"({"e_b_c": 7, "b_uid_r": ["[0-9]+", "("]})", nullptr);
   int entries = 0;
   for (const auto& entry : *reply.dictionary()) entries += entry.value.description().empty() ? 0 : 1;
-  expect(entries == 2, "a reply can be walked");
+  expect(entries == 2, "a reply can be iterated");
   config.updateConfigFromResponse(reply);
-  expect(config.getEventBatchCount() == 7, "a number arrives");
+  expect(config.getEventBatchCount() == 7, "a merged number is returned");
   std::string reason;
   expect(config.restrictionOfUniqueID("12") == TWConfigManager::Restriction::restricted,
          "an ID is restricted");
@@ -87,6 +86,6 @@ int main() {
   platform::Queue& asTheLibrarySeesIt = queue;
   int ran = 0;
   asTheLibrarySeesIt.async([&] { ++ran; });
-  expect(ran == 0 && queue.runAll() == 1 && ran == 1, "a queue of the testing library runs when told");
+  expect(ran == 0 && queue.runAll() == 1 && ran == 1, "a queue of the testing library runs on request");
   return status;
 }

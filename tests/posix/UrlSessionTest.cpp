@@ -277,11 +277,11 @@ TEST_F(ForkedUrlSessionTest, AChildForkedInACallbackDoesNotRunTheParentsWork) {
       [&](Function function) { session->dataTaskWithRequest(request(), [function](auto) { function(); }); }};
   for (const auto& async : queues) {
     std::atomic<int>& ran = countOverForks();
-    std::promise<void> entered, mayGo, last;
+    std::promise<void> entered, mayReturn, last;
     pid_t child = -1;
     async([&] {
       entered.set_value();
-      mayGo.get_future().wait();
+      mayReturn.get_future().wait();
       child = fork();
     });
     entered.get_future().wait();
@@ -294,7 +294,7 @@ TEST_F(ForkedUrlSessionTest, AChildForkedInACallbackDoesNotRunTheParentsWork) {
     const std::size_t requests = &async == queues ? 0 : 6;
     EXPECT_TRUE(
         eventually([&] { return backend.requestCount() == requests && backend.openConnectionCount() == 0; }));
-    mayGo.set_value();
+    mayReturn.set_value();
     last.get_future().wait();
     waitUntilAsleep(child);
     EXPECT_EQ(5, ran);

@@ -49,7 +49,7 @@ struct Row {
   const char* shape;
   std::string input;
   Read read;
-  double nanosecondsAByte, bytesAByte;
+  double nanosecondsPerByte, bytesPerByte;
   double milliseconds = 5, kilobytes = 512;  ///< allowed in addition
 };
 
@@ -206,8 +206,9 @@ bool holds(const Row& row) {
   }
   const double seconds = threadSeconds() - start;
   const auto peak = static_cast<double>(peakBytes - before);
-  const double secondsAllowed = COST_SLOWER * (row.nanosecondsAByte * size * 1e-9 + row.milliseconds * 1e-3);
-  const double bytesAllowed = row.bytesAByte * size + row.kilobytes * 1024;
+  const double secondsAllowed =
+      COST_SLOWER * (row.nanosecondsPerByte * size * 1e-9 + row.milliseconds * 1e-3);
+  const double bytesAllowed = row.bytesPerByte * size + row.kilobytes * 1024;
   const bool isWithin = seconds <= secondsAllowed && peak <= bytesAllowed;
   std::printf("%-17s %-28s %8.0f B %9.2f of %7.0f ms %9.0f of %7.0f KB%s\n", row.reader, row.shape, size,
               seconds * 1e3, secondsAllowed * 1e3, peak / 1024, bytesAllowed / 1024,

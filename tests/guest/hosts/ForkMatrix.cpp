@@ -18,7 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 /// A child that runs longer hangs, even on a busy machine; SIGALRM ends it.
-constexpr unsigned kPatienceSeconds = 30;
+constexpr unsigned kTimeoutSeconds = 30;
 
 posix::PosixPlatform* platformOfPair = nullptr;
 platform::Queue& mainQueue() { return platformOfPair->mainQueue(); }
@@ -46,7 +46,7 @@ struct Pair {
 
 /// Runs a process with a thread that repeats the parent's operation, and three children. Returns the first
 /// exit status that is not 0.
-int live(const Pair& pair, unsigned seed) {
+int runPair(const Pair& pair, unsigned seed) {
   platformOfPair = posix::install(hostOptions());
   require(platformOfPair != nullptr, "installation");
   static std::atomic<int> done{-1};
@@ -66,10 +66,10 @@ int live(const Pair& pair, unsigned seed) {
     int status = 0;
     const auto runChild = [&] { return pair.child.run(), 0; };
     const auto forkAndWait = [&] {
-      status = waitFor(inChild(kPatienceSeconds, [&] {
+      status = waitFor(inChild(kTimeoutSeconds, [&] {
         if (pair.way != kSecondFork) return runChild();
         addFarewell();  // a pending function is neither run nor destroyed in the grandchild
-        return waitFor(inChild(kPatienceSeconds, runChild));
+        return waitFor(inChild(kTimeoutSeconds, runChild));
       }));
       isDone = true;
     };
@@ -85,7 +85,7 @@ int live(const Pair& pair, unsigned seed) {
 
 std::string forkMatrix(const std::string& arguments) {
   alarm(0);  // each child sets its own alarm
-  int seconds = 0, wrong = 0;
+  int seconds = 0, failed = 0;
   unsigned seed = 1;
   std::string only;
   std::getline(std::istringstream(arguments) >> seconds >> seed >> std::ws, only);
@@ -105,14 +105,14 @@ std::string forkMatrix(const std::string& arguments) {
   unsigned number = 0;
   for (; seconds > 0 ? Clock::now() < end : number < pairs.size(); ++number) {
     const Pair& each = pairs[number % pairs.size()];
-    const int status = waitFor(inChild(10 * kPatienceSeconds, [&] { return live(each, seed + number); }));
+    const int status = waitFor(inChild(10 * kTimeoutSeconds, [&] { return runPair(each, seed + number); }));
     std::filesystem::remove_all(folder);
     if (status == 0) continue;
-    ++wrong;
+    ++failed;
     std::printf("status %d: parent/child: %s/%s, way %d\n", status, each.parent.name, each.child.name,
                 each.way);
   }
-  require(wrong == 0, "the pairs above");
+  require(failed == 0, "the pairs above");
   return std::to_string(number) + " of " + std::to_string(pairs.size()) + " pairs";
 }
 
