@@ -131,7 +131,7 @@ TEST(PropertyList, RefusesInconsistentOrExpandingBinaryLists) {
   const std::string huge("\x13\x7f\xff\xff\xff\xff\xff\xff\xff", 9);
   const std::pair<const char*, std::string> rows[] = {
       {"doubling", binaryList(doubling, 0, 1)},
-      {"overlapping", binaryList(megabytes, 0, 2, offset)},
+      {"shared megabyte", binaryList(megabytes, 0, 2, offset)},
       {"a cycle", binaryList({binaryArray({1}, 1), binaryArray({0}, 1)}, 0, 1)},
       {"no such object", binaryList({binaryArray({9}, 1)}, 0, 1)},
       {"no such root", binaryList({"\x09"}, 1, 1)},
@@ -139,12 +139,12 @@ TEST(PropertyList, RefusesInconsistentOrExpandingBinaryLists) {
       {"2^63 bytes", binaryList({"\x4f" + huge}, 0, 1)},
       {"2^63 units", binaryList({"\x6f" + huge}, 0, 1)},
       {"2^63 keys", binaryList({"\xdf" + huge}, 0, 1)},
-      {"a key that is no string", binaryList({std::string("\xd1\x01\x01", 3), "\x09"}, 0, 1)},
-      {"a reference of an archive", binaryList({std::string("\x80\x00", 2)}, 0, 1)},
+      {"a key that is not a string", binaryList({std::string("\xd1\x01\x01", 3), "\x09"}, 0, 1)},
+      {"a UID", binaryList({std::string("\x80\x00", 2)}, 0, 1)},
       {"null", binaryList({std::string("\x00", 1)}, 0, 1)},
       {"a set", binaryList({"\xc0"}, 0, 1)},
       {"an integer of 128 bits", binaryList({"\x14" + std::string(16, '\x01')}, 0, 1)},
-      {"four thousand million objects", binaryList({"\x09"}, 0, 1).replace(13 + 8, 4, "\xff\xff\xff\xff")},
+      {"2^32 - 1 objects", binaryList({"\x09"}, 0, 1).replace(13 + 8, 4, "\xff\xff\xff\xff")},
   };
   for (const auto& [what, bytes] : rows) EXPECT_TRUE(propertyListWithData(bytes).isNil()) << what;
   EXPECT_EQ(propertyListWithData(binaryList({"\x09"}, 0, 1)), Value(true)) << "`binaryList` is correct";

@@ -103,7 +103,7 @@ TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndRecovered) {
     EXPECT_EQ(stateOf(manager), "-pi " + region);
     EXPECT_EQ(contents(".corrupt"), whole);
     manager.setUserPushNotificationOptedOut(false);
-    EXPECT_EQ(stateAfterStart(), "--i " + region) << "recovered once only";
+    EXPECT_EQ(stateAfterStart(), "--i " + region) << "recovered only once";
   }
 }
 

@@ -137,16 +137,16 @@ void merge(int first) {
 
 /// Repeats a function forever in a detached thread.
 template <class Function>
-void goOnWith(Function function) {
+void repeatForever(Function function) {
   std::thread([function] {
     for (int i = 0;; ++i) function(i);
   }).detach();
 }
 
 /// Endless requests, log lines and merges.
-void beBusy() {
-  goOnWith([](int) { guest::use({"log"}), usleep(200); });
-  goOnWith([](int i) {
+void startBusyWork() {
+  repeatForever([](int) { guest::use({"log"}), usleep(200); });
+  repeatForever([](int i) {
     config().updateConfigFromResponse(base::Dictionary{{"e_b_c", i},
                                                        {"b_uid_r", base::Array{"[0-9]+" + std::to_string(i)}},
                                                        {"le_s", "allowed"},
@@ -167,7 +167,7 @@ struct Static {
   ~Static() { useAtEnd("a static destructor"); }
 } const aStatic;
 
-void end(const std::string& way) {
+void exitBy(const std::string& way) {
   if (way == "exit") exit(7);
   if (way == "quick_exit") quick_exit(7);
   std::thread([] { exit(7); }).detach();
@@ -175,7 +175,7 @@ void end(const std::string& way) {
 }
 
 /// For a forked child: answers come from the record, and operations that need a thread fail immediately.
-void beChild() {
+void checkChild() {
   require(guest::gates().substr(0, 9) == "ynyynyyyy", "the child's gates");
   require(config().isEventBlackListed("spam"), "the child's lists");
   for (int i = 0; i < 3; ++i) {
@@ -192,15 +192,15 @@ void beChild() {
 }
 
 /// Forks children at random times in a busy process.
-void forks(int count) {
-  goOnWith([](int) {
+void forkChildren(int count) {
+  repeatForever([](int) {
     config().setDataTrackingOptedOut(false);
     TWCoreUtils::saveDeviceToken("token");
     guest::use({"texts", "dates", "log"});
   });
   for (int i = 0; i < count; ++i) {
     send(1);
-    require(tidewell::waitFor(inChild(100, [i] { return beChild(), i % 2 == 0 ? 0 : (exit(0), 0); })) == 0,
+    require(tidewell::waitFor(inChild(100, [i] { return checkChild(), i % 2 == 0 ? 0 : (exit(0), 0); })) == 0,
             "a child");
   }
   waitFor(ended, sent);
@@ -208,7 +208,7 @@ void forks(int count) {
 }
 
 /// Cancels threads at random times during each operation. Needs HOST_LOOP.
-void cancels(int count) {
+void cancelThreads(int count) {
   std::mt19937 random(1);
   for (int i = 0; i < count; ++i) {
     std::thread thread([i] {
@@ -266,7 +266,7 @@ void store(const std::string& key, const base::Value& value) {
 const std::map<std::string, void (*)(const std::string&)> kCommands{
     {"install", [](auto&) { install(); }},
     {"drain", [](auto&) { drain(machine->mainQueue()); }},
-    {"busy", [](auto&) { beBusy(); }},
+    {"busy", [](auto&) { startBusyWork(); }},
     {"use", [](auto&) { guest::use(); }},
     {"use-at-end",
      [](auto&) {
@@ -274,7 +274,7 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
        std::atexit([] { useAtEnd("a handler"); });
        std::at_quick_exit([] { useAtEnd("a quick handler"); });
      }},
-    {"exit", [](auto& way) { end(way); }},
+    {"exit", [](auto& way) { exitBy(way); }},
 
     {"start", [](auto& id) { core().initializeWithAppID(id); }},
     {"await",
@@ -354,9 +354,9 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
     {"setenv", [](auto& name) { setenv(name.c_str(), "/nowhere", 1); }},
     {"locale", [](auto&) { answer = std::setlocale(LC_ALL, nullptr); }},
     {"localized", [](auto&) { answer = localizedTexts(); }},
-    {"fork", [](auto& count) { forks(std::stoi(count)); }},
+    {"fork", [](auto& count) { forkChildren(std::stoi(count)); }},
     {"fork-matrix", [](auto& text) { answer = guest::forkMatrix(text); }},
-    {"cancel", [](auto& count) { cancels(std::stoi(count)); }},
+    {"cancel", [](auto& count) { cancelThreads(std::stoi(count)); }},
     {"stack", [](auto& bytes) { useOnStack(std::stoul(bytes)); }},
     // The barrier of snapshot writers, which saves readers a barrier.
     {"refuse-barrier", [](auto&) { require(refuseSystemCall(SYS_membarrier, EPERM), "a sandbox"); }},
