@@ -54,6 +54,7 @@ TEST_F(CoreUtilsTest, TheDeviceIDIsMadeOnceOrNotAtAll) {
   EXPECT_EQ(TWKeychain::keychainItem("com.tidewell.org.example.shop"), "P-V-1542000001");
   TWKeychain::save("com.tidewell.org.example.shop", "P-other");
   ask();  // fixed for the process
+  EXPECT_EQ(TWNetworkUtils::getDeviceUniqueIDFromKeyChain(), Text("P-other")) << "what the next start reads";
 }
 
 TEST_F(CoreUtilsTest, KeychainItemsAreReplacedAndRemoved) {
