@@ -54,6 +54,7 @@ TEST_F(CoreUtilsTest, TheDeviceIDIsCreatedOnce) {
   EXPECT_EQ(TWKeychain::keychainItem("com.tidewell.org.example.shop"), "P-V-1542000001");
   TWKeychain::save("com.tidewell.org.example.shop", "P-other");
   ask();  // fixed for this process
+  EXPECT_EQ(TWNetworkUtils::getDeviceUniqueIDFromKeyChain(), Text("P-other")) << "read by the next start";
 }
 
 TEST_F(CoreUtilsTest, KeychainItemsAreReplacedAndRemoved) {

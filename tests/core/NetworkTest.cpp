@@ -180,10 +180,15 @@ TEST_F(NetworkTest, TheDefaultAddressCanBeChanged) {
 }
 
 TEST_F(NetworkTest, MissingDeviceFactsAreEmptyParametersOrLogged) {
-  for (const std::string wrapper : {"CORDOVA", "FLUTTER"})  // the last in the SDK's order is used
-    platform->testDefaults().setObject(wrapper, "TIDEWELL_" + wrapper + "_SDK_VERSION");
-  EXPECT_EQ(TWNetworkUtils::getIntegrationParams(),
-            (base::Dictionary{{"integration_version", "FLUTTER"}, {"integration_type", "flutter"}}));
+  for (const auto& [wrapper, type] : {std::pair{"CORDOVA", "cordova"},
+                                      {"REACT_NATIVE", "react_native"},
+                                      {"SEGMENT", "segment"},
+                                      {"XAMARIN", "xamarin"},
+                                      {"FLUTTER", "flutter"}}) {
+    platform->testDefaults().setObject(type, "TIDEWELL_" + std::string(wrapper) + "_SDK_VERSION");
+    EXPECT_EQ(TWNetworkUtils::getIntegrationParams(),
+              (base::Dictionary{{"integration_version", type}, {"integration_type", type}}));
+  }
   platform->testDevice().identifierForVendorValue = std::nullopt;
   EXPECT_EQ(TWNetworkUtils::getRequestParamsForV2().objectForKey("unique_id"), base::Value(""));
   TWCoreUtils::saveAppId("");
