@@ -87,7 +87,7 @@ TEST_F(UrlSessionTest, TheResourceTimeoutIncludesTheWaitForAConnection) {
   for (int i = 0; i < 100; ++i) replies.push_back(send(*session, request("https://shop.example/held")));
   for (auto& reply : replies) EXPECT_EQ(kUrlErrorTimedOut, codeOf(reply.get()));
   release.set_value();
-  waitUntil([&] { return codeOf(send(*session).get()) == 0; });
+  EXPECT_TRUE(eventually([&] { return codeOf(send(*session).get()) == 0; }));
 }
 
 TEST_F(UrlSessionTest, ReceivedBytesRestartTheRequestTimeout) {
