@@ -18,11 +18,11 @@
 #include <utility>
 #include <vector>
 
-// Programs in processes of their own, and what the tests of processes share.
+// Child processes and helpers for the process tests.
 namespace tidewell {
 
-/// The sanitizers of this build; "" for none. They have threads, descriptors and memory of their own, and
-/// AddressSanitizer's allocator may stay locked in the child of a process with threads.
+/// The sanitizers of this build; "" for none. They add threads, descriptors and memory, and
+/// AddressSanitizer's allocator may stay locked in a forked child.
 inline constexpr std::string_view kSanitizers = TIDEWELL_TEST_SANITIZERS;
 inline constexpr bool kIsSanitized = !kSanitizers.empty();
 inline constexpr bool kAddressSanitizer = kSanitizers.find("address") != std::string_view::npos;
@@ -32,20 +32,20 @@ inline std::string bytesOf(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// Makes the folders above the file, too.
+/// Also creates the parent folders.
 inline void writeFile(const std::string& path, std::string_view bytes) {
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-/// How often a text contains another.
+/// The number of occurrences of `part`.
 inline int count(std::string_view text, std::string_view part) {
   int found = 0;
   for (auto at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) ++found;
   return found;
 }
 
-/// Polls until a condition holds. False after 100 s, which a busy machine does not need.
+/// Polls until a condition holds. False after 100 s, which is ample on a busy machine.
 template <class Condition>
 bool eventually(const Condition& condition) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(100);
@@ -56,19 +56,19 @@ bool eventually(const Condition& condition) {
   return true;
 }
 
-/// A program in a process of its own. It writes lines to standard output and reads lines from standard input.
-/// Owns the process, and kills it at the end. One thread at a time.
+/// Runs a program that reads lines from standard input and answers on standard output. Owns the process and
+/// kills it on destruction. Not thread-safe.
 class Child {
  public:
-  /// The exit status, minus the signal that ended the process; and what it wrote.
+  /// The exit status, or minus the signal that ended the process; and its output.
   struct Outcome {
     int status = 0;
     std::string out, err;
   };
-  /// SIGALRM ends a process that lives longer: it hangs.
+  /// A process that runs longer hangs; SIGALRM ends it.
   static constexpr unsigned kLimitSeconds = 300;
 
-  /// `environment` is the whole environment. `errorOutput` replaces the file that collects standard error.
+  /// `environment` is complete. `errorOutput` replaces the file that collects standard error.
   Child(std::vector<std::string> command, std::vector<std::string> environment, int errorOutput = -1)
       : errors_(memfd_create("errors", MFD_CLOEXEC)) {
     int in[2], out[2];
@@ -106,7 +106,7 @@ class Child {
     std::fprintf(in_, "%s\n", text.c_str());
     std::fflush(in_);
   }
-  /// The next line; "(ended)" without one.
+  /// The next line, or "(ended)" at the end of the output.
   std::string line() {
     std::string text;
     for (int byte = 0; (byte = std::getc(out_)) != '\n'; text += static_cast<char>(byte)) {
@@ -114,7 +114,7 @@ class Child {
     }
     return text;
   }
-  /// Says each line, and returns the answer to the last.
+  /// Sends each line and returns the answer to the last.
   std::string ask(std::initializer_list<std::string> texts) {
     std::string answer;
     for (const std::string& each : texts) {
@@ -125,7 +125,7 @@ class Child {
   }
   std::string ask(const std::string& text) { return ask({text}); }
 
-  /// Closes its standard input and waits for its end.
+  /// Closes its standard input and waits for it to exit.
   Outcome end() {
     std::fclose(std::exchange(in_, nullptr));
     std::string out;
@@ -135,19 +135,19 @@ class Child {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), out, errors()};
   }
   void send(int signal) const {
-    if (process_ > 0) kill(process_, signal);  // -1 would be every process
+    if (process_ > 0) kill(process_, signal);  // -1 would address every process
   }
 
-  /// What it has written to standard error.
+  /// Its standard error so far.
   [[nodiscard]] std::string errors() const { return bytesOf("/proc/self/fd/" + std::to_string(errors_)); }
-  /// A file of the process's folder in /proc.
+  /// The path of a file in the process's /proc folder.
   [[nodiscard]] std::string proc(const std::string& name) const {
     return "/proc/" + std::to_string(process_) + "/" + name;
   }
   [[nodiscard]] std::size_t descriptorCount() const {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(proc("fd")), {}));
   }
-  /// The values of the lines of a status file whose names contain `key`, one after the other.
+  /// The concatenated values of the lines of a status file whose names contain `key`.
   [[nodiscard]] static std::string statusIn(const std::string& path, const std::string& key) {
     std::ifstream status(path);
     std::string values;
@@ -157,7 +157,7 @@ class Child {
     }
     return values;
   }
-  /// Each thread but the first: its name, and what `statusIn` finds. Only the library's under a sanitizer.
+  /// The name and `statusIn` of each thread but the first. Under a sanitizer, only of the library's threads.
   [[nodiscard]] std::vector<std::pair<std::string, std::string>> threads(const std::string& key) const {
     std::vector<std::pair<std::string, std::string>> found;
     for (const auto& task : std::filesystem::directory_iterator(proc("task"))) {

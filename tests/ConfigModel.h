@@ -17,8 +17,8 @@
 
 namespace tidewell {
 
-/// A field of the record: the number with which it is written, its key in replies and in the archive, its
-/// getter, and its default.
+/// A field of the record: its property number, its key in replies and in the archive, its getter and its
+/// default.
 struct ConfigModelField {
   std::int64_t number;
   const char* key;
@@ -67,7 +67,7 @@ inline const std::vector<ConfigModelField>& configModelFields() {
 struct ConfigModelGate {
   const char* name;
   bool (TWConfigManager::*ask)() const;
-  bool fallback;  ///< the answer when a value has the wrong type, which logs `line`
+  bool fallback;  ///< the answer if a value has the wrong type, which logs `line`
   int line;
   const char* status;  ///< the key that must not be "blocked"; null if there is none
   bool needsStatus;    ///< false without a status
@@ -114,11 +114,11 @@ inline const auto& configModelGetters() {
   return getters;
 }
 
-/// A plain model of the configuration, to compare `TWConfigManager` with: a map from keys to values. Every
-/// answer is found when it is asked for; none is computed ahead.
+/// A plain model of the configuration to compare with `TWConfigManager`: a map from keys to values. Computes
+/// every answer on demand.
 ///
-/// The operations have the names of `TWConfigManager`, so that one template calls both. Of a line that
-/// would be logged with coordinates these are kept.
+/// The operations have the names of `TWConfigManager`, so that one template calls both. Of lines logged with
+/// coordinates, only these are kept.
 class ConfigModel {
  public:
   using Fields = std::map<std::string, base::Value>;
@@ -179,8 +179,7 @@ class ConfigModel {
              std::none_of(gate.optOuts.begin(), gate.optOuts.end(), [&](auto* key) { return flag(key); });
     });
   }
-  /// What the getter of this field answers: the default for a duration of 0, an empty list for some that are
-  /// absent.
+  /// The answer of the field's getter: the default for a duration of 0, an empty list for some absent lists.
   base::Value answer(const std::string& key) const {
     const base::Value& stored = fields.at(key);
     if (!stored && (key == "src_ext" || key == "b_uid_r")) return base::Array();
@@ -189,7 +188,7 @@ class ConfigModel {
     return isDuration && stored.integerValue() == 0 ? original : stored;
   }
 
-  /// Whether the list of this key has an event.
+  /// Whether the list at this key contains the event.
   bool isListed(const char* key, const std::string& name, int line, const std::string& method) const {
     return guarded(line, method.c_str(), false, [&] {
       const std::vector<base::Value> entries = name.empty() ? std::vector<base::Value>() : entriesOf(key);
@@ -238,7 +237,7 @@ class ConfigModel {
   }
 };
 
-/// Every answer of a manager or a model as text: one entry per question, with the lines it logged.
+/// All answers of a manager or model as text: one entry per query, with the lines it logged.
 /// `takeLogged` empties the log and returns the coordinates of its lines.
 template <class Subject>
 std::vector<std::string> answersOf(const Subject& subject, const std::vector<std::string>& names,

@@ -9,9 +9,9 @@
 
 namespace tidewell {
 
-/// Runs a function in a child process and exits with what it returns; like a shell with 128 more than the
-/// signal, if that is a result of `waitFor` about a child that was killed. The child lives for at most so
-/// many seconds, and not longer than the thread that made it.
+/// Runs a function in a forked child, which exits with its result. A negative result, as `waitFor` returns
+/// for a killed process, becomes 128 plus the signal, as in a shell. The child is killed after `seconds`, or
+/// when the forking thread ends.
 template <class Function>
 pid_t inChild(unsigned seconds, Function&& function) {
   std::fflush(stdout);
@@ -24,7 +24,7 @@ pid_t inChild(unsigned seconds, Function&& function) {
   _exit(status < 0 ? 128 - status : status);
 }
 
-/// The exit status of a child, or the negative number of the signal that ended it.
+/// The exit status of a child, or minus the signal that ended it.
 inline int waitFor(pid_t child) {
   int status = 0;
   waitpid(child, &status, 0);

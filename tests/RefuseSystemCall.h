@@ -9,8 +9,7 @@
 
 namespace tidewell {
 
-/// Makes a system call fail from now on, in this thread and those that it starts. False where that is not
-/// allowed.
+/// Makes a system call fail in this thread and in threads it starts later. False if this is not permitted.
 inline bool refuseSystemCall(unsigned number, int error) {
   sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),

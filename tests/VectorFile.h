@@ -17,8 +17,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/Value.h"
 
-/// Files of the platform's recorded answers (tests/data), read with a JSON reader that is not the library's
-/// own.
+/// Reads recorded answers of the platform (tests/data) with a JSON parser other than the library's.
 namespace vectors {
 
 namespace rj = tidewell_rapidjson;
@@ -30,7 +29,7 @@ inline std::string contents(const std::string& name) {
 }
 
 inline std::string textOf(const rj::Value& json) { return {json.GetString(), json.GetStringLength()}; }
-/// A text member, or "" where it is missing.
+/// A text member, or "" if absent.
 inline std::string textOf(const rj::Value& object, const char* member) {
   const auto found = object.FindMember(member);
   return found != object.MemberEnd() && found->value.IsString() ? textOf(found->value) : std::string();
@@ -92,7 +91,7 @@ inline tidewell::base::Value valueOf(const rj::Value& typed) {
   return {};
 }
 
-/// Equality that tells kinds apart, and dictionaries of different order.
+/// Expects equality including kinds and the order of dictionaries.
 inline void expectSame(const tidewell::base::Value& actual, const tidewell::base::Value& expected) {
   ASSERT_EQ(actual.kind(), expected.kind()) << expected.description();
   EXPECT_EQ(actual, expected);
@@ -104,7 +103,7 @@ inline void expectSame(const tidewell::base::Value& actual, const tidewell::base
     expectSame(actual.dictionary()->objectForKey(key), value);
 }
 
-/// Calls back with the name, the bytes and the content of each recorded keyed archive.
+/// Calls the function with the name, bytes and content of each recorded keyed archive.
 template <class Function>
 void eachKeyedArchive(Function function) {
   for (const auto& file : std::filesystem::directory_iterator(TIDEWELL_TEST_DATA "/keyed_archive")) {
@@ -117,7 +116,7 @@ void eachKeyedArchive(Function function) {
   }
 }
 
-/// What a function raises: "NAME: REASON"; empty if it returns.
+/// The exception of a function as "NAME: REASON", or "" if it returns.
 template <class Function>
 std::string raisedBy(Function function) {
   try {
@@ -128,7 +127,7 @@ std::string raisedBy(Function function) {
   }
 }
 
-/// A row of a tab-separated file by the names of its columns.
+/// A row of a tab-separated file, by column name.
 using Row = std::map<std::string, std::string>;
 
 inline std::vector<std::string> cellsOf(const std::string& line) {
@@ -165,7 +164,7 @@ inline std::string cellText(const std::string& cell) {
   return textOf(document);
 }
 
-/// The list as another implementation reads and writes it again.
+/// The list after a round trip through another implementation.
 inline std::string rewrittenByPeer(const std::string& bytes, bool toXml) {
   plist_t list = nullptr;
   plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &list);

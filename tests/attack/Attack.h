@@ -11,10 +11,10 @@
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 #include "tidewell/posix/PosixPlatform.h"
 
-/// What the attack programs share.
+/// Shared by the attack programs.
 namespace tidewell::attack {
 
-/// A folder, in memory where that is possible, that is removed with this object.
+/// A temporary folder, in memory if possible. The destructor removes it.
 struct TemporaryFolder {
   TemporaryFolder() {
     path.insert(0, std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp");
@@ -30,7 +30,7 @@ struct TemporaryFolder {
   std::string path = "/tidewell-attack-XXXXXX";
 };
 
-/// An application that keeps its files in `home`, and finds its hosts on a port of this machine.
+/// The options of an application with its files in `home` and its servers on a local port.
 inline posix::Options optionsFor(const std::string& home, std::uint16_t port = 1, std::string caFile = "") {
   posix::Options made;
   made.bundleIdentifier = "org.example.attack";
@@ -44,13 +44,13 @@ inline posix::Options optionsFor(const std::string& home, std::uint16_t port = 1
   return made;
 }
 
-/// Evaluates its arguments.
+/// Discards results that are marked `nodiscard`.
 template <class... Results>
 void ignore(const Results&...) {}
 
-/// Prints what was counted. The exit status of the program.
+/// Prints the summary. Returns the exit status of the program.
 inline int conclude(std::size_t count, const char* what, std::size_t wrong) {
-  std::printf("%zu %s, %zu wrong\n", count, what, wrong);
+  std::printf("%zu %s, %zu failed\n", count, what, wrong);
   std::fflush(stdout);
   return wrong == 0 ? 0 : 1;
 }

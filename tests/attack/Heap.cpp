@@ -27,7 +27,7 @@ void uncount(void* block) {
 
 }  // namespace
 
-#define SHOWN __attribute__((visibility("default")))
+#define EXPORT __attribute__((visibility("default")))
 
 extern "C" {
 
@@ -37,28 +37,28 @@ void* __libc_realloc(void*, std::size_t) noexcept;
 void* __libc_memalign(std::size_t, std::size_t) noexcept;
 void __libc_free(void*) noexcept;
 
-SHOWN void* malloc(std::size_t size) noexcept { return fails() ? nullptr : counted(__libc_malloc(size)); }
-SHOWN void* calloc(std::size_t count, std::size_t size) noexcept {
+EXPORT void* malloc(std::size_t size) noexcept { return fails() ? nullptr : counted(__libc_malloc(size)); }
+EXPORT void* calloc(std::size_t count, std::size_t size) noexcept {
   return fails() ? nullptr : counted(__libc_calloc(count, size));
 }
-SHOWN void* realloc(void* old, std::size_t size) noexcept {
+EXPORT void* realloc(void* old, std::size_t size) noexcept {
   if (size != 0 && fails()) return nullptr;
   uncount(old);
   void* const moved = __libc_realloc(old, size);
   counted(moved == nullptr && size != 0 ? old : moved);
   return moved;
 }
-SHOWN void free(void* block) noexcept {
+EXPORT void free(void* block) noexcept {
   uncount(block);
   __libc_free(block);
 }
-SHOWN void* memalign(std::size_t alignment, std::size_t size) noexcept {
+EXPORT void* memalign(std::size_t alignment, std::size_t size) noexcept {
   return fails() ? nullptr : counted(__libc_memalign(alignment, size));
 }
-SHOWN void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+EXPORT void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
   return memalign(alignment, size);
 }
-SHOWN int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept {
+EXPORT int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept {
   *block = memalign(alignment, size);
   return *block != nullptr ? 0 : ENOMEM;
 }

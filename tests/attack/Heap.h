@@ -3,14 +3,14 @@
 #include <atomic>
 #include <cstdint>
 
-/// The program's own `malloc` and its relatives, which every library in the process finds first. Not for
-/// sanitizers, which bring their own.
+/// Replaces `malloc` and its relatives for every library in the process. Not for sanitizers, which replace
+/// them, too.
 namespace tidewell::attack {
 
-/// What the blocks that this thread took and did not free have in bytes, and the most they ever had.
+/// The bytes allocated minus those freed by this thread, and the peak of that difference.
 inline constinit thread_local std::int64_t heldBytes = 0, peakBytes = 0;
 
-/// If not null, decides whether an allocation fails. Any thread calls it.
+/// If not null, decides whether an allocation fails. Called on any thread.
 inline constinit std::atomic<bool (*)()> allocationFails{nullptr};
 
 }  // namespace tidewell::attack

@@ -16,7 +16,7 @@ DateFormatter formatter(std::string_view pattern, std::string_view zone = "UTC")
 
 }  // namespace
 
-TEST(DateFormatter, FormatsAndReadsAsThePlatformDoes) {
+TEST(DateFormatter, FormatsAndParsesAsThePlatformDoes) {
   for (const auto& row : vectors::tableFile("date_format.tsv")) {
     const DateFormatter dates = formatter(row.at("pattern"), row.at("zone"));
     if (row.at("operation") == "format") {
@@ -30,20 +30,20 @@ TEST(DateFormatter, FormatsAndReadsAsThePlatformDoes) {
   }
 }
 
-TEST(DateFormatter, BoundsPatternsAndTexts) {
+TEST(DateFormatter, LimitsPatternsAndTexts) {
   const std::string tooLong(DateFormatter::kMaximumPatternLength + 1, 'y');
   EXPECT_EQ(formatter(tooLong).stringFromDate({0}), "");
   EXPECT_EQ(formatter("\xFF'\xFF").stringFromDate({0}), "\xFF\xFF");
   EXPECT_FALSE(formatter("yyyy-MM-dd").dateFromString(std::string(5000, '1')));
 }
 
-TEST(TimeZone, KnowsDaylightSavingNamesAndFixedOffsets) {
+TEST(TimeZone, HasDaylightSavingNamesAndFixedOffsets) {
   const auto berlin = TimeZone::timeZoneWithName("Europe/Berlin");
   ASSERT_TRUE(berlin);
   for (const auto& [date, offset] : {std::pair(1542000000.0, 3600), {1532000000.0, 7200}, {NAN, 3600}})
     EXPECT_EQ(berlin->secondsFromGMTForDate({date}), offset);
   EXPECT_EQ(berlin->secondsFromGMTForDate({1e300}), berlin->secondsFromGMTForDate({1e299}));
-  EXPECT_EQ(TimeZone::timeZoneWithName("Asia/Calcutta")->name(), "Asia/Calcutta") << "the name asked for";
+  EXPECT_EQ(TimeZone::timeZoneWithName("Asia/Calcutta")->name(), "Asia/Calcutta") << "alias is kept";
   const std::string tooLong(100000, 'A');
   for (const char* name : {"", "Nowhere/City", "Etc/Unknown", "europe/berlin ", "\xFF", tooLong.c_str()})
     EXPECT_FALSE(TimeZone::timeZoneWithName(name)) << name;

@@ -10,7 +10,7 @@ using vectors::repeated;
 
 namespace {
 
-/// The row's text, spelled out or built of a repeated pattern.
+/// The row's text, given literally or as a repeated pattern.
 std::string bytesOf(const vectors::rj::Value& row) {
   if (!row.HasMember("build")) return vectors::bytesOfHex(vectors::textOf(row, "hex"));
   const std::string pattern = vectors::textOf(row["build"], "pattern");
@@ -21,7 +21,7 @@ std::string bytesOf(const vectors::rj::Value& row) {
 
 }  // namespace
 
-TEST(JsonReading, AnswersAsThePlatformDoes) {
+TEST(JsonReading, ParsesAsThePlatformDoes) {
   const auto file = vectors::jsonFile("json_read.json");
   for (const auto& row : file["cases"].GetArray()) {
     if (vectors::textOf(row, "options") == "fragments") continue;  // not supported

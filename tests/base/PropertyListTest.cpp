@@ -12,7 +12,7 @@ using vectors::expectSame;
 
 namespace {
 
-// Binary property lists, byte by byte, wrong ones too.
+// Builds binary property lists byte by byte, including invalid ones.
 
 std::string bigEndian(std::uint64_t number, int size) {
   std::string bytes;
@@ -26,7 +26,7 @@ std::string binaryArray(const std::vector<int>& entries, int referenceSize) {
   return bytes;
 }
 
-/// The list of these objects; the empty ones stand at `offsetOfEmpty`.
+/// A list of these objects; empty ones refer to `offsetOfEmpty`.
 std::string binaryList(const std::vector<std::string>& objects, std::uint64_t root, int referenceSize,
                        std::size_t offsetOfEmpty = 0) {
   std::string bytes = "bplist00";
@@ -64,9 +64,9 @@ Value nested(int depth) {
 
 }  // namespace
 
-TEST(PropertyList, IsReadBackByTheLibraryAndItsPeer) {
+TEST(PropertyList, RoundTripsThroughTheLibraryAndAnotherReader) {
   Dictionary common = everything();
-  common.removeObjectForKey("distant past");  // the peer counts seconds in 32 bits
+  common.removeObjectForKey("distant past");  // the other reader has 32-bit seconds
   common.removeObjectForKey("far");
   for (const auto format : {PropertyListFormat::binary, PropertyListFormat::xml}) {
     expectSame(propertyListWithData(dataWithPropertyList(everything(), format)), everything());
@@ -78,7 +78,7 @@ TEST(PropertyList, IsReadBackByTheLibraryAndItsPeer) {
   expectSame(propertyListWithData(dataWithPropertyList(fraction, PropertyListFormat::binary)), fraction);
 }
 
-TEST(PropertyList, RefusesToWriteWhatItCannotCarry) {
+TEST(PropertyList, RefusesToWriteUnsupportedValues) {
   for (const auto format : {PropertyListFormat::binary, PropertyListFormat::xml}) {
     for (const Value& value :
          {Value(), Value::null(), Value(BoxedPointer{}), Value(Url::URLWithString("a"))}) {
@@ -116,12 +116,12 @@ TEST(PropertyList, RefusesDeepNestingWithoutRecursion) {
   }
 }
 
-TEST(PropertyList, RefusesBinaryListsThatLieOrGrow) {
-  // Each array holds the next one twice: 2^40 entries in 300 bytes.
+TEST(PropertyList, RefusesInconsistentOrExpandingBinaryLists) {
+  // Each array contains the next one twice: 2^40 entries in 300 bytes.
   std::vector<std::string> doubling;
   for (int i = 0; i < 40; ++i) doubling.push_back(binaryArray({i + 1, i + 1}, 1));
   doubling.push_back("\x08");
-  // A thousand objects that are all the same megabyte.
+  // A thousand objects that share one megabyte.
   std::vector<int> entries(999);
   std::iota(entries.begin(), entries.end(), 1);
   std::vector<std::string> megabytes{binaryArray(entries, 2)};
@@ -131,7 +131,7 @@ TEST(PropertyList, RefusesBinaryListsThatLieOrGrow) {
   const std::string huge("\x13\x7f\xff\xff\xff\xff\xff\xff\xff", 9);
   const std::pair<const char*, std::string> rows[] = {
       {"doubling", binaryList(doubling, 0, 1)},
-      {"overlapping", binaryList(megabytes, 0, 2, offset)},
+      {"shared megabyte", binaryList(megabytes, 0, 2, offset)},
       {"a cycle", binaryList({binaryArray({1}, 1), binaryArray({0}, 1)}, 0, 1)},
       {"no such object", binaryList({binaryArray({9}, 1)}, 0, 1)},
       {"no such root", binaryList({"\x09"}, 1, 1)},
@@ -139,22 +139,22 @@ TEST(PropertyList, RefusesBinaryListsThatLieOrGrow) {
       {"2^63 bytes", binaryList({"\x4f" + huge}, 0, 1)},
       {"2^63 units", binaryList({"\x6f" + huge}, 0, 1)},
       {"2^63 keys", binaryList({"\xdf" + huge}, 0, 1)},
-      {"a key that is no string", binaryList({std::string("\xd1\x01\x01", 3), "\x09"}, 0, 1)},
-      {"a reference of an archive", binaryList({std::string("\x80\x00", 2)}, 0, 1)},
+      {"a key that is not a string", binaryList({std::string("\xd1\x01\x01", 3), "\x09"}, 0, 1)},
+      {"a UID", binaryList({std::string("\x80\x00", 2)}, 0, 1)},
       {"null", binaryList({std::string("\x00", 1)}, 0, 1)},
       {"a set", binaryList({"\xc0"}, 0, 1)},
       {"an integer of 128 bits", binaryList({"\x14" + std::string(16, '\x01')}, 0, 1)},
-      {"four thousand million objects", binaryList({"\x09"}, 0, 1).replace(13 + 8, 4, "\xff\xff\xff\xff")},
+      {"2^32 - 1 objects", binaryList({"\x09"}, 0, 1).replace(13 + 8, 4, "\xff\xff\xff\xff")},
   };
   for (const auto& [what, bytes] : rows) EXPECT_TRUE(propertyListWithData(bytes).isNil()) << what;
-  EXPECT_EQ(propertyListWithData(binaryList({"\x09"}, 0, 1)), Value(true)) << "the maker itself is right";
+  EXPECT_EQ(propertyListWithData(binaryList({"\x09"}, 0, 1)), Value(true)) << "`binaryList` is correct";
 }
 
 // Keyed archives
 
 namespace {
 
-/// XML in which `N` stands for a reference to entry N.
+/// XML in which `N` denotes a reference to entry N.
 std::string withReferences(std::string text) {
   for (std::size_t at = 0; (at = text.find('`', at)) != std::string::npos;) {
     const std::size_t end = text.find('`', at + 1);
@@ -164,7 +164,7 @@ std::string withReferences(std::string text) {
   return text;
 }
 
-/// An archive whose entries after "$null" are given.
+/// An archive with these entries after "$null".
 std::string xmlArchive(const std::string& objects, const std::string& root = "1",
                        const std::string& version = "100000") {
   return withReferences(
@@ -182,8 +182,8 @@ const std::string kArrayClass =
 
 }  // namespace
 
-// The archives of whole records are read, and written again, by the class that they are of.
-TEST(KeyedArchive, ReadsThePlatformsArchivesAndItsOwn) {
+// Archives of records are read and rewritten by the tests of their class.
+TEST(KeyedArchive, ReadsArchivesOfThePlatformAndItsOwn) {
   int read = 0;
   vectors::eachKeyedArchive(
       [&](const std::string&, const std::string& bytes, const vectors::rj::Value& twin) {
@@ -209,7 +209,7 @@ TEST(KeyedArchive, ReadsThePlatformsArchivesAndItsOwn) {
   EXPECT_THROW((void)archivedDataWithRootObject(Array{BoxedPointer{}}), Exception);
 }
 
-TEST(KeyedArchive, GivesTheScalarsOfARecordOfThatClassOnly) {
+TEST(KeyedArchive, DecodesScalarsOnlyOfTheGivenClass) {
   const std::string bytes = archivedDataWithRecord("Record", [](KeyedEncoder& encoder) {
     encoder.encodeInt64(7, "number");
     encoder.encodeBool(true, "$flag");
@@ -224,7 +224,7 @@ TEST(KeyedArchive, GivesTheScalarsOfARecordOfThatClassOnly) {
   EXPECT_FALSE(unarchiveRecord(xmlArchive("", "0"), "Record", fails));
 }
 
-TEST(KeyedArchive, RefusesWhatIsNoArchive) {
+TEST(KeyedArchive, RefusesOtherPropertyLists) {
   std::map<std::string, std::string> archives{{"no bytes", ""}, {"a plain list", "<plist><dict/></plist>"}};
   for (const auto& row : vectors::tableFile("keyed_archive_refused.tsv"))
     archives[row.at("what")] = xmlArchive(row.at("objects"), row.at("root"), row.at("version"));
@@ -236,9 +236,9 @@ TEST(KeyedArchive, RefusesWhatIsNoArchive) {
   EXPECT_EQ(unarchiveObjectWithData(xmlArchive("<string>a</string>")), Value("a"));
 }
 
-TEST(KeyedArchive, DecodesWhatIsSharedOnceAndRefusesWhatIsTooDeep) {
+TEST(KeyedArchive, DecodesSharedObjectsOnceAndRefusesDeepNesting) {
   for (const bool doubling : {false, true}) {
-    // A chain of arrays, deepest first or last, that holds each next one once or twice.
+    // A chain of arrays, deepest first or last, each containing the next one once or twice.
     for (const int length : {20, kMaximumArchiveDepth - 2, kMaximumArchiveDepth + 5}) {
       std::string objects = arrayEntry("`3`") + kArrayClass;
       for (int i = 3; i < length + 3; ++i) {

@@ -17,7 +17,7 @@ MatchResult match(std::string_view pattern, std::string_view text) {
 
 }  // namespace
 
-TEST(RegularExpression, MatchesAsThePlatformsPredicate) {
+TEST(RegularExpression, MatchesLikeThePlatformsPredicate) {
   for (const auto& row : vectors::tableFile("regex_matches.tsv")) {
     SCOPED_TRACE(row.at("id"));
     const std::string pattern = vectors::cellText(row.at("pattern"));
@@ -39,28 +39,28 @@ TEST(RegularExpression, MatchesAsThePlatformsPredicate) {
   EXPECT_EQ(match("a.b", std::string_view("a\0b", 3)), MatchResult::matches);
 }
 
-TEST(RegularExpression, TakesTheCostOfEachMatchOffTheSharedBudget) {
+TEST(RegularExpression, ChargesEachMatchToTheSharedBudget) {
   for (const char* pattern :
        {"(a+)+b", "(a|aa)+$b", "(.*)*z", "((a*)*)*b", "(?=(a+)+b)a", "(a?){40}a{40}b"}) {
     MatchBudget budget;
     EXPECT_EQ(RegularExpression(pattern).matches(std::string(40, 'a'), budget), MatchResult::undecided)
         << pattern;
     EXPECT_EQ(budget.steps, 0) << pattern;
-    EXPECT_EQ(RegularExpression("a*").matches("a", budget), MatchResult::undecided) << "no budget is left";
+    EXPECT_EQ(RegularExpression("a*").matches("a", budget), MatchResult::undecided) << "budget is used up";
   }
-  EXPECT_EQ(match("(?:a|b)*c", std::string(1 << 20, 'a')), MatchResult::undecided) << "memory is bounded";
+  EXPECT_EQ(match("(?:a|b)*c", std::string(1 << 20, 'a')), MatchResult::undecided) << "memory is limited";
   MatchBudget budget;
   EXPECT_EQ(RegularExpression("user_[0-9]+").matches("user_1", budget), MatchResult::matches);
   EXPECT_EQ(budget.steps, MatchBudget::kDefaultSteps - 1);
   const RegularExpression costly("(a+)+b");
   EXPECT_EQ(costly.matches(std::string(16, 'a'), budget), MatchResult::differs);
-  const std::int32_t cost = MatchBudget::kDefaultSteps - 1 - budget.steps;  // some ten thousand places
+  const std::int32_t cost = MatchBudget::kDefaultSteps - 1 - budget.steps;  // about ten thousand positions
   EXPECT_GT(cost, 50);
   EXPECT_EQ(costly.matches(std::string(16, 'a'), budget), MatchResult::differs);
   EXPECT_EQ(budget.steps, MatchBudget::kDefaultSteps - 1 - 2 * cost);
 }
 
-TEST(RegularExpression, ChargesAMatchInAdvanceForItsHiddenCost) {
+TEST(RegularExpression, ChargesCostsHiddenFromTheStepCountInAdvance) {
   const std::string longText(4096, 'a');
   const std::tuple<std::string, std::string, std::int32_t, std::int32_t> rows[] = {
       {"user_[0-9]+", "user_17", 1, 1},
@@ -116,7 +116,7 @@ TEST(RegularExpression, RefusesPatternsThatCostTooMuchToCompile) {
             "U_REGEX_INTERNAL_ERROR");
 }
 
-TEST(RegularExpression, PlainTextsAreWhatIcuMatches) {
+TEST(RegularExpression, LiteralPatternsMatchAsInIcu) {
   std::vector<std::string> patterns = {
       "",      "a|b",        "a||b",       "|a",    "a|",        "^a$",     "^a|b$", "a^",    "a$b",
       "^^a",   "a$$",        "(a|b)",      "(?:a)", "^(?:a|b)$", "(a)|(b)", "(a\\)", "(?i)a", "a\\$",
@@ -135,7 +135,7 @@ TEST(RegularExpression, PlainTextsAreWhatIcuMatches) {
     std::vector<std::string> candidates = {"", "a", "b", "c", "ab", pattern, "\xEF\xBF\xBD", "\xC3\xA9"};
     candidates.insert(candidates.end(), texts.begin(), texts.end());
     for (const std::string& text : candidates) {
-      if (text == "\xFF") continue;  // counts as its well-formed reading, which is another candidate
+      if (text == "\xFF") continue;  // equals its well-formed replacement, another candidate
       const bool isOne = std::find(texts.begin(), texts.end(), text) != texts.end();
       EXPECT_EQ(match(pattern, text) == MatchResult::matches, isOne) << pattern << ": " << text;
     }

@@ -36,8 +36,8 @@ TEST(Unicode, ReplacesEachMaximalIllFormedPart) {
   EXPECT_EQ(utf8FromUtf16(u"\xD800 \xDC00\xD800"), "\uFFFD \uFFFD\uFFFD");
 }
 
-// Encoding and decoding: the vectors of URLs.
-TEST(PercentEncoding, MakesFileNamesOfIdentifiers) {
+// The URL vectors cover encoding and decoding.
+TEST(PercentEncoding, TurnsIdentifiersIntoFileNames) {
   for (const auto& [identifier, name] : {std::pair("."sv, "%2E"sv),
                                          {"..", "%2E."},
                                          {"../a%\u00e9", "%2E.%2Fa%25%C3%A9"},
@@ -46,7 +46,7 @@ TEST(PercentEncoding, MakesFileNamesOfIdentifiers) {
     EXPECT_EQ(fileNameForIdentifier(identifier), name);
 }
 
-TEST(Digest, GivesTheValuesOfTheStandardsInAFipsHostToo) {
+TEST(Digest, MatchesTheStandardsAlsoInAFipsHost) {
   ASSERT_TRUE(EVP_set_default_properties(nullptr, "fips=yes"));
   ASSERT_EQ(EVP_MD_fetch(nullptr, "MD5", nullptr), nullptr);
   const auto hex = [](const auto& digest) { return hexString(digest.data(), digest.size()); };
@@ -70,7 +70,7 @@ TEST(Digest, GivesTheValuesOfTheStandardsInAFipsHostToo) {
   EXPECT_EQ(UUIDStringWithBytes(bytes), "00010203-0405-4607-B809-0A0B0C0D0EFF");
 }
 
-TEST(Exception, DescribesItselfAndTheFramesThatThrewIt) {
+TEST(Exception, HasADescriptionAndTheCallStackOfTheThrow) {
   const std::tuple<std::function<void()>, const char*, const char*> rows[] = {
       {[] { raise(kRangeException, "beyond the end"); }, "beyond the end", "tidewell::base::raise"},
       {[] { throw std::runtime_error("what went wrong"); }, "what went wrong",
@@ -85,7 +85,7 @@ TEST(Exception, DescribesItselfAndTheFramesThatThrewIt) {
       stack = currentExceptionCallStackSymbols();
     }
     EXPECT_NE(stack.find(frames), std::string::npos) << stack;
-    // Functions of a program export no symbol: module and offset stand for them.
+    // A program exports no symbols, so its frames show module and offset.
     EXPECT_NE(stack.find("(tests_base+0x"), std::string::npos) << stack;
   }
 }
@@ -103,8 +103,8 @@ std::string printed(const std::string& format, T argument) {
 
 }  // namespace
 
-// The C library is the oracle for what both know.
-TEST(TextFormat, NumbersReadAsPrintfWritesThem) {
+// Compares with the C library where both support a format.
+TEST(TextFormat, FormatsNumbersLikePrintf) {
   for (const char* flags : {"", "-", "+", " ", "0", "#", "-0", "+0", "#0"}) {
     for (const char* size : {"", "5", "12", ".0", ".3", "9.2", "25.12"}) {
       const std::string start = std::string("[%") + flags + size;
@@ -125,14 +125,14 @@ TEST(TextFormat, NumbersReadAsPrintfWritesThem) {
   }
 }
 
-TEST(TextFormat, FormatsAreTotalAndBoundedInAnyLocale) {
+TEST(TextFormat, HandlesEveryFormatWithinLimitsInAnyLocale) {
   struct Commas final : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
     char do_thousands_sep() const override { return '.'; }
     std::string do_grouping() const override { return "\3"; }
   };
   std::locale::global(std::locale(std::locale(), new Commas));
-  std::setlocale(LC_ALL, "de_DE.UTF-8");  // the C library's, where it is installed
+  std::setlocale(LC_ALL, "de_DE.UTF-8");  // if it is installed
   const std::tuple<const char*, std::vector<Value>, const char*> rows[] = {
       {"%f %@ %d", {1.5, 1.5, 12345}, "1.500000 1.5 12345"},
       {"%@", {Array({1234.5})}, "(\n    \"1234.5\"\n)"},

@@ -43,7 +43,7 @@ TEST(UrlComponents, BuildsTheUrlsOfThePlatform) {
   }
 }
 
-TEST(Url, TellsThePartsOfReferencesAndRefusesOtherTexts) {
+TEST(Url, ParsesReferencesAndRefusesOtherTexts) {
   const auto cell = [](const std::optional<std::string>& part) { return part.value_or("none"); };
   for (const auto& row : vectors::tableFile("url_parts.tsv")) {
     const auto expected = [&](const char* column) {

@@ -13,7 +13,7 @@ using namespace tidewell::base;
 
 namespace {
 
-/// The answer's class and description, or the name of the exception.
+/// The class and description of the result, or the name of the exception.
 std::string keyPathAnswer(const Value& root, const std::string& path) {
   try {
     const Value answer = valueForKeyPath(root, path);
@@ -48,7 +48,7 @@ std::string number(const Value& value, const std::string& operation) {
 
 }  // namespace
 
-TEST(Dictionary, KeepsOrderAndCopiesApartThroughRandomWrites) {
+TEST(Dictionary, KeepsOrderAndIndependentCopiesInRandomWrites) {
   using Model = std::vector<std::pair<std::string, int>>;  // in order of insertion
   std::mt19937 random(1);
   Dictionary dictionary, snapshot;
@@ -83,7 +83,7 @@ TEST(Dictionary, KeepsOrderAndCopiesApartThroughRandomWrites) {
   EXPECT_THROW((void)Array{1}.objectAtIndex(1), Exception);
 }
 
-TEST(Value, NestingOfAnyDepthIsNoStackOverflow) {
+TEST(Value, DeepNestingDoesNotOverflowTheStack) {
   const auto nested = [](int levels) {
     Value value = "core";
     for (int i = 0; i < levels; ++i)
@@ -125,7 +125,7 @@ TEST(Value, NumbersCompareByValueAndHashAlike) {
   }
 }
 
-TEST(Value, DescriptionsAreThePlatforms) {
+TEST(Value, DescriptionsMatchThePlatform) {
   const auto file = vectors::jsonFile("description.json");
   for (const auto& row : file["cases"].GetArray()) {
     const Value value = vectors::valueOf(row["value"]);
@@ -135,7 +135,7 @@ TEST(Value, DescriptionsAreThePlatforms) {
   EXPECT_EQ(Array({"a\xFF\xE2\x82"}).description(), "(\n    \"a\\Ufffd\\Ufffd\"\n)");
 }
 
-TEST(Value, KeyPathsAnswerAsThePlatformDoes) {
+TEST(Value, KeyPathsWorkAsOnThePlatform) {
   const auto file = vectors::jsonFile("key_path.json");
   for (const auto& row : file["cases"].GetArray()) {
     const auto& expected = row["expected"];
@@ -152,8 +152,8 @@ TEST(Value, KeyPathsAnswerAsThePlatformDoes) {
   EXPECT_EQ(keyPathAnswer(Array{1}, longPath), kRangeException);
 }
 
-TEST(Value, NumbersOfTextsAreThePlatforms) {
-  std::setlocale(LC_ALL, "de_DE.UTF-8");  // where it is installed, its separator is a comma
+TEST(Value, TextsConvertToNumbersAsOnThePlatform) {
+  std::setlocale(LC_ALL, "de_DE.UTF-8");  // has a decimal comma, if installed
   for (const vectors::Row& row : vectors::tableFile("number_conversion.tsv"))
     EXPECT_EQ(number(inputOf(row), row.at("operation")), row.at("expected")) << row.at("id");
   for (const vectors::Row& row : vectors::tableFile("scan_hex.tsv")) {

@@ -12,13 +12,13 @@ using testing::FileOperation;
 const std::error_code kInputOutput = std::make_error_code(std::errc::io_error);
 const std::error_code kNoSpace = std::make_error_code(std::errc::no_space_on_device);
 
-/// The user's choices: "t" opted out of data tracking, "p" of push, "i" of in-app messages, and the region.
+/// The user's choices: "t", "p" and "i" are opt-outs of data tracking, push and in-app messages; the region.
 std::string choiceText(bool tracking, bool push, bool inApp, const base::Value& region) {
   return std::string(tracking ? "t" : "-") + (push ? "p" : "-") + (inApp ? "i" : "-") + " " +
          region.description();
 }
 
-/// The same for what a manager answers, and whether the account is blocked.
+/// The same for the answers of a manager, and whether the account is blocked.
 std::string stateOf(const TWConfigManager& manager) {
   static constexpr const char* kRegions[] = {"SERV3", "Europe", "Default"};
   const auto record = manager.tdwConfig();
@@ -26,7 +26,7 @@ std::string stateOf(const TWConfigManager& manager) {
                     kRegions[manager.getDataRedirectionRegion()]) +
          (manager.isAccountActive() ? "" : ", blocked");
 }
-/// For a process that starts now.
+/// The state that a new process would have.
 std::string stateAfterStart() { return stateOf(TWConfigManager()); }
 
 class ConfigArchiveTest : public CoreFixture {
@@ -46,7 +46,7 @@ class ConfigArchiveTest : public CoreFixture {
   void fail(FileOperation operation, std::error_code error, std::size_t times) {
     files().failCall(operation, 1, error, times);
   }
-  /// The number of files beside the archive in which changes wait.
+  /// The number of files with pending changes beside the archive.
   std::ptrdiff_t waiting() {
     const Lines names = files().contentsOfDirectory(path.substr(0, path.rfind('/'))).names;
     return std::count_if(names.begin(), names.end(),
@@ -66,7 +66,7 @@ class ConfigArchiveTest : public CoreFixture {
   std::string whole;  // an archive with "-p- Europe, blocked"
 };
 
-TEST_F(ConfigArchiveTest, ATransientReadErrorAtTheStartLosesNothing) {
+TEST_F(ConfigArchiveTest, ATransientReadErrorAtStartLosesNoChoice) {
   fail(FileOperation::read, kInputOutput, 1);
   TWConfigManager manager;
   EXPECT_EQ(stateOf(manager), "--- Default");
@@ -81,10 +81,10 @@ TEST_F(ConfigArchiveTest, ATransientReadErrorAtTheStartLosesNothing) {
   lines();
   fail(FileOperation::list, kInputOutput, 1);
   EXPECT_EQ(stateAfterStart(), "-pi Europe");
-  EXPECT_EQ(lines().size(), 1u) << "changes that wait may have been missed";
+  EXPECT_EQ(lines().size(), 1u) << "pending changes may have been missed";
 }
 
-TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
+TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndRecovered) {
   for (const bool choosesRegion : {false, true}) {
     files().setContents(path, whole);
     fail(FileOperation::read, kInputOutput, 2);
@@ -103,7 +103,7 @@ TEST_F(ConfigArchiveTest, AnUnreadableArchiveIsSetAsideAndItsChoicesReturn) {
     EXPECT_EQ(stateOf(manager), "-pi " + region);
     EXPECT_EQ(contents(".corrupt"), whole);
     manager.setUserPushNotificationOptedOut(false);
-    EXPECT_EQ(stateAfterStart(), "--i " + region) << "recovered once only";
+    EXPECT_EQ(stateAfterStart(), "--i " + region) << "recovered only once";
   }
 }
 
@@ -131,14 +131,14 @@ TEST_F(ConfigArchiveTest, AFileThatCannotBeReadOrMovedIsNotOverwritten) {
   }
 }
 
-// That two processes keep each other's choices, and the lock of another: tests/life.
-TEST_F(ConfigArchiveTest, OwnChoicesAndTheRecordOfTheHostWin) {
+// tests/life covers concurrent processes and locks held by others.
+TEST_F(ConfigArchiveTest, OwnChoicesAndTheHostsRecordTakePrecedence) {
   TWConfigManager one, other;
   one.setDataTrackingOptedOut(true);
   other.updateConfigFromResponse({});
   EXPECT_EQ(stateOf(other), "tp- Europe");
   one.setDataRedirectionRegion(TWDataRegionServ3);
-  EXPECT_EQ(stateOf(one), "tp- SERV3, blocked") << "the server's settings are each process's own";
+  EXPECT_EQ(stateOf(one), "tp- SERV3, blocked") << "the server's settings are per process";
   other.setDataTrackingOptedOut(false);
   EXPECT_EQ(stateAfterStart(), "-p- SERV3") << "a process may change its own choice";
 
@@ -150,7 +150,7 @@ TEST_F(ConfigArchiveTest, OwnChoicesAndTheRecordOfTheHostWin) {
   EXPECT_EQ(archivedChoices(), "t-i Default");
 }
 
-TEST_F(ConfigArchiveTest, ChangesThatWaitForTheLockAreMergedInTheirOrder) {
+TEST_F(ConfigArchiveTest, ChangesPendingForTheLockAreMergedInOrder) {
   auto held = files().lockForPath(path).lock;
   TWConfigManager manager;
   lines();
@@ -158,14 +158,14 @@ TEST_F(ConfigArchiveTest, ChangesThatWaitForTheLockAreMergedInTheirOrder) {
   TWConfigManager().setUserInAppNotificationOptedOut(true);
   manager.setDataTrackingOptedOut(false);
   (void)manager.shouldSyncConfig();
-  EXPECT_EQ(lines().size(), 2u) << "one for each process";
+  EXPECT_EQ(lines().size(), 2u) << "one per process";
   EXPECT_EQ(contents(), whole);
   EXPECT_EQ(waiting(), 2) << "a later change replaces an earlier one of the same process";
   held.reset();
   (void)TWConfigManager().shouldSyncConfig();
   EXPECT_EQ(archivedChoices(), "-pi Europe");
   EXPECT_EQ(waiting(), 0);
-  // The holder of the lock may be about to replace an archive that cannot be decoded.
+  // The lock's holder may be about to replace an undecodable archive.
   held = files().lockForPath(path).lock;
   files().setContents(path, "no archive");
   (void)TWConfigManager().shouldSyncConfig();
@@ -182,7 +182,7 @@ TEST_F(ConfigArchiveTest, AChoiceMadeBetweenTheStepsOfAWriteIsKept) {
     files().setContents(path, whole);
     {
       const auto held = files().lockForPath(path).lock;
-      TWConfigManager().setUserInAppNotificationOptedOut(true);  // waits, so that a file has to be removed
+      TWConfigManager().setUserInAppNotificationOptedOut(true);  // pending, so that a file has to be removed
     }
     TWConfigManager holder;
     std::unique_ptr<TWConfigManager> other;
@@ -216,7 +216,7 @@ base::Value nestedLists(int depth) {
   return list;
 }
 
-/// The archive of "tp- Europe, blocked" with a text where a boolean belongs, a token and this list.
+/// An archive of "tp- Europe, blocked" with a text for a boolean, a token and this list.
 std::string archiveWith(const base::Value& list, const base::Value& interval = 300) {
   return base::archivedDataWithRecord("TWConfig", [&](base::KeyedEncoder& encoder) {
     for (const auto& [key, value] : base::Dictionary{{"a_s", "blocked"},
@@ -239,7 +239,7 @@ TEST_F(ConfigArchiveTest, TheUsersChoicesAreReadFromABrokenRecord) {
   const base::Dictionary nested{{"key", "list-entry"}};
   const std::string good = archiveWith(nested);
   const std::tuple<const char*, std::string, bool> cases[] = {
-      // and whether other lists are kept
+      // whether other lists are kept
       {"a text for a number", archiveWith(nested, "soon"), true},
       {"an unknown class", replaced(good, "\x5cNSDict", "\x5cNSFict"), true},
       {"an invalid marker", replaced(good, "\x5alist-entry", "\xffx-entry-xx"), false},
@@ -264,7 +264,7 @@ TEST_F(ConfigArchiveTest, TheUsersChoicesAreReadFromABrokenRecord) {
   }
 }
 
-TEST_F(ConfigArchiveTest, AListThatIsTooLargeIsLeftOutOfTheMerge) {
+TEST_F(ConfigArchiveTest, AListThatIsTooLargeIsNotMerged) {
   const std::tuple<const char*, base::Value, bool> cases[] = {
       {"the largest count of names", numbered(2'045), true},
       {"one name more", numbered(2'046), false},

@@ -14,7 +14,7 @@ class ConfigManagerTest : public CoreFixture {
   TWConfigManager manager;
 };
 
-TEST_F(ConfigManagerTest, AChangeOfTheRecordIsSeenByTheNextQuestion) {
+TEST_F(ConfigManagerTest, RecordChangesAffectTheNextQuery) {
   const auto record = manager.tdwConfig();
   record->setBlackListedEventsArray(base::Array{"x", "remove from cart"});
   EXPECT_TRUE(manager.isEventBlackListed("x") && manager.isEventBlackListed("remove from cart"));
@@ -60,7 +60,7 @@ TEST_F(ConfigManagerTest, PrintsTheStatus) {
              "1800\n============\n"}));
 }
 
-TEST_F(ConfigManagerTest, ALogSinkMayAskTheInstanceThatIsBeingMade) {
+TEST_F(ConfigManagerTest, ALogSinkMayQueryTheInstanceDuringItsConstruction) {
   files().setContents(*manager.getFilePathForConfig(), "broken");
   TWLogger::debug(TWLogLevelDebug);
   static int asked = 0;
@@ -70,7 +70,7 @@ TEST_F(ConfigManagerTest, ALogSinkMayAskTheInstanceThatIsBeingMade) {
   EXPECT_EQ(asked, 1);
 }
 
-TEST_F(ConfigManagerTest, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
+TEST_F(ConfigManagerTest, RestrictedIDsAreMatchedInListOrder) {
   EXPECT_TRUE(manager.isUniqueIDRestricted(std::nullopt));
   std::string costlyNames, costlySets;
   for (int i = 0; i < 1300; ++i) costlyNames += "\\N{OX}";
@@ -88,7 +88,7 @@ TEST_F(ConfigManagerTest, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
     std::string id, answer;
     std::size_t lines = 0;
   } rows[] = {
-      {{"b"}, "abc", "no"},  // a part is not enough
+      {{"b"}, "abc", "no"},  // a partial match does not count
       {users, "user9999", "yes"},
       {users, "guest199-7", "yes"},
       {{"(a+)+b", "a*"}, hopeless, "yes", 1},
@@ -120,9 +120,9 @@ TEST_F(ConfigManagerTest, RestrictedIDsAreAnsweredInTheOrderOfTheList) {
   }
 }
 
-TEST_F(ConfigManagerTest, ExpressionsThatCostTooMuchOrAreInvalidAreNamed) {
+TEST_F(ConfigManagerTest, InvalidOrTooCostlyExpressionsAreReported) {
   merge(R"({"b_uid_r":["z","(a+)+b","\\p{RGI_Emoji}","x[0-9]","(a+)+c"]})");
-  EXPECT_EQ(platform->testGlobalQueue().pending(), 1u) << "compiled ahead, not on the caller's thread";
+  EXPECT_EQ(platform->testGlobalQueue().pending(), 1u) << "compiled in advance, not on the caller's thread";
   TWLogger::debug(TWLogLevelDebug);
   EXPECT_FALSE(manager.isUniqueIDRestricted("x"));
   EXPECT_FALSE(manager.isUniqueIDRestricted(std::string(60, 'a')));
@@ -142,14 +142,14 @@ TEST_F(ConfigManagerTest, ExpressionsThatCostTooMuchOrAreInvalidAreNamed) {
 
 // Threads
 
-/// One of two configurations whose answers belong together.
+/// One of two configurations with distinct answers.
 base::Dictionary oddOrEven(bool odd) {
   base::Array names;
   for (int index = 0; index < 50; ++index) names.addObject((odd ? "odd_" : "even_") + std::to_string(index));
   return {{"b_e", names}, {"b_uid_r", base::Array{odd ? "odd.*" : "even.*"}}, {"e_b_c", odd ? 1 : 2}};
 }
 
-TEST_F(ConfigManagerTest, QuestionsDuringMergesSeeOneWholeConfigurationAndEachSetterReachesTheFile) {
+TEST_F(ConfigManagerTest, ConcurrentQueriesSeeOneConfigurationAndNoSetterIsLost) {
   manager.updateConfigFromResponse(oddOrEven(false));
   std::atomic<bool> stop{false};
   std::atomic<int> wrong{0}, asking{0};
@@ -190,17 +190,17 @@ TEST_F(ConfigManagerTest, OldSnapshotsAreFreedAfterManyThreadsHaveRead) {
     manager.tdwConfig()->setEventsBatchCount(1);
 }
 
-TEST_F(ConfigManagerTest, ThreadLocalDestructorsMayAskQuestions) {
+TEST_F(ConfigManagerTest, ThreadLocalDestructorsMayQuery) {
   merge(R"({"b_e":["x"]})");
-  static TWConfigManager* const asked = &manager;
+  static TWConfigManager* const queried = &manager;
   static std::atomic<int> answers;
-  struct AsksLate {
-    ~AsksLate() { answers += asked->isEventBlackListed("x"); }
+  struct QueriesLate {
+    ~QueriesLate() { answers += queried->isEventBlackListed("x"); }
   };
   const auto ask = [] {
-    thread_local AsksLate late;  // made before the thread's first question, so destroyed after its record
+    thread_local QueriesLate late;  // constructed before the first query, so destroyed after its record
     (void)&late;
-    answers += asked->isEventBlackListed("x");
+    answers += queried->isEventBlackListed("x");
   };
   for (int round = 0; round < 3; ++round) std::thread(ask).join();
   EXPECT_EQ(answers, 6);

@@ -14,7 +14,7 @@ base::Value shown(const base::Value& value) {
   return value.isNil() ? base::Value("(nil)") : value;
 }
 
-/// The fields of a record by the names of their getters.
+/// The fields of a record by getter name.
 base::Dictionary fieldsOf(const TWConfig& record) {
   base::Dictionary fields;
   for (const ConfigModelField& field : configModelFields())
@@ -24,7 +24,7 @@ base::Dictionary fieldsOf(const TWConfig& record) {
 
 class ConfigRecordTest : public CoreFixture {};
 
-TEST_F(ConfigRecordTest, EachPropertyWritesItsFieldOnly) {
+TEST_F(ConfigRecordTest, EachPropertyWritesOnlyItsField) {
   TWConfig record;
   for (const ConfigModelField& field : configModelFields()) {
     SCOPED_TRACE(field.getter);
@@ -39,7 +39,7 @@ TEST_F(ConfigRecordTest, EachPropertyWritesItsFieldOnly) {
   }
 }
 
-TEST_F(ConfigRecordTest, NumbersOfNoPropertyOrOfAnotherGroupAreLoggedAndIgnored) {
+TEST_F(ConfigRecordTest, UnknownPropertyNumbersAreLoggedAndIgnored) {
   TWLogger::debug(TWLogLevelDebug);
   const std::string unknown = "Tidewell - Unknown Config property", invalid = "Tidewell - Invalid Property";
   TWConfig record;
@@ -54,7 +54,7 @@ TEST_F(ConfigRecordTest, NumbersOfNoPropertyOrOfAnotherGroupAreLoggedAndIgnored)
   EXPECT_THROW(record.updateConfigProperty(9, base::Array()), base::Exception);
   EXPECT_THROW(record.updateConfigProperty(22, base::Value::null()), base::Exception);
   EXPECT_EQ(fieldsOf(record), before);
-  // Logs although the property is known; making a record does, too.
+  // Logs a line although the property is known, as does creating a record.
   record.updateConfigProperty(17, base::Array{"x"});
   EXPECT_EQ(lines(), (Lines{unknown, invalid, invalid, invalid, "Tidewell - Unknown feature", unknown,
                             unknown, unknown, unknown, unknown}));
@@ -65,7 +65,7 @@ TEST_F(ConfigRecordTest, NumbersOfNoPropertyOrOfAnotherGroupAreLoggedAndIgnored)
 }
 
 TEST_F(ConfigRecordTest, ReadsArchivesOfThePlatformAndWritesThemBack) {
-  // The others differ in what a reader does not see: order, classes, sharing, unknown keys.
+  // The others differ in details that reading ignores: order, classes, sharing, unknown keys.
   const std::set<std::string> written{"defaults",   "full",    "large_numbers",      "long_arrays",
                                       "nil_fields", "unicode", "unexpected_classes", "xml_format"};
   std::size_t read = 0;
@@ -91,7 +91,7 @@ TEST_F(ConfigRecordTest, ReadsArchivesOfThePlatformAndWritesThemBack) {
   EXPECT_EQ(read, 21u);
 }
 
-// The manager beside the plain model
+// The manager compared with the plain model
 
 using Values = std::vector<base::Value>;
 
@@ -99,7 +99,7 @@ const Lines kAskedNames{"a", "b", "purchase", "Purchase", "", "guest-1", "42"};
 
 const Values kOddities{base::Value::null(),        7,   "text", base::Array{"x"},
                        base::Dictionary{{"k", 1}}, 1.5, false};
-/// What replies usually hold under these keys.
+/// Typical values in replies for these keys.
 const std::pair<Lines, Values> kUsual[] = {
     {{"a_s", "i_s", "in_s", "g_s", "le_s", "d_t", "p_f_s"}, {"blocked", "allowed", "Blocked"}},
     {{"p_f_t", "i_d_e", "dt_s_t", "u_a_c_t", "s_i_d", "e_b_c"},
@@ -112,7 +112,7 @@ const std::pair<Lines, Values> kUsual[] = {
       base::Array{"[a-", "a"}}},
     {{"le_tkn"}, {"token", 5}}};
 
-/// A random reply, which may be malformed. `below` gives random numbers below a bound.
+/// A random reply, possibly malformed. `below` returns random numbers below a bound.
 template <class Below>
 base::Value randomReply(Below& below) {
   if (below(20) == 0) return kOddities[below(kOddities.size())];
@@ -128,7 +128,7 @@ base::Value randomReply(Below& below) {
 
 class ConfigDifferential : public CoreFixture, public ::testing::WithParamInterface<std::uint32_t> {};
 
-TEST_P(ConfigDifferential, AnswersLikeThePlainModelThroughMergesSettersAndRestarts) {
+TEST_P(ConfigDifferential, MatchesThePlainModelThroughMergesSettersAndRestarts) {
   TWLogger::debug(TWLogLevelDebug);
   auto below = [random = std::mt19937(GetParam())](std::size_t bound) mutable { return random() % bound; };
   ConfigModel model;
@@ -153,7 +153,7 @@ TEST_P(ConfigDifferential, AnswersLikeThePlainModelThroughMergesSettersAndRestar
     }
     change(model);
     change(*manager);
-    if (flag) runUntilIdle();  // expressions are compiled ahead, or else by the first question
+    if (flag) runUntilIdle();  // expressions are compiled now, or else by the first query
     ASSERT_EQ(answersOf(*manager, kAskedNames, [&] { return coordinatesOf(lines()); }),
               answersOf(model, kAskedNames, [&] { return std::exchange(model.logged, {}); }));
   }

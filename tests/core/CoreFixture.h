@@ -30,7 +30,7 @@ inline std::string caughtLine(const std::string& file, int line, const std::stri
 
 /// Installs a `TestingPlatform` before each test.
 ///
-/// Each test runs in its own process, so the SDK's singletons are new. The main bundle is org.example.shop,
+/// Each test runs in its own process with new singletons of the SDK. The main bundle is org.example.shop,
 /// version 1.2.3; the clock stands at 2018-11-12 17:05:09 UTC; logging is off until the test enables it.
 /// Functions on a queue run in `runUntilIdle` only.
 class CoreFixture : public ::testing::Test {
@@ -39,7 +39,7 @@ class CoreFixture : public ::testing::Test {
 
   /// The console's lines since the last call.
   Lines lines() { return platform->testConsole().takeLines(); }
-  /// Expects one line since the last call for each of these beginnings.
+  /// Expects one line with each of these prefixes since the last call.
   void expectLinesBeginning(const Lines& beginnings) {
     const Lines logged = lines();
     EXPECT_TRUE(std::equal(
@@ -49,14 +49,14 @@ class CoreFixture : public ::testing::Test {
   }
   /// Runs every queue until all are empty. Returns the number of functions that ran.
   std::size_t runUntilIdle() { return platform->runUntilIdle(); }
-  /// Answers every task from now on with this status and body.
+  /// Answers all further tasks with this status and body.
   void answerEverythingWith(std::int64_t statusCode, std::string body = {}) {
     platform->testNetwork().setHandler([statusCode, body = std::move(body)](const platform::UrlRequest&) {
       return testing::ScriptedNetwork::reply(statusCode, body);
     });
   }
   std::vector<testing::ScriptedNetwork::Sent> sent() { return platform->testNetwork().sent(); }
-  /// A value of the standard user defaults that survives the end of the process.
+  /// A value of the standard user defaults that would survive the process.
   base::Value stored(std::string_view key) {
     return platform->testDefaults().synchronized().objectForKey(key);
   }

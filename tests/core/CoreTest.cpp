@@ -12,7 +12,7 @@ class CoreTest : public CoreFixture {
   static void post(std::string_view name) {
     platform::NotificationCenter::defaultCenter().postNotificationName(name);
   }
-  /// Calls back when the application ID has changed.
+  /// Calls the function when the application ID changes.
   static void onAppIDChange(std::function<void(const platform::Notification&)> callback) {
     platform::NotificationCenter::defaultCenter().addObserver("TW_USER_RESET_ON_APP_ID_CHANGE_NOTIFICATION",
                                                               std::move(callback));
@@ -21,9 +21,9 @@ class CoreTest : public CoreFixture {
   TidewellCore& core = TidewellCore::sharedInstance();
 };
 
-// Whether a sync is due, its lines, and the replies that count: tests/life.
+// tests/life covers when a sync is due, its log lines and its replies.
 TEST_F(CoreTest, NotificationsSyncAndReset) {
-  (void)TWConfigManager::sharedInstance();  // logs a line of its own when it is made
+  (void)TWConfigManager::sharedInstance();  // logs a line when created
   core.debug(1);
   answerEverythingWith(200, R"({"i_s":"no"})");
   TWCoreUtils::saveAppId("ABC123");
@@ -37,7 +37,7 @@ TEST_F(CoreTest, NotificationsSyncAndReset) {
   EXPECT_TRUE(stored("CONFIG_LAST_UPDATED").isNil());
 }
 
-TEST_F(CoreTest, WithoutAppIDAFirstStartEndsWithALine) {
+TEST_F(CoreTest, AFirstStartWithoutAppIDIsLoggedAndEnds) {
   core.debug(1);
   core.initializeWithAppID(std::nullopt);
   core.initializeWithAppID("");
@@ -51,7 +51,7 @@ TEST_F(CoreTest, WithoutAppIDAFirstStartEndsWithALine) {
   EXPECT_EQ(sent()[0].request.HTTPBody(), Text(R"({"query_params":""})"));
 }
 
-TEST_F(CoreTest, AnotherAppIDIsStoredAndAnnouncedAndEndsTheStart) {
+TEST_F(CoreTest, AChangedAppIDIsStoredAnnouncedAndEndsTheStart) {
   TWCoreUtils::saveAppId("ABC123");
   core.debug(1);
   Lines announced;
@@ -93,7 +93,7 @@ TEST_F(CoreTest, TheAppGroupIsStoredWhileTheAccountIsActive) {
   EXPECT_EQ(stored("Tdw_App_Group_ID"), base::Value("group.shop"));
 }
 
-TEST_F(CoreTest, AnImageIsFetchedOnTheSharedSession) {
+TEST_F(CoreTest, ImagesAreFetchedOnTheSharedSession) {
   using testing::ScriptedNetwork;
   const auto url = base::Url::URLWithString("https://images.example/a.png");
   Lines calls;
@@ -109,7 +109,7 @@ TEST_F(CoreTest, AnImageIsFetchedOnTheSharedSession) {
   }
   core.downloadImageForURL(std::nullopt, {});
   core.downloadImageForURL(std::nullopt, note);
-  EXPECT_EQ(calls, (Lines{"yes png", "no none", "no -", "no -"})) << "at once without a URL";
+  EXPECT_EQ(calls, (Lines{"yes png", "no none", "no -", "no -"})) << "completes immediately without a URL";
 }
 
 }  // namespace

@@ -19,8 +19,8 @@ using namespace std::string_view_literals;
 
 class CoreUtilsTest : public CoreFixture {};
 
-// Keys, and what outlives a process: tests/life.
-TEST_F(CoreUtilsTest, IdentifiersAreWrittenThroughAndRemovedWithNil) {
+// tests/life covers the keys and values that outlive a process.
+TEST_F(CoreUtilsTest, IdentifiersAreStoredAtOnceAndRemovedWithNil) {
   TWCoreUtils::saveUniqueId("user");
   EXPECT_EQ(stored("TW_uniqueServiceId"), base::Value("user"));
   for (const auto& [save, read] : {std::pair(&TWCoreUtils::saveAppId, &TWCoreUtils::getTidewellAppId),
@@ -34,8 +34,8 @@ TEST_F(CoreUtilsTest, IdentifiersAreWrittenThroughAndRemovedWithNil) {
   EXPECT_TRUE(stored("TW_uniqueServiceId").isNil());
 }
 
-// That it outlives the process and the application: tests/life.
-TEST_F(CoreUtilsTest, TheDeviceIDIsMadeOnceOrNotAtAll) {
+// tests/life covers that it outlives the process and the application.
+TEST_F(CoreUtilsTest, TheDeviceIDIsCreatedOnce) {
   platform->testDefaults().setObject("", "TW_identifierForVendor");
   platform->testDevice().identifierForVendorValue = std::nullopt;
   platform->testKeychain().setStatus(platform::errSecInteractionNotAllowed);
@@ -53,8 +53,8 @@ TEST_F(CoreUtilsTest, TheDeviceIDIsMadeOnceOrNotAtAll) {
   platform->testGlobalQueue().runAll();
   EXPECT_EQ(TWKeychain::keychainItem("com.tidewell.org.example.shop"), "P-V-1542000001");
   TWKeychain::save("com.tidewell.org.example.shop", "P-other");
-  ask();  // fixed for the process
-  EXPECT_EQ(TWNetworkUtils::getDeviceUniqueIDFromKeyChain(), Text("P-other")) << "what the next start reads";
+  ask();  // fixed for this process
+  EXPECT_EQ(TWNetworkUtils::getDeviceUniqueIDFromKeyChain(), Text("P-other")) << "read by the next start";
 }
 
 TEST_F(CoreUtilsTest, KeychainItemsAreReplacedAndRemoved) {
@@ -78,7 +78,7 @@ TEST_F(CoreUtilsTest, KeychainItemsAreReplacedAndRemoved) {
   expectLinesBeginning({caughtLine("TWKeychain", 34, "load:", "Unarchive of a%@b failed: ")});
 }
 
-TEST_F(CoreUtilsTest, DevicesHaveTheirMarketingName) {
+TEST_F(CoreUtilsTest, DeviceModelsHaveMarketingNames) {
   for (const vectors::Row& device : vectors::tableFile("device_names.tsv")) {
     platform->testDevice().machineValue = device.at("machine");
     EXPECT_EQ(TWCoreUtils::getDeviceName(), device.at("name")) << device.at("machine");
@@ -87,12 +87,12 @@ TEST_F(CoreUtilsTest, DevicesHaveTheirMarketingName) {
 
 // Encoders
 
-TEST_F(CoreUtilsTest, BytesAreWrittenInHexAndTextsHashedAndSearched) {
+TEST_F(CoreUtilsTest, HexDigestAndSubstringHelpers) {
   std::string bytes;
   for (char byte = 0; byte < 40; ++byte) bytes += byte;
   EXPECT_EQ(TWCoreUtils::hexTokenForData(base::Data(bytes)),
             "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f")
-      << "the first 32 bytes";
+      << "only the first 32 bytes";
   EXPECT_EQ(TWCoreUtils::hexTokenForData(base::Data("\xFF\x80")), "ff80");
   EXPECT_EQ(TWCoreUtils::hexTokenForData(std::nullopt), "");
   // RFC 1321, A.5
@@ -112,7 +112,7 @@ TEST_F(CoreUtilsTest, ADictionaryBecomesPrettyJSONOrALogLine) {
   expectLinesBeginning({"Tidewell - Error while constructing JSON String: "});
 }
 
-TEST_F(CoreUtilsTest, ColoursAreReadBehindTheFirstCharacter) {
+TEST_F(CoreUtilsTest, ColoursAreParsedAfterTheFirstCharacter) {
   const std::tuple<std::optional<std::string_view>, int, int, int> cases[] = {
       {std::nullopt, 0, 0, 0},    {"#", 0, 0, 0},       {"#FF8000", 255, 128, 0},
       {"FF8000", 15, 128, 0},     {"", 0, 0, 0},        {"#12zz", 0, 0, 18},
@@ -123,7 +123,7 @@ TEST_F(CoreUtilsTest, ColoursAreReadBehindTheFirstCharacter) {
   }
 }
 
-TEST_F(CoreUtilsTest, APayloadIsConvertedForJSONDownToItsDeepestLevel) {
+TEST_F(CoreUtilsTest, PayloadsAreConvertedForJSONAtEveryDepth) {
   const auto transform = &TWCoreUtils::transformPayloadForIncompatibleTypes;
   const base::Dictionary payload{
       {"null", base::Value::null()},         {"nested", base::Dictionary{{"date", base::Date{1.5}}}},
@@ -155,7 +155,7 @@ using MaybeDate = std::optional<Date>;
 
 class FoundationTest : public CoreFixture {};
 
-TEST_F(FoundationTest, DictionariesStoreNilAsEmptyAndReadNullAsNil) {
+TEST_F(FoundationTest, DictionariesStoreNilAsEmptyTextAndReadNullAsNil) {
   TWLogger::debug(1);
   base::Dictionary payload;
   setObjectNilHandled(payload, {}, "x");
@@ -176,7 +176,7 @@ TEST_F(FoundationTest, DictionariesStoreNilAsEmptyAndReadNullAsNil) {
   EXPECT_EQ(payload.allKeys(), (Lines{"y", "z"}));
 }
 
-TEST_F(FoundationTest, DatesAreWrittenReadAndComparedExactly) {
+TEST_F(FoundationTest, DatesAreFormattedParsedAndComparedExactly) {
   platform->testClock().setSystemTimeZone(base::TimeZone::timeZoneForSecondsFromGMT(19800));
   const std::tuple<MaybeDate, std::optional<std::string_view>, bool, Text> texts[] = {
       {Date{1542042309}, kTWDateFormatISO8601, true, "2018-11-12T17:05:09Z"},
@@ -228,7 +228,7 @@ class Sale : public runtime::Subclass<Sale, Banner> {
   static void describe(runtime::ClassBuilder<Sale>& c) { c.property<&Sale::discount>("discount"); }
 };
 
-TEST_F(FoundationTest, AModelObjectAnswersThePropertiesOfItsOwnClassInOrder) {
+TEST_F(FoundationTest, ModelObjectsListThePropertiesOfTheirClassInOrder) {
   const auto banner = runtime::make<Banner>(base::Dictionary{{"link", "ignored"}});
   EXPECT_EQ(banner->dictionaryWithProperties(), (base::Dictionary{{"list", base::Array{}}}));
   const auto next = runtime::make<Banner>();
@@ -243,9 +243,9 @@ TEST_F(FoundationTest, AModelObjectAnswersThePropertiesOfItsOwnClassInOrder) {
                               {"extra", Value::null()}})
                 .description());
   next->next = banner;
-  EXPECT_THROW((void)banner->dictionaryWithProperties(), base::Exception) << "the two hold each other";
+  EXPECT_THROW((void)banner->dictionaryWithProperties(), base::Exception) << "the two reference each other";
   next->next = nullptr;
-  EXPECT_EQ(banner->dictionaryWithProperties().count(), 4u) << "the depth is counted anew";
+  EXPECT_EQ(banner->dictionaryWithProperties().count(), 4u) << "the depth is counted from 0 again";
 
   const auto sale = runtime::make<Sale>();
   EXPECT_EQ(sale->dictionaryWithProperties(), (base::Dictionary{{"discount", 0.5}}));

@@ -19,7 +19,7 @@ using Swizzler = TWAppDelegateSwizzler;
 inline Lines heard;
 inline Lines takeHeard() { return std::exchange(heard, {}); }
 
-/// An argument as `Listener` notes it. Handlers are not noted.
+/// An argument as recorded by `Listener`. Handlers are not recorded.
 template <class Argument>
 std::string notedText(const Argument& argument) {
   if constexpr (std::is_convertible_v<const Argument&, base::Value>) {
@@ -33,12 +33,12 @@ std::string notedText(const Argument& argument) {
   }
 }
 
-/// Notes each call by its arguments, which differ in their types, and calls its handler once. Serves as a
-/// delegate and as an interceptor.
+/// Records each call by its arguments, whose types differ, and calls its handler once. Used as a delegate and
+/// as an interceptor.
 class Listener : public UIApplicationDelegate {
  public:
   explicit Listener(std::string name, bool answers = false) : answer(answers), name_(std::move(name)) {
-    forEachMessage([](const auto& message, auto) { hear(message); });  // changes nothing a second time
+    forEachMessage([](const auto& message, auto) { hear(message); });  // has no effect if repeated
   }
   bool answer;
 
@@ -53,7 +53,7 @@ class Listener : public UIApplicationDelegate {
     };
     runtime::addMethod(runtime::classOf<Listener>(), message, note);
   }
-  static void hear(const runtime::Message<Ref()>&) {}  // the window's
+  static void hear(const runtime::Message<Ref()>&) {}  // the window getter
   template <class... A>
   static void call(const std::function<void(A...)>& handler) {
     handler(std::decay_t<A>()...);
@@ -69,15 +69,15 @@ class Deaf : public UIApplicationDelegate {};
 /// A message of the protocol with arguments.
 struct SentMessage {
   std::string selector;
-  std::string noted;                        ///< as `Listener` notes it
+  std::string noted;                        ///< as recorded by `Listener`
   bool hasAnswer;                           ///< returns a boolean
   std::function<bool(const Ref& to)> send;  ///< the answer; false if the message has none
 };
 
 inline int handlerCalls = 0;
 
-/// All eight messages, the last four for the remote-notification stage. The proxy adds the first and the last
-/// only where the delegate responds to them. Handlers count in `handlerCalls`.
+/// All eight messages; the last four belong to the remote-notification stage. The proxy adds the first and
+/// last only if the delegate responds to them. Handlers count in `handlerCalls`.
 inline const std::vector<SentMessage>& sentMessages() {
   static const auto entry = []<class R, class... P>(const runtime::Message<R(UIApplication&, P...)>& message,
                                                     auto... arguments) {
@@ -110,14 +110,14 @@ inline const std::vector<SentMessage>& sentMessages() {
 
 /// Sends `openURL`.
 inline bool sendURL(const Ref& to) { return sentMessages()[0].send(to); }
-/// What listeners of these names note of it.
+/// Its records from listeners with these names.
 inline Lines urlHeardBy(const Lines& names) {
   Lines expected;
   for (const std::string& name : names) expected.push_back(name + sentMessages()[0].noted);
   return expected;
 }
 
-/// A process with an application without a delegate, and all log lines on the console.
+/// An application without a delegate; all log lines go to the console.
 class DelegateFixture : public CoreFixture {
  protected:
   DelegateFixture() : application(UIApplication::sharedApplication()) { TWLogger::debug(TWLogLevelDebug); }

@@ -25,14 +25,14 @@ class DelegateProxyTest : public DelegateFixture {
   }
 };
 
-TEST_F(DelegateProxyTest, InterceptorsHearEveryMessageFirstAndAnyOfThemMayAnswerTrue) {
+TEST_F(DelegateProxyTest, InterceptorsReceiveEveryMessageFirstAndMayAnswerTrue) {
   const auto delegate = setDelegate<Listener>("app");
   Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
   EXPECT_EQ(lines(), Lines{kSuccess});
   sendURL(delegate);
   EXPECT_EQ(takeHeard(), urlHeardBy({"app"}));
   const auto push = intercept("push"), inbox = intercept("inbox");
-  Swizzler::registerAppDelegateInterceptor(delegate);  // called as the delegate only
+  Swizzler::registerAppDelegateInterceptor(delegate);  // called only as the delegate
   for (const SentMessage& message : sentMessages()) {
     SCOPED_TRACE(message.selector);
     for (int mask = 0; mask < 8; ++mask) {
@@ -51,10 +51,10 @@ TEST_F(DelegateProxyTest, InterceptorsHearEveryMessageFirstAndAnyOfThemMayAnswer
   };
   runtime::send(delegate, platform::kApplicationDidReceiveRemoteNotificationFetching, *application,
                 base::Dictionary(), once);
-  EXPECT_EQ(runs, 1) << "one handler is shared by all, not copied";
+  EXPECT_EQ(runs, 1) << "all receivers share one handler";
 }
 
-TEST_F(DelegateProxyTest, ADelegateWithoutMethodsGetsAllButTwo) {
+TEST_F(DelegateProxyTest, ADelegateWithoutMethodsGetsAllButTwoMethods) {
   const auto delegate = setDelegate<Deaf>();
   const auto push = intercept("push", true);
   const auto expectAdded = [&](std::size_t end) {
@@ -80,7 +80,7 @@ class Raising : public UIApplicationDelegate {
   }
 };
 
-TEST_F(DelegateProxyTest, AnExceptionOfTheApplicationPasses) {
+TEST_F(DelegateProxyTest, ExceptionsOfTheDelegatePropagate) {
   const auto delegate = setDelegate<Raising>();
   const auto push = intercept("push", true);
   Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
@@ -90,7 +90,7 @@ TEST_F(DelegateProxyTest, AnExceptionOfTheApplicationPasses) {
 
 // Installation
 
-TEST_F(DelegateProxyTest, WhatIsNotProxiedIsLoggedAndLeftUnchanged) {
+TEST_F(DelegateProxyTest, SkippedProxyingIsLoggedAndChangesNoDelegate) {
   EXPECT_TRUE(Swizzler::isAppDelegateProxyEnabled());
   const std::pair<base::Value, bool> cases[] = {{0, false},   {0.0, false},          {1, true},
                                                 {"NO", true}, {base::Array{}, true}, {false, false}};
@@ -110,7 +110,7 @@ TEST_F(DelegateProxyTest, WhatIsNotProxiedIsLoggedAndLeftUnchanged) {
                             "Tidewell - App Delegate Proxy is disabled."}));
   EXPECT_EQ(Swizzler::originalDelegate(), nullptr);
   EXPECT_FALSE(isObserving());
-  // The remote-notification stage holds and observes the delegate nevertheless.
+  // The remote-notification stage still holds and observes the delegate.
   Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
   EXPECT_EQ(lines(), Lines{});
   EXPECT_EQ(&delegate->isa(), &runtime::classOf<Listener>());
@@ -118,7 +118,7 @@ TEST_F(DelegateProxyTest, WhatIsNotProxiedIsLoggedAndLeftUnchanged) {
   EXPECT_TRUE(isObserving());
 }
 
-TEST_F(DelegateProxyTest, StagesRunOnceAlsoFromAnObserverOfTheirOwnWork) {
+TEST_F(DelegateProxyTest, StagesRunOnceEvenIfAnObserverStartsThemAgain) {
   const auto delegate = setDelegate<Listener>("app");
   bool raises = false;
   const runtime::Observation observation =
@@ -143,7 +143,7 @@ TEST_F(DelegateProxyTest, StagesRunOnceAlsoFromAnObserverOfTheirOwnWork) {
   EXPECT_EQ(lines(), (Lines{kSuccess, line, line}));
 }
 
-TEST_F(DelegateProxyTest, ADelegateThatIsProxiedAgainStillHearsOnce) {
+TEST_F(DelegateProxyTest, AReproxiedDelegateReceivesEachMessageOnce) {
   const auto push = intercept("push");
   const auto delegate = setDelegate<Listener>("app");
   proxyAnew();
@@ -156,14 +156,14 @@ TEST_F(DelegateProxyTest, ADelegateThatIsProxiedAgainStillHearsOnce) {
   EXPECT_EQ(runtime::description(delegate.get()), "<" + first + ": " + addressOf(delegate) + ">");
 }
 
-// The delegate replaced
+// Replacing the delegate
 
 TEST_F(DelegateProxyTest, AnotherDelegateEndsTheProxy) {
   auto first = runtime::make<Listener>("first");
   application->setDelegate(first);
   const auto push = intercept("push");
   Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
-  application->setDelegate(first);  // the same one changes nothing
+  application->setDelegate(first);  // assigning the same delegate has no effect
   EXPECT_EQ(Swizzler::originalDelegate(), first);
   EXPECT_TRUE(isObserving());
 
@@ -178,8 +178,8 @@ TEST_F(DelegateProxyTest, AnotherDelegateEndsTheProxy) {
   EXPECT_EQ(application->delegate(), nullptr);
 }
 
-TEST_F(DelegateProxyTest, ThreadsThatReplaceTheDelegateAtOnceEndTheProxyOnce) {
-  setProxyEnabled(false);  // held and observed, but without a subclass each time
+TEST_F(DelegateProxyTest, ConcurrentReplacementsOfTheDelegateEndTheProxyOnce) {
+  setProxyEnabled(false);  // held and observed without creating subclasses
   TWLogger::debug(TWLogLevelOff);
   const auto first = runtime::make<Deaf>(), second = runtime::make<Deaf>(), third = runtime::make<Deaf>();
   std::barrier together(2);
@@ -202,18 +202,18 @@ TEST_F(DelegateProxyTest, ThreadsThatReplaceTheDelegateAtOnceEndTheProxyOnce) {
   thread.join();
 }
 
-class SendsAtItsEnd : public runtime::Subclass<SendsAtItsEnd, Listener> {
+class SendsWhenDestroyed : public runtime::Subclass<SendsWhenDestroyed, Listener> {
  public:
   using Subclass::Subclass;
-  ~SendsAtItsEnd() override { sendURL(Ref(Ref(), this)); }
+  ~SendsWhenDestroyed() override { sendURL(Ref(Ref(), this)); }
 };
 
-/// The proxy may be the delegate's only owner. The stage's own re-assignment removes the delegate for a
-/// moment, which releases it and ends the observation, and must not destroy it.
-TEST_F(DelegateProxyTest, ADelegateWithoutAnotherOwnerOutlivesTheStagesAndMaySendAtItsEnd) {
+/// The proxy may be the delegate's only owner. The stage's re-assignment clears the delegate briefly, which
+/// ends the observation but must not destroy the delegate.
+TEST_F(DelegateProxyTest, ADelegateOwnedByTheProxySurvivesTheStages) {
   Listener* address = nullptr;
   {
-    const auto delegate = runtime::make<SendsAtItsEnd>("app");
+    const auto delegate = runtime::make<SendsWhenDestroyed>("app");
     address = delegate.get();
     application->setDelegate(delegate);
     Swizzler::proxyOriginalDelegate();
@@ -227,7 +227,7 @@ TEST_F(DelegateProxyTest, ADelegateWithoutAnotherOwnerOutlivesTheStagesAndMaySen
   EXPECT_EQ(takeHeard(), urlHeardBy({"push", "app"}));
 }
 
-TEST(WithoutPlatform, WithoutAnApplicationNoDelegateIsProxied) {
+TEST(WithoutPlatform, NoDelegateIsProxiedWithoutAnApplication) {
   EXPECT_EQ(Swizzler::sharedApplication(), nullptr);
   Swizzler::proxyOriginalDelegateIncludingAPNSMethods();
   EXPECT_EQ(Swizzler::originalDelegate(), nullptr);
@@ -238,7 +238,7 @@ TEST(WithoutPlatform, WithoutAnApplicationNoDelegateIsProxied) {
 
 class InterceptorsTest : public DelegateFixture {
  protected:
-  /// The interceptors that one dispatch calls, in order; `during` runs in each callback.
+  /// The interceptors called by one dispatch, in order; `during` runs in each callback.
   static std::vector<Ref> dispatch(const std::function<void(const Ref&)>& during = [](const Ref&) {}) {
     std::vector<Ref> called;
     Swizzler::notifyInterceptorsWithMethodSelector(platform::kApplicationOpenURL.selector(),
@@ -259,7 +259,7 @@ class InterceptorsTest : public DelegateFixture {
   }
 };
 
-TEST_F(InterceptorsTest, AnObjectIsRegisteredOnceAndOnlyIfItConforms) {
+TEST_F(InterceptorsTest, ConformingObjectsAreRegisteredOnce) {
   class Stranger : public runtime::Subclass<Stranger> {};
   EXPECT_EQ(Swizzler::registerAppDelegateInterceptor(nullptr), std::nullopt);
   EXPECT_EQ(Swizzler::registerAppDelegateInterceptor(runtime::make<Stranger>()), std::nullopt);
@@ -282,7 +282,7 @@ TEST_F(InterceptorsTest, AnObjectIsRegisteredOnceAndOnlyIfItConforms) {
   const std::string destroyed = Swizzler::interceptors().allKeys().front();
   for (const std::optional<std::string_view> each : {std::optional<std::string_view>(), {id}, {destroyed}})
     Swizzler::unregisterAppDelegateInterceptorWithID(each);
-  EXPECT_EQ(Swizzler::interceptors().count(), 1u) << "a destroyed one is removed by the next dispatch";
+  EXPECT_EQ(Swizzler::interceptors().count(), 1u) << "the next dispatch removes destroyed ones";
   EXPECT_TRUE(dispatch().empty());
   EXPECT_EQ(Swizzler::interceptors().count(), 0u);
   EXPECT_EQ(lines(), (Lines{"Tidewell - AppDelegateProxy cannot unregister empty interceptor ID.",
@@ -309,7 +309,7 @@ TEST_F(InterceptorsTest, CallbacksMayChangeTheRegistryAndRaise) {
                             removalLine(ids[2])}));
   EXPECT_EQ(dispatch(change), (std::vector<Ref>{again, last, added}));
 
-  // A new object may have the address, and so the ID, of one that was destroyed.
+  // A new object may reuse the address, and thus the ID, of a destroyed one.
   const std::string id = Swizzler::interceptors().allKeys().back();
   const auto successor = runtime::make<Listener>("successor");
   dispatch([&](const Ref&) {

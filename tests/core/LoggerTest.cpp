@@ -61,8 +61,8 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
   }
 }
 
-TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndALineTakesElevenArguments) {
-  EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message")) << "although off";
+TEST_F(LoggerTest, HostTemplatesApplyAndTakeUpToElevenArguments) {
+  EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message")) << "even if off";
   EXPECT_EQ(TWLogger::getLogforVerbosity(3, 5, kMessage), Text());
   EXPECT_EQ(TWLogger::createLog(kTakesTwelve, kTwelve), Text("1234567891011 12"));
   EXPECT_EQ(TWLogger::createLog(std::nullopt), Text());
@@ -72,14 +72,14 @@ TEST_F(LoggerTest, TemplatesOfTheHostAreUsedAndALineTakesElevenArguments) {
   TWLogger::log(kTakesTwelve, kTwelve);
   TWLogger::setFormat(std::nullopt, 2);
   TWLogger::logWithVerbosity(2, 0, kDetails);
-  TWLogger::initialize();  // has run before, so it does not set the default templates again
+  TWLogger::initialize();  // has run before, so it keeps the templates
   EXPECT_EQ(TWLogger::formatForVerbosity(2), std::nullopt);
   TWLogger::setupDefaultFormats();
   TWLogger::logWithVerbosity(1, 0, kMessage);
   EXPECT_EQ(lines(), (Lines{"1234567891011 (null)", "1234567891011 12", "Tidewell - message"}));
 }
 
-TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesIsOneLine) {
+TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesGivesOneLine) {
   static const base::ObjectOperations raising{[](const void*) -> std::string {
                                                 TWLogger::logWithVerbosity(1, 5, {"inside"});
                                                 throw std::runtime_error("no description");
@@ -97,7 +97,7 @@ TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesIsOneLine) {
   EXPECT_EQ(lines(), (Lines{"Tidewell - inside", "Caught an exception in TWLogger"}));
 }
 
-TEST_F(LoggerTest, ALineThatIsOffIsNotBuiltAndReportsAreWarnings) {
+TEST_F(LoggerTest, DisabledLinesAreNotFormattedAndReportsAreWarnings) {
   int built = 0;
   TWLogger::log("off");
   for (const std::int64_t level : {0, 2, 1}) {
@@ -138,7 +138,7 @@ class LogShippingTest : public CoreFixture {
   }
 };
 
-TEST_F(LogShippingTest, ALineIsShippedWhateverTheConsoleShows) {
+TEST_F(LogShippingTest, LinesAreShippedAtAnyConsoleLevel) {
   ship("shipping is not enabled yet");
   enable();
   ship("boom", "frame 1");
@@ -187,10 +187,10 @@ TEST_F(LogShippingTest, ALineThatCannotBeShippedIsLogged) {
   EXPECT_EQ(sent().size(), 1u) << "the failure is not shipped";
   TWNetworkClient().fetchRequest(platform::UrlRequest(std::nullopt), {});
   runUntilIdle();
-  EXPECT_EQ(shipped("lvl"), base::Value("DEBUG")) << "that of another request is";
+  EXPECT_EQ(shipped("lvl"), base::Value("DEBUG")) << "the failure of another request is";
 }
 
-TEST_F(LogShippingTest, LinesInFlightAreBoundedInCountAndBytes) {
+TEST_F(LogShippingTest, LinesInFlightAreLimitedInCountAndBytes) {
   enable();
   std::thread thread([] {
     for (int i = 0; i < 50'000; ++i) ship("storm");
@@ -210,7 +210,7 @@ TEST_F(LogShippingTest, LinesInFlightAreBoundedInCountAndBytes) {
   ship(std::string(TWLogger::kMaximumShippedBytes, 'x'));
   EXPECT_EQ(sent().size(), TWLogger::kMaximumShippedLines + 3);
   ship(megabyte + megabyte);
-  EXPECT_EQ(sent().size(), TWLogger::kMaximumShippedLines + 4) << "answered lines count no longer";
+  EXPECT_EQ(sent().size(), TWLogger::kMaximumShippedLines + 4) << "answered lines no longer count";
 }
 
 }  // namespace

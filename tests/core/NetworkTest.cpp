@@ -20,11 +20,11 @@ class NetworkTest : public CoreFixture {
  protected:
   NetworkTest() {
     TWCoreUtils::saveAppId("ABC123");
-    (void)TWConfigManager::sharedInstance();  // logs a line of its own when it is made
+    (void)TWConfigManager::sharedInstance();  // logs a line when created
     TWLogger::debug(1);
   }
 
-  /// Notes "RESULT RESPONSE on QUEUE" in `calls`.
+  /// Appends "RESULT RESPONSE on QUEUE" to `calls`.
   TWRequestCompletion record() {
     return [this](bool success, const base::Value& response) {
       calls.push_back(std::string(success ? "yes " : "no ") + response.description() + " on " +
@@ -39,7 +39,7 @@ class NetworkTest : public CoreFixture {
 
 platform::UrlRequest toHost() { return platform::UrlRequest(base::Url::URLWithString("https://h.example/")); }
 
-TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
+TEST_F(NetworkTest, ATransferYieldsASuccessFlagAReplyAndALogLine) {
   using Send = void (TWNetworkClient::*)(std::optional<platform::UrlRequest>, TWRequestCompletion) const;
   const Send fetch = &TWNetworkClient::fetchRequest, sync = &TWNetworkClient::syncRequest,
              sendLog = &TWNetworkClient::sendLogRequest;
@@ -79,7 +79,7 @@ TEST_F(NetworkTest, ATransferBecomesAFlagAReplyAndALine) {
   }
 }
 
-TEST_F(NetworkTest, AMissingRequestCompletesAtOnceOrRaisesAndACompletionMayRaise) {
+TEST_F(NetworkTest, MissingRequestsAndRaisingCompletionsAreHandled) {
   TWNetworkClient().fetchRequest(std::nullopt, record());
   EXPECT_EQ(calls, Lines{"no (null) on caller"});
   EXPECT_EQ(lines(), Lines{caughtLine("TWNetworkClient", 74, "fetchRequest:withCompletionHandler:",
@@ -101,7 +101,7 @@ TEST_F(NetworkTest, AMissingRequestCompletesAtOnceOrRaisesAndACompletionMayRaise
             3);
 }
 
-TEST_F(NetworkTest, ARequestIsMadeOfItsServicePartsByteForByte) {
+TEST_F(NetworkTest, RequestsAreBuiltFromTheirServiceByteForByte) {
   const auto text = [](const std::optional<platform::UrlRequest>& request) {
     std::string all = request->HTTPMethod() + " " + request->URL()->absoluteString();
     for (const auto& [name, value] : request->allHTTPHeaderFields()) all += "\n" + name + ": " + value;
@@ -153,7 +153,7 @@ TEST_F(NetworkTest, ARequestThatCannotBeBuiltCompletesOnceWithoutSuccess) {
   }
 }
 
-TEST_F(NetworkTest, TheSessionIsBoundedAndBelongsToThePlatformInForce) {
+TEST_F(NetworkTest, TheSessionHasLimitsAndBelongsToTheCurrentPlatform) {
   auto& configuration = TWNetworkConfiguration::defaultConfiguration();
   const auto session = configuration.getTWURLSession();
   EXPECT_EQ(session, configuration.getTWURLSession());
@@ -179,7 +179,7 @@ TEST_F(NetworkTest, TheDefaultAddressCanBeChanged) {
   }
 }
 
-TEST_F(NetworkTest, MissingFactsAreEmptyParametersOrALine) {
+TEST_F(NetworkTest, MissingDeviceFactsAreEmptyParametersOrLogged) {
   for (const auto& [wrapper, type] : {std::pair{"CORDOVA", "cordova"},
                                       {"REACT_NATIVE", "react_native"},
                                       {"SEGMENT", "segment"},

@@ -42,7 +42,7 @@ class PresentationTest : public DelegateFixture {
     EXPECT_EQ(TWCoreUtils::getTopMostPresentedViewController(), unwrapped);
     EXPECT_EQ(TWCoreUtils::getTopMostViewController(), whole);
   }
-  /// The pages by their URL and the alerts by their title, as they are on the screen.
+  /// The URLs of the pages and titles of the alerts on screen.
   Lines screen() {
     runUntilIdle();
     Lines result;
@@ -81,7 +81,7 @@ TEST_F(PresentationTest, TheTopControllerIsFoundBelowAlertsAndInsideContainers) 
   expectTop(inTabs, tabs);
   const auto outer = make<UINavigationController>(tabs);
   window->setRootViewController(outer);
-  expectTop(tabs, outer);  // what a navigation controller shows is not unwrapped again
+  expectTop(tabs, outer);  // the content of a navigation controller is not unwrapped again
 }
 
 TEST_F(PresentationTest, WithoutAKeyWindowTheWindowOfTheDelegateIsUsed) {
@@ -92,7 +92,7 @@ TEST_F(PresentationTest, WithoutAKeyWindowTheWindowOfTheDelegateIsUsed) {
   expectTop(nullptr, nullptr);
   root->presentViewController(plain(), true);
   delegate->own->setRootViewController(root);
-  expectTop(root, root);  // its presented controllers are not followed
+  expectTop(root, root);  // its presented controllers are ignored
   const Controller page = plain();
   const auto navigation = make<UINavigationController>(page);
   delegate->own->setRootViewController(navigation);
@@ -140,7 +140,7 @@ TEST_F(PresentationTest, PagesAndAlertsAreShownAndDismissedOnTheMainQueue) {
   EXPECT_EQ(lines(), Lines());
 }
 
-TEST_F(PresentationTest, WhatCannotBeShownIsLogged) {
+TEST_F(PresentationTest, FailedPresentationsAreLogged) {
   const std::string unsupported = caughtLine(
       "TWWebViewHandler", 41, "openWebViewWithUrl:",
       "WebView Handler Open URL exception The specified URL has an unsupported scheme. Only HTTP and "
@@ -184,7 +184,7 @@ TEST_F(PresentationTest, WhatCannotBeShownIsLogged) {
 
 using Link = std::optional<base::Url>;
 
-/// Continues activities and calls the restoration handler.
+/// Accepts activities and calls the restoration handler.
 class Browsing : public UIApplicationDelegate {
  public:
   bool continueUserActivity(UIApplication&, NSUserActivity& activity,
@@ -193,14 +193,14 @@ class Browsing : public UIApplicationDelegate {
     heard.push_back("activity " + activity.activityType() + " " + (url ? url->absoluteString() : "nil"));
     if (raises) throw std::runtime_error("the shop is closed");
     handler({});
-    return false;  // is not used
+    return false;  // ignored
   }
   bool raises = false;
 };
 
 class LinksTest : public DelegateFixture {
  protected:
-  /// What was done since the last call: calls of the platform, then of the delegate, then log lines.
+  /// The events since the last call: calls of the platform, then of the delegate, then log lines.
   std::string done() {
     static constexpr const char* kNames[] = {"can", "universal", "open", "legacy"};
     std::string result;
@@ -211,15 +211,15 @@ class LinksTest : public DelegateFixture {
     for (const std::string& each : lines()) result += each + "; ";
     return result;
   }
-  /// Runs the operation, then the main queue until it is empty: what was done at once, and by each function
-  /// of the queue behind a ">".
+  /// Runs the operation, then the main queue until it is empty. Returns the events, with a ">" before those
+  /// of each queued function.
   std::string sequence(void (*operation)(Link), std::optional<std::string_view> text) {
     operation(text ? base::Url::URLWithString(*text) : std::nullopt);
     std::string result = done();
     while (platform->testMainQueue().runOne()) result += "> " + done();
     return result;
   }
-  /// Gives the application a class whose method for this message raises.
+  /// Makes the application's method for this message raise.
   template <class R, class... P>
   void raiseIn(const runtime::Message<R(P...)>& message) {
     runtime::Class* const broken = runtime::allocateClassPair(
@@ -232,10 +232,10 @@ class LinksTest : public DelegateFixture {
   }
 };
 
-/// The conditions of a row; those that it does not name do not hold.
+/// The conditions of a row; all others are false.
 enum Conditions { kModern = 1, kCanOpen = 2, kClaimed = 4, kOpens = 8, kResponds = 16 };
 
-TEST_F(LinksTest, EveryLinkTakesItsWay) {
+TEST_F(LinksTest, LinksOpenAsTheConditionsRequire) {
   const auto deeplink = &TWCoreUtils::openDeeplink;
   const auto older = &TWCoreUtils::openDeeplinkBelowiOS10;
   const auto universal = &TWCoreUtils::openUniversalLink;
@@ -245,7 +245,7 @@ TEST_F(LinksTest, EveryLinkTakesItsWay) {
   const std::string opened = "Tidewell - DeepLink Opened; ";
   const char* const web = "https://shop.example/a?b";
   const char* const cart = "shop:cart";
-  // What is done; URL stands for the URL.
+  // The events; URL stands for the URL.
   const std::tuple<void (*)(Link), std::optional<std::string_view>, int, std::string> rows[] = {
       {deeplink, web, kModern | kClaimed | kOpens | kResponds, "can URL; "},
       {deeplink, cart, kModern | kCanOpen | kClaimed, "can URL; > universal URL; > " + opened},
@@ -285,7 +285,7 @@ TEST_F(LinksTest, EveryLinkTakesItsWay) {
   }
 }
 
-TEST_F(LinksTest, AnExceptionIsLoggedWhereItHappenedAndOpensNothing) {
+TEST_F(LinksTest, ExceptionsAreLoggedWithTheirOriginAndOpenNoLink) {
   const char* const web = "https://shop.example/";
   platform->testLinkOpener().setDefaultAnswer({true, false, true});
   const std::string deep =

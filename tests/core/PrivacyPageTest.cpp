@@ -10,8 +10,8 @@ namespace {
 
 using Names = std::set<std::string>;
 
-/// The names in backticks at the beginning of the table rows between two texts of docs/privacy.md: of all
-/// rows, or of those that contain `with`.
+/// The names in backticks at the start of table rows between two texts of docs/privacy.md; only of rows that
+/// contain `with`.
 Names documented(const std::string& from, const std::string& to, const std::string& with = "|") {
   std::ifstream page(TIDEWELL_TEST_DATA "/../../docs/privacy.md");
   static const std::regex name("`([^`]*)`");
@@ -39,7 +39,7 @@ Names without(Names all, const Names& some) {
 
 class PrivacyPageTest : public CoreFixture {};
 
-TEST_F(PrivacyPageTest, NamesEverythingThatIsSent) {
+TEST_F(PrivacyPageTest, ListsAllDataThatIsSent) {
   TWCoreUtils::saveAppId("A");
   TWCoreUtils::saveDeviceToken("token");
   platform->standardUserDefaults().setObject("4.2", Tidewell_Flutter_SDK_Version);

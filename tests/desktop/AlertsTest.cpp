@@ -28,12 +28,12 @@ TEST_F(Alerts, ShowTitleMessageAndButtonsAndReportTheChoice) {
   EXPECT_TRUE(gtk_window_get_modal(alert));
   EXPECT_STREQ(gtk_window_get_title(gtk_window_get_transient_for(alert)), "host");
   ASSERT_TRUE(press(alert, "Go"));
-  EXPECT_TRUE(chosen_.empty()) << "not while the button is pressed";
+  EXPECT_TRUE(chosen_.empty()) << "reported only after the button's handler";
   EXPECT_TRUE(waitForWindows(0));
   EXPECT_TRUE(waitUntil([&] { return chosen_ == std::vector<std::size_t>{1}; }));
 }
 
-TEST_F(Alerts, ClosingChoosesTheCancelButtonOrTheOnlyOne) {
+TEST_F(Alerts, ClosingSelectsTheCancelOrOnlyButton) {
   struct Case {
     std::vector<platform::AlertAction> actions;
     std::optional<std::size_t> choice;
@@ -55,7 +55,7 @@ TEST_F(Alerts, ClosingChoosesTheCancelButtonOrTheOnlyOne) {
   }
 }
 
-TEST_F(Alerts, SurviveAnyTextAndADismissalBeforeTheyAreDrawn) {
+TEST_F(Alerts, SurviveAnyTextAndEarlyDismissal) {
   for (const std::string& text :
        {std::string(1u << 20, 'x'), std::string("\xff\xfe\x80"), std::string("a\0b", 3), std::string(),
         std::string("<markup attr='"), std::string("\xe2\x80\xae evil")}) {

@@ -15,7 +15,7 @@ constexpr const char* kPage = "https://shop.example/";
 
 class Browser : public DesktopTest {
  protected:
-  ~Browser() override {  // the windows first: their pages use the proxy
+  ~Browser() override {  // closes the windows first, since their pages use the proxy
     for (GtkWindow* const window : shownWindows()) gtk_window_destroy(window);
     waitForWindows(0);
   }
@@ -39,7 +39,7 @@ class Browser : public DesktopTest {
   Shown open(const std::string& path, Shown above = {}) {
     return presenter_->showBrowser(url("https://shop.example" + path), {[this] { ++finished_; }}, above);
   }
-  /// The window whose page has a title; null if there is none in time.
+  /// The window whose page has this title, or null after the time-out.
   static GtkWindow* windowTitled(const std::string& title) {
     GtkWindow* found = nullptr;
     waitUntil([&] {
@@ -50,7 +50,8 @@ class Browser : public DesktopTest {
     });
     return found;
   }
-  /// Opens an address, and waits until its window shows a text. The window; null if it does not in time.
+  /// Opens an address and waits until its window shows a text. Returns the window, or null after the
+  /// time-out.
   GtkWindow* openShowing(const std::string& address, const std::string& text) {
     presenter_->showBrowser(url(address), {[this] { ++finished_; }}, {});
     GtkWindow* const window = waitForWindows(1) ? shownWindows()[0] : nullptr;
@@ -64,14 +65,14 @@ class Browser : public DesktopTest {
   int finished_ = 0;
 };
 
-TEST_F(Browser, ShowsAPageWithItsAddressUntilTheUserIsDone) {
+TEST_F(Browser, ShowsAPageAndItsAddressUntilItIsClosed) {
   installWith();
   GtkWindow* const window = openShowing(kPage, "shop.example");
   ASSERT_EQ(windowTitled("Welcome"), window);
   EXPECT_EQ(gtk_window_get_transient_for(window), host_);
   EXPECT_FALSE(press(window, "Back"));
   ASSERT_TRUE(press(window, "Done"));
-  EXPECT_EQ(finished_, 0) << "not while the button is pressed";
+  EXPECT_EQ(finished_, 0) << "reported only after the button's handler";
   EXPECT_TRUE(waitUntil([&] { return finished_ == 1; }));
   EXPECT_TRUE(waitForWindows(0));
   const Shown second = open("/");
@@ -89,10 +90,10 @@ TEST_F(Browser, ShowsAPageWithItsAddressUntilTheUserIsDone) {
   EXPECT_TRUE(shownWindows().empty());
 }
 
-TEST_F(Browser, LiesBelowAlertsIsDismissedAloneAndGoesWithTheHostsWindow) {
+TEST_F(Browser, StaysBelowAlertsAndClosesWithTheHostsWindow) {
   installWith();
   page("/second", "Second");
-  presenter_->dismiss(open("/"), true, {});  // before the engine is there
+  presenter_->dismiss(open("/"), true, {});  // before the engine is loaded
   EXPECT_TRUE(waitForWindows(0));
   std::size_t chosen = 7;
   const auto alert = [&](Shown above) {
@@ -120,7 +121,7 @@ TEST_F(Browser, LiesBelowAlertsIsDismissedAloneAndGoesWithTheHostsWindow) {
   EXPECT_TRUE(waitForWindows(0));
 }
 
-TEST_F(Browser, ShowsWhatIsWrongAndTriesAgain) {
+TEST_F(Browser, ShowsErrorsAndRetries) {
   installWith();
   backend_.setResource("/file", "MZ", "application/octet-stream");
   const std::string page = kPage;
@@ -145,13 +146,13 @@ TEST_F(Browser, ShowsWhatIsWrongAndTriesAgain) {
   EXPECT_FALSE(shows(window, "Try Again"));
 }
 
-TEST_F(Browser, GivesUpAPageThatShowsNothingForTooLong) {
+TEST_F(Browser, GivesUpOnAPageThatStaysBlank) {
   installWith(0.5);
   backend_.setFault(testing::fault("kind=silence"));
   openShowing(kPage, "The page takes too long");
 }
 
-TEST_F(Browser, KeepsAHostilePageInItsFrameAndNothingForTheNextOne) {
+TEST_F(Browser, ConfinesHostilePagesAndKeepsNoDataBetweenPages) {
   addApplication("tickets", {"tickets"});
   installWith();
   page("/hostile", "Hostile", R"(<script>
@@ -182,7 +183,7 @@ TEST_F(Browser, KeepsAHostilePageInItsFrameAndNothingForTheNextOne) {
   }
 }
 
-TEST_F(Browser, WithoutASandboxThereAreNoPagesAndTheApplicationLives) {
+TEST_F(Browser, OpensNoPagesWithoutASandbox) {
   // A `bwrap` that cannot build a sandbox, as in many containers.
   std::filesystem::create_directories(folder_ / "bin");
   std::ofstream(folder_ / "bin/bwrap") << "#!/bin/sh\nexit 1\n";

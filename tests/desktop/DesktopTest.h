@@ -12,8 +12,8 @@ namespace tidewell::desktop {
 
 inline std::string_view textOrEmpty(const char* text) { return text ? text : ""; }
 
-/// A desktop of the test's own: a folder with data, settings and desktop files, and windows to look at. Each
-/// test has a process of its own, so that GLib reads its folders anew.
+/// A private desktop: a folder with data, settings and desktop files, and helpers to inspect windows. Each
+/// test runs in its own process, so that GLib reads the test's folders.
 class DesktopTest : public ::testing::Test {
  protected:
   DesktopTest() {
@@ -30,7 +30,7 @@ class DesktopTest : public ::testing::Test {
     std::filesystem::remove_all(folder_, ignored);
   }
 
-  /// Puts the platform in force.
+  /// Installs the platform.
   DesktopPlatform& install(const std::function<void(Options&)>& change = {}) {
     Options options;
     options.posix.bundleIdentifier = "org.example.shop";
@@ -43,7 +43,7 @@ class DesktopTest : public ::testing::Test {
     return *platform;
   }
 
-  /// Runs the application's loop until something has happened; false if it did not in `seconds`.
+  /// Runs the application's loop until the condition holds. Returns false after `seconds`.
   static bool waitUntil(const std::function<bool()>& happened, double seconds = 60) {
     const gint64 end = g_get_monotonic_time() + static_cast<gint64>(seconds * G_USEC_PER_SEC);
     const guint ticks = g_timeout_add(
@@ -53,7 +53,7 @@ class DesktopTest : public ::testing::Test {
     return happened();
   }
 
-  /// An installed application that is the one for schemes, and whose program records its arguments.
+  /// Installs an application as the handler of schemes. Its program records its arguments.
   void addApplication(const std::string& name, const std::vector<std::string>& schemes,
                       const std::string& more = "", const std::string& place = "%u") {
     const std::string program = folder_ / (name + ".sh"), record = folder_ / "records" / name;
@@ -70,7 +70,7 @@ class DesktopTest : public ::testing::Test {
               "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=\"" + program + "\" " + place +
                   "\nMimeType=" + types + "\n" + more + "\n");
   }
-  /// The arguments that an application was started with, each with a NUL behind it; "" if it was not.
+  /// The arguments with which an application was started, each followed by a NUL; "" if it was not started.
   [[nodiscard]] std::string argumentsOf(const std::string& name) const {
     return bytesOf(folder_ / "records" / name);
   }
@@ -82,7 +82,7 @@ class DesktopTest : public ::testing::Test {
     EXPECT_TRUE(waitUntil([&] { return gtk_window_is_active(GTK_WINDOW(window)); }));
     return GTK_WINDOW(window);
   }
-  /// The visible windows that `openHostWindow` did not open, the newest last.
+  /// The visible windows not opened by `openHostWindow`, the newest last.
   static std::vector<GtkWindow*> shownWindows() {
     std::vector<GtkWindow*> found;
     GListModel* const windows = gtk_window_get_toplevels();
@@ -97,7 +97,7 @@ class DesktopTest : public ::testing::Test {
   static bool waitForWindows(std::size_t count) {
     return waitUntil([count] { return shownWindows().size() == count; });
   }
-  /// The labels that are drawn in a window, line by line.
+  /// The labels drawn in a window, one per line.
   static std::string textOn(GtkWindow* window) {
     std::string text;
     visit(GTK_WIDGET(window), [&text](GtkWidget* widget) {
@@ -109,7 +109,7 @@ class DesktopTest : public ::testing::Test {
   static bool shows(GtkWindow* window, std::string_view text) {
     return textOn(window).find(text) != std::string::npos;
   }
-  /// Presses the button with a text or tooltip.
+  /// Presses the button with this text or tooltip.
   static bool press(GtkWindow* window, std::string_view text) {
     GtkWidget* found = nullptr;
     visit(GTK_WIDGET(window), [&](GtkWidget* widget) {

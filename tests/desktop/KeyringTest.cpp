@@ -11,14 +11,14 @@ using platform::errSecDuplicateItem;
 using platform::errSecItemNotFound;
 using platform::errSecSuccess;
 
-/// A session bus and a keyring daemon of the test's own.
+/// A private session bus and keyring daemon.
 class Keyring : public DesktopTest {
  protected:
   Keyring() {
     std::filesystem::create_directories(folder_ / "run");
     std::filesystem::permissions(folder_ / "run", std::filesystem::perms::owner_all);
     setenv("XDG_RUNTIME_DIR", (folder_ / "run").c_str(), 1);
-    g_test_dbus_up(bus_);  // starts no service: each test decides whether there is a keyring
+    g_test_dbus_up(bus_);  // without services; each test starts a keyring if needed
   }
   ~Keyring() override {
     stopKeyring();
@@ -40,7 +40,7 @@ class Keyring : public DesktopTest {
     g_subprocess_wait(daemon_, nullptr, nullptr);
     g_clear_object(&daemon_);
   }
-  /// Whether the default collection is unlocked, after locking it if asked to; no value without a keyring.
+  /// Whether the default collection is unlocked, optionally after locking it. No value without a keyring.
   static std::optional<bool> isUnlocked(bool afterLocking = false) {
     g_autoptr(SecretService) service = secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, nullptr);
     if (!service) return std::nullopt;
@@ -87,7 +87,7 @@ class Keyring : public DesktopTest {
   const base::Dictionary readable_ = query("id", platform::kSecAttrAccessibleAfterFirstUnlock);
 };
 
-TEST_F(Keyring, HoldsTheItemsAndTheFileDoesNot) {
+TEST_F(Keyring, ItemsAreStoredInTheKeyringNotInTheFile) {
   startKeyring();
   installWithKeyring();
   EXPECT_EQ(add(query("a"), secret_), errSecSuccess);
@@ -100,7 +100,7 @@ TEST_F(Keyring, HoldsTheItemsAndTheFileDoesNot) {
   EXPECT_EQ(keychain_->itemDelete(query("a")), errSecItemNotFound);
 }
 
-TEST_F(Keyring, AnItemReadableAfterFirstUnlockOutlivesLockDaemonFileAndBus) {
+TEST_F(Keyring, ItemsReadableAfterFirstUnlockAreAlwaysAvailable) {
   startKeyring();
   installWithKeyring();
   ASSERT_EQ(add(readable_, secret_), errSecSuccess);
@@ -115,10 +115,10 @@ TEST_F(Keyring, AnItemReadableAfterFirstUnlockOutlivesLockDaemonFileAndBus) {
   EXPECT_EQ(find(readable_), secret_) << "without the file";
   std::filesystem::rename(folder_ / "away", folder_ / "data/.tidewell-keychain");
   g_test_dbus_stop(bus_);
-  EXPECT_EQ(find(readable_), secret_) << "and the application outlives its bus";
+  EXPECT_EQ(find(readable_), secret_) << "without the bus";
 }
 
-TEST_F(Keyring, WhileItIsLockedOrAbsentTheFileHoldsTheItems) {
+TEST_F(Keyring, ItemsAreStoredInTheFileWithoutAnUnlockedKeyring) {
   startKeyring();
   lockKeyring();
   installWithKeyring();
@@ -131,11 +131,11 @@ TEST_F(Keyring, WhileItIsLockedOrAbsentTheFileHoldsTheItems) {
   EXPECT_EQ(find(query("a")), std::to_string(errSecItemNotFound));
   EXPECT_EQ(add(query("a"), secret_), errSecSuccess);
   startKeyring();
-  EXPECT_EQ(find(query("a")), secret_) << "the new keyring hides nothing";
+  EXPECT_EQ(find(query("a")), secret_) << "a new keyring does not hide items in the file";
   EXPECT_EQ(add(query("a"), "other"), errSecDuplicateItem);
 }
 
-TEST_F(Keyring, ADaemonThatHangsIsWaitedForOnce) {
+TEST_F(Keyring, AHangingDaemonIsWaitedForOnce) {
   startKeyring();
   installWithKeyring();
   ASSERT_EQ(add(readable_, secret_), errSecSuccess);

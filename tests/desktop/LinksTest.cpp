@@ -19,7 +19,7 @@ class Links : public DesktopTest {
     opener_ = &install().linkOpener();
   }
 
-  /// The completion's answer, which comes once and not before the call has returned.
+  /// The completion's answer. Expects one completion, after the call has returned.
   bool open(const base::Url& link, bool universalLinksOnly) {
     std::vector<bool> answers;
     bool isOver = false;
@@ -38,7 +38,7 @@ class Links : public DesktopTest {
   platform::LinkOpener* opener_ = nullptr;
 };
 
-TEST_F(Links, OpenInTheRegisteredProgramAndInNoOther) {
+TEST_F(Links, OpenOnlyInTheRegisteredProgram) {
   const std::string mark = (folder_ / "owned").string();
   struct Case {
     std::string link;
@@ -53,7 +53,7 @@ TEST_F(Links, OpenInTheRegisteredProgramAndInNoOther) {
       {"https://sub.maps.example/", "browser"},
       {"https://maps.example@evil.example/", "browser"},
       {"https://deaf.example/", "browser"},
-      // Hostile text reaches the program as one argument.
+      // Hostile text is passed as one argument.
       {"tickets://$(touch$IFS" + mark + ")", "tickets"},
       {"tickets:;touch%20" + mark, "tickets"},
       {"tickets:'&&touch%20" + mark + "&&'", "tickets"},

@@ -8,7 +8,7 @@
 namespace tidewell::desktop {
 namespace {
 
-/// Records the notifications of foreground ('+') and background ('-').
+/// Records foreground ('+') and background ('-') notifications.
 class Platform : public DesktopTest {
  protected:
   void SetUp() override {
@@ -21,7 +21,7 @@ class Platform : public DesktopTest {
   std::string heard_;
 };
 
-TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
+TEST_F(Platform, TheMainQueueUsesGlibAndTheScreenSizeIsTheMonitors) {
   auto& platform = install();
   auto& queue = platform.mainQueue();
   std::string order;
@@ -43,8 +43,8 @@ TEST_F(Platform, TheMainQueueIsGlibsAndKeepsTheOrderAndTheScreenIsTheMonitors) {
   EXPECT_EQ(elsewhere, (platform::ScreenSize{1280, 800}));
 }
 
-TEST_F(Platform, WithoutADisplayNothingIsShownAndLinksOpen) {
-  EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application is named";
+TEST_F(Platform, LinksStillOpenWithoutADisplay) {
+  EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application name is given";
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "GDK_BACKEND"}) unsetenv(name);
   addApplication("tickets", {"tickets"});
   auto& platform = install([](Options& options) { options.posix.screenSize = {320, 200}; });
@@ -59,7 +59,7 @@ TEST_F(Platform, WithoutADisplayNothingIsShownAndLinksOpen) {
   EXPECT_TRUE(waitUntil([&] { return isDone && isOpened && !argumentsOf("tickets").empty(); }));
 }
 
-TEST_F(Platform, ForegroundFollowsTheApplicationsWindowsFromTheSecondAppearanceOn) {
+TEST_F(Platform, ForegroundFollowsWindowsAfterTheFirstAppearance) {
   auto& presenter = install().presenter();
   GtkWindow* window = openHostWindow();
   for (int i = 0; i < 5; ++i) {
@@ -77,7 +77,7 @@ TEST_F(Platform, ForegroundFollowsTheApplicationsWindowsFromTheSecondAppearanceO
   EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;
 }
 
-TEST_F(Platform, ForegroundIsLeftToAHostWithoutGtkWindows) {
+TEST_F(Platform, HostsWithoutGtkWindowsReportForegroundThemselves) {
   auto& platform = install([](Options& options) { options.followsWindows = false; });
   gtk_widget_set_visible(GTK_WIDGET(openHostWindow()), FALSE);
   waitUntil([] { return false; }, 0.3);

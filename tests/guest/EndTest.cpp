@@ -1,10 +1,10 @@
 #include "guest/Guest.h"
 
-// The end of a host's process.
+// Process exit.
 namespace tidewell::guest {
 namespace {
 
-TEST_F(GuestTest, AProcessEndsAtAnyInstant) {
+TEST_F(GuestTest, AProcessMayExitAtAnyTime) {
   const char* const faults[] = {"", "kind=drip:1", "kind=silence", "kind=silent-handshake"};
   const char* const ways[] = {"return", "exit", "quick_exit", "thread"};
   for (unsigned run = 0; run < (isLong() ? 200 : 20); ++run) {
@@ -28,7 +28,7 @@ TEST_F(GuestTest, OperationsWorkInExitHandlersAndStaticDestructors) {
     for (const std::string way : {"return", "exit", "thread", "quick_exit"}) {
       for (const bool first : {false, true}) {
         std::vector<std::string> commands{"use-at-end", "start GUEST", "await 7", "use", "exit " + way};
-        // For the first time, after the libraries below have cleaned up.
+        // First use after the underlying libraries have cleaned up.
         if (first) commands = {"use-at-end", "fetch", "exit " + way};
         SCOPED_TRACE(way + (first ? " first" : ""));
         const Outcome outcome =

@@ -1,16 +1,16 @@
 #include "guest/Guest.h"
 
-// Locale, environment, clocks.
+// Locale, environment and clocks.
 namespace tidewell::guest {
 namespace {
 
-TEST_F(GuestTest, NoLocaleChangesAByte) {
-  std::map<std::string, std::vector<std::string>> lives;
+TEST_F(GuestTest, TheLocaleDoesNotAffectFilesOrRequests) {
+  std::map<std::string, std::vector<std::string>> results;
   for (const std::string name : {"C", "de_DE", "tr_TR"}) {
     const std::string path = folder + "/" + name;
     if (name != "C" &&
         system(("localedef -i " + name + " -f UTF-8 '" + path + "' >/dev/null 2>&1").c_str()) != 0)
-      GTEST_SKIP() << "no sources of locales";
+      GTEST_SKIP() << "no locale sources are installed";
     backend.clearRequests();
     fs::remove_all(data);
     const Outcome outcome =
@@ -21,14 +21,14 @@ TEST_F(GuestTest, NoLocaleChangesAByte) {
             .end();
     const auto end = outcome.out.rfind('\n', outcome.out.size() - 2) + 1;
     EXPECT_EQ(outcome.out.substr(end), name + "\n");
-    std::vector<std::string>& life = lives[name] = {outcome.out.substr(0, end), bytesOf(archive)};
+    std::vector<std::string>& result = results[name] = {outcome.out.substr(0, end), bytesOf(archive)};
     for (const auto& each : backend.requests())
-      life.push_back(each.path + each.query + std::to_string(each.body.size()));
-    EXPECT_EQ(life, lives["C"]) << name;
+      result.push_back(each.path + each.query + std::to_string(each.body.size()));
+    EXPECT_EQ(result, results["C"]) << name;
   }
 }
 
-TEST_F(GuestTest, TheEnvironmentIsReadAtInstallationOnly) {
+TEST_F(GuestTest, TheEnvironmentIsReadOnlyAtInstallation) {
   std::vector<std::string> commands{"start GUEST", "await 7", "send 4", "ended", "user user"};
   for (const char* name :
        {"https_proxy", "all_proxy", "SSL_CERT_FILE", "SSL_CERT_DIR", "XDG_DATA_HOME", "HOME"})
@@ -38,10 +38,10 @@ TEST_F(GuestTest, TheEnvironmentIsReadAtInstallationOnly) {
   EXPECT_TRUE(fs::exists(defaults));
 }
 
-TEST_F(GuestTest, ModulesAreFoundAfterAChangeOfTheWorkingFolder) {
+TEST_F(GuestTest, ModulesAreFoundAfterTheWorkingFolderChanges) {
   fs::create_directory(folder + "/lib");
   for (const fs::path library : std::vector<const char*>{GUEST_LIBRARIES}) {
-    // The library's own name has no minor version.
+    // A SONAME has no minor version.
     const std::string name = library.filename();
     const auto end = name.find(".so.");
     fs::create_symlink(library, folder + "/lib/" + name.substr(0, end == name.npos ? end : end + 5));
@@ -49,7 +49,7 @@ TEST_F(GuestTest, ModulesAreFoundAfterAChangeOfTheWorkingFolder) {
   EXPECT_EQ(host({"chdir /", "fetch"}, {"LD_LIBRARY_PATH=../lib"}).end().out, "done\narrived\n");
 }
 
-TEST_F(GuestTest, StepsOfTheWallClockEndNoRequest) {
+TEST_F(GuestTest, WallClockStepsDoNotEndRequests) {
   setFault("kind=delay:400,service=2");
   Child one = host();
   one.ask({"start GUEST", "await 7"});
@@ -62,7 +62,7 @@ TEST_F(GuestTest, StepsOfTheWallClockEndNoRequest) {
   EXPECT_EQ(one.ask("ended"), "2 succeeded");
 }
 
-TEST_F(GuestTest, ASuspensionCausesNoBurst) {
+TEST_F(GuestTest, ASuspendedProcessDoesNotRepeatRequests) {
   setFault("kind=delay:1000,service=2");
   Child one = host();
   one.ask({"start GUEST", "await 7", "send 3"});
@@ -70,10 +70,10 @@ TEST_F(GuestTest, ASuspensionCausesNoBurst) {
   one.send(SIGSTOP);
   sleep(isLong() ? 60 : 2);
   one.send(SIGCONT);
-  EXPECT_EQ(one.ask("ended"), "3 succeeded") << "the replies waited in the sockets";
+  EXPECT_EQ(one.ask("ended"), "3 succeeded") << "the replies were buffered in the sockets";
   backend.clearFaults();
   EXPECT_EQ(one.ask({"send 1", "ended"}), "4 succeeded");
-  EXPECT_EQ(backend.requestCount(), 5u) << "a request was sent again";
+  EXPECT_EQ(backend.requestCount(), 5u) << "a request was resent";
 }
 
 }  // namespace

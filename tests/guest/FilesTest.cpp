@@ -1,10 +1,10 @@
 #include "guest/Guest.h"
 
-// Unusual places of the data.
+// Unusual data folders.
 namespace tidewell::guest {
 namespace {
 
-TEST_F(GuestTest, EveryPlaceOfTheDataServes) {
+TEST_F(GuestTest, AnyDataFolderPathWorks) {
   const std::string file = "/org.example.life/Library/Tidewell/TdwConfig";
   for (const std::string name : {"plain", "with blanks", "\"quotes\" 'and' `more`", "new\nline", "Дом",
                                  "\xFF\xFE bytes", "%40$HOME~"}) {
@@ -23,9 +23,9 @@ TEST_F(GuestTest, EveryPlaceOfTheDataServes) {
   }
 }
 
-TEST_F(GuestTest, WithoutAHomeEverythingWorksInMemory) {
+TEST_F(GuestTest, WithoutAHomeFolderDataStaysInMemory) {
   for (const std::string& home : {"HOME=" + folder + "/missing", std::string("HOME=relative")}) {
-    if (home == "HOME=relative" && getuid() == 0) continue;  // the user's record names a home
+    if (home == "HOME=relative" && getuid() == 0) continue;  // the passwd entry names a home
     const Outcome outcome = host({"start GUEST", "await 7", "gates", "due"}, {"XDG_DATA_HOME=", home}).end();
     EXPECT_EQ(outcome.out, "done\ndone\nynyynyyyyy\nrecent\n");
   }

@@ -14,10 +14,10 @@ namespace tidewell::guest {
 namespace fs = std::filesystem;
 using Outcome = Child::Outcome;
 
-/// Whether the long forms run: 200 ends, a minute of idleness, a minute stopped.
+/// Whether the long variants run, with more repetitions and longer waits.
 inline bool isLong() { return getenv("TIDEWELL_GUEST_LONG") != nullptr; }
 
-/// A backend, a folder for the hosts' data, and a working folder that must stay empty.
+/// A backend, a data folder for the hosts, and a working folder that must stay empty.
 class GuestTest : public ::testing::Test {
  protected:
   GuestTest() {
@@ -39,7 +39,7 @@ class GuestTest : public ::testing::Test {
     fs::remove_all(folder);
   }
 
-  /// The variables of a host; `more` replaces those of the same name; "" is none.
+  /// The environment of a host. Each entry of `more` replaces a variable; "" is ignored.
   [[nodiscard]] std::vector<std::string> environment(const std::vector<std::string>& more = {}) const {
     std::map<std::string, std::string> all{{"XDG_DATA_HOME", data},
                                            {"HOST_CA", backend.caFile()},
@@ -50,7 +50,7 @@ class GuestTest : public ::testing::Test {
       if (const char* value = getenv(name)) all[name] = value;
     }
     all["TSAN_OPTIONS"] += " atexit_sleep_ms=0";
-    // Hosts end with requests and plug-ins in flight, whose memory is not lost.
+    // Hosts exit with requests and plug-ins in flight, whose memory counts as leaked.
     all["ASAN_OPTIONS"] += ":detect_leaks=0";
     for (const std::string& each : more) {
       if (!each.empty()) all[each.substr(0, each.find('='))] = each.substr(each.find('=') + 1);
@@ -61,13 +61,13 @@ class GuestTest : public ::testing::Test {
     }
     return result;
   }
-  /// The program hosts/host.cpp, with its first commands.
+  /// Starts hosts/host.cpp with its first commands.
   [[nodiscard]] Child host(std::vector<std::string> commands = {}, const std::vector<std::string>& more = {},
                            int errorOutput = -1) const {
     commands.insert(commands.begin(), GUEST_HOST);
     return {std::move(commands), environment(more), errorOutput};
   }
-  /// The only fault of the backend from now on, in the backend's notation.
+  /// Replaces all faults of the backend by one in its notation.
   void setFault(const std::string& text) {
     std::string problem;
     const auto fault = testing::StandInFault::parse(text, problem);

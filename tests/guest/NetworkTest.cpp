@@ -4,15 +4,15 @@
 
 #include "guest/Guest.h"
 
-// The network as the host's machine has it: proxies, trusted certificates, and a libcurl of the host's own.
+// Proxies, trusted certificates, and a host that uses libcurl itself.
 namespace tidewell::guest {
 namespace {
 
-TEST_F(GuestTest, RequestsTakeTheProxyOfTheEnvironment) {
+TEST_F(GuestTest, RequestsUseTheProxyFromTheEnvironment) {
   const std::string connect = "CONNECT 127.0.0.1:" + std::to_string(backend.port()) + " HTTP/1.1\r\n";
   struct Case {
     std::string variable, more;      // PORT stands for the proxy's
-    std::string begin, contained{};  // of what the proxy is asked; "" if it is not asked
+    std::string begin, contained{};  // of the request to the proxy; "" if it is not used
   };
   const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
@@ -49,7 +49,7 @@ TEST_F(GuestTest, RequestsTakeTheProxyOfTheEnvironment) {
   close(listener);
 }
 
-TEST_F(GuestTest, AProxyThatSpeaksTlsIsTrustedByCertificatesOfItsOwn) {
+TEST_F(GuestTest, HttpsProxiesHaveTheirOwnTrustedCertificates) {
   testing::StandInBackendOptions other;
   other.directory = folder + "/other";
   const testing::StandInBackend proxy(other);  // another authority; takes no CONNECT
@@ -65,7 +65,7 @@ TEST_F(GuestTest, AProxyThatSpeaksTlsIsTrustedByCertificatesOfItsOwn) {
   EXPECT_EQ(backend.requestCount(), 0u);
 }
 
-TEST_F(GuestTest, TrustedCertificatesAreFoundWhereTheDistributionKeepsThem) {
+TEST_F(GuestTest, TrustedCertificatesAreFoundOnEveryDistribution) {
   const std::string root = folder + "/root";
   fs::create_directories(root);
   const auto with = [&](const std::string& variable) {
@@ -102,7 +102,7 @@ TEST_F(GuestTest, TrustedCertificatesAreFoundWhereTheDistributionKeepsThem) {
   }
 }
 
-TEST_F(GuestTest, AHostsOwnLibcurlAndOpenSslWorkAsIfAlone) {
+TEST_F(GuestTest, AHostMayUseLibcurlAndOpenSslItself) {
   for (const std::string order : {"host-first", "sdk-first", "at-once"}) {
     const Outcome outcome = Child({GUEST_CURL, order}, environment({"XDG_DATA_HOME=" + data + order})).end();
     EXPECT_EQ(outcome.status, 0) << order << outcome.err;

@@ -1,20 +1,20 @@
 #include "guest/Guest.h"
 
-// Forks, programs that the host starts, signals, threads, descriptors.
+// Forks, exec, signals, threads and descriptors.
 namespace tidewell::guest {
 namespace {
 
-TEST_F(GuestTest, ForkedChildrenAnswerFromTheirRecord) {
-  if (kAddressSanitizer) GTEST_SKIP() << "its allocator may stay locked in the child";
+TEST_F(GuestTest, ForkedChildrenKeepTheConfiguration) {
+  if (kAddressSanitizer) GTEST_SKIP() << "the sanitizer's allocator may stay locked in the child";
   const std::string forks = isLong() ? "200" : "30";
   const Outcome outcome = host({"start GUEST", "await 7", "fork " + forks}).end();
   EXPECT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_EQ(count(outcome.err, "Requests fail in this process"), std::stoi(forks)) << "one line a child";
+  EXPECT_EQ(count(outcome.err, "Requests fail in this process"), std::stoi(forks)) << "one line per child";
 }
 
 TEST_F(GuestTest, NoOperationHangsInTheChildOfAFork) {
   if (kIsSanitized) GTEST_SKIP() << "a sanitizer's locks may stay locked in the child";
-  // A sample of the pairs, another one each time; `make fork-matrix` runs all.
+  // A random sample of the pairs; `make fork-matrix` runs all.
   const std::string command =
       "fork-matrix " + std::string(isLong() ? "300 " : "4 ") + std::to_string(getpid());
   const Outcome outcome = host({command}, {"HOST_UNINSTALLED=1", "HOST_LOOP=1", "HOST_PORT=1"}).end();
@@ -29,8 +29,8 @@ TEST_F(GuestTest, OperationsSurviveCancellationAndSmallStacks) {
   }
 }
 
-TEST_F(GuestTest, SnapshotsAreFreedInASandboxThatIsEnteredLate) {
-  if (kIsSanitized) GTEST_SKIP() << "counts what the system's allocator holds";
+TEST_F(GuestTest, SnapshotsAreFreedAfterASandboxRefusesMembarrier) {
+  if (kIsSanitized) GTEST_SKIP() << "measures the system allocator";
   Child one = host();
   const auto memoryAfterMerges = [&](int first) {
     one.say("merge " + std::to_string(first));
@@ -57,7 +57,7 @@ TEST_F(GuestTest, EveryDescriptorIsClosedByExec) {
 
 constexpr std::uint64_t kOfTheCLibrary = 3ull << 31;  ///< signals 32 and 33
 
-TEST_F(GuestTest, PeersThatCloseEarlyRaiseNoSignalAndNoHandlerIsChanged) {
+TEST_F(GuestTest, EarlyClosesRaiseNoSignalAndHandlersAreUnchanged) {
   for (const char* kind : {"close", "reset", "truncation:2"}) {
     setFault(std::string("service=2,kind=") + kind);
     int closed[2];
@@ -90,7 +90,7 @@ TEST_F(GuestTest, AnIdleHostHasNoContextSwitches) {
   ASSERT_EQ(one.ask({"start GUEST", "await 7", "use", "send 20", "ended"}), "20 succeeded");
   const auto switches = [&] { return one.threads("ctxt_switches"); };
   EXPECT_GE(switches().size(), 3u);
-  // The threads fall asleep after a moment.
+  // The threads need a moment to become idle.
   EXPECT_TRUE(eventually([&] {
     const auto before = switches();
     sleep(isLong() ? 60 : 3);

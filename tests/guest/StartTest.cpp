@@ -1,10 +1,10 @@
 #include "guest/Guest.h"
 
-// Starting twice, late, or never; and plug-ins, which do all three.
+// Starting late, twice or never, and plug-ins.
 namespace tidewell::guest {
 namespace {
 
-TEST_F(GuestTest, OperationsBeforeTheInstallationAnswerDefaultsAndALateStartWorks) {
+TEST_F(GuestTest, DefaultsApplyUntilInstallationAndALateStartWorks) {
   const Outcome outcome = host({"gates", "image", "use", "install", "start GUEST", "await 7", "gates"},
                                {"HOST_UNINSTALLED=1", "HOST_DEBUG="})
                               .end();
@@ -12,14 +12,14 @@ TEST_F(GuestTest, OperationsBeforeTheInstallationAnswerDefaultsAndALateStartWork
   EXPECT_EQ(outcome.err, "");
 }
 
-TEST_F(GuestTest, OfTwoPluginsTheFirstOnesPlatformStays) {
+TEST_F(GuestTest, TheFirstOfTwoPluginsInstallsThePlatform) {
   const Outcome outcome = Child({GUEST_LOADER, "twice", GUEST_PLUGIN_A, GUEST_PLUGIN_B}, environment()).end();
   EXPECT_EQ(outcome.out, "7 7\n");
   EXPECT_EQ(outcome.err.substr(outcome.err.find("] ") + 2),
             "Tidewell: not installed: a platform is installed already\n");
 }
 
-TEST_F(GuestTest, APluginMayBeClosedWhileItsRequestsRun) {
+TEST_F(GuestTest, APluginMayBeClosedDuringItsRequests) {
   setFault("kind=delay:300,service=2");
   Child one({GUEST_LOADER, "closed", GUEST_PLUGIN_A, GUEST_PLUGIN_A}, environment());
   EXPECT_EQ(one.line(), "closed");
@@ -27,7 +27,7 @@ TEST_F(GuestTest, APluginMayBeClosedWhileItsRequestsRun) {
   EXPECT_EQ(one.end().status, 0);
 }
 
-TEST_F(GuestTest, LibrariesHideWhatIsBuiltIntoThem) {
+TEST_F(GuestTest, LibrariesDoNotExportBundledCode) {
   for (const std::string library : {GUEST_LIBRARIES})
     EXPECT_NE(system(("nm '" + library + "' | grep -E '_Z[A-Z]*(3fmt|9rapidjson)'").c_str()), 0) << library;
 }

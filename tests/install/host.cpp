@@ -1,6 +1,5 @@
-// A host as others build it: without exceptions, without RTTI, with another compiler, another standard, LTO,
-// assertions. The library has to answer the same; the program ends with status 1 and says what differs if
-// not.
+// A host built with other settings: without exceptions or RTTI, with another compiler or standard, with LTO
+// or assertions. Exits with status 1 and prints the difference if the library answers otherwise.
 #include <cstdio>
 #include <future>
 #include <string>
@@ -22,10 +21,10 @@ int status = 0;
 void expect(bool condition, const char* what) {
   if (condition) return;
   status = 1;
-  std::fprintf(stderr, "not so: %s\n", what);
+  std::fprintf(stderr, "check failed: %s\n", what);
 }
 
-std::promise<bool>& succeeded = *new std::promise<bool>;  // the library's threads go on while `main` returns
+std::promise<bool>& succeeded = *new std::promise<bool>;  // never freed: threads use it until the exit
 
 class Delegate : public tidewell::platform::UIApplicationDelegate {
  public:
@@ -47,7 +46,7 @@ int main() {
   options.proxy = "-";
   options.consoleSink = [](std::string_view line) { expect(!line.empty(), "a line"); };
   for (const std::string_view host : {HOST_TDW_PROD_US, HOST_LOGENTRIES}) {
-    options.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", 1});  // where nothing listens
+    options.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", 1});  // a closed port
   }
   expect(posix::install(options) != nullptr, "the platform can be installed");
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
@@ -57,9 +56,9 @@ int main() {
   const auto reply = base::JSONObjectWithData(R"({"e_b_c": 7, "b_uid_r": ["[0-9]+", "("]})", nullptr);
   int entries = 0;
   for (const auto& entry : *reply.dictionary()) entries += entry.value.description().empty() ? 0 : 1;
-  expect(entries == 2, "a reply can be walked");
+  expect(entries == 2, "a reply can be iterated");
   config.updateConfigFromResponse(reply);
-  expect(config.getEventBatchCount() == 7, "a number arrives");
+  expect(config.getEventBatchCount() == 7, "a merged number is returned");
   std::string reason;
   expect(config.restrictionOfUniqueID("12") == TWConfigManager::Restriction::restricted,
          "an ID is restricted");
@@ -87,6 +86,6 @@ int main() {
   platform::Queue& asTheLibrarySeesIt = queue;
   int ran = 0;
   asTheLibrarySeesIt.async([&] { ++ran; });
-  expect(ran == 0 && queue.runAll() == 1 && ran == 1, "a queue of the testing library runs when told");
+  expect(ran == 0 && queue.runAll() == 1 && ran == 1, "a queue of the testing library runs on request");
   return status;
 }

@@ -1,10 +1,10 @@
 #include "life/LifeTest.h"
 
-// The files of one life, and what the next one and other processes make of them.
+// Files written by one process and read by later or concurrent ones.
 namespace tidewell::life {
 namespace {
 
-/// Shell commands, in which $0 is the archive and $1 the user defaults.
+/// Shell commands; $0 is the archive, $1 the user defaults.
 constexpr const char* kUndecodable[] = {": > $0", "cp $1 $0", "truncate -s 300 $0", "truncate -s -1 $0",
                                         "printf %0400d 0 | dd of=$0 bs=1 seek=8 conv=notrunc 2>/dev/null"};
 
@@ -26,7 +26,7 @@ TEST_F(LifeTest, AnArchiveThatCannotBeDecodedIsKeptAside) {
   }
 }
 
-TEST_F(LifeTest, TheFirstStartDownloadsAndTheSecondReadsTheArchiveAndWritesNothing) {
+TEST_F(LifeTest, TheSecondStartReadsTheArchiveAndWritesNoFile) {
   {
     Child first = host();
     EXPECT_EQ(first.ask("answers"), kDefaultAnswers);
@@ -39,7 +39,7 @@ TEST_F(LifeTest, TheFirstStartDownloadsAndTheSecondReadsTheArchiveAndWritesNothi
   Child second = host();
   EXPECT_EQ(second.ask("answers"), kConfigurationAnswers);
   EXPECT_EQ(sync(second, "start A"), "none");
-  // The archive, the user defaults, and the folder of each. docs/guest.md says so of slow mounts.
+  // The archive, the user defaults and their folders, as docs/guest.md says about slow mounts.
   EXPECT_EQ(second.ask("opens"), "4");
   EXPECT_EQ(sync(second, "foreground"), "none");
   EXPECT_EQ(backend.requestCount(), 1u);
@@ -48,7 +48,7 @@ TEST_F(LifeTest, TheFirstStartDownloadsAndTheSecondReadsTheArchiveAndWritesNothi
   EXPECT_EQ(sync(second, "foreground"), "synced");
 }
 
-TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
+TEST_F(LifeTest, TwoProcessesOfOneApplicationKeepEachOthersChanges) {
   Child one = host(), two = host();
   for (Child* const each : {&one, &two}) each->ask("answers");
   for (int i = 0; i < 25; ++i) {
@@ -62,8 +62,7 @@ TEST_F(LifeTest, TwoProcessesOfOneApplicationLoseNothingOfEachOther) {
   EXPECT_EQ(count(bytesOf(defaults), "kept by"), 50);
 }
 
-/// Each folder holds the files of a release, and what it answered when it had written them
-/// (scripts/write-golden).
+/// Each folder holds the files of a release and the answers it gave (scripts/write-golden).
 TEST_F(LifeTest, FilesOfEveryEarlierReleaseAreRead) {
   int releases = 0;
   for (const auto& release : fs::directory_iterator(TIDEWELL_TEST_DATA "/golden")) {
@@ -71,7 +70,7 @@ TEST_F(LifeTest, FilesOfEveryEarlierReleaseAreRead) {
     fs::remove_all(data);
     fs::copy(release.path() / "data", data, fs::copy_options::recursive);
     for (const auto& each : fs::recursive_directory_iterator(data)) {
-      // As the library makes them, whatever the mask of the checkout.
+      // Permissions as the library sets them, whatever the umask of the checkout.
       fs::permissions(each, fs::perms::group_write | fs::perms::others_write, fs::perm_options::remove);
     }
     Child app = host();

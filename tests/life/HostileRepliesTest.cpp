@@ -3,12 +3,12 @@
 namespace tidewell::life {
 namespace {
 
-/// What a sync makes of a reply. Before it the batch count is 77, and no time of a sync is known.
+/// The effect of a reply to a sync. Before the sync, the batch count is 77 and no sync time is stored.
 enum class Effect {
   fails,     ///< no change
   merges,    ///< the reply's batch count is 5
-  defaults,  ///< a reply without content: every property has its default, and is archived
-  stops,     ///< the merge stops before the batch count; the time is kept, the archive untouched
+  defaults,  ///< a reply without content: every property gets its default and is archived
+  stops,     ///< the merge stops before the batch count; the sync time is stored, the archive unchanged
 };
 
 std::string withBody(std::string_view json) {
@@ -21,7 +21,7 @@ const std::pair<std::string, Effect> kReplies[] = {
     {"kind=status:204", Effect::fails},
     {"kind=truncation:5", Effect::fails},
     {"kind=oversized:67108864", Effect::fails},
-    {"kind=oversized:3145729", Effect::fails},  // more than a configuration may have
+    {"kind=oversized:3145729", Effect::fails},  // above the limit for configurations
     {"kind=gzip-bomb:1073741824", Effect::fails},
     {"kind=encoding:gzip,bytes=12", Effect::fails},
     {"kind=wrong-authority", Effect::fails},
@@ -43,7 +43,7 @@ const std::pair<std::string, Effect> kReplies[] = {
     {withBody(R"({\"p_f_t\": [], \"e_b_c\": 5})"), Effect::stops},
 };
 
-TEST_F(LifeTest, EveryReplyLeavesAWholeRecordEndsItsRequestOnceAndLeavesNothingElse) {
+TEST_F(LifeTest, EveryReplyLeavesAWholeRecordAndCompletesOnce) {
   backend.setConfiguration(R"({"e_b_c": 5})");
   Child app = host();
   ASSERT_EQ(sync(app, "start A"), "synced");
@@ -74,7 +74,7 @@ TEST_F(LifeTest, EveryReplyLeavesAWholeRecordEndsItsRequestOnceAndLeavesNothingE
   EXPECT_EQ(app.ask("completed"), std::to_string(2 * std::size(kReplies)));
   EXPECT_LE(app.threads("Pid").size(), 4u);
   for (const auto& [name, id] : app.threads("Pid")) EXPECT_EQ(name.substr(0, 3), "tw-");
-  // Bodies are refused while they arrive.
+  // Bodies are refused while being received.
   EXPECT_LT(std::stol(Child::statusIn(app.proc("status"), "VmHWM")), kIsSanitized ? 2'000'000 : 200'000);
   EXPECT_EQ(app.end().status, 0);
 }

@@ -8,7 +8,7 @@ namespace tidewell::life {
 
 namespace fs = std::filesystem;
 
-/// What a new configuration answers (see `answers` in guest/hosts/host.cpp), and `kConfiguration`'s.
+/// The answers of a new configuration (see `answers` in guest/hosts/host.cpp) and of `kConfiguration`.
 inline constexpr std::string_view kDefaultAnswers =
     R"(["yyyynyyyyy",[2592000,60,10800,1800,1800,30],"nnnnn",[],[],[],[],[],"",2])";
 inline constexpr const char* kConfiguration = R"({
@@ -22,7 +22,7 @@ inline constexpr std::string_view kConfigurationAnswers =
     R"(["ynnyyynyyy",[604800,120,10800,900,1200,50],"yyyyn",["click","spam"],["buy"],["consent"],)"
     R"(["campaign"],["[0-9]+"],"tok",2])";
 
-/// The log's words for an archive that cannot be decoded.
+/// Logged for an archive that cannot be decoded.
 inline constexpr std::string_view kKeptAside = "cannot be decoded and is kept aside";
 
 /// A backend with `kConfiguration`.
@@ -30,9 +30,9 @@ class LifeTest : public guest::GuestTest {
  protected:
   LifeTest() { backend.setConfiguration(kConfiguration); }
 
-  /// Says a command that may start a sync: how that ended, or "none".
+  /// Executes a command that may start a sync. Returns the result of the sync, or "none".
   static std::string sync(Child& app, const std::string& command) {
-    // How many syncs have begun, succeeded and failed.
+    // The number of syncs begun, succeeded and failed.
     const auto counts = [&] {
       const std::string log = app.errors();
       return std::array{count(log, "Config request initiated:"), count(log, "SDK Config Synced"),
@@ -42,11 +42,11 @@ class LifeTest : public guest::GuestTest {
     app.ask({command, "drain"});
     const bool isStarted = counts()[0] > before[0];
     EXPECT_TRUE(eventually([&] { return !isStarted || counts()[1] + counts()[2] > before[1] + before[2]; }));
-    app.ask("drain");  // the merge comes after the line
+    app.ask("drain");  // the merge follows the log line
     return !isStarted ? "none" : counts()[1] > before[1] ? "synced" : "failed";
   }
 
-  /// One life that syncs and ends.
+  /// Runs a process that syncs and exits.
   void firstLife() {
     Child one = host();
     ASSERT_EQ(sync(one, "start A"), "synced");

@@ -5,7 +5,7 @@
 namespace tidewell::life {
 namespace {
 
-/// What the command `call` takes, the number of the service first, and the request line.
+/// The arguments of the command `call`, starting with the service number, and the request line.
 const std::pair<std::string, std::string> kServices[] = {
     {"0 A", "POST /v3/sdkconfig/ios/A"},
     {"1", "POST /v2/sdk/device/"},
@@ -47,7 +47,7 @@ TEST_F(LifeTest, EveryServiceIsCalledAsTheBackendExpects) {
   EXPECT_EQ(app.ask("call 14") + app.ask("call -1"), "no nilno nil");
   EXPECT_EQ(backend.requestCount(), 1u);
 
-  // What the application's extensions read.
+  // The values read by the application's extensions.
   const base::Value group =
       base::propertyListWithData(bytesOf(data + "/group.example/Library/Preferences/group.example.plist"));
   for (const auto& [keyPath, value] :

@@ -9,7 +9,7 @@ namespace {
 
 class NotificationCenterTest : public ::testing::Test {
  protected:
-  /// An observer that notes its call, and then runs `then`.
+  /// An observer that records its call and then runs `then`.
   NotificationCenter::Token add(
       const std::string& label, std::function<void()> then = [] {}) {
     return center.addObserver("name", [this, label, then](const Notification&) {
@@ -22,13 +22,13 @@ class NotificationCenterTest : public ::testing::Test {
   std::string calls;
 };
 
-TEST_F(NotificationCenterTest, ObserversMayAddRemovePostAndRaiseWhileTheyAreCalled) {
+TEST_F(NotificationCenterTest, ObserversMayAddRemovePostAndRaiseDuringACall) {
   NotificationCenter::Token first = 0, third = 0, faulty = 0;
   int depth = 0;
   first = add("a", [&] {
     center.removeObserver(first);  // itself
-    center.removeObserver(third);  // one that has not been called yet
-    add("d");                      // called by the next post, not by this one
+    center.removeObserver(third);  // not called yet
+    add("d");                      // called only by the next post
   });
   add("b", [&] {
     if (++depth < 3) center.postNotificationName("name");
@@ -50,7 +50,7 @@ TEST_F(NotificationCenterTest, ObserversMayAddRemovePostAndRaiseWhileTheyAreCall
   EXPECT_EQ(center.addObserver("name", nullptr), 0u);
 }
 
-TEST_F(NotificationCenterTest, DestroysWhatAnObserverHoldsWithoutALock) {
+TEST_F(NotificationCenterTest, DestroysObserversWithoutHoldingALock) {
   std::shared_ptr<int> held(new int(0), [this](const int* number) {
     delete number;
     center.postNotificationName("name");

@@ -15,7 +15,7 @@ namespace {
 
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
-TEST(Platform, StoresAndRunsNothingBeforeInstallation) {
+TEST(Platform, IsInertBeforeInstallation) {
   Platform& machine = Platform::current();
   EXPECT_FALSE(Platform::isInstalled());
   machine.standardUserDefaults().setObject("value", "key");
@@ -24,14 +24,14 @@ TEST(Platform, StoresAndRunsNothingBeforeInstallation) {
   EXPECT_TRUE(machine.fileManager().replaceFile("/tmp/file", "text"));
   EXPECT_EQ(machine.keychain().itemAdd({}), errSecNotAvailable);
   EXPECT_GT(machine.clock().now().secondsSince1970, 1.6e9);
-  machine.mainQueue().async([] { ADD_FAILURE() << "a function ran although there is no queue"; });
+  machine.mainQueue().async([] { ADD_FAILURE() << "a function ran without a queue"; });
 
   const auto session = machine.makeUrlSession({.name = "early"});
   EXPECT_EQ(session->configuration().name, "early");
   std::vector<std::int64_t> codes;
   const auto url = base::Url::URLWithString("https://api.example/");
   session->dataTaskWithRequest(UrlRequest(url), nullptr);
-  for (int i = 0; i < 20; ++i) {  // the thread of the earlier ones may have ended
+  for (int i = 0; i < 20; ++i) {  // the thread of earlier ones may have exited
     std::promise<std::thread::id> completed;
     session->dataTaskWithRequest(UrlRequest(i == 0 ? std::nullopt : url), [&](const UrlTaskResult& result) {
       codes.push_back(result.error->code);
@@ -44,7 +44,7 @@ TEST(Platform, StoresAndRunsNothingBeforeInstallation) {
   EXPECT_EQ(codes, (std::vector{kUrlErrorUnsupportedUrl, kUrlErrorResourceUnavailable}));
 }
 
-TEST(Platform, TheFirstInstalledStaysAndASecondIsReportedAndReleased) {
+TEST(Platform, ASecondInstallationIsReportedAndReleased) {
   report("dropped without a reporter");
   setReporter([](std::string_view) { throw std::runtime_error("full"); });
   report("a throwing reporter is harmless");
@@ -62,7 +62,7 @@ TEST(Platform, TheFirstInstalledStaysAndASecondIsReportedAndReleased) {
   EXPECT_TRUE(reported.ends_with("A platform is installed already and stays in force")) << reported;
 }
 
-TEST(Platform, PathsAndTextsOfDefaults) {
+TEST(Platform, PathHelpersAndConversionOfDefaultsToText) {
   for (const auto& [path, component, expected] : {std::tuple{"/a", "b", "/a/b"},
                                                   {"/a//", "//b", "/a/b"},
                                                   {"/", "b", "/b"},
@@ -78,7 +78,7 @@ TEST(Platform, PathsAndTextsOfDefaults) {
   }
 }
 
-TEST(UrlRequest, ChecksHeadersAsTheyAreSetAndResponsesPrintThemInOrder) {
+TEST(UrlRequest, ValidatesHeadersAndResponsesPrintThemInOrder) {
   UrlRequest request(std::nullopt);
   request.setValue("1", "App-ID");
   request.setValue("", "Accept");

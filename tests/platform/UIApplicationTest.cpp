@@ -15,7 +15,7 @@ Lines& heard() {
   return lines;
 }
 
-/// Implements the older methods only.
+/// Implements only the older methods.
 class Old : public UIApplicationDelegate {
  public:
   bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
@@ -47,7 +47,7 @@ std::shared_ptr<UIApplication> application() {
   return UIApplication::sharedApplication();
 }
 
-TEST(UIApplication, OpensURLsInTheNewestWayThatTheDelegateKnows) {
+TEST(UIApplication, OpensURLsWithTheNewestMethodOfTheDelegate) {
   const auto url = *base::Url::URLWithString("shop:cart");
   const base::Dictionary options{{UIApplicationOpenURLOptionsSourceApplicationKey, "org.example.mail"},
                                  {UIApplicationOpenURLOptionsAnnotationKey, 7}};
@@ -64,7 +64,7 @@ TEST(UIApplication, OpensURLsInTheNewestWayThatTheDelegateKnows) {
   }
 }
 
-TEST(UIApplication, CallsAHandlerThatNoDelegateTakes) {
+TEST(UIApplication, CallsHandlersThatNoDelegateReceives) {
   int called = 0;
   std::vector<UIBackgroundFetchResult> fetched;
   const auto deliver = [&] {
@@ -81,7 +81,7 @@ TEST(UIApplication, CallsAHandlerThatNoDelegateTakes) {
   EXPECT_EQ(heard(), (Lines{"events session", "notification sale"}));
   EXPECT_EQ(called, 2);
   EXPECT_EQ(fetched.size(), 2u);
-  application()->deliverBackgroundURLSessionEvents("no handler");  // the delegate may call it all the same
+  application()->deliverBackgroundURLSessionEvents("no handler");  // the delegate may still call it
 }
 
 }  // namespace

@@ -47,17 +47,17 @@ TEST_F(ViewControllerTest, DismissingAlsoDismissesEverythingAbove) {
   first->presentViewController(second, true, note("second is up"));
   second->presentViewController(third, true);
   third->presentViewController(page(), true);
-  EXPECT_EQ(heard(), Lines()) << "completions come later";
+  EXPECT_EQ(heard(), Lines()) << "completions run later";
   EXPECT_EQ(onScreen(), 2u);
   EXPECT_EQ(platform->testPresenter().onScreen()[1].above, platform->testPresenter().onScreen()[0].shown);
 
-  third->dismissViewControllerAnimated(true);  // what it presents
+  third->dismissViewControllerAnimated(true);  // dismisses its presented controller
   EXPECT_EQ(onScreen(), 1u);
   EXPECT_EQ(second->presentedViewController(), third);
   third->dismissViewControllerAnimated(true);  // itself
   EXPECT_EQ(second->presentedViewController(), nullptr);
   second->presentViewController(third, true);
-  second->dismissViewControllerAnimated(true, note("second is away"));  // a page: always itself
+  second->dismissViewControllerAnimated(true, note("second is away"));  // a page always dismisses itself
   EXPECT_EQ(onScreen(), 0u);
   EXPECT_EQ(first->presentedViewController(), nullptr);
   EXPECT_EQ(third->presentingViewController(), nullptr);
@@ -94,10 +94,10 @@ TEST_F(ViewControllerTest, ReportsASecondPresentationExceptOverAnAlert) {
   ASSERT_EQ(heard().size(), 1u);
   EXPECT_NE(heard()[0].find("which is already presenting <UIViewController: 0x"), std::string::npos);
   root->dismissViewControllerAnimated(true);
-  EXPECT_EQ(root->presentedViewController(), alert) << "it stayed above";
+  EXPECT_EQ(root->presentedViewController(), alert) << "the alert remains on top";
 }
 
-TEST_F(ViewControllerTest, AContainerPresentsForWhatItContains) {
+TEST_F(ViewControllerTest, AContainerPresentsForItsChildren) {
   const auto navigation = make<UINavigationController>(root);
   const Controller above = plain();
   root->presentViewController(above, true);
@@ -140,7 +140,7 @@ TEST_F(ViewControllerTest, APageWithoutDelegateDismissesItself) {
   EXPECT_EQ(heard(), Lines{"finished"});
 }
 
-TEST_F(ViewControllerTest, WhatHasNoOwnerDoesNotStayOnScreen) {
+TEST_F(ViewControllerTest, ControllersWithoutOwnerAreNotLeftOnScreen) {
   Controller owner = plain();
   const auto kept = page();
   owner->presentViewController(kept, true);
@@ -151,7 +151,7 @@ TEST_F(ViewControllerTest, WhatHasNoOwnerDoesNotStayOnScreen) {
   EXPECT_EQ(kept->presentingViewController(), nullptr);
   kept->dismissViewControllerAnimated(true);
   EXPECT_EQ(onScreen(), 0u);
-  root->presentViewController(page(), true);  // dismissed before, and while, it is shown
+  root->presentViewController(page(), true);  // dismissed before and during its presentation
   root->dismissViewControllerAnimated(true);
   root->presentViewController(kept, true);
   {

@@ -15,8 +15,8 @@ class ConsoleTest : public PosixTest {
   platform::Console& console = platform.console();
 };
 
-TEST_F(ConsoleTest, WritesTimeProgramProcessAndTextWithVisibleControlCharacters) {
-  setenv("TZ", "Asia/Tokyo", 1);  // the time is UTC whatever the host's zone
+TEST_F(ConsoleTest, WritesAPrefixAndEscapesControlCharacters) {
+  setenv("TZ", "Asia/Tokyo", 1);  // the time is UTC in any time zone
   const std::string path = folder + "/stderr", longText(1 << 20, 'x');
   ASSERT_EQ(inChild([&] {
               dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
@@ -47,7 +47,7 @@ TEST_F(ConsoleTest, WritesTimeProgramProcessAndTextWithVisibleControlCharacters)
   EXPECT_TRUE(written.ends_with("] " + longText + "\n"));
 }
 
-TEST_F(ConsoleTest, AClosedReaderOrAFileAtItsLimitRaisesNoSignalAndLeavesTheHostsSignalsAlone) {
+TEST_F(ConsoleTest, FailedWritesRaiseNoSignalAndLeaveSignalsUnchanged) {
   for (const int signal : {SIGPIPE, SIGXFSZ}) {
     for (const int how : {SIG_UNBLOCK, SIG_BLOCK}) {
       std::atomic<int>& survived = countOverForks();

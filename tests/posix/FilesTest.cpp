@@ -14,7 +14,7 @@ class FilesTest : public PosixTest {
   FileManager& files = platform.fileManager();
 };
 
-TEST_F(FilesTest, FoldersAndFilesAreTheUsersOnlyWhateverTheHostsMask) {
+TEST_F(FilesTest, FilesAndFoldersAreCreatedPrivateUnderAnyUmask) {
   const mode_t before = umask(0177);
   const auto library = files.pathForDirectory(SearchPathDirectory::library);
   ASSERT_EQ(library, container + "/Library");
@@ -29,7 +29,7 @@ TEST_F(FilesTest, FoldersAndFilesAreTheUsersOnlyWhateverTheHostsMask) {
   EXPECT_EQ(files.createDirectoryAtPath(sub + "/a/b"), std::errc::no_such_file_or_directory);
 }
 
-TEST_F(FilesTest, AnythingButARegularFileIsAnErrorAndNeverWaitedFor) {
+TEST_F(FilesTest, FilesThatAreNotRegularFailWithoutBlocking) {
   const std::string fifo = folder + "/fifo", link = folder + "/link", huge = folder + "/huge";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   ASSERT_EQ(symlink(fifo.c_str(), link.c_str()), 0);
@@ -50,7 +50,7 @@ TEST_F(FilesTest, AnythingButARegularFileIsAnErrorAndNeverWaitedFor) {
   EXPECT_EQ(files.lockForPath("relative").error, std::errc::invalid_argument);
 }
 
-TEST_F(FilesTest, TheTemporaryFilesOfKilledProcessesAreRemovedAndThoseOfLivingOnesAreNot) {
+TEST_F(FilesTest, TemporaryFilesOfKilledProcessesAreRemoved) {
   const pid_t gone = fork();
   if (gone == 0) _exit(0);
   waitpid(gone, nullptr, 0);
@@ -58,9 +58,9 @@ TEST_F(FilesTest, TheTemporaryFilesOfKilledProcessesAreRemovedAndThoseOfLivingOn
   const std::pair<std::string, bool> cases[] = {
       {beside(gone), false},
       {beside(getpid()), false},
-      {beside(1), false},  // older than any write takes
+      {beside(1), false},  // older than any write can take
       {beside(getppid()), true},
-      {folder + "/.tdw-x.tmp", true}};  // of a living process, and not the library's
+      {folder + "/.tdw-x.tmp", true}};  // of a running process, and not the library's
   for (const auto& [path, isKept] : cases) writeFile(path, "half");
   const timespec old[2] = {{1000, 0}, {1000, 0}};
   utimensat(AT_FDCWD, beside(1).c_str(), old, 0);
@@ -77,14 +77,14 @@ TEST_F(FilesTest, AForkedChildNeitherHoldsNorReleasesALockOfItsParent) {
     lock.reset();
     for (;;) pause();
   }
-  // Made without the handlers of a fork, it keeps its copy of the lock's descriptor.
+  // Bypasses the fork handlers, so it keeps its copy of the lock's descriptor.
   const auto unaware = static_cast<pid_t>(syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0));
   while (unaware == 0) pause();
   waitUntilAsleep(child);
   const int other = open((path + ".lock").c_str(), O_RDWR | O_CLOEXEC);
-  EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0) << "the parent's lock is gone";
+  EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0) << "the parent lost its lock";
   lock.reset();
-  EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0) << "a child kept it";
+  EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0) << "a child kept the lock";
   close(other);
   for (const pid_t each : {child, unaware}) endChild(each);
 }

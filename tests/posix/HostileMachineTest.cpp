@@ -3,7 +3,7 @@
 #include "posix/PosixTest.h"
 #include "tidewell/base/formats/PropertyList.h"
 
-// Folders, files, locks and rights that others arranged.
+// Unexpected files, locks and permissions, and system calls that fail.
 namespace tidewell::posix {
 namespace {
 
@@ -15,7 +15,7 @@ class HostileMachineTest : public PosixTest {
  protected:
   const std::string archive = container + "/Library/archive";
 
-  /// Changes each of the three stores. How many of the changes reached the disk.
+  /// Changes each of the three stores. Returns how many changes reached the disk.
   int change(PosixPlatform& platform, const std::string& value) const {
     platform.standardUserDefaults().setObject(value, "key");
     int kept = platform.standardUserDefaults().synchronize() ? 1 : 0;
@@ -30,9 +30,9 @@ class HostileMachineTest : public PosixTest {
   }
 };
 
-TEST_F(HostileMachineTest, FilesAndFoldersThatAreNotTheUsersOwnAreNeitherReadNorWritten) {
+TEST_F(HostileMachineTest, UnsafeFilesAndFoldersAreNeitherReadNorWritten) {
   struct Case {
-    std::string fault;  // a shell's command, in which $0 is the path
+    std::string fault;  // a shell command; $0 is the path
     std::string path, reason;
     int kept;  // of the three stores
   };
@@ -78,7 +78,7 @@ TEST_F(HostileMachineTest, FilesAndFoldersThatAreNotTheUsersOwnAreNeitherReadNor
   }
 }
 
-/// Makes a process that holds locks, and stops it. It is ended with SIGKILL.
+/// Starts a process that takes the locks and then stops. End it with SIGKILL.
 pid_t stoppedHolder(const std::vector<std::string>& paths) {
   const pid_t process = fork();
   if (process == 0) {
@@ -93,7 +93,7 @@ pid_t stoppedHolder(const std::vector<std::string>& paths) {
   return process;
 }
 
-TEST_F(HostileMachineTest, TheLocksOfAStoppedProcessCostOneWaitAndNoChange) {
+TEST_F(HostileMachineTest, AStoppedLockHolderCostsOneWaitAndLosesNoChange) {
   using std::chrono::steady_clock;
   constexpr std::chrono::duration<double> kWait(platform::FileManager::kMaximumLockWaitSeconds);
   PosixPlatform platform(options());
@@ -104,7 +104,7 @@ TEST_F(HostileMachineTest, TheLocksOfAStoppedProcessCostOneWaitAndNoChange) {
   };
   store(defaults, "removed", 1);
   ASSERT_EQ(change(platform, "old"), 3);
-  // A fresh platform reads what any other process would.
+  // A new platform reads what another process would read.
   const auto found = [&](const char* key) {
     return PosixPlatform(options()).standardUserDefaults().objectForKey(key);
   };
@@ -121,13 +121,13 @@ TEST_F(HostileMachineTest, TheLocksOfAStoppedProcessCostOneWaitAndNoChange) {
   EXPECT_GE(steady_clock::now() - begin, kWait);
   EXPECT_LT(steady_clock::now() - begin, kWait * 12) << "25 waits would be twice as long";
   EXPECT_EQ(countReports("holds the lock of the user defaults " + domain), 1u);
-  EXPECT_EQ(countReports("another process holds its lock"), 8u) << "one per item that was not deleted";
+  EXPECT_EQ(countReports("another process holds its lock"), 8u) << "one per failed deletion";
   EXPECT_EQ(defaults.objectForKey("key"), Value(8));
   EXPECT_TRUE(defaults.objectForKey("removed").isNil());
   EXPECT_EQ(found("key"), Value(8));
   EXPECT_TRUE(found("removed").isNil());
   endChild(holder);
-  // The next holder merges the changes, whichever process it is, and later changes come last.
+  // The next holder, in any process, merges the pending changes in order.
   EXPECT_EQ(inChild([&] { store(PosixPlatform(options()).standardUserDefaults(), "other", 5); }), 0);
   EXPECT_EQ(base::propertyListWithData(bytesOf(domain)), Value(Dictionary{{"key", 8}, {"other", 5}}));
   for (const auto& entry : std::filesystem::directory_iterator(container + "/Library/Preferences")) {
@@ -135,7 +135,7 @@ TEST_F(HostileMachineTest, TheLocksOfAStoppedProcessCostOneWaitAndNoChange) {
   }
   store(defaults, "key", 4);
   EXPECT_EQ(found("key"), Value(4));
-  // The lock was found free, so the next one that is held is waited for again.
+  // The lock has been free since, so the next held lock is waited for again.
   holder = stoppedHolder({archive});
   begin = steady_clock::now();
   EXPECT_FALSE(platform.fileManager().lockForPath(archive).lock);
@@ -143,7 +143,7 @@ TEST_F(HostileMachineTest, TheLocksOfAStoppedProcessCostOneWaitAndNoChange) {
   endChild(holder);
 }
 
-TEST_F(HostileMachineTest, SystemCallsThatASandboxRefusesLeaveValuesInMemoryAndTheReasonInTheLog) {
+TEST_F(HostileMachineTest, RefusedSystemCallsAreReportedAndValuesStayInMemory) {
   struct Case {
     const char* what;
     unsigned call;
@@ -158,9 +158,9 @@ TEST_F(HostileMachineTest, SystemCallsThatASandboxRefusesLeaveValuesInMemoryAndT
       {"no folder", SYS_mkdir, EDQUOT, "Disk quota exceeded", 0},
       {"no lock", SYS_flock, EPERM, "are not kept from writing", 3},
       {"no flush", SYS_fsync, EPERM, "not permitted", 0},
-      {"no list", SYS_getdents64, EPERM, "not permitted", 2},
-      {"no mask", SYS_rt_sigprocmask, EPERM, "", 3},
-      {"no rights of a file", SYS_fchmod, EPERM, "", 3},
+      {"no folder listing", SYS_getdents64, EPERM, "not permitted", 2},
+      {"no signal mask", SYS_rt_sigprocmask, EPERM, "", 3},
+      {"no change of file mode", SYS_fchmod, EPERM, "", 3},
   };
   for (const Case& each : cases) {
     SCOPED_TRACE(each.what);
@@ -178,8 +178,8 @@ TEST_F(HostileMachineTest, SystemCallsThatASandboxRefusesLeaveValuesInMemoryAndT
   }
 }
 
-TEST_F(HostileMachineTest, AUserWithoutAHomeWorksInMemory) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become a user without a record";
+TEST_F(HostileMachineTest, WithoutAHomeFolderDataStaysInMemory) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become a user without a passwd entry";
   EXPECT_EQ(inChild([&] {
               for (const char* name : {"XDG_DATA_HOME", "HOME"}) unsetenv(name);
               ASSERT_EQ(setuid(54321), 0);

@@ -6,7 +6,7 @@
 #include "posix/PosixTest.h"
 #include "tidewell/base/formats/PropertyList.h"
 
-// What the platform learns from the host, its environment and the machine.
+// What the platform reads from its options, the environment and the system.
 namespace tidewell::posix {
 namespace {
 
@@ -15,13 +15,13 @@ using base::Value;
 
 class InstallTest : public PosixTest {
  protected:
-  /// Options of a machine made of files in the test's folder.
+  /// Options that read system files below the test's folder.
   [[nodiscard]] Options machine(std::string_view bundleIdentifier = "org.example.shop") const {
     Options result = options(bundleIdentifier);
     result.systemRoot = folder + "/";
     return result;
   }
-  /// What hosts/environment.cpp prints: the rights, then what it takes from the environment.
+  /// The output of hosts/environment.cpp: its privileges, then what it reads from the environment.
   [[nodiscard]] std::string environment(const std::string& program, const std::string& variables,
                                         const std::string& arguments = "") const {
     const std::string command =
@@ -30,7 +30,7 @@ class InstallTest : public PosixTest {
   }
 };
 
-TEST_F(InstallTest, UnsoundOptionsAreRefusedWithOneLine) {
+TEST_F(InstallTest, InvalidOptionsAreRefusedWithOneLine) {
   Options withoutBundle = options(""), withoutVersion = options(), relative = options();
   withoutVersion.version.clear();
   relative.dataHome = "data";
@@ -45,7 +45,7 @@ TEST_F(InstallTest, UnsoundOptionsAreRefusedWithOneLine) {
   }
 }
 
-TEST_F(InstallTest, ValuesInCodeWinOverThoseOfTheInfoPlist) {
+TEST_F(InstallTest, ValuesInCodeOverrideTheInfoPlist) {
   Options with = options();
   with.infoPlistPath = folder + "/Info.plist";
   with.infoDictionary = {{"InCode", 1}, {"InBoth", "code"}};
@@ -66,9 +66,9 @@ TEST_F(InstallTest, ValuesInCodeWinOverThoseOfTheInfoPlist) {
   EXPECT_NE(output.find("none.plist"), std::string::npos) << output;
 }
 
-TEST_F(InstallTest, OptionsWinOverTheEnvironmentAndARequestHeaderSetsNoProxy) {
+TEST_F(InstallTest, OptionsOverrideTheEnvironmentAndHttpProxyIsIgnored) {
   const std::string proxies = "https_proxy=p:1 no_proxy=example.org SSL_CERT_FILE=/a.pem SSL_CERT_DIR=/b ";
-  // Variables, CA file and proxy of the options, and what is printed.
+  // Variables, CA file and proxy in the options, and the expected output.
   const std::string cases[][4] = {
       {proxies, "/own.pem", "-", "/own.pem - - - -"},
       {proxies, "/c", "socks5://o:9", "/c - socks5://o:9 socks5://o:9 -"},
@@ -81,8 +81,8 @@ TEST_F(InstallTest, OptionsWinOverTheEnvironmentAndARequestHeaderSetsNoProxy) {
   }
 }
 
-TEST_F(InstallTest, AProcessWithRaisedRightsTrustsNothingOfItsEnvironment) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can raise rights";
+TEST_F(InstallTest, APrivilegedProcessIgnoresItsEnvironment) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to make a set-group-ID program";
   const std::string program = folder + "/environment";
   const auto output = [&] {
     return environment(program,
@@ -94,17 +94,17 @@ TEST_F(InstallTest, AProcessWithRaisedRightsTrustsNothingOfItsEnvironment) {
   EXPECT_EQ(output(), "ordinary\nf c p s n \n /h /d t k i z ");
   ASSERT_EQ(chown(program.c_str(), 0, 54321), 0);
   ASSERT_EQ(chmod(program.c_str(), 02755), 0);
-  if (output().starts_with("ordinary")) GTEST_SKIP() << "the temporary folder is mounted without such rights";
+  if (output().starts_with("ordinary")) GTEST_SKIP() << "the temporary folder is mounted nosuid";
   const std::string home = getpwuid(0)->pw_dir;
   EXPECT_EQ(output(), "raised\n- - - - - \n " + home + " " + home + "/.local/share - - - - ");
 }
 
-TEST_F(InstallTest, TheVendorIdentifierFollowsFromTheMachineIdOrIsKeptInAFile) {
+TEST_F(InstallTest, TheVendorIdentifierComesFromTheMachineIdOrAFile) {
   const auto identifier = [&](std::string_view bundleIdentifier = "org.example.shop") {
     return PosixPlatform(machine(bundleIdentifier)).device().identifierForVendor().value_or("none");
   };
   writeFile(folder + "/etc/machine-id", "3d1219c7c4c5404aaa1f6d2a48adfda4\n");
-  // printf %s MACHINE_ID | openssl dgst -sha256 -hmac org.example, the first sixteen bytes
+  // The first 16 bytes of: printf %s MACHINE_ID | openssl dgst -sha256 -hmac org.example
   EXPECT_EQ(identifier(), "095AF34A-8409-4F12-A1F3-5F6C38BB9733");
   EXPECT_FALSE(std::filesystem::exists(data));
   writeFile(folder + "/etc/machine-id", "uninitialized\n");
@@ -114,12 +114,12 @@ TEST_F(InstallTest, TheVendorIdentifierFollowsFromTheMachineIdOrIsKeptInAFile) {
   EXPECT_NE(identifier("org.sample.shop"), kept);
   EXPECT_EQ(modeOf(file), 0600u);
   std::filesystem::remove(file);
-  std::filesystem::create_directory(file);  // cannot be read, and is not replaced
+  std::filesystem::create_directory(file);  // unreadable, and not replaced
   EXPECT_EQ(identifier().size(), 36u);
   EXPECT_EQ(countReports(), 1u);
 }
 
-TEST_F(InstallTest, ModelAndVersionComeFromTheSystemsFiles) {
+TEST_F(InstallTest, ModelAndVersionComeFromSystemFiles) {
   utsname kernel{};
   uname(&kernel);
   const std::string product = "/sys/class/dmi/id/product_name";
@@ -149,7 +149,7 @@ TEST_F(InstallTest, ModelAndVersionComeFromTheSystemsFiles) {
   }
 }
 
-TEST_F(InstallTest, TheTimeZoneIsTheVariablesOrElseTheSystemsAndItsChangesShow) {
+TEST_F(InstallTest, TheTimeZoneComesFromTzOrTheSystemAndFollowsChanges) {
   constexpr base::Date kSummer{1530000000};
   const std::pair<const char*, int> cases[] = {{":Europe/Paris", 7200},
                                                {"EST5EDT", -14400},

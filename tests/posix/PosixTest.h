@@ -22,11 +22,11 @@ inline unsigned modeOf(const std::string& path) {
   return static_cast<unsigned>(std::filesystem::status(path).permissions());
 }
 
-/// Set in the child of a fork: what its parent's threads held looks like a leak there.
+/// Set in a forked child, where memory that the parent's threads held looks leaked.
 inline bool isForkedChild = false;
 
-/// Runs a function in a process of its own. The result: 0, 1 after a failed expectation (whose text is on
-/// standard error), or minus the signal that ended the process.
+/// Runs a function in a forked process. Returns 0, 1 after a failed expectation (its text is on standard
+/// error), or minus the signal that ended the process.
 template <class Function>
 int inChild(Function function) {
   const pid_t child = fork();
@@ -41,7 +41,7 @@ int inChild(Function function) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-/// Waits until a child sleeps, or has ended: it has done all that it would do.
+/// Waits until a child sleeps or has ended, that is, until its work is done.
 inline void waitUntilAsleep(pid_t child) {
   ASSERT_GT(child, 0);
   EXPECT_TRUE(eventually([stat = "/proc/" + std::to_string(child) + "/stat"] {
@@ -51,19 +51,18 @@ inline void waitUntilAsleep(pid_t child) {
 }
 
 inline void endChild(pid_t child) {
-  ASSERT_GT(child, 0) << "would end every process";
+  ASSERT_GT(child, 0) << "kill(-1) would end every process";
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
 }
 
-/// A count that a process shares with its children. Its memory is never freed.
+/// A counter shared with forked children. Its memory is never freed.
 inline std::atomic<int>& countOverForks() {
   return *new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
                     0)) std::atomic<int>(0);
 }
 
-/// A folder of its own for each test, an empty working folder that must stay empty, and the sentences that
-/// the platform reported.
+/// A folder for each test, an empty working folder that must stay empty, and the reports of the platform.
 class PosixTest : public ::testing::Test {
  protected:
   PosixTest() {
@@ -92,7 +91,7 @@ class PosixTest : public ::testing::Test {
     result.proxy = "-";
     return result;
   }
-  /// How many reports contain a text.
+  /// The number of reports that contain a text.
   [[nodiscard]] static std::size_t countReports(std::string_view part = "") {
     const std::lock_guard lock(mutex);
     return static_cast<std::size_t>(
@@ -123,7 +122,7 @@ using testing::fault;
 using testing::StandInBackend;
 using testing::StandInFault;
 
-/// Sessions of the real platform beside a stand-in backend that plays two hosts over TLS.
+/// Sessions of the real platform against a stand-in backend that serves two hosts over TLS.
 class UrlSessionTest : public PosixTest {
  protected:
   UrlSessionTest() {
@@ -139,7 +138,7 @@ class UrlSessionTest : public PosixTest {
     backend.setResource("/held", "held", "text/plain");
   }
 
-  /// A session of the one platform, which is made with the first.
+  /// A session of `platform`, which is created on the first call.
   [[nodiscard]] std::shared_ptr<platform::UrlSession> makeSession() {
     if (!platform) platform = std::make_unique<PosixPlatform>(given);
     return platform->makeUrlSession(configuration);
@@ -175,7 +174,7 @@ class UrlSessionTest : public PosixTest {
     return made;
   }
 
-  /// Requests for /held are answered once this is set.
+  /// Requests for /held are answered after this is set.
   std::promise<void> release;
   const std::shared_future<void> isReleased = release.get_future().share();
   StandInBackend backend{backendOptions()};

@@ -18,7 +18,7 @@ class QueueTest : public PosixTest {
   }
 };
 
-TEST_F(QueueTest, TheLibrarysThreadsKeepTheOrderAndSurviveExceptions) {
+TEST_F(QueueTest, OwnThreadsKeepTheOrderAndSurviveExceptions) {
   Options with = options();
   with.mainLoop = MainLoop::ownThread;
   PosixPlatform platform(with);
@@ -37,7 +37,7 @@ TEST_F(QueueTest, TheLibrarysThreadsKeepTheOrderAndSurviveExceptions) {
   EXPECT_EQ(countReports(), 2u) << "one per exception";
 }
 
-TEST_F(QueueTest, AHostsLoopWaitsOnTheDescriptorAndOnlyOneThreadDrains) {
+TEST_F(QueueTest, TheDescriptorSignalsWorkAndOnlyOneThreadDrains) {
   PosixPlatform platform(options());
   Queue& queue = platform.mainQueue();
   const int descriptor = platform.mainQueueDescriptor();
@@ -48,7 +48,7 @@ TEST_F(QueueTest, AHostsLoopWaitsOnTheDescriptorAndOnlyOneThreadDrains) {
     ran += queue.isCurrent() ? 'a' : '?';
     queue.async([&] {
       ran += 'c';
-      EXPECT_EQ(platform.pollMainQueue(), 1u) << "a function may drain the queue";
+      EXPECT_EQ(platform.pollMainQueue(), 1u) << "a queued function may drain the queue";
       std::promise<std::pair<std::size_t, bool>> elsewhere;
       queue.async([&] { ran += 'e'; });
       platform.globalQueue().async([&] {
@@ -63,7 +63,7 @@ TEST_F(QueueTest, AHostsLoopWaitsOnTheDescriptorAndOnlyOneThreadDrains) {
   EXPECT_TRUE(isReadable(descriptor));
   EXPECT_EQ(platform.pollMainQueue(), 2u);
   EXPECT_EQ(ran, "ab");
-  EXPECT_TRUE(isReadable(descriptor)) << "for what a function added";
+  EXPECT_TRUE(isReadable(descriptor)) << "a function added another";
   queue.async([&] { ran += 'd'; });
   EXPECT_EQ(platform.runMainQueue(milliseconds(0)), 2u);
   EXPECT_EQ(ran, "abcde");
@@ -73,7 +73,7 @@ TEST_F(QueueTest, AHostsLoopWaitsOnTheDescriptorAndOnlyOneThreadDrains) {
   EXPECT_EQ(ran, "abcdef");
 }
 
-TEST_F(QueueTest, AForkedChildDropsWorkWithOneReportAndItsMainQueueIsItsOwn) {
+TEST_F(QueueTest, AForkedChildDropsBackgroundWorkAndHasItsOwnMainQueue) {
   PosixPlatform platform(options());
   Queue& queue = platform.mainQueue();
   const int descriptor = platform.mainQueueDescriptor();
@@ -81,7 +81,7 @@ TEST_F(QueueTest, AForkedChildDropsWorkWithOneReportAndItsMainQueueIsItsOwn) {
   platform.globalQueue().async([&] { isStarted.set_value(); });
   isStarted.get_future().wait();
   int ran = 0;
-  // The destruction of a function may use the queue, too.
+  // Destroying a function may also use the queue.
   queue.async([&, farewell = std::shared_ptr<void>(
                       &queue, [](void* used) { static_cast<Queue*>(used)->async([] {}); })] { ++ran; });
   EXPECT_EQ(inChild([&] {

@@ -44,7 +44,7 @@ class StoresTest : public PosixTest {
   Keychain& keychain = platform.keychain();
 };
 
-TEST_F(StoresTest, UserDefaultsComeBackWithTheirTypes) {
+TEST_F(StoresTest, UserDefaultsKeepTheTypesOfTheirValues) {
   EXPECT_TRUE(defaults.objectForKey("none").isNil());
   EXPECT_TRUE(defaults.synchronize());
   EXPECT_FALSE(std::filesystem::exists(data));
@@ -71,13 +71,13 @@ TEST_F(StoresTest, UserDefaultsComeBackWithTheirTypes) {
   EXPECT_EQ(defaults.objectForKey("text"), Value("Grüße"));
 }
 
-TEST_F(StoresTest, ChangesOfOtherProcessesAndThreadsLoseNothing) {
+TEST_F(StoresTest, ConcurrentProcessesAndThreadsLoseNoChange) {
   EXPECT_TRUE(defaults.objectForKey("theirs").isNil());
   for (int value = 1; value < 20; ++value) {
     EXPECT_EQ(inChild([&] { store(PosixPlatform(options()).standardUserDefaults(), "theirs", value); }), 0);
     EXPECT_EQ(defaults.objectForKey("theirs"), Value(value));
   }
-  std::mutex counting;  // one thread changes the count while another writes it
+  std::mutex counting;  // guards `count`
   int count = 0;
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 4; ++thread) {
@@ -97,7 +97,7 @@ TEST_F(StoresTest, ChangesOfOtherProcessesAndThreadsLoseNothing) {
   EXPECT_EQ(domainContents(), Value(Dictionary{{"theirs", 19}, {"count", count}}));
 }
 
-TEST_F(StoresTest, AFileThatCannotBeUnderstoodCountsAsMissingAndIsKeptAside) {
+TEST_F(StoresTest, ACorruptFileCountsAsMissingAndIsKeptAside) {
   const std::string whole =
       base::dataWithPropertyList(Dictionary{{"key", "value"}}, base::PropertyListFormat::binary);
   for (const std::string& content :
@@ -118,7 +118,7 @@ TEST_F(StoresTest, AFileThatCannotBeUnderstoodCountsAsMissingAndIsKeptAside) {
   EXPECT_EQ(find(keychain, "one"), "new");
 }
 
-TEST_F(StoresTest, ASuiteIsOneObjectAndOneFileWhateverItsName) {
+TEST_F(StoresTest, EachSuiteIsOneObjectAndOneFileForAnyName) {
   const auto suite = platform.userDefaultsWithSuiteName("group.org.example/../shop");
   EXPECT_EQ(platform.userDefaultsWithSuiteName("group.org.example/../shop"), suite);
   EXPECT_EQ(platform.userDefaultsWithSuiteName(""), nullptr);
@@ -128,8 +128,8 @@ TEST_F(StoresTest, ASuiteIsOneObjectAndOneFileWhateverItsName) {
             std::string::npos);
 }
 
-TEST_F(StoresTest, AKeychainItemIsAddedOnceReplacedDeletedAndOutlivesTheContainer) {
-  testing::MemoryKeychain memory;  // answers as the real one
+TEST_F(StoresTest, KeychainItemsAreAddedDeletedAndOutliveTheContainer) {
+  testing::MemoryKeychain memory;  // must behave like the real one
   for (Keychain* each : std::initializer_list<Keychain*>{&keychain, &memory}) {
     EXPECT_EQ(each->itemDelete(item("one")), platform::errSecItemNotFound);
     EXPECT_EQ(each->itemAdd(item("one", "first")), platform::errSecSuccess);
@@ -165,7 +165,7 @@ TEST_F(StoresTest, AKeychainItemIsAddedOnceReplacedDeletedAndOutlivesTheContaine
   EXPECT_EQ(find(other.keychain(), "one"), std::to_string(platform::errSecItemNotFound));
 
   std::filesystem::rename(keychainFile, keychainFile + ".away");
-  std::filesystem::create_directory(keychainFile);  // cannot be read, and is not replaced
+  std::filesystem::create_directory(keychainFile);  // unreadable, and not replaced
   EXPECT_EQ(find(keychain, "one"), std::to_string(platform::errSecIO));
   EXPECT_EQ(keychain.itemAdd(item("three", "new")), platform::errSecIO);
 }

@@ -5,14 +5,14 @@ namespace {
 
 using namespace platform;
 
-/// Each fault of the backend, to a session that takes 1 MB.
+/// A fault of the backend and its result in a session that accepts bodies up to 1 MiB.
 struct FaultCase {
   const char* fault;
   std::int64_t code;  ///< 0: the reply arrives
   bool hasResponse;
-  const char* text = nullptr;  ///< the body, or a part of the error's description; null: any
-  double silence = 30;         ///< a shorter one, or a shorter life, is what ends the request
-  double life = 90;
+  const char* text = nullptr;  ///< the body, or part of the error's description; null: any
+  double requestTimeout = 30;  ///< seconds without data; rows that test a time-out lower one of the two
+  double resourceTimeout = 90;
 };
 
 constexpr FaultCase kFaultCases[] = {
@@ -56,16 +56,16 @@ std::ptrdiff_t descriptorCount() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-TEST_F(UrlSessionTest, EachFaultEndsOneRequestAndLeavesNoDescriptorBehind) {
+TEST_F(UrlSessionTest, EachFaultAffectsOneRequestAndLeaksNoDescriptor) {
   given.maximumBodyBytes = 1u << 20;
   ASSERT_EQ("hello", bodyOf(fetch()));
   const auto descriptors = descriptorCount();
-  const UrlSessionConfiguration patient = configuration;
+  const UrlSessionConfiguration defaults = configuration;
   for (const FaultCase& row : kFaultCases) {
     SCOPED_TRACE(row.fault);
     backend.setFault(fault(row.fault));
-    configuration.timeoutIntervalForRequest = row.silence;
-    configuration.timeoutIntervalForResource = row.life;
+    configuration.timeoutIntervalForRequest = row.requestTimeout;
+    configuration.timeoutIntervalForResource = row.resourceTimeout;
     const UrlTaskResult result = fetch();
     const std::string text = result.error ? result.error->description() : bodyOf(result);
     EXPECT_EQ(row.code, codeOf(result)) << text.substr(0, 1000);
@@ -73,14 +73,14 @@ TEST_F(UrlSessionTest, EachFaultEndsOneRequestAndLeavesNoDescriptorBehind) {
     EXPECT_EQ(row.code == 0, result.data.has_value());
     EXPECT_TRUE(!row.text || (result.error ? text.find(row.text) != text.npos : text == row.text)) << text;
     backend.clearFaults();
-    configuration = patient;
+    configuration = defaults;
     EXPECT_EQ("hello", bodyOf(fetch()));
     EXPECT_TRUE(
         eventually([&] { return backend.openConnectionCount() <= 1 && descriptorCount() == descriptors; }));
   }
 }
 
-TEST_F(UrlSessionTest, ALifeEndsWhileTheRequestWaitsForItsTurn) {
+TEST_F(UrlSessionTest, TheResourceTimeoutIncludesTheWaitForAConnection) {
   configuration.timeoutIntervalForResource = 0.5;
   const auto session = makeSession();
   std::vector<std::future<platform::UrlTaskResult>> replies;
@@ -90,15 +90,15 @@ TEST_F(UrlSessionTest, ALifeEndsWhileTheRequestWaitsForItsTurn) {
   EXPECT_TRUE(eventually([&] { return codeOf(send(*session).get()) == 0; }));
 }
 
-TEST_F(UrlSessionTest, BytesThatArriveEndTheSilence) {
+TEST_F(UrlSessionTest, ReceivedBytesRestartTheRequestTimeout) {
   configuration.timeoutIntervalForRequest = 10;
-  backend.setFault(fault("kind=drip:500,status=204"));  // 25 bytes of status line
+  backend.setFault(fault("kind=drip:500,status=204"));  // a status line of 25 bytes
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(0, codeOf(fetch()));
   EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 
-TEST_F(UrlSessionTest, HeadersWithoutEndAreNotCollected) {
+TEST_F(UrlSessionTest, HeadersAreBoundedInSize) {
   for (const auto& [count, length] : {std::pair{5000u, 100u}, {1u, 250'000u}}) {
     StandInFault endless = fault("kind=reply");
     endless.headers.assign(count, {"X-Filler", std::string(length, 'x')});
@@ -107,7 +107,7 @@ TEST_F(UrlSessionTest, HeadersWithoutEndAreNotCollected) {
   }
 }
 
-TEST_F(UrlSessionTest, ARequestThatCannotBeSentFailsWithItsReason) {
+TEST_F(UrlSessionTest, ARequestThatCannotBeSentFailsWithASpecificError) {
   given.connectionOverrides = {{"shop.example", 443, "127.0.0.1", 1}};
   EXPECT_EQ(kUrlErrorCannotConnectToHost, codeOf(fetch()));
   EXPECT_EQ(kUrlErrorCannotFindHost, codeOf(fetch(request("https://no-such-host.invalid/"))));
@@ -118,13 +118,13 @@ TEST_F(UrlSessionTest, ARequestThatCannotBeSentFailsWithItsReason) {
             codeOf(fetch(request("https://shop.example/", "GET / HTTP/1.1\r\nX: y\r\n\r\nGET"))));
 }
 
-TEST_F(UrlSessionTest, TheAuthorityOfAnEarlierBackendIsStillTrusted) {
+TEST_F(UrlSessionTest, ABackendReusesTheCertificateAuthorityInItsFolder) {
   testing::StandInBackendOptions with;
   with.directory = folder + "/made/here";
   with.caFile = given.caFile = folder + "/copy.pem";
   { const StandInBackend earlier(with); }
   with.caFile.clear();
-  with.extraHosts = {"images.example"};  // which the earlier one's certificate does not name
+  with.extraHosts = {"images.example"};  // not in the earlier backend's certificate
   const StandInBackend later(with);
   given.connectionOverrides = {{"images.example", 443, "127.0.0.1", later.port()}};
   EXPECT_EQ(0, codeOf(fetch(request("https://images.example/"))));
@@ -142,7 +142,7 @@ TEST_F(UrlSessionTest, AReplacedCertificateFileIsReadAfterTheNextFailure) {
   ASSERT_EQ(kUrlErrorServerCertificateUntrusted, fetchWith(wrong));
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
   while (std::chrono::steady_clock::now() < end) ASSERT_EQ(0, fetchWith(right));
-  EXPECT_EQ(0, fetchWith(wrong)) << "the parsed certificates are kept again";
+  EXPECT_EQ(0, fetchWith(wrong)) << "the parsed certificates are cached again";
 }
 
 }  // namespace

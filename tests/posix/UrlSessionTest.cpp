@@ -9,7 +9,7 @@
 namespace tidewell::posix {
 namespace {
 
-TEST_F(UrlSessionTest, ARequestGoesOutAsItWasBuilt) {
+TEST_F(UrlSessionTest, RequestsAreSentUnchanged) {
   platform::UrlRequest asked = request("https://shop.example:443/a/../b/./c%2F?x=1&y=%20", "POST");
   asked.setValue("application/json", "Content-Type");
   asked.setValue("", "TDW-APPKEY");
@@ -33,7 +33,7 @@ TEST_F(UrlSessionTest, ARequestGoesOutAsItWasBuilt) {
   }
 }
 
-TEST_F(UrlSessionTest, CookiesAreSentBackUpToABound) {
+TEST_F(UrlSessionTest, CookiesAreReturnedUpToALimit) {
   StandInFault reply = fault("kind=reply");
   for (int batch = 0; batch < 13; ++batch) {
     reply.headers.assign(1, {"Set-Cookie", "visitor=7; Path=/; Secure"});
@@ -49,10 +49,10 @@ TEST_F(UrlSessionTest, CookiesAreSentBackUpToABound) {
   EXPECT_LT(std::count(sent.begin(), sent.end(), '='), 150) << "more than 150 are never sent";
 }
 
-TEST_F(UrlSessionTest, RedirectsChangeTheMethodAsBrowsersDoAndLeaveNeitherHttpsNorTheHostWithABody) {
+TEST_F(UrlSessionTest, RedirectsFollowBrowserRulesAndRefuseUnsafeTargets) {
   struct Case {
     int status;
-    const char *method, *location, *arrives;  ///< `arrives`: null where the redirect is not followed
+    const char *method, *location, *arrives;  ///< `arrives`: null if the redirect is not followed
     std::int64_t code = 0;
   };
   const char *const here = "/elsewhere?a=1", *const there = "https://elsewhere.example/";
@@ -90,7 +90,7 @@ TEST_F(UrlSessionTest, RedirectsChangeTheMethodAsBrowsersDoAndLeaveNeitherHttpsN
   }
 }
 
-TEST_F(UrlSessionTest, HeadersOfOneHostDoNotTravelToAnotherAndDoNotComeBack) {
+TEST_F(UrlSessionTest, HostBoundHeadersAreDroppedForGoodOnAHostChange) {
   configuration.headersBoundToHost = {"TDW-APPKEY"};
   for (const char* location :
        {"/step", "https://elsewhere.example/", "https://shop.example/home", "/again"}) {
@@ -115,7 +115,7 @@ TEST_F(UrlSessionTest, HeadersOfOneHostDoNotTravelToAnotherAndDoNotComeBack) {
   }
 }
 
-TEST_F(UrlSessionTest, BytesThatNoRequestAskedForAreNeverAReply) {
+TEST_F(UrlSessionTest, SurplusBytesAreNeverUsedAsAReply) {
   struct Case {
     std::string fault;
     bool comesLater = false;
@@ -131,7 +131,7 @@ TEST_F(UrlSessionTest, BytesThatNoRequestAskedForAreNeverAReply) {
       {R"({"kind": "reply", "status": 204, "times": 1, "body": ")" + std::string(50'000, 'x') + "\"}", false,
        204},
   };
-  /// Whether bytes of the backend lie unread in a socket.
+  /// Whether a socket has unread bytes from the backend.
   const auto hasUnreadBytes = [&] {
     std::ifstream sockets("/proc/net/tcp");
     for (std::string line; std::getline(sockets, line);) {
@@ -144,7 +144,7 @@ TEST_F(UrlSessionTest, BytesThatNoRequestAskedForAreNeverAReply) {
   configuration.httpsOnly = false;
   const auto session = makeSession();
   for (const char* path : {"/1", "/2", "/3"}) backend.setResource(path, path, "text/plain");
-  std::size_t connections = 0;  // kept ones, of each scheme
+  std::size_t connections = 0;  // kept alive, one per scheme
   for (const std::string scheme : {"https", "http"}) {
     const std::string host = scheme + "://shop.example";
     ++connections;
@@ -155,7 +155,7 @@ TEST_F(UrlSessionTest, BytesThatNoRequestAskedForAreNeverAReply) {
       ASSERT_EQ(0, codeOf(first));
       EXPECT_EQ(status, first.response->statusCode);
       EXPECT_EQ(status == 200 ? "/1" : "", bodyOf(first));
-      // If the bytes come together with the reply before them, the connection is closed.
+      // If the bytes arrive together with the preceding reply, the connection is closed.
       if (comesLater) {
         EXPECT_TRUE(
             eventually([&] { return hasUnreadBytes() || backend.openConnectionCount() < connections; }));
@@ -166,7 +166,7 @@ TEST_F(UrlSessionTest, BytesThatNoRequestAskedForAreNeverAReply) {
   }
 }
 
-TEST_F(UrlSessionTest, ARequestIsSentOnceWhateverBecomesOfAKeptConnection) {
+TEST_F(UrlSessionTest, ARequestIsNotResentWhenAKeptConnectionFails) {
   const auto session = makeSession();
   for (const char* method : {"POST", "GET"}) {
     for (const char* end : {"kind=close,times=1", "kind=reset,times=1"}) {
@@ -187,7 +187,7 @@ TEST_F(UrlSessionTest, ARequestIsSentOnceWhateverBecomesOfAKeptConnection) {
   }
 }
 
-TEST_F(UrlSessionTest, RequestsShareConnectionsOfWhichAtMost64AreOpen) {
+TEST_F(UrlSessionTest, RequestsShareAtMost64Connections) {
   const auto session = makeSession();
   for (int i = 0; i < 20; ++i) ASSERT_EQ("hello", bodyOf(send(*session).get()));
   EXPECT_EQ(1u, backend.connectionCount());
@@ -201,7 +201,7 @@ TEST_F(UrlSessionTest, RequestsShareConnectionsOfWhichAtMost64AreOpen) {
   EXPECT_EQ(64u, backend.connectionCount());
 }
 
-/// How many threads of the library there are.
+/// The number of the library's threads.
 int ownThreadCount() {
   int count = 0;
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -210,21 +210,21 @@ int ownThreadCount() {
   return count;
 }
 
-/// A completion that waits until it is released.
+/// A request whose completion blocks until `release`.
 class Blocker {
  public:
   explicit Blocker(platform::UrlSession& session) {
     session.dataTaskWithRequest(platform::UrlRequest(base::Url::URLWithString("https://shop.example/page")),
                                 [this](const platform::UrlTaskResult&) {
                                   entered_.set_value();
-                                  mayGo_.get_future().wait();
+                                  mayReturn_.get_future().wait();
                                 });
     entered_.get_future().wait();
   }
-  void letGo() { mayGo_.set_value(); }
+  void release() { mayReturn_.set_value(); }
 
  private:
-  std::promise<void> entered_, mayGo_;
+  std::promise<void> entered_, mayReturn_;
 };
 
 TEST_F(UrlSessionTest, CompletionsRunOneAtATimeWhileTwoThreadsServeAllSessions) {
@@ -252,21 +252,20 @@ TEST_F(UrlSessionTest, CompletionsRunOneAtATimeWhileTwoThreadsServeAllSessions) 
   }
   EXPECT_TRUE(backend.waitForRequests(31, std::chrono::minutes(1)));
   inside = 0;
-  blocker.letGo();
+  blocker.release();
   EXPECT_TRUE(eventually([&] { return completed == 30; }));
   EXPECT_EQ(10u, countReports());
   EXPECT_EQ(2, ownThreadCount());
 }
 
-/// The backend's threads are in this process: one of them may hold a lock of the allocator when a child is
-/// made.
+/// The backend's threads run in this process, and one may hold an allocator lock during a fork.
 class ForkedUrlSessionTest : public UrlSessionTest {
   void SetUp() override {
     if (kAddressSanitizer) GTEST_SKIP() << "the sanitizer's allocator may be locked in the child";
   }
 };
 
-TEST_F(ForkedUrlSessionTest, TheChildOfAForkInAFunctionOrCompletionLeavesTheOthersToItsParent) {
+TEST_F(ForkedUrlSessionTest, AChildForkedInACallbackDoesNotRunTheParentsWork) {
   given.mainLoop = MainLoop::ownThread;
   const auto session = makeSession();
   StandInFault closing = fault("kind=reply,body=x");
@@ -278,11 +277,11 @@ TEST_F(ForkedUrlSessionTest, TheChildOfAForkInAFunctionOrCompletionLeavesTheOthe
       [&](Function function) { session->dataTaskWithRequest(request(), [function](auto) { function(); }); }};
   for (const auto& async : queues) {
     std::atomic<int>& ran = countOverForks();
-    std::promise<void> entered, mayGo, last;
+    std::promise<void> entered, mayReturn, last;
     pid_t child = -1;
     async([&] {
       entered.set_value();
-      mayGo.get_future().wait();
+      mayReturn.get_future().wait();
       child = fork();
     });
     entered.get_future().wait();
@@ -291,11 +290,11 @@ TEST_F(ForkedUrlSessionTest, TheChildOfAForkInAFunctionOrCompletionLeavesTheOthe
         if (++ran == 5) last.set_value();
       });
     }
-    // Every reply has been read once its connection is closed.
+    // A closed connection means that its reply has been read.
     const std::size_t requests = &async == queues ? 0 : 6;
     EXPECT_TRUE(
         eventually([&] { return backend.requestCount() == requests && backend.openConnectionCount() == 0; }));
-    mayGo.set_value();
+    mayReturn.set_value();
     last.get_future().wait();
     waitUntilAsleep(child);
     EXPECT_EQ(5, ran);
@@ -303,32 +302,32 @@ TEST_F(ForkedUrlSessionTest, TheChildOfAForkInAFunctionOrCompletionLeavesTheOthe
   }
 }
 
-TEST_F(ForkedUrlSessionTest, ADaemonMayForkBeforeItsFirstRequestAndOneThreadSuffices) {
+TEST_F(ForkedUrlSessionTest, RequestsWorkAfterAForkAndWithASingleThread) {
   const auto session = makeSession();
   const auto withoutThreads = [&] {
     Blocker blocker(*session);
     for (const unsigned call : {SYS_clone3, SYS_clone}) ASSERT_TRUE(refuseSystemCall(call, EAGAIN));
     auto other = send(*session);
-    blocker.letGo();
+    blocker.release();
     EXPECT_EQ("hello", bodyOf(other.get()));
     EXPECT_EQ(1, ownThreadCount());
   };
   EXPECT_EQ(0, inChild(withoutThreads));
 }
 
-TEST_F(ForkedUrlSessionTest, AMissingModuleFailsTheRequestsThatCameBeforeTheAttempt) {
-  constexpr const char* kLonely = "TIDEWELL_TEST_LONELY";
-  const char* const module = getenv(kLonely);  // where there is one
+TEST_F(ForkedUrlSessionTest, AMissingModuleFailsOnlyRequestsMadeBeforeTheLoad) {
+  constexpr const char* kModuleVariable = "TIDEWELL_TEST_MODULE";
+  const char* const module = getenv(kModuleVariable);  // its real path; set in the re-executed program
   if (module == nullptr) {
     Dl_info platformLibrary{};
     dladdr(reinterpret_cast<void*>(&install), &platformLibrary);
     if (std::string(platformLibrary.dli_fname).find(".so") == std::string::npos)
-      GTEST_SKIP() << "libcurl is linked";
-    // The same program again, with a copy of the platform's library that has no module beside it.
+      GTEST_SKIP() << "libcurl is linked statically";
+    // Runs this test again with a copy of the platform library that has no module beside it.
     std::filesystem::copy(platformLibrary.dli_fname, folder + "/libTidewellPosix.so.1");
     EXPECT_EQ(0, inChild([&] {
                 const std::filesystem::path library = platformLibrary.dli_fname;
-                setenv(kLonely, (library.parent_path() / "libTidewellUrlSession.so").c_str(), 1);
+                setenv(kModuleVariable, (library.parent_path() / "libTidewellUrlSession.so").c_str(), 1);
                 setenv("LD_LIBRARY_PATH", folder.c_str(), 1);
                 execl("/proc/self/exe", "tests_posix", "--gtest_filter=*AMissingModule*", nullptr);
                 ADD_FAILURE();

@@ -17,7 +17,7 @@ class NamedAsTheDoor : public Object {
   static constexpr std::string_view kClassName = Door::kClassName;
 };
 
-/// What a plug-in makes: an object of its own class, and one of a class that the host has, too. It is closed.
+/// The objects of a closed plug-in: one of its own class, and one of a class that the host also has.
 std::pair<Ref, Ref> pluginKeepers(const char* path) {
   void* const plugin = dlopen(path, RTLD_NOW | RTLD_LOCAL);
   const auto make = reinterpret_cast<void (*)(Ref*, Ref*)>(dlsym(plugin, "makePluginKeepers"));
@@ -27,14 +27,14 @@ std::pair<Ref, Ref> pluginKeepers(const char* path) {
   return made;
 }
 
-TEST(Class, RespondsToWhatItsAuthorImplementedInAnyWayAndModule) {
+TEST(Class, RespondsToMethodsImplementedInAnyWayAndModule) {
   class Plain : public Keeper {};
   Class& lambdas = *allocateClassPair(&classOf<Porter>(), "PorterOfLambdas");
   const auto opens = [password = std::string("lambda")](Object&, Door&, const std::string& who) {
     return who == password;
   };
   ASSERT_TRUE(addMethod(lambdas, kOpen, opens));
-  EXPECT_FALSE(addMethod(lambdas, kOpen, opens)) << "the class has it already";
+  EXPECT_FALSE(addMethod(lambdas, kOpen, opens)) << "the class already has it";
   registerClassPair(lambdas);
   const auto switched = make<Porter>();
   EXPECT_EQ(setClass(switched.get(), lambdas), &classOf<Porter>());
@@ -77,7 +77,7 @@ TEST(Class, RespondsToWhatItsAuthorImplementedInAnyWayAndModule) {
   EXPECT_FALSE(conformsTo(door.get(), Keeper::protocol()));
 }
 
-TEST(Class, TakesOnlyFunctionsAndClassesThatFitItsObjects) {
+TEST(Class, AcceptsOnlyMatchingFunctionsAndClasses) {
   const Method& porters = *classOf<Porter>().ownMethod(kOpen.selector());
   const auto below = [](Class& superclass, const char* name, std::size_t extraBytes = 0) -> Class& {
     Class& made = *allocateClassPair(&superclass, name, extraBytes);
@@ -108,15 +108,15 @@ TEST(Class, TakesOnlyFunctionsAndClassesThatFitItsObjects) {
     setClass(porter.get(), classOf<Porter>());
   }
   EXPECT_EQ(allocateClassPair(nullptr, ""), nullptr);
-  EXPECT_EQ(allocateClassPair(nullptr, "Unregistered"), nullptr) << "the name is taken all the same";
+  EXPECT_EQ(allocateClassPair(nullptr, "Unregistered"), nullptr) << "the name is still taken";
   EXPECT_EQ(classNamed("Unregistered"), nullptr);
   EXPECT_EQ(classNamed("BelowPorter"), &belowPorter);
   static_cast<void>(classOf<Door>());
   EXPECT_NE(raised([] { static_cast<void>(classOf<NamedAsTheDoor>()); }), "")
-      << "a name that its author chose";
+      << "a name chosen by its author";
 }
 
-TEST(Class, DiesAsTheRootClassAfterItsOwnDestructor) {
+TEST(Class, ObjectsBecomeTheRootClassAfterTheirDestructor) {
   class Talker : public Object {
    public:
     explicit Talker(std::string* log) : log_(log) {}
@@ -139,7 +139,7 @@ TEST(Class, DiesAsTheRootClassAfterItsOwnDestructor) {
   EXPECT_EQ(log, "<Talker,NSObject");
 }
 
-/// Each of the two classes has a property of the other.
+/// Each of the two classes has a property of the other class.
 template <int number>
 class Egg : public Object {
  public:
@@ -151,14 +151,14 @@ class Egg : public Object {
   }
 };
 
-TEST(Class, ThreadsDeclareClassesThatReferToEachOther) {
+TEST(Class, ThreadsMayDeclareMutuallyReferringClasses) {
   std::thread other([] { EXPECT_EQ(classOf<Egg<1>>().ownProperties().size(), 1u); });
   EXPECT_EQ(classOf<Egg<0>>().ownProperties().size(), 1u);
   other.join();
 }
 
-/// A class hierarchy that changes at random, beside a plain map of what each class defines.
-TEST(Class, AnswersAsAPlainModelThroughRandomChanges) {
+/// Changes a class hierarchy at random and compares it with a plain map of the defined methods.
+TEST(Class, MatchesAPlainModelThroughRandomChanges) {
   struct Model {
     Class* made;
     std::size_t superclass;

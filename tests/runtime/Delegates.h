@@ -12,7 +12,7 @@
 #include "tidewell/runtime/Make.h"
 #include "tidewell/runtime/Observing.h"
 
-/// A small protocol and classes that implement it in each of the ways there are.
+/// A small protocol and classes that implement it in each possible way.
 namespace delegates {
 
 using namespace tidewell;
@@ -43,7 +43,7 @@ class Keeper : public Subclass<Keeper> {
   }
 };
 
-class Porter : public Keeper {  // derives plainly, overrides one of two
+class Porter : public Keeper {  // derives without `Subclass`, overrides one of two methods
  public:
   bool open(Door&, const std::string& who) override {
     ++calls;
@@ -57,13 +57,13 @@ class NightPorter : public Subclass<NightPorter, Porter> {  // inherits `open`, 
   void count(Door&, const std::function<void(std::int64_t)>& answer) override { answer(calls); }
 };
 
-class Sibling : public Keeper {  // as large as Porter, and another
+class Sibling : public Keeper {  // as large as Porter, but unrelated
  public:
   bool open(Door&, const std::string&) override { return true; }
   int calls = 0;
 };
 
-struct Robot {  // knows nothing of the object model
+struct Robot {  // not part of the object model
   bool unlock(const std::string& who) { return who == "robot"; }
   static void describe(ClassBuilder<Boxed<Robot>>& c) {
     c.conformsTo(Keeper::protocol())
@@ -72,7 +72,7 @@ struct Robot {  // knows nothing of the object model
   }
 };
 
-/// The reason of what `body` raises; "" where it raises nothing.
+/// The reason of the exception that `body` raises; "" if it raises none.
 template <class Body>
 std::string raised(Body&& body) {
   try {

@@ -21,7 +21,7 @@ class Everything : public Object {
   }
 };
 
-TEST(Message, OfOtherTypesThanTheMethodRaisesAndCallsNothing) {
+TEST(Message, WithOtherTypesThanTheMethodsRaises) {
   const auto receiver = make<Everything>();
   const auto door = make<Door>();
   const std::function<void()> handler = [] {};
@@ -54,12 +54,12 @@ TEST(Message, OfOtherTypesThanTheMethodRaisesAndCallsNothing) {
   const auto porter = make<Porter>();
   for (const Ref& argument : {Ref(), Ref(porter), Ref(box(std::make_shared<Robot>())), Ref(door)}) {
     const auto open = [&] { send<bool>(porter, kOpen.selector(), argument, std::string("guest")); };
-    EXPECT_EQ(raised(open).empty(), argument == door) << "declared as Object, must be a Door";
+    EXPECT_EQ(raised(open).empty(), argument == door) << "declared as Object but must be a Door";
   }
   EXPECT_EQ(porter->calls, 1);
 }
 
-TEST(Message, ToNullOrOfAnUnknownSelector) {
+TEST(Message, ToNullOrWithAnUnknownSelector) {
   const auto porter = make<Porter>();
   const auto door = make<Door>();
   Class& itsClass = porter->isa();
@@ -93,7 +93,7 @@ TEST(Message, ToNullOrOfAnUnknownSelector) {
   }
 }
 
-TEST(Invocation, CallsWithKeptCopiesAndRaisesForWhatDoesNotFit) {
+TEST(Invocation, KeepsCopiesOfArgumentsAndRaisesOnMismatch) {
   const auto porter = make<Porter>();
   const auto counted = std::make_shared<int>(0);
   const std::function<void(std::int64_t)> handler = [counted](std::int64_t) {};

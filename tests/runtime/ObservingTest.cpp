@@ -44,7 +44,7 @@ class Watcher : public Object {
   static void describe(ClassBuilder<Watcher>& c) { c.method<&Watcher::observe>(kObserveValueForKeyPath); }
 };
 
-TEST(Observing, TellsEachObserverWhatItAskedForUntilItIsRemoved) {
+TEST(Observing, NotifiesObserversAsRequestedUntilTheirRemoval) {
   const std::pair<std::uint32_t, const char*> rows[] = {
       {0, "colour ->-; colour ->-; "},
       {kObserveNew | kObserveOld, "colour <null>>red; colour red><null>; "},
@@ -65,7 +65,7 @@ TEST(Observing, TellsEachObserverWhatItAskedForUntilItIsRemoved) {
   }
 }
 
-TEST(Observing, SurvivesObserversThatRemoveAddAndDieMeanwhile) {
+TEST(Observing, ObserversMayBeAddedRemovedAndDestroyedDuringACall) {
   const auto lamp = make<Lamp>();
   const auto first = make<Watcher>(), second = make<Watcher>(), late = make<Watcher>();
   auto third = make<Watcher>();
@@ -87,11 +87,11 @@ TEST(Observing, SurvivesObserversThatRemoveAddAndDieMeanwhile) {
 
 std::vector<std::string> reported;
 
-TEST(Observing, ReportsOnceThatAnObservedObjectDied) {
+TEST(Observing, ReportsTheDestructionOfAnObservedObjectOnce) {
   setReporter([](std::string_view text) noexcept { reported.emplace_back(text); });
   const auto watcher = make<Watcher>();
   int told = 0;
-  Observation observation;  // by function: ends without a report
+  Observation observation;  // by function, so it ends without a report
   {
     const auto quiet = make<Lamp>();
     for (int i = 0; i < 2; ++i) {
@@ -112,7 +112,7 @@ TEST(Observing, ReportsOnceThatAnObservedObjectDied) {
   EXPECT_NE(reported[0].find("of class Lamp was destroyed"), std::string::npos);
 }
 
-TEST(KeyValueCoding, ReadsAndWritesByNameAndRefusesWhatDoesNotFit) {
+TEST(KeyValueCoding, ReadsAndWritesByNameAndRefusesOtherTypes) {
   const auto lamp = make<Lamp>();
   const auto next = make<Lamp>();
   const std::tuple<const char*, base::Value, bool> rows[] = {
@@ -133,7 +133,7 @@ TEST(KeyValueCoding, ReadsAndWritesByNameAndRefusesWhatDoesNotFit) {
                 " valueForUndefinedKey:]: this class is not key value coding-compliant for the key smell.");
 }
 
-TEST(Association, HoldsAsItsPolicySays) {
+TEST(Association, FollowsItsPolicy) {
   const auto owner = make<Door>();
   static const char key = 0;
   auto object = make<Lamp>();

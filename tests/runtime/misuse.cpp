@@ -1,13 +1,13 @@
-// What the compiler must refuse: compiled once without MISUSE, which must work, and once with each number.
+// Misuse that must not compile: compiled without MISUSE, which must succeed, and once with each number.
 #include "runtime/Delegates.h"
 
 using namespace delegates;
 
-#if MISUSE == 1  // an object that does not know its class
+#if MISUSE == 1  // an object without a class
 Ref made() { return std::make_shared<Porter>(); }
 #elif MISUSE == 2
 void onTheStack() { Porter porter; }
-#elif MISUSE == 3  // an override that the object model could not call
+#elif MISUSE == 3  // an override that the object model cannot call
 class Hidden : public Keeper {
   bool open(Door&, const std::string&) override { return true; }
 };
@@ -19,7 +19,7 @@ class Wrong : public Object {
   static void describe(ClassBuilder<Wrong>& c) { c.method<&Wrong::open>(kOpen); }
 };
 Ref made() { return make<Wrong>(); }
-#elif MISUSE == 5  // one call goes to several receivers: nothing may be moved out of an argument
+#elif MISUSE == 5  // a call may have several receivers, so no argument may be moved from
 inline constinit const Message<void(std::string&&)> kTake{"take:"};
 #elif MISUSE == 6
 inline constinit const Message<void(std::string&)> kFill{"fill:"};

@@ -13,11 +13,10 @@
 using namespace std::chrono_literals;
 using namespace tidewell::testing;
 
-// What tests/posix does not see of the backend through a URL session over TLS. Here it is asked in plain
-// HTTP.
+// Covers over plain HTTP what tests/posix cannot observe through a URL session over TLS.
 namespace {
 
-/// Sends bytes on a new connection. Its descriptor.
+/// Sends bytes on a new connection and returns its descriptor.
 int ask(const StandInBackend& backend, const std::string& bytes) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -29,7 +28,7 @@ int ask(const StandInBackend& backend, const std::string& bytes) {
   return connection;
 }
 
-/// All bytes that come until the connection is closed from the other side.
+/// All bytes received until the peer closes the connection.
 std::string receive(int connection) {
   std::string all, buffer(1u << 16, '\0');
   for (ssize_t got = 0; (got = read(connection, buffer.data(), buffer.size())) > 0;)
@@ -74,7 +73,7 @@ TEST(StandInBackendTest, FaultsApplyInOrderToTheirServiceAndPath) {
   EXPECT_EQ(backend.requests().at(4).fault, "status");
 }
 
-TEST(StandInBackendTest, InvalidFaultTextsSayWhy) {
+TEST(StandInBackendTest, InvalidFaultTextsAreExplained) {
   for (const auto* text :
        {"", "kind=bogus", "service=0", "kind=status", "kind=status:9", "kind=reset:1", "kind=surplus",
         "kind=oversized", "kind=reset,service=14", "kind=reset,colour=red", "kind=encoding:zip",
@@ -90,7 +89,7 @@ TEST(StandInBackendTest, InvalidFaultTextsSayWhy) {
   EXPECT_EQ(fault(json).json(), json);
 }
 
-TEST(StandInBackendTest, ObjectsToWhatTheBackendWouldRefuse) {
+TEST(StandInBackendTest, ReportsRequestsThatTheRealBackendWouldReject) {
   StandInBackend backend;
   const std::string own = "Host: localhost:" + std::to_string(backend.port());
   const std::string key = "\r\nTDW-APPKEY: APP", json = "\r\nContent-Type: application/json";
@@ -98,7 +97,7 @@ TEST(StandInBackendTest, ObjectsToWhatTheBackendWouldRefuse) {
   const struct {
     std::string problem;
     std::string request = "POST /v3/sdkconfig/ios/APP";
-    std::string headers = "";  ///< "": those of a sound request
+    std::string headers = "";  ///< "": those of a valid request
     std::string body =
         R"({"query_params":{"os":"iOS","app_ver":"1","app_id":"APP","sdk_ver":"1","unique_id":"u",)"
         R"("device_tz_offset":"0","device_ts":"1","device_tz":"GMT"}})";
@@ -140,7 +139,7 @@ TEST(StandInBackendTest, ObjectsToWhatTheBackendWouldRefuse) {
   }
 }
 
-TEST(StandInBackendTest, ARequestIsOneLineOfJson) {
+TEST(StandInBackendTest, RequestsAreLoggedAsOneLineOfJson) {
   StandInRequest request;
   request.time = 1.5;
   request.method = "POST";
@@ -157,7 +156,7 @@ TEST(StandInBackendTest, ARequestIsOneLineOfJson) {
   }
 }
 
-TEST(StandInBackendTest, ServesTwoHundredConnectionsAtOnceAndStopsWithThemOpen) {
+TEST(StandInBackendTest, Serves200ConnectionsAtOnceAndStopsWhileTheyAreOpen) {
   const auto count = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
   const auto descriptors = count();
   std::vector<int> connections;

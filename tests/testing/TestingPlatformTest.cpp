@@ -27,7 +27,7 @@ TEST(TestingPlatform, ARestartKeepsFilesDefaultsKeychainAndTime) {
   EXPECT_EQ(first->testKeychain().itemAdd({{platform::kSecClass, platform::kSecClassGenericPassword}}), 0);
   first->testClock().advance(3600);
   first->testConsole().write("a line");
-  first->testMainQueue().async([] { ADD_FAILURE() << "a function of the life before ran"; });
+  first->testMainQueue().async([] { ADD_FAILURE() << "a function queued before the restart ran"; });
   first->sharedUrlSession().dataTaskWithRequest(requestTo("https://api.example/"), nullptr);
 
   const auto second = first->restart();
@@ -43,7 +43,7 @@ TEST(TestingPlatform, ARestartKeepsFilesDefaultsKeychainAndTime) {
   EXPECT_EQ(second->runUntilIdle(), 0u);
 }
 
-TEST(MemoryFileManager, RefusesWhatADiskRefuses) {
+TEST(MemoryFileManager, FailsLikeADisk) {
   MemoryFileManager files;
   files.setContents("/app/Library/file", "old");
   const std::errc none{};
@@ -72,11 +72,11 @@ TEST(MemoryFileManager, RefusesWhatADiskRefuses) {
   EXPECT_FALSE(files.fileExistsAtPath("/app/Elsewhere/file").isDirectory);
 }
 
-TEST(MemoryFileManager, AThreadWaitsForTheLockOfAnotherWhichMayOutliveTheFiles) {
+TEST(MemoryFileManager, LocksBlockOtherThreadsAndMayOutliveTheFiles) {
   auto files = std::make_unique<MemoryFileManager>();
   files->setContents("/app/file", "");
   auto held = files->lockForPath("/app/file").lock;
-  EXPECT_TRUE(files->lockForPath("/app/file").isHeldByAnother());  // at once, on the holder's thread
+  EXPECT_TRUE(files->lockForPath("/app/file").isHeldByAnother());  // immediately on the holder's thread
   EXPECT_NE(files->lockForPath("/app/other").lock, nullptr);
   EXPECT_EQ(files->lockForPath("/app/none/file").error, std::errc::no_such_file_or_directory);
   std::promise<void> asking;
@@ -102,13 +102,13 @@ TEST(MemoryUserDefaults, SynchronizeMergesWithOtherProcesses) {
   }
   EXPECT_EQ(defaults.synchronized(), (base::Dictionary{{"a", "mine"}, {"b", "theirs"}}));
   EXPECT_EQ(defaults.objectForKey("b"), base::Value("theirs"));
-  defaults.setSynchronized("theirs", "a");  // synchronized before, so that it is no longer a change
+  defaults.setSynchronized("theirs", "a");  // already synchronized, so no longer a pending change
   EXPECT_TRUE(defaults.synchronize());
   EXPECT_EQ(defaults.objectForKey("a"), base::Value("theirs"));
   EXPECT_THROW(defaults.setObject(base::Array{base::Value::null()}, "a"), base::Exception);
 }
 
-TEST(ScriptedNetwork, RefusesWhatARealSessionRefuses) {
+TEST(ScriptedNetwork, FailsLikeARealSession) {
   const auto platform = TestingPlatform::install();
   const auto session = platform->makeUrlSession({.maximumBodyBytes = 4, .httpsOnly = true});
   std::vector<std::string> notes;

@@ -1,11 +1,11 @@
-// Allocation torture: allocations of a scenario fail, one after the other, alone and with those that follow,
-// each time in a process of its own.
+// Allocation torture: makes each allocation of a scenario fail in turn, alone and together with the following
+// ones, each time in a new process.
 //
 //   allocation_torture [-o] [-m N] [SCENARIO [FIRST NUMBER]]
 //
-// -o leaves out the scenarios with a backend. One allocation of each call stack fails, evenly spread over at
-// most N (100) of a scenario; with an N of 0, each allocation. What goes wrong is printed with the call stack
-// of the allocation, of which `addr2line -Cfpe FILE OFFSET` names the lines.
+// -o omits the scenarios with a backend. At most N (default 100) allocations per scenario fail, one per call
+// stack, evenly spread; if N is 0, every allocation. Failures are printed with the call stack of the
+// allocation; `addr2line -Cfpe FILE OFFSET` translates its addresses.
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
@@ -37,35 +37,35 @@ using guest::core;
 using guest::require;
 using Swizzler = TWAppDelegateSwizzler;
 
-constexpr unsigned kPatienceSeconds = 120;
-/// How many allocations fail in a row.
+constexpr unsigned kTimeoutSeconds = 120;
+/// How many consecutive allocations fail.
 constexpr std::size_t kNumbers[] = {1, 60};
 constexpr std::size_t kMaximumNoted = 400'000;
 constexpr std::size_t kMaximumFrames = 40;
-/// Stacks that agree in so many frames count as one.
+/// Stacks with this many equal innermost frames count as one.
 constexpr std::size_t kComparedFrames = 10;
 
-/// Written by children.
+/// Memory shared with child processes.
 struct Shared {
   std::atomic<std::uint16_t> port;  ///< of the backend; 0 until it is ready
   char caFile[200];
-  std::size_t count;                  ///< of the allocations that a scenario makes
-  std::size_t stacks[kMaximumNoted];  ///< one hash per allocation; 0 for one that does not fail
+  std::size_t count;                  ///< the number of allocations in a scenario
+  std::size_t stacks[kMaximumNoted];  ///< one hash per allocation; 0 if it is exempt
 };
 Shared& shared = *static_cast<Shared*>(
     mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
-/// Which allocations fail, counted from 1 while `allocationFails` is set. A first one of 0 fails none and
-/// notes the stack of each.
+/// The range of allocations that fail, counted from 1 while `allocationFails` is set. If `firstFailing` is 0,
+/// none fails and all stacks are recorded.
 std::size_t firstFailing = 0, failing = 0;
 std::atomic<std::size_t> allocations{0};
 constinit thread_local bool isDeciding = false;
 void* failedStack[kMaximumFrames];
 int failedFrames = 0;
 
-/// Not a fault of their callers: the C library ends the process where it has no memory for a variable of a
-/// thread, ICU crashes where several allocations of `RegexPattern` fail, and OpenSSL and GnuTLS keep what
-/// failed, crash, or let libcurl turn in a circle.
+/// Whether a failure would hit a known fault of another library: the C library aborts without memory for a
+/// thread-local variable, ICU crashes if several allocations of `RegexPattern` fail, and OpenSSL and GnuTLS
+/// cache failures, crash, or make libcurl loop.
 bool isExempt(void* const* frames, std::size_t count) {
   return std::any_of(frames, frames + std::min<std::size_t>(count, 12), [](void* frame) {
     Dl_info info{};
@@ -85,7 +85,7 @@ bool decide() {
   const std::size_t number = allocations.fetch_add(1) + 1;
   const bool isNoting = firstFailing == 0 && number <= kMaximumNoted;
   if (!isNoting && number - firstFailing >= failing) return false;
-  isDeciding = true;  // what decides may allocate
+  isDeciding = true;  // the code below may allocate
   void* frames[kMaximumFrames];
   const auto count = static_cast<std::size_t>(backtrace(frames, isNoting ? 12 : kMaximumFrames));
   const bool fails = !isExempt(frames, count);
@@ -101,8 +101,8 @@ bool decide() {
   return fails && !isNoting;
 }
 
-// The scenarios: parts of an application's life. Each runs in a process of its own: prepared with memory, its
-// steps while allocations fail, and once more with memory, when they have to succeed.
+// Scenarios. Each runs in its own process: the preparation with memory, the steps while allocations fail,
+// then the steps again with memory, when they must succeed.
 
 using Step = void (*)();
 struct Scenario {
@@ -116,10 +116,10 @@ posix::Options options;
 std::counting_semaphore<> ended{0};
 std::atomic<int> completions{0}, expected{0}, failedRequests{0};
 
-/// Holds whether there is memory or not.
+/// Aborts if a condition fails that must hold even without memory.
 void demand(bool condition, const char* what) {
   if (condition) return;
-  std::fprintf(stderr, "wrong: %s\n", what);
+  std::fprintf(stderr, "failed: %s\n", what);
   std::abort();
 }
 
@@ -130,7 +130,7 @@ void complete(bool success) {
 }
 void waitForCompletions() {
   while (completions < expected) {
-    demand(ended.try_acquire_for(std::chrono::seconds(20)), "a completion did not come");
+    demand(ended.try_acquire_for(std::chrono::seconds(20)), "a completion was not called");
   }
 }
 
@@ -147,17 +147,17 @@ void start() {
 }
 void nothing() {}
 
-/// Returns when what is on the queues has run.
+/// Waits until the functions on the queues have run.
 void drain() {
   std::binary_semaphore drained{0};
   for (platform::Queue* queue :
        {&platform::Platform::current().globalQueue(), &platform::Platform::current().mainQueue()}) {
     queue->async([&] { drained.release(); });
-    demand(drained.try_acquire_for(std::chrono::seconds(20)), "a queue stands still");
+    demand(drained.try_acquire_for(std::chrono::seconds(20)), "a queue does not run");
   }
 }
 
-/// One of the operations that the guest programs share.
+/// One of the shared operations of the guest programs.
 consteval Step guestOperation(std::string_view name) {
   for (const guest::Operation& each : guest::kOperations) {
     if (name == each.name) return each.run;
@@ -167,7 +167,7 @@ consteval Step guestOperation(std::string_view name) {
 
 // Configurations.
 
-/// The backend's, too: the reply to a sync may come at any time.
+/// Also served by the backend, since a sync may end at any time.
 constexpr const char* kConfiguration =
     R"({"a_s": "allowed", "i_s": "blocked", "b_e": ["spam"], "f_e": ["buy"], "b_uid_r": ["[0-9]+", "root"],
         "e_b_c": 7, "le_s": "allowed", "le_tkn": "t", "src_ext": ["s"]})";
@@ -198,13 +198,13 @@ void setNewDelegate() {
   delegates.push_back(runtime::make<guest::Hearer>());
   application().setDelegate(delegates.back());
 }
-/// The delegate that is proxied, and an interceptor.
+/// The proxied delegate and an interceptor must each be called.
 void openAppLink() {
   guest::Hearer::calls = 0;
   require(application().deliverOpenURL(shop) && guest::Hearer::calls == 2, "proxied delegate");
 }
 
-// Requests. What raises before it is handed over gets no completion: the caller knows.
+// Requests. One that raises before it is sent gets no completion, as its caller sees the exception.
 
 template <TWService service>
 void request() {
@@ -279,8 +279,7 @@ const std::vector<Scenario> scenarios{
     {"shipped lines", true, warmUp, {guestOperation("log"), kGet, kReport, image, waitForCompletions}},
 };
 
-/// ICU, OpenSSL and GnuTLS keep for the life of the process, or crash on, what failed when they were first
-/// used.
+/// ICU, OpenSSL and GnuTLS crash or fail permanently if their first use fails.
 void warmUpLibraries() {
   base::MatchBudget budget;
   ignore(base::RegularExpression("[0-9]+").matches("1", budget));
@@ -298,8 +297,8 @@ void warmUpLibraries() {
   }
 }
 
-/// The life before: a configuration, an opt-out and a region on the disk, and a sync a moment ago.
-int liveBefore() {
+/// The earlier process: stores a configuration, an opt-out, a region and the time of a recent sync.
+int runBefore() {
   install();
   TWCoreUtils::saveAppId("A");
   merge();
@@ -311,34 +310,34 @@ int liveBefore() {
   return defaults.synchronize() ? 0 : 1;
 }
 
-/// After the failures: gates, the opt-out from before and a new one on the disk, every step again.
+/// Checks after the failures that gates, earlier and new opt-outs, and all steps of the scenario work.
 void checkThatTheSdkWorks(const Scenario& scenario) {
   start();
   drain();
-  demand(completions == expected, "a completion came twice");
+  demand(completions == expected, "a completion was called twice");
   if (scenario.usesNetwork) {
-    kGet();  // may still fail together with a transfer that began without memory
+    kGet();  // may still fail together with a transfer started without memory
     waitForCompletions();
   }
   failedRequests = 0;
   merge();
   require(config().isAccountActive() && !config().isInAppServiceActive(), "gates");
-  require(!config().isUserPushEnabled(), "the opt-out from before is gone");
+  require(!config().isUserPushEnabled(), "the earlier opt-out is lost");
   config().setUserInAppNotificationOptedOut(true);
   const TWConfigManager onDisk;
   require(!onDisk.isUserPushEnabled() && !onDisk.isUserInAppEnabled() && onDisk.getEventBatchCount() == 7 &&
               onDisk.isEventBlackListed("spam") && onDisk.isEventInstantFlushEvent("buy") &&
               onDisk.isUniqueIDRestricted("root") && !onDisk.isUniqueIDRestricted("a"),
-          "an opt-out or a configuration is not on the disk");
-  require(TWCoreUtils::getTidewellAppId() == "A", "the App ID is gone");
+          "an opt-out or the configuration is not on disk");
+  require(TWCoreUtils::getTidewellAppId() == "A", "the App ID is lost");
   require(platform::Platform::current().standardUserDefaults().stringForKey("identity") ==
               TWCoreUtils::getSDKUniqueIdForUser(),
-          "the identity is another");
+          "the identity has changed");
   for (const Step step : scenario.steps) step();
   demand(failedRequests == 0, "a request with memory fails");
 }
 
-// The lives.
+// Running the scenarios.
 
 void explainDeath(int number) {
   allocationFails = nullptr;
@@ -347,18 +346,18 @@ void explainDeath(int number) {
   dprintf(STDERR_FILENO, "signal %d; the allocation that failed:\n", number);
   backtrace_symbols_fd(failedStack, failedFrames, STDERR_FILENO);
   void* frames[kMaximumFrames];
-  dprintf(STDERR_FILENO, "it ended here:\n");
+  dprintf(STDERR_FILENO, "the signal was raised here:\n");
   backtrace_symbols_fd(frames, backtrace(frames, kMaximumFrames), STDERR_FILENO);
   _exit(1);
 }
 
-std::size_t lives = 0, wrong = 0;
+std::size_t runs = 0, wrong = 0;
 
-/// The life of one application, which fails so many allocations from the `first` on.
-void live(const std::string& folder, const Scenario& scenario, std::size_t first, std::size_t number) {
-  const std::string home = folder + "/" + std::to_string(++lives), errors = home + ".errors";
+/// Runs the scenario in a new process in which `number` allocations fail, starting with the `first`.
+void run(const std::string& folder, const Scenario& scenario, std::size_t first, std::size_t number) {
+  const std::string home = folder + "/" + std::to_string(++runs), errors = home + ".errors";
   std::filesystem::copy(folder + "/before", home, std::filesystem::copy_options::recursive);
-  const int status = waitFor(inChild(kPatienceSeconds, [&] {
+  const int status = waitFor(inChild(kTimeoutSeconds, [&] {
     dup2(creat(errors.c_str(), 0600), STDERR_FILENO);
     firstFailing = first;
     failing = number;
@@ -368,7 +367,7 @@ void live(const std::string& folder, const Scenario& scenario, std::size_t first
     for (const Step step : scenario.steps) {
       try {
         step();
-      } catch (const std::bad_alloc&) {  // an operation without log coordinates may tell its caller
+      } catch (const std::bad_alloc&) {  // allowed for operations without log coordinates
       }
     }
     allocationFails = nullptr;
@@ -378,14 +377,14 @@ void live(const std::string& folder, const Scenario& scenario, std::size_t first
   }));
   if (status != 0) {
     ++wrong;
-    std::printf("!! %s: allocation %zu, %zu in a row: status %d\n", scenario.name, first, number, status);
+    std::printf("!! %s: allocation %zu, %zu consecutive: status %d\n", scenario.name, first, number, status);
     std::printf("%s", (std::stringstream() << std::ifstream(errors).rdbuf()).str().c_str());
   }
   std::filesystem::remove_all(home);
   std::filesystem::remove(errors);
 }
 
-/// In a process of its own, whose memory does not fail.
+/// Starts the backend in its own process, in which no allocation fails.
 void startBackend() {
   inChild(0, []() -> int {
     tidewell::testing::StandInBackend backend;
@@ -398,11 +397,11 @@ void startBackend() {
   while (shared.port == 0) usleep(1000);
 }
 
-/// False where the scenario does not even work with memory.
+/// Returns false if the scenario fails even with memory.
 bool torture(const std::string& folder, const Scenario& scenario, std::size_t most) {
   const std::size_t before = wrong;
   shared.count = 0;
-  live(folder, scenario, 0, 0);
+  run(folder, scenario, 0, 0);
   std::unordered_set<std::size_t> known{0};
   std::vector<std::size_t> chosen;
   for (std::size_t i = 0; i < std::min(shared.count, kMaximumNoted); ++i) {
@@ -412,17 +411,17 @@ bool torture(const std::string& folder, const Scenario& scenario, std::size_t mo
   const std::size_t count = shared.count, tried = most == 0 ? chosen.size() : std::min(most, chosen.size());
   for (std::size_t i = 0; i < tried; ++i) {
     for (const std::size_t number : kNumbers) {
-      live(folder, scenario, chosen[i * chosen.size() / tried], number);
+      run(folder, scenario, chosen[i * chosen.size() / tried], number);
     }
   }
-  std::printf("%s: %zu allocations with %zu stacks, %zu of them tried, %zu wrong\n", scenario.name, count,
+  std::printf("%s: %zu allocations with %zu stacks, %zu of them tried, %zu failed\n", scenario.name, count,
               chosen.size(), tried, wrong - before);
   return tried > 0;
 }
 
 }  // namespace
 
-/// The SDK's threads block all signals; a crash on one of them is to reach the handler that explains it.
+/// The SDK's threads block all signals. Keeps crash signals unblocked, so that `explainDeath` runs.
 extern "C" __attribute__((visibility("default"))) int pthread_sigmask(int how, const sigset_t* set,
                                                                       sigset_t* old) noexcept {
   sigset_t without;
@@ -443,7 +442,7 @@ int main(int argc, char** argv) {
   const rlimit none{};
   setrlimit(RLIMIT_CORE, &none);
   void* frame = nullptr;
-  backtrace(&frame, 1);  // loads what it needs
+  backtrace(&frame, 1);  // loads its libraries
   for (const int each : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGALRM}) signal(each, explainDeath);
   warmUpLibraries();
   const TemporaryFolder folder;
@@ -455,15 +454,15 @@ int main(int argc, char** argv) {
     if (allocationFails != nullptr) throw std::bad_alloc();
     demand(false, what);
   };
-  bool isComplete = waitFor(inChild(kPatienceSeconds, liveBefore)) == 0;
+  bool isComplete = waitFor(inChild(kTimeoutSeconds, runBefore)) == 0;
   const std::string wanted = optind < argc ? argv[optind] : "";
   for (const Scenario& scenario : scenarios) {
     if ((isOffline && scenario.usesNetwork) || (!wanted.empty() && wanted != scenario.name)) continue;
     if (optind + 2 < argc) {
-      live(folder.path, scenario, std::stoul(argv[optind + 1]), std::stoul(argv[optind + 2]));
+      run(folder.path, scenario, std::stoul(argv[optind + 1]), std::stoul(argv[optind + 2]));
     } else {
       isComplete = torture(folder.path, scenario, most) && isComplete;
     }
   }
-  return conclude(lives, "lives", wrong) == 0 && isComplete ? 0 : 1;
+  return conclude(runs, "runs", wrong) == 0 && isComplete ? 0 : 1;
 }

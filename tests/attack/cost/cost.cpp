@@ -1,6 +1,6 @@
-// What hostile bytes cost: processor time and memory a byte, for every reader and compiler of foreign bytes.
-// Prints a table and fails where a row is beyond its bound. Bounds are several times what is measured on an
-// idle machine; only processor time of this thread counts, so that a busy machine does not decide.
+// The cost of hostile bytes: processor time and memory per byte, for every reader and compiler of foreign
+// bytes. Prints a table and fails if a row exceeds its limit. Limits are several times the cost on an idle
+// machine; only processor time of this thread counts, so results do not depend on the machine's load.
 #include <time.h>
 
 #include <cstring>
@@ -49,8 +49,8 @@ struct Row {
   const char* shape;
   std::string input;
   Read read;
-  double nanosecondsAByte, bytesAByte;
-  double milliseconds = 5, kilobytes = 512;  ///< granted beside
+  double nanosecondsPerByte, bytesPerByte;
+  double milliseconds = 5, kilobytes = 512;  ///< allowed in addition
 };
 
 const Read json = [](const std::string& text) { ignore(JSONObjectWithData(text)); };
@@ -73,14 +73,14 @@ const Read dateText = [](const std::string& text) {
 const Read format = [](const std::string& text) { ignore(stringWithFormat(text, {7, "text"})); };
 const Read expression = [](const std::string& pattern) { ignore(RegularExpression(pattern)); };
 
-/// Matches the pattern against so many letters.
+/// Matches the pattern against a text of `letters` letters.
 Read matching(const char* pattern, std::size_t letters) {
   return [pattern, letters](const std::string& letter) {
     MatchBudget budget;
     ignore(RegularExpression(pattern).matches(repeated(letter, letters), budget));
   };
 }
-/// A question about a list that consists of the input, so many times.
+/// A query of a list with the input `times` times.
 Read question(std::size_t times) {
   return [times](const std::string& pattern) {
     TWConfigManager manager;
@@ -91,8 +91,7 @@ Read question(std::size_t times) {
   };
 }
 
-/// The merge of a decoded reply, as it runs on the main queue, with the archive on the disk. Its texts end in
-/// units of the same kind.
+/// Merges a decoded reply, as on the main queue, and writes the archive. Its texts are filled with `unit`.
 Row merge(const char* unit) {
   const auto reply = std::make_shared<Dictionary>();
   for (const auto& [key, count, bytes] : {std::tuple{"b_e", 2'000, 31},
@@ -114,7 +113,7 @@ Row merge(const char* unit) {
 }
 
 constexpr const char* kStart = "start";
-/// A start on an archive, up to the question whether to sync, which mends the archive.
+/// A start with an archive up to the decision to sync, which repairs the archive.
 Row start(const char* shape, int count, const std::function<Value(std::string)>& element) {
   Array list;
   for (int i = 0; i < count; ++i) list.addObject(element(std::to_string(i)));
@@ -126,7 +125,7 @@ Row start(const char* shape, int count, const std::function<Value(std::string)>&
   return {kStart, shape, file, read, 0, 1, 200, 64 << 10};
 }
 
-/// Those that need a machine with files.
+/// The rows that need a real file system.
 std::vector<Row> rowsWithFiles() {
   std::vector<Row> all;
   for (const char* unit : {"x", "\xC3\xA9", "|ab", "[ab]", "|(a)"}) all.push_back(merge(unit));
@@ -180,7 +179,7 @@ std::vector<Row> rows() {
       {"question", "570 × (?i)…", "(?i)" + repeated("[\\p{L}]", 448), question(570), 0, 0, 200, 16384},
       {"question", "20000 × (?i)[^a]", "(?i)[^a]", question(20000), 0, 0, 400, 65536},
   };
-  // Patterns as long as they may be: whatever they are made of, compiling one takes a bounded time.
+  // Patterns of maximum length: compiling any of them takes bounded time.
   for (const char* unit :
        {"a",          "(a)",     "a|",        "a*",     "(a)*",       "()*",       "(a?)+",   "a?+",
         "(ab){3,9}",  "a{1,10}", "a{0,9}",    "a{11,}", "[ab]",       "[^a]",      "[[a]]",   "[\\w-[a]]",
@@ -203,16 +202,17 @@ bool holds(const Row& row) {
   const double start = threadSeconds();
   try {
     row.read(row.input);
-  } catch (const Exception&) {  // a refusal, which may not cost more
+  } catch (const Exception&) {  // refused; the limits apply all the same
   }
   const double seconds = threadSeconds() - start;
   const auto peak = static_cast<double>(peakBytes - before);
-  const double secondsGranted = COST_SLOWER * (row.nanosecondsAByte * size * 1e-9 + row.milliseconds * 1e-3);
-  const double bytesGranted = row.bytesAByte * size + row.kilobytes * 1024;
-  const bool isWithin = seconds <= secondsGranted && peak <= bytesGranted;
+  const double secondsAllowed =
+      COST_SLOWER * (row.nanosecondsPerByte * size * 1e-9 + row.milliseconds * 1e-3);
+  const double bytesAllowed = row.bytesPerByte * size + row.kilobytes * 1024;
+  const bool isWithin = seconds <= secondsAllowed && peak <= bytesAllowed;
   std::printf("%-17s %-28s %8.0f B %9.2f of %7.0f ms %9.0f of %7.0f KB%s\n", row.reader, row.shape, size,
-              seconds * 1e3, secondsGranted * 1e3, peak / 1024, bytesGranted / 1024,
-              isWithin ? "" : "  BEYOND");
+              seconds * 1e3, secondsAllowed * 1e3, peak / 1024, bytesAllowed / 1024,
+              isWithin ? "" : "  EXCEEDED");
   return isWithin;
 }
 
@@ -221,12 +221,12 @@ bool holds(const Row& row) {
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const std::string wanted = argc > 1 ? argv[1] : "";
-  std::size_t count = 0, beyond = 0;
+  std::size_t count = 0, exceeded = 0;
   const auto check = [&](const std::vector<Row>& all) {
     for (const Row& row : all) {
       if (!wanted.empty() && wanted != row.reader) continue;
       ++count;
-      beyond += holds(row) ? 0 : 1;
+      exceeded += holds(row) ? 0 : 1;
     }
   };
   ignore(RegularExpression("[\\w\\p{L}](?i)[a-z]").isValid());  // reads ICU's data
@@ -237,5 +237,5 @@ int main(int argc, char** argv) {
   const auto platform = testing::TestingPlatform::install();
   platform->testFiles().setLibraryPath(std::nullopt);  // no archive is written
   check(rows());
-  return conclude(count, "costs", beyond);
+  return conclude(count, "costs", exceeded);
 }

@@ -1,7 +1,7 @@
-// io_torture [EVERY]: lives of an application in which the n-th call on its files fails, once or from then
-// on, or is the last before a power loss that takes what was not flushed. Takes every EVERY-th n only.
+// io_torture [EVERY]: runs an application in which the n-th file operation fails, once or permanently, or is
+// the last before a power loss, which discards unflushed data. Tries every EVERY-th n.
 //
-// This program defines the C library's functions for files; the libraries in it find these first.
+// This program defines the C library's file functions, which replace them for all libraries in the process.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -28,36 +28,36 @@ namespace fs = std::filesystem;
 using namespace tidewell;
 using namespace tidewell::attack;
 
-enum class Fault { once, fromThenOn, powerLoss };
-constexpr const char* kNames[] = {"once", "from then on", "power loss"};
+enum class Fault { once, permanent, powerLoss };
+constexpr const char* kNames[] = {"once", "permanently", "power loss"};
 
-/// Shared by this process and the lives it forks.
+/// Shared with the forked processes.
 struct Shared {
   Fault fault;
   int failing;                                   ///< the number of the call that fails
-  std::atomic<int> calls;                        ///< on files, so far
-  bool pushOptedOut, tokenKept, memoryWasRight;  ///< what the life was told
+  std::atomic<int> calls;                        ///< the file operations so far
+  bool pushOptedOut, tokenKept, memoryWasRight;  ///< the results reported by the library
 };
 Shared* shared = nullptr;
 std::string root;
-bool isTortured = false;
+bool isInjecting = false;
 
-/// The files that the life wrote: each as a descriptor, and up to where it was flushed.
-std::mutex writing;  ///< guards `written`, and is held for good once the power is gone
+/// The descriptors of all written files, each with its flushed length.
+std::mutex writing;  ///< guards `written`; stays locked after the power loss
 std::vector<std::pair<int, off_t>> written;
 
-/// Whether a path, or the file or folder of a descriptor, is below the root.
+/// Whether the path, or the path of the descriptor, is below the root.
 bool isBelowRoot(const char* path) {
-  return isTortured && std::strncmp(path, root.c_str(), root.size()) == 0;
+  return isInjecting && std::strncmp(path, root.c_str(), root.size()) == 0;
 }
 bool isBelowRoot(int descriptor) {
-  if (!isTortured) return false;
+  if (!isInjecting) return false;
   char path[4096] = "";
   const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
   return readlink(link.c_str(), path, sizeof path - 1) > 0 && isBelowRoot(path);
 }
 
-/// Whether a call on a file fails, which sets `errno`. At a power loss, cuts off what was not flushed.
+/// Whether a file operation fails; sets `errno` if so. At the power loss, discards unflushed data and exits.
 template <class File>
 bool fails(File file, int error) {
   if (!isBelowRoot(file)) return false;
@@ -69,7 +69,7 @@ bool fails(File file, int error) {
     _exit(status);
   }
   const bool isDue =
-      shared->fault == Fault::fromThenOn ? number >= shared->failing : number == shared->failing;
+      shared->fault == Fault::permanent ? number >= shared->failing : number == shared->failing;
   if (isDue) errno = error;
   return isDue;
 }
@@ -78,31 +78,31 @@ int call(long number, auto... arguments) { return static_cast<int>(syscall(numbe
 
 }  // namespace
 
-#define SHOWN extern "C" __attribute__((visibility("default")))
+#define EXPORT extern "C" __attribute__((visibility("default")))
 
-SHOWN int openat(int folder, const char* path, int flags, ...) {
+EXPORT int openat(int folder, const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = va_arg(arguments, mode_t);  // of no meaning where there is none
+  const mode_t mode = va_arg(arguments, mode_t);  // meaningless without O_CREAT
   va_end(arguments);
   if (path[0] == '/' ? fails(path, EMFILE) : fails(folder, EMFILE)) return -1;
   return call(SYS_openat, folder, path, flags, mode);
 }
-SHOWN int open(const char* path, int flags, ...) {
+EXPORT int open(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = va_arg(arguments, mode_t);
   va_end(arguments);
   return openat(AT_FDCWD, path, flags, mode);
 }
-SHOWN ssize_t write(int file, const void* bytes, size_t count) {
+EXPORT ssize_t write(int file, const void* bytes, size_t count) {
   if (fails(file, ENOSPC)) return -1;
   if (!isBelowRoot(file)) return syscall(SYS_write, file, bytes, count);
   const std::lock_guard guard(writing);
   written.emplace_back(dup(file), lseek(file, 0, SEEK_CUR));
   return syscall(SYS_write, file, bytes, count);
 }
-SHOWN int fsync(int file) {
+EXPORT int fsync(int file) {
   if (fails(file, EIO)) return -1;
   const std::lock_guard lock(writing);
   struct stat mine {};
@@ -113,47 +113,47 @@ SHOWN int fsync(int file) {
   }
   return call(SYS_fsync, file);
 }
-SHOWN int renameat(int from, const char* path, int to, const char* toPath) noexcept {
+EXPORT int renameat(int from, const char* path, int to, const char* toPath) noexcept {
   return fails(from, EIO) ? -1 : call(SYS_renameat2, from, path, to, toPath, 0);
 }
-SHOWN int rename(const char* path, const char* toPath) noexcept {
+EXPORT int rename(const char* path, const char* toPath) noexcept {
   return fails(path, EIO) ? -1 : call(SYS_renameat2, AT_FDCWD, path, AT_FDCWD, toPath, 0);
 }
-SHOWN int mkdir(const char* path, mode_t mode) noexcept {
+EXPORT int mkdir(const char* path, mode_t mode) noexcept {
   return fails(path, ENOSPC) ? -1 : call(SYS_mkdirat, AT_FDCWD, path, mode);
 }
-SHOWN int flock(int file, int operation) noexcept {
+EXPORT int flock(int file, int operation) noexcept {
   const bool isTaking = (operation & LOCK_UN) == 0;
   return isTaking && fails(file, ENOLCK) ? -1 : call(SYS_flock, file, operation);
 }
-SHOWN int unlinkat(int folder, const char* path, int flags) noexcept {
+EXPORT int unlinkat(int folder, const char* path, int flags) noexcept {
   return fails(folder, EROFS) ? -1 : call(SYS_unlinkat, folder, path, flags);
 }
-SHOWN int fchmod(int file, mode_t mode) noexcept {
+EXPORT int fchmod(int file, mode_t mode) noexcept {
   return fails(file, EIO) ? -1 : call(SYS_fchmod, file, mode);
 }
-SHOWN DIR* fdopendir(int folder) {
+EXPORT DIR* fdopendir(int folder) {
   static const auto list = reinterpret_cast<DIR* (*)(int)>(dlsym(RTLD_NEXT, "fdopendir"));
   return fails(folder, ENOMEM) ? nullptr : list(folder);
 }
 
 namespace {
 
-std::mutex saying;  ///< guards `said`
-std::string said;   ///< the lines of the log
+std::mutex logging;  ///< guards `logged`
+std::string logged;  ///< the lines of the log
 
-/// Whether the log has these words since the last call.
-bool saidOf(std::string_view words) {
-  const std::lock_guard lock(saying);
-  return std::exchange(said, {}).find(words) != std::string::npos;
+/// Whether the lines logged since the last call contain the text.
+bool hasLogged(std::string_view words) {
+  const std::lock_guard lock(logging);
+  return std::exchange(logged, {}).find(words) != std::string::npos;
 }
 
 void install() {
   posix::Options options = optionsFor(root);
-  options.mainLoop = posix::MainLoop::host;  // nothing runs on the main queue: a start asks no server
+  options.mainLoop = posix::MainLoop::host;  // the main queue never runs, so a start sends no request
   options.consoleSink = [](std::string_view line) {
-    const std::lock_guard lock(saying);
-    said.append(line) += '\n';
+    const std::lock_guard lock(logging);
+    logged.append(line) += '\n';
   };
   posix::install(options);
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
@@ -162,14 +162,14 @@ void install() {
 platform::UserDefaults& defaults() { return platform::Platform::current().standardUserDefaults(); }
 TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
 
-/// A start, an opt-out and a user default. What the life is told of their success is left in `shared`.
-int live() {
+/// Starts the SDK and stores an opt-out and a user default. Leaves the reported results in `shared`.
+int run() {
   install();
-  isTortured = true;
+  isInjecting = true;
   TidewellCore::sharedInstance().initializeWithAppID("A");
-  saidOf("");
+  hasLogged("");
   config().setUserPushNotificationOptedOut(true);
-  shared->pushOptedOut = !saidOf("The configuration");
+  shared->pushOptedOut = !hasLogged("The configuration");
   TWKeychain::save("other", "secret");
   defaults().setObject(std::string(6000, 't'), "token");
   shared->tokenKept = defaults().synchronize();
@@ -178,35 +178,34 @@ int live() {
 }
 
 int wrong(const char* what) {
-  std::printf("not so: %s\n", what);
+  std::printf("check failed: %s\n", what);
   return 1;
 }
 
-/// The next life: what it finds, and what it leaves after a write.
+/// Checks in a later process what is on disk, and that it can write.
 int check() {
   const fs::path container = fs::path(root) / "org.example.attack/Library";
   for (const auto& each : fs::recursive_directory_iterator(container)) {
-    if (each.path().extension() == ".corrupt") return wrong("a file of the life before is whole");
+    if (each.path().extension() == ".corrupt") return wrong("a file of the earlier process is intact");
   }
   install();
-  if (shared->pushOptedOut && config().isUserPushEnabled())
-    return wrong("an opt-out that was written is found");
-  if (config().isDataTrackingEnabled()) return wrong("the opt-out of an earlier life is found");
+  if (shared->pushOptedOut && config().isUserPushEnabled()) return wrong("a stored opt-out is found");
+  if (config().isDataTrackingEnabled()) return wrong("an earlier opt-out is found");
   const base::Value token = defaults().objectForKey("token");
   if (token.isNil() ? shared->tokenKept : token.length() != 6000)
-    return wrong("a user default that was written is found whole");
+    return wrong("a stored user default is found intact");
   if (defaults().objectForKey("earlier") != base::Value("kept"))
     return wrong("an earlier user default is found");
   if (TWKeychain::load("io") != base::Value("secret")) return wrong("an earlier secret is found");
   config().setUserInAppNotificationOptedOut(true);
   defaults().setObject(1, "next");
-  if (!defaults().synchronize()) return wrong("the next life can write");
+  if (!defaults().synchronize()) return wrong("the next process can write");
   for (const auto& each : fs::recursive_directory_iterator(container)) {
     const std::string name = each.path().filename();
     if (name.ends_with(".tmp") || name.find(".change-") != std::string::npos)
-      return wrong((name + " is gone after the next write").c_str());
+      return wrong((name + " is removed by the next write").c_str());
   }
-  return !saidOf("corrupt") ? 0 : wrong("the archive of the life before is whole");
+  return !hasLogged("corrupt") ? 0 : wrong("the archive of the earlier process is intact");
 }
 
 }  // namespace
@@ -225,22 +224,21 @@ int main(int argc, char** argv) {
     return defaults().synchronize() ? 0 : 1;
   }));
   root = folder.path + "/data";
-  std::size_t lives = 0, faults = 0;
-  for (const Fault fault : {Fault::once, Fault::fromThenOn, Fault::powerLoss}) {
-    for (int n = 1;; n += every, ++lives) {
+  std::size_t runs = 0, faults = 0;
+  for (const Fault fault : {Fault::once, Fault::permanent, Fault::powerLoss}) {
+    for (int n = 1;; n += every, ++runs) {
       fs::remove_all(root);
       fs::copy(folder.path + "/seed", root, fs::copy_options::recursive);
       new (shared) Shared{fault, n, {0}, false, false, false};
-      const int status = waitFor(inChild(60, live));
+      const int status = waitFor(inChild(60, run));
       const int next = waitFor(inChild(60, check));
       if (status != 0 || next != 0 || (fault != Fault::powerLoss && !shared->memoryWasRight)) {
         ++faults;
-        std::printf("call %d, %s: the life ended with %d, the next one with %d%s\n", n,
-                    kNames[static_cast<int>(fault)], status, next,
-                    shared->memoryWasRight ? "" : ", memory was wrong");
+        std::printf("call %d, %s: exit status %d, next process %d%s\n", n, kNames[static_cast<int>(fault)],
+                    status, next, shared->memoryWasRight ? "" : ", wrong answers before the exit");
       }
       if (shared->calls < n) break;
     }
   }
-  return conclude(lives, "lives", faults);
+  return conclude(runs, "runs", faults);
 }

@@ -1,7 +1,7 @@
 // Random calls of the whole public interface from many threads: storm SECONDS [SEED]
 //
-// Looks for crashes, hangs, exceptions other than `base::Exception`, and what the sanitizers report; answers
-// do not count. The seed gives each thread its calls; their interleaving is the system's.
+// Looks for crashes, hangs, exceptions other than `base::Exception`, and sanitizer reports; answers are not
+// checked. The seed determines the calls of each thread, but not their interleaving.
 
 #include <array>
 #include <atomic>
@@ -37,14 +37,14 @@ using Activity = platform::NSUserActivity;
 using Navigation = platform::UINavigationController;
 
 constexpr int kThreads = 16;
-/// How long the program may take beyond its time before it counts as hanging.
+/// How many seconds the program may overrun before it counts as hanging.
 constexpr int kLongestEnd = 60;
-/// What has no end of its own in a process is made so often only.
+/// Limit for objects that live until the process ends.
 constexpr int kMostMade = 400;
-/// Requests under way: the backend is slower than sixteen threads.
+/// Limit for requests in flight, since the backend is slower than sixteen threads.
 constexpr int kMostRequests = 32;
 
-/// One thread's choices.
+/// The random choices of one thread.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : numbers_(seed) {}
@@ -71,7 +71,7 @@ class Random {
   std::mt19937_64 numbers_;
 };
 
-/// A few things that all threads share, and replace by new ones. What is replaced dies outside the lock.
+/// A few objects that all threads share and replace. Replaced objects are destroyed outside the lock.
 template <class T>
 class Shelf {
  public:
@@ -91,7 +91,7 @@ class Shelf {
 
 struct HostsOwn {};
 
-/// A proxied delegate that is an interceptor, too, would hear of itself without end: none is both.
+/// No object is both proxied delegate and interceptor, since it would receive its own messages endlessly.
 class Listener : public platform::UIApplicationDelegate {
  public:
   explicit Listener(bool mayIntercept) : mayIntercept_(mayIntercept) {}
@@ -102,7 +102,7 @@ class Listener : public platform::UIApplicationDelegate {
     handler(platform::UIBackgroundFetchResult::newData);
   }
   void didRegisterForRemoteNotifications(UIApplication&, const base::Data&) override { throw HostsOwn(); }
-  /// Comes back into the registry during a walk.
+  /// Registers an interceptor during a dispatch.
   void touch() {
     if (++calls % 3 == 0 && mayIntercept_)
       ignore(Swizzler::registerAppDelegateInterceptor(weak_from_this().lock()));
@@ -113,7 +113,7 @@ class Listener : public platform::UIApplicationDelegate {
   const bool mayIntercept_;
 };
 
-// What the threads share.
+// Shared by the threads.
 testing::StandInBackend* backend = nullptr;
 Shelf<Ref> listeners, delegates;
 Shelf<std::shared_ptr<Tank>> tanks;
@@ -127,7 +127,8 @@ const std::string kClassNames[] = {"StormA", "StormB", "StormC"};
 
 bool isBusy() { return requestsUnderWay >= kMostRequests; }
 
-/// One of the requests under way, until its last copy goes: a request may raise before it has a completion.
+/// Counts one request in flight until the last copy is destroyed; a request may raise before it has a
+/// completion.
 std::shared_ptr<void> slot() {
   ++requestsUnderWay;
   return {nullptr, [](void*) { --requestsUnderWay; }};
@@ -163,7 +164,7 @@ constexpr const char* kReplies[] = {
     R"({"f_e":["buy"],"d_t_w_e":["consent"],"p_f_t":120})",
     "{}"};
 
-/// A call, and how often it comes among the others: those that wait for disk or network come less often.
+/// A call and its relative frequency, which is lower for calls that wait for disk or network.
 struct Call {
   const char* name;
   int weight;
@@ -253,7 +254,7 @@ std::vector<Call> calls{
     {"format", 1, [](Random& r) { TWLogger::setFormat(r.coin() ? "Storm - %@ %@" : "%@", r.below(3)); }},
     {"severity", 1, [](Random& r) { TWLogger::setMinimumSeverity(r.below(6)); }},
     {"defaults of a suite", 2, setDefaults},
-    // The delegate and presentation.
+    // Delegate and presentation.
     {"new listener", 4, [](Random& r) { listeners.put(r, runtime::make<Listener>(true)); }},
     {"new delegate", 2, [](Random& r) { delegates.put(r, runtime::make<Listener>(false)); }},
     {"register", 8, registerInterceptor},
@@ -307,8 +308,8 @@ std::vector<Call> calls{
     {"properties", 1, [](Random&) { ignore(runtime::make<Tank>()->dictionaryWithProperties()); }},
 };
 
-/// The operations of the guest programs, whose answers do not count here. What has no end of its own in a
-/// process comes so often only.
+/// Adds the operations of the guest programs without checking their answers. Those whose objects live until
+/// the process ends are limited.
 void addGuestOperations() {
   guest::onFailedRequirement = [](const char*) {};
   for (const guest::Operation& each : guest::kOperations) {
@@ -329,7 +330,7 @@ struct Worker {
 std::array<Worker, kThreads> workers;
 
 void explainHang(int) {
-  dprintf(STDERR_FILENO, "storm: not at its end %d s after its time\n", kLongestEnd);
+  dprintf(STDERR_FILENO, "storm: still running %d s after the time limit\n", kLongestEnd);
   for (const Worker& worker : workers)
     if (const char* const call = worker.call) dprintf(STDERR_FILENO, "storm: a thread is in \"%s\"\n", call);
   _exit(2);
@@ -346,7 +347,7 @@ void work(Worker& worker, std::uint64_t seed, const std::atomic<bool>& ends) {
     try {
       call.run(random);
     } catch (const base::Exception&) {
-      ++worker.raised;  // a misuse that is answered
+      ++worker.raised;  // reports a misuse
     } catch (const HostsOwn&) {
     }
   }
@@ -356,7 +357,7 @@ void work(Worker& worker, std::uint64_t seed, const std::atomic<bool>& ends) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // the seed is to be seen when the program crashes
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // shows the seed even if the program crashes
   const std::size_t seconds = argc > 1 ? std::stoul(argv[1]) : 60;
   const std::size_t seed = argc > 2 ? std::stoul(argv[2]) : std::random_device()();
   std::printf("storm: %zu s, seed %zu\n", seconds, seed);
@@ -385,5 +386,5 @@ int main(int argc, char** argv) {
   std::printf("storm: %zu exceptions, %zu requests\n", raised, standIn.requestCount());
   const int status = attack::conclude(made, "calls", standIn.requestCount() > 0 ? 0 : 1);
   folder.~TemporaryFolder();
-  std::_Exit(status);  // what is on shelves and queues stays as it is
+  std::_Exit(status);  // shared objects and queued work are not destroyed
 }

@@ -36,15 +36,15 @@ namespace tidewell::guest {
 inline TidewellCore& core() { return TidewellCore::sharedInstance(); }
 inline TWConfigManager& config() { return TWConfigManager::sharedInstance(); }
 
-/// If not null, called instead of ending the program: for programs in which a requirement may fail.
+/// If not null, called instead of ending the program, for programs in which a requirement may fail.
 inline void (*onFailedRequirement)(const char* what) = nullptr;
 
-/// Ends the program at once unless the condition holds. Raises nothing and calls no `exit`, because the
-/// process may be ending already.
+/// Ends the program immediately unless the condition holds. Uses neither exceptions nor `exit`, because the
+/// process may already be exiting.
 inline void require(bool condition, const char* what) {
   if (condition) return;
   if (onFailedRequirement != nullptr) return onFailedRequirement(what);
-  std::fprintf(stderr, "wrong: %s\n", what);
+  std::fprintf(stderr, "failed: %s\n", what);
   std::_Exit(9);
 }
 
@@ -53,7 +53,7 @@ inline std::string letters(std::initializer_list<bool> answers) {
   for (const bool each : answers) text += each ? 'y' : 'n';
   return text;
 }
-/// The ten gates, as letters.
+/// The ten gates, one letter each.
 inline std::string gates() {
   const TWConfigManager& asked = config();
   return letters({asked.isAccountActive(), asked.isInAppServiceActive(), asked.isGeofenceServiceActive(),
@@ -77,7 +77,7 @@ class Hearer : public platform::UIApplicationDelegate {
 };
 
 inline constinit const runtime::Message<std::int64_t()> kLevel{"level"};
-/// An object with a property, which it raises as an observer.
+/// An object with a property that it increments when notified as an observer.
 class Tank : public runtime::Subclass<Tank, TWModelObject> {
  public:
   std::int64_t level() const { return level_; }
@@ -99,8 +99,8 @@ struct Operation {
   void (*run)();
 };
 
-/// The public operations, grouped by what they lock. They check what depends neither on the machine, nor on
-/// a reply that may come meanwhile, nor on another thread.
+/// The public operations, grouped by the locks they take. Their checks do not depend on the system, on
+/// replies, or on other threads.
 inline constexpr Operation kOperations[] = {
     {"merge",
      [] {
@@ -243,7 +243,7 @@ inline constexpr Operation kOperations[] = {
      }},
 };
 
-/// The operations of these names, in the order of `kOperations`; all without names.
+/// The operations with these names, in the order of `kOperations`; all if no name is given.
 inline void use(std::initializer_list<std::string_view> names = {}) {
   for (const Operation& each : kOperations) {
     bool isNamed = names.size() == 0;

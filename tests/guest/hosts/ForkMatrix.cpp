@@ -17,13 +17,13 @@ namespace tidewell::guest {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-/// SIGALRM ends a child that lives longer, on however busy a machine: it hangs.
-constexpr unsigned kPatienceSeconds = 30;
+/// A child that runs longer hangs, even on a busy machine; SIGALRM ends it.
+constexpr unsigned kTimeoutSeconds = 30;
 
 posix::PosixPlatform* platformOfPair = nullptr;
 platform::Queue& mainQueue() { return platformOfPair->mainQueue(); }
 
-/// A closure's last reference: its destructor is the host's code, and calls the SDK.
+/// Held by a closure; its destructor is host code that calls the SDK.
 struct Farewell {
   ~Farewell() { use({"interceptors", "objects"}); }
 };
@@ -44,16 +44,16 @@ struct Pair {
   Way way;
 };
 
-/// One process with a thread that does the parent's operation over and over, and three children: the first
-/// status that is not 0.
-int live(const Pair& pair, unsigned seed) {
+/// Runs a process with a thread that repeats the parent's operation, and three children. Returns the first
+/// exit status that is not 0.
+int runPair(const Pair& pair, unsigned seed) {
   platformOfPair = posix::install(hostOptions());
   require(platformOfPair != nullptr, "installation");
   static std::atomic<int> done{-1};
   std::thread([&pair] {
     for (done = 0;; ++done) {
       pair.parent.run();
-      if (done > 20'000) usleep(1000);  // what no thread drains must not fill the memory
+      if (done > 20'000) usleep(1000);  // bounds the queue's memory while no thread drains it
     }
   }).detach();
   std::mt19937 random(seed);
@@ -61,15 +61,15 @@ int live(const Pair& pair, unsigned seed) {
   for (const unsigned longest : {20u, 200u, 2000u}) {
     const auto instant = Clock::now() + std::chrono::microseconds(random() % longest);
     while (Clock::now() < instant) continue;
-    mainQueue().async([] {});  // beside a thread that may wait for it
+    mainQueue().async([] {});  // while a thread may wait for the queue
     std::atomic<bool> isDone{false};
     int status = 0;
     const auto runChild = [&] { return pair.child.run(), 0; };
     const auto forkAndWait = [&] {
-      status = waitFor(inChild(kPatienceSeconds, [&] {
+      status = waitFor(inChild(kTimeoutSeconds, [&] {
         if (pair.way != kSecondFork) return runChild();
-        addFarewell();  // what waits in the child is neither run nor destroyed in its own child
-        return waitFor(inChild(kPatienceSeconds, runChild));
+        addFarewell();  // a pending function is neither run nor destroyed in the grandchild
+        return waitFor(inChild(kTimeoutSeconds, runChild));
       }));
       isDone = true;
     };
@@ -84,8 +84,8 @@ int live(const Pair& pair, unsigned seed) {
 }  // namespace
 
 std::string forkMatrix(const std::string& arguments) {
-  alarm(0);  // each child has a limit of its own
-  int seconds = 0, wrong = 0;
+  alarm(0);  // each child sets its own alarm
+  int seconds = 0, failed = 0;
   unsigned seed = 1;
   std::string only;
   std::getline(std::istringstream(arguments) >> seconds >> seed >> std::ws, only);
@@ -105,14 +105,14 @@ std::string forkMatrix(const std::string& arguments) {
   unsigned number = 0;
   for (; seconds > 0 ? Clock::now() < end : number < pairs.size(); ++number) {
     const Pair& each = pairs[number % pairs.size()];
-    const int status = waitFor(inChild(10 * kPatienceSeconds, [&] { return live(each, seed + number); }));
+    const int status = waitFor(inChild(10 * kTimeoutSeconds, [&] { return runPair(each, seed + number); }));
     std::filesystem::remove_all(folder);
     if (status == 0) continue;
-    ++wrong;
+    ++failed;
     std::printf("status %d: parent/child: %s/%s, way %d\n", status, each.parent.name, each.child.name,
                 each.way);
   }
-  require(wrong == 0, "the pairs above");
+  require(failed == 0, "the pairs above");
   return std::to_string(number) + " of " + std::to_string(pairs.size()) + " pairs";
 }
 

@@ -4,10 +4,10 @@
 
 namespace tidewell::guest {
 
-/// Every operation in the child of a fork, beside every operation in another thread of its parent: "SECONDS
-/// SEED [PARENT/CHILD]"; without seconds all pairs once. Each pair has a process of its own, so that first
-/// uses are among the instants; the calling one must have none of the library's threads. Prints each pair
-/// whose child does not end well, and ends the program then. Returns how many pairs there were.
+/// Runs every operation in a forked child while another thread of the parent runs every operation: "SECONDS
+/// SEED [PARENT/CHILD]"; without seconds, all pairs once. Each pair runs in a new process, so that first uses
+/// are covered; the caller must not have started any thread of the library. Prints each pair whose child
+/// fails and exits at the end if there was one. Returns the number of pairs.
 std::string forkMatrix(const std::string& arguments);
 
 }  // namespace tidewell::guest

@@ -13,7 +13,7 @@ inline std::string variable(const char* name) {
   return value != nullptr ? value : "";
 }
 
-/// What the host programs install: the backend that their environment names.
+/// The platform options of the host programs, with the backend named in the environment.
 inline posix::Options hostOptions() {
   posix::Options made;
   made.bundleIdentifier = "org.example.life";

@@ -1,4 +1,4 @@
-// A host with a libcurl and an OpenSSL of its own: `guest_curl host-first|sdk-first|at-once`.
+// A host that uses libcurl and OpenSSL itself: `guest_curl host-first|sdk-first|at-once`.
 #include <curl/curl.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -15,7 +15,7 @@ using guest::require;
 
 namespace {
 
-/// A request of the host's own.
+/// A request made by the host.
 void fetch() {
   CURL* const curl = curl_easy_init();
   curl_slist* const address = curl_slist_append(
@@ -62,7 +62,7 @@ int main(int, char** argv) {
   useSdk();
   if (order == "at-once") other.join();
   if (order == "sdk-first") other.join(), useOwn();
-  // The host keeps an error on its queue, and forbids itself what FIPS providers lack, such as MD5.
+  // The host leaves an error in its OpenSSL queue and disables non-FIPS algorithms such as MD5.
   EVP_set_default_properties(nullptr, "fips=yes");
   ERR_raise(ERR_LIB_USER, 42);
   guest::use({"defaults", "device", "texts", "keychain", "dates"});
@@ -70,7 +70,7 @@ int main(int, char** argv) {
   EVP_set_default_properties(nullptr, "");
   require(ERR_GET_REASON(ERR_peek_last_error()) == 42, "the host's error");
   require(SSL_CTX_get_min_proto_version(own) == TLS1_3_VERSION, "the host's settings");
-  // The host no longer needs libcurl; the SDK does.
+  // The host is done with libcurl; the SDK is not.
   curl_global_cleanup();
   sendAndWait(5);
   curl_global_init(CURL_GLOBAL_DEFAULT);

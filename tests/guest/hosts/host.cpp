@@ -1,5 +1,5 @@
-// The host of most tests of a process: `guest_host COMMANDS…` installs the platform, then does each command,
-// and each line of standard input, and answers each with a line. Ends by returning from `main`.
+// The host program of most process tests: `guest_host COMMANDS…` installs the platform, then executes each
+// command and each line of standard input, and answers each with a line. Exits by returning from `main`.
 //
 // The environment chooses: HOST_UNINSTALLED leaves the installation to the command `install`, HOST_DEBUG logs
 // everything; HostOptions.h reads the others.
@@ -33,16 +33,16 @@ using guest::config;
 using guest::core;
 using guest::require;
 
-/// How often a file of the application was opened, and the seconds that the wall clock is ahead. This program
-/// defines some of the C library's functions itself; the libraries in it find those first.
+/// The number of opened application files, and the offset of the wall clock in seconds. This program defines
+/// some C library functions, which all libraries in the process use.
 std::atomic<int> opens{0};
 std::atomic<std::int64_t> wallClockStep{0};
 
 posix::PosixPlatform* machine = nullptr;
-/// The answer to the command that is being done.
+/// The answer to the current command.
 std::string answer;
 
-/// Counts of what the library's threads report.
+/// Counters set by the library's threads.
 std::atomic<int> drained{0}, fetched{0}, ended{0}, succeeded{0}, completed{0}, images{0};
 void add(std::atomic<int>& count) { ++count, count.notify_all(); }
 void waitFor(std::atomic<int>& count, int least) {
@@ -54,7 +54,7 @@ void install() {
   require(machine != nullptr, "installation");
 }
 
-/// Returns when everything that is on the queue now has run.
+/// Waits until every function now on the queue has run.
 void drain(platform::Queue& queue) {
   const int before = drained;
   queue.async([] { add(drained); });
@@ -83,7 +83,7 @@ void fetch() {
   waitFor(fetched, 1);
 }
 
-/// Sends a request with the parameters of its service: whether it succeeded, and the class of the reply.
+/// Sends a request with the parameters of its service. Returns whether it succeeded, and the reply's class.
 void call(TWService service, const std::string& component) {
   base::Dictionary body{{"query_params", TWNetworkUtils::getQueryParamsBodyDictForService(service)}};
   if (service == TWServiceSendLogs) {
@@ -102,7 +102,7 @@ void call(TWService service, const std::string& component) {
   waitFor(completed, before + 1);
 }
 
-/// Everything that the configuration answers, as one line of JSON.
+/// All answers of the configuration as one line of JSON.
 std::string answers() {
   const TWConfigManager& asked = config();
   const base::Array numbers{asked.getInboxDefaultExpiry(),          asked.getPeriodicSyncDuration(),
@@ -118,14 +118,14 @@ std::string answers() {
       asked.getLogEntriesToken(), std::int64_t{asked.getDataRedirectionRegion()}});
 }
 
-/// On one line.
+/// As one line.
 std::string shown(const base::Value& value) {
   std::string text = value.isNil() ? "nil" : value.description();
   std::replace(text.begin(), text.end(), '\n', ' ');
   return text;
 }
 
-/// Merges 200 records whose properties all carry one number, and prints it after each.
+/// Merges 200 records in which all properties have the same number, and prints the number after each.
 void merge(int first) {
   for (int number = first; number < first + 200; ++number) {
     const std::string text = std::to_string(number);
@@ -135,18 +135,18 @@ void merge(int first) {
   }
 }
 
-/// Does something over and over in a thread that is never joined.
+/// Repeats a function forever in a detached thread.
 template <class Function>
-void goOnWith(Function function) {
+void repeatForever(Function function) {
   std::thread([function] {
     for (int i = 0;; ++i) function(i);
   }).detach();
 }
 
-/// Requests, log lines and merges that do not end.
-void beBusy() {
-  goOnWith([](int) { guest::use({"log"}), usleep(200); });
-  goOnWith([](int i) {
+/// Endless requests, log lines and merges.
+void startBusyWork() {
+  repeatForever([](int) { guest::use({"log"}), usleep(200); });
+  repeatForever([](int i) {
     config().updateConfigFromResponse(base::Dictionary{{"e_b_c", i},
                                                        {"b_uid_r", base::Array{"[0-9]+" + std::to_string(i)}},
                                                        {"le_s", "allowed"},
@@ -162,20 +162,20 @@ void useAtEnd(const char* where) {
   std::printf("used by %s\n", where);
   std::fflush(stdout);
 }
-/// Made before `main`, so it is destroyed after all that the library and those below it have registered.
+/// Constructed before `main`, so destroyed after everything registered by the SDK and its dependencies.
 struct Static {
   ~Static() { useAtEnd("a static destructor"); }
 } const aStatic;
 
-void end(const std::string& way) {
+void exitBy(const std::string& way) {
   if (way == "exit") exit(7);
   if (way == "quick_exit") quick_exit(7);
   std::thread([] { exit(7); }).detach();
   for (;;) pause();
 }
 
-/// In the child of a fork: answers come from the record, and what needs a thread ends at once.
-void beChild() {
+/// For a forked child: answers come from the record, and operations that need a thread fail immediately.
+void checkChild() {
   require(guest::gates().substr(0, 9) == "ynyynyyyy", "the child's gates");
   require(config().isEventBlackListed("spam"), "the child's lists");
   for (int i = 0; i < 3; ++i) {
@@ -191,24 +191,24 @@ void beChild() {
   require(!config().isUserInAppEnabled(), "the child's opt-out");
 }
 
-/// Children forked at any instant of a busy process.
-void forks(int count) {
-  goOnWith([](int) {
+/// Forks children at random times in a busy process.
+void forkChildren(int count) {
+  repeatForever([](int) {
     config().setDataTrackingOptedOut(false);
     TWCoreUtils::saveDeviceToken("token");
     guest::use({"texts", "dates", "log"});
   });
   for (int i = 0; i < count; ++i) {
     send(1);
-    require(tidewell::waitFor(inChild(100, [i] { return beChild(), i % 2 == 0 ? 0 : (exit(0), 0); })) == 0,
+    require(tidewell::waitFor(inChild(100, [i] { return checkChild(), i % 2 == 0 ? 0 : (exit(0), 0); })) == 0,
             "a child");
   }
   waitFor(ended, sent);
   require(succeeded == sent, "the parent's requests");
 }
 
-/// Threads that are cancelled at any instant of any operation. Needs HOST_LOOP.
-void cancels(int count) {
+/// Cancels threads at random times during each operation. Needs HOST_LOOP.
+void cancelThreads(int count) {
   std::mt19937 random(1);
   for (int i = 0; i < count; ++i) {
     std::thread thread([i] {
@@ -227,7 +227,7 @@ void cancels(int count) {
   require(machine->runMainQueue(std::chrono::milliseconds(0)) > 0, "the main queue");
 }
 
-/// All operations on a thread with so small a stack.
+/// Runs all operations on a thread with a small stack.
 void useOnStack(std::size_t bytes) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
@@ -241,7 +241,7 @@ std::int64_t allocatedBytes() {
   return static_cast<std::int64_t>(heap.uordblks + heap.hblkhd);
 }
 
-/// What careless code would let depend on the locale.
+/// Texts that careless code would make depend on the locale.
 std::string localizedTexts() {
   return *TWCoreUtils::getJSONStringFromDictionary(base::Dictionary{{"n", 1234567.25}, {"I", "Iıİi"}}) +
          base::Value(1234567.25).description() +
@@ -250,7 +250,7 @@ std::string localizedTexts() {
                                             {"f", 1234567, "m", "t"}));
 }
 
-/// What stands before and after the first blank.
+/// The text before and after the first blank.
 std::pair<std::string, std::string> split(const std::string& text) {
   const auto blank = std::min(text.find(' '), text.size());
   return {text.substr(0, blank), text.substr(std::min(blank + 1, text.size()))};
@@ -262,11 +262,11 @@ void store(const std::string& key, const base::Value& value) {
   defaults().synchronize();
 }
 
-/// A command takes the rest of its line, and may set `answer`.
+/// A command receives the rest of its line and may set `answer`.
 const std::map<std::string, void (*)(const std::string&)> kCommands{
     {"install", [](auto&) { install(); }},
     {"drain", [](auto&) { drain(machine->mainQueue()); }},
-    {"busy", [](auto&) { beBusy(); }},
+    {"busy", [](auto&) { startBusyWork(); }},
     {"use", [](auto&) { guest::use(); }},
     {"use-at-end",
      [](auto&) {
@@ -274,7 +274,7 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
        std::atexit([] { useAtEnd("a handler"); });
        std::at_quick_exit([] { useAtEnd("a quick handler"); });
      }},
-    {"exit", [](auto& way) { end(way); }},
+    {"exit", [](auto& way) { exitBy(way); }},
 
     {"start", [](auto& id) { core().initializeWithAppID(id); }},
     {"await",
@@ -354,11 +354,11 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
     {"setenv", [](auto& name) { setenv(name.c_str(), "/nowhere", 1); }},
     {"locale", [](auto&) { answer = std::setlocale(LC_ALL, nullptr); }},
     {"localized", [](auto&) { answer = localizedTexts(); }},
-    {"fork", [](auto& count) { forks(std::stoi(count)); }},
+    {"fork", [](auto& count) { forkChildren(std::stoi(count)); }},
     {"fork-matrix", [](auto& text) { answer = guest::forkMatrix(text); }},
-    {"cancel", [](auto& count) { cancels(std::stoi(count)); }},
+    {"cancel", [](auto& count) { cancelThreads(std::stoi(count)); }},
     {"stack", [](auto& bytes) { useOnStack(std::stoul(bytes)); }},
-    // The barrier with which writers of snapshots spare readers theirs.
+    // The barrier of snapshot writers, which saves readers a barrier.
     {"refuse-barrier", [](auto&) { require(refuseSystemCall(SYS_membarrier, EPERM), "a sandbox"); }},
 };
 

@@ -1,4 +1,4 @@
-// A program that links nothing of the SDK and loads plug-ins which do: `guest_loader CASE PLUGIN PLUGIN`.
+// A program that does not link the SDK but loads plug-ins that do: `guest_loader CASE PLUGIN PLUGIN`.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -17,7 +17,7 @@ int main(int, char** argv) {
     if (handles[i] == nullptr) return std::fprintf(stderr, "%s\n", dlerror()), 9;
     plugins[i] = reinterpret_cast<Entry*>(dlsym(handles[i], "pluginCall"));
   }
-  if (argv[1] == std::string("twice")) {  // both install a platform and start the SDK, at once
+  if (argv[1] == std::string("twice")) {  // both install a platform and start the SDK at the same time
     int first[2] = {};
     std::thread other([&] { first[1] = plugins[1]("start"); });
     first[0] = plugins[0]("start");

@@ -1,4 +1,4 @@
-// A plug-in that brings the SDK into a program that knows nothing of it. Built twice.
+// A plug-in that loads the SDK into a program that does not link it. Built twice.
 #include <atomic>
 #include <cstdio>
 #include <string_view>
@@ -12,7 +12,7 @@ using namespace tidewell;
 
 extern "C" __attribute__((visibility("default"))) int pluginCall(const char* command);
 
-/// "start" returns whether this plug-in's platform is in force.
+/// "start" returns whether this plug-in's platform was installed.
 int pluginCall(const char* command) {
   if (command == std::string_view("start")) {
     const bool first = posix::install(guest::hostOptions()) != nullptr;

@@ -1,5 +1,5 @@
-// An installed desktop platform must open a window with a page in it: it finds its browser where it was put.
-// The page cannot be reached, so the browser says so.
+// An installed desktop platform must find its browser and open a page in a window. The page is unreachable,
+// so the browser shows an error.
 #include <gtk/gtk.h>
 
 #include <cstdio>
@@ -23,14 +23,14 @@ int main() {
   tidewell::desktop::Options options;
   options.posix.bundleIdentifier = "org.example.host";
   options.posix.version = "1.0";
-  options.posix.proxy = "127.0.0.1:1";  // where nothing listens
+  options.posix.proxy = "127.0.0.1:1";  // a closed port
   auto* const platform = tidewell::desktop::install(options);
   if (platform == nullptr) return 1;
   platform->presenter().showBrowser(*tidewell::base::Url::URLWithString("https://shop.example/"), {}, {});
   g_timeout_add(
       20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
   GListModel* const windows = gtk_window_get_toplevels();
-  for (;;) {  // the script that runs this program ends it in the end
+  for (;;) {  // ended by the calling script
     for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
       g_autoptr(GtkWidget) window = static_cast<GtkWidget*>(g_list_model_get_item(windows, i));
       if (!shows(window, "The page could not be loaded")) continue;

@@ -1,5 +1,5 @@
-// environment ROOT CA-FILE PROXY: prints what the library takes from its environment, "-" for what is empty.
-// Tests give this program raised rights.
+// environment ROOT CA-FILE PROXY: prints what the library reads from its environment, "-" for empty values.
+// A test also runs it set-group-ID.
 #include "tidewell/posix/internal/Environment.h"
 
 #include <unistd.h>
@@ -28,5 +28,5 @@ int main(int, char** arguments) {
     print(std::getenv(name) ? std::getenv(name) : "");
   }
   std::fflush(stdout);
-  _exit(0);  // a leak checker cannot look at a process with raised rights
+  _exit(0);  // a leak checker cannot inspect a privileged process
 }

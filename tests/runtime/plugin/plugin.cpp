@@ -1,5 +1,5 @@
-// A plug-in of a host, built twice (PLUGIN_NUMBER 1 and 2) with hidden visibility and without run-time type
-// information and exceptions: what it declares must work in the host, and stay when it is closed.
+// A plug-in, built twice (PLUGIN_NUMBER 1 and 2) with hidden visibility and without RTTI and exceptions. Its
+// classes must work in the host and remain usable after it is closed.
 #include <string>
 
 #include "runtime/Delegates.h"
@@ -8,7 +8,7 @@ namespace {
 
 using namespace delegates;
 
-class Delegate : public Keeper {  // both plug-ins have one of this name, and they differ
+class Delegate : public Keeper {  // the plug-ins have different classes of this name
  public:
   bool open(Door&, const std::string& who) override {
     return who == "guest of " + std::to_string(PLUGIN_NUMBER);
@@ -19,5 +19,5 @@ class Delegate : public Keeper {  // both plug-ins have one of this name, and th
 
 extern "C" [[gnu::visibility("default")]] void makePluginKeepers(Ref* own, Ref* shared) {
   *own = make<Delegate>();
-  *shared = make<Porter>();  // declared by every module that uses it
+  *shared = make<Porter>();  // declared in each module that uses it
 }
