@@ -98,12 +98,10 @@ HostQueue::~HostQueue() = default;
 
 void HostQueue::async(std::function<void()> function) {
   if (!function) return;
-  {
-    const base::MutexLock lock(state_->mutex);
-    state_->waiting.push_back(std::move(function));
-    if (state_->waiting.size() == 1) state_->signal();
-  }
-  state_->changed.native().notify_one();
+  const base::MutexLock lock(state_->mutex);
+  state_->waiting.push_back(std::move(function));
+  if (state_->waiting.size() == 1) state_->signal();
+  state_->changed.native().notify_one();  // under the mutex: once it is released, the queue may be destroyed
 }
 
 bool HostQueue::isCurrent() const {
