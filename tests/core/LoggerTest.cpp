@@ -11,8 +11,6 @@
 namespace tidewell {
 namespace {
 
-using testing::ScriptedNetwork;
-
 class LoggerTest : public CoreFixture {};
 
 const base::Array kMessage{"message"};
@@ -134,7 +132,7 @@ class LogShippingTest : public CoreFixture {
     return base::JSONObjectWithData(*sent().back().request.HTTPBody()).dictionary()->objectForKey(key);
   }
   void answerAll(std::int64_t status) {
-    while (platform->testNetwork().answer(ScriptedNetwork::reply(status))) runUntilIdle();
+    while (platform->testNetwork().answer(testing::ScriptedNetwork::reply(status))) runUntilIdle();
   }
 };
 

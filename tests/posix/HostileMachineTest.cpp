@@ -7,7 +7,6 @@
 namespace tidewell::posix {
 namespace {
 
-using base::Dictionary;
 using base::Value;
 using platform::UserDefaults;
 
@@ -129,7 +128,7 @@ TEST_F(HostileMachineTest, AStoppedLockHolderCostsOneWaitAndLosesNoChange) {
   endChild(holder);
   // The next holder, in any process, merges the pending changes in order.
   EXPECT_EQ(inChild([&] { store(PosixPlatform(options()).standardUserDefaults(), "other", 5); }), 0);
-  EXPECT_EQ(base::propertyListWithData(bytesOf(domain)), Value(Dictionary{{"key", 8}, {"other", 5}}));
+  EXPECT_EQ(base::propertyListWithData(bytesOf(domain)), Value(base::Dictionary{{"key", 8}, {"other", 5}}));
   for (const auto& entry : std::filesystem::directory_iterator(container + "/Library/Preferences")) {
     EXPECT_EQ(entry.path().string().find(".change-"), std::string::npos) << entry.path();
   }

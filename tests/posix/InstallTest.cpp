@@ -11,7 +11,6 @@ namespace tidewell::posix {
 namespace {
 
 using base::Dictionary;
-using base::Value;
 
 class InstallTest : public PosixTest {
  protected:

@@ -131,7 +131,7 @@ TEST_F(UrlSessionTest, ABackendReusesTheCertificateAuthorityInItsFolder) {
   for (const char* key : {"/ca.key", "/server.key"}) EXPECT_EQ(modeOf(with.directory + key), 0600u);
 }
 
-TEST_F(UrlSessionTest, AReplacedCertificateFileIsReadAfterTheNextFailure) {
+TEST_F(UrlSessionTest, AMissingOrReplacedCertificateFileIsReadAgain) {
   const std::string right = bytesOf(given.caFile), wrong = bytesOf(StandInBackend().caFile());
   given.caFile = folder + "/authorities.pem";
   const auto fetchWith = [&](const std::string& authorities) {
@@ -139,6 +139,9 @@ TEST_F(UrlSessionTest, AReplacedCertificateFileIsReadAfterTheNextFailure) {
     backend.setFault(fault("kind=expired,host=other.example"));  // closes the idle connection
     return codeOf(fetch());
   };
+  const platform::UrlTaskResult missing = fetch();
+  ASSERT_EQ(kUrlErrorSecureConnectionFailed, codeOf(missing));
+  EXPECT_NE(std::string::npos, missing.error->description().find(given.caFile));
   ASSERT_EQ(kUrlErrorServerCertificateUntrusted, fetchWith(wrong));
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
   while (std::chrono::steady_clock::now() < end) ASSERT_EQ(0, fetchWith(right));

@@ -11,7 +11,6 @@ namespace tidewell::testing {
 namespace {
 
 using platform::UrlRequest;
-using platform::UrlTaskResult;
 
 UrlRequest requestTo(const std::string& url) { return UrlRequest(base::Url::URLWithString(url)); }
 
@@ -118,7 +117,7 @@ TEST(ScriptedNetwork, FailsLikeARealSession) {
   });
   for (const char* url : {"https://h.example/abc", "https://h.example/abcd", "http://h.example/a", "",
                           "https://h.example/fault"}) {
-    session->dataTaskWithRequest(requestTo(url), [&notes](const UrlTaskResult& result) {
+    session->dataTaskWithRequest(requestTo(url), [&notes](const platform::UrlTaskResult& result) {
       notes.push_back(result.error ? std::to_string(result.error->code) : std::string(result.data->view()));
     });
   }
