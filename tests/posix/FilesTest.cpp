@@ -6,7 +6,6 @@ namespace tidewell::posix {
 namespace {
 
 using platform::FileManager;
-using platform::SearchPathDirectory;
 
 class FilesTest : public PosixTest {
  protected:
@@ -16,7 +15,7 @@ class FilesTest : public PosixTest {
 
 TEST_F(FilesTest, FilesAndFoldersAreCreatedPrivateUnderAnyUmask) {
   const mode_t before = umask(0177);
-  const auto library = files.pathForDirectory(SearchPathDirectory::library);
+  const auto library = files.pathForDirectory(platform::SearchPathDirectory::library);
   ASSERT_EQ(library, container + "/Library");
   const std::string sub = *library + "/Sub";
   EXPECT_FALSE(files.createDirectoryAtPath(sub));
