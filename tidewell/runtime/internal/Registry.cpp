@@ -274,7 +274,7 @@ const Method* Registry::ownMethod(const Class& of, Selector selector) {
   return methodIn(of, selector);
 }
 
-const Method* Registry::methodIn(const Class& of, Selector selector) {
+const Method* Registry::methodIn(const Class& of, Selector selector) const {
   for (const Method* method : of.contents_->methods) {
     if (method->selector() == selector) return method;
   }

@@ -66,10 +66,10 @@ class Registry {
   const Method* putMethod(Class& in, Selector selector, const Method& method) TIDEWELL_REQUIRES(mutex_);
   bool putProtocol(Class& to, const Protocol& protocol) TIDEWELL_REQUIRES(mutex_);
   bool putProperty(Class& to, Property property) TIDEWELL_REQUIRES(mutex_);
-  [[nodiscard]] static const Method* methodIn(const Class& of, Selector selector);
+  [[nodiscard]] const Method* methodIn(const Class& of, Selector selector) const TIDEWELL_REQUIRES(mutex_);
   static void markRegistered(Class& made);
   /// Drops the cached lookups of a class and its subclasses.
-  static void dropCaches(Class& of);
+  void dropCaches(Class& of) TIDEWELL_REQUIRES(mutex_);
 
   base::StateMutex mutex_;
   std::deque<Method> methods_ TIDEWELL_GUARDED_BY(mutex_);                   ///< including replaced ones
@@ -77,8 +77,8 @@ class Registry {
   std::unordered_map<std::string, Class*> byName_
       TIDEWELL_GUARDED_BY(mutex_);  ///< including unregistered ones
   std::unordered_map<std::string, Declaration> declarations_ TIDEWELL_GUARDED_BY(mutex_);
-  Class* root_ = nullptr;
-  Class* rootMetaclass_ = nullptr;
+  Class* root_ = nullptr;  ///< set by the constructor
+  Class* rootMetaclass_ TIDEWELL_GUARDED_BY(mutex_) = nullptr;
 };
 
 }  // namespace tidewell::runtime
