@@ -73,6 +73,8 @@ class Child {
       : errors_(memfd_create("errors", MFD_CLOEXEC)) {
     int in[2], out[2];
     if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) std::abort();
+    // Without it, lines that processes write at the same time overwrite each other.
+    if (fcntl(errors_, F_SETFL, O_APPEND) != 0) std::abort();
     const std::vector<char*> arguments = pointers(command), variables = pointers(environment);
     if ((process_ = fork()) < 0) std::abort();
     if (process_ == 0) {
