@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The commands of a developer. Each installs missing packages first, except `format` and `clean`.
 .PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz format clean help
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs headers, libraries, the CMake package and the pkg-config files.
 
 include(GNUInstallDirs)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The options of the build. Options that only developers of this project need default to on in a top-level build only.
 
 include(CMakeDependentOption)

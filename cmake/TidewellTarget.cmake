@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Functions for the targets of this project.
 
 # tidewell_settings(TARGET): warnings, sanitizers, visibility.

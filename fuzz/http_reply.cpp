@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Input.h"
 #include "tidewell/posix/internal/curl/ContentDecoder.h"
 #include "tidewell/posix/internal/curl/ResponseHead.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Input.h"
 #include "tidewell/base/internal/PercentEncoding.h"
 #include "tidewell/base/internal/Unicode.h"

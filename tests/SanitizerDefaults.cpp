@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sanitizer options of every test program. Linked into sanitized builds only.
 
 extern "C" {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <execinfo.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>

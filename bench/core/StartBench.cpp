@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cost of the SDK for a host on the default platform: the second start, and log lines.
 
 #include <fcntl.h>

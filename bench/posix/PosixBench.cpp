@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cost of the default platform beside that of the system calls it needs.
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Calls nothing. Ends at once, or waits until it is killed if it has an argument.
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A host that exits while requests and log lines are in progress. usage: process_ending PORT, on which a
 // server listens and never answers. Prints the monotonic clock in nanoseconds as its last action.
 #include <time.h>

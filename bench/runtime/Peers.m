@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #import <Foundation/Foundation.h>
 #include <stddef.h>
 #include <stdint.h>

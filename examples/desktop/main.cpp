@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A small shop that uses the SDK on a desktop: links that open other applications, a rich landing page, an
 // alert. The backend is a stand-in in this process.
 //

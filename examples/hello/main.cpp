@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The minimum of an application: install a platform, start the SDK, query it.
 #include <chrono>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the module on the testing platform. Exits with 0 if every check passes.
 #include <cstdio>
 

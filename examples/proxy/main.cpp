@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The delegate proxy: two modules of the SDK receive the messages to the delegate of an application that does
 // not know the SDK. Prints who was called, in which order and with which answer.
 //

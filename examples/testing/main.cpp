@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An application tests how it behaves when the SDK fails. The test controls the clock, the network and the
 // disk. Exits with 0 if every check passes.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shows an application that uses the SDK over several starts: first start, second start, a start without a
 // network, and a sync that fails.
 //

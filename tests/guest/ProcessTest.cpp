@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "guest/Guest.h"
 
 // Forks, exec, signals, threads and descriptors.

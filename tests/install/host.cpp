@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A host built with other settings: without exceptions or RTTI, with another compiler or standard, with LTO
 // or assertions. Exits with status 1 and prints the difference if the library answers otherwise.
 #include <cstdio>

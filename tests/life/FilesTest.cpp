@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "life/LifeTest.h"
 
 // Files written by one process and read by later or concurrent ones.

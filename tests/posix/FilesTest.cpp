@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <sys/file.h>
 
 #include "posix/PosixTest.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "posix/PosixTest.h"
 
 /// Called by LeakSanitizer before a leak check.

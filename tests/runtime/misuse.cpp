@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Misuse that must not compile: compiled without MISUSE, which must succeed, and once with each number.
 #include "runtime/Delegates.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Marks the symbols that the shared library exports. All others have hidden visibility, so that names of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stand-in backend as a program. It runs until SIGTERM or SIGINT.
 
 #include <signal.h>

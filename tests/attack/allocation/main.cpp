@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Allocation torture: makes each allocation of a scenario fail in turn, alone and together with the following
 // ones, each time in a new process.
 //

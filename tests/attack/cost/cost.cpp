@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cost of hostile bytes: processor time and memory per byte, for every reader and compiler of foreign
 // bytes. Prints a table and fails if a row exceeds its limit. Limits are several times the cost on an idle
 // machine; only processor time of this thread counts, so results do not depend on the machine's load.

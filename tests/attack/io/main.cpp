@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // io_torture [EVERY]: runs an application in which the n-th file operation fails, once or permanently, or is
 // the last before a power loss, which discards unflushed data. Tries every EVERY-th n.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random calls of the whole public interface from many threads: storm SECONDS [SEED]
 //
 // Looks for crashes, hangs, exceptions other than `base::Exception`, and sanitizer reports; answers are not

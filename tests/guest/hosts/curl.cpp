@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A host that uses libcurl and OpenSSL itself: `guest_curl host-first|sdk-first|at-once`.
 #include <curl/curl.h>
 #include <openssl/err.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host program of most process tests: `guest_host COMMANDS…` installs the platform, then executes each
 // command and each line of standard input, and answers each with a line. Exits by returning from `main`.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program that does not link the SDK but loads plug-ins that do: `guest_loader CASE PLUGIN PLUGIN`.
 #include <dlfcn.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plug-in that loads the SDK into a program that does not link it. Built twice.
 #include <atomic>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An installed desktop platform must find its browser and open a page in a window. The page is unreachable,
 // so the browser shows an error.
 #include <gtk/gtk.h>

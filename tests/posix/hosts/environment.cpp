@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // environment ROOT CA-FILE PROXY: prints what the library reads from its environment, "-" for empty values.
 // A test also runs it set-group-ID.
 #include "tidewell/posix/internal/Environment.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plug-in, built twice (PLUGIN_NUMBER 1 and 2) with hidden visibility and without RTTI and exceptions. Its
 // classes must work in the host and remain usable after it is closed.
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/internal/Digest.h"
 
 // libcrypto 3.0 deprecates these functions in favour of fetched algorithms. Fetching needs the library's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/internal/HazardPointer.h"
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <linux/membarrier.h>
 #include <sys/syscall.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 // Annotations for Clang's thread-safety analysis (-Wthread-safety): which lock guards which data, and which

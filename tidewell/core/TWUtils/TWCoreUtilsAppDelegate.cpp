@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The application's switch for the delegate proxy.
 
 #include "tidewell/core/TWUtils/TWCoreUtils.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Encoders of values as text for the backend.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifiers, directories, and facts about application and device.
 
 #include "tidewell/base/formats/TextFormat.h"

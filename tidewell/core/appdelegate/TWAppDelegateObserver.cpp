@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tidewell/core/appdelegate/TWAppDelegateObserver.h"
 
 #include <string_view>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registry of interceptors, and dispatch to them.
 
 #include "tidewell/core/appdelegate/TWAppDelegateSwizzler.h"

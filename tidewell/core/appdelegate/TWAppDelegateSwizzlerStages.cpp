@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The proxy: its two stages, the delegate's subclass, and setting the delegate again.
 
 #include <cstdint>

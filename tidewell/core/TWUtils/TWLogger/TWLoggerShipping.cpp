@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sends log lines to the log service.
 
 #include "tidewell/core/TWUtils/TWLogger/internal/LogShipping.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Associations of a proxied delegate.
 
 #include <string_view>

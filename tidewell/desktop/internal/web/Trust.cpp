@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tidewell/desktop/internal/web/Trust.h"
 
 #include "tidewell/desktop/internal/Glib.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <linux/sockios.h>
 #include <linux/tcp.h>  // has more fields of tcp_info than the C library's header
 #include <netinet/in.h>
