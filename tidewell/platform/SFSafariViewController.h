@@ -34,7 +34,7 @@ class TIDEWELL_EXPORT SFSafariViewController
   void finish();
 
   const base::Url url_;
-  runtime::WeakRef delegate_;
+  runtime::WeakRef delegate_ TIDEWELL_GUARDED_BY(hierarchyMutex());
 };
 
 /// Sent to the delegate, on the main queue, when the user has closed the page.

@@ -105,8 +105,8 @@ class TIDEWELL_EXPORT UIApplication : public runtime::Subclass<UIApplication> {
   static void describe(runtime::ClassBuilder<UIApplication>& c);
 
  private:
-  runtime::WeakRef delegate_;
-  std::weak_ptr<UIWindow> keyWindow_;
+  runtime::WeakRef delegate_ TIDEWELL_GUARDED_BY(hierarchyMutex());
+  std::weak_ptr<UIWindow> keyWindow_ TIDEWELL_GUARDED_BY(hierarchyMutex());
 };
 
 /// Messages for code that knows the application by name only.

@@ -7,12 +7,21 @@
 #include <vector>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/ThreadAnnotations.h"
 #include "tidewell/platform/Presenter.h"
 #include "tidewell/runtime/ClassBuilder.h"
 #include "tidewell/runtime/Make.h"
 #include "tidewell/runtime/Message.h"
 
+namespace tidewell::base {
+class StateMutex;
+}
+
 namespace tidewell::platform {
+
+/// Guards the links between view controllers, windows and the application, and the weak references to their
+/// delegates. Internal.
+[[nodiscard]] base::StateMutex& hierarchyMutex();
 
 /// A screen of the application, or an item shown above it. Models which controller presents or contains
 /// which.
@@ -78,26 +87,25 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
   /// Has the presenter draw the controller. Called on the main queue, not for `Layer::application`.
   [[nodiscard]] virtual Shown show(Presenter& presenter, Shown above);
 
-  // These require the hierarchy lock.
   /// The result of `presentedViewController`; null if there is none.
-  [[nodiscard]] const Controller* inFront() const;
+  [[nodiscard]] const Controller* inFront() const TIDEWELL_REQUIRES(hierarchyMutex());
   /// Whether `other` is this controller, or directly or indirectly presents or contains it.
-  [[nodiscard]] bool isWithin(const UIViewController& other) const;
+  [[nodiscard]] bool isWithin(const UIViewController& other) const TIDEWELL_REQUIRES(hierarchyMutex());
   /// Both append the controllers that they detach to `taken`, topmost first, so that these are destroyed
   /// after unlocking.
-  void takeFromParent(std::vector<Controller>& taken);
-  void takeAway(std::vector<Controller>& taken);
+  void takeFromParent(std::vector<Controller>& taken) TIDEWELL_REQUIRES(hierarchyMutex());
+  void takeAway(std::vector<Controller>& taken) TIDEWELL_REQUIRES(hierarchyMutex());
   [[nodiscard]] static Controller shared(UIViewController* controller);
 
   void appear(const Completion& completion);
 
-  // Guarded by the hierarchy lock. Pointers are cleared before their targets are destroyed. A controller is
+  // Pointers are cleared before their targets are destroyed. A controller is
   // either presented or contained, and never within itself, so that walks up and down terminate.
-  std::vector<Controller> presented_;
-  std::vector<Controller> children_;
-  UIViewController* presenting_ = nullptr;
-  UIViewController* parent_ = nullptr;
-  Shown shown_ = Shown::nothing;
+  std::vector<Controller> presented_ TIDEWELL_GUARDED_BY(hierarchyMutex());
+  std::vector<Controller> children_ TIDEWELL_GUARDED_BY(hierarchyMutex());
+  UIViewController* presenting_ TIDEWELL_GUARDED_BY(hierarchyMutex()) = nullptr;
+  UIViewController* parent_ TIDEWELL_GUARDED_BY(hierarchyMutex()) = nullptr;
+  Shown shown_ TIDEWELL_GUARDED_BY(hierarchyMutex()) = Shown::nothing;
 };
 
 /// Messages for controllers, whose class may have been switched to one that overrides them.

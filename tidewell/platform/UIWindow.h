@@ -25,7 +25,7 @@ class TIDEWELL_EXPORT UIWindow : public runtime::Subclass<UIWindow> {
   static void describe(runtime::ClassBuilder<UIWindow>& c);
 
  private:
-  std::shared_ptr<UIViewController> rootViewController_;
+  std::shared_ptr<UIViewController> rootViewController_ TIDEWELL_GUARDED_BY(hierarchyMutex());
 };
 
 inline constinit const runtime::Message<std::shared_ptr<UIViewController>()> kRootViewController{

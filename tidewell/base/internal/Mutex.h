@@ -3,7 +3,7 @@
 
 #include <mutex>
 
-#include "tidewell/base/internal/ThreadAnnotations.h"
+#include "tidewell/base/ThreadAnnotations.h"
 
 namespace tidewell::base {
 

@@ -11,15 +11,14 @@
 namespace tidewell {
 namespace {
 
-/// Shared by all registries: a process has one, tests have more.
-base::StateMutex& registryMutex() {
+const base::MadeWhenLoaded registryMutexMade(interceptorRegistryMutex);
+
+}  // namespace
+
+base::StateMutex& interceptorRegistryMutex() {
   static base::NeverDestroyed<base::StateMutex> mutex;
   return *mutex;
 }
-
-const base::MadeWhenLoaded registryMutexMade(registryMutex);
-
-}  // namespace
 
 // Removed entries are destroyed after unlocking: destroying a container's last reference may run foreign
 // code.
@@ -40,7 +39,7 @@ std::vector<std::string> InterceptorRegistry::allKeys() const {
 
 InterceptorRegistry::Container InterceptorRegistry::objectForKey(std::string_view id) const {
   const std::string key(id);
-  const base::MutexLock lock(registryMutex());
+  const base::MutexLock lock(interceptorRegistryMutex());
   const auto found = entries_.find(key);
   return found == entries_.end() ? nullptr : found->second.container;
 }
@@ -49,7 +48,7 @@ void InterceptorRegistry::setObject(Container container, std::string_view forKey
   if (!container) return;
   std::string key(forKey);
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const base::MutexLock lock(registryMutex());
+  const base::MutexLock lock(interceptorRegistryMutex());
   const auto [place, isNew] = entries_.try_emplace(std::move(key));
   if (isNew) place->second.arrival = arrivals_++;
   place->second.container.swap(container);
@@ -60,7 +59,7 @@ void InterceptorRegistry::removeObjectForKey(std::string_view id) {
   const std::string key(id);
   Entries::node_type removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const base::MutexLock lock(registryMutex());
+  const base::MutexLock lock(interceptorRegistryMutex());
   removed = entries_.extract(key);
   if (!removed.empty()) outdated = noteChange();
 }
@@ -70,7 +69,7 @@ bool InterceptorRegistry::removeObjectForKey(std::string_view id,
   const std::string key(id);
   Entries::node_type removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const base::MutexLock lock(registryMutex());
+  const base::MutexLock lock(interceptorRegistryMutex());
   const auto found = entries_.find(key);
   if (found == entries_.end() || found->second.container.get() != &whileItHolds) return false;
   removed = entries_.extract(found);
@@ -81,14 +80,14 @@ bool InterceptorRegistry::removeObjectForKey(std::string_view id,
 void InterceptorRegistry::removeAllObjects() {
   Entries removed;
   std::shared_ptr<const std::vector<Entry>> outdated;
-  const base::MutexLock lock(registryMutex());
+  const base::MutexLock lock(interceptorRegistryMutex());
   if (entries_.empty()) return;
   removed.swap(entries_);
   outdated = noteChange();
 }
 
 InterceptorRegistry::Snapshot InterceptorRegistry::snapshot() const {
-  const base::MutexLock lock(registryMutex());
+  const base::MutexLock lock(interceptorRegistryMutex());
   if (!walked_) {
     std::vector<std::pair<std::uint64_t, Entry>> ordered;
     ordered.reserve(entries_.size());

@@ -11,9 +11,17 @@
 #include <vector>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/ThreadAnnotations.h"
 #include "tidewell/core/appdelegate/TWZeroingWeakContainer.h"
 
+namespace tidewell::base {
+class StateMutex;
+}
+
 namespace tidewell {
+
+/// Guards all registries: a process has one, tests have more. Internal.
+[[nodiscard]] base::StateMutex& interceptorRegistryMutex();
 
 /// The interceptors of the application's delegate: maps interceptor IDs to containers that hold the
 /// interceptors weakly.
@@ -60,12 +68,14 @@ class TIDEWELL_EXPORT InterceptorRegistry final {
   };
   using Entries = std::unordered_map<std::string, Kept>;
 
-  /// Called with the lock held, after a change. The caller must destroy the result after unlocking.
-  [[nodiscard]] std::shared_ptr<const std::vector<Entry>> noteChange();
+  /// To be called after a change. The caller must destroy the result after unlocking.
+  [[nodiscard]] std::shared_ptr<const std::vector<Entry>> noteChange()
+      TIDEWELL_REQUIRES(interceptorRegistryMutex());
 
-  Entries entries_;
-  std::uint64_t arrivals_ = 0;
-  mutable std::shared_ptr<const std::vector<Entry>> walked_;  ///< null until requested after a change
+  Entries entries_ TIDEWELL_GUARDED_BY(interceptorRegistryMutex());
+  std::uint64_t arrivals_ TIDEWELL_GUARDED_BY(interceptorRegistryMutex()) = 0;
+  mutable std::shared_ptr<const std::vector<Entry>> walked_
+      TIDEWELL_GUARDED_BY(interceptorRegistryMutex());  ///< null until requested after a change
   std::atomic<std::size_t> count_{0};
   std::atomic<std::uint64_t> version_{0};
 };

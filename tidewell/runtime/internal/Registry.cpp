@@ -104,13 +104,13 @@ Class& Registry::makePair(Class* superclass, std::string name, std::size_t size)
   ObjectAccess::isa(*metaclass).store(&rootMetaclass, std::memory_order_release);
 
   // The pair becomes visible only after memory for all lists is reserved.
-  if (superclass) makeRoom(superclass->contents_->subclasses, 1);
-  makeRoom(aboveMetaclass.contents_->subclasses, 1);
+  if (superclass) makeRoom(contents(*superclass).subclasses, 1);
+  makeRoom(contents(aboveMetaclass).subclasses, 1);
   makeRoom(classes_, 2);
   byName_.emplace(made->name_, made.get());
   rootMetaclass_ = &rootMetaclass;
-  if (superclass) superclass->contents_->subclasses.push_back(made.get());
-  aboveMetaclass.contents_->subclasses.push_back(metaclass.get());
+  if (superclass) contents(*superclass).subclasses.push_back(made.get());
+  contents(aboveMetaclass).subclasses.push_back(metaclass.get());
   classes_.push_back(made);
   classes_.push_back(metaclass);
   return *made;
@@ -204,7 +204,7 @@ Class& Registry::declare(const NativeType& type) {
 
 void Registry::dropCaches(Class& of) {
   of.cache_.clear();
-  for (Class* subclass : of.contents_->subclasses) dropCaches(*subclass);
+  for (Class* subclass : contents(of).subclasses) dropCaches(*subclass);
 }
 
 bool Registry::addMethod(Class& to, Selector selector, const Method& from) {
@@ -224,7 +224,7 @@ const Method* Registry::putMethod(Class& in, Selector selector, const Method& me
   checkReceivers(in, selector, method);
   const Method* const made = &methods_.emplace_back(selector, method.function(), method.signature(),
                                                     method.neededClass(), method.state());
-  std::vector<const Method*>& methods = in.contents_->methods;
+  std::vector<const Method*>& methods = contents(in).methods;
   const auto old = std::find_if(methods.begin(), methods.end(),
                                 [&](const Method* known) { return known->selector() == selector; });
   const Method* replaced = nullptr;
@@ -243,7 +243,7 @@ bool Registry::addProtocol(Class& to, const Protocol& protocol) {
 }
 
 bool Registry::putProtocol(Class& to, const Protocol& protocol) {
-  std::vector<const Protocol*>& protocols = to.contents_->protocols;
+  std::vector<const Protocol*>& protocols = contents(to).protocols;
   if (std::find(protocols.begin(), protocols.end(), &protocol) != protocols.end()) return false;
   protocols.push_back(&protocol);
   return true;
@@ -255,10 +255,10 @@ bool Registry::addProperty(Class& to, Property property) {
 }
 
 bool Registry::putProperty(Class& to, Property property) {
-  for (const Property& known : to.contents_->properties) {
+  for (const Property& known : contents(to).properties) {
     if (known.name == property.name) return false;
   }
-  to.contents_->properties.push_back(std::move(property));
+  contents(to).properties.push_back(std::move(property));
   return true;
 }
 
@@ -276,7 +276,7 @@ const Method* Registry::ownMethod(const Class& of, Selector selector) {
 }
 
 const Method* Registry::methodIn(const Class& of, Selector selector) const {
-  for (const Method* method : of.contents_->methods) {
+  for (const Method* method : contents(of).methods) {
     if (method->selector() == selector) return method;
   }
   return nullptr;
@@ -284,18 +284,18 @@ const Method* Registry::methodIn(const Class& of, Selector selector) const {
 
 std::vector<const Method*> Registry::ownMethods(const Class& of) {
   const base::MutexLock lock(mutex_);
-  return of.contents_->methods;
+  return contents(of).methods;
 }
 
 std::vector<Property> Registry::ownProperties(const Class& of) {
   const base::MutexLock lock(mutex_);
-  return {of.contents_->properties.begin(), of.contents_->properties.end()};
+  return {contents(of).properties.begin(), contents(of).properties.end()};
 }
 
 const Property* Registry::property(const Class& of, std::string_view name) {
   const base::MutexLock lock(mutex_);
   for (const Class* at = &of; at; at = at->superclass()) {
-    for (const Property& property : at->contents_->properties) {
+    for (const Property& property : contents(*at).properties) {
       if (property.name == name) return &property;
     }
   }
@@ -305,7 +305,7 @@ const Property* Registry::property(const Class& of, std::string_view name) {
 bool Registry::conforms(const Class& of, const Protocol& protocol) {
   const base::MutexLock lock(mutex_);
   for (const Class* at = &of; at; at = at->superclass()) {
-    const std::vector<const Protocol*>& protocols = at->contents_->protocols;
+    const std::vector<const Protocol*>& protocols = contents(*at).protocols;
     if (std::find(protocols.begin(), protocols.end(), &protocol) != protocols.end()) return true;
   }
   return false;

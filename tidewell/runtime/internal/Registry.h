@@ -14,7 +14,7 @@
 
 namespace tidewell::runtime {
 
-/// The contents of a class, guarded by the registry's lock.
+/// The contents of a class.
 struct ClassContents {
   std::vector<const Method*> methods;
   std::deque<Property> properties;  // pointers to elements stay valid while others are added
@@ -58,6 +58,9 @@ class Registry {
     bool isComplete = false;
   };
 
+  [[nodiscard]] ClassContents& contents(const Class& of) const TIDEWELL_REQUIRES(mutex_) {
+    return *of.contents_;
+  }
   Class& makePair(Class* superclass, std::string name, std::size_t size) TIDEWELL_REQUIRES(mutex_);
   /// The type's declaration, created if it does not exist.
   Declaration& begin(const NativeType& type, Class& superclass) TIDEWELL_REQUIRES(mutex_);
