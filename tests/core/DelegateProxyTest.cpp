@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <atomic>
 #include <barrier>
+#include <chrono>
 #include <stdexcept>
 #include <thread>
 
@@ -184,22 +186,27 @@ TEST_F(DelegateProxyTest, ConcurrentReplacementsOfTheDelegateEndTheProxyOnce) {
   TWLogger::debug(TWLogLevelOff);
   const auto first = runtime::make<Deaf>(), second = runtime::make<Deaf>(), third = runtime::make<Deaf>();
   std::barrier together(2);
-  const auto replace = [&](const Ref& with) {
-    together.arrive_and_wait();
-    EXPECT_NO_THROW(application->setDelegate(with));
-    together.arrive_and_wait();
-  };
+  std::atomic<bool> isOver = false;
   std::thread thread([&] {
-    for (int round = 0; round < 3000; ++round) replace(second);
+    for (together.arrive_and_wait(); !isOver; together.arrive_and_wait()) {
+      EXPECT_NO_THROW(application->setDelegate(second));
+      together.arrive_and_wait();
+    }
   });
-  for (int round = 0; round < 3000; ++round) {
+  // On a busy machine each meeting of the threads takes milliseconds.
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  for (int round = 0; round < 3000 && std::chrono::steady_clock::now() < end; ++round) {
     application->setDelegate(first);
     proxyAnew();
     EXPECT_TRUE(isObserving());
-    replace(third);
+    together.arrive_and_wait();
+    EXPECT_NO_THROW(application->setDelegate(third));
+    together.arrive_and_wait();
     EXPECT_EQ(Swizzler::originalDelegate(), nullptr);
     EXPECT_FALSE(isObserving());
   }
+  isOver = true;
+  together.arrive_and_wait();
   thread.join();
 }
 
