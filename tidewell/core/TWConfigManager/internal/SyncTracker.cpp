@@ -10,7 +10,7 @@
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
-#include "tidewell/core/TWConfigManager/internal/ConfigSync.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/SyncFile.h"
 #include "tidewell/platform/FileManager.h"
 
