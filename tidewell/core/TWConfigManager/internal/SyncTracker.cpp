@@ -311,9 +311,8 @@ void SyncTracker::store(std::uint32_t life) {
       if (life == life_ && !error) stored_ = stored;
     }
     if (error) report += ": " + error.message();
-    const bool isKnown = report == reported_;
-    reported_ = report;
-    if (isKnown) return;
+    if (error && report == reported_) return;
+    reported_ = error ? report : std::string();
   }
   if (!report.empty()) platform::report(report);
 }
