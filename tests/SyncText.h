@@ -8,7 +8,7 @@
 namespace tidewell {
 
 inline std::string textOf(SyncOutcome outcome) {
-  static constexpr const char* kNames[] = {"never tried",   "not due",       "in flight", "synced",
+  static constexpr const char* kNames[] = {"never tried",    "not due",       "in flight", "synced",
                                            "unusable reply", "merge stopped", "failed"};
   return kNames[static_cast<int>(outcome)];
 }

@@ -123,10 +123,11 @@ TEST_F(SyncStatusTest, AFileThatCannotBeReadCountsAsNoneAndIsKeptAside) {
   };
   core.debug(TWLogLevelDebug);
   for (const std::string& bytes :
-       {std::string(), std::string("junk"), whole.substr(0, whole.size() - 1), whole + std::string(70'000, 'x'),
-        file(2, base::Dictionary{{"outcome", "synced"}}), file(1, "synced"), file(1, base::Dictionary()),
-        file(1, base::Dictionary{{"outcome", "in flight"}}), entry("success", "now"), entry("detail", 7),
-        entry("detail", std::string(513, 'x')), entry("httpStatus", std::int64_t{1} << 40)}) {
+       {std::string(), std::string("junk"), whole.substr(0, whole.size() - 1),
+        whole + std::string(70'000, 'x'), file(2, base::Dictionary{{"outcome", "synced"}}), file(1, "synced"),
+        file(1, base::Dictionary()), file(1, base::Dictionary{{"outcome", "in flight"}}),
+        entry("success", "now"), entry("detail", 7), entry("detail", std::string(513, 'x')),
+        entry("httpStatus", std::int64_t{1} << 40)}) {
     files().setContents(path, bytes);
     EXPECT_EQ(textAfterStart(), "never tried") << bytes.substr(0, 100);
     EXPECT_EQ(files().contents(path), bytes) << "a question writes nothing";
@@ -134,7 +135,8 @@ TEST_F(SyncStatusTest, AFileThatCannotBeReadCountsAsNoneAndIsKeptAside) {
     begin();
     EXPECT_EQ(files().contents(path + ".corrupt"), bytes);
     const Lines logged = lines();
-    EXPECT_EQ(logged.back(), "Tidewell - The status of syncs cannot be read and is kept aside as TdwSync.corrupt");
+    EXPECT_EQ(logged.back(),
+              "Tidewell - The status of syncs cannot be read and is kept aside as TdwSync.corrupt");
   }
   files().failCall(testing::FileOperation::read, 1, std::make_error_code(std::errc::io_error));
   EXPECT_EQ(textAfterStart(), "never tried");
@@ -142,7 +144,8 @@ TEST_F(SyncStatusTest, AFileThatCannotBeReadCountsAsNoneAndIsKeptAside) {
     const std::string before = *files().contents(path);
     files().failCall(operation, 1, std::make_error_code(std::errc::no_space_on_device));
     begin();
-    EXPECT_EQ(files().contents(path), operation == testing::FileOperation::move ? Text(before) : std::nullopt);
+    EXPECT_EQ(files().contents(path),
+              operation == testing::FileOperation::move ? Text(before) : std::nullopt);
     EXPECT_TRUE(lines().back().ends_with(": No space left on device"));
   }
 }
