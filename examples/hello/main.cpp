@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The minimum of a short-lived program: install a platform, start the SDK, wait for the configuration, query it.
+// The minimum of a short-lived program: install a platform, start the SDK, wait for the configuration, query
+// it.
 #include <chrono>
 #include <cstdio>
 #include <string>

@@ -81,9 +81,7 @@ class Life {
   /// Runs the application's loop until no sync is in flight. An application with a loop of its own would use
   /// `observeSync`, a program without one `waitForSync`.
   tidewell::SyncStatus statusAfterSync() {
-    waitUntil([] {
-      return TidewellCore::sharedInstance().syncStatus().outcome() != SyncOutcome::inFlight;
-    });
+    waitUntil([] { return TidewellCore::sharedInstance().syncStatus().outcome() != SyncOutcome::inFlight; });
     return TidewellCore::sharedInstance().syncStatus();
   }
 

@@ -189,14 +189,15 @@ TEST_F(SyncStatusTest, AWaitEndsWithTheSyncAndItsWriteButNeverOnAQueueThatItNeed
   begin();
   EXPECT_TRUE(core.waitForSync(milliseconds(-1)).timedOut());
   int refused = 0;
-  for (auto* queue : {&platform->testMainQueue(), &platform->testGlobalQueue()}) {
+  for (auto* queue :
+       {&platform->testMainQueue(), &platform->testGlobalQueue(), &platform->testSessionQueue()}) {
     queue->async([&] {
       const SyncWait wait = core.waitForSync(hours(1));
       refused += wait.error() && wait.error()->code == EDEADLK && !wait.timedOut();
     });
     queue->runAll();
   }
-  EXPECT_EQ(refused, 2);
+  EXPECT_EQ(refused, 3);
   std::array<std::thread, 8> threads;
   std::atomic<int> ended{0}, stop{0};
   for (std::thread& thread : threads) {

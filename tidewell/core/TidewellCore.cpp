@@ -204,7 +204,10 @@ SyncObservation TidewellCore::observeSync(std::function<void(const SyncStatus&)>
 }
 
 SyncWait TidewellCore::waitForSync(std::chrono::milliseconds timeout) {
-  return SyncTracker::shared().wait(timeout);
+  const bool onSession =
+      Platform::isInstalled() &&
+      TWNetworkConfiguration::defaultConfiguration().getTWURLSession()->needsCallingThread();
+  return SyncTracker::shared().wait(timeout, onSession);
 }
 
 void TidewellCore::debug(std::int64_t level) { TWLogger::debug(level); }

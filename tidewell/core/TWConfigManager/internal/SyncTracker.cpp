@@ -322,7 +322,7 @@ bool SyncTracker::isInFlight(std::uint64_t lastNumber) const {
                      [=](std::uint64_t number) { return number <= lastNumber; });
 }
 
-SyncWait SyncTracker::wait(std::chrono::milliseconds timeout) {
+SyncWait SyncTracker::wait(std::chrono::milliseconds timeout, bool onSession) {
   using End = SyncWait::End;
   // Keeps the end within the range of the clock.
   constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365);
@@ -333,7 +333,7 @@ SyncWait SyncTracker::wait(std::chrono::milliseconds timeout) {
   attach();
   Platform& platform = Platform::current();
   const bool mustNotWait =
-      platform.mainQueue().needsCallingThread() || platform.globalQueue().needsCallingThread();
+      onSession || platform.mainQueue().needsCallingThread() || platform.globalQueue().needsCallingThread();
   End end = End::ended;
   {
     base::ReleasableMutexLock lock(mutex_);
