@@ -369,7 +369,10 @@ void SyncTracker::announce() noexcept {
     const base::MutexLock lock(mutex_);
     if (observers_.empty()) return;
   }
-  Platform::current().mainQueue().async([] { shared().deliver(); });
+  try {
+    Platform::current().mainQueue().async([] { shared().deliver(); });
+  } catch (...) {  // out of memory, or a host's own platform raised: delivered with the next change
+  }
 }
 
 /// Calls the observers with the status that is current by then, once for all changes up to now.
