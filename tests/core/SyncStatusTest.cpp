@@ -138,14 +138,16 @@ TEST_F(SyncStatusTest, AFileThatCannotBeReadCountsAsNoneAndIsKeptAside) {
     EXPECT_EQ(logged.back(),
               "Tidewell - The status of syncs cannot be read and is kept aside as TdwSync.corrupt");
   }
+  files().setContents(path, whole);
   files().failCall(testing::FileOperation::read, 1, std::make_error_code(std::errc::io_error));
   EXPECT_EQ(textAfterStart(), "never tried");
+  EXPECT_EQ(text(), "synced 200") << "it was unreadable for a moment";
   for (const auto operation : {testing::FileOperation::move, testing::FileOperation::replace}) {
-    const std::string before = *files().contents(path);
+    files().setContents(path, "junk");
+    (void)textAfterStart();
     files().failCall(operation, 1, std::make_error_code(std::errc::no_space_on_device));
     begin();
-    EXPECT_EQ(files().contents(path),
-              operation == testing::FileOperation::move ? Text(before) : std::nullopt);
+    EXPECT_EQ(files().contents(path), operation == testing::FileOperation::move ? Text("junk") : Text());
     EXPECT_TRUE(lines().back().ends_with(": No space left on device"));
   }
 }
