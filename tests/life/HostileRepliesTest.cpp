@@ -17,7 +17,7 @@ std::string withBody(std::string_view json) {
   return R"({"kind": "reply", "body": ")" + std::string(json) + "\"}";
 }
 
-const std::tuple<std::string, Effect, const char*> kReplies[] = {
+const std::tuple<std::string, Effect, std::string> kReplies[] = {
     {"kind=status:500", Effect::fails, "failed 500: HTTP status 500"},
     {"kind=status:201", Effect::fails, "failed 201: HTTP status 201"},
     {"kind=status:204", Effect::fails, "failed 204: HTTP status 204"},
@@ -65,7 +65,7 @@ TEST_F(LifeTest, EveryReplyLeavesAWholeRecordAndCompletesOnce) {
       EXPECT_EQ(app.ask("call 0 A").substr(0, 3), fails ? "no " : "yes");
       EXPECT_EQ(sync(app, "update"), fails ? "failed" : "synced");
       EXPECT_EQ(app.ask("stamped"), fails ? "no" : "yes");
-      EXPECT_EQ(app.ask("status").substr(0, std::strlen(status)), status);
+      EXPECT_EQ(app.ask("status").substr(0, status.size()), status);
       EXPECT_EQ(app.ask("batch"), effect == Effect::merges ? "5" : effect == Effect::defaults ? "30" : "77");
       EXPECT_EQ(bytesOf(archive) == before, fails || effect == Effect::stops);
       EXPECT_EQ(count(app.errors(), "line number - 118 "), stopped += effect == Effect::stops);
