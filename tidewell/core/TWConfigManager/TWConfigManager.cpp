@@ -11,10 +11,10 @@
 #include "tidewell/base/internal/UnrecognizedSelector.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
 #include "tidewell/core/TWConfigManager/internal/WrongClass.h"
 #include "tidewell/core/TWCoreConstants.h"
-#include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
 #include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
@@ -228,28 +228,11 @@ struct TWConfigManager::State {
     const base::Dictionary* const reply = response ? response.dictionary() : &empty;
     if (reply == nullptr) base::raiseUnrecognizedSelector(response, "validObjectForKey:");
 
-    ConfigChange change;
-    std::string_view line;
-    const auto publish = [&] {
-      const PropertySet tooLarge = propertiesOutOfBounds(change.fields, change.properties);
-      change.properties &= ~tooLarge;
-      recordOf(*record).apply(change);
-      if (!line.empty()) logLine(line);
-      reportTooLarge(tooLarge);
-    };
-    try {
-      for (const std::uint8_t row : kMergeOrder) {
-        const ConfigField& field = kConfigFields[row];
-        const std::string_view said = change.write(field.property, validObjectForKey(*reply, field.key));
-        if (!said.empty()) line = said;
-      }
-    } catch (const std::bad_alloc&) {
-      throw;  // not the reply's fault: none of it is applied
-    } catch (...) {
-      publish();  // what came before the value that raised
-      throw;
-    }
-    publish();
+    const ConfigMerge merged(*reply);
+    recordOf(*record).apply(merged.change);
+    if (!merged.line.empty()) logLine(merged.line);
+    reportTooLarge(merged.tooLarge);
+    if (merged.exception) std::rethrow_exception(merged.exception);
     store(path, *record);
   }
 };

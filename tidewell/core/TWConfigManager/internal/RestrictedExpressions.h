@@ -57,6 +57,21 @@ class RestrictedExpressions {
   /// cannot be evaluated within the limits counts as no match, because it must not restrict every identifier.
   [[nodiscard]] Answer match(std::string_view uniqueID) const;
 
+  /// Calls `visit(index, expression)` for each expression that is not compared as text, in the order of the
+  /// list. Compiles them.
+  template <class Visit>
+  void visitCompiled(Visit visit) const {
+    for (const Compiled& compiled : compiled_) visit(compiled.index, expressionOf(compiled));
+  }
+  [[nodiscard]] std::size_t compiledCount() const noexcept { return compiled_.size(); }
+  /// The indices of the expressions that are never evaluated, because of the limits above.
+  [[nodiscard]] const std::vector<std::uint32_t>& tooCostly() const noexcept { return tooCostly_; }
+  /// An estimate, in bytes.
+  [[nodiscard]] std::size_t memory() const noexcept {
+    return compiledSize_ + compiled_.size() * sizeof(Compiled) + texts_.capacity() * sizeof(Text) +
+           slots_.capacity() * sizeof slots_.front();
+  }
+
  private:
   struct Text {
     std::string_view text;
@@ -83,8 +98,7 @@ class RestrictedExpressions {
   std::vector<Text> texts_;
   std::vector<std::uint32_t> slots_;  // one more than the index in `texts_`; 0 if free
   std::list<Compiled> compiled_;
-  std::vector<std::uint32_t> tooCostly_;  // the first few beyond the limits
-  std::size_t tooCostlyCount_ = 0;
+  std::vector<std::uint32_t> tooCostly_;
   mutable std::atomic<bool> areTooCostlyReported_ = false;
   std::uint64_t compileTime_ = 0;
   std::size_t compiledSize_ = 0;
