@@ -17,9 +17,9 @@ namespace tidewell {
 /// Merges a reply into a new record, asks all questions, and compares with what the linter and the comparison
 /// of records say. Returns what differs; empty if nothing does. Logging must be on.
 inline std::string differenceFromDevices(std::string_view reply, testing::TestingPlatform& platform) {
-  const LintReport report = lintConfiguration(reply);
+  const std::vector<LintFinding> findings = lintConfiguration(reply).findings();
   const auto has = [&](std::initializer_list<std::string_view> rules) {
-    return std::any_of(report.findings().begin(), report.findings().end(), [&](const LintFinding& finding) {
+    return std::any_of(findings.begin(), findings.end(), [&](const LintFinding& finding) {
       return std::find(rules.begin(), rules.end(), finding.rule()) != rules.end();
     });
   };
@@ -56,9 +56,9 @@ inline std::string differenceFromDevices(std::string_view reply, testing::Testin
       !has({"expression-invalid", "entry-not-text", "list-not-array"})) {
     return reason;
   }
-  for (const auto& [line, ask] :
-       {std::pair(400, &TWConfigManager::isEventBlackListed), {423, &TWConfigManager::isEventInstantFlushEvent},
-        {564, &TWConfigManager::isEventWhitelistedEvent}}) {
+  for (const auto& [line, ask] : {std::pair(400, &TWConfigManager::isEventBlackListed),
+                                  {423, &TWConfigManager::isEventInstantFlushEvent},
+                                  {564, &TWConfigManager::isEventWhitelistedEvent}}) {
     static_cast<void>((manager.*ask)("\x01"));
     if (logs(line) && !has({"entry-not-text", "list-not-array"})) return "line " + std::to_string(line);
   }

@@ -31,7 +31,7 @@ std::string replyWith(const std::string& member) {
        {R"("a_s":"allowed")", R"("i_s":"blocked")", R"("in_s":"allowed")", R"("g_s":"allowed")",
         R"("le_s":"blocked")", R"("d_t":"allowed")", R"("p_f_s":"allowed")", R"("p_f_t":61)",
         R"("i_d_e":3600)", R"("dt_s_t":60)", R"("u_a_c_t":60)", R"("s_i_d":60)", R"("b_e":["b"])",
-        R"("f_e":["f"])", R"("d_t_w_e":["w"])", R"("src_ext":["s"])", R"("b_uid_r":["guest-[0-9]+"])",
+        R"("f_e":["f"])", R"("d_t_w_e":["w"])", R"("src_ext":["s"])", R"j("b_uid_r":["guest-[0-9]+"])j",
         R"("le_tkn":"t")", R"("e_b_c":5)"}) {
     if (!std::string(each).starts_with(key)) reply += std::string(",") + each;
   }
@@ -51,8 +51,9 @@ Lines findingsOf(const std::string& reply) {
 using ConfigurationLintTest = CoreFixture;
 
 TEST_F(ConfigurationLintTest, FindsEachRuleAtItsPlace) {
-  std::string costly, nested;
-  for (int i = 0; i < 600; ++i) costly += ",\"(?i)" + repeated("[\\\\p{L}]", 64) + std::to_string(i) + "\"";
+  const std::string costly = repeated("[\\\\p{L}]", 64);
+  std::string manyCostly, nested;
+  for (int i = 0; i < 100; ++i) manyCostly += ",\"" + costly + std::to_string(i) + "\"";
   for (int i = 0; i < 900; ++i) nested += ",\"(x+y)+" + std::to_string(i) + "\"";
   const struct {
     std::string reply;
@@ -65,7 +66,7 @@ TEST_F(ConfigurationLintTest, FindsEachRuleAtItsPlace) {
       {"", {"not-json@1:1 "}},
       {"{\"a_s\":\n \"\xC3\xBC\" oops}", {"not-json@2:6 "}},
       {"{\"a_s\":\n \"x\xFF\"}", {"not-json@2:4 "}},
-      {"{\"a_s\":\"\\uD800\"}", {"not-json@1:8 "}},
+      {"{\"a_s\":\"\\uD800\"}", {"not-json@1:9 "}},
       {"{\"p_f_t\":1e999}", {"not-json@1:10 "}},
       {repeated("[", 600), {"not-json@1:513 "}},
       {utf16("{\"b_e\":\n[1]}"), {"entry-not-text@2:2 /b_e/0", "absent-keys@0:0 "}},
@@ -81,7 +82,7 @@ TEST_F(ConfigurationLintTest, FindsEachRuleAtItsPlace) {
       {replyWith(R"("g_s":"Blocked")"), {"status-unknown@1:8 /g_s"}},
       {replyWith(R"("le_tkn":7)"), {"token-not-text@1:11 /le_tkn"}},
       {replyWith(R"("le_s":"allowed","le_tkn":"")"),
-       {"token-missing@1:28 /le_tkn", "duplicate-key@1:0 /le_tkn"}},
+       {"token-missing@1:28 /le_tkn", "duplicate-key@1:273 /le_tkn"}},
       {replyWith(R"("p_f_t":0)"), {"duration-zero@1:10 /p_f_t"}},
       {replyWith(R"("e_b_c":"0")"), {"number-as-text@1:10 /e_b_c", "count-zero@1:10 /e_b_c"}},
       {replyWith(R"("p_f_t":-60)"), {"number-negative@1:10 /p_f_t"}},
@@ -96,24 +97,27 @@ TEST_F(ConfigurationLintTest, FindsEachRuleAtItsPlace) {
       {replyWith(R"("b_e":["x",{"y":[0]},"x"])"), {"entry-not-text@1:13 /b_e/1"}},
       {replyWith(R"("src_ext":["x",{"y":[0]},"x"])"), {"entry-twice@1:27 /src_ext/2"}},
       {replyWith(R"("b_e":["b",""])"), {"event-empty@1:13 /b_e/1"}},
-      {replyWith(R"("b_e":["f"])"), {"event-blocked@1:229 /f_e/0"}},
-      {replyWith(R"("f_e":["w"])"), {"event-in-two-lists@1:240 /d_t_w_e/0"}},
-      {replyWith(R"("b_uid_r":["a","(","b[0-9]"])"),
+      {replyWith(R"("b_e":["f"])"), {"event-blocked@1:197 /f_e/0"}},
+      {replyWith(R"("f_e":["w"])"), {"event-in-two-lists@1:213 /d_t_w_e/0"}},
+      {replyWith(R"j("b_uid_r":["a","(","b[0-9]"])j"),
        {"expression-invalid@1:17 /b_uid_r/1", "expression-unreachable@1:21 /b_uid_r/2"}},
-      {replyWith(R"("b_uid_r":["[\\p{L}]{1000}","a"])"), {"expression-too-costly@1:13 /b_uid_r/0"}},
-      {replyWith(R"("b_uid_r":["(a+)+b"])"), {"expression-slow@1:13 /b_uid_r/0"}},
-      {replyWith(R"("b_uid_r":["(.*)*x.*y"])"), {"expression-slow@1:13 /b_uid_r/0"}},
-      {replyWith(R"("b_uid_r":["a^b","x$y","(?!)","[^\\s\\S]","(?=a)b"])"),
+      {replyWith("\"b_uid_r\":[\"(?i)" + costly + "\"]"), {"expression-too-costly@1:13 /b_uid_r/0"}},
+      {replyWith(R"j("b_uid_r":["(a+)+b"])j"), {"expression-slow@1:13 /b_uid_r/0"}},
+      {replyWith(R"j("b_uid_r":["(.*)*x.*y"])j"), {"expression-slow@1:13 /b_uid_r/0"}},
+      {replyWith(R"j("b_uid_r":["a^b","x$y","(?!)","[^\\s\\S]","(?=a)b"])j"),
        {"expression-matches-nothing@1:13 /b_uid_r/0", "expression-matches-nothing@1:19 /b_uid_r/1",
         "expression-matches-nothing@1:25 /b_uid_r/2", "expression-matches-nothing@1:32 /b_uid_r/3",
-        "expression-matches-nothing@1:43 /b_uid_r/4"}},
-      {replyWith(R"("b_uid_r":[".+","(?s).*"])"),
+        "expression-matches-nothing@1:44 /b_uid_r/4"}},
+      {replyWith(R"j("b_uid_r":[".+","(?s).*"])j"),
        {"expression-matches-everything@1:13 /b_uid_r/0", "expression-matches-everything@1:18 /b_uid_r/1"}},
-      {replyWith(R"("b_uid_r":["guest")" + costly + "]"), {"expression-beyond-limit@1:0 /b_uid_r/1"}, true},
-      {replyWith(R"("b_uid_r":["guest")" + nested + "]"), {"expressions-untried@1:0 /b_uid_r/1"}, true},
+      {replyWith(R"j("b_uid_r":["guest")j" + manyCostly + "]"),
+       {"expression-beyond-limit@1:2601 /b_uid_r/6"},
+       true},
+      {replyWith(R"j("b_uid_r":["guest")j" + nested + "]"), {"expressions-untried@1:297 /b_uid_r/27"}, true},
       // Expressions without fault, of kinds that operators write.
-      {replyWith(R"("b_uid_r":["","\\d{4,}",".*@example\\.(com|org)","[a-f0-9]{8}(-[a-f0-9]{4}){3}-[a-f0-9]{12}",)"
-                 R"("(?i)test.*","\\p{Greek}+","^(?=.*\\d)(?=.*[a-z]).{8,}$","(a|b)\\1","[\u0430-\u044F]+\\b"])"),
+      {replyWith(
+           R"j("b_uid_r":["\\d{4,}",".*@example\\.(com|org)","[a-f0-9]{8}(-[a-f0-9]{4}){3}-[a-f0-9]{12}",)j"
+           R"j("(?i)test.*","\\p{Greek}+","^(?=.*\\d)(?=.*[a-z]).{8,}$","(a|b)\\1","[\u0430-\u044F]+\\b"])j"),
        {}},
   };
   TWLogger::debug(TWLogLevelDebug);
@@ -127,6 +131,53 @@ TEST_F(ConfigurationLintTest, FindsEachRuleAtItsPlace) {
     for (const std::string& finding : row.findings) seen.insert(finding.substr(0, finding.find('@')));
   }
   for (const LintRule& rule : kLintRules) EXPECT_EQ(seen.count(std::string(rule.name)), 1u) << rule.name;
+}
+
+TEST_F(ConfigurationLintTest, GivesSentencesAndSizesForJson) {
+  const LintReport report = lintConfiguration(replyWith(R"("g_s":{"\u001B]0;":1})"));
+  EXPECT_EQ(
+      base::dataWithJSONObject(report.findings().at(0).dictionary()),
+      R"({"severity":"error","rule":"status-not-text","key":"g_s","pointer":"\/g_s","line":1,"column":8,)"
+      R"("sentence":"The status is an object: it is stored, and each question that reads it raises; )"
+      R"(the answers are then: isGeofenceServiceActive true.","advice":"Send \"blocked\" or \"allowed\"."})");
+  EXPECT_GT(report.archiveBytes(), 500u);
+  EXPECT_GT(report.compiledBytes(), 100u);
+  EXPECT_EQ(report.dictionary().objectForKey("replyBytes"), base::Value(report.replyBytes()));
+
+  const LintReport hostile = lintConfiguration("{\"a_s\":\"\x7F\\u0000\xC2\x9B" + std::string(999, 'x') +
+                                               "\"" + repeated(",\"\":0", 100) + "}");
+  EXPECT_EQ(hostile.omittedFindings(), 49u) << "99 duplicates";
+  EXPECT_EQ(hostile.worst(), LintSeverity::warning);
+  EXPECT_EQ(hostile.findings().at(0).sentence(), "The status \"???" + std::string(56, 'x') +
+                                                     "\u2026\" is neither \"blocked\" nor \"allowed\", and "
+                                                     "counts as allowed.");
+}
+
+TEST_F(ConfigurationLintTest, ComparesAReplyWithARecord) {
+  TWConfig record;
+  record.setInAppServiceStatus("blocked");
+  record.setGeofenceServiceStatus(7);
+  record.setUserPushOptedOut(true);
+  record.setBlackListedEventsArray(base::Array{"kept", "gone"});
+  record.setRestrictedUniqueIDRegexArray(base::Array{"a", "b"});
+  base::Array changes;
+  for (const ConfigurationChange& change : configurationChanges(
+           R"({"b_e":["kept","new"],"f_e":1,"b_uid_r":["b","a"],"p_f_t":30,"le_s":"on"})", record))
+    changes.addObject(change.dictionary());
+  EXPECT_EQ(base::dataWithJSONObject(changes),
+            R"([{"kind":"gate","name":"isInAppServiceActive","before":false,"after":true},)"
+            R"({"kind":"gate","name":"isGeofenceServiceActive","before":true,"after":false},)"
+            R"({"kind":"gate","name":"isLogentriesEnabled","before":false,"after":true},)"
+            R"({"kind":"value","name":"i_s","before":"blocked","after":"allowed"},)"
+            R"({"kind":"value","name":"g_s","before":7,"after":"allowed"},)"
+            R"({"kind":"value","name":"le_s","before":"blocked","after":"on"},)"
+            R"({"kind":"value","name":"p_f_t","before":60,"after":30},)"
+            R"({"kind":"entryRemoved","name":"b_e","before":"gone","after":null},)"
+            R"({"kind":"entryAdded","name":"b_e","before":null,"after":"new"},)"
+            R"({"kind":"value","name":"f_e","before":[],"after":1},)"
+            R"({"kind":"value","name":"b_uid_r","before":["a","b"],"after":["b","a"]}])");
+  EXPECT_TRUE(configurationChanges("[]", record).empty());
+  EXPECT_EQ(configurationChanges("<html>", record).size(), 8u) << "a reply that is not JSON resets";
 }
 
 }  // namespace

@@ -175,23 +175,23 @@ struct LintReport::State {
 };
 
 LintReport::LintReport(std::shared_ptr<const State> state) : state_(std::move(state)) {}
-const std::vector<LintFinding>& LintReport::findings() const noexcept { return state_->findings; }
+std::vector<LintFinding> LintReport::findings() const { return state_->findings; }
 std::size_t LintReport::omittedFindings() const noexcept { return state_->omittedFindings; }
 std::size_t LintReport::replyBytes() const noexcept { return state_->replyBytes; }
 std::size_t LintReport::archiveBytes() const noexcept { return state_->archiveBytes; }
 std::size_t LintReport::compiledBytes() const noexcept { return state_->compiledBytes; }
 
 std::optional<LintSeverity> LintReport::worst() const noexcept {
-  const auto worst = std::max_element(findings().begin(), findings().end(), [](const auto& a, const auto& b) {
-    return a.severity() < b.severity();
-  });
-  if (worst == findings().end()) return std::nullopt;
+  const std::vector<LintFinding>& all = state_->findings;
+  const auto worst = std::max_element(
+      all.begin(), all.end(), [](const auto& a, const auto& b) { return a.severity() < b.severity(); });
+  if (worst == all.end()) return std::nullopt;
   return worst->severity();
 }
 
 base::Dictionary LintReport::dictionary() const {
   base::Array findings;
-  for (const LintFinding& finding : this->findings()) findings.addObject(finding.dictionary());
+  for (const LintFinding& finding : state_->findings) findings.addObject(finding.dictionary());
   return {{"findings", findings},
           {"omittedFindings", number(omittedFindings())},
           {"replyBytes", number(replyBytes())},

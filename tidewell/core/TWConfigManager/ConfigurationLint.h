@@ -61,7 +61,7 @@ class TIDEWELL_EXPORT LintReport {
   static constexpr std::size_t kMaximumKeyBytes = 256;
 
   /// In the order of the text; those without a place come last.
-  [[nodiscard]] const std::vector<LintFinding>& findings() const noexcept;
+  [[nodiscard]] std::vector<LintFinding> findings() const;
   /// The number of findings beyond the limit per rule.
   [[nodiscard]] std::size_t omittedFindings() const noexcept;
   /// The highest severity; no value without findings.
