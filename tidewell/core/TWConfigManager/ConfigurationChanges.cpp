@@ -8,8 +8,9 @@
 #include "tidewell/core/TWConfigManager/ConfigurationLint.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
-#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/GateSteps.h"
+#include "tidewell/core/TWConfigManager/internal/ReplyMerge.h"
+#include "tidewell/core/TWConfigManager/internal/ValueForJson.h"
 
 namespace tidewell {
 
@@ -28,11 +29,10 @@ base::Value ConfigurationChange::after() const { return state_->after; }
 
 base::Dictionary ConfigurationChange::dictionary() const {
   static constexpr std::string_view kKinds[] = {"gate", "value", "entryAdded", "entryRemoved"};
-  const auto orNull = [](const base::Value& value) { return value.isNil() ? base::Value::null() : value; };
   return {{"kind", kKinds[static_cast<std::size_t>(kind())]},
           {"name", name()},
-          {"before", orNull(before())},
-          {"after", orNull(after())}};
+          {"before", valueForJson(before())},
+          {"after", valueForJson(after())}};
 }
 
 /// Collects the differences between two records.
@@ -98,7 +98,7 @@ std::vector<ConfigurationChange> configurationChanges(std::string_view reply, co
   const base::Value decoded =
       reply.size() <= kMaximumConfigurationBytes ? base::JSONObjectWithData(reply) : base::Value();
   if (reply.size() > kMaximumConfigurationBytes || decoded.array() != nullptr) return {};  // cannot be merged
-  const ConfigMerge merge(decoded.isNil() ? base::Dictionary() : *decoded.dictionary());
+  const ReplyMerge merge(decoded.isNil() ? base::Dictionary() : *decoded.dictionary());
   const std::shared_ptr<const TWConfigFields> before = record.fields();
   TWConfigFields after = *before;
   copyFields(merge.change.fields, after, merge.change.properties);

@@ -19,9 +19,9 @@
 #include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
-#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/ExpressionTrial.h"
 #include "tidewell/core/TWConfigManager/internal/LintRules.h"
+#include "tidewell/core/TWConfigManager/internal/ReplyMerge.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 
 namespace tidewell {
@@ -126,7 +126,7 @@ constexpr std::string_view kSeverities[] = {"note", "warning", "error"};
 base::Value number(std::size_t count) { return static_cast<std::int64_t>(count); }
 
 /// The fields of a record of defaults after a merge.
-TWConfigFields fieldsAfter(const ConfigMerge& merge, TWConfigFields fields) {
+TWConfigFields fieldsAfter(const ReplyMerge& merge, TWConfigFields fields) {
   copyFields(merge.change.fields, fields, merge.change.properties);
   return fields;
 }
@@ -289,7 +289,7 @@ class Linter {
   void lint(const base::JsonPlaces& places) {
     places_ = &places;
     const base::Dictionary& reply = *places.root.dictionary();
-    const ConfigMerge merge(reply);
+    const ReplyMerge merge(reply);
     const TWConfigFields fields = fieldsAfter(merge, defaultFields());
     const auto compiled = CompiledConfig::compile(fields);
     report_.archiveBytes =

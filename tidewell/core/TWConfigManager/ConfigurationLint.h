@@ -110,7 +110,7 @@ class TIDEWELL_EXPORT ConfigurationChange {
   [[nodiscard]] base::Value after() const;
 
   /// The change for JSON: "kind" ("gate", "value", "entryAdded", "entryRemoved"), "name", "before", "after";
-  /// null for nil. Later versions may add keys.
+  /// null for nil, a text for a value that JSON does not have. Later versions may add keys.
   [[nodiscard]] base::Dictionary dictionary() const;
 
  private:

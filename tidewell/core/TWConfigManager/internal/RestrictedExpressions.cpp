@@ -108,7 +108,12 @@ void RestrictedExpressions::compileAhead() const {
   for (const Compiled& compiled : compiled_) static_cast<void>(expressionOf(compiled));
 }
 
-RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniqueID) const {
+std::optional<std::size_t> RestrictedExpressions::textMatching(std::string_view uniqueID) const {
+  const std::size_t index = indexOfText(uniqueID);
+  return index == kNowhere ? std::nullopt : std::optional(index);
+}
+
+RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniqueID, Trace* trace) const {
   const base::Array& entries = arrayOf(list_, "countByEnumeratingWithState:objects:count:");
   const std::size_t indexOfMatch = indexOfText(uniqueID);
   const std::size_t end = std::min(indexOfMatch, end_);
@@ -127,7 +132,9 @@ RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniq
       const std::int32_t share = std::max(left / behind, expression.leastCost(text));
       base::MatchBudget budget{std::min(share, left - --behind)};
       const std::int32_t granted = budget.steps;
+      if (trace != nullptr) trace->emplace_back(compiled.index, base::MatchResult::undecided);
       const base::MatchResult result = expression.matches(text, budget, place);
+      if (trace != nullptr) trace->back().second = result;
       if (result == base::MatchResult::matches) return {true, reportOf(undecided)};
       if (result == base::MatchResult::undecided) undecided.push_back(&compiled);
       left -= granted - budget.steps;

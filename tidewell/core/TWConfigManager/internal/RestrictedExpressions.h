@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tidewell/base/Value.h"
@@ -55,7 +57,11 @@ class RestrictedExpressions {
   /// The result of matching the whole identifier against each expression up to the first match. Raises for an
   /// earlier entry that is invalid or not a string, and for a list that is not an array. An expression that
   /// cannot be evaluated within the limits counts as no match, because it must not restrict every identifier.
-  [[nodiscard]] Answer match(std::string_view uniqueID) const;
+  /// `trace`, if given, gets the expressions tried and their results; the last one may have raised.
+  using Trace = std::vector<std::pair<std::uint32_t, base::MatchResult>>;
+  [[nodiscard]] Answer match(std::string_view uniqueID, Trace* trace = nullptr) const;
+  /// The index of the first text equal to the identifier; no value if there is none.
+  [[nodiscard]] std::optional<std::size_t> textMatching(std::string_view uniqueID) const;
 
   /// Calls `visit(index, expression)` for each expression that is not compared as text, in the order of the
   /// list. Compiles them.

@@ -10,9 +10,9 @@
 namespace tidewell {
 
 /// What a reply changes in a record.
-struct ConfigMerge {
+struct ReplyMerge {
   /// Computes the change. Throws `std::bad_alloc`.
-  explicit ConfigMerge(const base::Dictionary& reply);
+  explicit ReplyMerge(const base::Dictionary& reply);
 
   /// The new values, up to the key that raised, without those that are too large.
   ConfigChange change;

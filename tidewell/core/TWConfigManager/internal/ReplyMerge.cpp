@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
+#include "tidewell/core/TWConfigManager/internal/ReplyMerge.h"
 
 #include <new>
 
@@ -8,7 +8,7 @@
 
 namespace tidewell {
 
-ConfigMerge::ConfigMerge(const base::Dictionary& reply) {
+ReplyMerge::ReplyMerge(const base::Dictionary& reply) {
   for (const std::uint8_t row : kMergeOrder) {
     const ConfigField& field = kConfigFields[row];
     try {
