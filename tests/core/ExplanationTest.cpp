@@ -27,7 +27,8 @@ class ExplanationTest : public CoreFixture {
     for (const std::string& key : keys) {
       const base::Dictionary origin = *all.objectForKey(key).dictionary();
       text += key + " " + *origin.objectForKey("origin").string();
-      if (const base::Value time = origin.objectForKey("originTime")) text += "@" + time.string()->substr(11, 5);
+      if (const base::Value time = origin.objectForKey("originTime"))
+        text += "@" + time.string()->substr(11, 5);
       text += "; ";
     }
     return text;
@@ -43,14 +44,15 @@ TEST_F(ExplanationTest, NamesEachStepAndItsOrigin) {
   manager->setUserPushNotificationOptedOut(true);
   merge(R"({"a_s":7,"b_e":["x",1],"b_uid_r":["(a+)+b","a+","("]})");
   TWLogger::debug(TWLogLevelDebug);
-  EXPECT_EQ(explained("isGeofenceServiceActive"),
-            R"({"question":"isGeofenceServiceActive","answer":"no","steps":[)"
-            R"({"key":"a_s","value":7,"origin":"last-reply","originTime":"2018-11-12 17:05:09 +0000",)"
-            R"("outcome":"raises","decides":false},)"
-            R"({"key":"g_s","value":"allowed","origin":"left-out","originTime":"2018-11-12 17:05:09 +0000",)"
-            R"("outcome":"passes","decides":false},)"
-            R"({"key":"user_push_opt_out","value":true,"origin":"device",)"
-            R"("originTime":"2018-11-12 17:05:09 +0000","outcome":"refuses","decides":true}],"omittedSteps":0})");
+  EXPECT_EQ(
+      explained("isGeofenceServiceActive"),
+      R"({"question":"isGeofenceServiceActive","answer":"no","steps":[)"
+      R"({"key":"a_s","value":7,"origin":"last-reply","originTime":"2018-11-12 17:05:09 +0000",)"
+      R"("outcome":"raises","decides":false},)"
+      R"({"key":"g_s","value":"allowed","origin":"left-out","originTime":"2018-11-12 17:05:09 +0000",)"
+      R"("outcome":"passes","decides":false},)"
+      R"({"key":"user_push_opt_out","value":true,"origin":"device",)"
+      R"("originTime":"2018-11-12 17:05:09 +0000","outcome":"refuses","decides":true}],"omittedSteps":0})");
   const auto outcomes = [&](std::string_view question, std::optional<std::string_view> argument) {
     std::string text;
     for (const ExplanationStep& step : manager->explanation(question, argument)->steps()) {
@@ -80,7 +82,8 @@ TEST_F(ExplanationTest, OriginsAreKeptAcrossLaunches) {
     std::string afterRestart = expected;
   };
   const std::string large = "[\"" + std::string(66'000, 'x') + "\"]";
-  const std::string manyKeys = "{\"a_s\":\"blocked\",\"zz\":\"" + std::string(kMaximumKeptReplyBytes, 'z') + "\"}";
+  const std::string manyKeys =
+      "{\"a_s\":\"blocked\",\"zz\":\"" + std::string(kMaximumKeptReplyBytes, 'z') + "\"}";
   const std::string unknown = "a_s unknown; p_f_t unknown; b_e unknown; d_r_r unknown; d_t_opt_out unknown; ";
   const Step steps[] = {
       {"a setter", [&] { manager->setDataTrackingOptedOut(true); },

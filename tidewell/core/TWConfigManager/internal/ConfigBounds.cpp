@@ -61,6 +61,8 @@ class Measure {
 
 }  // namespace
 
+bool fits(const base::Value& value, const PropertyBounds& bounds) { return Measure(bounds).fits(value); }
+
 PropertyBounds boundsOf(TWConfigProperty property) {
   if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
   return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
@@ -71,7 +73,7 @@ PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet prop
   for (const ConfigField& field : kConfigFields) {
     const auto* const member = std::get_if<base::Value TWConfigFields::*>(&field.member);
     if (member == nullptr || (properties & propertyBit(field.property)) == 0) continue;
-    if (!Measure(boundsOf(field.property)).fits(fields.**member)) outside |= propertyBit(field.property);
+    if (!fits(fields.**member, boundsOf(field.property))) outside |= propertyBit(field.property);
   }
   return outside;
 }

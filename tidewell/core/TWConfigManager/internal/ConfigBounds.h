@@ -31,6 +31,9 @@ inline constexpr PropertyBounds kSingleValueBounds{256, 16u << 10};
 /// a text twice its size.)
 inline constexpr base::ArchiveBounds kConfigArchiveBounds{8u << 20, 180'000};
 
+/// Whether a value is within the bounds, not too deeply nested, and of a kind that an archive can hold.
+[[nodiscard]] bool fits(const base::Value& value, const PropertyBounds& bounds);
+
 [[nodiscard]] PropertyBounds boundsOf(TWConfigProperty property);
 
 /// Those of the given properties whose values are too large, too deeply nested, or cannot be archived.

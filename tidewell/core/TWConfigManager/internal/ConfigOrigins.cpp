@@ -6,6 +6,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 
 namespace tidewell {
@@ -30,6 +31,7 @@ bool areDates(const base::Dictionary& times) {
 
 /// The JSON text of a reply; no value if it is too large, or contains what JSON cannot represent.
 std::optional<std::string> textOf(const base::Dictionary& reply) {
+  if (!fits(reply, {kMaximumKeptReplyBytes, kMaximumKeptReplyBytes})) return std::nullopt;
   try {
     std::string text = base::dataWithJSONObject(reply);
     if (text.size() <= kMaximumKeptReplyBytes) return text;
@@ -60,8 +62,7 @@ std::optional<ConfigOrigins> ConfigOrigins::read(std::string_view bytes) {
   if (time.date() != nullptr && std::isfinite(time.date()->secondsSince1970))
     origins.replyTime_ = *time.date();
   if (const std::string* const text = reply.string()) {
-    origins.reply_ = base::JSONObjectWithData(*text);
-    if (origins.reply_.dictionary() == nullptr) return std::nullopt;
+    origins.reply_ = *text;
   }
   return origins;
 }
@@ -72,8 +73,8 @@ std::string ConfigOrigins::bytes() const {
   if (replyTime_) {
     file.setObject(*replyTime_, "replyTime");
     file.setObject(keptKeys_, "keptKeys");
-    if (reply_.dictionary() != nullptr) {
-      file.setObject(base::dataWithJSONObject(reply_), "reply");
+    if (reply_) {
+      file.setObject(*reply_, "reply");
     } else {
       file.setObject(replyTypes_, "replyTypes");
     }
@@ -84,10 +85,10 @@ std::string ConfigOrigins::bytes() const {
 void ConfigOrigins::noteReply(const base::Dictionary& reply, const ReplyMerge& merge, base::Date now) {
   isKept_ = true;
   replyTime_ = now;
-  reply_ = textOf(reply) ? base::Value(reply) : base::Value();
+  reply_ = textOf(reply);
   replyTypes_ = {};
   keptKeys_ = {};
-  if (reply_.isNil()) {
+  if (!reply_) {
     for (const auto& [key, value] : reply) {
       if (replyTypes_.count() == kMaximumKeys) break;
       if (!value.isNull()) replyTypes_.setObject(value.className(), key);
@@ -109,26 +110,28 @@ ConfigOrigins::Origins ConfigOrigins::of(const TWConfigFields& fields) const {
   if (!isKept_ && start_ == Start::archive) return origins;
   const TWConfigFields defaults = defaultFields();
   std::optional<ReplyMerge> merge;
-  if (reply_.dictionary() != nullptr) merge.emplace(*reply_.dictionary());
+  const base::Value reply = reply_ ? base::JSONObjectWithData(*reply_) : base::Value();
+  if (reply.dictionary() != nullptr) merge.emplace(*reply.dictionary());
   for (std::size_t row = 0; row < kConfigFields.size(); ++row) {
     const ConfigField& field = kConfigFields[row];
     const bool isDefault = hasFieldAt(fields, defaults, field);
-    origins[row] = field.mergePlace == kNoPlace ? ofDeviceValue(field, isDefault)
-                                                : ofServerValue(field, fields, isDefault, merge);
+    origins[row] = field.mergePlace == kNoPlace
+                       ? ofDeviceValue(field, isDefault)
+                       : ofServerValue(field, fields, isDefault, reply.dictionary(), merge);
   }
   return origins;
 }
 
 ConfigOrigins::Origin ConfigOrigins::ofServerValue(const ConfigField& field, const TWConfigFields& fields,
-                                                   bool isDefault,
+                                                   bool isDefault, const base::Dictionary* reply,
                                                    const std::optional<ReplyMerge>& merge) const {
   if (!replyTime_) {
     if (start_ == Start::archive) return {ValueOrigin::earlierVersion};
     return {isDefault ? ValueOrigin::nothingDownloaded : ValueOrigin::unknown};
   }
   if (keptKeys_.find(field.key) != nullptr) return {ValueOrigin::beforeLastReply};
-  const bool isPresent = merge ? !validObjectForKey(*reply_.dictionary(), field.key).isNil()
-                               : replyTypes_.find(field.key) != nullptr;
+  const bool isPresent =
+      merge ? !validObjectForKey(*reply, field.key).isNil() : replyTypes_.find(field.key) != nullptr;
   const bool isExplained = merge ? hasFieldAt(fields, merge->change.fields, field) : isPresent || isDefault;
   if (!isExplained) return {keptKeys_.empty() ? ValueOrigin::unknown : ValueOrigin::beforeLastReply};
   return {isPresent ? ValueOrigin::lastReply : ValueOrigin::leftOut, replyTime_};

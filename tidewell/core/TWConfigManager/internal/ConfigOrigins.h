@@ -46,6 +46,7 @@ class ConfigOrigins {
 
  private:
   [[nodiscard]] Origin ofServerValue(const ConfigField& field, const TWConfigFields& fields, bool isDefault,
+                                     const base::Dictionary* reply,
                                      const std::optional<ReplyMerge>& merge) const;
   [[nodiscard]] Origin ofDeviceValue(const ConfigField& field, bool isDefault) const;
 
@@ -53,7 +54,7 @@ class ConfigOrigins {
   /// Whether the file of origins covers this record. If not, nothing is known before the first change.
   bool isKept_ = false;
   std::optional<base::Date> replyTime_;
-  base::Value reply_;  ///< nil if it was too large
+  std::optional<std::string> reply_;  ///< in JSON; no value if it was too large
   base::Dictionary replyTypes_;
   base::Dictionary keptKeys_;  ///< those that the reply did not reach, or whose value was too large
   base::Dictionary deviceTimes_;
