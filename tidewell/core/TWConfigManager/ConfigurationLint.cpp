@@ -299,7 +299,7 @@ class Linter {
     report_.compiledBytes = compiled->blackListedEvents->memory() + compiled->instantFlushEvents->memory() +
                             compiled->whitelistedEvents->memory() + compiled->restrictedExpressions->memory();
 
-    lintKeys();
+    lintKeys(merge);
     for (const std::uint8_t row : kMergeOrder) {
       const ConfigField& field = kConfigFields[row];
       const Member* const member = members_[row];
@@ -317,7 +317,7 @@ class Linter {
     lintToken(*compiled);
   }
 
-  void lintKeys() {
+  void lintKeys(const ReplyMerge& merge) {
     base::Dictionary seen;
     for (const Member& member : places_->members) {
       const Place place{.at = member.keyAt, .key = member.key};
@@ -341,6 +341,7 @@ class Linter {
     std::string absent;
     for (const std::uint8_t row : kMergeOrder) {
       const std::string_view key = kConfigFields[row].key;
+      if (merge.stoppedAt == &kConfigFields[row]) break;  // the later ones keep their values
       if (validObjectForKey(*places_->root.dictionary(), key).isNil()) appendToList(absent, key);
     }
     if (!absent.empty()) add(LintRuleID::absentKeys, {}, {absent});
