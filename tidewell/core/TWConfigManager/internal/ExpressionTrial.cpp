@@ -24,7 +24,7 @@ constexpr std::string_view kUniqueIDs[] = {"a",
                                            "\xE6\xBC\xA2\xE5\xAD\x97"};
 /// The longest text in a search for a match, in characters, and the most texts.
 constexpr std::size_t kLongestText = 80;
-constexpr int kMostTexts = 3'000;
+constexpr int kMostTexts = 600;
 /// The length of a text that repeats a part, in bytes; as of a long e-mail address.
 constexpr std::size_t kRepeatedLength = 200;
 /// Charged for a match that ends before ICU reports any progress.
