@@ -61,11 +61,6 @@ class Measure {
 
 }  // namespace
 
-PropertyBounds boundsOf(TWConfigProperty property) {
-  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
-  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
-}
-
 PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties) {
   PropertySet outside = 0;
   for (const ConfigField& field : kConfigFields) {

@@ -27,7 +27,10 @@ inline constexpr PropertyBounds kSingleValueBounds{256, 16u << 10};
 /// a text twice its size.)
 inline constexpr base::ArchiveBounds kConfigArchiveBounds{8u << 20, 180'000};
 
-[[nodiscard]] PropertyBounds boundsOf(TWConfigProperty property);
+[[nodiscard]] constexpr PropertyBounds boundsOf(TWConfigProperty property) {
+  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
+  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
+}
 
 /// Those of the given properties whose values are too large, too deeply nested, or cannot be archived.
 [[nodiscard]] PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties);
