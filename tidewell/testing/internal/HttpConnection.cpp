@@ -118,6 +118,12 @@ bool HttpConnection::startTls(SSL_CTX* context, std::function<SSL_CTX*(std::stri
   }
 }
 
+bool HttpConnection::beginTunnel() {
+  received_.clear();  // a client sends nothing before the answer
+  served_ = false;
+  return write("HTTP/1.1 200 Connection established\r\n\r\n");
+}
+
 std::size_t HttpConnection::receive(char* buffer, std::size_t size) {
   for (;;) {
     if (tls_ != nullptr) {
