@@ -99,8 +99,9 @@ struct Meaning {
 Meaning meaningOf(TWConfigProperty property) {
   switch (property) {  // no default: the compiler names a property without a sentence
     case TWConfigPropertyAccountStatus:
-      return {"", "The whole account: while blocked, every gate answers false. Downloads go on, since only "
-                  "a reply can unblock it."};
+      return {"",
+              "The whole account: while blocked, every gate answers false. Downloads go on, since only "
+              "a reply can unblock it."};
     case TWConfigPropertyInAppStatus:
       return {"", "In-app messages."};
     case TWConfigPropertyInboxStatus:
@@ -120,7 +121,8 @@ Meaning meaningOf(TWConfigProperty property) {
     case TWConfigPropertyDeviceTriggerSyncInterval:
       return {"getRealTimeTriggerSyncInterval", "The interval between downloads of device triggers."};
     case TWConfigPropertyUserAttrCacheInterval:
-      return {"getUserAttributeCachingDuration", "How long a user attribute that was sent is not sent again."};
+      return {"getUserAttributeCachingDuration",
+              "How long a user attribute that was sent is not sent again."};
     case TWConfigPropertySessionInactiveDuration:
       return {"getSessionInActiveDuration", "How long a user may be inactive before a session ends."};
     case TWConfigPropertyBlackListedEvents:
@@ -138,8 +140,9 @@ Meaning meaningOf(TWConfigProperty property) {
     case TWConfigPropertyLogentriesToken:
       return {"getLogEntriesToken", "The last part of the log service's path."};
     case TWConfigPropertyDataRedirectionRegion:
-      return {"getDataRedirectionRegion", "The data centre that receives all requests: "
-                                          "`redirectDataToRegion`."};
+      return {"getDataRedirectionRegion",
+              "The data centre that receives all requests: "
+              "`redirectDataToRegion`."};
     case TWConfigPropertyDataTrackingOptedOut:
       return {"", "The user refuses data tracking: `setDataTrackingOptedOut`."};
     case TWConfigPropertyUserPushOptedOut:
@@ -265,11 +268,11 @@ class Trial {
         {TWConfigPropertyDataTrackingWhitelistedEvents, &TWConfigManager::isEventWhitelistedEvent}};
     using Gates = std::array<bool (TWConfigManager::*)() const, kGateCount>;
     static constexpr Gates gates = {
-        &TWConfigManager::isAccountActive,      &TWConfigManager::isInAppServiceActive,
+        &TWConfigManager::isAccountActive,         &TWConfigManager::isInAppServiceActive,
         &TWConfigManager::isGeofenceServiceActive, &TWConfigManager::isInboxServiceActive,
-        &TWConfigManager::isLogentriesEnabled,  &TWConfigManager::isPeriodicSyncEnabled,
-        &TWConfigManager::isDeviceTriggerEnabled, &TWConfigManager::isDataTrackingEnabled,
-        &TWConfigManager::isUserPushEnabled,    &TWConfigManager::isUserInAppEnabled};
+        &TWConfigManager::isLogentriesEnabled,     &TWConfigManager::isPeriodicSyncEnabled,
+        &TWConfigManager::isDeviceTriggerEnabled,  &TWConfigManager::isDataTrackingEnabled,
+        &TWConfigManager::isUserPushEnabled,       &TWConfigManager::isUserInAppEnabled};
     (void)raised();
     bool answer = false;
     if (field.group == ConfigGroup::status) {
@@ -289,12 +292,11 @@ class Trial {
 };
 
 void printWrongTypes(testing::TestingPlatform& machine) {
-  const std::vector<std::pair<std::string, base::Value>> values = {
-      {"text", "name"},
-      {"number", 7},
-      {"boolean", true},
-      {"array", base::Array{"name"}},
-      {"object", base::Dictionary{{"name", 1}}}};
+  const std::vector<std::pair<std::string, base::Value>> values = {{"text", "name"},
+                                                                   {"number", 7},
+                                                                   {"boolean", true},
+                                                                   {"array", base::Array{"name"}},
+                                                                   {"object", base::Dictionary{{"name", 1}}}};
   // Keys with the same outcomes share a row; rows are in the order of their first key.
   std::vector<std::pair<std::vector<std::string>, std::string>> rows;
   Trial trial(machine);
