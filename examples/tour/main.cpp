@@ -51,18 +51,15 @@ class Life {
 
   bool start(bool withNetwork) {
     tidewell::posix::Options options;
-    options.bundleIdentifier = "org.example.tour";
-    options.version = "2.1";
-    options.mainLoop = tidewell::posix::MainLoop::host;
-    options.consoleSink = [](std::string_view line) {
+    options.setBundleIdentifier("org.example.tour");
+    options.setVersion("2.1");
+    options.setMainLoop(tidewell::posix::MainLoop::host);
+    options.setConsoleSink([](std::string_view line) {
       std::string text(line.substr(0, 160));
       std::replace(text.begin(), text.end(), '\n', ' ');
       std::printf("     log: %s%s\n", text.c_str(), line.size() > text.size() ? "…" : "");
-    };
-    useStandIn(options);
-    if (!withNetwork) {
-      for (auto& connection : options.connectionOverrides) connection.toPort = 1;  // no server listens there
-    }
+    });
+    useStandIn(options, withNetwork);
     platform_ = tidewell::posix::install(options);
     return platform_ != nullptr;
   }
