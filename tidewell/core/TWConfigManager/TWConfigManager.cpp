@@ -12,6 +12,7 @@
 #include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigSync.h"
 #include "tidewell/core/TWConfigManager/internal/WrongClass.h"
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
@@ -220,8 +221,9 @@ struct TWConfigManager::State {
     store(path, *record);
   }
 
-  /// Merges a reply into the current record and writes the archive.
-  void merge(const base::Value& response) {
+  /// Merges a reply into the current record and writes the archive. Sets `stoppedAt` to the key of a value
+  /// that cannot be merged, before it raises.
+  void merge(const base::Value& response, std::string_view& stoppedAt) {
     const std::optional<std::string> path = ConfigArchive::path();
     const std::shared_ptr<TWConfig> record = currentOrLoaded();
     const base::Dictionary empty;
@@ -230,6 +232,7 @@ struct TWConfigManager::State {
 
     ConfigChange change;
     std::string_view line;
+    std::string_view key;
     const auto publish = [&] {
       const PropertySet tooLarge = propertiesOutOfBounds(change.fields, change.properties);
       change.properties &= ~tooLarge;
@@ -240,12 +243,14 @@ struct TWConfigManager::State {
     try {
       for (const std::uint8_t row : kMergeOrder) {
         const ConfigField& field = kConfigFields[row];
-        const std::string_view said = change.write(field.property, validObjectForKey(*reply, field.key));
+        key = field.key;
+        const std::string_view said = change.write(field.property, validObjectForKey(*reply, key));
         if (!said.empty()) line = said;
       }
     } catch (const std::bad_alloc&) {
       throw;  // not the reply's fault: none of it is applied
     } catch (...) {
+      stoppedAt = key;
       publish();  // what came before the value that raised
       throw;
     }
@@ -293,26 +298,46 @@ std::optional<std::string> TWConfigManager::getFilePathForConfig() const { retur
 
 bool TWConfigManager::shouldSyncConfig() const {
   state_->storeUnwritten();
-  if (state_->isUnmerged) return true;
+  return !ConfigMerge::nextDue(*this);
+}
+
+std::optional<base::Date> ConfigMerge::nextDue(const TWConfigManager& manager) {
+  return manager.state_->isUnmerged ? std::nullopt : nextSyncDue();
+}
+
+std::optional<base::Date> nextSyncDue() {
   platform::Platform& platform = platform::Platform::current();
   const base::Value lastUpdated = platform.standardUserDefaults().objectForKey(kConfigLastUpdatedKey);
   const base::Date* const date = lastUpdated.date();
-  if (date == nullptr) return true;
+  if (date == nullptr) return std::nullopt;
   const base::Date due{date->secondsSince1970 + kConfigSyncInterval};
-  return !TWDateUtils::isDate1LaterToDate2(due, platform.clock().now());
+  if (!TWDateUtils::isDate1LaterToDate2(due, platform.clock().now())) return std::nullopt;
+  return due;
 }
 
 void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
+  static_cast<void>(ConfigMerge::of(*this, response));
+}
+
+ConfigMerge ConfigMerge::of(TWConfigManager& manager, const base::Value& response) {
+  ConfigMerge merge;
   guarded(at(118, "updateConfigFromResponse:"), [&] {
-    state_->isUnmerged = false;
+    TWConfigManager::State& state = *manager.state_;
+    state.isUnmerged = false;
     try {
-      state_->merge(response);
-      printCurrentServicesStatus();
+      state.merge(response, merge.stoppedAt);
+      manager.printCurrentServicesStatus();
+      merge.isComplete = true;
     } catch (const std::bad_alloc&) {
-      state_->isUnmerged = true;  // makes the next sync due
+      state.isUnmerged = true;  // makes the next sync due
+      merge.reason = base::currentExceptionDescription();
+      throw;
+    } catch (...) {
+      merge.reason = base::currentExceptionDescription();
       throw;
     }
   });
+  return merge;
 }
 
 void TWConfigManager::setDataRedirectionRegion(TWDataRegion region) {
