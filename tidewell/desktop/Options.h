@@ -19,8 +19,8 @@ class TIDEWELL_EXPORT Options {
   Options& operator=(Options&& other) noexcept;
 
   /// The application's identity and all options of the headless platform, to be changed in place. The main
-  /// loop is ignored: GLib drains the main queue. A link opener replaces the desktop's. CA file and proxy also
-  /// apply to the in-app browser, which trusts the file's certificates in addition to the system's.
+  /// loop is ignored: GLib drains the main queue. A link opener replaces the desktop's. CA file and proxy
+  /// also apply to the in-app browser, which trusts the file's certificates in addition to the system's.
   [[nodiscard]] posix::Options& posix();
   /// Whether foreground and background follow the application's GTK windows. A host that uses another toolkit
   /// sets false and calls `enterForeground` and `enterBackground`. Default: true.

@@ -26,11 +26,12 @@ enum class MainLoop {
 ///     tidewell::posix::install(
 ///         tidewell::posix::Options().setBundleIdentifier("org.example.shop").setVersion("1.2"));
 ///
-/// The environment variables (HOME, XDG_DATA_HOME, TZ, SSL_CERT_FILE, SSL_CERT_DIR, and those for proxies) are
-/// also read then and never again; they are ignored in a process with raised privileges.
+/// The environment variables (HOME, XDG_DATA_HOME, TZ, SSL_CERT_FILE, SSL_CERT_DIR, and those for proxies)
+/// are also read then and never again; they are ignored in a process with raised privileges.
 ///
-/// A value: copies are independent. The fields are not part of the class, so that a later version can add some
-/// without a host being compiled again. One thread at a time. Setters check nothing: see `complaintAbout`.
+/// A value: copies are independent. The fields are not part of the class, so that a later version can add
+/// some without a host being compiled again. One thread at a time. Setters check nothing: see
+/// `complaintAbout`.
 class TIDEWELL_EXPORT Options {
  public:
   Options();

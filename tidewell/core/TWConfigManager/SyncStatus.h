@@ -29,8 +29,8 @@ enum class SyncOutcome : std::int32_t {
 /// What the syncs of the application came to, at one moment.
 ///
 /// A value that never changes; copies share its contents. Any thread. The result of an attempt, which
-/// `lastResult`, `detail`, `error` and `httpStatus` describe, is kept across launches. The stored sync time is
-/// no such proof, because any reply with status 200 sets it.
+/// `lastResult`, `detail`, `error` and `httpStatus` describe, is kept across launches. The stored sync time
+/// is no such proof, because any reply with status 200 sets it.
 class TIDEWELL_EXPORT SyncStatus {
  public:
   /// `neverTried`, without details.
@@ -57,8 +57,8 @@ class TIDEWELL_EXPORT SyncStatus {
   [[nodiscard]] std::optional<base::Date> lastSuccess() const noexcept;
   /// The time before which no occasion starts a sync. No value if the next occasion starts one.
   [[nodiscard]] std::optional<base::Date> nextDue() const noexcept;
-  /// The transfer's error in the last attempt with a result. No value for a failure that is no transfer error,
-  /// such as status 500.
+  /// The transfer's error in the last attempt with a result. No value for a failure that is no transfer
+  /// error, such as status 500.
   [[nodiscard]] std::optional<base::Error> error() const;
   /// The HTTP status in the last attempt with a result; 0 without a response.
   [[nodiscard]] int httpStatus() const noexcept;
@@ -78,7 +78,8 @@ class TIDEWELL_EXPORT SyncWait {
   [[nodiscard]] const SyncStatus& status() const noexcept { return status_; }
   /// Whether the time was over before the sync had ended.
   [[nodiscard]] bool timedOut() const noexcept { return end_ == End::timedOut; }
-  /// `kPosixErrorDomain`, `EDEADLK`, if the call did not wait because the sync could not have ended meanwhile.
+  /// `kPosixErrorDomain`, `EDEADLK`, if the call did not wait because the sync could not have ended
+  /// meanwhile.
   [[nodiscard]] std::optional<base::Error> error() const;
 
  private:

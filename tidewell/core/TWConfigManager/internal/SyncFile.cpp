@@ -14,8 +14,10 @@ namespace tidewell::sync_file {
 namespace {
 
 constexpr std::pair<SyncOutcome, std::string_view> kOutcomes[] = {
-    {SyncOutcome::neverTried, "never tried"},       {SyncOutcome::synced, "synced"},
-    {SyncOutcome::unusableReply, "unusable reply"}, {SyncOutcome::mergeStopped, "merge stopped"},
+    {SyncOutcome::neverTried, "never tried"},
+    {SyncOutcome::synced, "synced"},
+    {SyncOutcome::unusableReply, "unusable reply"},
+    {SyncOutcome::mergeStopped, "merge stopped"},
     {SyncOutcome::failed, "failed"},
 };
 

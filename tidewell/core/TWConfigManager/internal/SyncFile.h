@@ -13,7 +13,8 @@ namespace tidewell {
 /// The file beside the configuration archive that keeps the last attempt across launches.
 ///
 /// A binary property list: a dictionary with the version of its layout under "version" and the attempt under
-/// "last", so that entries can be added. Replaced whole without a lock: of two processes the last writer wins.
+/// "last", so that entries can be added. Replaced whole without a lock: of two processes the last writer
+/// wins.
 namespace sync_file {
 
 inline constexpr std::string_view kFileName = "TdwSync";
