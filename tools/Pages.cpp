@@ -89,8 +89,7 @@ std::string manual(const CLI::App& app, const ManualText& text) {
     if (!row.byDefault.empty()) page += " Default: " + roff(row.byDefault) + ".";
     page += "\n";
   }
-  for (const auto& [heading, body] : text.sections)
-    page += ".SH " + roff(heading) + "\n" + roff(body) + "\n";
+  for (const auto& [heading, body] : text.sections) page += ".SH " + roff(heading) + "\n" + roff(body) + "\n";
   return page;
 }
 
@@ -116,7 +115,8 @@ std::string bash(const CLI::App& app) {
          "() {\n"
          "  local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]}\n"
          "  # OPTION=VALUE is three words\n"
-         "  if [ \"$current\" = = ]; then current=; elif [ \"$before\" = = ]; then before=${COMP_WORDS[COMP_CWORD-2]}; fi\n"
+         "  if [ \"$current\" = = ]; then current=; elif [ \"$before\" = = ]; then "
+         "before=${COMP_WORDS[COMP_CWORD-2]}; fi\n"
          "  COMPREPLY=()\n"
          "  case $before in\n" +
          branch(file, files + "f -- \"$current\"); ") + branch(folder, files + "d -- \"$current\"); ") +
@@ -149,9 +149,12 @@ std::string fish(const CLI::App& app) {
     page += command;
     for (const auto& name : row.names)
       page += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
-    if (row.takesFile()) page += " -r -F";
-    else if (row.takesFolder()) page += " -x -a '(__fish_complete_directories)'";
-    else if (!row.value.empty()) page += " -x";
+    if (row.takesFile())
+      page += " -r -F";
+    else if (row.takesFolder())
+      page += " -x -a '(__fish_complete_directories)'";
+    else if (!row.value.empty())
+      page += " -x";
     page += " -d '" + escaped(row.description, "'\\") + "'\n";
   }
   return page;
@@ -160,15 +163,14 @@ std::string fish(const CLI::App& app) {
 }  // namespace
 
 void addPages(CLI::App& app, ManualText text) {
-  app.add_option_function<std::string>(
-         "--print-page",
-         [&app, text = std::move(text)](const std::string& kind) {
-           std::cout << (kind == "man"    ? manual(app, text)
-                         : kind == "bash" ? bash(app)
-                         : kind == "zsh"  ? zsh(app)
-                                          : fish(app));
-           throw CLI::Success();
-         })
+  app.add_option_function<std::string>("--print-page",
+                                       [&app, text = std::move(text)](const std::string& kind) {
+                                         std::cout << (kind == "man"    ? manual(app, text)
+                                                       : kind == "bash" ? bash(app)
+                                                       : kind == "zsh"  ? zsh(app)
+                                                                        : fish(app));
+                                         throw CLI::Success();
+                                       })
       ->group("")
       ->check(CLI::IsMember({"man", "bash", "zsh", "fish"}));
 }

@@ -25,8 +25,7 @@ using Restriction = TWConfigManager::Restriction;
 constexpr std::string_view kIntroduction = R"(# Configuration reference
 
 The backend answers the configuration request with one JSON object. This page lists its keys, what each one decides, what a value of a wrong
-type does, and how each gate comes to its answer. It is written by `tools/configuration-page` from the tables that the library itself uses;
-`scripts/check-docs --fix` updates it.
+type does, and how each gate comes to its answer.
 
 ```json
 {"a_s": "allowed", "b_e": ["spam"], "e_b_c": 50, "p_f_t": 120}
@@ -40,8 +39,8 @@ key has its default.
 constexpr std::string_view kTypes = R"(
 ## A value of the wrong type
 
-Types are not checked when a reply is merged, except that a number must be one. What happens depends on the key. "Logs" means an EXCEPTION
-line with the line number of [guards.md](guards.md#the-configuration), each time the question is asked.
+Types are not checked when a reply is merged; what happens depends on the key. "Logs" means an EXCEPTION line with the line number of
+[guards.md](guards.md#the-configuration), each time the question is asked.
 
 )";
 
@@ -52,7 +51,8 @@ logged. The next launch starts from the archive, so it has none of the reply. Th
 constexpr std::string_view kLimits = R"(
 
 *Kept* means that the value is stored as it is, also in the archive. A kept `a_s` that is not text makes every gate log, and the gates other
-than `isAccountActive` go on with their own checks. An event list that is not an array also makes `printCurrentServicesStatus` log line 200.
+than `isAccountActive` go on with their own checks. With a kept `le_tkn` that is not text, no log line is sent, and line 209 of TWLogger is
+logged. *Line 200* is logged by `printCurrentServicesStatus`, after each merge and at each start.
 
 An entry of a list that is not text does no harm until a search reaches it: a question about a name before it is answered, any other logs and
 answers false. The same holds for an invalid expression in `b_uid_r`, where `isUniqueIDRestricted` raises and `restrictionOfUniqueID` answers
@@ -88,6 +88,10 @@ These questions do not look at the account or at opt-outs.
 - `isUniqueIDRestricted` answers true if an expression matches the whole identifier, and for no identifier. An expression that is too costly
   to evaluate counts as no match and is logged.
 - The durations (whole seconds) answer their default if the record holds 0; `getEventBatchCount` answers 0 then.
+
+---
+
+Written by `tools/configuration-page` from the tables that the library itself uses. `scripts/check-docs --fix` updates it.
 )";
 
 /// The operation that asks for a value, and what the value decides.
@@ -138,7 +142,7 @@ Meaning meaningOf(TWConfigProperty property) {
     case TWConfigPropertyEventsBatchCount:
       return {"getEventBatchCount", "The number of events in a batch."};
     case TWConfigPropertyLogentriesToken:
-      return {"getLogEntriesToken", "The last part of the log service's path."};
+      return {"getLogEntriesToken", "The token in the path of the log service."};
     case TWConfigPropertyDataRedirectionRegion:
       return {"getDataRedirectionRegion",
               "The data centre that receives all requests: "
@@ -234,9 +238,11 @@ class Trial {
   /// What merging `value` for a field does.
   std::string outcome(const ConfigField& field, const base::Value& value) {
     TWConfigManager manager;
-    (void)raised();
+    (void)exceptions();
     manager.updateConfigFromResponse(base::Dictionary{{field.key, value}});
-    const bool mergeRaised = raised("updateConfigFromResponse:");
+    const std::string raised = exceptions();
+    const bool mergeRaised = raised.find("updateConfigFromResponse:") != raised.npos;
+    const bool statusRaised = raised.find("printCurrentServicesStatus") != raised.npos;
     const auto fields = manager.tdwConfig()->fields();
     if (const auto* const number = std::get_if<std::uint64_t TWConfigFields::*>(&field.member)) {
       if (mergeRaised) return "stops the merge";
@@ -244,19 +250,18 @@ class Trial {
       return "`" + stored + "`" == defaultOf(field) ? "default" : "reads as " + stored;
     }
     const base::Value& stored = (*fields).*std::get<base::Value TWConfigFields::*>(field.member);
-    if (!value) return stored == value ? "kept" : "default";
-    if (mergeRaised) return "stops the merge";
-    return "kept" + answerFor(manager, field);
+    if (mergeRaised || stored != value) return mergeRaised ? "stops the merge" : "not kept";
+    return "kept" + answerFor(manager, field) + (statusRaised ? ", line 200" : "");
   }
 
  private:
-  /// Whether an operation logged an exception since the last call.
-  bool raised(std::string_view operation = "") {
-    bool found = false;
+  /// The lines about exceptions since the last call.
+  std::string exceptions() {
+    std::string all;
     for (const std::string& line : machine_.testConsole().takeLines()) {
-      found = found || (line.find("exception is") != line.npos && line.find(operation) != line.npos);
+      if (line.find("exception is") != line.npos) all += line;
     }
-    return found;
+    return all;
   }
 
   /// How the question that reads the field goes wrong; empty if it does not.
@@ -273,7 +278,6 @@ class Trial {
         &TWConfigManager::isLogentriesEnabled,     &TWConfigManager::isPeriodicSyncEnabled,
         &TWConfigManager::isDeviceTriggerEnabled,  &TWConfigManager::isDataTrackingEnabled,
         &TWConfigManager::isUserPushEnabled,       &TWConfigManager::isUserInAppEnabled};
-    (void)raised();
     bool answer = false;
     if (field.group == ConfigGroup::status) {
       for (const GateRule& rule : kGateRules) {
@@ -285,18 +289,21 @@ class Trial {
       const bool isInvalid = manager.restrictionOfUniqueID("name") == Restriction::invalidExpression;
       return isInvalid ? ", the question raises" : "";
     }
-    return raised() ? ", the question logs and answers " + std::string(answer ? "true" : "false") : "";
+    return exceptions().empty() ? ""
+                                : ", the question logs and answers " + std::string(answer ? "true" : "false");
   }
 
   testing::TestingPlatform& machine_;
 };
 
 void printWrongTypes(testing::TestingPlatform& machine) {
-  const std::vector<std::pair<std::string, base::Value>> values = {{"text", "name"},
-                                                                   {"number", 7},
-                                                                   {"boolean", true},
-                                                                   {"array", base::Array{"name"}},
-                                                                   {"object", base::Dictionary{{"name", 1}}}};
+  const std::vector<std::pair<std::string, base::Value>> values = {
+      {"`\"name\"`", "name"},
+      {"`\"90 s\"`", "90 s"},
+      {"`7.9`", 7.9},
+      {"`true`", true},
+      {"`[\"name\"]`", base::Array{"name"}},
+      {"`{\"name\": 1}`", base::Dictionary{{"name", 1}}}};
   // Keys with the same outcomes share a row; rows are in the order of their first key.
   std::vector<std::pair<std::vector<std::string>, std::string>> rows;
   Trial trial(machine);
@@ -329,7 +336,8 @@ void printLimits() {
   std::map<std::size_t, std::string> keys;  // by the number of elements
   std::map<std::size_t, PropertyBounds> bounds;
   for (const ConfigField& field : kConfigFields) {
-    if (!std::holds_alternative<base::Value TWConfigFields::*>(field.member)) continue;
+    const bool hasLimit = std::holds_alternative<base::Value TWConfigFields::*>(field.member);
+    if (!hasLimit || field.mergePlace == kNoPlace) continue;
     const PropertyBounds limit = boundsOf(field.property);
     keys[limit.elements] = joined(keys[limit.elements], code(field.key));
     bounds[limit.elements] = limit;
