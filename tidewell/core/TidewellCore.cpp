@@ -12,7 +12,7 @@
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
-#include "tidewell/core/TWConfigManager/internal/ConfigSync.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/SyncTracker.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
@@ -204,7 +204,10 @@ SyncObservation TidewellCore::observeSync(std::function<void(const SyncStatus&)>
 }
 
 SyncWait TidewellCore::waitForSync(std::chrono::milliseconds timeout) {
-  return SyncTracker::shared().wait(timeout);
+  const bool onSession =
+      Platform::isInstalled() &&
+      TWNetworkConfiguration::defaultConfiguration().getTWURLSession()->needsCallingThread();
+  return SyncTracker::shared().wait(timeout, onSession);
 }
 
 void TidewellCore::debug(std::int64_t level) { TWLogger::debug(level); }

@@ -59,10 +59,9 @@ class TIDEWELL_EXPORT TidewellCore final {
   /// most for `timeout`. Returns immediately if none is in flight, as without a platform, in the child of a
   /// fork, or after `initializeWithAppID` found that none was due.
   ///
-  /// Syncs end on the main queue. On its thread, and on the global queue's, the call returns an error instead
-  /// of waiting. With `MainLoop::host`, that is the thread that drains the queue; before it was drained, the
-  /// one that installed the platform. Do not call it in the completion of a transfer, which holds up the
-  /// reply.
+  /// Syncs end on the main queue. On its thread, on the global queue's, and in the completion of a transfer,
+  /// the call returns an error instead of waiting. With `MainLoop::host` the main queue's thread is the one
+  /// that drained it last; before that, the one that installed the platform.
   [[nodiscard]] SyncWait waitForSync(std::chrono::milliseconds timeout);
 
   /// Sets the log level (`TWLogLevel`). Ignores other numbers.

@@ -122,6 +122,9 @@ class TIDEWELL_EXPORT UrlSession {
   /// out.
   virtual void dataTaskWithRequest(UrlRequest request, UrlTaskCompletion completion) = 0;
   [[nodiscard]] virtual const UrlSessionConfiguration& configuration() const = 0;
+  /// Whether completions run only if the calling thread returns to the session, so that it must not wait for
+  /// one: the thread is running a completion. The default is false.
+  [[nodiscard]] virtual bool needsCallingThread() const;
 };
 
 }  // namespace tidewell::platform

@@ -10,7 +10,7 @@
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
-#include "tidewell/core/TWConfigManager/internal/ConfigSync.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/SyncFile.h"
 #include "tidewell/platform/FileManager.h"
 
@@ -23,21 +23,20 @@ const base::MadeWhenLoaded syncTrackerMade(SyncTracker::shared);
 
 /// What a process finds in the file.
 struct KeptSync {
+  enum class Found { nothing, record, undecodable, unreadable };
+  Found found = Found::nothing;
   SyncRecord record;
-  bool isForeign = false;  ///< there is a file, but it could not be read
 };
 
 KeptSync readKeptSync() {
-  KeptSync kept;
   const std::optional<std::string> path = sync_file::path();
-  if (!path) return kept;
+  if (!path) return {};
   const platform::FileContents file = Platform::current().fileManager().contentsOfFile(*path);
-  if (file.error == std::errc::no_such_file_or_directory) return kept;
-  std::optional<SyncRecord> record;
-  if (!file.error) record = sync_file::decode(file.contents);
-  kept.isForeign = !record;
-  if (record) kept.record = std::move(*record);
-  return kept;
+  if (file.error == std::errc::no_such_file_or_directory) return {};
+  if (file.error) return {KeptSync::Found::unreadable, {}};
+  std::optional<SyncRecord> record = sync_file::decode(file.contents);
+  if (!record) return {KeptSync::Found::undecodable, {}};
+  return {KeptSync::Found::record, std::move(*record)};
 }
 
 }  // namespace
@@ -119,6 +118,7 @@ void SyncTracker::load() {
   if (isLoaded_.load(std::memory_order_acquire)) return;
   const Platform* const from = platform_.load(std::memory_order_acquire);
   KeptSync kept = readKeptSync();
+  if (kept.found == KeptSync::Found::unreadable) return;  // perhaps for now only
   const std::optional<base::Date> due = nextSyncDue();
   Garbage garbage;
   const base::MutexLock lock(mutex_);
@@ -130,7 +130,7 @@ void SyncTracker::load() {
     if (!record.lastSuccess) record.lastSuccess = kept.record.lastSuccess;
     if (!isDueKnown_) record.nextDue = due;
   });
-  isForeign_ = kept.isForeign;
+  isForeign_ = kept.found == KeptSync::Found::undecodable;
   isLoaded_.store(true, std::memory_order_release);
 }
 
@@ -292,7 +292,7 @@ void SyncTracker::store(std::uint32_t life) {
       record = publisher_.latest();
       if (!inFlight_.empty()) attempt = sync_file::Attempt::inFlight;
       stored = toStore_;
-      isForeign = isForeign_;
+      isForeign = isForeign_ || !isLoaded_;
     }
     const std::optional<std::string> path = sync_file::path();
     if (!path) return;
@@ -307,13 +307,15 @@ void SyncTracker::store(std::uint32_t life) {
       error = files.replaceFile(*path, sync_file::encode(*record, attempt));
       if (error) report = "The status of syncs was not written";
       const base::MutexLock lock(mutex_);
-      if (life == life_) isForeign_ = false;
-      if (life == life_ && !error) stored_ = stored;
+      if (life == life_) {
+        isForeign_ = false;
+        isLoaded_ = true;
+        if (!error) stored_ = stored;
+      }
     }
     if (error) report += ": " + error.message();
-    const bool isKnown = report == reported_;
-    reported_ = report;
-    if (isKnown) return;
+    if (error && report == reported_) return;
+    reported_ = error ? report : std::string();
   }
   if (!report.empty()) platform::report(report);
 }
@@ -323,7 +325,7 @@ bool SyncTracker::isInFlight(std::uint64_t lastNumber) const {
                      [=](std::uint64_t number) { return number <= lastNumber; });
 }
 
-SyncWait SyncTracker::wait(std::chrono::milliseconds timeout) {
+SyncWait SyncTracker::wait(std::chrono::milliseconds timeout, bool onSession) {
   using End = SyncWait::End;
   // Keeps the end within the range of the clock.
   constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365);
@@ -334,7 +336,7 @@ SyncWait SyncTracker::wait(std::chrono::milliseconds timeout) {
   attach();
   Platform& platform = Platform::current();
   const bool mustNotWait =
-      platform.mainQueue().needsCallingThread() || platform.globalQueue().needsCallingThread();
+      onSession || platform.mainQueue().needsCallingThread() || platform.globalQueue().needsCallingThread();
   End end = End::ended;
   {
     base::ReleasableMutexLock lock(mutex_);
@@ -370,7 +372,10 @@ void SyncTracker::announce() noexcept {
     const base::MutexLock lock(mutex_);
     if (observers_.empty()) return;
   }
-  Platform::current().mainQueue().async([] { shared().deliver(); });
+  try {
+    Platform::current().mainQueue().async([] { shared().deliver(); });
+  } catch (...) {  // out of memory, or a host's own platform raised: delivered with the next change
+  }
 }
 
 /// Calls the observers with the status that is current by then, once for all changes up to now.

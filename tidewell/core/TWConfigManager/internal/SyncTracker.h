@@ -51,7 +51,8 @@ class SyncTracker final : public base::ForkParticipant {
   // For hosts; see TidewellCore.
   [[nodiscard]] SyncStatus status();
   [[nodiscard]] SyncObservation observe(std::function<void(const SyncStatus&)> observer);
-  [[nodiscard]] SyncWait wait(std::chrono::milliseconds timeout);
+  /// `onSession` as in `platform::UrlSession::needsCallingThread`, of the session that transfers the reply.
+  [[nodiscard]] SyncWait wait(std::chrono::milliseconds timeout, bool onSession);
   void stop(const std::shared_ptr<SyncObserver>& observer) noexcept;
 
   // For the sync.
