@@ -105,6 +105,9 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
         {"FILES",
          "The authority's certificate, ca.pem, and the keys are in the folder of --directory. Only "
          "their owner can read the keys. Trust the authority for nothing else."},
+        {"PROXY",
+         "An unchanged program reaches the simulated hosts with https_proxy=http://127.0.0.1:PORT and "
+         "SSL_CERT_FILE=FILE in its environment, with PORT and FILE of the ready line."},
         {"ENVIRONMENT", "XDG_DATA_HOME and HOME determine the folder that is used without the option."}}});
   try {
     app.parse(count, arguments);
