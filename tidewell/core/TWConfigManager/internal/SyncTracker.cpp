@@ -24,19 +24,23 @@ const base::MadeWhenLoaded syncTrackerMade(SyncTracker::shared);
 /// What a process finds in the file.
 struct KeptSync {
   enum class Found { nothing, record, undecodable, unreadable };
-  Found found = Found::nothing;
+  explicit KeptSync(Found what = Found::nothing) : found(what) {}
+
+  Found found;
   SyncRecord record;
 };
 
 KeptSync readKeptSync() {
   const std::optional<std::string> path = sync_file::path();
-  if (!path) return {};
+  if (!path) return KeptSync();
   const platform::FileContents file = Platform::current().fileManager().contentsOfFile(*path);
-  if (file.error == std::errc::no_such_file_or_directory) return {};
-  if (file.error) return {KeptSync::Found::unreadable, {}};
+  if (file.error == std::errc::no_such_file_or_directory) return KeptSync();
+  if (file.error) return KeptSync(KeptSync::Found::unreadable);
   std::optional<SyncRecord> record = sync_file::decode(file.contents);
-  if (!record) return {KeptSync::Found::undecodable, {}};
-  return {KeptSync::Found::record, std::move(*record)};
+  if (!record) return KeptSync(KeptSync::Found::undecodable);
+  KeptSync kept(KeptSync::Found::record);
+  kept.record = std::move(*record);
+  return kept;
 }
 
 }  // namespace

@@ -109,7 +109,7 @@ class SyncTracker final : public base::ForkParticipant {
   std::uint64_t toStore_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< counts the changes of what the file keeps
   std::uint64_t stored_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   std::uint32_t pendingStores_ TIDEWELL_GUARDED_BY(mutex_) = 0;
-  bool isForeign_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the file was not readable
+  bool isForeign_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the file cannot be decoded
   std::vector<std::shared_ptr<SyncObserver>> observers_ TIDEWELL_GUARDED_BY(mutex_);
   std::uint64_t version_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   std::uint64_t delivered_ TIDEWELL_GUARDED_BY(mutex_) = 0;
