@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The minimum of an application: install a platform, start the SDK, query it.
+// The minimum of a short-lived program: install a platform, start the SDK, wait for the configuration, query
+// it.
 #include <chrono>
 #include <cstdio>
+#include <string>
 
 #include "../StandIn.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
@@ -10,16 +12,18 @@
 
 int main(int argc, char** argv) {
   tidewell::posix::Options options;
-  options.bundleIdentifier = "org.example.hello";
-  options.version = "1.0";
-  options.mainLoop = tidewell::posix::MainLoop::host;
+  options.setBundleIdentifier("org.example.hello");
+  options.setVersion("1.0");
   useStandIn(options);  // the demo's backend; omit this in an application
-  tidewell::posix::PosixPlatform* platform = tidewell::posix::install(options);
-  if (platform == nullptr) return 1;
+  if (tidewell::posix::install(options) == nullptr) return 1;
 
-  tidewell::TidewellCore::sharedInstance().initializeWithAppID(argc > 1 ? argv[1] : "DEMO_APP");
-  // An event loop of the application would do this.
-  platform->runMainQueue(std::chrono::milliseconds(500));
+  auto& sdk = tidewell::TidewellCore::sharedInstance();
+  sdk.initializeWithAppID(argc > 1 ? argv[1] : "DEMO_APP");
+  // A program that keeps running does not wait: gates answer at any time.
+  const tidewell::SyncStatus status = sdk.waitForSync(std::chrono::seconds(10)).status();
+  if (status.outcome() == tidewell::SyncOutcome::failed) {
+    std::printf("not synced: %s\n", std::string(status.detail()).c_str());
+  }
 
   const auto& config = tidewell::TWConfigManager::sharedInstance();
   std::printf("account active: %s\n", config.isAccountActive() ? "yes" : "no");

@@ -29,6 +29,8 @@
 
 namespace {
 
+using tidewell::SyncOutcome;
+using tidewell::SyncStatus;
 using tidewell::TidewellCore;
 using tidewell::TWConfigManager;
 using tidewell::TWNetworkRequest;
@@ -53,18 +55,15 @@ class Life {
 
   bool start(bool withNetwork) {
     tidewell::posix::Options options;
-    options.bundleIdentifier = "org.example.tour";
-    options.version = "2.1";
-    options.mainLoop = tidewell::posix::MainLoop::host;
-    options.consoleSink = [](std::string_view line) {
+    options.setBundleIdentifier("org.example.tour");
+    options.setVersion("2.1");
+    options.setMainLoop(tidewell::posix::MainLoop::host);
+    options.setConsoleSink([](std::string_view line) {
       std::string text(line.substr(0, 160));
       std::replace(text.begin(), text.end(), '\n', ' ');
       std::printf("     log: %s%s\n", text.c_str(), line.size() > text.size() ? "…" : "");
-    };
-    useStandIn(options);
-    if (!withNetwork) {
-      for (auto& connection : options.connectionOverrides) connection.toPort = 1;  // no server listens there
-    }
+    });
+    useStandIn(options, withNetwork);
     platform_ = tidewell::posix::install(options);
     return platform_ != nullptr;
   }
@@ -78,8 +77,11 @@ class Life {
       platform_->runMainQueue(std::chrono::milliseconds(10));
     return happened();
   }
-  bool synced() {
-    return !platform_->standardUserDefaults().objectForKey(tidewell::kConfigLastUpdatedKey).isNil();
+  /// Runs the application's loop until no sync is in flight. An application with a loop of its own would use
+  /// `observeSync`, a program without one `waitForSync`.
+  tidewell::SyncStatus statusAfterSync() {
+    waitUntil([] { return TidewellCore::sharedInstance().syncStatus().outcome() != SyncOutcome::inFlight; });
+    return TidewellCore::sharedInstance().syncStatus();
   }
 
   /// Sends a request. Whether it succeeded.
@@ -108,6 +110,15 @@ class Life {
   tidewell::posix::PosixPlatform* platform_ = nullptr;
 };
 
+/// The outcome, and the reason if it is no success.
+std::string textOf(const SyncStatus& status) {
+  static constexpr const char* kNames[] = {"never tried",    "not due",       "in flight", "synced",
+                                           "unusable reply", "merge stopped", "failed"};
+  std::string text = kNames[static_cast<int>(status.outcome())];
+  if (!status.detail().empty()) text.append(": ").append(status.detail());
+  return text;
+}
+
 void showGates(Life& life, bool inApp, bool geofence, bool dataTracking) {
   auto& config = life.config();
   life.out.expect("isAccountActive", true, config.isAccountActive());
@@ -130,9 +141,15 @@ void firstStart(Life& life) {
   out.note("before the first reply every answer is a default:");
   out.expect("isGeofenceServiceActive", true, config.isGeofenceServiceActive());
   out.expect("getEventBatchCount", 30, config.getEventBatchCount());
+  out.expect("syncStatus", "never tried", textOf(TidewellCore::sharedInstance().syncStatus()));
+  int changes = 0;
+  const auto observation = TidewellCore::sharedInstance().observeSync([&](const SyncStatus&) { ++changes; });
   life.initialize();
-  out.expect("configuration synced over HTTPS", true,
-             life.waitUntil([&] { return life.synced() && config.getEventBatchCount() == 50; }));
+  out.expect("syncStatus", "in flight", textOf(TidewellCore::sharedInstance().syncStatus()));
+  out.expect("waitForSync refuses to hold up the main queue", true,
+             TidewellCore::sharedInstance().waitForSync(std::chrono::seconds(5)).error().has_value());
+  out.expect("syncStatus after a reply over HTTPS", "synced", textOf(life.statusAfterSync()));
+  out.expect("the observer was called", true, life.waitUntil([&] { return changes > 1; }));
 
   out.heading("  Gates");
   showGates(life, true, false, true);
@@ -178,6 +195,7 @@ void secondStart(Life& life) {
   out.expect("getEventBatchCount", 50, config.getEventBatchCount());
   out.expect("getDataRedirectionRegion", tidewell::TWDataRegionEurope, config.getDataRedirectionRegion());
   life.initialize();
+  out.expect("syncStatus", "not due", textOf(TidewellCore::sharedInstance().syncStatus()));
   life.platform().runMainQueue(std::chrono::milliseconds(200));
   out.expect("requests sent within the hour", 0, life.backend.requestCount() - before);
 
@@ -186,8 +204,7 @@ void secondStart(Life& life) {
              life.backend.setConfiguration(kSecondConfiguration));
   NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUserReset);
   NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUpdateModules);
-  out.expect("configuration synced", true,
-             life.waitUntil([&] { return life.synced() && config.getEventBatchCount() == 5; }));
+  out.expect("syncStatus", "synced", textOf(life.statusAfterSync()));
   out.note("keys missing in the reply go back to their defaults; the opt-out stays:");
   out.expect("isInAppServiceActive", false, config.isInAppServiceActive());
   out.expect("getPeriodicSyncDuration", 60, config.getPeriodicSyncDuration());
@@ -210,18 +227,15 @@ void secondStart(Life& life) {
 void offlineStart(Life& life) {
   auto& out = life.out;
   auto& config = life.config();
-  life.initialize();
   out.heading("  A user reset makes the sync due; it fails");
+  TidewellCore::sharedInstance().userReset();
   TidewellCore::sharedInstance().debug(tidewell::TWLogLevelDebug);
-  NotificationCenter::defaultCenter().postNotificationName(tidewell::kNotificationNameUserReset);
-  bool ended = false;
-  TWNetworkRequest request(tidewell::TWServiceGetConfig, std::nullopt, std::nullopt, std::nullopt,
-                           std::string(kAppID));
-  request.executeRequestWithCompletionBlock([&ended](bool, const Value&) { ended = true; });
-  life.waitUntil([&] { return ended; });
+  life.initialize();
+  const SyncStatus status = life.statusAfterSync();
   TidewellCore::sharedInstance().debug(tidewell::TWLogLevelOff);
-  out.expect("the request ended", true, ended);
-  out.expect("synced", false, life.synced());
+  out.expect("syncStatus", true, status.outcome() == SyncOutcome::failed);
+  out.note(textOf(status));
+  out.expect("a sync had succeeded before", true, status.lastSuccess().has_value());
   out.expect("isInAppServiceActive (from the archive)", false, config.isInAppServiceActive());
   out.expect("getEventBatchCount (from the archive)", 5, config.getEventBatchCount());
 }
@@ -231,19 +245,17 @@ void failedSync(Life& life) {
   auto& config = life.config();
   out.expect("backend will answer with status 500 once", true,
              life.backend.addFault("service=0,kind=status:500,times=1"));
-  const int before = life.backend.requestCount();
+  out.note("kept from the last start: " + textOf(TidewellCore::sharedInstance().syncStatus()));
   life.initialize();
-  life.waitUntil([&] { return life.backend.requestCount() > before; });
-  life.platform().runMainQueue(std::chrono::milliseconds(200));
-  out.expect("synced", false, life.synced());
+  out.expect("syncStatus", "failed: HTTP status 500", textOf(life.statusAfterSync()));
   out.expect("getEventBatchCount (from the archive)", 5, config.getEventBatchCount());
 
   out.heading("  The return to the foreground tries again");
   out.expect("backend accepts the first configuration", true,
              life.backend.setConfiguration(kFirstConfiguration));
   life.platform().enterForeground();
-  out.expect("configuration synced", true,
-             life.waitUntil([&] { return life.synced() && config.getEventBatchCount() == 50; }));
+  life.waitUntil([&] { return config.getEventBatchCount() == 50; });
+  out.expect("syncStatus", "synced", textOf(life.statusAfterSync()));
   out.expect("isInAppServiceActive", true, config.isInAppServiceActive());
 }
 

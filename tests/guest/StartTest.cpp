@@ -6,11 +6,23 @@ namespace tidewell::guest {
 namespace {
 
 TEST_F(GuestTest, DefaultsApplyUntilInstallationAndALateStartWorks) {
-  const Outcome outcome = host({"gates", "image", "use", "install", "start GUEST", "await 7", "gates"},
-                               {"HOST_UNINSTALLED=1", "HOST_DEBUG="})
-                              .end();
-  EXPECT_EQ(outcome.out, "yyyynyyyyy\ndone\ndone\ndone\ndone\ndone\nynyynyyyyy\n");
+  const Outcome outcome =
+      host({"gates", "image", "use", "wait", "install", "start GUEST", "await 7", "gates"},
+           {"HOST_UNINSTALLED=1", "HOST_DEBUG="})
+          .end();
+  EXPECT_EQ(outcome.out, "yyyynyyyyy\ndone\ndone\nnever tried\ndone\ndone\ndone\nynyynyyyyy\n");
   EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(GuestTest, AShortLivedProgramWaitsForItsSyncAndKeepsTheStatus) {
+  setFault("kind=delay:300,times=1");
+  EXPECT_EQ(host({"start GUEST", "wait", "gates", "exit return"}).end().out,
+            "done\nsynced 200\nynyynyyyyy\n");
+  EXPECT_EQ(host({"start GUEST", "status"}).end().out, "done\nnot due, synced 200\n");
+  // The calling thread would have to run the main queue.
+  setFault("kind=silence");
+  EXPECT_EQ(host({"reset", "start GUEST", "wait"}, {"HOST_LOOP=1"}).end().out,
+            "done\ndone\nrefused, in flight, synced 200\n");
 }
 
 TEST_F(GuestTest, TheFirstOfTwoPluginsInstallsThePlatform) {

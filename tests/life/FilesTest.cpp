@@ -42,6 +42,7 @@ TEST_F(LifeTest, TheSecondStartReadsTheArchiveAndWritesNoFile) {
   EXPECT_EQ(sync(second, "start A"), "none");
   // The archive, the user defaults and their folders, as docs/guest.md says about slow mounts.
   EXPECT_EQ(second.ask("opens"), "4");
+  EXPECT_EQ(second.ask("status"), "not due, synced 200");
   EXPECT_EQ(sync(second, "foreground"), "none");
   EXPECT_EQ(backend.requestCount(), 1u);
   EXPECT_EQ(system(("test -z \"$(find " + data + " -newer " + folder + "/end)\"").c_str()), 0);

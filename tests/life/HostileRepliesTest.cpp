@@ -4,7 +4,8 @@
 namespace tidewell::life {
 namespace {
 
-/// The effect of a reply to a sync. Before the sync, the batch count is 77 and no sync time is stored.
+/// The effect of a reply to a sync, and the status. Before the sync, the batch count is 77 and no sync time
+/// is stored.
 enum class Effect {
   fails,     ///< no change
   merges,    ///< the reply's batch count is 5
@@ -16,32 +17,35 @@ std::string withBody(std::string_view json) {
   return R"({"kind": "reply", "body": ")" + std::string(json) + "\"}";
 }
 
-const std::pair<std::string, Effect> kReplies[] = {
-    {"kind=status:500", Effect::fails},
-    {"kind=status:201", Effect::fails},
-    {"kind=status:204", Effect::fails},
-    {"kind=truncation:5", Effect::fails},
-    {"kind=oversized:67108864", Effect::fails},
-    {"kind=oversized:3145729", Effect::fails},  // above the limit for configurations
-    {"kind=gzip-bomb:1073741824", Effect::fails},
-    {"kind=encoding:gzip,bytes=12", Effect::fails},
-    {"kind=wrong-authority", Effect::fails},
-    {"kind=close", Effect::fails},
-    {"kind=reset", Effect::fails},
-    {"kind=garbage", Effect::fails},
-    {"kind=drip:1", Effect::merges},
-    {"kind=encoding:gzip", Effect::merges},
-    {"kind=surplus:7", Effect::merges},
-    {R"({"kind": "late-reply", "interval": 0, "status": 200, "body": "{\"e_b_c\": 6}"})", Effect::merges},
-    {withBody(R"({\"e_b_c\": 5, \"e_b_c\": 6, \"e_b_c\": []})"), Effect::merges},  // the first counts
-    {withBody(R"({\"a_s\": 7, \"b_e\": \"x\", \"le_tkn\": {}, \"e_b_c\": \"5x\"})"), Effect::merges},
-    {"kind=not-json", Effect::defaults},
-    {"kind=empty", Effect::defaults},
-    {"kind=nesting:100000", Effect::defaults},
-    {withBody(R"({\"e_b_c\": 5)"), Effect::defaults},
-    {withBody("null"), Effect::defaults},
-    {withBody(R"([{\"e_b_c\": 5}])"), Effect::stops},
-    {withBody(R"({\"p_f_t\": [], \"e_b_c\": 5})"), Effect::stops},
+const std::tuple<std::string, Effect, const char*> kReplies[] = {
+    {"kind=status:500", Effect::fails, "failed 500: HTTP status 500"},
+    {"kind=status:201", Effect::fails, "failed 201: HTTP status 201"},
+    {"kind=status:204", Effect::fails, "failed 204: HTTP status 204"},
+    {"kind=truncation:5", Effect::fails, "failed"},
+    {"kind=oversized:67108864", Effect::fails, "failed"},
+    {"kind=oversized:3145729", Effect::fails, "failed"},  // above the limit for configurations
+    {"kind=gzip-bomb:1073741824", Effect::fails, "failed"},
+    {"kind=encoding:gzip,bytes=12", Effect::fails, "failed"},
+    {"kind=wrong-authority", Effect::fails, "failed"},
+    {"kind=close", Effect::fails, "failed"},
+    {"kind=reset", Effect::fails, "failed"},
+    {"kind=garbage", Effect::fails, "failed"},
+    {"kind=drip:1", Effect::merges, "synced 200"},
+    {"kind=encoding:gzip", Effect::merges, "synced 200"},
+    {"kind=surplus:7", Effect::merges, "synced 200"},
+    {R"({"kind": "late-reply", "interval": 0, "status": 200, "body": "{\"e_b_c\": 6}"})", Effect::merges,
+     "synced 200"},
+    {withBody(R"({\"e_b_c\": 5, \"e_b_c\": 6, \"e_b_c\": []})"), Effect::merges,
+     "synced 200"},  // the first counts
+    {withBody(R"({\"a_s\": 7, \"b_e\": \"x\", \"le_tkn\": {}, \"e_b_c\": \"5x\"})"), Effect::merges,
+     "synced 200"},
+    {"kind=not-json", Effect::defaults, "unusable reply 200: not JSON"},
+    {"kind=empty", Effect::defaults, "unusable reply 200: empty"},
+    {"kind=nesting:100000", Effect::defaults, "unusable reply 200: not JSON"},
+    {withBody(R"({\"e_b_c\": 5)"), Effect::defaults, "unusable reply 200: not JSON"},
+    {withBody("null"), Effect::defaults, "unusable reply 200: not JSON"},
+    {withBody(R"([{\"e_b_c\": 5}])"), Effect::stops, "unusable reply 200: not an object"},
+    {withBody(R"({\"p_f_t\": [], \"e_b_c\": 5})"), Effect::stops, "merge stopped 200: p_f_t"},
 };
 
 TEST_F(LifeTest, EveryReplyLeavesAWholeRecordAndCompletesOnce) {
@@ -51,7 +55,7 @@ TEST_F(LifeTest, EveryReplyLeavesAWholeRecordAndCompletesOnce) {
   const std::size_t descriptors = app.descriptorCount();
   int stopped = 0;
   const auto throughAll = [&] {
-    for (const auto& [text, effect] : kReplies) {
+    for (const auto& [text, effect, status] : kReplies) {
       SCOPED_TRACE(text);
       app.ask({R"(merge-json {"e_b_c": 77})", "reset"});
       const std::string before = bytesOf(archive);
@@ -60,6 +64,7 @@ TEST_F(LifeTest, EveryReplyLeavesAWholeRecordAndCompletesOnce) {
       EXPECT_EQ(app.ask("call 0 A").substr(0, 3), fails ? "no " : "yes");
       EXPECT_EQ(sync(app, "update"), fails ? "failed" : "synced");
       EXPECT_EQ(app.ask("stamped"), fails ? "no" : "yes");
+      EXPECT_EQ(app.ask("status"), status);
       EXPECT_EQ(app.ask("batch"), effect == Effect::merges ? "5" : effect == Effect::defaults ? "30" : "77");
       EXPECT_EQ(bytesOf(archive) == before, fails || effect == Effect::stops);
       EXPECT_EQ(count(app.errors(), "line number - 118 "), stopped += effect == Effect::stops);

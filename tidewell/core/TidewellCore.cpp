@@ -12,9 +12,12 @@
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
+#include "tidewell/core/TWConfigManager/internal/SyncTracker.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TWNetwork/internal/ReplyFacts.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/TWUtils/TWLogger/internal/LogShipping.h"
 #include "tidewell/core/TWUtils/TWRichLanding/TWWebViewHandler.h"
@@ -72,21 +75,58 @@ void observe(std::string_view name, Handler handler) {
   platform::NotificationCenter::defaultCenter().addObserver(name, guardedHandler);
 }
 
+/// A sync from its request to its end. What `attempt` watches does not depend on it.
+struct ConfigSync {
+  ReplyFacts facts;
+  std::unique_ptr<SyncAttempt> attempt;  ///< null if it cannot be watched
+
+  /// Completes the result with the facts of the transfer.
+  void end(SyncResult result) noexcept {
+    if (!attempt) return;
+    result.error = std::move(facts.error);
+    result.httpStatus = static_cast<int>(facts.statusCode);
+    std::optional<base::Date> due;
+    try {
+      due = ConfigMerge::nextDue(TWConfigManager::sharedInstance());
+    } catch (...) {  // a host's own platform raised
+    }
+    attempt->end(std::move(result), due);
+  }
+};
+
+/// The result of a sync without a reply.
+SyncResult failedResult(const ReplyFacts& facts) {
+  if (facts.error) return {SyncOutcome::failed, facts.error->localizedDescription};
+  if (!facts.exception.empty()) return {SyncOutcome::failed, facts.exception};
+  return {SyncOutcome::failed, "HTTP status " + std::to_string(facts.statusCode)};
+}
+
+/// The result of a sync with a reply, after its merge.
+SyncResult mergedResult(const ReplyFacts& facts, const base::Value& response, const ConfigMerge& merge) {
+  if (facts.body == ReplyFacts::Body::empty) return {SyncOutcome::unusableReply, "empty"};
+  if (facts.body == ReplyFacts::Body::notJSON) return {SyncOutcome::unusableReply, "not JSON"};
+  if (response.dictionary() == nullptr) return {SyncOutcome::unusableReply, "not an object"};
+  if (merge.isComplete) return {SyncOutcome::synced};
+  if (!merge.stoppedAt.empty()) return {SyncOutcome::mergeStopped, std::string(merge.stoppedAt)};
+  return {SyncOutcome::failed, merge.reason};
+}
+
 /// Handles the end of a sync. A dictionary is merged whatever the flag says.
-void handleConfigReply(bool success, const base::Value& response) {
+SyncResult handleConfigReply(bool success, const base::Value& response, const ReplyFacts& facts) {
   static constexpr LogCoordinates kWhere{"TidewellCore", 116, "updateConfig",
                                          "Exception Config API completion Block : %@", TWLogSeverityError};
   try {
     if (success) logLine("SDK Config Synced");
-    if (response.isNil()) return;
+    if (response.isNil()) return failedResult(facts);
     logLine([&] { return base::stringWithFormat("Config Response : %@", {response}); });
 
     Platform& platform = Platform::current();
     platform.standardUserDefaults().setObject(platform.clock().now(), kConfigLastUpdatedKey);
     platform.standardUserDefaults().synchronize();
-    TWConfigManager::sharedInstance().updateConfigFromResponse(response);
+    return mergedResult(facts, response, ConfigMerge::of(TWConfigManager::sharedInstance(), response));
   } catch (...) {
     logCaughtExceptionWithStackTrace(kWhere);
+    return {SyncOutcome::failed, base::currentExceptionDescription()};
   }
 }
 
@@ -126,21 +166,48 @@ void TidewellCore::userReset() {
   platform::UserDefaults& defaults = Platform::current().standardUserDefaults();
   defaults.removeObjectForKey(kConfigLastUpdatedKey);
   defaults.synchronize();
+  SyncTracker::shared().noteReset();
 }
 
 void TidewellCore::updateConfig() {
   static constexpr LogCoordinates kWhere{"TidewellCore", 122, "updateConfig",
                                          "exception while config Sync %@"};
   guarded(kWhere, [] {
-    if (!TWConfigManager::sharedInstance().shouldSyncConfig()) return;
+    if (!TWConfigManager::sharedInstance().shouldSyncConfig()) {
+      SyncTracker::shared().noteNotDue(ConfigMerge::nextDue(TWConfigManager::sharedInstance()));
+      return;
+    }
     logLine("Config request initiated:");
-    base::Dictionary body;
-    setObjectNilHandled(body, TWNetworkConfiguration::getQueryParamsBodyDictForService(TWServiceGetConfig),
-                        "query_params");
-    const TWNetworkRequest request(TWServiceGetConfig, std::nullopt, std::nullopt, std::move(body),
-                                   TWCoreUtils::getTidewellAppId());
-    request.executeRequestWithCompletionBlock(&handleConfigReply);
+    const auto sync = std::make_shared<ConfigSync>();
+    sync->attempt = SyncTracker::shared().begin();
+    try {
+      base::Dictionary body;
+      setObjectNilHandled(body, TWNetworkConfiguration::getQueryParamsBodyDictForService(TWServiceGetConfig),
+                          "query_params");
+      const TWNetworkRequest request(TWServiceGetConfig, std::nullopt, std::nullopt, std::move(body),
+                                     TWCoreUtils::getTidewellAppId());
+      const auto completion = [sync](bool success, const base::Value& response) {
+        sync->end(handleConfigReply(success, response, sync->facts));
+      };
+      fetchConfiguration(request, completion, std::shared_ptr<ReplyFacts>(sync, &sync->facts));
+    } catch (...) {
+      sync->end({SyncOutcome::failed, base::currentExceptionDescription()});
+      throw;
+    }
   });
+}
+
+SyncStatus TidewellCore::syncStatus() { return SyncTracker::shared().status(); }
+
+SyncObservation TidewellCore::observeSync(std::function<void(const SyncStatus&)> observer) {
+  return SyncTracker::shared().observe(std::move(observer));
+}
+
+SyncWait TidewellCore::waitForSync(std::chrono::milliseconds timeout) {
+  const bool onSession =
+      Platform::isInstalled() &&
+      TWNetworkConfiguration::defaultConfiguration().getTWURLSession()->needsCallingThread();
+  return SyncTracker::shared().wait(timeout, onSession);
 }
 
 void TidewellCore::debug(std::int64_t level) { TWLogger::debug(level); }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -8,6 +9,8 @@
 #include "tidewell/base/Data.h"
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Url.h"
+#include "tidewell/core/TWConfigManager/SyncObservation.h"
+#include "tidewell/core/TWConfigManager/SyncStatus.h"
 #include "tidewell/core/TWConfigManager/TWConfigConstant.h"
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/TWUtils/TWLogger/TWLogger.h"
@@ -21,9 +24,9 @@ using TWImageCompletion = std::function<void(bool success, std::optional<base::D
 
 /// The entry point of the SDK: install a platform, then call `initializeWithAppID` once at launch.
 ///
-/// One instance per process, created on first use and never destroyed; any thread. No operation waits for the
-/// network. Exceptions are caught and logged, except `std::bad_alloc` and those of a host's own platform,
-/// which some operations propagate.
+/// One instance per process, created on first use and never destroyed; any thread. No operation but
+/// `waitForSync` waits for the network. Exceptions are caught and logged, except `std::bad_alloc` and those
+/// of a host's own platform, which some operations propagate.
 class TIDEWELL_EXPORT TidewellCore final {
  public:
   [[nodiscard]] static TidewellCore& sharedInstance();
@@ -40,8 +43,27 @@ class TIDEWELL_EXPORT TidewellCore final {
   void applicationEnteredForeground(const platform::Notification& notification);
   /// Makes the next configuration sync due.
   void userReset();
-  /// Downloads and merges the configuration if that is due; returns immediately.
+  /// Downloads and merges the configuration if that is due; returns immediately. `waitForSync` waits for the
+  /// end.
   void updateConfig();
+
+  /// What the last sync came to. Never waits: the first call reads a small file, later ones no file. Without
+  /// a platform: `neverTried`. Syncs of other processes of the application are seen after a new start.
+  [[nodiscard]] SyncStatus syncStatus();
+  /// Has `observer` called on the main queue, with no lock held, after each change of the status, until the
+  /// token is destroyed. Changes in quick succession may be one call. The observer may use all operations
+  /// except waiting, also end observations and begin others; its exceptions are reported. Ignores an empty
+  /// function.
+  [[nodiscard]] SyncObservation observeSync(std::function<void(const SyncStatus&)> observer);
+  /// For programs that end soon: waits until the syncs under way have ended and their status is stored, at
+  /// most for `timeout`. Returns immediately if none is in flight, as without a platform, in the child of a
+  /// fork, or after `initializeWithAppID` found that none was due.
+  ///
+  /// Syncs end on the main queue. On its thread, on the global queue's, and in the completion of a transfer,
+  /// the call returns an error instead of waiting. With `MainLoop::host` the main queue's thread is the one
+  /// that drained it last; before that, the one that installed the platform.
+  [[nodiscard]] SyncWait waitForSync(std::chrono::milliseconds timeout);
+
   /// Sets the log level (`TWLogLevel`). Ignores other numbers.
   void debug(std::int64_t level);
   /// Sends all further data to another data centre. Returns after writing the archive.

@@ -10,6 +10,7 @@
 namespace tidewell::platform {
 
 Queue::~Queue() = default;
+bool Queue::needsCallingThread() const { return isCurrent(); }
 
 void runReportingExceptions(const std::function<void()>& function) noexcept {
   const base::CancellationShield shield;

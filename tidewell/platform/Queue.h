@@ -21,6 +21,9 @@ class TIDEWELL_EXPORT Queue {
   /// Whether the calling thread is running one of this queue's functions, or is the thread that drains the
   /// queue.
   [[nodiscard]] virtual bool isCurrent() const = 0;
+  /// Whether functions run only if the calling thread returns to the queue, so that it must not wait for one.
+  /// The default is `isCurrent`.
+  [[nodiscard]] virtual bool needsCallingThread() const;
 };
 
 /// Runs a function as every queue must: catches and reports exceptions.

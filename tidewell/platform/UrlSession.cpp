@@ -37,6 +37,7 @@ auto findHeader(Headers& headers, std::string_view name) {
 }  // namespace
 
 UrlSession::~UrlSession() = default;
+bool UrlSession::needsCallingThread() const { return false; }
 
 UrlRequest::UrlRequest(std::optional<base::Url> url, UrlRequestCachePolicy cachePolicy)
     : url_(std::move(url)), cachePolicy_(cachePolicy) {}

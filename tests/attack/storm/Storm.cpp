@@ -316,7 +316,8 @@ void addGuestOperations() {
   for (const guest::Operation& each : guest::kOperations) {
     const std::string_view name = each.name;
     if (name == "replace") continue;  // expects that no other thread removes its record
-    const bool isBounded = name == "network" || name == "proxy" || name == "objects" || name == "core";
+    const bool isBounded =
+        name == "network" || name == "proxy" || name == "objects" || name == "core" || name == "sync";
     calls.push_back({each.name, 1, [&each, isBounded](Random&) {
                        if (!isBounded || (!isBusy() && boundedCalls++ < kMostMade)) each.run();
                      }});

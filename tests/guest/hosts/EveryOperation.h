@@ -226,6 +226,14 @@ inline constexpr Operation kOperations[] = {
        center.postNotificationName(name);
        center.removeObserver(token);
      }},
+    {"sync",
+     [] {
+       core().userReset();
+       const SyncObservation observation = core().observeSync([](const SyncStatus&) {});
+       core().updateConfig();
+       const SyncStatus status = core().waitForSync(std::chrono::milliseconds(0)).status();
+       require(status.outcome() != SyncOutcome::notDue || status.nextDue(), "a status");
+     }},
     {"pages",
      [] {
        TWWebViewHandler::sharedInstance().openWebViewWithUrl(

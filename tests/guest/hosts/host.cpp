@@ -23,6 +23,7 @@
 
 #include "InChild.h"
 #include "RefuseSystemCall.h"
+#include "SyncText.h"
 #include "hosts/EveryOperation.h"
 #include "hosts/ForkMatrix.h"
 #include "hosts/HostOptions.h"
@@ -185,7 +186,11 @@ void checkChild() {
         [&](bool success, const base::Value&) { failed = !success; });
     require(failed, "the child's requests end at once");
   }
+  require(core().syncStatus().outcome() != SyncOutcome::inFlight, "the parent's sync");
+  core().userReset();
   core().updateConfig();
+  require(core().waitForSync(std::chrono::hours(1)).status().lastResult() == SyncOutcome::failed,
+          "the child's sync");
   TWCoreUtils::saveUniqueId("child");
   require(TWCoreUtils::getUniqueId() == "child", "the child's defaults");
   config().setUserInAppNotificationOptedOut(true);
@@ -201,6 +206,8 @@ void forkChildren(int count) {
   });
   for (int i = 0; i < count; ++i) {
     send(1);
+    core().userReset();
+    core().updateConfig();
     require(tidewell::waitFor(inChild(100, [i] { return checkChild(), i % 2 == 0 ? 0 : (exit(0), 0); })) == 0,
             "a child");
   }
@@ -284,6 +291,12 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
      }},
     {"update", [](auto&) { core().updateConfig(); }},
     {"reset", [](auto&) { core().userReset(); }},
+    {"status", [](auto&) { answer = textOf(core().syncStatus()); }},
+    {"wait",
+     [](auto&) {
+       const SyncWait wait = core().waitForSync(std::chrono::minutes(2));
+       answer = (wait.timedOut() ? "timed out, " : wait.error() ? "refused, " : "") + textOf(wait.status());
+     }},
     {"foreground", [](auto&) { machine->enterForeground(); }},
     {"merge-json", [](auto& json) { config().updateConfigFromResponse(base::JSONObjectWithData(json)); }},
     {"merge", [](auto& first) { merge(std::stoi(first)); }},

@@ -11,6 +11,7 @@
 #include "tidewell/base/internal/UnrecognizedSelector.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
 #include "tidewell/core/TWConfigManager/internal/Explainer.h"
 #include "tidewell/core/TWConfigManager/internal/ReplyMerge.h"
@@ -256,8 +257,9 @@ struct TWConfigManager::State {
     note(path, [property](ConfigOrigins& known, base::Date now) { known.noteChange(property, now); });
   }
 
-  /// Merges a reply into the current record and writes the archive.
-  void merge(const base::Value& response) {
+  /// Merges a reply into the current record and writes the archive. Sets `stoppedAt` to the key of a value
+  /// that cannot be merged, before it raises.
+  void merge(const base::Value& response, std::string_view& stoppedAt) {
     const std::optional<std::string> path = ConfigArchive::path();
     const std::shared_ptr<TWConfig> record = currentOrLoaded();
     const base::Dictionary empty;
@@ -265,6 +267,7 @@ struct TWConfigManager::State {
     if (reply == nullptr) base::raiseUnrecognizedSelector(response, "validObjectForKey:");
 
     const ReplyMerge merged(*reply);
+    if (merged.stoppedAt != nullptr) stoppedAt = merged.stoppedAt->key;
     recordOf(*record).apply(merged.change);
     if (!merged.line.empty()) logLine(merged.line);
     reportTooLarge(merged.tooLarge);
@@ -313,26 +316,46 @@ std::optional<std::string> TWConfigManager::getFilePathForConfig() const { retur
 
 bool TWConfigManager::shouldSyncConfig() const {
   state_->storeUnwritten();
-  if (state_->isUnmerged) return true;
+  return !ConfigMerge::nextDue(*this);
+}
+
+std::optional<base::Date> ConfigMerge::nextDue(const TWConfigManager& manager) {
+  return manager.state_->isUnmerged ? std::nullopt : nextSyncDue();
+}
+
+std::optional<base::Date> nextSyncDue() {
   platform::Platform& platform = platform::Platform::current();
   const base::Value lastUpdated = platform.standardUserDefaults().objectForKey(kConfigLastUpdatedKey);
   const base::Date* const date = lastUpdated.date();
-  if (date == nullptr) return true;
+  if (date == nullptr) return std::nullopt;
   const base::Date due{date->secondsSince1970 + kConfigSyncInterval};
-  return !TWDateUtils::isDate1LaterToDate2(due, platform.clock().now());
+  if (!TWDateUtils::isDate1LaterToDate2(due, platform.clock().now())) return std::nullopt;
+  return due;
 }
 
 void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
+  static_cast<void>(ConfigMerge::of(*this, response));
+}
+
+ConfigMerge ConfigMerge::of(TWConfigManager& manager, const base::Value& response) {
+  ConfigMerge merge;
   guarded(at(118, "updateConfigFromResponse:"), [&] {
-    state_->isUnmerged = false;
+    TWConfigManager::State& state = *manager.state_;
+    state.isUnmerged = false;
     try {
-      state_->merge(response);
-      printCurrentServicesStatus();
+      state.merge(response, merge.stoppedAt);
+      manager.printCurrentServicesStatus();
+      merge.isComplete = true;
     } catch (const std::bad_alloc&) {
-      state_->isUnmerged = true;  // makes the next sync due
+      state.isUnmerged = true;  // makes the next sync due
+      merge.reason = base::currentExceptionDescription();
+      throw;
+    } catch (...) {
+      merge.reason = base::currentExceptionDescription();
       throw;
     }
   });
+  return merge;
 }
 
 void TWConfigManager::setDataRedirectionRegion(TWDataRegion region) {

@@ -17,6 +17,7 @@
 namespace tidewell {
 
 struct CompiledConfig;
+struct ConfigMerge;
 class ConfigRecord;
 
 /// Decides whether a download is due, and owns the record from which every gate is answered.
@@ -132,6 +133,7 @@ class TIDEWELL_EXPORT TWConfigManager final {
   void printCurrentServicesStatus() const;
 
  private:
+  friend struct ConfigMerge;
   struct State;
   /// Selects the constructor that defers reports from loading.
   enum class Quietly { yes };

@@ -12,6 +12,7 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/core/TWNetwork/ServiceCatalogue.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
+#include "tidewell/core/TWNetwork/internal/ReplyFacts.h"
 #include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
@@ -68,9 +69,30 @@ void sendOnSession(std::optional<platform::UrlRequest> request, platform::UrlTas
 }
 
 /// The decoded reply; an empty dictionary if there is none or it is not JSON.
-base::Value decodedReply(const platform::UrlTaskResult& result) {
+base::Value decodedReply(const platform::UrlTaskResult& result, ReplyFacts* facts) {
+  const bool isEmpty = !result.data || result.data->length() == 0;
   base::Value reply = result.data ? base::JSONObjectWithData(result.data->view()) : base::Value();
+  if (facts != nullptr) {
+    facts->body = isEmpty         ? ReplyFacts::Body::empty
+                  : reply.isNil() ? ReplyFacts::Body::notJSON
+                                  : ReplyFacts::Body::JSON;
+  }
   return reply.isNil() ? base::Value(base::Dictionary()) : reply;
+}
+
+/// Notes status and error. The error is lost if out of memory.
+void note(const platform::UrlTaskResult& result, ReplyFacts* facts) noexcept {
+  if (facts == nullptr) return;
+  if (result.response) facts->statusCode = result.response->statusCode;
+  try {
+    facts->error = result.error;
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+/// Notes the exception being handled.
+void noteException(ReplyFacts* facts) noexcept {
+  if (facts != nullptr) facts->exception = base::currentExceptionDescription();
 }
 
 /// The error for a body that exceeds the caller's limit.
@@ -81,19 +103,21 @@ base::Error replyTooLarge(std::size_t bytes, std::size_t maximumBytes) {
 }
 
 void handleFetched(platform::UrlTaskResult result, std::size_t maximumReplyBytes,
-                   const SharedCompletion& completion) {
+                   const SharedCompletion& completion, ReplyFacts* facts) {
   static constexpr LogCoordinates kWhere{"TWNetworkClient", 66, kFetchSelector, "🛑 Exception : %@ 🛑"};
   try {
     if (result.data && result.data->length() > maximumReplyBytes && succeeded(result, kServiceStatusOK)) {
       result.error = replyTooLarge(result.data->length(), maximumReplyBytes);
     }
+    note(result, facts);
     if (succeeded(result, kServiceStatusOK)) {
-      callOnMainQueue(completion, true, decodedReply(result));
+      callOnMainQueue(completion, true, decodedReply(result, facts));
     } else {
       logFailedTransfer(59, kFetchSelector, "🛑 Api failed with response %@ and error %@ 🛑 ", result);
       callOnMainQueue(completion, false, {});
     }
   } catch (...) {
+    noteException(facts);
     logCaughtException(kWhere);
     call(*completion, false, {});
   }
@@ -108,14 +132,20 @@ void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request,
 
 void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request, std::size_t maximumReplyBytes,
                                    TWRequestCompletion withCompletionHandler) const {
+  tidewell::fetchRequest(std::move(request), maximumReplyBytes, std::move(withCompletionHandler), nullptr);
+}
+
+void fetchRequest(std::optional<platform::UrlRequest> request, std::size_t maximumReplyBytes,
+                  TWRequestCompletion withCompletionHandler, std::shared_ptr<ReplyFacts> facts) {
   static constexpr LogCoordinates kWhere{"TWNetworkClient", 74, kFetchSelector, "Exception : %@"};
   SharedCompletion completion;
   try {
     completion = share(withCompletionHandler);
-    sendOnSession(std::move(request), [completion, maximumReplyBytes](platform::UrlTaskResult result) {
-      handleFetched(std::move(result), maximumReplyBytes, completion);
+    sendOnSession(std::move(request), [completion, maximumReplyBytes, facts](platform::UrlTaskResult result) {
+      handleFetched(std::move(result), maximumReplyBytes, completion, facts.get());
     });
   } catch (...) {
+    noteException(facts.get());
     logCaughtException(kWhere);
     const TWRequestCompletion& waiting = completion ? *completion : withCompletionHandler;
     runForHost([&waiting] { call(waiting, false, {}); });

@@ -11,6 +11,7 @@
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TWNetwork/internal/ReplyFacts.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/internal/AppGroup.h"
 #include "tidewell/core/internal/Guard.h"
@@ -129,16 +130,21 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
 }
 
 void TWNetworkRequest::executeRequestWithCompletionBlock(TWRequestCompletion completion) const {
+  if (service_ == TWServiceGetConfig) return fetchConfiguration(*this, std::move(completion), nullptr);
   std::optional<platform::UrlRequest> request = getRequestInstance();
   const TWNetworkClient client;
   const ServiceEntry* const entry = serviceEntry(service_);
   if (entry != nullptr && entry->successStatus == kServiceStatusNoContent) {
     client.sendLogRequest(std::move(request), std::move(completion));
-  } else if (service_ == TWServiceGetConfig) {
-    client.fetchRequest(std::move(request), kMaximumConfigurationBytes, std::move(completion));
   } else {
     client.fetchRequest(std::move(request), std::move(completion));
   }
+}
+
+void fetchConfiguration(const TWNetworkRequest& request, TWRequestCompletion completion,
+                        std::shared_ptr<ReplyFacts> facts) {
+  fetchRequest(request.getRequestInstance(), kMaximumConfigurationBytes, std::move(completion),
+               std::move(facts));
 }
 
 }  // namespace tidewell

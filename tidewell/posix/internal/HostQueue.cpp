@@ -36,6 +36,7 @@ struct HostQueue::State final : ForkParticipant {
   /// In a child, the functions that the parent will run. Destroyed only with the queue, because they are
   /// foreign.
   std::list<std::function<void()>> lost TIDEWELL_GUARDED_BY(mutex);
+  const std::thread::id creator = std::this_thread::get_id();
   std::thread::id drainer TIDEWELL_GUARDED_BY(mutex);
   int depth TIDEWELL_GUARDED_BY(mutex) = 0;  ///< nested calls that are draining, all on `drainer`
   int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -108,6 +109,12 @@ void HostQueue::async(std::function<void()> function) {
 bool HostQueue::isCurrent() const {
   const base::MutexLock lock(state_->mutex);
   return state_->drainer == std::this_thread::get_id();
+}
+
+bool HostQueue::needsCallingThread() const {
+  const base::MutexLock lock(state_->mutex);
+  const std::thread::id drainer = state_->drainer;
+  return (drainer == std::thread::id() ? state_->creator : drainer) == std::this_thread::get_id();
 }
 
 int HostQueue::descriptor() const { return state_->descriptor; }

@@ -18,6 +18,8 @@ class HostQueue final : public platform::Queue {
   void async(std::function<void()> function) override;
   /// Whether the calling thread was the last one to drain the queue.
   [[nodiscard]] bool isCurrent() const override;
+  /// Before the queue was first drained, whether the calling thread created it.
+  [[nodiscard]] bool needsCallingThread() const override;
 
   /// Readable while functions wait. -1 if the system had no descriptor left.
   [[nodiscard]] int descriptor() const;

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
@@ -65,6 +66,8 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       refuse(task.front(), "the system has no thread for it");
     }
   }
+
+  [[nodiscard]] bool isCompletingHere() const noexcept { return completer_ == std::this_thread::get_id(); }
 
   TransferTasks takeTasks() noexcept override {
     const base::MutexLock lock(mutex_);
@@ -176,6 +179,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
 
   void complete() TIDEWELL_REQUIRES(mutex_) {
     isCompleting_ = true;
+    completer_ = std::this_thread::get_id();
     while (!finished_.empty()) {
       TransferTasks task;
       task.splice(task.end(), finished_, finished_.begin());
@@ -185,6 +189,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       forkGuard_.goOnInOwner();
       mutex_.lock();
     }
+    completer_ = std::thread::id();
     isCompleting_ = false;
   }
 
@@ -200,6 +205,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   bool isDriven_ TIDEWELL_GUARDED_BY(mutex_) = false;      ///< a thread is in `drive`
   bool hasTransfers_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the engine's state when last driven
   bool isCompleting_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< a thread is in `complete`
+  std::atomic<std::thread::id> completer_{};               ///< that thread
   int threads_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   int free_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< threads that sleep or have not started yet
 };
@@ -223,6 +229,7 @@ class PosixUrlSession final : public platform::UrlSession {
   [[nodiscard]] const platform::UrlSessionConfiguration& configuration() const override {
     return *configuration_;
   }
+  [[nodiscard]] bool needsCallingThread() const override { return transfers_->isCompletingHere(); }
 
  private:
   const std::shared_ptr<Transfers> transfers_;

@@ -38,6 +38,7 @@ class ScriptedUrlSession final : public platform::UrlSession {
   ~ScriptedUrlSession() override;
   void dataTaskWithRequest(platform::UrlRequest request, platform::UrlTaskCompletion completion) override;
   [[nodiscard]] const platform::UrlSessionConfiguration& configuration() const override;
+  [[nodiscard]] bool needsCallingThread() const override { return queue_->isCurrent(); }
 
  private:
   platform::UrlSessionConfiguration configuration_;

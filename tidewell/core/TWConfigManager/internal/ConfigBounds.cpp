@@ -63,11 +63,6 @@ class Measure {
 
 bool fits(const base::Value& value, const PropertyBounds& bounds) { return Measure(bounds).fits(value); }
 
-PropertyBounds boundsOf(TWConfigProperty property) {
-  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
-  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
-}
-
 PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties) {
   PropertySet outside = 0;
   for (const ConfigField& field : kConfigFields) {

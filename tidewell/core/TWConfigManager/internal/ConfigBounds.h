@@ -34,7 +34,10 @@ inline constexpr base::ArchiveBounds kConfigArchiveBounds{8u << 20, 180'000};
 /// Whether a value is within the bounds, not too deeply nested, and of a kind that an archive can hold.
 [[nodiscard]] bool fits(const base::Value& value, const PropertyBounds& bounds);
 
-[[nodiscard]] PropertyBounds boundsOf(TWConfigProperty property);
+[[nodiscard]] constexpr PropertyBounds boundsOf(TWConfigProperty property) {
+  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
+  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
+}
 
 /// Those of the given properties whose values are too large, too deeply nested, or cannot be archived.
 [[nodiscard]] PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties);

@@ -61,7 +61,7 @@ struct LintRule {
 };
 
 /// The rules in the order of `LintRuleID`. docs/configuration-linter.md is generated from these rows
-/// (scripts/check-docs --fix).
+/// (tools/linter-page, scripts/check-docs --fix).
 inline constexpr std::array kLintRules = {
     LintRule{LintRuleID::replyTooLarge, "reply-too-large", LintSeverity::error,
              "The reply has %@ bytes; devices read at most %@, and the sync fails.",
