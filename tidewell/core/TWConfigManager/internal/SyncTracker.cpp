@@ -224,7 +224,7 @@ std::unique_ptr<SyncAttempt> SyncTracker::begin() noexcept {
       ++toStore_;
       ++version_;
     }
-    storeLater(attempt->life_);
+    store(attempt->life_, When::later);
     announce();
     return attempt;
   } catch (...) {  // out of memory, or a host's own platform raised
@@ -259,17 +259,17 @@ void SyncTracker::end(const SyncAttempt& attempt, SyncResult result,
     ++toStore_;
     ++version_;
   }
-  storeLater(attempt.life_);
+  store(attempt.life_, When::nowOnTheMainQueue);
   announce();
 }
 
-/// Counted as pending by the caller.
-void SyncTracker::storeLater(std::uint32_t life) noexcept {
+void SyncTracker::store(std::uint32_t life, When when) noexcept {
   std::shared_ptr<PendingStore> pending;
   try {
     pending = std::make_shared<PendingStore>(life);
+    if (when == When::nowOnTheMainQueue && Platform::current().mainQueue().isCurrent()) return store(life);
     Platform::current().globalQueue().async([pending] { shared().store(pending->life); });
-  } catch (...) {  // out of memory: the next change is stored with this one
+  } catch (...) {  // out of memory, or a host's own platform raised: the next change is stored with this one
     if (!pending) storeEnded(life);
   }
 }

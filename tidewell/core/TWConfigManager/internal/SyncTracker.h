@@ -41,8 +41,9 @@ class SyncAttempt {
 /// and wakes those who wait.
 ///
 /// One instance per process, made while the library is loaded and never destroyed. Any thread. The file is
-/// read by the first question or before the first write, and written on the global queue. Without memory a
-/// change goes unnoticed; the sync itself is never affected.
+/// read by the first question or before the first write. The beginning of a sync is written on the global
+/// queue, its result on the main queue. Without memory a change goes unnoticed; the sync itself is never
+/// affected.
 class SyncTracker final : public base::ForkParticipant {
  public:
   [[nodiscard]] static SyncTracker& shared();
@@ -82,7 +83,11 @@ class SyncTracker final : public base::ForkParticipant {
   template <class Change>
   void note(Change&& change) noexcept;
 
-  void storeLater(std::uint32_t life) noexcept;
+  /// Stores a change that was counted in `pendingStores_`, on the global queue. A result is stored
+  /// immediately if the calling thread is the main queue's, as the archive is, so that what comes next finds
+  /// it stored.
+  enum class When { nowOnTheMainQueue, later };
+  void store(std::uint32_t life, When when) noexcept;
   void store(std::uint32_t life);
   void storeEnded(std::uint32_t life) noexcept;
   /// Whether one of the attempts up to a number is in flight.
