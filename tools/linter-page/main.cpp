@@ -53,8 +53,9 @@ std::string cell(std::string_view text) {
   std::string shown;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const bool isFilledIn = text.substr(at, 2) == "%@";
-    shown += isFilledIn ? "\u2026" : text[at] == '|' || text[at] == '*' ? "\\" + std::string(1, text[at])
-                                                                      : std::string(1, text[at]);
+    shown += isFilledIn                           ? "\u2026"
+             : text[at] == '|' || text[at] == '*' ? "\\" + std::string(1, text[at])
+                                                  : std::string(1, text[at]);
     at += isFilledIn ? 1 : 0;
   }
   return shown;

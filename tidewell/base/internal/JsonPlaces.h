@@ -7,7 +7,6 @@
 #include <string_view>
 #include <vector>
 
-#include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
 
 namespace tidewell::base {
@@ -16,7 +15,7 @@ namespace tidewell::base {
 ///
 /// Places are byte offsets in `text`. Refers to the bytes passed to the constructor, which must outlive it.
 /// Never raises for malformed text. Time and memory are linear in the length of the text.
-class TIDEWELL_EXPORT JsonPlaces {
+class JsonPlaces {
  public:
   /// A pair of the top level's dictionary. Pairs whose key occurs again are all present.
   struct Member {

@@ -235,12 +235,12 @@ struct TWConfigManager::State {
   }
 
   /// Notes a change, and writes the file of origins. Of two processes the last writer wins.
-  template <class Note>
-  void note(const std::optional<std::string>& path, Note note) noexcept {
+  template <class Change>
+  void note(const std::optional<std::string>& path, Change change) noexcept {
     try {
       const base::Date now = platform::Platform::current().clock().now();
       const base::MutexLock lock(archiveMutex);
-      note(knownOrigins(path), now);
+      change(knownOrigins(path), now);
       if (!path) return;
       static_cast<void>(
           platform::Platform::current().fileManager().replaceFile(originsPath(*path), origins->bytes()));
