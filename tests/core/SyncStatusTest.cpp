@@ -202,16 +202,17 @@ TEST_F(SyncStatusTest, AWaitEndsWithTheSyncAndItsWriteButNeverOnAQueueThatItNeed
   }
   EXPECT_EQ(refused, 3);
   std::array<std::thread, 8> threads;
-  std::atomic<int> ended{0}, stop{0};
+  std::atomic<int> asked{0}, called{0}, ended{0};
   for (std::thread& thread : threads) {
     thread = std::thread([&] {
-      const SyncObservation observation = core.observeSync([&](const SyncStatus&) { ++stop; });
-      while (core.syncStatus().outcome() != SyncOutcome::inFlight) continue;
+      const SyncObservation observation = core.observeSync([&](const SyncStatus&) { ++called; });
+      asked += core.syncStatus().outcome() == SyncOutcome::inFlight;
       const SyncWait wait = core.waitForSync(hours(1));
       ended += !wait.timedOut() && !wait.error() && files().contents(path) &&
                textOf(wait.status()) == "synced 200";
     });
   }
+  while (asked < 8) std::this_thread::yield();
   platform->testNetwork().answer(ScriptedNetwork::reply(200, "{}"));
   runUntilIdle();
   for (std::thread& thread : threads) thread.join();
