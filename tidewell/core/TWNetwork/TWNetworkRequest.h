@@ -6,7 +6,6 @@
 #include <string>
 
 #include "tidewell/base/Export.h"
-#include "tidewell/base/LaterFields.h"
 #include "tidewell/base/UrlComponents.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/core/TWNetwork/TWNetworkClient.h"
@@ -65,7 +64,6 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
   std::optional<base::Dictionary> requestHeaders_;
   std::optional<base::Dictionary> requestParams_;
   std::optional<base::Dictionary> requestBody_;
-  base::LaterFields laterFields_;
 };
 
 }  // namespace tidewell
