@@ -31,13 +31,22 @@ bool areDates(const base::Dictionary& times) {
 
 /// The JSON text of a reply; no value if it is too large, or contains what JSON cannot represent.
 std::optional<std::string> textOf(const base::Dictionary& reply) {
-  if (!fits(reply, {kMaximumKeptReplyBytes, kMaximumKeptReplyBytes})) return std::nullopt;
   try {
     std::string text = base::dataWithJSONObject(reply);
     if (text.size() <= kMaximumKeptReplyBytes) return text;
   } catch (const base::Exception&) {
   }
   return std::nullopt;
+}
+
+/// The classes of the values that are not null.
+base::Dictionary typesOf(const base::Dictionary& reply) {
+  base::Dictionary types;
+  for (const auto& [key, value] : reply) {
+    if (types.count() == kMaximumKeys) break;
+    if (!value.isNull()) types.setObject(value.className(), key);
+  }
+  return types;
 }
 
 }  // namespace
@@ -62,7 +71,10 @@ std::optional<ConfigOrigins> ConfigOrigins::read(std::string_view bytes) {
   if (time.date() != nullptr && std::isfinite(time.date()->secondsSince1970))
     origins.replyTime_ = *time.date();
   if (const std::string* const text = reply.string()) {
-    origins.reply_ = *text;
+    const base::Value decoded = base::JSONObjectWithData(*text);
+    if (decoded.dictionary() == nullptr) return std::nullopt;
+    origins.reply_ = *decoded.dictionary();
+    origins.isReplyKept_ = true;
   }
   return origins;
 }
@@ -73,10 +85,11 @@ std::string ConfigOrigins::bytes() const {
   if (replyTime_) {
     file.setObject(*replyTime_, "replyTime");
     file.setObject(keptKeys_, "keptKeys");
-    if (reply_) {
-      file.setObject(*reply_, "reply");
+    const std::optional<std::string> text = isReplyKept_ ? textOf(reply_) : std::nullopt;
+    if (text) {
+      file.setObject(*text, "reply");
     } else {
-      file.setObject(replyTypes_, "replyTypes");
+      file.setObject(isReplyKept_ ? typesOf(reply_) : replyTypes_, "replyTypes");
     }
   }
   return base::dataWithPropertyList(file, base::PropertyListFormat::binary);
@@ -85,15 +98,10 @@ std::string ConfigOrigins::bytes() const {
 void ConfigOrigins::noteReply(const base::Dictionary& reply, const ReplyMerge& merge, base::Date now) {
   isKept_ = true;
   replyTime_ = now;
-  reply_ = textOf(reply);
-  replyTypes_ = {};
+  isReplyKept_ = fits(reply, {kMaximumKeptReplyBytes, kMaximumKeptReplyBytes});
+  reply_ = isReplyKept_ ? reply : base::Dictionary();
+  replyTypes_ = isReplyKept_ ? base::Dictionary() : typesOf(reply);
   keptKeys_ = {};
-  if (!reply_) {
-    for (const auto& [key, value] : reply) {
-      if (replyTypes_.count() == kMaximumKeys) break;
-      if (!value.isNull()) replyTypes_.setObject(value.className(), key);
-    }
-  }
   for (const std::uint8_t row : kMergeOrder) {
     const ConfigField& field = kConfigFields[row];
     if ((merge.change.properties & propertyBit(field.property)) == 0) keptKeys_.setObject(true, field.key);
@@ -110,20 +118,18 @@ ConfigOrigins::Origins ConfigOrigins::of(const TWConfigFields& fields) const {
   if (!isKept_ && start_ == Start::archive) return origins;
   const TWConfigFields defaults = defaultFields();
   std::optional<ReplyMerge> merge;
-  const base::Value reply = reply_ ? base::JSONObjectWithData(*reply_) : base::Value();
-  if (reply.dictionary() != nullptr) merge.emplace(*reply.dictionary());
+  if (isReplyKept_) merge.emplace(reply_);
   for (std::size_t row = 0; row < kConfigFields.size(); ++row) {
     const ConfigField& field = kConfigFields[row];
     const bool isDefault = hasFieldAt(fields, defaults, field);
-    origins[row] = field.mergePlace == kNoPlace
-                       ? ofDeviceValue(field, isDefault)
-                       : ofServerValue(field, fields, isDefault, reply.dictionary(), merge);
+    origins[row] = field.mergePlace == kNoPlace ? ofDeviceValue(field, isDefault)
+                                                : ofServerValue(field, fields, isDefault, merge);
   }
   return origins;
 }
 
 ConfigOrigins::Origin ConfigOrigins::ofServerValue(const ConfigField& field, const TWConfigFields& fields,
-                                                   bool isDefault, const base::Dictionary* reply,
+                                                   bool isDefault,
                                                    const std::optional<ReplyMerge>& merge) const {
   if (!replyTime_) {
     if (start_ == Start::archive) return {ValueOrigin::earlierVersion};
@@ -131,7 +137,7 @@ ConfigOrigins::Origin ConfigOrigins::ofServerValue(const ConfigField& field, con
   }
   if (keptKeys_.find(field.key) != nullptr) return {ValueOrigin::beforeLastReply};
   const bool isPresent =
-      merge ? !validObjectForKey(*reply, field.key).isNil() : replyTypes_.find(field.key) != nullptr;
+      merge ? !validObjectForKey(reply_, field.key).isNil() : replyTypes_.find(field.key) != nullptr;
   const bool isExplained = merge ? hasFieldAt(fields, merge->change.fields, field) : isPresent || isDefault;
   if (!isExplained) return {keptKeys_.empty() ? ValueOrigin::unknown : ValueOrigin::beforeLastReply};
   return {isPresent ? ValueOrigin::lastReply : ValueOrigin::leftOut, replyTime_};

@@ -46,7 +46,6 @@ class ConfigOrigins {
 
  private:
   [[nodiscard]] Origin ofServerValue(const ConfigField& field, const TWConfigFields& fields, bool isDefault,
-                                     const base::Dictionary* reply,
                                      const std::optional<ReplyMerge>& merge) const;
   [[nodiscard]] Origin ofDeviceValue(const ConfigField& field, bool isDefault) const;
 
@@ -54,7 +53,8 @@ class ConfigOrigins {
   /// Whether the file of origins covers this record. If not, nothing is known before the first change.
   bool isKept_ = false;
   std::optional<base::Date> replyTime_;
-  std::optional<std::string> reply_;  ///< in JSON; no value if it was too large
+  base::Dictionary reply_;  ///< shares its values with the record, if it is not too large
+  bool isReplyKept_ = false;
   base::Dictionary replyTypes_;
   base::Dictionary keptKeys_;  ///< those that the reply did not reach, or whose value was too large
   base::Dictionary deviceTimes_;
