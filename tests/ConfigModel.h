@@ -238,6 +238,23 @@ class ConfigModel {
   }
 };
 
+/// What the explanation says if it contradicts the answer; otherwise empty.
+inline std::string contradiction(const TWConfigManager& manager, std::string_view question,
+                                 Explanation::Answer answer,
+                                 std::optional<std::string_view> argument = std::nullopt) {
+  const auto explanation = manager.explanation(question, argument);
+  if (!explanation) return " (no explanation)";
+  const std::vector<ExplanationStep> steps = explanation->steps();
+  const auto deciding = std::count_if(steps.begin(), steps.end(), [](auto& step) { return step.decides(); });
+  const bool isLast = deciding == 0 || (deciding == 1 && steps.back().decides());
+  return explanation->answer() == answer && isLast
+             ? ""
+             : " " + base::Value(explanation->dictionary()).description();
+}
+inline Explanation::Answer explained(bool answer) {
+  return answer ? Explanation::Answer::yes : Explanation::Answer::no;
+}
+
 /// All answers of a manager or model as text: one entry per query, with the lines it logged.
 /// `takeLogged` empties the log and returns the coordinates of its lines.
 template <class Subject>
@@ -253,7 +270,10 @@ std::vector<std::string> answersOf(const Subject& subject, const std::vector<std
   add("(before)", {});
   for (const ConfigModelGate& gate : configModelGates()) {
     if constexpr (isModel) add(gate.name, subject.answer(gate));
-    if constexpr (!isModel) add(gate.name, (subject.*gate.ask)());
+    if constexpr (!isModel) {
+      const bool answer = (subject.*gate.ask)();
+      add(gate.name + contradiction(subject, gate.name, explained(answer)), answer);
+    }
   }
   for (const auto& [name, key, ask] : configModelGetters()) {
     if constexpr (isModel) add(name, subject.answer(key));
@@ -266,13 +286,24 @@ std::vector<std::string> answersOf(const Subject& subject, const std::vector<std
           {"f_e", 423, "isEventInstantFlushEvent:", &TWConfigManager::isEventInstantFlushEvent},
           {"d_t_w_e", 564, "isEventWhitelistedEvent:", &TWConfigManager::isEventWhitelistedEvent}}) {
       if constexpr (isModel) add(method + name, subject.isListed(key, name, line, method));
-      if constexpr (!isModel) add(method + name, (subject.*ask)(name));
+      if constexpr (!isModel) {
+        const std::string_view question(method, std::string_view(method).size() - 1);
+        const bool answer = (subject.*ask)(name);
+        add(method + name + contradiction(subject, question, explained(answer), name), answer);
+      }
     }
+    const std::string question = "isUniqueIDRestricted";
+    base::Value answer = "raises";
+    auto expected = Explanation::Answer::raises;
     try {
-      add("isUniqueIDRestricted " + name, subject.isUniqueIDRestricted(name));
+      const bool isRestricted = subject.isUniqueIDRestricted(name);
+      answer = isRestricted;
+      expected = explained(isRestricted);
     } catch (const base::Exception&) {
-      add("isUniqueIDRestricted " + name, "raises");
     }
+    if constexpr (isModel) add(question + " " + name, answer);
+    if constexpr (!isModel)
+      add(question + " " + name + contradiction(subject, question, expected, name), answer);
   }
   return answers;
 }

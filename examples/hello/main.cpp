@@ -12,8 +12,8 @@
 
 int main(int argc, char** argv) {
   tidewell::posix::Options options;
-  options.bundleIdentifier = "org.example.hello";
-  options.version = "1.0";
+  options.setBundleIdentifier("org.example.hello");
+  options.setVersion("1.0");
   useStandIn(options);  // the demo's backend; omit this in an application
   if (tidewell::posix::install(options) == nullptr) return 1;
 

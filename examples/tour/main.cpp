@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Shows an application that uses the SDK over several starts: first start, second start, a start without a
-// network, and a sync that fails.
+// network, a sync that fails, and why an answer is as it is.
 //
 //   tour CONTROL_PORT
 //
@@ -20,6 +20,8 @@
 #include "../StandIn.h"
 #include "BackendControl.h"
 #include "Transcript.h"
+#include "tidewell/base/formats/Json.h"
+#include "tidewell/core/TWConfigManager/ConfigurationLint.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
@@ -53,18 +55,15 @@ class Life {
 
   bool start(bool withNetwork) {
     tidewell::posix::Options options;
-    options.bundleIdentifier = "org.example.tour";
-    options.version = "2.1";
-    options.mainLoop = tidewell::posix::MainLoop::host;
-    options.consoleSink = [](std::string_view line) {
+    options.setBundleIdentifier("org.example.tour");
+    options.setVersion("2.1");
+    options.setMainLoop(tidewell::posix::MainLoop::host);
+    options.setConsoleSink([](std::string_view line) {
       std::string text(line.substr(0, 160));
       std::replace(text.begin(), text.end(), '\n', ' ');
       std::printf("     log: %s%s\n", text.c_str(), line.size() > text.size() ? "…" : "");
-    };
-    useStandIn(options);
-    if (!withNetwork) {
-      for (auto& connection : options.connectionOverrides) connection.toPort = 1;  // no server listens there
-    }
+    });
+    useStandIn(options, withNetwork);
     platform_ = tidewell::posix::install(options);
     return platform_ != nullptr;
   }
@@ -260,6 +259,37 @@ void failedSync(Life& life) {
   out.expect("isInAppServiceActive", true, config.isInAppServiceActive());
 }
 
+constexpr const char* kBadReply = R"({
+  "a_s": "Blocked", "le_s": "allowed", "p_f_tt": 60,
+  "b_e": ["spam", "spam"], "b_uid_r": ["(a+)+b", "("],
+  "s_i_d": ["1200"]
+})";
+
+void seeAndExplain(Life& life) {
+  auto& out = life.out;
+  const auto explanation = life.config().explanation("isInAppServiceActive");
+  for (const tidewell::ExplanationStep& step : explanation->steps()) {
+    const bool isFromReply = step.key() != "user_inapp_opt_out";
+    out.note(tidewell::base::dataWithJSONObject(step.dictionary()));
+    out.expect("  the value comes from the last reply", isFromReply,
+               step.origin() == tidewell::ValueOrigin::lastReply);
+  }
+  out.expect("isInAppServiceActive, explained", life.config().isInAppServiceActive(),
+             explanation->answer() == tidewell::Explanation::Answer::yes);
+
+  out.heading("  What devices would do with a bad reply");
+  std::string rules;
+  for (const tidewell::LintFinding& finding : tidewell::lintConfiguration(kBadReply).findings()) {
+    out.note(std::to_string(finding.line()) + ":" + std::to_string(finding.column()) + " " +
+             std::string(finding.pointer()) + " " + std::string(finding.sentence()));
+    rules += std::string(rules.empty() ? "" : " ") + std::string(finding.rule());
+  }
+  out.expect("rules",
+             "status-unknown token-missing misspelled-key entry-twice expression-slow expression-invalid "
+             "merge-stops absent-keys",
+             rules);
+}
+
 struct Chapter {
   const char* title;
   bool withNetwork;
@@ -271,6 +301,7 @@ constexpr Chapter kChapters[] = {
     {"Second start", true, secondStart},
     {"A start without a network", false, offlineStart},
     {"A sync that fails", true, failedSync},
+    {"An answer explained, and a bad reply", false, seeAndExplain},
 };
 
 /// Runs one chapter in a process of its own. Whether all its answers were right.

@@ -93,7 +93,8 @@ TEST_F(SyncStatusTest, ASyncThatIsNotDueLeavesTheLastResult) {
   EXPECT_EQ(core.syncStatus().nextDue(), base::Date{now() + 3540});
   core.userReset();
   EXPECT_EQ(core.syncStatus().nextDue(), std::nullopt);
-  EXPECT_EQ(files().count(testing::FileOperation::replace), 3u) << "the archive, and two states of the sync";
+  EXPECT_EQ(files().count(testing::FileOperation::replace), 4u)
+      << "the archive, the origins, and two states of the sync";
 }
 
 TEST_F(SyncStatusTest, RequestsWithoutAResultAreNotInFlightForever) {

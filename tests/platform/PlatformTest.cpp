@@ -9,6 +9,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tidewell/platform/ForwardingPlatform.h"
 #include "tidewell/testing/TestingPlatform.h"
 
 namespace tidewell::platform {
@@ -61,6 +62,18 @@ TEST(Platform, ASecondInstallationIsReportedAndReleased) {
   EXPECT_EQ(&Platform::current(), first.get());
   EXPECT_TRUE(watched.expired());
   EXPECT_TRUE(reported.ends_with("A platform is installed already and stays in force")) << reported;
+}
+
+TEST(Platform, AWrappedPlatformStillHasItsExtensions) {
+  struct Extended : ForwardingPlatform {
+    using ForwardingPlatform::ForwardingPlatform;
+    void* extension(std::string_view name) override { return name == "part" ? &part : nullptr; }
+    int part = 1;
+  };
+  const auto machine = std::make_shared<Extended>(std::make_shared<testing::TestingPlatform>());
+  ForwardingPlatform wrapped(machine);
+  EXPECT_EQ(wrapped.extension("part"), &machine->part);
+  EXPECT_EQ(wrapped.extension("other"), nullptr);
 }
 
 TEST(Platform, PathHelpersAndConversionOfDefaultsToText) {

@@ -18,7 +18,7 @@ class InstallTest : public PosixTest {
   /// Options that read system files below the test's folder.
   [[nodiscard]] Options machine(std::string_view bundleIdentifier = "org.example.shop") const {
     Options result = options(bundleIdentifier);
-    result.systemRoot = folder + "/";
+    result.setSystemRoot(folder + "/");
     return result;
   }
   /// The output of hosts/environment.cpp: its privileges, then what it reads from the environment.
@@ -32,8 +32,8 @@ class InstallTest : public PosixTest {
 
 TEST_F(InstallTest, InvalidOptionsAreRefusedWithOneLine) {
   Options withoutBundle = options(""), withoutVersion = options(), relative = options();
-  withoutVersion.version.clear();
-  relative.dataHome = "data";
+  withoutVersion.setVersion("");
+  relative.setDataHome("data");
   for (const auto& [given, word] :
        {std::pair{withoutBundle, "bundle identifier"}, {withoutVersion, "version"}, {relative, "absolute"}}) {
     ::testing::internal::CaptureStderr();
@@ -47,10 +47,10 @@ TEST_F(InstallTest, InvalidOptionsAreRefusedWithOneLine) {
 
 TEST_F(InstallTest, ValuesInCodeOverrideTheInfoPlist) {
   Options with = options();
-  with.infoPlistPath = folder + "/Info.plist";
-  with.infoDictionary = {{"InCode", 1}, {"InBoth", "code"}};
+  with.setInfoPlistPath(folder + "/Info.plist");
+  with.setInfoDictionary({{"InCode", 1}, {"InBoth", "code"}});
   const Dictionary inFile{{"InBoth", "file"}, {"InFile", true}, {"CFBundleIdentifier", "x"}};
-  writeFile(with.infoPlistPath, base::dataWithPropertyList(inFile, base::PropertyListFormat::xml));
+  writeFile(folder + "/Info.plist", base::dataWithPropertyList(inFile, base::PropertyListFormat::xml));
   PosixPlatform platform(with);
   const Dictionary merged{{"InBoth", "code"},
                           {"InFile", true},
@@ -59,7 +59,7 @@ TEST_F(InstallTest, ValuesInCodeOverrideTheInfoPlist) {
                           {"CFBundleShortVersionString", "2.5"}};
   EXPECT_EQ(platform.bundles().mainInfoDictionary(), merged);
   EXPECT_FALSE(platform.bundles().infoDictionaryForIdentifier("org.example.none"));
-  with.infoPlistPath = folder + "/none.plist";
+  with.setInfoPlistPath(folder + "/none.plist");
   ::testing::internal::CaptureStderr();
   const PosixPlatform without(with);
   const std::string output = ::testing::internal::GetCapturedStderr();
@@ -140,8 +140,9 @@ TEST_F(InstallTest, ModelAndVersionComeFromSystemFiles) {
   int machines = 0;
   for (const Case& each : cases) {
     Options with = options();
-    with.systemRoot = folder + "/" + std::to_string(++machines);
-    for (const auto& [path, content] : each.files) writeFile(with.systemRoot + path, content);
+    const std::string root = folder + "/" + std::to_string(++machines);
+    with.setSystemRoot(root);
+    for (const auto& [path, content] : each.files) writeFile(root + path, content);
     PosixPlatform platform(with);
     EXPECT_EQ(platform.device().model(), each.model);
     EXPECT_EQ(platform.device().machine(), each.model == "Linux" ? kernel.machine : each.model);

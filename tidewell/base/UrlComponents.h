@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/LaterFields.h"
 #include "tidewell/base/Url.h"
 
 namespace tidewell::base {
@@ -52,6 +53,7 @@ class TIDEWELL_EXPORT UrlComponents {
   std::optional<std::string> path_;
   std::optional<std::int64_t> port_;
   std::optional<std::vector<UrlQueryItem>> queryItems_;
+  LaterFields laterFields_;
 };
 
 }  // namespace tidewell::base

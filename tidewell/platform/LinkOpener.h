@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/LaterFields.h"
 #include "tidewell/base/Url.h"
 
 namespace tidewell::platform {
@@ -12,6 +13,7 @@ namespace tidewell::platform {
 struct OpenOptions {
   /// Opens only URLs that an installed application claims by host, never with a browser or by scheme.
   bool universalLinksOnly = false;
+  base::LaterFields laterFields{};
 };
 
 /// Opens URLs in other programs.

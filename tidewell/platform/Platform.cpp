@@ -87,6 +87,8 @@ Presenter& Platform::presenter() {
   return *instance;
 }
 
+void* Platform::extension(std::string_view) { return nullptr; }
+
 void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
   if (!platform) {
     report("There is no platform to put in force");

@@ -64,6 +64,14 @@ class TIDEWELL_EXPORT Platform {
   [[nodiscard]] virtual LinkOpener& linkOpener();
   /// Shows alerts and web pages. The default shows none.
   [[nodiscard]] virtual Presenter& presenter();
+
+  /// A part of the platform that is not listed above: a pointer to the interface of that name, or null if the
+  /// platform has no such part. Valid as long as the platform.
+  ///
+  /// A host's platform may have been compiled against earlier headers, so minor versions add no virtual
+  /// functions here or to the parts. They ask for further interfaces by name, and do without one that is
+  /// missing. None is asked for today. The default returns null.
+  [[nodiscard]] virtual void* extension(std::string_view name);
 };
 
 /// Passes a report to the reporter (the logger), for errors that no caller can be given, such as a full disk

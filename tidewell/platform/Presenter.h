@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/LaterFields.h"
 #include "tidewell/base/Url.h"
 
 namespace tidewell::platform {
@@ -22,6 +23,7 @@ enum class AlertActionStyle : std::uint8_t { standard = 0, cancel = 1, destructi
 struct AlertAction {
   std::string title;
   AlertActionStyle style = AlertActionStyle::standard;
+  base::LaterFields laterFields{};
 };
 /// The texts and buttons of an alert.
 struct AlertContent {
@@ -29,6 +31,7 @@ struct AlertContent {
   std::optional<std::string> message;
   /// In order. An alert without buttons stays until it is dismissed.
   std::vector<AlertAction> actions;
+  base::LaterFields laterFields{};
 };
 
 /// The size of the screen in logical pixels, in its current orientation.
@@ -43,6 +46,7 @@ struct BrowserEvents {
   /// Called at most once, on the main queue, and never after a dismissal. The page remains dismissible until
   /// dismissed.
   std::function<void()> didFinish;
+  base::LaterFields laterFields{};
 };
 
 /// Shows alerts and web pages above the application's own windows.

@@ -11,6 +11,7 @@
 
 #include "tidewell/base/Error.h"
 #include "tidewell/base/Export.h"
+#include "tidewell/base/LaterFields.h"
 #include "tidewell/base/Value.h"
 
 namespace tidewell::platform {
@@ -65,6 +66,7 @@ class TIDEWELL_EXPORT UrlRequest {
   std::string method_ = "GET";
   std::vector<std::pair<std::string, std::string>> headers_;
   std::optional<std::string> body_;
+  base::LaterFields laterFields_;
 };
 
 /// A server's response without its body. A plain value type.
@@ -73,6 +75,7 @@ struct TIDEWELL_EXPORT UrlResponse {
   /// 0 for a response without a status.
   std::int64_t statusCode = 0;
   std::vector<std::pair<std::string, std::string>> headers;
+  base::LaterFields laterFields{};
 
   /// `<NSHTTPURLResponse> { URL: https://… } { Status Code: 404, Headers {…} }`, where the headers print as a
   /// dictionary of lists: names in ascending order, the values of a repeated header in their order.
@@ -85,6 +88,7 @@ struct UrlTaskResult {
   std::optional<base::Data> data;
   std::optional<UrlResponse> response;
   std::optional<base::Error> error;
+  base::LaterFields laterFields{};
 };
 
 using UrlTaskCompletion = std::function<void(UrlTaskResult)>;
@@ -103,6 +107,7 @@ struct UrlSessionConfiguration {
   std::vector<std::string> headersBoundToHost{};
   /// Refuses all schemes but https, also in redirects.
   bool httpsOnly = false;
+  base::LaterFields laterFields{};
 };
 
 /// Runs HTTP transfers. Completions are called exactly once per task, on the session's own serial queue, with

@@ -16,6 +16,7 @@
 #include "tidewell/posix/internal/Environment.h"
 #include "tidewell/posix/internal/Fork.h"
 #include "tidewell/posix/internal/HostQueue.h"
+#include "tidewell/posix/internal/OptionsState.h"
 #include "tidewell/posix/internal/PosixBundles.h"
 #include "tidewell/posix/internal/PosixClock.h"
 #include "tidewell/posix/internal/PosixConsole.h"
@@ -36,7 +37,7 @@ std::string withoutTrailingSeparators(std::string path) {
   return path;
 }
 
-Container makeContainer(const Options& options, const Environment& environment) {
+Container makeContainer(const Options::State& options, const Environment& environment) {
   if (!checkPath(options.dataHome)) return Container(options.dataHome, "", options.bundleIdentifier);
   // The home directory is never created; a folder named by XDG_DATA_HOME is.
   return Container(environment.dataHome, environment.dataHomeIsOwn ? "" : environment.home,
@@ -46,7 +47,7 @@ Container makeContainer(const Options& options, const Environment& environment) 
 }  // namespace
 
 struct PosixPlatform::State {
-  explicit State(Options given, const Environment& environment)
+  State(Options::State given, const Environment& environment)
       : options(std::move(given)),
         container(makeContainer(options, environment)),
         standardUserDefaults(container, container.userDefaultsFile()),
@@ -67,7 +68,7 @@ struct PosixPlatform::State {
     sharedUrlSession = transport->makeSession(std::move(shared));
   }
 
-  const Options options;
+  const Options::State options;
   const Container container;
   PosixUserDefaults standardUserDefaults;
   PosixFileManager fileManager;
@@ -111,8 +112,8 @@ struct PosixPlatform::State {
 
 PosixPlatform::PosixPlatform(Options options) {
   prepareForForks();
-  options.systemRoot = withoutTrailingSeparators(std::move(options.systemRoot));
-  state_ = std::make_unique<State>(std::move(options), Environment::read());
+  options.setSystemRoot(withoutTrailingSeparators(options.state().systemRoot));
+  state_ = std::make_unique<State>(options.state(), Environment::read());
   if (!state_->bundles.complaint().empty()) {
     console().write("Tidewell: Info.plist is not used: " + state_->bundles.complaint());
   }
@@ -173,15 +174,6 @@ void PosixPlatform::enterForeground() {
   state_->post(platform::UIApplicationWillEnterForegroundNotification);
 }
 void PosixPlatform::enterBackground() { state_->post(platform::UIApplicationDidEnterBackgroundNotification); }
-
-std::string complaintAbout(const Options& options) {
-  if (options.bundleIdentifier.empty()) return "the options name no bundle identifier";
-  if (options.version.empty()) return "the options name no version of the application";
-  if (!options.dataHome.empty() && checkPath(options.dataHome)) {
-    return "the data folder of the options is no absolute path: " + options.dataHome;
-  }
-  return {};
-}
 
 PosixPlatform* install(Options options) {
   const base::CancellationShield shield;

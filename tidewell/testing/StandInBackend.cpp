@@ -328,10 +328,15 @@ class StandInBackend::Server {
       connection.write("220 This is not the protocol that you are looking for\r\n");
       return;
     }
-    const auto choose = [this](std::string_view serverName) { return certificateFor(serverName); };
-    if (connection.beginsWithTls() && !connection.startTls(certificates_.right(), choose)) return;
+    if (!startTlsIfWanted(connection)) return;
     while (serveRequest(worker)) {
     }
+  }
+
+  bool startTlsIfWanted(HttpConnection& connection) {
+    return !connection.beginsWithTls() ||
+           connection.startTls(certificates_.right(),
+                               [this](std::string_view serverName) { return certificateFor(serverName); });
   }
 
   SSL_CTX* certificateFor(std::string_view serverName) {
@@ -387,6 +392,10 @@ class StandInBackend::Server {
     HttpRequest raw;
     const auto outcome = connection.readRequest(raw);
     if (outcome == ReadOutcome::end) return false;
+    // As a proxy for all its hosts: a tunnel to any host leads back here.
+    if (outcome == ReadOutcome::request && raw.method == "CONNECT" && !connection.hasTls()) {
+      return connection.beginTunnel() && startTlsIfWanted(connection);
+    }
 
     StandInRequest request = describe(worker, raw);
     if (outcome != ReadOutcome::request) {

@@ -22,6 +22,7 @@
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/PercentEncoding.h"
 #include "tidewell/base/internal/Unicode.h"
+#include "tidewell/core/TWConfigManager/ConfigurationLint.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/testing/TestingPlatform.h"
 
@@ -73,6 +74,15 @@ const Read dateText = [](const std::string& text) {
 };
 const Read format = [](const std::string& text) { ignore(stringWithFormat(text, {7, "text"})); };
 const Read expression = [](const std::string& pattern) { ignore(RegularExpression(pattern)); };
+
+const Read lint = [](const std::string& reply) { ignore(lintConfiguration(reply).findings().size()); };
+/// A reply whose key has a list, or that has keys, each of which begins with `unit`.
+std::string replyOf(const char* key, const std::string& unit, int count) {
+  std::string reply;
+  for (int i = 0; i < count; ++i) reply += ",\"" + unit + std::to_string(i) + (*key ? "\"" : "\":[]");
+  reply[0] = *key ? '[' : '{';
+  return *key ? "{\"" + std::string(key) + "\":" + reply + "]}" : reply + "}";
+}
 
 /// Matches the pattern against a text of `letters` letters.
 Read matching(const char* pattern, std::size_t letters) {
@@ -153,6 +163,15 @@ std::vector<Row> rows() {
       {"JSON", "escapes", "[\"" + repeated("\\ud83d\\ude00", kMega) + "\"]", json, 100, 20},
       {"JSON", "long number", "[" + std::string(kMega, '9') + "]", json, 100, 20},
       {"JSON", "long fraction", "[0." + std::string(kMega, '3') + "e-5]", json, 100, 20},
+      {"lint", "long key", "{\"" + std::string(kMega, 'k') + "\":0}", lint, 100, 20},
+      {"lint", "{\"k\":0,…}", "{" + repeated("\"k\":0,", kMega) + "\"k\":0}", lint, 300, 100},
+      {"lint", "keys", replyOf("", "k", 200'000), lint, 600, 200},
+      {"lint", "entries", replyOf("f_e", "e", 200'000), lint, 600, 200},
+      {"lint", "10000 texts", replyOf("b_uid_r", "text", 10'000), lint, 0, 0, 100, 16384},
+      {"lint", "1500 × nearly hopeless", replyOf("b_uid_r", "(a|aa)+b|", 1500), lint, 0, 0, 800, 32768},
+      {"lint", "3000 × .*$x", replyOf("b_uid_r", ".*$x", 3000), lint, 0, 0, 1500, 32768},
+      {"lint", "2000 × (?=.*x)…", replyOf("b_uid_r", "(?=.*x)(?=.*y)(?!.*z).*", 2000), lint, 0, 0, 1500,
+       32768},
       {"property list", "binary", plist(PropertyListFormat::binary), propertyList, 60, 20},
       {"property list", "XML", plist(PropertyListFormat::xml), propertyList, 60, 20},
       {"property list", "XML deep", "<plist>" + repeated("<array>", kMega), propertyList, 60, 20},

@@ -133,7 +133,7 @@ Environment Environment::read() {
   return result;
 }
 
-TransportSettings transportSettings(const Options& options, const Environment& environment) {
+TransportSettings transportSettings(const Options::State& options, const Environment& environment) {
   TransportSettings settings;
   const Certificates servers = chooseCertificates(options.caFile, environment, options.systemRoot);
   settings.caFile = servers.file;

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tidewell/posix/PosixPlatform.h"
+#include "tidewell/posix/internal/OptionsState.h"
 #include "tidewell/posix/internal/PosixTransport.h"
 
 namespace tidewell::posix {
@@ -29,6 +29,7 @@ struct Environment {
 
 /// Settings of the URL sessions: from the options, then the environment, then the default certificate
 /// locations of distributions.
-[[nodiscard]] TransportSettings transportSettings(const Options& options, const Environment& environment);
+[[nodiscard]] TransportSettings transportSettings(const Options::State& options,
+                                                  const Environment& environment);
 
 }  // namespace tidewell::posix

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tidewell/platform/UrlSession.h"
-#include "tidewell/posix/PosixPlatform.h"
+#include "tidewell/posix/internal/OptionsState.h"
 
 // The only access to the URL session, so that libcurl is not loaded before the first request.
 namespace tidewell::posix {

@@ -24,8 +24,9 @@ constexpr std::chrono::milliseconds kLinger{2000};
 // The most bytes discarded meanwhile, for example of a request that was too large.
 constexpr std::size_t kLingerBytes = 256u << 20;
 
-/// Parses "GET /path HTTP/1.1" and the header lines after it.
-bool parseHead(std::string_view head, HttpRequest& request) {
+/// Parses "GET /path HTTP/1.1", or "CONNECT host:port HTTP/1.1" where a tunnel may begin, and the header
+/// lines after it.
+bool parseHead(std::string_view head, bool mayTunnel, HttpRequest& request) {
   bool firstLine = true;
   while (!head.empty()) {
     const auto end = std::min(head.find("\r\n"), head.size());
@@ -39,7 +40,9 @@ bool parseHead(std::string_view head, HttpRequest& request) {
       request.method = line.substr(0, first);
       request.target = line.substr(first + 1, last - first - 1);
       const auto version = line.substr(last + 1);
-      if (request.method.empty() || request.target.empty() || request.target.front() != '/') return false;
+      const bool isTunnel = mayTunnel && request.method == "CONNECT";
+      if (request.method.empty() || request.target.empty()) return false;
+      if (request.target.front() != '/' && !isTunnel) return false;
       if (version != "HTTP/1.1" && version != "HTTP/1.0") return false;
       request.keepAlive = version == "HTTP/1.1";
       continue;
@@ -118,6 +121,12 @@ bool HttpConnection::startTls(SSL_CTX* context, std::function<SSL_CTX*(std::stri
   }
 }
 
+bool HttpConnection::beginTunnel() {
+  received_.clear();  // a client sends nothing before the answer
+  served_ = false;
+  return write("HTTP/1.1 200 Connection established\r\n\r\n");
+}
+
 std::size_t HttpConnection::receive(char* buffer, std::size_t size) {
   for (;;) {
     if (tls_ != nullptr) {
@@ -170,7 +179,7 @@ ReadOutcome HttpConnection::readRequest(HttpRequest& request) {
     if (!fill()) return ReadOutcome::end;
   }
   if (headEnd > kMaximumHeadBytes) return ReadOutcome::tooLarge;
-  const bool understood = parseHead(std::string_view(received_).substr(0, headEnd), request);
+  const bool understood = parseHead(std::string_view(received_).substr(0, headEnd), tls_ == nullptr, request);
   received_.erase(0, headEnd + 4);
   return understood ? readBody(request) : ReadOutcome::malformed;
 }

@@ -54,6 +54,10 @@ class HttpConnection {
   /// Performs the server side of the TLS handshake. `choose` receives the name that the client requests (or
   /// "") and returns the certificate to use.
   bool startTls(SSL_CTX* context, std::function<SSL_CTX*(std::string_view serverName)> choose);
+  [[nodiscard]] bool hasTls() const noexcept { return tls_ != nullptr; }
+  /// Accepts a CONNECT request: the connection continues as if it had just been made. False if the client has
+  /// disconnected.
+  bool beginTunnel();
   [[nodiscard]] const std::string& serverName() const noexcept { return serverName_; }
 
   [[nodiscard]] ReadOutcome readRequest(HttpRequest& request);

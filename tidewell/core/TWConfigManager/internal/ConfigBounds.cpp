@@ -61,17 +61,14 @@ class Measure {
 
 }  // namespace
 
-PropertyBounds boundsOf(TWConfigProperty property) {
-  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
-  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
-}
+bool fits(const base::Value& value, const PropertyBounds& bounds) { return Measure(bounds).fits(value); }
 
 PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties) {
   PropertySet outside = 0;
   for (const ConfigField& field : kConfigFields) {
     const auto* const member = std::get_if<base::Value TWConfigFields::*>(&field.member);
     if (member == nullptr || (properties & propertyBit(field.property)) == 0) continue;
-    if (!Measure(boundsOf(field.property)).fits(fields.**member)) outside |= propertyBit(field.property);
+    if (!fits(fields.**member, boundsOf(field.property))) outside |= propertyBit(field.property);
   }
   return outside;
 }

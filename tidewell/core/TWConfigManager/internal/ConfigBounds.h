@@ -8,6 +8,10 @@
 
 namespace tidewell {
 
+/// A larger reply is not decoded. One with every list at its limit is smaller, and decoding takes up to
+/// thirty times the size of the text.
+inline constexpr std::size_t kMaximumConfigurationBytes = 3u << 20;
+
 /// Limits on the values taken from a reply and written to the archive. A start reads the archive on the
 /// host's thread, and a merge writes it on the main queue, so a record must be small: within these limits a
 /// start takes well under 200 ms and 64 MB.
@@ -27,7 +31,13 @@ inline constexpr PropertyBounds kSingleValueBounds{256, 16u << 10};
 /// a text twice its size.)
 inline constexpr base::ArchiveBounds kConfigArchiveBounds{8u << 20, 180'000};
 
-[[nodiscard]] PropertyBounds boundsOf(TWConfigProperty property);
+/// Whether a value is within the bounds, not too deeply nested, and of a kind that an archive can hold.
+[[nodiscard]] bool fits(const base::Value& value, const PropertyBounds& bounds);
+
+[[nodiscard]] constexpr PropertyBounds boundsOf(TWConfigProperty property) {
+  if (property == TWConfigPropertyRestrictedUniqueIDRegex) return kRestrictedListBounds;
+  return fieldOf(property, ConfigGroup::list) != nullptr ? kListBounds : kSingleValueBounds;
+}
 
 /// Those of the given properties whose values are too large, too deeply nested, or cannot be archived.
 [[nodiscard]] PropertySet propertiesOutOfBounds(const TWConfigFields& fields, PropertySet properties);

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <vector>
+
+#include "tidewell/posix/Options.h"
+
+namespace tidewell::posix {
+
+/// See `Options::addConnectionOverride`.
+struct ConnectionOverride {
+  std::string host;
+  std::uint16_t port = 443;
+  std::string address;
+  std::uint16_t toPort = 443;
+};
+
+/// The fields behind the setters of `Options`, which document them.
+struct Options::State {
+  std::string bundleIdentifier;
+  std::string version;
+  base::Dictionary infoDictionary;
+  std::string infoPlistPath;
+  MainLoop mainLoop = MainLoop::ownThread;
+  std::function<void(std::string_view text)> consoleSink;
+  std::string caFile;
+  std::string proxy;
+  std::string proxyCaFile;
+  std::vector<ConnectionOverride> connectionOverrides;
+  std::size_t maximumBodyBytes = 16u << 20;
+  bool modernLinkOpening = true;
+  std::shared_ptr<platform::LinkOpener> linkOpener;
+  platform::ScreenSize screenSize;
+  std::string dataHome;
+  std::string systemRoot;
+};
+
+}  // namespace tidewell::posix
