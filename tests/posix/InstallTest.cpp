@@ -31,18 +31,72 @@ class InstallTest : public PosixTest {
 };
 
 TEST_F(InstallTest, InvalidOptionsAreRefusedWithOneLine) {
-  Options withoutBundle = options(""), withoutVersion = options(), relative = options();
-  withoutVersion.setVersion("");
-  relative.setDataHome("data");
-  for (const auto& [given, word] :
-       {std::pair{withoutBundle, "bundle identifier"}, {withoutVersion, "version"}, {relative, "absolute"}}) {
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(install(given), nullptr);
-    const std::string output = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(output.find(word), std::string::npos) << output;
-    EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
-    EXPECT_FALSE(platform::Platform::isInstalled());
-  }
+  using Set = Options& (*)(Options&);
+  const std::pair<Set, const char*> rows[] = {{[](auto& o) -> auto& {return o.setBundleIdentifier("");
+}
+, R"(setBundleIdentifier: "" is not)"
+}  // namespace
+, {[](auto& o) -> auto& {return o.setVersion("");
+}  // namespace tidewell::posix
+, R"(setVersion: "" is not)"
+}
+, {[](auto& o) -> auto& {return o.setDataHome("data");
+}
+, R"(setDataHome: "data" is not an absolute path)"
+}
+, {[](auto& o) -> auto& {return o.setSystemRoot(".");
+}
+, R"(setSystemRoot: "." is not an absolute path)"
+}
+, {[](auto& o) -> auto& {return o.setCaFile("/none.pem");
+}
+, R"(setCaFile: "/none.pem" is not a readable)"
+}
+, {[](auto& o) -> auto& {return o.setProxyCaFile("/tmp");
+}
+, R"(setProxyCaFile: "/tmp" is not a readable)"
+}
+, {[](auto& o) -> auto& {return o.addConnectionOverride("a", 0, "::1", 1);
+}
+, R"("0" is not a port from 1)"
+}
+, {[](auto& o) -> auto& {return o.addConnectionOverride("a", 1, "b", 1);
+}
+, R"("b" is not an IP address)"
+}
+, {[](auto& o) -> auto& {return o.addConnectionOverride("", 1, "::1", 1);
+}
+, R"("" is not a host name)"
+}
+, {[](auto& o) -> auto& {return o.setMaximumBodyBytes(0);
+}
+, R"(setMaximumBodyBytes: "0" is not)"
+}
+, {
+  [](auto& o) -> auto& { return o.setScreenSize({-1, 1}); }
+  , R"(setScreenSize: "-1)"
+}
+}
+;
+std::vector<std::pair<Options, std::string>> cases;
+for (const auto& [set, complaint] : rows) {
+  Options given = options();
+  cases.emplace_back(set(given), complaint);
+}
+for (const char* host :
+     {"https://a.example", "a.example/x", "a..b", "-a", "a b", "a:0", "a:70000", ":1", "a:"})
+  cases.emplace_back(options().setServiceHost(ServiceHost::eu, host),
+                     std::string("setServiceHost: \"") + host +
+                         "\" is not a host name with an optional port");
+EXPECT_EQ(complaintAbout(options().setServiceHost(ServiceHost::eu, "a-1.example:65535")), "");
+for (const auto& [given, words] : cases) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(install(given), nullptr);
+  const std::string output = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(output.find(words), std::string::npos) << words << output;
+  EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
+  EXPECT_FALSE(platform::Platform::isInstalled());
+}
 }
 
 TEST_F(InstallTest, ValuesInCodeOverrideTheInfoPlist) {

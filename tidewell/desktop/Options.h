@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "tidewell/base/Export.h"
 #include "tidewell/posix/Options.h"
@@ -19,8 +20,8 @@ class TIDEWELL_EXPORT Options {
   Options& operator=(Options&& other) noexcept;
 
   /// The application's identity and all options of the headless platform, to be changed in place. The main
-  /// loop is ignored: GLib drains the main queue. A link opener replaces the desktop's. CA file and proxy also
-  /// apply to the in-app browser, which trusts the file's certificates in addition to the system's.
+  /// loop is ignored: GLib drains the main queue. A link opener replaces the desktop's. CA file and proxy
+  /// also apply to the in-app browser, which trusts the file's certificates in addition to the system's.
   [[nodiscard]] posix::Options& posix();
   /// Whether foreground and background follow the application's GTK windows. A host that uses another toolkit
   /// sets false and calls `enterForeground` and `enterBackground`. Default: true.
@@ -41,5 +42,8 @@ class TIDEWELL_EXPORT Options {
 
   std::unique_ptr<State> state_;  ///< null in options that were moved from
 };
+
+/// The same as `posix::complaintAbout`.
+[[nodiscard]] TIDEWELL_EXPORT std::string complaintAbout(const Options& options);
 
 }  // namespace tidewell::desktop
