@@ -59,7 +59,7 @@ Server startServer(const std::string& folder, bool closesConnections) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     testing::StandInBackendOptions options;
     options.extraHosts = {kHost};
-    options.setCaFile(authority);
+    options.caFile = authority;
     testing::StandInBackend backend(options);
     for (const char* page : {kPage, kLatePage}) {
       backend.setResource(page, std::string(2048, 'x'), "text/plain");

@@ -46,6 +46,11 @@ TEST_F(Platform, TheMainQueueUsesGlibAndTheScreenSizeIsTheMonitors) {
 
 TEST_F(Platform, LinksStillOpenWithoutADisplay) {
   EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application name is given";
+  Options negative;
+  negative.posix().setBundleIdentifier("org.example.shop").setVersion("1");
+  EXPECT_EQ(complaintAbout(negative), "");
+  EXPECT_EQ(complaintAbout(negative.setPageTimeout(-1)),
+            "setPageTimeout: \"-1.000000\" is not a time above 0, in seconds");
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "GDK_BACKEND"}) unsetenv(name);
   addApplication("tickets", {"tickets"});
   auto& platform = install([](Options& options) { options.posix().setScreenSize({320, 200}); });

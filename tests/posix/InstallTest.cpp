@@ -31,15 +31,37 @@ class InstallTest : public PosixTest {
 };
 
 TEST_F(InstallTest, InvalidOptionsAreRefusedWithOneLine) {
-  Options withoutBundle = options(""), withoutVersion = options(), relative = options();
-  withoutVersion.setVersion("");
-  relative.setDataHome("data");
-  for (const auto& [given, word] :
-       {std::pair{withoutBundle, "bundle identifier"}, {withoutVersion, "version"}, {relative, "absolute"}}) {
+  using Change = void (*)(Options&);
+  const std::pair<Change, std::string> rows[] = {
+      {[](Options& o) { o.setBundleIdentifier(""); }, R"(setBundleIdentifier: "" is not)"},
+      {[](Options& o) { o.setVersion(""); }, R"(setVersion: "" is not)"},
+      {[](Options& o) { o.setDataHome("data"); }, R"(setDataHome: "data" is not an absolute path)"},
+      {[](Options& o) { o.setSystemRoot("."); }, R"(setSystemRoot: "." is not an absolute path)"},
+      {[](Options& o) { o.setCaFile("/none.pem"); }, R"(setCaFile: "/none.pem" is not a readable)"},
+      {[](Options& o) { o.setProxyCaFile("/tmp"); }, R"(setProxyCaFile: "/tmp" is not a readable)"},
+      {[](Options& o) { o.addConnectionOverride("a", 0, "::1", 1); }, R"("0" is not a port from 1)"},
+      {[](Options& o) { o.addConnectionOverride("a", 1, "b", 1); }, R"("b" is not an IP address)"},
+      {[](Options& o) { o.addConnectionOverride("", 1, "::1", 1); }, R"("" is not a host name)"},
+      {[](Options& o) { o.setMaximumBodyBytes(0); }, R"(setMaximumBodyBytes: "0" is not)"},
+      {[](Options& o) {
+         o.setScreenSize({-1, 1});
+       },
+       R"(setScreenSize: "-1)"}};
+  std::vector<std::pair<Options, std::string>> cases;
+  for (const auto& [change, complaint] : rows) {
+    cases.emplace_back(options(), complaint);
+    change(cases.back().first);
+  }
+  for (const std::string host :
+       {"https://a.example", "a.example/x", "a..b", "-a", "a b", "a:0", "a:70000", ":1", "a:"})
+    cases.emplace_back(options().setServiceHost(ServiceHost::eu, host),
+                       "setServiceHost: \"" + host + "\" is not a host name with an optional port");
+  EXPECT_EQ(complaintAbout(options().setServiceHost(ServiceHost::eu, "a-1.example:65535")), "");
+  for (const auto& [given, words] : cases) {
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(install(given), nullptr);
     const std::string output = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(output.find(word), std::string::npos) << output;
+    EXPECT_NE(output.find(words), std::string::npos) << words << output;
     EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
     EXPECT_FALSE(platform::Platform::isInstalled());
   }
@@ -87,16 +109,17 @@ TEST_F(InstallTest, APrivilegedProcessIgnoresItsEnvironment) {
   const auto output = [&] {
     return environment(program,
                        "HOME=/h XDG_DATA_HOME=/d TZ=t SSL_CERT_FILE=f SSL_CERT_DIR=c http_proxy=p "
-                       "https_proxy=s no_proxy=n SSLKEYLOGFILE=k ICU_DATA=i ICU_TIMEZONE_FILES_DIR=z",
+                       "https_proxy=s no_proxy=n SSLKEYLOGFILE=k ICU_DATA=i ICU_TIMEZONE_FILES_DIR=z "
+                       "TIDEWELL_DISABLED=1 TIDEWELL_OFFLINE=1 TIDEWELL_LOG=off TIDEWELL_HOST_US=us",
                        "/none - ''");
   };
   std::filesystem::copy_file(POSIX_ENVIRONMENT, program);
-  EXPECT_EQ(output(), "ordinary\nf c p s n \n /h /d t k i z ");
+  EXPECT_EQ(output(), "ordinary\nf c p s n \n /h /d t us off k i z ");
   ASSERT_EQ(chown(program.c_str(), 0, 54321), 0);
   ASSERT_EQ(chmod(program.c_str(), 02755), 0);
   if (output().starts_with("ordinary")) GTEST_SKIP() << "the temporary folder is mounted nosuid";
   const std::string home = getpwuid(0)->pw_dir;
-  EXPECT_EQ(output(), "raised\n- - - - - \n " + home + " " + home + "/.local/share - - - - ");
+  EXPECT_EQ(output(), "raised\n- - - - - \n " + home + " " + home + "/.local/share - - - - - - ");
 }
 
 TEST_F(InstallTest, TheVendorIdentifierComesFromTheMachineIdOrAFile) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/core/TidewellCore.h"
 
+#include <atomic>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -36,6 +37,9 @@ using platform::Platform;
 const base::MadeWhenLoaded logShippingRegistered(registerLogShipping);
 
 constexpr std::int64_t kDownloadStatus = 200;
+
+/// Whether a sync was due and consent was missing.
+constinit std::atomic<bool> syncWaitsForConsent{false};
 
 /// The result of checking the App ID before anything starts.
 enum class AppIDCheck { proceed, stop };
@@ -177,6 +181,12 @@ void TidewellCore::updateConfig() {
       SyncTracker::shared().noteNotDue(ConfigMerge::nextDue(TWConfigManager::sharedInstance()));
       return;
     }
+    if (!Platform::isInstalled()) return;  // the empty platform would start a thread to fail the request
+    if (platform::networkAccess(Platform::current()) == platform::NetworkAccess::needsConsent) {
+      syncWaitsForConsent = true;
+      logLine("The config sync waits for the user's consent");
+      return;
+    }
     logLine("Config request initiated:");
     const auto sync = std::make_shared<ConfigSync>();
     sync->attempt = SyncTracker::shared().begin();
@@ -209,6 +219,19 @@ SyncWait TidewellCore::waitForSync(std::chrono::milliseconds timeout) {
       TWNetworkConfiguration::defaultConfiguration().getTWURLSession()->needsCallingThread();
   return SyncTracker::shared().wait(timeout, onSession);
 }
+
+void TidewellCore::giveConsent() {
+  const base::CancellationShield shield;
+  platform::setConsent(Platform::current(), true);
+  if (syncWaitsForConsent.exchange(false)) updateConfig();
+}
+
+void TidewellCore::revokeConsent() {
+  const base::CancellationShield shield;
+  platform::setConsent(Platform::current(), false);
+}
+
+bool TidewellCore::hasConsent() { return platform::hasConsent(Platform::current()); }
 
 void TidewellCore::debug(std::int64_t level) { TWLogger::debug(level); }
 

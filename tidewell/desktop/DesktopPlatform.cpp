@@ -51,7 +51,7 @@ struct DesktopPlatform::State {
   State(Options::State given, posix::PosixPlatform& under)
       : options(std::move(given)),
         base(under),
-        keychain(options.usesSecretService
+        keychain(options.usesSecretService && !base.isDisabled()
                      ? std::make_unique<SecretService>(options.posix.state().bundleIdentifier)
                      : nullptr,
                  base.keychain()) {
@@ -64,7 +64,7 @@ struct DesktopPlatform::State {
         },
         &base);
     // GTK ends a process with raised privileges.
-    if (posix::hasRaisedRights() || !gtk_init_check()) return;
+    if (base.isDisabled() || posix::hasRaisedRights() || !gtk_init_check()) return;
     presenter.emplace(pageSettings(options));
     if (options.followsWindows) {
       foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });
@@ -103,24 +103,30 @@ platform::Presenter& DesktopPlatform::presenter() {
   return state_->base.presenter();
 }
 
+bool DesktopPlatform::isDisabled() const { return state_->base.isDisabled(); }
+
 void DesktopPlatform::enterForeground() { state_->base.enterForeground(); }
 void DesktopPlatform::enterBackground() { state_->base.enterBackground(); }
 
 DesktopPlatform* install(Options options) {
   const base::CancellationShield shield;
-  std::string complaint = posix::complaintAbout(options.state().posix);
-  if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
-  if (complaint.empty()) {
-    auto made = std::make_shared<DesktopPlatform>(std::move(options));
-    DesktopPlatform* const pointer = made.get();
-    if (platform::Platform::install(std::move(made))) {
-      makeKeyWindow();
-      return pointer;
-    }
-    complaint = "a platform is installed already";
+  if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
+    std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
+    return nullptr;
   }
-  std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
-  return nullptr;
+  if (platform::Platform::isInstalled()) {
+    platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
+    return nullptr;
+  }
+  auto made = std::make_shared<DesktopPlatform>(std::move(options));
+  DesktopPlatform* const pointer = made.get();
+  if (made->isDisabled()) {
+    platform::Platform::keep(std::move(made));
+    return pointer;
+  }
+  if (!platform::Platform::install(std::move(made))) return nullptr;
+  makeKeyWindow();
+  return pointer;
 }
 
 }  // namespace tidewell::desktop

@@ -22,6 +22,8 @@ class TIDEWELL_EXPORT DesktopPlatform final : public platform::ForwardingPlatfor
   [[nodiscard]] platform::Keychain& keychain() override;
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
+  /// See `posix::PosixPlatform::isDisabled`.
+  [[nodiscard]] bool isDisabled() const;
 
   /// To be called by the host when the application enters or leaves the foreground. Posts the notification on
   /// the main queue.
@@ -35,8 +37,7 @@ class TIDEWELL_EXPORT DesktopPlatform final : public platform::ForwardingPlatfor
 };
 
 /// Creates and installs the platform, with a key window whose root controller represents the application's
-/// GTK windows: items presented on it appear above the active window. Returns null, and writes the reason to
-/// standard error, if `posix::install` would refuse the options.
+/// GTK windows: items presented on it appear above the active window. Otherwise as `posix::install`.
 TIDEWELL_EXPORT DesktopPlatform* install(Options options);
 
 }  // namespace tidewell::desktop

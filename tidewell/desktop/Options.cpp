@@ -40,4 +40,14 @@ Options& Options::setPageTimeout(double seconds) {
   return *this;
 }
 
+std::string complaintAbout(const Options& options) {
+  const Options::State& given = options.state();
+  std::string complaint = posix::complaintAbout(given.posix);
+  if (complaint.empty() && !(given.pageTimeout > 0)) {
+    complaint =
+        "setPageTimeout: \"" + std::to_string(given.pageTimeout) + "\" is not a time above 0, in seconds";
+  }
+  return complaint;
+}
+
 }  // namespace tidewell::desktop

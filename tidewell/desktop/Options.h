@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "tidewell/base/Export.h"
 #include "tidewell/posix/Options.h"
@@ -41,5 +42,8 @@ class TIDEWELL_EXPORT Options {
 
   std::unique_ptr<State> state_;  ///< null in options that were moved from
 };
+
+/// The same as `posix::complaintAbout`.
+[[nodiscard]] TIDEWELL_EXPORT std::string complaintAbout(const Options& options);
 
 }  // namespace tidewell::desktop

@@ -30,5 +30,6 @@ bool ForwardingPlatform::hasModernLinkOpening() const { return to_->hasModernLin
 LinkOpener& ForwardingPlatform::linkOpener() { return to_->linkOpener(); }
 Presenter& ForwardingPlatform::presenter() { return to_->presenter(); }
 void* ForwardingPlatform::extension(std::string_view name) { return to_->extension(name); }
+const Policy& ForwardingPlatform::policy() const { return to_->policy(); }
 
 }  // namespace tidewell::platform

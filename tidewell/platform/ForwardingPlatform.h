@@ -36,6 +36,7 @@ class TIDEWELL_EXPORT ForwardingPlatform : public Platform {
   [[nodiscard]] LinkOpener& linkOpener() override;
   [[nodiscard]] Presenter& presenter() override;
   [[nodiscard]] void* extension(std::string_view name) override;
+  [[nodiscard]] const Policy& policy() const override;
 
  private:
   const std::shared_ptr<Platform> to_;

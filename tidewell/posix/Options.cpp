@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/posix/Options.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -9,6 +14,19 @@
 #include "tidewell/posix/internal/OptionsState.h"
 
 namespace tidewell::posix {
+namespace {
+
+bool isReadableFile(const std::string& path) {
+  struct stat record {};
+  return stat(path.c_str(), &record) == 0 && S_ISREG(record.st_mode) && access(path.c_str(), R_OK) == 0;
+}
+
+bool isAddress(const std::string& text) {
+  in6_addr binary{};  // also has room for IPv4
+  return inet_pton(AF_INET, text.c_str(), &binary) == 1 || inet_pton(AF_INET6, text.c_str(), &binary) == 1;
+}
+
+}  // namespace
 
 Options::Options() : state_(std::make_unique<State>()) {}
 Options::~Options() = default;
@@ -101,12 +119,69 @@ Options& Options::setSystemRoot(std::string path) {
   return *this;
 }
 
+Options& Options::setDisabled(bool isDisabled) {
+  changed().isDisabled = isDisabled;
+  return *this;
+}
+Options& Options::setOffline(bool isOffline) {
+  changed().isOffline = isOffline;
+  return *this;
+}
+Options& Options::setConsentRequired(bool isRequired) {
+  changed().isConsentRequired = isRequired;
+  return *this;
+}
+Options& Options::setServiceHost(ServiceHost which, std::string host) {
+  const auto index = static_cast<std::size_t>(which);
+  if (index < platform::kServiceHostCount) changed().serviceHosts[index] = std::move(host);
+  return *this;
+}
+Options& Options::setHostsFromEnvironment(bool areUsed) {
+  changed().usesHostsFromEnvironment = areUsed;
+  return *this;
+}
+
 std::string complaintAbout(const Options& options) {
   const Options::State& given = options.state();
-  if (given.bundleIdentifier.empty()) return "the options name no bundle identifier";
-  if (given.version.empty()) return "the options name no version of the application";
-  if (!given.dataHome.empty() && checkPath(given.dataHome)) {
-    return "the data folder of the options is no absolute path: " + given.dataHome;
+  const auto wrong = [](std::string_view setter, std::string_view value, std::string_view wanted) {
+    std::string text(setter);
+    return text.append(": \"").append(value).append("\" is not ").append(wanted);
+  };
+  if (given.bundleIdentifier.empty()) {
+    return wrong("setBundleIdentifier", "", "a bundle identifier, such as \"org.example.shop\"");
+  }
+  if (given.version.empty()) return wrong("setVersion", "", "a version, such as \"1.2\"");
+  for (const auto& [setter, path] :
+       {std::pair("setDataHome", &given.dataHome), std::pair("setSystemRoot", &given.systemRoot)}) {
+    if (!path->empty() && checkPath(*path)) return wrong(setter, *path, "an absolute path");
+  }
+  for (const auto& [setter, path] :
+       {std::pair("setCaFile", &given.caFile), std::pair("setProxyCaFile", &given.proxyCaFile)}) {
+    if (!path->empty() && !isReadableFile(*path)) {
+      return wrong(setter, *path, "a readable file of certificates (PEM)");
+    }
+  }
+  for (const ConnectionOverride& each : given.connectionOverrides) {
+    if (each.host.empty()) return wrong("addConnectionOverride", "", "a host name");
+    if (each.port == 0 || each.toPort == 0) {
+      return wrong("addConnectionOverride", "0", "a port from 1 to 65535, for " + each.host);
+    }
+    if (!isAddress(each.address)) {
+      return wrong("addConnectionOverride", each.address, "an IP address, for " + each.host);
+    }
+  }
+  if (given.maximumBodyBytes == 0) return wrong("setMaximumBodyBytes", "0", "a number of bytes above 0");
+  if (!(given.screenSize.width >= 0 && given.screenSize.height >= 0)) {
+    return wrong("setScreenSize",
+                 std::to_string(given.screenSize.width) + " x " + std::to_string(given.screenSize.height),
+                 "a size of 0 or more");
+  }
+  for (std::size_t which = 0; which < given.serviceHosts.size(); ++which) {
+    const std::string& host = given.serviceHosts[which];
+    if (!host.empty() &&
+        !platform::Policy().setServiceHost(ServiceHost{static_cast<std::uint8_t>(which)}, host)) {
+      return wrong("setServiceHost", host, kWantedHost);
+    }
   }
   return {};
 }

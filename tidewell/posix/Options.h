@@ -11,9 +11,12 @@
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
 #include "tidewell/platform/LinkOpener.h"
+#include "tidewell/platform/Policy.h"
 #include "tidewell/platform/Presenter.h"
 
 namespace tidewell::posix {
+
+using platform::ServiceHost;
 
 /// Which thread drains the main queue.
 enum class MainLoop {
@@ -26,8 +29,9 @@ enum class MainLoop {
 ///     tidewell::posix::install(
 ///         tidewell::posix::Options().setBundleIdentifier("org.example.shop").setVersion("1.2"));
 ///
-/// The environment variables (HOME, XDG_DATA_HOME, TZ, SSL_CERT_FILE, SSL_CERT_DIR, and those for proxies)
-/// are also read then and never again; they are ignored in a process with raised privileges.
+/// The environment variables (HOME, XDG_DATA_HOME, TZ, SSL_CERT_FILE, SSL_CERT_DIR, those for proxies, and
+/// TIDEWELL_…) are also read then and never again; they are ignored in a process with raised privileges. A
+/// variable TIDEWELL_… with an invalid value is reported in one line and ignored.
 ///
 /// A value: copies are independent. The fields are not part of the class, so that a later version can add
 /// some without a host being compiled again. One thread at a time. Setters check nothing: see
@@ -86,6 +90,26 @@ class TIDEWELL_EXPORT Options {
   /// certificates), for sandboxes that mount them elsewhere. Default: "".
   Options& setSystemRoot(std::string path);
 
+  /// Whether the SDK is off: every operation answers as before installation, and the library writes no file
+  /// or line, starts no thread and opens no socket. `install` returns a platform whose main queue can be
+  /// polled, but which is not the current one. Default: not set, which leaves the decision to
+  /// TIDEWELL_DISABLED; a value set here wins.
+  Options& setDisabled(bool isDisabled);
+  /// Whether all requests fail at once, without a socket, as on a machine without a network; the gates answer
+  /// from the archive, and pages are not shown. Default: not set, which leaves the decision to
+  /// TIDEWELL_OFFLINE; a value set here wins.
+  Options& setOffline(bool isOffline);
+  /// Whether nothing leaves the device until `TidewellCore::giveConsent`: requests fail at once, and pages
+  /// are not shown. Default: false.
+  Options& setConsentRequired(bool isRequired);
+  /// Replaces a built-in host in all requests: a host name or an IPv4 address with an optional port
+  /// ("staging.example.com", "localhost:8443"). Default: "", the built-in host.
+  Options& setServiceHost(ServiceHost which, std::string host);
+  /// Whether TIDEWELL_HOST_US, TIDEWELL_HOST_SERV3, TIDEWELL_HOST_EU and TIDEWELL_HOST_LOGS replace hosts,
+  /// those of `setServiceHost` too. For development builds: the environment then decides where all data is
+  /// sent. Default: false.
+  Options& setHostsFromEnvironment(bool areUsed);
+
   struct State;
   /// For the library itself.
   [[nodiscard]] const State& state() const noexcept;
@@ -96,7 +120,8 @@ class TIDEWELL_EXPORT Options {
   std::unique_ptr<State> state_;  ///< null in options that were moved from
 };
 
-/// The reason why `install` refuses these options, as a phrase; "" if they are valid.
+/// The reason why `install` refuses these options: the option, its value and what would be right. "" if they
+/// are valid. Looks at the files that the options name.
 [[nodiscard]] TIDEWELL_EXPORT std::string complaintAbout(const Options& options);
 
 }  // namespace tidewell::posix

@@ -7,6 +7,7 @@
 #include <new>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Loader.h"
@@ -47,11 +48,16 @@ Container makeContainer(const Options::State& options, const Environment& enviro
 }  // namespace
 
 struct PosixPlatform::State {
-  State(Options::State given, const Environment& environment)
+  State(PosixPlatform& self, Options::State given, const Environment& environment,
+        std::vector<std::string>& complaints)
       : options(std::move(given)),
+        isDisabled(posix::isDisabled(options, environment)),
+        policy(policyOf(options, environment, complaints)),
         container(makeContainer(options, environment)),
         standardUserDefaults(container, container.userDefaultsFile()),
-        fileManager(container, [this](std::string sentence) { reportLater(std::move(sentence)); }),
+        fileManager(
+            container, [this](std::string sentence) { reportLater(std::move(sentence)); },
+            [this](std::string sentence) { announceLater(std::move(sentence)); }),
         keychain(container),
         device(container, options.systemRoot, options.bundleIdentifier),
         bundles(options),
@@ -60,7 +66,8 @@ struct PosixPlatform::State {
         workerMainQueue("tw-main", WorkerQueue::WithoutThread::runAtOnce),
         globalQueue("tw-global"),
         presenter(options.screenSize),
-        transport(makeTransport(transportSettings(options, environment))) {
+        transport(makeTransport(transportSettings(options, environment),
+                                [&self] { return platform::networkAccess(self); })) {
     if (options.mainLoop == MainLoop::host) hostMainQueue.emplace();
     platform::UrlSessionConfiguration shared;
     shared.name = "shared";
@@ -69,6 +76,8 @@ struct PosixPlatform::State {
   }
 
   const Options::State options;
+  const bool isDisabled;
+  const platform::Policy policy;
   const Container container;
   PosixUserDefaults standardUserDefaults;
   PosixFileManager fileManager;
@@ -104,6 +113,11 @@ struct PosixPlatform::State {
     globalQueue.async([sentence = std::move(sentence)] { platform::report(sentence); });
   }
 
+  void announceLater(std::string sentence) {
+    globalQueue.async(
+        [sentence = std::move(sentence)] { platform::announce(platform::Trouble::noContainer, sentence); });
+  }
+
   void post(std::string_view notification) {
     mainQueue().async(
         [notification] { platform::NotificationCenter::defaultCenter().postNotificationName(notification); });
@@ -113,10 +127,14 @@ struct PosixPlatform::State {
 PosixPlatform::PosixPlatform(Options options) {
   prepareForForks();
   options.setSystemRoot(withoutTrailingSeparators(options.state().systemRoot));
-  state_ = std::make_unique<State>(options.state(), Environment::read());
-  if (!state_->bundles.complaint().empty()) {
-    console().write("Tidewell: Info.plist is not used: " + state_->bundles.complaint());
+  const Environment environment = Environment::read();
+  std::vector<std::string> complaints = environment.complaints;
+  state_ = std::make_unique<State>(*this, options.state(), environment, complaints);
+  if (isDisabled()) return;
+  if (const std::string& complaint = state_->bundles.complaint(); !complaint.empty()) {
+    complaints.push_back("Info.plist is not used: " + complaint);
   }
+  for (const std::string& each : complaints) console().write("Tidewell: " + each);
 }
 
 PosixPlatform::~PosixPlatform() = default;
@@ -157,6 +175,8 @@ platform::LinkOpener& PosixPlatform::linkOpener() {
   return state_->options.linkOpener ? *state_->options.linkOpener : Platform::linkOpener();
 }
 platform::Presenter& PosixPlatform::presenter() { return state_->presenter; }
+const platform::Policy& PosixPlatform::policy() const { return state_->policy; }
+bool PosixPlatform::isDisabled() const { return state_->isDisabled; }
 
 int PosixPlatform::mainQueueDescriptor() const {
   return state_->hostMainQueue ? state_->hostMainQueue->descriptor() : -1;
@@ -180,15 +200,21 @@ PosixPlatform* install(Options options) {
   // A plug-in may be closed while its completions are pending.
   base::keepLoaded(__builtin_return_address(0));
   try {
-    std::string complaint = complaintAbout(options);
-    if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
-    if (complaint.empty()) {
-      auto made = std::make_shared<PosixPlatform>(std::move(options));
-      PosixPlatform* const pointer = made.get();
-      if (platform::Platform::install(std::move(made))) return pointer;
-      complaint = "a platform is installed already";
+    if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
+      writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
+      return nullptr;
     }
-    writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
+    if (platform::Platform::isInstalled()) {
+      platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
+      return nullptr;
+    }
+    auto made = std::make_shared<PosixPlatform>(std::move(options));
+    PosixPlatform* const pointer = made.get();
+    if (made->isDisabled()) {
+      platform::Platform::keep(std::move(made));
+      return pointer;
+    }
+    return platform::Platform::install(std::move(made)) ? pointer : nullptr;
   } catch (const std::bad_alloc&) {
     writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: out of memory");
   }

@@ -50,7 +50,11 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   [[nodiscard]] bool hasModernLinkOpening() const override;
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
+  [[nodiscard]] const platform::Policy& policy() const override;
 
+  /// Whether the options or the environment turned the SDK off. `install` then does not make this the current
+  /// platform.
+  [[nodiscard]] bool isDisabled() const;
   /// A file descriptor that is readable while the main queue has functions, for the host's own event loop. -1
   /// with `MainLoop::ownThread`, or if the system had no descriptor left.
   [[nodiscard]] int mainQueueDescriptor() const;
@@ -72,10 +76,10 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   std::unique_ptr<State> state_;
 };
 
-/// Creates and installs the platform. Returns null, and writes the reason to standard error, if the bundle
-/// identifier or version is missing, `dataHome` is not absolute, memory runs out, or a platform is installed
-/// already (that one stays). A plug-in that calls this is never unloaded, because its completions may be
-/// pending.
+/// Creates and installs the platform. Returns null, and writes the reason to standard error, if
+/// `complaintAbout` has one or memory runs out; and null if a platform is installed already, which stays and
+/// whose console gets one line. If the SDK is turned off, returns a platform whose main queue can be polled
+/// and installs none. A plug-in that calls this is never unloaded, because its completions may be pending.
 TIDEWELL_EXPORT PosixPlatform* install(Options options);
 
 }  // namespace tidewell::posix

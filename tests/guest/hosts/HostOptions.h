@@ -23,6 +23,10 @@ inline posix::Options hostOptions() {
   made.setCaFile(variable("HOST_CA"));
   made.setSystemRoot(variable("HOST_ROOT"));
   made.setProxyCaFile(variable("HOST_PROXY_CA"));
+  if (const std::string off = variable("HOST_DISABLED"); !off.empty()) made.setDisabled(off == "yes");
+  made.setConsentRequired(!variable("HOST_CONSENT").empty());
+  made.setServiceHost(posix::ServiceHost::us, variable("HOST_US"));
+  made.setHostsFromEnvironment(!variable("HOST_DEVELOPMENT").empty());
   const auto port = static_cast<std::uint16_t>(std::atoi(variable("HOST_PORT").c_str()));
   for (const auto host : {HOST_TDW_PROD_US, HOST_TDW_PROD_SERV3, HOST_TDW_PROD_EU, HOST_LOGENTRIES})
     made.addConnectionOverride(std::string(host), 443, "127.0.0.1", port);

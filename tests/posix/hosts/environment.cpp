@@ -22,7 +22,8 @@ int main(int, char** arguments) {
   const auto print = [](const std::string& text) { std::printf("%s ", text.empty() ? "-" : text.c_str()); };
   for (const std::string& each :
        {used.caFile, used.caDirectory, used.httpProxy, used.httpsProxy, used.noProxy, std::string("\n"),
-        read.home, read.dataHome, read.timeZone.value_or("")}) {
+        read.home, read.dataHome, read.timeZone.value_or(""), read.serviceHosts[0],
+        std::string(read.isDisabled && read.isOffline && read.logLevel ? "off" : "")}) {
     print(each);
   }
   for (const char* name : {"SSLKEYLOGFILE", "ICU_DATA", "ICU_TIMEZONE_FILES_DIR"}) {

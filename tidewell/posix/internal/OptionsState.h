@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
+#include <optional>
 #include <vector>
 
 #include "tidewell/posix/Options.h"
 
 namespace tidewell::posix {
+
+/// What a host must be, in complaints.
+inline constexpr std::string_view kWantedHost =
+    "a host name with an optional port, such as \"staging.example.com\" or \"localhost:8443\"";
 
 /// See `Options::addConnectionOverride`.
 struct ConnectionOverride {
@@ -33,6 +39,11 @@ struct Options::State {
   platform::ScreenSize screenSize;
   std::string dataHome;
   std::string systemRoot;
+  std::optional<bool> isDisabled;
+  std::optional<bool> isOffline;
+  bool isConsentRequired = false;
+  std::array<std::string, platform::kServiceHostCount> serviceHosts;  ///< by `ServiceHost`
+  bool usesHostsFromEnvironment = false;
 };
 
 }  // namespace tidewell::posix
