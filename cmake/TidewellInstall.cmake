@@ -4,6 +4,7 @@
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+include(TidewellSbom)
 
 get_property(platform_libraries GLOBAL PROPERTY TIDEWELL_LIBRARIES)
 get_property(platform_folders GLOBAL PROPERTY TIDEWELL_LIBRARY_FOLDERS)
@@ -56,6 +57,7 @@ endforeach()
 # The pages link to each other as in the source tree.
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
+install(FILES "${PROJECT_BINARY_DIR}/TidewellCore.spdx.json" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT doc)
 file(GLOB_RECURSE pages CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/docs/*" "${PROJECT_SOURCE_DIR}/tidewell/README.md")
 foreach(page README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md ${pages})
   get_filename_component(folder "${page}" DIRECTORY)

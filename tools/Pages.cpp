@@ -48,6 +48,12 @@ std::vector<Row> rowsOf(const CLI::App& app) {
   return rows;
 }
 
+/// The beginning of a description that fits a list of completions.
+std::string_view brief(std::string_view text) {
+  for (const std::string_view end : {"; ", " (", ", for "}) text = text.substr(0, text.find(end));
+  return text;
+}
+
 std::string join(const std::vector<std::string>& parts, std::string_view between) {
   std::string joined;
   for (const auto& part : parts) joined.append(joined.empty() ? "" : between).append(part);
@@ -74,10 +80,12 @@ std::string roff(std::string_view text) {
   return out;
 }
 
+char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
 std::string manual(const CLI::App& app, const ManualText& text) {
   const std::string name = app.get_name();
   std::string upper = name;
-  std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return std::toupper(c); });
+  std::transform(upper.begin(), upper.end(), upper.begin(), upperCase);
   std::string page = ".TH " + roff(upper) + " 1 \"\" \"Tidewell Core " TIDEWELL_VERSION_STRING "\"\n";
   page += ".SH NAME\n" + roff(name) + " \\- " + roff(text.summary) + "\n";
   page += ".SH SYNOPSIS\n.B " + roff(name) + "\n[\\fIOPTION\\fR]...\n";
@@ -85,12 +93,13 @@ std::string manual(const CLI::App& app, const ManualText& text) {
   for (const Row& row : rowsOf(app)) {
     page += ".TP\n\\fB" + roff(join(row.names, ", ")) + "\\fR";
     if (!row.value.empty()) page += " \\fI" + roff(row.value) + "\\fR";
-    page += "\n" + roff(row.description) + ".";
+    std::string sentence = row.description;
+    if (!sentence.empty()) sentence[0] = upperCase(sentence[0]);
+    page += "\n" + roff(sentence) + ".";
     if (!row.byDefault.empty()) page += " Default: " + roff(row.byDefault) + ".";
     page += "\n";
   }
-  for (const auto& [heading, body] : text.sections)
-    page += ".SH " + roff(heading) + "\n" + roff(body) + "\n";
+  for (const auto& [heading, body] : text.sections) page += ".SH " + roff(heading) + "\n" + roff(body) + "\n";
   return page;
 }
 
@@ -116,7 +125,8 @@ std::string bash(const CLI::App& app) {
          "() {\n"
          "  local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]}\n"
          "  # OPTION=VALUE is three words\n"
-         "  if [ \"$current\" = = ]; then current=; elif [ \"$before\" = = ]; then before=${COMP_WORDS[COMP_CWORD-2]}; fi\n"
+         "  if [ \"$current\" = = ]; then current=; elif [ \"$before\" = = ]; then "
+         "before=${COMP_WORDS[COMP_CWORD-2]}; fi\n"
          "  COMPREPLY=()\n"
          "  case $before in\n" +
          branch(file, files + "f -- \"$current\"); ") + branch(folder, files + "d -- \"$current\"); ") +
@@ -129,7 +139,7 @@ std::string zsh(const CLI::App& app) {
   for (const Row& row : rowsOf(app)) {
     for (const auto& name : row.names) {
       std::string spec = (row.repeated ? "*" : "") + name + (row.value.empty() ? "" : "=") + "[" +
-                         escaped(row.description, "[]\\") + "]";
+                         escaped(brief(row.description), "[]\\") + "]";
       if (!row.value.empty()) {
         spec += ":" + escaped(row.value, ":\\") + ":";
         spec += row.takesFile() ? "_files" : row.takesFolder() ? "_files -/" : " ";
@@ -149,10 +159,13 @@ std::string fish(const CLI::App& app) {
     page += command;
     for (const auto& name : row.names)
       page += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
-    if (row.takesFile()) page += " -r -F";
-    else if (row.takesFolder()) page += " -x -a '(__fish_complete_directories)'";
-    else if (!row.value.empty()) page += " -x";
-    page += " -d '" + escaped(row.description, "'\\") + "'\n";
+    if (row.takesFile())
+      page += " -r -F";
+    else if (row.takesFolder())
+      page += " -x -a '(__fish_complete_directories)'";
+    else if (!row.value.empty())
+      page += " -x";
+    page += " -d '" + escaped(brief(row.description), "'\\") + "'\n";
   }
   return page;
 }
@@ -160,15 +173,14 @@ std::string fish(const CLI::App& app) {
 }  // namespace
 
 void addPages(CLI::App& app, ManualText text) {
-  app.add_option_function<std::string>(
-         "--print-page",
-         [&app, text = std::move(text)](const std::string& kind) {
-           std::cout << (kind == "man"    ? manual(app, text)
-                         : kind == "bash" ? bash(app)
-                         : kind == "zsh"  ? zsh(app)
-                                          : fish(app));
-           throw CLI::Success();
-         })
+  app.add_option_function<std::string>("--print-page",
+                                       [&app, text = std::move(text)](const std::string& kind) {
+                                         std::cout << (kind == "man"    ? manual(app, text)
+                                                       : kind == "bash" ? bash(app)
+                                                       : kind == "zsh"  ? zsh(app)
+                                                                        : fish(app));
+                                         throw CLI::Success();
+                                       })
       ->group("")
       ->check(CLI::IsMember({"man", "bash", "zsh", "fish"}));
 }

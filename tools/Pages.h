@@ -13,7 +13,7 @@ namespace tidewell::tools {
 
 /// What a manual page contains beside name, description and options.
 struct ManualText {
-  std::string summary;                                         ///< the line of NAME, after the program's name
+  std::string summary;                                        ///< the line of NAME, after the program's name
   std::vector<std::pair<std::string, std::string>> sections;  ///< heading and text, after OPTIONS
 };
 
