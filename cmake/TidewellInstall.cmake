@@ -104,7 +104,9 @@ function(tidewell_pkg_config name library description requires requires_private)
   set(PC_REQUIRES "${requires}")
   set(PC_REQUIRES_PRIVATE "${requires_private}")
   set(PC_LIBS "")
-  if(NOT BUILD_SHARED_LIBS)
+  if(BUILD_SHARED_LIBS)
+    set(PC_REQUIRES_PRIVATE "")  # pkg-config would demand their development files for --cflags, too
+  else()
     # A static library lists its dependencies in Requires, so that hosts link them as shared libraries: with
     # `pkg-config --static`, the linker would need static archives of all their dependencies, too.
     list(APPEND PC_REQUIRES ${requires_private})
