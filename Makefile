@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # The commands of a developer. Each installs missing packages first, except `format` and `clean`.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz packages format clean help
 
 help:
 	@echo "make setup               install all packages for building, testing and checking"
@@ -17,6 +17,7 @@ help:
 	@echo "make allocation-torture  let each allocation of a start, a sync and other operations fail"
 	@echo "make fork-matrix         run every operation in the child of a fork while another runs in the parent (FORK_SECONDS=60 for a sample)"
 	@echo "make coverage            measure branch coverage; fails for branches of core and posix that are neither taken nor explained"
+	@echo "make packages            build the Debian packages, check them, and try them in a clean root"
 	@echo "make format              format the sources"
 	@echo "make clean               delete the build folder"
 
@@ -106,6 +107,10 @@ coverage:
 	cmake --preset coverage
 	cmake --build --preset coverage
 	scripts/coverage build/coverage
+
+packages:
+	scripts/setup packages
+	scripts/packages
 
 format:
 	scripts/format --fix

@@ -4,6 +4,7 @@
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+include(TidewellSbom)
 
 get_property(platform_libraries GLOBAL PROPERTY TIDEWELL_LIBRARIES)
 get_property(platform_folders GLOBAL PROPERTY TIDEWELL_LIBRARY_FOLDERS)
@@ -56,6 +57,7 @@ endforeach()
 # The pages link to each other as in the source tree.
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
+install(FILES "${PROJECT_BINARY_DIR}/TidewellCore.spdx.json" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT doc)
 file(GLOB_RECURSE pages CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/docs/*" "${PROJECT_SOURCE_DIR}/tidewell/README.md")
 foreach(page README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md ${pages})
   get_filename_component(folder "${page}" DIRECTORY)
@@ -102,7 +104,9 @@ function(tidewell_pkg_config name library description requires requires_private)
   set(PC_REQUIRES "${requires}")
   set(PC_REQUIRES_PRIVATE "${requires_private}")
   set(PC_LIBS "")
-  if(NOT BUILD_SHARED_LIBS)
+  if(BUILD_SHARED_LIBS)
+    set(PC_REQUIRES_PRIVATE "")  # pkg-config would demand their development files for --cflags, too
+  else()
     # A static library lists its dependencies in Requires, so that hosts link them as shared libraries: with
     # `pkg-config --static`, the linker would need static archives of all their dependencies, too.
     list(APPEND PC_REQUIRES ${requires_private})

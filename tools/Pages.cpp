@@ -48,6 +48,12 @@ std::vector<Row> rowsOf(const CLI::App& app) {
   return rows;
 }
 
+/// The beginning of a description that fits a list of completions.
+std::string_view brief(std::string_view text) {
+  for (const std::string_view end : {"; ", " (", ", for "}) text = text.substr(0, text.find(end));
+  return text;
+}
+
 std::string join(const std::vector<std::string>& parts, std::string_view between) {
   std::string joined;
   for (const auto& part : parts) joined.append(joined.empty() ? "" : between).append(part);
@@ -74,10 +80,12 @@ std::string roff(std::string_view text) {
   return out;
 }
 
+char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
 std::string manual(const CLI::App& app, const ManualText& text) {
   const std::string name = app.get_name();
   std::string upper = name;
-  std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return std::toupper(c); });
+  std::transform(upper.begin(), upper.end(), upper.begin(), upperCase);
   std::string page = ".TH " + roff(upper) + " 1 \"\" \"Tidewell Core " TIDEWELL_VERSION_STRING "\"\n";
   page += ".SH NAME\n" + roff(name) + " \\- " + roff(text.summary) + "\n";
   page += ".SH SYNOPSIS\n.B " + roff(name) + "\n[\\fIOPTION\\fR]...\n";
@@ -85,7 +93,9 @@ std::string manual(const CLI::App& app, const ManualText& text) {
   for (const Row& row : rowsOf(app)) {
     page += ".TP\n\\fB" + roff(join(row.names, ", ")) + "\\fR";
     if (!row.value.empty()) page += " \\fI" + roff(row.value) + "\\fR";
-    page += "\n" + roff(row.description) + ".";
+    std::string sentence = row.description;
+    if (!sentence.empty()) sentence[0] = upperCase(sentence[0]);
+    page += "\n" + roff(sentence) + ".";
     if (!row.byDefault.empty()) page += " Default: " + roff(row.byDefault) + ".";
     page += "\n";
   }
@@ -129,7 +139,7 @@ std::string zsh(const CLI::App& app) {
   for (const Row& row : rowsOf(app)) {
     for (const auto& name : row.names) {
       std::string spec = (row.repeated ? "*" : "") + name + (row.value.empty() ? "" : "=") + "[" +
-                         escaped(row.description, "[]\\") + "]";
+                         escaped(brief(row.description), "[]\\") + "]";
       if (!row.value.empty()) {
         spec += ":" + escaped(row.value, ":\\") + ":";
         spec += row.takesFile() ? "_files" : row.takesFolder() ? "_files -/" : " ";
@@ -155,7 +165,7 @@ std::string fish(const CLI::App& app) {
       page += " -x -a '(__fish_complete_directories)'";
     else if (!row.value.empty())
       page += " -x";
-    page += " -d '" + escaped(row.description, "'\\") + "'\n";
+    page += " -d '" + escaped(brief(row.description), "'\\") + "'\n";
   }
   return page;
 }
