@@ -79,26 +79,37 @@ function(tidewell_exports target)
   endif()
 endfunction()
 
-# tidewell_library(TARGET EXPORT_NAME NAME PACKAGE NAME DESCRIPTION TEXT [REQUIRES PACKAGES] [PRIVATE PACKAGES] [MODULE TARGET]): registers
-# the library of the calling folder for TidewellInstall.cmake: its name in the CMake package, its pkg-config file with the public and private
-# dependencies, and a module that it loads from its own folder.
+# The folder of modules, relative to the library that loads them; the same in the build tree and the installed tree.
+set(TIDEWELL_MODULE_FOLDER "tidewell/${PROJECT_VERSION_MAJOR}")
+
+# tidewell_library(TARGET EXPORT_NAME NAME PACKAGE NAME DESCRIPTION TEXT [COMPONENT NAME] [REQUIRES PACKAGES] [PRIVATE PACKAGES]
+# [STATIC PACKAGES…]): registers the library of the calling folder for TidewellInstall.cmake: its name in the CMake package, its install
+# component, its pkg-config file with the public and private dependencies, and what hosts of the static library must find
+# (see TidewellCoreConfig.cmake.in).
 function(tidewell_library target)
-  cmake_parse_arguments(arg "" "EXPORT_NAME;PACKAGE;DESCRIPTION;REQUIRES;PRIVATE;MODULE" "" ${ARGN})
+  cmake_parse_arguments(arg "" "EXPORT_NAME;PACKAGE;DESCRIPTION;COMPONENT;REQUIRES;PRIVATE" "STATIC" ${ARGN})
   get_filename_component(folder "${CMAKE_CURRENT_SOURCE_DIR}" NAME)
+  if(NOT arg_COMPONENT)
+    set(arg_COMPONENT runtime)
+  endif()
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${arg_EXPORT_NAME}
-    TIDEWELL_PACKAGE "${arg_PACKAGE}" TIDEWELL_DESCRIPTION "${arg_DESCRIPTION}"
-    TIDEWELL_REQUIRES "${arg_REQUIRES}" TIDEWELL_PRIVATE "${arg_PRIVATE}")
+    TIDEWELL_PACKAGE "${arg_PACKAGE}" TIDEWELL_DESCRIPTION "${arg_DESCRIPTION}" TIDEWELL_COMPONENT ${arg_COMPONENT}
+    TIDEWELL_REQUIRES "${arg_REQUIRES}" TIDEWELL_PRIVATE "${arg_PRIVATE}" TIDEWELL_STATIC "${arg_STATIC}")
   set_property(GLOBAL APPEND PROPERTY TIDEWELL_LIBRARIES ${target})
   set_property(GLOBAL APPEND PROPERTY TIDEWELL_LIBRARY_FOLDERS ${folder})
-  if(arg_MODULE)
-    set_property(GLOBAL APPEND PROPERTY TIDEWELL_MODULES ${arg_MODULE})
-  endif()
 endfunction()
 
-# tidewell_static_dependency(PREFIX MODULES…): a pkg-config dependency that hosts of our static libraries must link.
-function(tidewell_static_dependency prefix)
-  list(JOIN ARGN " " modules)
-  set_property(GLOBAL APPEND_STRING PROPERTY TIDEWELL_STATIC_DEPENDENCIES
-               "  pkg_check_modules(${prefix} QUIET IMPORTED_TARGET ${modules})\n")
+# tidewell_module(MODULE LIBRARY EXPORTS SOURCES…): a module that LIBRARY loads when it is needed; it exports the names in the map EXPORTS.
+function(tidewell_module module library exports)
+  add_library(${module} MODULE ${ARGN})
+  tidewell_settings(${module})
+  target_compile_definitions(${module} PRIVATE TIDEWELL_VERSION_STRING="${PROJECT_VERSION}")
+  target_link_options(${module} PRIVATE "LINKER:--version-script=${exports}")
+  get_target_property(component ${library} TIDEWELL_COMPONENT)
+  set_target_properties(${module} PROPERTIES LINK_DEPENDS "${exports}" TIDEWELL_COMPONENT ${component}
+    LIBRARY_OUTPUT_DIRECTORY "$<TARGET_FILE_DIR:${library}>/${TIDEWELL_MODULE_FOLDER}")
+  target_compile_definitions(${library} PRIVATE TIDEWELL_MODULE_FOLDER="${TIDEWELL_MODULE_FOLDER}")
+  add_dependencies(${library} ${module})
+  set_property(GLOBAL APPEND PROPERTY TIDEWELL_MODULES ${module})
 endfunction()

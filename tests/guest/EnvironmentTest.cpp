@@ -40,12 +40,14 @@ TEST_F(GuestTest, TheEnvironmentIsReadOnlyAtInstallation) {
 }
 
 TEST_F(GuestTest, ModulesAreFoundAfterTheWorkingFolderChanges) {
-  fs::create_directory(folder + "/lib");
+  fs::create_directories(folder + "/lib/" TIDEWELL_MODULE_FOLDER);
   for (const fs::path library : std::vector<const char*>{GUEST_LIBRARIES}) {
-    // A SONAME has no minor version.
+    // A SONAME has no minor version; a module has no version at all.
     const std::string name = library.filename();
     const auto end = name.find(".so.");
-    fs::create_symlink(library, folder + "/lib/" + name.substr(0, end == name.npos ? end : end + 5));
+    fs::create_symlink(
+        library,
+        folder + "/lib/" + (end == name.npos ? TIDEWELL_MODULE_FOLDER "/" + name : name.substr(0, end + 5)));
   }
   EXPECT_EQ(host({"chdir /", "fetch"}, {"LD_LIBRARY_PATH=../lib"}).end().out, "done\narrived\n");
 }

@@ -328,7 +328,9 @@ TEST_F(ForkedUrlSessionTest, AMissingModuleFailsOnlyRequestsMadeBeforeTheLoad) {
     std::filesystem::copy(platformLibrary.dli_fname, folder + "/libTidewellPosix.so.1");
     EXPECT_EQ(0, inChild([&] {
                 const std::filesystem::path library = platformLibrary.dli_fname;
-                setenv(kModuleVariable, (library.parent_path() / "libTidewellUrlSession.so").c_str(), 1);
+                setenv(kModuleVariable,
+                       (library.parent_path() / TIDEWELL_MODULE_FOLDER "/libTidewellUrlSession.so").c_str(),
+                       1);
                 setenv("LD_LIBRARY_PATH", folder.c_str(), 1);
                 execl("/proc/self/exe", "tests_posix", "--gtest_filter=*AMissingModule*", nullptr);
                 ADD_FAILURE();
@@ -338,7 +340,9 @@ TEST_F(ForkedUrlSessionTest, AMissingModuleFailsOnlyRequestsMadeBeforeTheLoad) {
   const platform::UrlTaskResult result = fetch();
   ASSERT_EQ(platform::kUrlErrorResourceUnavailable, codeOf(result));
   EXPECT_NE(std::string::npos, result.error->description().find("libTidewellUrlSession.so"));
-  const std::string missing = std::string(getenv("LD_LIBRARY_PATH")) + "/libTidewellUrlSession.so";
+  const std::string modules = std::string(getenv("LD_LIBRARY_PATH")) + "/" TIDEWELL_MODULE_FOLDER;
+  std::filesystem::create_directories(modules);
+  const std::string missing = modules + "/libTidewellUrlSession.so";
   ASSERT_EQ(0, mkfifo(missing.c_str(), 0600));
   auto before = send(*makeSession());
   const int writer = open(missing.c_str(), O_WRONLY);  // waits until it is being loaded

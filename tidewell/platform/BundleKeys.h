@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+#include "tidewell/base/Export.h"
+
 namespace tidewell::platform {
 
 inline constexpr std::string_view kBundleIdentifierKey = "CFBundleIdentifier";

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tidewell/testing/StandInBackend.h"
+#include "tools/Pages.h"
 
 namespace {
 
@@ -73,9 +74,10 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
                  "JSON file with the reply of the configuration service; read at each request")
       ->check(CLI::ExistingFile);
   app.add_option(
-      "--requests", line.requestsFile,
-      "append each request as one JSON line to this file; - is standard output (readable lines and the\n"
-      "ready line then go to standard error)");
+         "--requests", line.requestsFile,
+         "append each request as one JSON line to this file; - is standard output (readable lines and the\n"
+         "ready line then go to standard error)")
+      ->type_name("FILE");
   app.add_option(
          "--fault", line.faults,
          "simulate a fault, for instance service=0,kind=status:500,times=2 (may be repeated; docs/backend.md "
@@ -84,13 +86,26 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
       ->allow_extra_args(false);
   app.add_option("--directory", line.backend.directory,
                  "folder of the certificate authority and the server's key, which the first run creates")
-      ->capture_default_str();
-  app.add_option("--ca", line.backend.caFile, "also write the authority's certificate (PEM) to this file");
+      ->type_name("DIR")
+      ->default_str("$XDG_DATA_HOME/tidewell-backend");
+  app.add_option("--ca", line.backend.caFile, "also write the authority's certificate (PEM) to this file")
+      ->type_name("FILE");
   app.add_option("--host", line.backend.extraHosts, "an additional host name to answer to (may be repeated)")
       ->allow_extra_args(false);
   app.add_option("--ready-file", line.readyFile,
-                 "write the ready line to this file, which is removed at exit");
+                 "write the ready line to this file, which is removed at exit")
+      ->type_name("FILE");
   app.add_flag("--quiet", line.quiet, "print no line for each request");
+  tidewell::tools::addPages(
+      app,
+      {"simulate the hosts of a Tidewell backend",
+       {{"EXIT STATUS",
+         "0 after SIGTERM or SIGINT; 1 if a port is in use or a file cannot be written; 2 for a wrong "
+         "command line."},
+        {"FILES",
+         "The authority's certificate, ca.pem, and the keys are in the folder of --directory. Only "
+         "their owner can read the keys. Trust the authority for nothing else."},
+        {"ENVIRONMENT", "XDG_DATA_HOME and HOME determine the folder that is used without the option."}}});
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

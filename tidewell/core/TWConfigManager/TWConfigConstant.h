@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "tidewell/base/Export.h"
+
 namespace tidewell {
 
 /// Keys in the server's configuration and in the archive.

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "tidewell/base/Export.h"
+
 namespace tidewell {
 
 /// The services of the backend. Any other number is an unknown service, without a path.

@@ -11,9 +11,9 @@
 
 namespace tidewell::posix {
 
-/// A module in the same folder as the library that contains `code`. Construct it while that library is being
-/// loaded, since the library's path may be relative to the working directory at that time. Any thread; throws
-/// only `std::bad_alloc`.
+/// A module in the folder TIDEWELL_MODULE_FOLDER beside the library that contains `code`. Construct it while
+/// that library is being loaded, since the library's path may be relative to the working directory at that
+/// time. Any thread; throws only `std::bad_alloc`.
 class NeighbourModule {
  public:
   NeighbourModule(const void* code, const char* name) {
@@ -25,7 +25,7 @@ class NeighbourModule {
       if (!getcwd(folder, sizeof folder)) return;
       path_ = std::string(folder) + '/';
     }
-    path_ += library.substr(0, library.rfind('/') + 1) + name;
+    path_ += library.substr(0, library.rfind('/') + 1) + TIDEWELL_MODULE_FOLDER + '/' + name;
   }
 
   /// Loads the module and finds a function in it. Null, with the reason in `problem`, on failure. The module
