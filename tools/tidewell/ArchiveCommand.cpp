@@ -115,7 +115,8 @@ class Tree {
   std::string classOf(const Dictionary& object) const {
     const Value* const reference = object.find("$class");
     const Value description = reference ? followed(*reference) : Value();
-    const Value name = description.dictionary() ? description.dictionary()->objectForKey("$classname") : Value();
+    const Value name =
+        description.dictionary() ? description.dictionary()->objectForKey("$classname") : Value();
     return name.isString() ? *name.string() : "";
   }
 
@@ -152,7 +153,7 @@ class Tree {
   static std::string textOf(const Value& value) {
     switch (value.kind()) {
       case ValueKind::string:
-        return quoted(*value.string());
+        return inQuotes(*value.string());
       case ValueKind::date:
         return timeText(*value.date());
       case ValueKind::data:
@@ -202,8 +203,9 @@ int convert(const ConvertVariables& variables) {
                                                      : base::archiveContentsWithData(bytes);
     // Compared as bytes, because NaN does not equal itself.
     if (!again || bytesOf(again, Format::binary) != bytesOf(archive.contents, Format::binary)) {
-      throw Failure(visible(variables.file) +
-                    ": the format cannot hold all of it (XML dates have whole seconds); --allow-loss writes it");
+      throw Failure(
+          visible(variables.file) +
+          ": the format cannot hold all of it (XML dates have whole seconds); --allow-loss writes it");
     }
   }
   if (variables.output.empty()) {
@@ -223,11 +225,14 @@ int convert(const ConvertVariables& variables) {
 }  // namespace
 
 void addArchive(CommandLine& line) {
-  CLI::App& archive = *line.app.add_subcommand("archive", "Shows or converts a keyed archive or property list.");
+  CLI::App& archive =
+      *line.app.add_subcommand("archive", "Shows or converts a keyed archive or property list.");
   archive.require_subcommand(1);
   line.add<ShowVariables>(archive, "show", "Prints the objects of an archive as a tree.", &show,
                           [](CLI::App& to, ShowVariables& variables) {
-                            to.add_option("FILE", variables.file, "binary or XML property list, or JSON; - reads standard input")->required();
+                            to.add_option("FILE", variables.file,
+                                          "binary or XML property list, or JSON; - reads standard input")
+                                ->required();
                             to.add_flag("--json", variables.json, "print the JSON form of `convert`");
                             to.add_flag("--secrets", variables.secrets, "print tokens in full");
                           });
@@ -238,13 +243,15 @@ void addArchive(CommandLine& line) {
       &convert, [](CLI::App& to, ConvertVariables& variables) {
         static const std::map<std::string, Format> formats{
             {"binary", Format::binary}, {"xml", Format::xml}, {"json", Format::json}};
-        to.add_option("FILE", variables.file, "binary or XML property list, or JSON; - reads standard input")->required();
+        to.add_option("FILE", variables.file, "binary or XML property list, or JSON; - reads standard input")
+            ->required();
         to.add_option("--to", variables.to, "binary, xml or json")
             ->required()
             ->transform(CLI::CheckedTransformer(formats))
             ->type_name("FORMAT");
         to.add_option("--output", variables.output, "the file to write instead of standard output");
-        to.add_flag("--allow-loss", variables.allowsLoss, "write it even if the format cannot hold all of it");
+        to.add_flag("--allow-loss", variables.allowsLoss,
+                    "write it even if the format cannot hold all of it");
       });
 }
 

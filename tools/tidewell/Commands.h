@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
 
 // The commands of the program `tidewell`, one file each. A function adds the command's options to the command
 // line, and the function to run if the command is chosen.
@@ -30,6 +31,5 @@ struct CommandLine {
 };
 
 void addArchive(CommandLine& line);
-void addFetch(CommandLine& line);
 
 }  // namespace tidewell::tool

@@ -38,7 +38,10 @@ std::size_t wholeCharacters(std::string_view text, std::size_t longest) {
 
 std::string styled(std::string_view text, Style style) {
   if (style == Style::plain || !hasColor()) return std::string(text);
-  const char* const code = style == Style::good ? "32" : style == Style::bad ? "31" : style == Style::faint ? "2" : "1";
+  const char* const code = style == Style::good    ? "32"
+                           : style == Style::bad   ? "31"
+                           : style == Style::faint ? "2"
+                                                   : "1";
   return fmt::format("\033[{}m{}\033[0m", code, text);
 }
 
@@ -59,7 +62,7 @@ std::string visible(std::string_view text) {
   return result;
 }
 
-std::string quoted(std::string_view text, std::size_t longest) {
+std::string inQuotes(std::string_view text, std::size_t longest) {
   const std::size_t shown = wholeCharacters(text, longest);
   std::string result = "\"";
   for (const char c : visible(text.substr(0, shown))) {
@@ -72,7 +75,8 @@ std::string quoted(std::string_view text, std::size_t longest) {
 }
 
 std::string shortened(std::string_view secret) {
-  return visible(secret.substr(0, wholeCharacters(secret, std::min<std::size_t>(4, secret.size() / 4)))) + "…";
+  return visible(secret.substr(0, wholeCharacters(secret, std::min<std::size_t>(4, secret.size() / 4)))) +
+         "…";
 }
 
 void printWrapped(std::string_view label, std::string_view text) {

@@ -27,7 +27,7 @@ enum class Style { plain, good, bad, faint, heading };
 /// Text from a file or a server with control characters escaped, so that it cannot control the terminal.
 [[nodiscard]] std::string visible(std::string_view text);
 /// The same in quotation marks, cut after `longest` bytes.
-[[nodiscard]] std::string quoted(std::string_view text, std::size_t longest = 200);
+[[nodiscard]] std::string inQuotes(std::string_view text, std::size_t longest = 200);
 /// The first characters of a secret.
 [[nodiscard]] std::string shortened(std::string_view secret);
 

@@ -58,7 +58,8 @@ std::optional<std::string> bytesInBase64(std::string_view text) {
       EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
                       reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
   if (length < 0) return {};
-  const auto padding = std::count(text.end() - std::min<std::ptrdiff_t>(2, std::ssize(text)), text.end(), '=');
+  const auto padding =
+      std::count(text.end() - std::min<std::ptrdiff_t>(2, std::ssize(text)), text.end(), '=');
   bytes.resize(static_cast<std::size_t>(length) - static_cast<std::size_t>(padding));
   if (base64Of(bytes) != text) return {};  // padding elsewhere, or bits that are lost
   return bytes;

@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "Output.h"
 #include "tidewell/base/Exception.h"
+#include "tools/Pages.h"
 
 int main(int count, char** arguments) {
   using namespace tidewell::tool;
@@ -16,9 +17,10 @@ int main(int count, char** arguments) {
   line.app.description("Shows and explains what the SDK keeps on a device and what a configuration does.");
   line.app.set_version_flag("--version", TIDEWELL_VERSION_STRING);
   line.app.require_subcommand(1);
-  line.app.footer("Exit status: 0 success, 1 findings or a failed request, 2 wrong usage or unreadable input.");
-  addFetch(line);
+  line.app.footer(
+      "Exit status: 0 success, 1 findings or a failed request, 2 wrong usage or unreadable input.");
   addArchive(line);
+  tidewell::tools::addPages(line.app, {"show and explain what the SDK keeps on a device", {}});
   try {
     line.app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
