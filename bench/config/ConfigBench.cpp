@@ -13,6 +13,7 @@
 #include "JsonFloor.h"
 #include "Ratio.h"
 #include "tidewell/base/formats/Json.h"
+#include "tidewell/core/TWConfigManager/ConfigurationLint.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/testing/TestingPlatform.h"
 
@@ -270,6 +271,44 @@ void addReplies() {
   }
 }
 
+/// A reply of 0.9 MB with every list near its limit; some restricted IDs are expressions.
+std::string largestReply() {
+  const auto list = [](int count, std::size_t bytes) {
+    base::Array entries;
+    for (int index = 0; index < count; ++index) {
+      std::string entry = std::to_string(index) + "_event";
+      entry.resize(bytes, 'x');
+      if (bytes > 31 && index % 500 == 0) entry = expressions()[static_cast<std::size_t>(index) / 500 % 10];
+      entries.addObject(entry);
+    }
+    return entries;
+  };
+  return base::dataWithJSONObject(base::Dictionary{{"b_e", list(2000, 31)},
+                                                   {"f_e", list(2000, 31)},
+                                                   {"d_t_w_e", list(2000, 31)},
+                                                   {"src_ext", list(2000, 31)},
+                                                   {"b_uid_r", list(10000, 50)}},
+                                  base::JsonWriting::prettyPrinted);
+}
+
+void addLint(testing::TestingPlatform& platform) {
+  const std::string text = largestReply();
+  const auto merging = [text](std::size_t times) {
+    static TWConfigManager manager;
+    while (times--) manager.updateConfigFromResponse(base::JSONObjectWithData(text));
+  };
+  const auto linting = [text](std::size_t times) {
+    while (times--) bench::keep(lintConfiguration(text).findings().size());
+  };
+  bench::ratio("lint of a reply of 0.9 MB / its merge without archive", 0, linting, merging);
+  const auto archiving = [merging, &platform](std::size_t times) {
+    platform.testFiles().setLibraryPath("/library");
+    merging(times);
+    platform.testFiles().setLibraryPath(std::nullopt);
+  };
+  bench::ratio("lint of a reply of 0.9 MB / its merge", 3, linting, archiving);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -280,5 +319,6 @@ int main(int argc, char** argv) {
   addExpressions(*platform);
   addPlainExpressions();
   addReplies();
+  addLint(*platform);
   return bench::run(argc, argv);
 }

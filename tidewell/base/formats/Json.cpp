@@ -2,6 +2,7 @@
 #include "tidewell/base/formats/Json.h"
 
 #include <fmt/format.h>
+#include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stream.h>
 
@@ -11,12 +12,14 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
+#include <limits>
 #include <new>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/JsonPlaces.h"
 #include "tidewell/base/internal/NumberText.h"
 #include "tidewell/base/internal/Unicode.h"
 
@@ -121,7 +124,7 @@ class ValueBuilder {
   bool Bool(bool value) { return add(value); }
   bool RawNumber(const char* text, rj::SizeType length, bool) {
     const Value number = parseNumber({text, length});
-    return number && add(number);
+    return number ? add(number) : fail("A number is too large.");
   }
   // Never called: numbers are reported as text.
   bool Int(int) { return false; }
@@ -131,11 +134,11 @@ class ValueBuilder {
   bool Double(double) { return false; }
   bool String(const char* bytes, rj::SizeType length, bool) {
     const std::string_view text(bytes, length);
-    return isAcceptable(text) && add(text);
+    return isAcceptable(text) ? add(text) : fail(kLoneSurrogate);
   }
   bool Key(const char* bytes, rj::SizeType length, bool) {
     const std::string_view text(bytes, length);
-    if (!isAcceptable(text)) return false;
+    if (!isAcceptable(text)) return fail(kLoneSurrogate);
     keys_.emplace_back(text);
     return true;
   }
@@ -161,8 +164,16 @@ class ValueBuilder {
   }
 
   [[nodiscard]] Value takeRoot() { return std::move(values_.back()); }
+  /// Why an event was refused; empty if none was.
+  [[nodiscard]] std::string_view problem() const { return problem_; }
 
  private:
+  static constexpr std::string_view kLoneSurrogate = "A text contains half of a surrogate pair.";
+
+  bool fail(std::string_view problem) {
+    problem_ = problem;
+    return false;
+  }
   bool add(Value value) {
     values_.push_back(std::move(value));
     return true;
@@ -171,7 +182,9 @@ class ValueBuilder {
   [[nodiscard]] bool isAcceptable(std::string_view text) const {
     return !mayHoldSurrogates_ || isValidUtf8(text);
   }
-  bool descend() { return ++depth_ <= kMaximumJsonDepth; }
+  bool descend() {
+    return ++depth_ <= kMaximumJsonDepth || fail("Arrays and objects are nested too deeply.");
+  }
   bool replace(rj::SizeType count, Value container) {
     --depth_;
     values_.erase(values_.end() - static_cast<std::ptrdiff_t>(count), values_.end());
@@ -185,7 +198,62 @@ class ValueBuilder {
   std::vector<Value> values_;
   std::vector<std::string> keys_;
   int depth_ = 0;
+  std::string_view problem_;
   const bool mayHoldSurrogates_;
+};
+
+/// Passes the reader's events on and records the places of the top level's members and their elements. Before
+/// an event the stream stands at the start of its value, except for literals, where it stands behind.
+class PlaceRecorder {
+ public:
+  PlaceRecorder(ValueBuilder& builder, rj::InsituStringStream& stream, JsonPlaces& places)
+      : builder_(builder), stream_(stream), places_(places) {}
+
+  bool Null() { return record(4), builder_.Null(); }
+  bool Bool(bool value) { return record(value ? 4 : 5), builder_.Bool(value); }
+  bool RawNumber(const char* text, rj::SizeType length, bool copies) {
+    return record(), builder_.RawNumber(text, length, copies);
+  }
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(std::int64_t) { return false; }
+  bool Uint64(std::uint64_t) { return false; }
+  bool Double(double) { return false; }
+  bool String(const char* bytes, rj::SizeType length, bool copies) {
+    return record(), builder_.String(bytes, length, copies);
+  }
+  bool Key(const char* bytes, rj::SizeType length, bool copies) {
+    if (depth_ == 1) places_.members.push_back({{bytes, length}, at(), 0, places_.elements.size()});
+    return builder_.Key(bytes, length, copies);
+  }
+  bool StartArray() {
+    record();
+    if (++depth_ == 2) isElement_ = true;
+    return builder_.StartArray();
+  }
+  bool StartObject() {
+    record();
+    if (++depth_ == 2) isElement_ = false;
+    return builder_.StartObject();
+  }
+  bool EndArray(rj::SizeType count) { return --depth_, builder_.EndArray(count); }
+  bool EndObject(rj::SizeType count) { return --depth_, builder_.EndObject(count); }
+
+ private:
+  [[nodiscard]] std::uint32_t at(std::size_t behind = 0) const {
+    return static_cast<std::uint32_t>(stream_.Tell() - behind);
+  }
+  void record(std::size_t behind = 0) {
+    if (places_.members.empty()) return;
+    if (depth_ == 1) places_.members.back().valueAt = at(behind);
+    if (depth_ == 2 && isElement_) places_.elements.push_back(at(behind));
+  }
+
+  ValueBuilder& builder_;
+  rj::InsituStringStream& stream_;
+  JsonPlaces& places_;
+  int depth_ = 0;
+  bool isElement_ = false;  ///< whether a value at depth 2 is in an array
 };
 
 // No encoding validation: the whole text is validated before. Iterative: hostile nesting takes no stack.
@@ -380,7 +448,49 @@ class JsonWriter {
   std::string out_;
 };
 
+/// The offset of the first ill-formed sequence.
+std::size_t illFormedAt(std::string_view bytes) {
+  const std::string repaired = validUtf8(bytes);
+  const auto mismatch = std::mismatch(bytes.begin(), bytes.end(), repaired.begin(), repaired.end());
+  return static_cast<std::size_t>(mismatch.first - bytes.begin());
+}
+
 }  // namespace
+
+JsonPlaces::JsonPlaces(std::string_view bytes) {
+  const Encoding encoding = detectEncoding(bytes);
+  text = bytes.substr(encoding.markLength);
+  if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
+    problem = "The text is too long.";
+    return;
+  }
+  if (encoding.unitSize != 1) {
+    const std::optional<std::u16string> units = unitsOf(text, encoding);
+    text = {};
+    if (units) text = transcoded_ = utf8FromUtf16(*units);
+    if (!units) problem = "The text is neither well-formed UTF-16 nor UTF-32.";
+  } else if (!isValidUtf8(text)) {
+    problem = "The text is not well-formed UTF-8.";
+    problemAt = illFormedAt(text);
+  }
+  if (!problem.empty()) return;
+  decoded_ = text;
+  ValueBuilder builder(text.find("\\u") != std::string_view::npos);
+  rj::InsituStringStream stream(decoded_.data());
+  PlaceRecorder recorder(builder, stream, *this);
+  rj::GenericReader<rj::UTF8<>, rj::UTF8<>, ReaderMemory> reader;
+  const rj::ParseResult result = reader.Parse<kReading>(stream, recorder);
+  if (!result.IsError() && stream.Tell() == text.size()) {
+    root = builder.takeRoot();
+    return;
+  }
+  members.clear();
+  elements.clear();
+  problem = !result.IsError()            ? std::string_view("A NUL character ends the text.")
+            : !builder.problem().empty() ? builder.problem()
+                                         : std::string_view(rj::GetParseError_En(result.Code()));
+  problemAt = result.IsError() ? result.Offset() : stream.Tell();
+}
 
 Value JSONObjectWithData(std::string_view bytes, Error* error) {
   Value value = read(bytes);

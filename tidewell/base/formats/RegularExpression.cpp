@@ -66,6 +66,10 @@ class alignas(64) Matcher {
     if (U_FAILURE(status_)) return MatchResult::undecided;
     return isMatch ? MatchResult::matches : MatchResult::differs;
   }
+  [[nodiscard]] bool readToEnd() const {
+    UErrorCode status = U_ZERO_ERROR;
+    return uregex_hitEnd(expression_.get(), &status) != 0;
+  }
   [[nodiscard]] bool ranOutOfStack() const { return status_ == U_REGEX_STACK_OVERFLOW; }
 
  private:
@@ -266,8 +270,9 @@ std::int32_t RegularExpression::leastCost(const MatchText& text) const noexcept 
   return static_cast<std::int32_t>(std::min(steps, kHighest));
 }
 
-MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budget,
-                                       const MatchPlace& place) const {
+MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budget, const MatchPlace& place,
+                                       bool* readToEnd) const {
+  if (readToEnd != nullptr) *readToEnd = true;
   if (isTooCostly()) return MatchResult::undecided;
   if (!isValid()) {
     raise(kInvalidArgumentException, "Can't do regex matching, reason: Can't open pattern " + errorName() +
@@ -278,7 +283,9 @@ MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budge
   if (budget.steps < cost || text.opened_ == nullptr) return MatchResult::undecided;
   const auto ask = [&](Matcher& matcher, std::int32_t stackLimit) {
     if (!matcher.prepare(implementation_->compiled.get(), stackLimit)) return MatchResult::undecided;
-    return matcher.match(text.opened_, cost, implementation_->weight(text), budget);
+    const MatchResult result = matcher.match(text.opened_, cost, implementation_->weight(text), budget);
+    if (readToEnd != nullptr && result == MatchResult::differs) *readToEnd = matcher.readToEnd();
+    return result;
   };
   if (implementation_->matchers && place.index_ < MatchPlace::kCount) {
     Matcher& kept = (*implementation_->matchers)[place.index_];

@@ -129,9 +129,10 @@ class TIDEWELL_EXPORT RegularExpression {
   /// Raises `kInvalidArgumentException` ("Can't do regex matching, reason: Can't open pattern U_REGEX_…
   /// (string S, pattern P, case 0, canon 0)") for an invalid expression and `std::bad_alloc` if out of
   /// memory. Returns `undecided` immediately if the budget is below `leastCost`. Deducts the cost of the
-  /// match from the budget.
+  /// match from the budget. `readToEnd`, if given, tells whether the match read to the end of the text: if
+  /// not, no longer text that begins with this one matches either.
   [[nodiscard]] MatchResult matches(const MatchText& text, MatchBudget& budget,
-                                    const MatchPlace& place = MatchPlace()) const;
+                                    const MatchPlace& place = MatchPlace(), bool* readToEnd = nullptr) const;
   [[nodiscard]] MatchResult matches(std::string_view text, MatchBudget& budget) const {
     return matches(MatchText(text), budget);
   }

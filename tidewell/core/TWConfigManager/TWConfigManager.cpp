@@ -12,9 +12,10 @@
 #include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
+#include "tidewell/core/TWConfigManager/internal/Explainer.h"
+#include "tidewell/core/TWConfigManager/internal/ReplyMerge.h"
 #include "tidewell/core/TWConfigManager/internal/WrongClass.h"
 #include "tidewell/core/TWCoreConstants.h"
-#include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
 #include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
@@ -138,6 +139,10 @@ struct TWConfigManager::State {
   std::shared_ptr<TWConfig> config TIDEWELL_GUARDED_BY(configMutex);
   base::WorkMutex archiveMutex;  // acquired before `configMutex`
   ConfigArchive archive TIDEWELL_GUARDED_BY(archiveMutex);
+  /// Whether the record was loaded from an archive.
+  bool isLoaded TIDEWELL_GUARDED_BY(archiveMutex) = false;
+  /// No value until needed.
+  std::optional<ConfigOrigins> origins TIDEWELL_GUARDED_BY(archiveMutex);
   std::atomic<bool> isUnwritten{false};  // a change is missing from the archive for a temporary reason
   std::atomic<bool> isUnmerged{false};   // the last reply was not merged for lack of memory
   PendingReports reportsOfLoading;       // used only while the manager is constructed
@@ -186,6 +191,8 @@ struct TWConfigManager::State {
     if (auto known = current()) return known;
     std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), pending.reports);
     pending.madeDefaults = !fields;
+    isLoaded = fields.has_value();
+    origins.reset();
     isUnwritten = archive.hasUnwritten();
     return putWhereThereIsNone(
         std::shared_ptr<TWConfig>(new TWConfig(fields ? std::move(*fields) : defaultFields())));
@@ -212,12 +219,41 @@ struct TWConfigManager::State {
     }
   }
 
+  static std::string originsPath(const std::string& archivePath) {
+    return archivePath.substr(0, archivePath.rfind('/') + 1).append(kConfigOriginsFileName);
+  }
+
+  ConfigOrigins& knownOrigins(const std::optional<std::string>& path) TIDEWELL_REQUIRES(archiveMutex) {
+    if (origins) return *origins;
+    origins.emplace(isLoaded ? ConfigOrigins::Start::archive : ConfigOrigins::Start::defaults);
+    if (!path) return *origins;
+    const platform::FileContents file =
+        platform::Platform::current().fileManager().contentsOfFile(originsPath(*path));
+    if (auto kept = file.error ? std::nullopt : ConfigOrigins::read(file.contents)) origins = std::move(kept);
+    return *origins;
+  }
+
+  /// Notes a change, and writes the file of origins. Of two processes the last writer wins.
+  template <class Note>
+  void note(const std::optional<std::string>& path, Note note) noexcept {
+    try {
+      const base::Date now = platform::Platform::current().clock().now();
+      const base::MutexLock lock(archiveMutex);
+      note(knownOrigins(path), now);
+      if (!path) return;
+      static_cast<void>(
+          platform::Platform::current().fileManager().replaceFile(originsPath(*path), origins->bytes()));
+    } catch (...) {  // origins are then unknown, or those before
+    }
+  }
+
   /// Sets a property of the device and writes the archive.
   void set(TWConfigProperty property, const base::Value& value) {
     const std::optional<std::string> path = ConfigArchive::path();
     const std::shared_ptr<TWConfig> record = currentOrLoaded();
     record->updateConfigProperty(property, value);
     store(path, *record);
+    note(path, [property](ConfigOrigins& known, base::Date now) { known.noteChange(property, now); });
   }
 
   /// Merges a reply into the current record and writes the archive.
@@ -228,29 +264,13 @@ struct TWConfigManager::State {
     const base::Dictionary* const reply = response ? response.dictionary() : &empty;
     if (reply == nullptr) base::raiseUnrecognizedSelector(response, "validObjectForKey:");
 
-    ConfigChange change;
-    std::string_view line;
-    const auto publish = [&] {
-      const PropertySet tooLarge = propertiesOutOfBounds(change.fields, change.properties);
-      change.properties &= ~tooLarge;
-      recordOf(*record).apply(change);
-      if (!line.empty()) logLine(line);
-      reportTooLarge(tooLarge);
-    };
-    try {
-      for (const std::uint8_t row : kMergeOrder) {
-        const ConfigField& field = kConfigFields[row];
-        const std::string_view said = change.write(field.property, validObjectForKey(*reply, field.key));
-        if (!said.empty()) line = said;
-      }
-    } catch (const std::bad_alloc&) {
-      throw;  // not the reply's fault: none of it is applied
-    } catch (...) {
-      publish();  // what came before the value that raised
-      throw;
-    }
-    publish();
-    store(path, *record);
+    const ReplyMerge merged(*reply);
+    recordOf(*record).apply(merged.change);
+    if (!merged.line.empty()) logLine(merged.line);
+    reportTooLarge(merged.tooLarge);
+    if (!merged.exception) store(path, *record);
+    note(path, [&](ConfigOrigins& known, base::Date now) { known.noteReply(*reply, merged, now); });
+    if (merged.exception) std::rethrow_exception(merged.exception);
   }
 };
 
@@ -426,6 +446,17 @@ TWConfigManager::Restriction TWConfigManager::restrictionOfUniqueID(std::optiona
     if (reason != nullptr) *reason = base::currentExceptionDescription();
     return Restriction::invalidExpression;
   }
+}
+
+std::optional<Explanation> TWConfigManager::explanation(std::string_view question,
+                                                        std::optional<std::string_view> argument) const {
+  const auto snapshot = base::SnapshotGuard(current_).retain();
+  const std::optional<std::string> path = ConfigArchive::path();
+  Explainer explainer({snapshot, &snapshot->fields}, [&] {
+    const base::MutexLock lock(state_->archiveMutex);
+    return state_->knownOrigins(path);
+  }());
+  return explainer.explain(question, argument);
 }
 
 void TWConfigManager::setDataTrackingOptedOut(bool optedOut) {

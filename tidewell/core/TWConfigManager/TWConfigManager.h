@@ -10,6 +10,7 @@
 
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
+#include "tidewell/core/TWConfigManager/Explanation.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
 #include "tidewell/core/TWConfigManager/TWConfigConstant.h"
 
@@ -114,6 +115,15 @@ class TIDEWELL_EXPORT TWConfigManager final {
   enum class Restriction { unrestricted, restricted, invalidExpression };
   [[nodiscard]] Restriction restrictionOfUniqueID(std::optional<std::string_view> uniqueID,
                                                   std::string* reason = nullptr) const noexcept;
+
+  /// Explains what a gate, a question about an event, or `isUniqueIDRestricted` returns now, step by step:
+  /// what it looks at, where each value came from, and which step decides. `question` is the name of the
+  /// operation (see `explainedQuestions`), `argument` what it is asked about. No value for an unknown name.
+  ///
+  /// Computed by this call, which may wait for a write of the archive and reads the file of origins once.
+  /// Logs nothing.
+  [[nodiscard]] std::optional<Explanation> explanation(
+      std::string_view question, std::optional<std::string_view> argument = std::nullopt) const;
 
   void setDataTrackingOptedOut(bool optedOut);
   void setUserPushNotificationOptedOut(bool optedOut);

@@ -8,6 +8,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigBounds.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
@@ -16,10 +17,6 @@
 
 namespace tidewell {
 namespace {
-
-/// A larger configuration is not decoded. One with every list at its limit is smaller, and decoding a reply
-/// takes up to thirty times its size.
-constexpr std::size_t kMaximumConfigurationBytes = 3u << 20;
 
 /// Represents a missing port in the record for extensions.
 constexpr std::int64_t kNoPort = -1;

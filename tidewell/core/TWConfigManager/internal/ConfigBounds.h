@@ -8,6 +8,10 @@
 
 namespace tidewell {
 
+/// A larger reply is not decoded. One with every list at its limit is smaller, and decoding takes up to
+/// thirty times the size of the text.
+inline constexpr std::size_t kMaximumConfigurationBytes = 3u << 20;
+
 /// Limits on the values taken from a reply and written to the archive. A start reads the archive on the
 /// host's thread, and a merge writes it on the main queue, so a record must be small: within these limits a
 /// start takes well under 200 ms and 64 MB.

@@ -55,6 +55,8 @@ class EventList {
   /// The same for any list. Raises if the list is not an array, or the search reaches an entry that is not a
   /// string.
   [[nodiscard]] bool contains(std::string_view name) const;
+  /// In bytes, without the names.
+  [[nodiscard]] std::size_t memory() const noexcept { return slots_.capacity() * sizeof(Slot); }
 
  private:
   struct Slot {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -16,7 +17,7 @@ namespace {
 
 constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
 /// The most indices named in one line.
-constexpr std::size_t kMaximumNamed = 10;
+constexpr std::ptrdiff_t kMaximumNamed = 10;
 
 }  // namespace
 
@@ -67,8 +68,7 @@ void RestrictedExpressions::addExpression(const std::string& pattern, std::size_
     compiled_.emplace_back(index, compiled_.size() < kMaximumKeptMatchers ? Matchers::kept : Matchers::made);
     return;
   }
-  if (tooCostly_.size() < kMaximumNamed) tooCostly_.push_back(static_cast<std::uint32_t>(index));
-  ++tooCostlyCount_;
+  tooCostly_.push_back(static_cast<std::uint32_t>(index));
 }
 
 void RestrictedExpressions::buildTable() {
@@ -108,7 +108,12 @@ void RestrictedExpressions::compileAhead() const {
   for (const Compiled& compiled : compiled_) static_cast<void>(expressionOf(compiled));
 }
 
-RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniqueID) const {
+std::optional<std::size_t> RestrictedExpressions::textMatching(std::string_view uniqueID) const {
+  const std::size_t index = indexOfText(uniqueID);
+  return index == kNowhere ? std::nullopt : std::optional(index);
+}
+
+RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniqueID, Trace* trace) const {
   const base::Array& entries = arrayOf(list_, "countByEnumeratingWithState:objects:count:");
   const std::size_t indexOfMatch = indexOfText(uniqueID);
   const std::size_t end = std::min(indexOfMatch, end_);
@@ -127,7 +132,9 @@ RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniq
       const std::int32_t share = std::max(left / behind, expression.leastCost(text));
       base::MatchBudget budget{std::min(share, left - --behind)};
       const std::int32_t granted = budget.steps;
+      if (trace != nullptr) trace->emplace_back(compiled.index, base::MatchResult::undecided);
       const base::MatchResult result = expression.matches(text, budget, place);
+      if (trace != nullptr) trace->back().second = result;
       if (result == base::MatchResult::matches) return {true, reportOf(undecided)};
       if (result == base::MatchResult::undecided) undecided.push_back(&compiled);
       left -= granted - budget.steps;
@@ -143,14 +150,14 @@ RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniq
 std::string RestrictedExpressions::reportOf(const std::vector<const Compiled*>& undecided) const {
   std::vector<std::uint32_t> named;
   std::size_t count = 0;
-  if (tooCostlyCount_ > 0 && !areTooCostlyReported_.exchange(true, std::memory_order_relaxed)) {
-    named = tooCostly_;
-    count = tooCostlyCount_;
+  if (!tooCostly_.empty() && !areTooCostlyReported_.exchange(true, std::memory_order_relaxed)) {
+    count = tooCostly_.size();
+    named.assign(tooCostly_.begin(), tooCostly_.begin() + std::min(std::ssize(tooCostly_), kMaximumNamed));
   }
   for (const Compiled* const compiled : undecided) {
     if (compiled->isReported.exchange(true, std::memory_order_relaxed)) continue;
     ++count;
-    if (named.size() < kMaximumNamed) named.push_back(compiled->index);
+    if (std::ssize(named) < kMaximumNamed) named.push_back(compiled->index);
   }
   if (count == 0) return {};
   std::string text = "Expressions for restricted unique IDs that cost too much count as no match: number";

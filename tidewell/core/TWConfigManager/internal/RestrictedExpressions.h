@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tidewell/base/Value.h"
@@ -55,7 +57,26 @@ class RestrictedExpressions {
   /// The result of matching the whole identifier against each expression up to the first match. Raises for an
   /// earlier entry that is invalid or not a string, and for a list that is not an array. An expression that
   /// cannot be evaluated within the limits counts as no match, because it must not restrict every identifier.
-  [[nodiscard]] Answer match(std::string_view uniqueID) const;
+  /// `trace`, if given, gets the expressions tried and their results; the last one may have raised.
+  using Trace = std::vector<std::pair<std::uint32_t, base::MatchResult>>;
+  [[nodiscard]] Answer match(std::string_view uniqueID, Trace* trace = nullptr) const;
+  /// The index of the first text equal to the identifier; no value if there is none.
+  [[nodiscard]] std::optional<std::size_t> textMatching(std::string_view uniqueID) const;
+
+  /// Calls `visit(index, expression)` for each expression that is not compared as text, in the order of the
+  /// list. Compiles them.
+  template <class Visit>
+  void visitCompiled(Visit visit) const {
+    for (const Compiled& compiled : compiled_) visit(compiled.index, expressionOf(compiled));
+  }
+  [[nodiscard]] std::size_t compiledCount() const noexcept { return compiled_.size(); }
+  /// The indices of the expressions that are never evaluated, because of the limits above.
+  [[nodiscard]] const std::vector<std::uint32_t>& tooCostly() const noexcept { return tooCostly_; }
+  /// An estimate, in bytes.
+  [[nodiscard]] std::size_t memory() const noexcept {
+    return compiledSize_ + compiled_.size() * sizeof(Compiled) + texts_.capacity() * sizeof(Text) +
+           slots_.capacity() * sizeof slots_.front();
+  }
 
  private:
   struct Text {
@@ -83,8 +104,7 @@ class RestrictedExpressions {
   std::vector<Text> texts_;
   std::vector<std::uint32_t> slots_;  // one more than the index in `texts_`; 0 if free
   std::list<Compiled> compiled_;
-  std::vector<std::uint32_t> tooCostly_;  // the first few beyond the limits
-  std::size_t tooCostlyCount_ = 0;
+  std::vector<std::uint32_t> tooCostly_;
   mutable std::atomic<bool> areTooCostlyReported_ = false;
   std::uint64_t compileTime_ = 0;
   std::size_t compiledSize_ = 0;

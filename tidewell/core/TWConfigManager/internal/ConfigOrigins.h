@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tidewell/base/Date.h"
+#include "tidewell/base/Value.h"
+#include "tidewell/core/TWConfigManager/Explanation.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigField.h"
+#include "tidewell/core/TWConfigManager/internal/ReplyMerge.h"
+
+namespace tidewell {
+
+/// Remembers where the values of a record came from: the last reply, and the times of changes on the device.
+///
+/// Only the reply and times are kept, never an origin for each value: a value that the reply does not explain
+/// (because another process, an earlier archive or the host wrote it) has none. For one thread at a time.
+class ConfigOrigins {
+ public:
+  struct Origin {
+    ValueOrigin kind = ValueOrigin::unknown;
+    std::optional<base::Date> time{};
+  };
+  using Origins = std::array<Origin, kConfigFields.size()>;
+
+  /// What is known of a record at the start.
+  enum class Start {
+    defaults,  ///< there was no archive
+    archive,   ///< there was one, without a file of origins
+  };
+  explicit ConfigOrigins(Start start) : start_(start) {}
+  /// No value for bytes that `bytes` does not write. Never raises, except `std::bad_alloc`.
+  [[nodiscard]] static std::optional<ConfigOrigins> read(std::string_view bytes);
+
+  /// The contents of the file.
+  [[nodiscard]] std::string bytes() const;
+
+  void noteReply(const base::Dictionary& reply, const ReplyMerge& merge, base::Date now);
+  void noteChange(TWConfigProperty property, base::Date now);
+
+  /// The origin of each value, by row of `kConfigFields`.
+  [[nodiscard]] Origins of(const TWConfigFields& fields) const;
+
+ private:
+  [[nodiscard]] Origin ofServerValue(const ConfigField& field, const TWConfigFields& fields, bool isDefault,
+                                     const std::optional<ReplyMerge>& merge) const;
+  [[nodiscard]] Origin ofDeviceValue(const ConfigField& field, bool isDefault) const;
+
+  Start start_;
+  /// Whether the file of origins covers this record. If not, nothing is known before the first change.
+  bool isKept_ = false;
+  std::optional<base::Date> replyTime_;
+  base::Value reply_;  ///< nil if it was too large
+  base::Dictionary replyTypes_;
+  base::Dictionary keptKeys_;  ///< those that the reply did not reach, or whose value was too large
+  base::Dictionary deviceTimes_;
+};
+
+}  // namespace tidewell

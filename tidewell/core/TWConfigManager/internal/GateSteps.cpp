@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tidewell/core/TWConfigManager/internal/GateSteps.h"
+
+#include <algorithm>
+#include <variant>
+
+namespace tidewell {
+namespace {
+
+using Outcome = GateStep::Outcome;
+
+template <class Type>
+const ConfigField* fieldOf(Type TWConfigFields::*member) {
+  return std::find_if(kConfigFields.begin(), kConfigFields.end(), [member](const ConfigField& field) {
+    const auto* const of = std::get_if<Type TWConfigFields::*>(&field.member);
+    return of != nullptr && *of == member;
+  });
+}
+
+Outcome outcomeOf(const GateRule& rule, const base::Value& status) {
+  if (status.isNil()) return rule.nilStatus == NilStatus::fails ? Outcome::refuses : Outcome::passes;
+  if (!status.isString()) return Outcome::raises;
+  return status.isEqualToString(CONFIG_STATUS_BLOCKED) ? Outcome::refuses : Outcome::passes;
+}
+
+}  // namespace
+
+GateSteps::GateSteps(Gate gate, const TWConfigFields& fields) {
+  if (gate != Gate::accountActive) {
+    check(ruleOf(Gate::accountActive), fields);
+    if (!answer) return;
+    isDecided = false;  // the account's answer after an exception lets the gate go on
+  }
+  check(ruleOf(gate), fields);
+}
+
+void GateSteps::check(const GateRule& rule, const TWConfigFields& fields) {
+  const auto take = [&](const ConfigField* field, Outcome outcome) {
+    steps.push_back({field, outcome});
+    isDecided = outcome != Outcome::passes;
+    answer = outcome == Outcome::passes || (outcome == Outcome::raises && rule.fallback);
+    return !isDecided;
+  };
+  if (rule.status != nullptr && !take(fieldOf(rule.status), outcomeOf(rule, fields.*rule.status))) return;
+  for (bool TWConfigFields::*const optOut : {rule.optOut, rule.secondOptOut}) {
+    if (optOut == nullptr) continue;
+    if (!take(fieldOf(optOut), fields.*optOut ? Outcome::refuses : Outcome::passes)) return;
+  }
+}
+
+}  // namespace tidewell

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tidewell/core/TWConfigManager/internal/ConfigField.h"
+
+namespace tidewell {
+
+/// One check on the way to the answer of a gate.
+struct GateStep {
+  enum class Outcome : std::uint8_t { passes, refuses, raises };
+  const ConfigField* field;
+  Outcome outcome;
+};
+
+/// The checks of a gate up to the one that decides, and its answer. Does what `answerGate` does, without
+/// logging.
+struct GateSteps {
+  GateSteps(Gate gate, const TWConfigFields& fields);
+
+  std::vector<GateStep> steps;
+  bool answer = true;
+  /// Whether the last step decided; if not, every check has passed.
+  bool isDecided = false;
+
+ private:
+  void check(const GateRule& rule, const TWConfigFields& fields);
+};
+
+}  // namespace tidewell
