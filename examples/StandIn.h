@@ -13,11 +13,11 @@ inline void useStandIn(tidewell::posix::Options& options) {
   const char* port = std::getenv("TIDEWELL_STAND_IN_PORT");
   const char* ca = std::getenv("TIDEWELL_STAND_IN_CA");
   if (port == nullptr || ca == nullptr) return;
-  options.caFile = ca;
-  options.proxy = "-";
+  options.setCaFile(ca);
+  options.setProxy("-");
+  const auto toPort = static_cast<std::uint16_t>(std::stoi(port));
   for (const auto host : {tidewell::HOST_TDW_PROD_US, tidewell::HOST_TDW_PROD_SERV3,
                           tidewell::HOST_TDW_PROD_EU, tidewell::HOST_LOGENTRIES}) {
-    options.connectionOverrides.push_back(
-        {std::string(host), 443, "127.0.0.1", static_cast<std::uint16_t>(std::stoi(port))});
+    options.addConnectionOverride(std::string(host), 443, "127.0.0.1", toPort);
   }
 }

@@ -34,9 +34,9 @@ constexpr const char* kBundle = "org.example.bench";
 
 void install(const std::string& dataHome) {
   posix::Options options;
-  options.bundleIdentifier = kBundle;
-  options.version = "1.2.3";
-  options.dataHome = dataHome;
+  options.setBundleIdentifier(kBundle);
+  options.setVersion("1.2.3");
+  options.setDataHome(dataHome);
   if (posix::install(std::move(options)) == nullptr) std::abort();
 }
 

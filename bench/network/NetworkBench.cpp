@@ -59,7 +59,7 @@ Server startServer(const std::string& folder, bool closesConnections) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     testing::StandInBackendOptions options;
     options.extraHosts = {kHost};
-    options.caFile = authority;
+    options.setCaFile(authority);
     testing::StandInBackend backend(options);
     for (const char* page : {kPage, kLatePage}) {
       backend.setResource(page, std::string(2048, 'x'), "text/plain");
@@ -84,12 +84,12 @@ Server startServer(const std::string& folder, bool closesConnections) {
 
 std::unique_ptr<posix::PosixPlatform> makePlatform(const std::string& folder, const Server& server) {
   posix::Options options;
-  options.bundleIdentifier = "org.example.bench";
-  options.version = "1";
-  options.dataHome = folder;
-  options.proxy = "-";
-  options.caFile = server.caFile;
-  options.connectionOverrides = {{kHost, 443, "127.0.0.1", server.port}};
+  options.setBundleIdentifier("org.example.bench");
+  options.setVersion("1");
+  options.setDataHome(folder);
+  options.setProxy("-");
+  options.setCaFile(server.caFile);
+  options.addConnectionOverride(kHost, 443, "127.0.0.1", server.port);
   return std::make_unique<posix::PosixPlatform>(std::move(options));
 }
 

@@ -30,10 +30,10 @@ const std::string& folder() {
 posix::PosixPlatform& platform() {
   static auto* const made = [] {
     posix::Options options;
-    options.bundleIdentifier = "org.example.bench";
-    options.version = "1";
-    options.dataHome = folder() + "/data";
-    options.mainLoop = posix::MainLoop::host;
+    options.setBundleIdentifier("org.example.bench");
+    options.setVersion("1");
+    options.setDataHome(folder() + "/data");
+    options.setMainLoop(posix::MainLoop::host);
     return new posix::PosixPlatform(options);
   }();
   return *made;

@@ -18,12 +18,12 @@ int main(int argc, char** argv) {
   using namespace tidewell;
   if (argc != 2) return 2;
   posix::Options options;
-  options.bundleIdentifier = "org.example.ending";
-  options.version = "1.0";
-  options.proxy = "-";
-  options.consoleSink = [](std::string_view) {};
-  options.connectionOverrides.push_back(
-      {std::string(HOST_TDW_PROD_US), 443, "127.0.0.1", static_cast<std::uint16_t>(std::atoi(argv[1]))});
+  options.setBundleIdentifier("org.example.ending");
+  options.setVersion("1.0");
+  options.setProxy("-");
+  options.setConsoleSink([](std::string_view) {});
+  options.addConnectionOverride(std::string(HOST_TDW_PROD_US), 443, "127.0.0.1",
+                                static_cast<std::uint16_t>(std::atoi(argv[1])));
   if (posix::install(options) == nullptr) return 3;
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
   TidewellCore::sharedInstance().initializeWithAppID("ENDING");

@@ -74,14 +74,14 @@ struct Demo {
 
 bool installPlatform(Demo& demo) {
   tidewell::desktop::Options options;
-  options.posix.bundleIdentifier = "org.example.fjord";
-  options.posix.version = "3.2";
-  options.posix.consoleSink = [&demo](std::string_view line) {
+  options.posix().setBundleIdentifier("org.example.fjord");
+  options.posix().setVersion("3.2");
+  options.posix().setConsoleSink([&demo](std::string_view line) {
     if (demo.shop) demo.shop->addLine(line);
-  };
+  });
   // The demo's backend; omit these two in an application.
-  options.posix.caFile = demo.backend.caFile();
-  options.posix.proxy = demo.proxy.address();
+  options.posix().setCaFile(demo.backend.caFile());
+  options.posix().setProxy(demo.proxy.address());
   return tidewell::desktop::install(options) != nullptr;
 }
 

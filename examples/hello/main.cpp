@@ -10,9 +10,9 @@
 
 int main(int argc, char** argv) {
   tidewell::posix::Options options;
-  options.bundleIdentifier = "org.example.hello";
-  options.version = "1.0";
-  options.mainLoop = tidewell::posix::MainLoop::host;
+  options.setBundleIdentifier("org.example.hello");
+  options.setVersion("1.0");
+  options.setMainLoop(tidewell::posix::MainLoop::host);
   useStandIn(options);  // the demo's backend; omit this in an application
   tidewell::posix::PosixPlatform* platform = tidewell::posix::install(options);
   if (platform == nullptr) return 1;

@@ -47,13 +47,13 @@ class Life {
  public:
   bool start(const Dictionary& infoPlist) {
     tidewell::posix::Options options;
-    options.bundleIdentifier = "org.example.shop";
-    options.version = "1.0";
-    options.infoDictionary = infoPlist;
-    options.mainLoop = tidewell::posix::MainLoop::host;
-    options.consoleSink = [](std::string_view line) {
+    options.setBundleIdentifier("org.example.shop");
+    options.setVersion("1.0");
+    options.setInfoDictionary(infoPlist);
+    options.setMainLoop(tidewell::posix::MainLoop::host);
+    options.setConsoleSink([](std::string_view line) {
       std::printf("     log: %.*s\n", static_cast<int>(line.size()), line.data());
-    };
+    });
     if (!tidewell::posix::install(options)) return false;
     tidewell::TWLogger::debug(tidewell::TWLogLevelDebug);
     application().setDelegate(shop);

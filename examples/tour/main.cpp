@@ -44,25 +44,26 @@ constexpr const char* kFirstConfiguration = R"({
 constexpr const char* kSecondConfiguration =
     R"({"i_s": "blocked", "b_e": ["purchase"], "e_b_c": 5, "le_s": "allowed", "le_tkn": "demo-token"})";
 
+/// Changes the options of a run.
+using Choice = void (*)(tidewell::posix::Options&);
+
 /// One run of the application: a process, a platform, the SDK, and the transcript of its answers.
 class Life {
  public:
   explicit Life(int controlPort) : backend(controlPort) {}
 
-  bool start(bool withNetwork) {
+  bool start(Choice choose) {
     tidewell::posix::Options options;
-    options.bundleIdentifier = "org.example.tour";
-    options.version = "2.1";
-    options.mainLoop = tidewell::posix::MainLoop::host;
-    options.consoleSink = [](std::string_view line) {
+    options.setBundleIdentifier("org.example.tour");
+    options.setVersion("2.1");
+    options.setMainLoop(tidewell::posix::MainLoop::host);
+    options.setConsoleSink([](std::string_view line) {
       std::string text(line.substr(0, 160));
       std::replace(text.begin(), text.end(), '\n', ' ');
       std::printf("     log: %s%s\n", text.c_str(), line.size() > text.size() ? "…" : "");
-    };
+    });
     useStandIn(options);
-    if (!withNetwork) {
-      for (auto& connection : options.connectionOverrides) connection.toPort = 1;  // no server listens there
-    }
+    if (choose != nullptr) choose(options);
     platform_ = tidewell::posix::install(options);
     return platform_ != nullptr;
   }
@@ -245,17 +246,34 @@ void failedSync(Life& life) {
   out.expect("isInAppServiceActive", true, config.isInAppServiceActive());
 }
 
+void consentStart(Life& life) {
+  auto& out = life.out;
+  auto& core = TidewellCore::sharedInstance();
+  const int before = life.backend.requestCount();
+  core.userReset();  // makes the sync due
+  life.initialize();
+  out.expect("inbox answers before consent", false, life.call(tidewell::TWServiceInbox));
+  out.expect("requests that reached the backend", 0, life.backend.requestCount() - before);
+  core.giveConsent();
+  out.expect("the sync that waited for consent succeeds", true,
+             life.waitUntil([&] { return life.synced(); }));
+  out.expect("inbox answers", true, life.call(tidewell::TWServiceInbox));
+  core.revokeConsent();
+  out.expect("inbox answers after the consent was revoked", false, life.call(tidewell::TWServiceInbox));
+}
+
 struct Chapter {
   const char* title;
-  bool withNetwork;
+  Choice choose;
   void (*tell)(Life&);
 };
 
 constexpr Chapter kChapters[] = {
-    {"First start", true, firstStart},
-    {"Second start", true, secondStart},
-    {"A start without a network", false, offlineStart},
-    {"A sync that fails", true, failedSync},
+    {"First start", nullptr, firstStart},
+    {"Second start", nullptr, secondStart},
+    {"A start with the option offline", [](auto& options) { options.setOffline(true); }, offlineStart},
+    {"A sync that fails", nullptr, failedSync},
+    {"Consent is required", [](auto& options) { options.setConsentRequired(true); }, consentStart},
 };
 
 /// Runs one chapter in a process of its own. Whether all its answers were right.
@@ -265,7 +283,7 @@ bool live(const Chapter& chapter, int controlPort) {
   const pid_t child = fork();
   if (child == 0) {
     Life life(controlPort);
-    if (!life.start(chapter.withNetwork)) std::exit(1);
+    if (!life.start(chapter.choose)) std::exit(1);
     chapter.tell(life);
     std::fflush(stdout);
     std::exit(life.out.allRight() ? 0 : 1);

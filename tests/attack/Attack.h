@@ -34,14 +34,14 @@ struct TemporaryFolder {
 /// The options of an application with its files in `home` and its servers on a local port.
 inline posix::Options optionsFor(const std::string& home, std::uint16_t port = 1, std::string caFile = "") {
   posix::Options made;
-  made.bundleIdentifier = "org.example.attack";
-  made.version = "1";
-  made.dataHome = home;
-  made.caFile = std::move(caFile);
-  made.proxy = "-";
-  made.consoleSink = [](std::string_view) {};
+  made.setBundleIdentifier("org.example.attack");
+  made.setVersion("1");
+  made.setDataHome(home);
+  made.setCaFile(std::move(caFile));
+  made.setProxy("-");
+  made.setConsoleSink([](std::string_view) {});
   for (const auto host : {HOST_TDW_PROD_US, HOST_TDW_PROD_SERV3, HOST_TDW_PROD_EU, HOST_LOGENTRIES})
-    made.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", port});
+    made.addConnectionOverride(std::string(host), 443, "127.0.0.1", port);
   return made;
 }
 

@@ -28,9 +28,9 @@ class Browser : public DesktopTest {
   void installWith(double pageTimeout = 120) {
     page("/", "Welcome");
     presenter_ = &install([&](Options& options) {
-                    options.posix.caFile = backend_.caFile();
-                    options.posix.proxy = proxy_.address();
-                    options.pageTimeout = pageTimeout;
+                    options.posix().setCaFile(backend_.caFile());
+                    options.posix().setProxy(proxy_.address());
+                    options.setPageTimeout(pageTimeout);
                   }).presenter();
     host_ = openHostWindow();
   }

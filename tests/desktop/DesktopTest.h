@@ -34,10 +34,10 @@ class DesktopTest : public ::testing::Test {
   /// Installs the platform.
   DesktopPlatform& install(const std::function<void(Options&)>& change = {}) {
     Options options;
-    options.posix.bundleIdentifier = "org.example.shop";
-    options.posix.version = "1.0";
-    options.posix.consoleSink = [](std::string_view) {};
-    options.usesSecretService = false;
+    options.posix().setBundleIdentifier("org.example.shop");
+    options.posix().setVersion("1.0");
+    options.posix().setConsoleSink([](std::string_view) {});
+    options.setUsesSecretService(false);
     if (change) change(options);
     DesktopPlatform* const platform = desktop::install(std::move(options));
     EXPECT_NE(platform, nullptr);

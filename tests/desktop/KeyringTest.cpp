@@ -62,7 +62,7 @@ class Keyring : public DesktopTest {
   }
 
   void installWithKeyring() {
-    keychain_ = &install([](Options& options) { options.usesSecretService = true; }).keychain();
+    keychain_ = &install([](Options& options) { options.setUsesSecretService(true); }).keychain();
   }
   static base::Dictionary query(const char* account, std::string_view accessible = "ak") {
     return {{platform::kSecClass, platform::kSecClassGenericPassword},

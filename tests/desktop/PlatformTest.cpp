@@ -48,7 +48,7 @@ TEST_F(Platform, LinksStillOpenWithoutADisplay) {
   EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application name is given";
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "GDK_BACKEND"}) unsetenv(name);
   addApplication("tickets", {"tickets"});
-  auto& platform = install([](Options& options) { options.posix.screenSize = {320, 200}; });
+  auto& platform = install([](Options& options) { options.posix().setScreenSize({320, 200}); });
   auto& presenter = platform.presenter();
   EXPECT_EQ(presenter.showAlert({"Title", "Message", {{"OK", {}}}}, {}, {}), platform::Shown::nothing);
   EXPECT_EQ(presenter.showBrowser(url("https://shop.example/"), {}, {}), platform::Shown::nothing);
@@ -79,7 +79,7 @@ TEST_F(Platform, ForegroundFollowsWindowsAfterTheFirstAppearance) {
 }
 
 TEST_F(Platform, HostsWithoutGtkWindowsReportForegroundThemselves) {
-  auto& platform = install([](Options& options) { options.followsWindows = false; });
+  auto& platform = install([](Options& options) { options.setFollowsWindows(false); });
   gtk_widget_set_visible(GTK_WIDGET(openHostWindow()), FALSE);
   waitUntil([] { return false; }, 0.3);
   platform.enterBackground();

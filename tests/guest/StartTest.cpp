@@ -20,6 +20,102 @@ TEST_F(GuestTest, TheFirstOfTwoPluginsInstallsThePlatform) {
             "Tidewell: not installed: a platform is installed already\n");
 }
 
+TEST_F(GuestTest, OptionsAndEnvironmentTurnTheSdkOff) {
+  const std::string threads = host({"threads"}, {"HOST_UNINSTALLED=1"}).end().out;
+  for (const auto& [variable, option, isOff, lines] :
+       {std::tuple("TIDEWELL_DISABLED=Yes", "", true, ""), std::tuple("", "HOST_DISABLED=yes", true, ""),
+        std::tuple("TIDEWELL_DISABLED=0", "HOST_DISABLED=yes", true, ""),
+        std::tuple("TIDEWELL_DISABLED=1", "HOST_DISABLED=no", false, ""),
+        std::tuple(
+            "TIDEWELL_DISABLED=maybe", "", false,
+            R"(Tidewell: TIDEWELL_DISABLED: "maybe" is ignored; it is not 1, true, yes, 0, false or no)")}) {
+    fs::remove_all(data);
+    const Outcome outcome =
+        host({"start GUEST", "opt-out-push", "threads", "gates"}, {variable, option}).end();
+    EXPECT_EQ(outcome.out == "done\ndone\n" + threads + "yyyynyyyyy\n", isOff) << variable << outcome.out;
+    EXPECT_EQ(outcome.err.empty(), isOff) << variable << outcome.err;
+    EXPECT_EQ(fs::exists(data), !isOff) << variable;
+    EXPECT_EQ(count(outcome.err, "is ignored"), count(lines, "is ignored")) << outcome.err;
+    EXPECT_EQ(count(outcome.err, lines) > 0, !isOff) << outcome.err;
+  }
+}
+
+TEST_F(GuestTest, TheEnvironmentChoosesTheLogLevel) {
+  for (const auto& [variable, level, hasLines] : {std::tuple("TIDEWELL_LOG=debug", "HOST_DEBUG=", true),
+                                                  std::tuple("TIDEWELL_LOG=", "HOST_DEBUG=", false),
+                                                  std::tuple("TIDEWELL_LOG=off", "HOST_DEBUG=1", false),
+                                                  std::tuple("TIDEWELL_LOG=errors", "HOST_DEBUG=1", false)}) {
+    EXPECT_EQ(host({"start GUEST"}, {variable, level}).end().err.empty(), !hasLines) << variable;
+  }
+  const Outcome outcome = host({"gates"}, {"TIDEWELL_LOG=loud", "HOST_DEBUG="}).end();
+  EXPECT_EQ(count(outcome.err, "TIDEWELL_LOG: \"loud\" is ignored"), 1) << outcome.err;
+}
+
+TEST_F(GuestTest, OfflineAndBeforeConsentEveryRequestIsRefused) {
+  ASSERT_EQ(host({"start GUEST", "await 7"}).end().status, 0);
+  const std::size_t before = backend.requestCount();
+  for (const auto& [variable, error] : {std::pair("TIDEWELL_OFFLINE=true", "appears to be offline"),
+                                        std::pair("HOST_CONSENT=1", "has not given consent")}) {
+    const Outcome outcome =
+        host({"reset", "start GUEST", "call 2", "image", "gates", "loaded UrlSession"}, {variable}).end();
+    EXPECT_EQ(outcome.out, "done\ndone\nno nil\ndone\nynyynyyyyy\nno\n") << variable;
+    EXPECT_GE(count(outcome.err, error), 1) << outcome.err;
+  }
+  EXPECT_EQ(backend.requestCount(), before);
+
+  Child one = host({}, {"HOST_CONSENT=1"});
+  one.ask({"reset", "start GUEST", "consent"});
+  ASSERT_TRUE(backend.waitForRequests(before + 1, std::chrono::seconds(100))) << "the sync that waited";
+  EXPECT_EQ(one.ask("call 2").substr(0, 3), "yes");
+  for (const auto& [command, answer] : {std::pair("gates", "yes"), std::pair("revoke", "no ")}) {
+    const std::string out = host({command, "call 2"}, {"HOST_CONSENT=1"}).end().out;
+    EXPECT_EQ(out.substr(out.find('\n') + 1, 3), answer) << command;
+  }
+  EXPECT_EQ(one.ask("call 2").substr(0, 3), "no ") << "another process revoked the consent";
+}
+
+TEST_F(GuestTest, HostsAreChosenByTheOptionsAndInDevelopmentByTheEnvironment) {
+  const std::string local = "localhost:" + std::to_string(backend.port());
+  for (const auto& [option, permission, variable, expected] :
+       {std::tuple("HOST_US=" + local, "", "", local),
+        std::tuple(std::string(), "HOST_DEVELOPMENT=1", local.c_str(), local),
+        std::tuple("HOST_US=staging.example.com", "HOST_DEVELOPMENT=1", local.c_str(), local),
+        std::tuple(std::string(), "", local.c_str(), std::string("api.tidewell.example")),
+        std::tuple(std::string(), "HOST_DEVELOPMENT=1", "a/b", std::string("api.tidewell.example"))}) {
+    fs::remove_all(data);
+    backend.clearRequests();
+    const Outcome outcome =
+        host({"start GUEST", "await 7"}, {option, permission, std::string("TIDEWELL_HOST_US=") + variable})
+            .end();
+    ASSERT_EQ(backend.requestCount(), 1u) << expected;
+    EXPECT_EQ(backend.requests()[0].host, expected);
+    EXPECT_EQ(count(outcome.err, "TIDEWELL_HOST_US: \"a/b\" is ignored"), *variable == 'a') << outcome.err;
+  }
+}
+
+TEST_F(GuestTest, OneLineSaysThatNothingCanWork) {
+  fs::create_directory(folder + "/lib");
+  for (const fs::path library : std::vector<const char*>{GUEST_LIBRARIES}) {
+    const std::string name = library.filename();
+    const auto end = name.find(".so.");
+    if (end != name.npos) fs::create_symlink(library, folder + "/lib/" + name.substr(0, end + 5));
+  }
+  for (const auto& [variable, more, line] :
+       {std::tuple("LD_LIBRARY_PATH=" + folder + "/lib", "", "Tidewell: the URL session cannot be loaded: "),
+        std::tuple(std::string("HOST_CA="), "HOST_ROOT=/nowhere",
+                   "Tidewell: every request fails: no trusted certificates were found in the usual places"),
+        std::tuple("SSL_CERT_FILE=" + folder + "/none.pem",
+                   "HOST_CA=", "found: " + folder + "/none.pem cannot"),
+        std::tuple(
+            std::string("XDG_DATA_HOME=/dev/null/data"), "",
+            "Tidewell: everything is kept in memory and lost at the end: the folder /dev/null/data/")}) {
+    const Outcome outcome =
+        host({"start GUEST", "fetch", "fetch", "identity"}, {variable, more, "HOST_DEBUG="}).end();
+    EXPECT_EQ(count(outcome.err, "\n"), 1) << outcome.err;
+    EXPECT_EQ(count(outcome.err, line), 1) << line << outcome.err;
+  }
+}
+
 TEST_F(GuestTest, APluginMayBeClosedDuringItsRequests) {
   setFault("kind=delay:300,service=2");
   Child one({GUEST_LOADER, "closed", GUEST_PLUGIN_A, GUEST_PLUGIN_A}, environment());

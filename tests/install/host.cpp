@@ -42,12 +42,12 @@ class Interceptor : public Delegate {};
 int main() {
   using namespace tidewell;
   posix::Options options;
-  options.bundleIdentifier = "org.example.host";
-  options.version = "1.0";
-  options.proxy = "-";
-  options.consoleSink = [](std::string_view line) { expect(!line.empty(), "a line"); };
+  options.setBundleIdentifier("org.example.host");
+  options.setVersion("1.0");
+  options.setProxy("-");
+  options.setConsoleSink([](std::string_view line) { expect(!line.empty(), "a line"); });
   for (const std::string_view host : {HOST_TDW_PROD_US, HOST_LOGENTRIES}) {
-    options.connectionOverrides.push_back({std::string(host), 443, "127.0.0.1", 1});  // a closed port
+    options.addConnectionOverride(std::string(host), 443, "127.0.0.1", 1);  // a closed port
   }
   expect(posix::install(options) != nullptr, "the platform can be installed");
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);

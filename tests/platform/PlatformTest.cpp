@@ -60,7 +60,9 @@ TEST(Platform, ASecondInstallationIsReportedAndReleased) {
   EXPECT_FALSE(Platform::install(std::move(second)));
   EXPECT_EQ(&Platform::current(), first.get());
   EXPECT_TRUE(watched.expired());
-  EXPECT_TRUE(reported.ends_with("A platform is installed already and stays in force")) << reported;
+  EXPECT_EQ(first->testConsole().lines(), std::vector{std::string("Tidewell: ").append(kSecondPlatform)});
+  EXPECT_FALSE(Platform::install(std::make_shared<testing::TestingPlatform>()));
+  EXPECT_TRUE(reported.ends_with(kSecondPlatform)) << "announced once, reported each time after";
 }
 
 TEST(Platform, PathHelpersAndConversionOfDefaultsToText) {

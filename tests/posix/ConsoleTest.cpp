@@ -83,11 +83,11 @@ TEST_F(ConsoleTest, TheHostsSinkMayLogAndThrow) {
   std::vector<std::string> lines;
   platform::Console* itself = nullptr;
   Options with = options();
-  with.consoleSink = [&](std::string_view text) {
+  with.setConsoleSink([&](std::string_view text) {
     lines.emplace_back(text);
     if (lines.size() == 1) itself->write("from the sink");
     throw 1;
-  };
+  });
   PosixPlatform other(with);
   itself = &other.console();
   itself->write("text");

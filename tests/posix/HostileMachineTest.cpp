@@ -184,7 +184,7 @@ TEST_F(HostileMachineTest, WithoutAHomeFolderDataStaysInMemory) {
               for (const char* name : {"XDG_DATA_HOME", "HOME"}) unsetenv(name);
               ASSERT_EQ(setuid(54321), 0);
               Options without = options();
-              without.dataHome.clear();
+              without.setDataHome("");
               PosixPlatform platform(without);
               EXPECT_EQ(change(platform, "new"), 0);
               EXPECT_FALSE(platform.fileManager().pathForDirectory(platform::SearchPathDirectory::library));

@@ -18,7 +18,7 @@ class InstallTest : public PosixTest {
   /// Options that read system files below the test's folder.
   [[nodiscard]] Options machine(std::string_view bundleIdentifier = "org.example.shop") const {
     Options result = options(bundleIdentifier);
-    result.systemRoot = folder + "/";
+    result.setSystemRoot(folder + "/");
     return result;
   }
   /// The output of hosts/environment.cpp: its privileges, then what it reads from the environment.
@@ -31,26 +31,80 @@ class InstallTest : public PosixTest {
 };
 
 TEST_F(InstallTest, InvalidOptionsAreRefusedWithOneLine) {
-  Options withoutBundle = options(""), withoutVersion = options(), relative = options();
-  withoutVersion.version.clear();
-  relative.dataHome = "data";
-  for (const auto& [given, word] :
-       {std::pair{withoutBundle, "bundle identifier"}, {withoutVersion, "version"}, {relative, "absolute"}}) {
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(install(given), nullptr);
-    const std::string output = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(output.find(word), std::string::npos) << output;
-    EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
-    EXPECT_FALSE(platform::Platform::isInstalled());
-  }
+  using Set = Options& (*)(Options&);
+  const std::pair<Set, const char*> rows[] = {{[](auto& o) -> auto& {return o.setBundleIdentifier("");
+}
+, R"(setBundleIdentifier: "" is not)"
+}  // namespace
+, {[](auto& o) -> auto& {return o.setVersion("");
+}  // namespace tidewell::posix
+, R"(setVersion: "" is not)"
+}
+, {[](auto& o) -> auto& {return o.setDataHome("data");
+}
+, R"(setDataHome: "data" is not an absolute path)"
+}
+, {[](auto& o) -> auto& {return o.setSystemRoot(".");
+}
+, R"(setSystemRoot: "." is not an absolute path)"
+}
+, {[](auto& o) -> auto& {return o.setCaFile("/none.pem");
+}
+, R"(setCaFile: "/none.pem" is not a readable)"
+}
+, {[](auto& o) -> auto& {return o.setProxyCaFile("/tmp");
+}
+, R"(setProxyCaFile: "/tmp" is not a readable)"
+}
+, {[](auto& o) -> auto& {return o.addConnectionOverride("a", 0, "::1", 1);
+}
+, R"("0" is not a port from 1)"
+}
+, {[](auto& o) -> auto& {return o.addConnectionOverride("a", 1, "b", 1);
+}
+, R"("b" is not an IP address)"
+}
+, {[](auto& o) -> auto& {return o.addConnectionOverride("", 1, "::1", 1);
+}
+, R"("" is not a host name)"
+}
+, {[](auto& o) -> auto& {return o.setMaximumBodyBytes(0);
+}
+, R"(setMaximumBodyBytes: "0" is not)"
+}
+, {
+  [](auto& o) -> auto& { return o.setScreenSize({-1, 1}); }
+  , R"(setScreenSize: "-1)"
+}
+}
+;
+std::vector<std::pair<Options, std::string>> cases;
+for (const auto& [set, complaint] : rows) {
+  Options given = options();
+  cases.emplace_back(set(given), complaint);
+}
+for (const char* host :
+     {"https://a.example", "a.example/x", "a..b", "-a", "a b", "a:0", "a:70000", ":1", "a:"})
+  cases.emplace_back(options().setServiceHost(ServiceHost::eu, host),
+                     std::string("setServiceHost: \"") + host +
+                         "\" is not a host name with an optional port");
+EXPECT_EQ(complaintAbout(options().setServiceHost(ServiceHost::eu, "a-1.example:65535")), "");
+for (const auto& [given, words] : cases) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(install(given), nullptr);
+  const std::string output = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(output.find(words), std::string::npos) << words << output;
+  EXPECT_EQ(output.find('\n'), output.size() - 1) << output;
+  EXPECT_FALSE(platform::Platform::isInstalled());
+}
 }
 
 TEST_F(InstallTest, ValuesInCodeOverrideTheInfoPlist) {
   Options with = options();
-  with.infoPlistPath = folder + "/Info.plist";
-  with.infoDictionary = {{"InCode", 1}, {"InBoth", "code"}};
+  with.setInfoPlistPath(folder + "/Info.plist");
+  with.setInfoDictionary({{"InCode", 1}, {"InBoth", "code"}});
   const Dictionary inFile{{"InBoth", "file"}, {"InFile", true}, {"CFBundleIdentifier", "x"}};
-  writeFile(with.infoPlistPath, base::dataWithPropertyList(inFile, base::PropertyListFormat::xml));
+  writeFile(folder + "/Info.plist", base::dataWithPropertyList(inFile, base::PropertyListFormat::xml));
   PosixPlatform platform(with);
   const Dictionary merged{{"InBoth", "code"},
                           {"InFile", true},
@@ -59,7 +113,7 @@ TEST_F(InstallTest, ValuesInCodeOverrideTheInfoPlist) {
                           {"CFBundleShortVersionString", "2.5"}};
   EXPECT_EQ(platform.bundles().mainInfoDictionary(), merged);
   EXPECT_FALSE(platform.bundles().infoDictionaryForIdentifier("org.example.none"));
-  with.infoPlistPath = folder + "/none.plist";
+  with.setInfoPlistPath(folder + "/none.plist");
   ::testing::internal::CaptureStderr();
   const PosixPlatform without(with);
   const std::string output = ::testing::internal::GetCapturedStderr();
@@ -140,8 +194,9 @@ TEST_F(InstallTest, ModelAndVersionComeFromSystemFiles) {
   int machines = 0;
   for (const Case& each : cases) {
     Options with = options();
-    with.systemRoot = folder + "/" + std::to_string(++machines);
-    for (const auto& [path, content] : each.files) writeFile(with.systemRoot + path, content);
+    const std::string root = folder + "/" + std::to_string(++machines);
+    with.setSystemRoot(root);
+    for (const auto& [path, content] : each.files) writeFile(root + path, content);
     PosixPlatform platform(with);
     EXPECT_EQ(platform.device().model(), each.model);
     EXPECT_EQ(platform.device().machine(), each.model == "Linux" ? kernel.machine : each.model);

@@ -85,11 +85,11 @@ class PosixTest : public ::testing::Test {
 
   [[nodiscard]] Options options(std::string_view bundleIdentifier = "org.example.shop") const {
     Options result;
-    result.bundleIdentifier = bundleIdentifier;
-    result.version = "2.5";
-    result.dataHome = data;
-    result.mainLoop = MainLoop::host;
-    result.proxy = "-";
+    result.setBundleIdentifier(std::string(bundleIdentifier));
+    result.setVersion("2.5");
+    result.setDataHome(data);
+    result.setMainLoop(MainLoop::host);
+    result.setProxy("-");
     return result;
   }
   /// The number of reports that contain a text.
@@ -127,10 +127,10 @@ using testing::StandInFault;
 class UrlSessionTest : public PosixTest {
  protected:
   UrlSessionTest() {
-    given.caFile = backend.caFile();
+    given.setCaFile(backend.caFile());
     for (const char* host : {"shop.example", "elsewhere.example"}) {
       for (const std::uint16_t port : {443, 80})
-        given.connectionOverrides.push_back({host, port, "127.0.0.1", backend.port()});
+        given.addConnectionOverride(host, port, "127.0.0.1", backend.port());
     }
     configuration.timeoutIntervalForRequest = 30;
     configuration.timeoutIntervalForResource = 90;

@@ -21,7 +21,7 @@ class QueueTest : public PosixTest {
 
 TEST_F(QueueTest, OwnThreadsKeepTheOrderAndSurviveExceptions) {
   Options with = options();
-  with.mainLoop = MainLoop::ownThread;
+  with.setMainLoop(MainLoop::ownThread);
   PosixPlatform platform(with);
   EXPECT_EQ(platform.mainQueueDescriptor(), -1);
   EXPECT_EQ(platform.pollMainQueue(), 0u);

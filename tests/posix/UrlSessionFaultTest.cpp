@@ -58,7 +58,7 @@ std::ptrdiff_t descriptorCount() {
 }
 
 TEST_F(UrlSessionTest, EachFaultAffectsOneRequestAndLeaksNoDescriptor) {
-  given.maximumBodyBytes = 1u << 20;
+  given.setMaximumBodyBytes(1u << 20);
   ASSERT_EQ("hello", bodyOf(fetch()));
   const auto descriptors = descriptorCount();
   const UrlSessionConfiguration defaults = configuration;
@@ -109,7 +109,7 @@ TEST_F(UrlSessionTest, HeadersAreBoundedInSize) {
 }
 
 TEST_F(UrlSessionTest, ARequestThatCannotBeSentFailsWithASpecificError) {
-  given.connectionOverrides = {{"shop.example", 443, "127.0.0.1", 1}};
+  given.addConnectionOverride("shop.example", 443, "127.0.0.1", 1);
   EXPECT_EQ(kUrlErrorCannotConnectToHost, codeOf(fetch()));
   EXPECT_EQ(kUrlErrorCannotFindHost, codeOf(fetch(request("https://no-such-host.invalid/"))));
   for (const char* url : {"http://shop.example/", "/relative", ""}) {
@@ -122,27 +122,29 @@ TEST_F(UrlSessionTest, ARequestThatCannotBeSentFailsWithASpecificError) {
 TEST_F(UrlSessionTest, ABackendReusesTheCertificateAuthorityInItsFolder) {
   testing::StandInBackendOptions with;
   with.directory = folder + "/made/here";
-  with.caFile = given.caFile = folder + "/copy.pem";
+  with.caFile = folder + "/copy.pem";
+  given.setCaFile(with.caFile);
   { const StandInBackend earlier(with); }
   with.caFile.clear();
   with.extraHosts = {"images.example"};  // not in the earlier backend's certificate
   const StandInBackend later(with);
-  given.connectionOverrides = {{"images.example", 443, "127.0.0.1", later.port()}};
+  given.addConnectionOverride("images.example", 443, "127.0.0.1", later.port());
   EXPECT_EQ(0, codeOf(fetch(request("https://images.example/"))));
   for (const char* key : {"/ca.key", "/server.key"}) EXPECT_EQ(modeOf(with.directory + key), 0600u);
 }
 
 TEST_F(UrlSessionTest, AMissingOrReplacedCertificateFileIsReadAgain) {
-  const std::string right = bytesOf(given.caFile), wrong = bytesOf(StandInBackend().caFile());
-  given.caFile = folder + "/authorities.pem";
+  const std::string right = bytesOf(backend.caFile()), wrong = bytesOf(StandInBackend().caFile());
+  const std::string file = folder + "/authorities.pem";
+  given.setCaFile(file);
   const auto fetchWith = [&](const std::string& authorities) {
-    writeFile(given.caFile, authorities);
+    writeFile(file, authorities);
     backend.setFault(fault("kind=expired,host=other.example"));  // closes the idle connection
     return codeOf(fetch());
   };
   const platform::UrlTaskResult missing = fetch();
   ASSERT_EQ(kUrlErrorSecureConnectionFailed, codeOf(missing));
-  EXPECT_NE(std::string::npos, missing.error->description().find(given.caFile));
+  EXPECT_NE(std::string::npos, missing.error->description().find(file));
   ASSERT_EQ(kUrlErrorServerCertificateUntrusted, fetchWith(wrong));
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
   while (std::chrono::steady_clock::now() < end) ASSERT_EQ(0, fetchWith(right));

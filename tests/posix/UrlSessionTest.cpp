@@ -267,7 +267,7 @@ class ForkedUrlSessionTest : public UrlSessionTest {
 };
 
 TEST_F(ForkedUrlSessionTest, AChildForkedInACallbackDoesNotRunTheParentsWork) {
-  given.mainLoop = MainLoop::ownThread;
+  given.setMainLoop(MainLoop::ownThread);
   const auto session = makeSession();
   StandInFault closing = fault("kind=reply,body=x");
   closing.headers = {{"Connection", "close"}};

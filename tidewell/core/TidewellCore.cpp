@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/core/TidewellCore.h"
 
+#include <atomic>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -33,6 +34,9 @@ using platform::Platform;
 const base::MadeWhenLoaded logShippingRegistered(registerLogShipping);
 
 constexpr std::int64_t kDownloadStatus = 200;
+
+/// Whether a sync was due and consent was missing.
+constinit std::atomic<bool> syncWaitsForConsent{false};
 
 /// The result of checking the App ID before anything starts.
 enum class AppIDCheck { proceed, stop };
@@ -133,6 +137,12 @@ void TidewellCore::updateConfig() {
                                          "exception while config Sync %@"};
   guarded(kWhere, [] {
     if (!TWConfigManager::sharedInstance().shouldSyncConfig()) return;
+    if (!Platform::isInstalled()) return;  // the empty platform would start a thread to fail the request
+    if (platform::networkAccess(Platform::current()) == platform::NetworkAccess::needsConsent) {
+      syncWaitsForConsent = true;
+      logLine("The config sync waits for the user's consent");
+      return;
+    }
     logLine("Config request initiated:");
     base::Dictionary body;
     setObjectNilHandled(body, TWNetworkConfiguration::getQueryParamsBodyDictForService(TWServiceGetConfig),
@@ -142,6 +152,19 @@ void TidewellCore::updateConfig() {
     request.executeRequestWithCompletionBlock(&handleConfigReply);
   });
 }
+
+void TidewellCore::giveConsent() {
+  const base::CancellationShield shield;
+  platform::setConsent(Platform::current(), true);
+  if (syncWaitsForConsent.exchange(false)) updateConfig();
+}
+
+void TidewellCore::revokeConsent() {
+  const base::CancellationShield shield;
+  platform::setConsent(Platform::current(), false);
+}
+
+bool TidewellCore::hasConsent() { return platform::hasConsent(Platform::current()); }
 
 void TidewellCore::debug(std::int64_t level) { TWLogger::debug(level); }
 

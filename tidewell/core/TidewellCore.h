@@ -42,7 +42,15 @@ class TIDEWELL_EXPORT TidewellCore final {
   void userReset();
   /// Downloads and merges the configuration if that is due; returns immediately.
   void updateConfig();
-  /// Sets the log level (`TWLogLevel`). Ignores other numbers.
+  /// Records the user's consent to requests, which is kept across launches, and starts the sync that waited
+  /// for it. For a platform installed with `Options::setConsentRequired`: before, requests, images, pages and
+  /// shipped log lines are refused at once. Without that option, consent is recorded and has no effect.
+  void giveConsent();
+  /// Refuses new requests from now on. Requests that have started continue.
+  void revokeConsent();
+  /// Whether consent was given and not revoked since.
+  [[nodiscard]] bool hasConsent();
+  /// Sets the log level (`TWLogLevel`). Ignores other numbers. TIDEWELL_LOG in the environment wins.
   void debug(std::int64_t level);
   /// Sends all further data to another data centre. Returns after writing the archive.
   void redirectDataToRegion(TWDataRegion region);

@@ -15,6 +15,7 @@
 #include "tidewell/desktop/internal/ForegroundWatch.h"
 #include "tidewell/desktop/internal/GioLinkOpener.h"
 #include "tidewell/desktop/internal/GtkPresenter.h"
+#include "tidewell/desktop/internal/OptionsState.h"
 #include "tidewell/desktop/internal/SecretKeychain.h"
 #include "tidewell/desktop/internal/SecretService.h"
 #include "tidewell/platform/UIWindow.h"
@@ -24,14 +25,15 @@ namespace tidewell::desktop {
 namespace {
 
 posix::Options forPosix(const Options& options) {
-  posix::Options result = options.posix;
-  result.mainLoop = posix::MainLoop::host;  // drained by GLib's default main context
+  posix::Options result = options.state().posix;
+  result.setMainLoop(posix::MainLoop::host);  // drained by GLib's default main context
   return result;
 }
 
-WebPageSettings pageSettings(const Options& options) {
+WebPageSettings pageSettings(const Options::State& options) {
+  const posix::Options::State& base = options.posix.state();
   // Keeps the milliseconds within the range of GLib's timers.
-  return {options.posix.caFile, options.posix.proxy, std::clamp(options.pageTimeout, 0.001, 86400.0)};
+  return {base.caFile, base.proxy, std::clamp(options.pageTimeout, 0.001, 86400.0)};
 }
 
 /// Creates the key window at which look-ups start. It represents the application's GTK windows: alerts and
@@ -46,11 +48,12 @@ void makeKeyWindow() {
 }  // namespace
 
 struct DesktopPlatform::State {
-  State(Options given, posix::PosixPlatform& under)
+  State(Options::State given, posix::PosixPlatform& under)
       : options(std::move(given)),
         base(under),
-        keychain(options.usesSecretService ? std::make_unique<SecretService>(options.posix.bundleIdentifier)
-                                           : nullptr,
+        keychain(options.usesSecretService && !base.isDisabled()
+                     ? std::make_unique<SecretService>(options.posix.state().bundleIdentifier)
+                     : nullptr,
                  base.keychain()) {
     static_cast<void>(base.pollMainQueue());  // makes this the main queue's thread
     queueSource = g_unix_fd_add(
@@ -61,7 +64,7 @@ struct DesktopPlatform::State {
         },
         &base);
     // GTK ends a process with raised privileges.
-    if (posix::hasRaisedRights() || !gtk_init_check()) return;
+    if (base.isDisabled() || posix::hasRaisedRights() || !gtk_init_check()) return;
     presenter.emplace(pageSettings(options));
     if (options.followsWindows) {
       foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });
@@ -71,7 +74,7 @@ struct DesktopPlatform::State {
   State(const State&) = delete;
   State& operator=(const State&) = delete;
 
-  const Options options;
+  const Options::State options;
   posix::PosixPlatform& base;
   SecretKeychain keychain;
   GioLinkOpener linkOpener;
@@ -83,7 +86,7 @@ struct DesktopPlatform::State {
 DesktopPlatform::DesktopPlatform(Options options)
     : DesktopPlatform(options, std::make_shared<posix::PosixPlatform>(forPosix(options))) {}
 DesktopPlatform::DesktopPlatform(Options options, const std::shared_ptr<posix::PosixPlatform>& base)
-    : ForwardingPlatform(base), state_(std::make_unique<State>(std::move(options), *base)) {}
+    : ForwardingPlatform(base), state_(std::make_unique<State>(options.state(), *base)) {}
 DesktopPlatform::~DesktopPlatform() = default;
 
 platform::Keychain& DesktopPlatform::keychain() {
@@ -92,7 +95,7 @@ platform::Keychain& DesktopPlatform::keychain() {
 }
 platform::LinkOpener& DesktopPlatform::linkOpener() {
   // The environment determines the programs that open links; it is not trusted with raised privileges.
-  if (state_->options.posix.linkOpener || posix::hasRaisedRights()) return state_->base.linkOpener();
+  if (state_->options.posix.state().linkOpener || posix::hasRaisedRights()) return state_->base.linkOpener();
   return state_->linkOpener;
 }
 platform::Presenter& DesktopPlatform::presenter() {
@@ -100,24 +103,30 @@ platform::Presenter& DesktopPlatform::presenter() {
   return state_->base.presenter();
 }
 
+bool DesktopPlatform::isDisabled() const { return state_->base.isDisabled(); }
+
 void DesktopPlatform::enterForeground() { state_->base.enterForeground(); }
 void DesktopPlatform::enterBackground() { state_->base.enterBackground(); }
 
 DesktopPlatform* install(Options options) {
   const base::CancellationShield shield;
-  std::string complaint = posix::complaintAbout(options.posix);
-  if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
-  if (complaint.empty()) {
-    auto made = std::make_shared<DesktopPlatform>(std::move(options));
-    DesktopPlatform* const pointer = made.get();
-    if (platform::Platform::install(std::move(made))) {
-      makeKeyWindow();
-      return pointer;
-    }
-    complaint = "a platform is installed already";
+  if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
+    std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
+    return nullptr;
   }
-  std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
-  return nullptr;
+  if (platform::Platform::isInstalled()) {
+    platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
+    return nullptr;
+  }
+  auto made = std::make_shared<DesktopPlatform>(std::move(options));
+  DesktopPlatform* const pointer = made.get();
+  if (made->isDisabled()) {
+    platform::Platform::keep(std::move(made));
+    return pointer;
+  }
+  if (!platform::Platform::install(std::move(made))) return nullptr;
+  makeKeyWindow();
+  return pointer;
 }
 
 }  // namespace tidewell::desktop

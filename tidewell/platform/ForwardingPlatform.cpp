@@ -29,5 +29,6 @@ UrlSession& ForwardingPlatform::sharedUrlSession() { return to_->sharedUrlSessio
 bool ForwardingPlatform::hasModernLinkOpening() const { return to_->hasModernLinkOpening(); }
 LinkOpener& ForwardingPlatform::linkOpener() { return to_->linkOpener(); }
 Presenter& ForwardingPlatform::presenter() { return to_->presenter(); }
+const Policy& ForwardingPlatform::policy() const { return to_->policy(); }
 
 }  // namespace tidewell::platform

@@ -35,6 +35,7 @@ class TIDEWELL_EXPORT ForwardingPlatform : public Platform {
   [[nodiscard]] bool hasModernLinkOpening() const override;
   [[nodiscard]] LinkOpener& linkOpener() override;
   [[nodiscard]] Presenter& presenter() override;
+  [[nodiscard]] const Policy& policy() const override;
 
  private:
   const std::shared_ptr<Platform> to_;

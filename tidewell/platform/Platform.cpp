@@ -2,6 +2,7 @@
 #include "tidewell/platform/Platform.h"
 
 #include <atomic>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -21,6 +22,9 @@ namespace {
 /// it.
 constinit std::atomic<Platform*> currentPlatform{nullptr};
 constinit std::atomic<Reporter> currentReporter{nullptr};
+constinit std::atomic<InstallationHandler> installationHandler{nullptr};
+/// A bit for each trouble that was announced.
+constinit std::atomic<unsigned> announced{0};
 
 /// Owns every platform ever installed, so that threads still using an earlier one stay safe.
 struct Keeper {
@@ -35,6 +39,11 @@ Keeper& keeper() {
 
 const base::MadeWhenLoaded keeperMade(keeper);
 
+void handleInstallation(const Platform& platform) {
+  if (const InstallationHandler handler = installationHandler.load(std::memory_order_acquire))
+    handler(platform);
+}
+
 /// Makes the application's class available by name.
 void declareApplication() { (void)runtime::classOf<UIApplication>(); }
 
@@ -42,6 +51,14 @@ void makeCurrent(Keeper& keeper, std::shared_ptr<Platform> platform) TIDEWELL_RE
   Platform* const pointer = platform.get();
   keeper.platforms.push_back(std::move(platform));
   currentPlatform.store(pointer, std::memory_order_release);
+}
+
+/// Returns false, and leaves the argument alone, if a platform is installed already.
+bool makeFirst(Keeper& keeper, std::shared_ptr<Platform>&& platform) {
+  const base::MutexLock lock(keeper.mutex);
+  if (Platform::isInstalled()) return false;
+  makeCurrent(keeper, std::move(platform));
+  return true;
 }
 
 }  // namespace
@@ -52,6 +69,12 @@ Console::~Console() = default;
 Device::~Device() = default;
 Keychain::~Keychain() = default;
 Platform::~Platform() = default;
+
+void Platform::keep(std::shared_ptr<Platform> platform) {
+  Keeper& kept = keeper();
+  const base::MutexLock lock(kept.mutex);
+  kept.platforms.push_back(std::move(platform));
+}
 
 Platform& Platform::current() {
   if (Platform* const installed = currentPlatform.load(std::memory_order_acquire)) return *installed;
@@ -66,15 +89,18 @@ bool Platform::install(std::shared_ptr<Platform> platform) {
     return false;
   }
   declareApplication();
-  {
-    const base::MutexLock lock(keeper().mutex);
-    if (!isInstalled()) {
-      makeCurrent(keeper(), std::move(platform));
-      return true;
-    }
+  const Platform* const installed = platform.get();
+  if (makeFirst(keeper(), std::move(platform))) {
+    handleInstallation(*installed);
+    return true;
   }
-  report("A platform is installed already and stays in force");
+  if (!announce(Trouble::secondPlatform, kSecondPlatform)) report(kSecondPlatform);
   return false;
+}
+
+const Policy& Platform::policy() const {
+  static base::NeverDestroyed<const Policy> instance;
+  return *instance;
 }
 
 LinkOpener& Platform::linkOpener() {
@@ -93,8 +119,27 @@ void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
     return;
   }
   declareApplication();
-  const base::MutexLock lock(keeper().mutex);
-  makeCurrent(keeper(), std::move(platform));
+  const Platform* const next = platform.get();
+  {
+    const base::MutexLock lock(keeper().mutex);
+    makeCurrent(keeper(), std::move(platform));
+  }
+  handleInstallation(*next);
+}
+
+bool announce(Trouble trouble, std::string_view text) noexcept {
+  const unsigned bit = 1u << static_cast<unsigned>(trouble);
+  if (announced.fetch_or(bit, std::memory_order_relaxed) & bit) return false;
+  try {
+    Platform::current().console().write(std::string("Tidewell: ").append(text));
+  } catch (...) {
+    // There is no one to report it to.
+  }
+  return true;
+}
+
+void setInstallationHandler(InstallationHandler handler) noexcept {
+  installationHandler.store(handler, std::memory_order_release);
 }
 
 void report(std::string_view text) noexcept {

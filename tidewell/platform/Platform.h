@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string_view>
 
@@ -10,6 +11,7 @@
 #include "tidewell/platform/Console.h"
 #include "tidewell/platform/Device.h"
 #include "tidewell/platform/Keychain.h"
+#include "tidewell/platform/Policy.h"
 #include "tidewell/platform/Queue.h"
 #include "tidewell/platform/UserDefaults.h"
 
@@ -34,9 +36,11 @@ class TIDEWELL_EXPORT Platform {
   /// The installed platform, or the empty one. Never fails.
   [[nodiscard]] static Platform& current();
   /// Installs a platform for the rest of the process. If one is installed already, that one stays, and this
-  /// reports it, releases its argument and returns false.
+  /// announces it, releases its argument and returns false.
   static bool install(std::shared_ptr<Platform> platform);
   [[nodiscard]] static bool isInstalled();
+  /// Keeps a platform for the rest of the process without making it the current one.
+  static void keep(std::shared_ptr<Platform> platform);
   /// Replaces the installed platform. For tests that simulate several process lifetimes in one process.
   static void replaceForTesting(std::shared_ptr<Platform> platform);
 
@@ -54,7 +58,8 @@ class TIDEWELL_EXPORT Platform {
   [[nodiscard]] virtual Queue& mainQueue() = 0;
   [[nodiscard]] virtual Queue& globalQueue() = 0;
   [[nodiscard]] virtual std::shared_ptr<UrlSession> makeUrlSession(UrlSessionConfiguration configuration) = 0;
-  /// The process-wide session with the platform's default time-outs.
+  /// The process-wide session with the platform's default time-outs. Tasks of all sessions fail with
+  /// `refusalError` while `networkAccess` is not `allowed`; the platform enforces that.
   [[nodiscard]] virtual UrlSession& sharedUrlSession() = 0;
 
   /// Whether links are opened with the API introduced in iOS 10. A separate setting, never derived from a
@@ -64,12 +69,25 @@ class TIDEWELL_EXPORT Platform {
   [[nodiscard]] virtual LinkOpener& linkOpener();
   /// Shows alerts and web pages. The default shows none.
   [[nodiscard]] virtual Presenter& presenter();
+  /// What the installation decided. Constant once the platform is installed. The default restricts nothing.
+  [[nodiscard]] virtual const Policy& policy() const;
 };
+
+/// Conditions under which the SDK cannot work at all.
+enum class Trouble : std::uint8_t { noNetworkModule, noCertificates, noContainer, secondPlatform };
+inline constexpr std::string_view kSecondPlatform = "not installed: a platform is installed already";
+/// Writes a line to the console of the current platform whatever the log level, and at most once per process
+/// for each kind of trouble. Returns whether it was the first time. Any thread, with no lock held; never
+/// raises.
+TIDEWELL_EXPORT bool announce(Trouble trouble, std::string_view text) noexcept;
 
 /// Passes a report to the reporter (the logger), for errors that no caller can be given, such as a full disk
 /// or a completion that raised. Any thread; never raises. Dropped if no reporter is set.
 TIDEWELL_EXPORT void report(std::string_view text) noexcept;
 using Reporter = void (*)(std::string_view text);
 TIDEWELL_EXPORT void setReporter(Reporter reporter) noexcept;
+/// Sets the function that is called with each platform that becomes the current one (by the logger).
+using InstallationHandler = void (*)(const Platform& installed);
+TIDEWELL_EXPORT void setInstallationHandler(InstallationHandler handler) noexcept;
 
 }  // namespace tidewell::platform

@@ -6,6 +6,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Mutex.h"
+#include "tidewell/platform/Platform.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
 
 namespace tidewell::platform {
@@ -44,6 +45,10 @@ void SFSafariViewController::setDelegate(const runtime::Ref& delegate) {
 }
 
 Shown SFSafariViewController::show(Presenter& presenter, Shown above) {
+  if (const NetworkAccess access = networkAccess(Platform::current()); access != NetworkAccess::allowed) {
+    report("A web page is not shown: " + refusalError(access).localizedDescription);
+    return Shown::nothing;
+  }
   return presenter.showBrowser(url_, {[weak = weak_from_this()] {
                                  if (const runtime::Ref page = weak.lock())
                                    static_cast<SFSafariViewController&>(*page).finish();

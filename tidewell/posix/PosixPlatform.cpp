@@ -7,6 +7,7 @@
 #include <new>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Loader.h"
@@ -16,6 +17,7 @@
 #include "tidewell/posix/internal/Environment.h"
 #include "tidewell/posix/internal/Fork.h"
 #include "tidewell/posix/internal/HostQueue.h"
+#include "tidewell/posix/internal/OptionsState.h"
 #include "tidewell/posix/internal/PosixBundles.h"
 #include "tidewell/posix/internal/PosixClock.h"
 #include "tidewell/posix/internal/PosixConsole.h"
@@ -36,7 +38,7 @@ std::string withoutTrailingSeparators(std::string path) {
   return path;
 }
 
-Container makeContainer(const Options& options, const Environment& environment) {
+Container makeContainer(const Options::State& options, const Environment& environment) {
   if (!checkPath(options.dataHome)) return Container(options.dataHome, "", options.bundleIdentifier);
   // The home directory is never created; a folder named by XDG_DATA_HOME is.
   return Container(environment.dataHome, environment.dataHomeIsOwn ? "" : environment.home,
@@ -46,11 +48,16 @@ Container makeContainer(const Options& options, const Environment& environment) 
 }  // namespace
 
 struct PosixPlatform::State {
-  explicit State(Options given, const Environment& environment)
+  State(PosixPlatform& self, Options::State given, const Environment& environment,
+        std::vector<std::string>& complaints)
       : options(std::move(given)),
+        isDisabled(posix::isDisabled(options, environment)),
+        policy(policyOf(options, environment, complaints)),
         container(makeContainer(options, environment)),
         standardUserDefaults(container, container.userDefaultsFile()),
-        fileManager(container, [this](std::string sentence) { reportLater(std::move(sentence)); }),
+        fileManager(
+            container, [this](std::string sentence) { reportLater(std::move(sentence)); },
+            [this](std::string sentence) { announceLater(std::move(sentence)); }),
         keychain(container),
         device(container, options.systemRoot, options.bundleIdentifier),
         bundles(options),
@@ -59,7 +66,8 @@ struct PosixPlatform::State {
         workerMainQueue("tw-main", WorkerQueue::WithoutThread::runAtOnce),
         globalQueue("tw-global"),
         presenter(options.screenSize),
-        transport(makeTransport(transportSettings(options, environment))) {
+        transport(makeTransport(transportSettings(options, environment),
+                                [&self] { return platform::networkAccess(self); })) {
     if (options.mainLoop == MainLoop::host) hostMainQueue.emplace();
     platform::UrlSessionConfiguration shared;
     shared.name = "shared";
@@ -67,7 +75,9 @@ struct PosixPlatform::State {
     sharedUrlSession = transport->makeSession(std::move(shared));
   }
 
-  const Options options;
+  const Options::State options;
+  const bool isDisabled;
+  const platform::Policy policy;
   const Container container;
   PosixUserDefaults standardUserDefaults;
   PosixFileManager fileManager;
@@ -103,6 +113,11 @@ struct PosixPlatform::State {
     globalQueue.async([sentence = std::move(sentence)] { platform::report(sentence); });
   }
 
+  void announceLater(std::string sentence) {
+    globalQueue.async(
+        [sentence = std::move(sentence)] { platform::announce(platform::Trouble::noContainer, sentence); });
+  }
+
   void post(std::string_view notification) {
     mainQueue().async(
         [notification] { platform::NotificationCenter::defaultCenter().postNotificationName(notification); });
@@ -111,11 +126,15 @@ struct PosixPlatform::State {
 
 PosixPlatform::PosixPlatform(Options options) {
   prepareForForks();
-  options.systemRoot = withoutTrailingSeparators(std::move(options.systemRoot));
-  state_ = std::make_unique<State>(std::move(options), Environment::read());
-  if (!state_->bundles.complaint().empty()) {
-    console().write("Tidewell: Info.plist is not used: " + state_->bundles.complaint());
+  options.setSystemRoot(withoutTrailingSeparators(options.state().systemRoot));
+  const Environment environment = Environment::read();
+  std::vector<std::string> complaints = environment.complaints;
+  state_ = std::make_unique<State>(*this, options.state(), environment, complaints);
+  if (isDisabled()) return;
+  if (const std::string& complaint = state_->bundles.complaint(); !complaint.empty()) {
+    complaints.push_back("Info.plist is not used: " + complaint);
   }
+  for (const std::string& each : complaints) console().write("Tidewell: " + each);
 }
 
 PosixPlatform::~PosixPlatform() = default;
@@ -156,6 +175,8 @@ platform::LinkOpener& PosixPlatform::linkOpener() {
   return state_->options.linkOpener ? *state_->options.linkOpener : Platform::linkOpener();
 }
 platform::Presenter& PosixPlatform::presenter() { return state_->presenter; }
+const platform::Policy& PosixPlatform::policy() const { return state_->policy; }
+bool PosixPlatform::isDisabled() const { return state_->isDisabled; }
 
 int PosixPlatform::mainQueueDescriptor() const {
   return state_->hostMainQueue ? state_->hostMainQueue->descriptor() : -1;
@@ -174,29 +195,26 @@ void PosixPlatform::enterForeground() {
 }
 void PosixPlatform::enterBackground() { state_->post(platform::UIApplicationDidEnterBackgroundNotification); }
 
-std::string complaintAbout(const Options& options) {
-  if (options.bundleIdentifier.empty()) return "the options name no bundle identifier";
-  if (options.version.empty()) return "the options name no version of the application";
-  if (!options.dataHome.empty() && checkPath(options.dataHome)) {
-    return "the data folder of the options is no absolute path: " + options.dataHome;
-  }
-  return {};
-}
-
 PosixPlatform* install(Options options) {
   const base::CancellationShield shield;
   // A plug-in may be closed while its completions are pending.
   base::keepLoaded(__builtin_return_address(0));
   try {
-    std::string complaint = complaintAbout(options);
-    if (complaint.empty() && platform::Platform::isInstalled()) complaint = "a platform is installed already";
-    if (complaint.empty()) {
-      auto made = std::make_shared<PosixPlatform>(std::move(options));
-      PosixPlatform* const pointer = made.get();
-      if (platform::Platform::install(std::move(made))) return pointer;
-      complaint = "a platform is installed already";
+    if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
+      writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
+      return nullptr;
     }
-    writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
+    if (platform::Platform::isInstalled()) {
+      platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
+      return nullptr;
+    }
+    auto made = std::make_shared<PosixPlatform>(std::move(options));
+    PosixPlatform* const pointer = made.get();
+    if (made->isDisabled()) {
+      platform::Platform::keep(std::move(made));
+      return pointer;
+    }
+    return platform::Platform::install(std::move(made)) ? pointer : nullptr;
   } catch (const std::bad_alloc&) {
     writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: out of memory");
   }

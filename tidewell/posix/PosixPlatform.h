@@ -2,12 +2,10 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Value.h"
@@ -17,61 +15,9 @@
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/Presenter.h"
 #include "tidewell/platform/UrlSession.h"
+#include "tidewell/posix/Options.h"
 
 namespace tidewell::posix {
-
-/// Redirects connections for one host and port to another address. Certificates are still checked against the
-/// host's name.
-struct ConnectionOverride {
-  std::string host;
-  std::uint16_t port = 443;
-  std::string address;  ///< an IP address
-  std::uint16_t toPort = 443;
-};
-
-/// Which thread drains the main queue.
-enum class MainLoop {
-  ownThread,  ///< a platform thread; the SDK's completions, delegate and interceptor calls run on it
-  host,       ///< the host: see `PosixPlatform::mainQueueDescriptor`, `pollMainQueue`, `runMainQueue`
-};
-
-/// Settings given once, at installation. The environment variables (HOME, XDG_DATA_HOME, TZ, SSL_CERT_FILE,
-/// SSL_CERT_DIR, and those for proxies) are also read then and never again; they are ignored in a process
-/// with raised privileges.
-struct Options {
-  /// The application's CFBundleIdentifier and CFBundleShortVersionString. Required.
-  std::string bundleIdentifier;
-  std::string version;
-  /// Further Info.plist values of the application. They take precedence over the file's.
-  base::Dictionary infoDictionary;
-  /// The path of a property list (XML or binary) with Info.plist values; "" uses "Info.plist" beside the
-  /// executable, if it exists.
-  std::string infoPlistPath;
-  MainLoop mainLoop = MainLoop::ownThread;
-  /// Receives the text of each log line instead of standard error, without time, program name and line feed.
-  /// Called from any thread with no lock held; may log. Exceptions are swallowed.
-  std::function<void(std::string_view text)> consoleSink;
-  /// The path of a PEM file of trusted certificates, used instead of the system's.
-  std::string caFile;
-  /// A proxy in curl's syntax, used instead of the environment's; "-" for none.
-  std::string proxy;
-  /// The path of a PEM file of certificates trusted for an HTTPS proxy; "" uses the environment's or the
-  /// system's. Independent of `caFile`: a proxy belongs to the network, not to the backend.
-  std::string proxyCaFile;
-  std::vector<ConnectionOverride> connectionOverrides;
-  /// In bytes after decoding. Longer response bodies fail.
-  std::size_t maximumBodyBytes = 16u << 20;
-  bool modernLinkOpening = true;
-  /// Opens links; null for none. Called as documented in `platform::LinkOpener`.
-  std::shared_ptr<platform::LinkOpener> linkOpener;
-  /// The screen size reported to the application; zero if headless.
-  platform::ScreenSize screenSize;
-  /// An absolute path, used instead of $XDG_DATA_HOME; "" uses the environment's.
-  std::string dataHome;
-  /// A prefix for the paths of system files (machine-id, os-release, hardware, time zone, trusted
-  /// certificates), for sandboxes that mount them elsewhere; "" for none.
-  std::string systemRoot;
-};
 
 /// The default platform: a headless program on Linux or another POSIX system.
 ///
@@ -104,7 +50,11 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   [[nodiscard]] bool hasModernLinkOpening() const override;
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
+  [[nodiscard]] const platform::Policy& policy() const override;
 
+  /// Whether the options or the environment turned the SDK off. `install` then does not make this the current
+  /// platform.
+  [[nodiscard]] bool isDisabled() const;
   /// A file descriptor that is readable while the main queue has functions, for the host's own event loop. -1
   /// with `MainLoop::ownThread`, or if the system had no descriptor left.
   [[nodiscard]] int mainQueueDescriptor() const;
@@ -126,13 +76,10 @@ class TIDEWELL_EXPORT PosixPlatform final : public platform::Platform {
   std::unique_ptr<State> state_;
 };
 
-/// The reason why `install` refuses these options, as a phrase; "" if they are valid.
-[[nodiscard]] TIDEWELL_EXPORT std::string complaintAbout(const Options& options);
-
-/// Creates and installs the platform. Returns null, and writes the reason to standard error, if the bundle
-/// identifier or version is missing, `dataHome` is not absolute, memory runs out, or a platform is installed
-/// already (that one stays). A plug-in that calls this is never unloaded, because its completions may be
-/// pending.
+/// Creates and installs the platform. Returns null, and writes the reason to standard error, if
+/// `complaintAbout` has one or memory runs out; and null if a platform is installed already, which stays and
+/// whose console gets one line. If the SDK is turned off, returns a platform whose main queue can be polled
+/// and installs none. A plug-in that calls this is never unloaded, because its completions may be pending.
 TIDEWELL_EXPORT PosixPlatform* install(Options options);
 
 }  // namespace tidewell::posix

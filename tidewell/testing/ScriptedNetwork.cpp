@@ -3,6 +3,7 @@
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Mutex.h"
+#include "tidewell/platform/Platform.h"
 #include "tidewell/testing/internal/ScriptedNetworkState.h"
 
 namespace tidewell::testing {
@@ -120,6 +121,13 @@ ScriptedUrlSession::ScriptedUrlSession(platform::UrlSessionConfiguration configu
 ScriptedUrlSession::~ScriptedUrlSession() = default;
 
 void ScriptedUrlSession::dataTaskWithRequest(UrlRequest request, platform::UrlTaskCompletion completion) {
+  const auto access = platform::networkAccess(platform::Platform::current());
+  if (access != platform::NetworkAccess::allowed) {
+    queue_->async([completion = std::move(completion), error = platform::refusalError(access)] {
+      if (completion) completion({std::nullopt, std::nullopt, error});
+    });
+    return;
+  }
   network_->start(configuration_,
                   {std::move(request), std::move(completion), configuration_.maximumBodyBytes, queue_});
 }

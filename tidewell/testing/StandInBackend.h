@@ -46,9 +46,8 @@ struct StandInBackendOptions {
 ///
 ///     StandInBackend backend;
 ///     backend.setConfiguration(R"({"a_s": "blocked"})");
-///     options.caFile = backend.caFile();
-///     options.connectionOverrides.push_back({std::string(HOST_TDW_PROD_US), 443, "127.0.0.1",
-///     backend.port()});
+///     options.setCaFile(backend.caFile());
+///     options.addConnectionOverride(std::string(HOST_TDW_PROD_US), 443, "127.0.0.1", backend.port());
 ///
 /// Any thread. Each connection has its own thread and stays open until the client closes it. The destructor
 /// closes everything, including delayed answers, and joins all threads.

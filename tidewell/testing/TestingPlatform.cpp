@@ -24,6 +24,7 @@ struct Machine {
   TestBundles bundles;
   VirtualClock clock;
   std::atomic<bool> hasModernLinkOpening{true};
+  platform::Policy policy;
 
   std::shared_ptr<MemoryUserDefaults> suite(std::string_view name) {
     const base::MutexLock lock(suitesMutex);
@@ -90,6 +91,8 @@ platform::Queue& TestingPlatform::mainQueue() { return testMainQueue(); }
 platform::Queue& TestingPlatform::globalQueue() { return testGlobalQueue(); }
 platform::LinkOpener& TestingPlatform::linkOpener() { return testLinkOpener(); }
 platform::Presenter& TestingPlatform::presenter() { return testPresenter(); }
+const platform::Policy& TestingPlatform::policy() const { return state_->machine->policy; }
+void TestingPlatform::setPolicy(const platform::Policy& policy) { state_->machine->policy = policy; }
 platform::UrlSession& TestingPlatform::sharedUrlSession() { return *state_->sharedSession; }
 
 std::shared_ptr<platform::UserDefaults> TestingPlatform::userDefaultsWithSuiteName(std::string_view name) {

@@ -59,6 +59,7 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
   [[nodiscard]] bool hasModernLinkOpening() const override;
   [[nodiscard]] platform::LinkOpener& linkOpener() override;
   [[nodiscard]] platform::Presenter& presenter() override;
+  [[nodiscard]] const platform::Policy& policy() const override;
 
   // The same parts with their interfaces for tests.
   [[nodiscard]] MemoryUserDefaults& testDefaults();
@@ -79,6 +80,9 @@ class TIDEWELL_EXPORT TestingPlatform final : public platform::Platform {
   [[nodiscard]] ScriptedLinkOpener& testLinkOpener();
   [[nodiscard]] ScriptedPresenter& testPresenter();
   void setModernLinkOpening(bool modern);
+  /// Survives `restart`. To be called while no other thread uses the platform. A log level takes effect with
+  /// the next `restart`.
+  void setPolicy(const platform::Policy& policy);
 
   /// Runs all three queues until they are empty, and returns the number of functions run. Does not return if
   /// functions keep adding functions.

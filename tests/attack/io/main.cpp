@@ -151,11 +151,11 @@ bool hasLogged(std::string_view words) {
 
 void install() {
   posix::Options options = optionsFor(root);
-  options.mainLoop = posix::MainLoop::host;  // the main queue never runs, so a start sends no request
-  options.consoleSink = [](std::string_view line) {
+  options.setMainLoop(posix::MainLoop::host);  // the main queue never runs, so a start sends no request
+  options.setConsoleSink([](std::string_view line) {
     const std::lock_guard lock(logging);
     logged.append(line) += '\n';
-  };
+  });
   posix::install(options);
   TidewellCore::sharedInstance().debug(TWLogLevelDebug);
 }

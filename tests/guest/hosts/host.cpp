@@ -16,6 +16,8 @@
 #include <clocale>
 #include <cstdarg>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <map>
 #include <random>
@@ -29,6 +31,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using namespace tidewell;
 using guest::config;
 using guest::core;
@@ -346,6 +349,17 @@ const std::map<std::string, void (*)(const std::string&)> kCommands{
      [](auto& key) {
        const auto group = defaults().stringForKey("Tdw_App_Group_ID");
        answer = shown(machine->userDefaultsWithSuiteName(group.value_or("missing"))->objectForKey(key));
+     }},
+
+    {"consent", [](auto&) { core().giveConsent(); }},
+    {"revoke", [](auto&) { core().revokeConsent(); }},
+    {"threads",
+     [](auto&) { answer = std::to_string(std::distance(fs::directory_iterator("/proc/self/task"), {})); }},
+    {"loaded",
+     [](auto& name) {
+       std::ifstream maps("/proc/self/maps");
+       const std::string all(std::istreambuf_iterator<char>(maps), {});
+       answer = all.find(name) != std::string::npos ? "yes" : "no";
      }},
 
     {"opens", [](auto&) { answer = std::to_string(opens.exchange(0)); }},

@@ -22,9 +22,9 @@ bool shows(GtkWidget* widget, std::string_view text) {
 
 int main() {
   tidewell::desktop::Options options;
-  options.posix.bundleIdentifier = "org.example.host";
-  options.posix.version = "1.0";
-  options.posix.proxy = "127.0.0.1:1";  // a closed port
+  options.posix().setBundleIdentifier("org.example.host");
+  options.posix().setVersion("1.0");
+  options.posix().setProxy("127.0.0.1:1");  // a closed port
   auto* const platform = tidewell::desktop::install(options);
   if (platform == nullptr) return 1;
   platform->presenter().showBrowser(*tidewell::base::Url::URLWithString("https://shop.example/"), {}, {});

@@ -14,10 +14,10 @@ int main(int, char** arguments) {
   using namespace tidewell::posix;
   const Environment read = Environment::read();
   Options options;
-  options.systemRoot = arguments[1];
-  if (arguments[2][0] != '-') options.caFile = arguments[2];
-  options.proxy = arguments[3];
-  const TransportSettings used = transportSettings(options, read);
+  options.setSystemRoot(arguments[1]);
+  if (arguments[2][0] != '-') options.setCaFile(arguments[2]);
+  options.setProxy(arguments[3]);
+  const TransportSettings used = transportSettings(options.state(), read);
   std::printf("%s\n", hasRaisedRights() ? "raised" : "ordinary");
   const auto print = [](const std::string& text) { std::printf("%s ", text.empty() ? "-" : text.c_str()); };
   for (const std::string& each :

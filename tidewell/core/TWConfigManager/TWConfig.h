@@ -17,7 +17,7 @@ class KeyedEncoder;
 namespace tidewell {
 
 /// The values of one configuration, without behaviour. Fields of type `Value` hold whatever was written to
-/// them; nil if nothing was.
+/// them; nil if nothing was. Hosts get it behind a pointer, so a later version may append fields.
 struct TIDEWELL_EXPORT TWConfigFields {
   base::Value accountStatus;
   base::Value inAppServiceStatus;

@@ -44,7 +44,8 @@ enum class ServiceHost : std::uint8_t {
   ofLogs,    ///< the log service's, in every region
 };
 
-/// The fixed properties of one service: a row of `kServiceCatalogue`.
+/// The fixed properties of one service: a row of `kServiceCatalogue`. Compiled into its users, which never
+/// pass one to the library.
 struct ServiceEntry {
   TWService service;
   std::string_view path;  ///< further components are appended unchanged

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 
+#include <array>
+
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
@@ -22,6 +24,23 @@ platform::UrlSessionConfiguration sessionConfiguration() {
   configuration.headersBoundToHost = {std::string(kAPIHeadersAppID)};
   configuration.httpsOnly = true;
   return configuration;
+}
+
+/// In the order of `platform::ServiceHost`.
+constexpr std::array<std::string_view, platform::kServiceHostCount> kBuiltInHosts{
+    HOST_TDW_PROD_US, HOST_TDW_PROD_SERV3, HOST_TDW_PROD_EU, HOST_LOGENTRIES};
+
+platform::ServiceHost builtInHost(TWService service) {
+  const ServiceEntry* const entry = serviceEntry(service);
+  if (entry != nullptr && entry->host == ServiceHost::ofLogs) return platform::ServiceHost::logs;
+  switch (TWConfigManager::sharedInstance().getDataRedirectionRegion()) {
+    case TWDataRegionEurope:
+      return platform::ServiceHost::eu;
+    case TWDataRegionServ3:
+      return platform::ServiceHost::serv3;
+    default:
+      return platform::ServiceHost::us;
+  }
 }
 
 }  // namespace
@@ -78,24 +97,17 @@ void TWNetworkConfiguration::updateDefaultPort(std::int64_t port) {
 }
 
 std::string TWNetworkConfiguration::hostForService(TWService service) const {
-  const ServiceEntry* const entry = serviceEntry(service);
-  if (entry != nullptr && entry->host == ServiceHost::ofLogs) return std::string(HOST_LOGENTRIES);
-  switch (TWConfigManager::sharedInstance().getDataRedirectionRegion()) {
-    case TWDataRegionEurope:
-      return std::string(HOST_TDW_PROD_EU);
-    case TWDataRegionServ3:
-      return std::string(HOST_TDW_PROD_SERV3);
-    default:
-      return std::string(HOST_TDW_PROD_US);
-  }
+  const platform::ServiceHost which = builtInHost(service);
+  const std::string& chosen = platform::Platform::current().policy().serviceHost(which);
+  return chosen.empty() ? std::string(kBuiltInHosts[static_cast<std::size_t>(which)]) : chosen;
 }
 
 std::string TWNetworkConfiguration::schemeForService(TWService) const {
   return std::string(REQ_SCHEME_TDW_PROD);
 }
 
-std::optional<std::int64_t> TWNetworkConfiguration::portForService(TWService) const {
-  return REQ_PORT_TDW_PROD;
+std::optional<std::int64_t> TWNetworkConfiguration::portForService(TWService service) const {
+  return platform::Platform::current().policy().servicePort(builtInHost(service)).value_or(REQ_PORT_TDW_PROD);
 }
 
 void TWNetworkConfiguration::setTWURLSession() {

@@ -36,7 +36,8 @@ class TIDEWELL_EXPORT TWNetworkConfiguration final {
   void updateDefaultScheme(std::optional<std::string_view> scheme);
   void updateDefaultPort(std::int64_t port);
 
-  /// The API host of the current region; the log service has its own host in every region.
+  /// The API host of the current region; the log service has its own host in every region. A host that was
+  /// chosen at installation replaces the built-in one, with its port.
   [[nodiscard]] std::string hostForService(TWService service) const;
   [[nodiscard]] std::string schemeForService(TWService service) const;
   [[nodiscard]] std::optional<std::int64_t> portForService(TWService service) const;

@@ -43,18 +43,61 @@ std::vector<base::UrlQueryItem> queryItems(const base::Dictionary& parameters) {
 
 }  // namespace
 
+struct TWNetworkRequest::State {
+  TWService service = TWServiceGetConfig;
+  std::optional<base::Url> url;
+  std::optional<std::string> method;
+  std::optional<base::Dictionary> headers;
+  std::optional<base::Dictionary> params;
+  std::optional<base::Dictionary> body;
+};
+
 TWNetworkRequest::TWNetworkRequest(TWService service, std::optional<base::Dictionary> params,
                                    std::optional<base::Dictionary> additionalHeaders,
                                    std::optional<base::Dictionary> requestBody,
                                    std::optional<std::string> additionalPathComponent)
-    : service_(service),
-      requestHeaders_(std::move(additionalHeaders)),
-      requestParams_(std::move(params)),
-      requestBody_(std::move(requestBody)) {
+    : state_(std::make_unique<State>()) {
+  state_->service = service;
+  state_->headers = std::move(additionalHeaders);
+  state_->params = std::move(params);
+  state_->body = std::move(requestBody);
   // After the parameters, from which the URL's query is built.
-  requestURL_ =
+  state_->url =
       createURLWithPathComponent(TWNetworkUtils::getAPIPathForService(service, additionalPathComponent));
-  requestMethod_ = TWNetworkUtils::getRequestMethodForService(service);
+  state_->method = TWNetworkUtils::getRequestMethodForService(service);
+}
+
+TWNetworkRequest::~TWNetworkRequest() = default;
+TWNetworkRequest::TWNetworkRequest(const TWNetworkRequest& other)
+    : state_(std::make_unique<State>(*other.state_)) {}
+TWNetworkRequest& TWNetworkRequest::operator=(const TWNetworkRequest& other) {
+  if (this != &other) *state_ = *other.state_;
+  return *this;
+}
+
+TWService TWNetworkRequest::service() const noexcept { return state_->service; }
+const std::optional<base::Url>& TWNetworkRequest::requestURL() const noexcept { return state_->url; }
+const std::optional<std::string>& TWNetworkRequest::requestMethod() const noexcept { return state_->method; }
+const std::optional<base::Dictionary>& TWNetworkRequest::requestHeaders() const noexcept {
+  return state_->headers;
+}
+const std::optional<base::Dictionary>& TWNetworkRequest::requestParams() const noexcept {
+  return state_->params;
+}
+const std::optional<base::Dictionary>& TWNetworkRequest::requestBody() const noexcept { return state_->body; }
+void TWNetworkRequest::setService(TWService service) { state_->service = service; }
+void TWNetworkRequest::setRequestURL(std::optional<base::Url> url) { state_->url = std::move(url); }
+void TWNetworkRequest::setRequestMethod(std::optional<std::string> method) {
+  state_->method = std::move(method);
+}
+void TWNetworkRequest::setRequestHeaders(std::optional<base::Dictionary> headers) {
+  state_->headers = std::move(headers);
+}
+void TWNetworkRequest::setRequestParams(std::optional<base::Dictionary> params) {
+  state_->params = std::move(params);
+}
+void TWNetworkRequest::setRequestBody(std::optional<base::Dictionary> body) {
+  state_->body = std::move(body);
 }
 
 std::optional<base::Url> TWNetworkRequest::createURLWithPathComponent(std::optional<std::string> path) const {
@@ -63,15 +106,15 @@ std::optional<base::Url> TWNetworkRequest::createURLWithPathComponent(std::optio
   return guarded(kWhere, std::optional<base::Url>(), [&] {
     const TWNetworkConfiguration& configuration = TWNetworkConfiguration::defaultConfiguration();
     base::UrlComponents components;
-    components.setScheme(configuration.schemeForService(service_));
-    components.setHost(configuration.hostForService(service_));
+    components.setScheme(configuration.schemeForService(state_->service));
+    components.setHost(configuration.hostForService(state_->service));
     components.setPath(std::move(path));
-    if (const auto port = configuration.portForService(service_)) components.setPort(port);
+    if (const auto port = configuration.portForService(state_->service)) components.setPort(port);
 
-    if (service_ == TWServiceSendReports) saveReportsRequestInfoWithComponents(components);
+    if (state_->service == TWServiceSendReports) saveReportsRequestInfoWithComponents(components);
 
-    if (requestParams_) {
-      std::vector<base::UrlQueryItem> items = queryItems(*requestParams_);
+    if (state_->params) {
+      std::vector<base::UrlQueryItem> items = queryItems(*state_->params);
       if (!items.empty()) components.setQueryItems(std::move(items));
     }
     return components.URL();
@@ -93,17 +136,17 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
                                          "Exception in Request Generator %@"};
   using Result = std::optional<platform::UrlRequest>;
   return guarded(kWhere, Result(), [&]() -> Result {
-    platform::UrlRequest request(requestURL_);
-    request.setHTTPMethod(requiredText(requestMethod_));
+    platform::UrlRequest request(state_->url);
+    request.setHTTPMethod(requiredText(state_->method));
 
     const std::optional<std::string> appId = TWCoreUtils::getTidewellAppId();
     const auto headers = [&] {
-      base::Dictionary all = requestHeaders_.value_or(base::Dictionary());
+      base::Dictionary all = state_->headers.value_or(base::Dictionary());
       if (appId) all.setObject(*appId, kAPIHeadersAppID);
       return all;
     };
-    if (requestHeaders_) {
-      for (const auto& [name, value] : *requestHeaders_) {
+    if (state_->headers) {
+      for (const auto& [name, value] : *state_->headers) {
         if (!value.isNull()) request.setValue(requiredText(value), name);
       }
     }
@@ -117,11 +160,11 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
     logLine([&] { return base::stringWithFormat("Request Method : %@", {request.HTTPMethod()}); });
     logLine([&] { return base::stringWithFormat("Request headers : %@", {headers()}); });
 
-    if (requestMethod_ == kPOST) {
+    if (state_->method == kPOST) {
       request.setValue("application/json", "content-type");
-      if (requestBody_) {
-        logLine([&] { return base::stringWithFormat("Request Body : %@", {*requestBody_}); });
-        request.setHTTPBody(base::dataWithJSONObject(*requestBody_));
+      if (state_->body) {
+        logLine([&] { return base::stringWithFormat("Request Body : %@", {*state_->body}); });
+        request.setHTTPBody(base::dataWithJSONObject(*state_->body));
       }
     }
     return request;
@@ -131,10 +174,10 @@ std::optional<platform::UrlRequest> TWNetworkRequest::getRequestInstance() const
 void TWNetworkRequest::executeRequestWithCompletionBlock(TWRequestCompletion completion) const {
   std::optional<platform::UrlRequest> request = getRequestInstance();
   const TWNetworkClient client;
-  const ServiceEntry* const entry = serviceEntry(service_);
+  const ServiceEntry* const entry = serviceEntry(state_->service);
   if (entry != nullptr && entry->successStatus == kServiceStatusNoContent) {
     client.sendLogRequest(std::move(request), std::move(completion));
-  } else if (service_ == TWServiceGetConfig) {
+  } else if (state_->service == TWServiceGetConfig) {
     client.fetchRequest(std::move(request), kMaximumConfigurationBytes, std::move(completion));
   } else {
     client.fetchRequest(std::move(request), std::move(completion));

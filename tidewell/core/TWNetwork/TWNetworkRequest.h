@@ -29,23 +29,23 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
                    std::optional<base::Dictionary> requestBody,
                    std::optional<std::string> additionalPathComponent);
 
-  [[nodiscard]] TWService service() const noexcept { return service_; }
+  ~TWNetworkRequest();
+  TWNetworkRequest(const TWNetworkRequest& other);
+  TWNetworkRequest& operator=(const TWNetworkRequest& other);
+
+  [[nodiscard]] TWService service() const noexcept;
   /// No value if the URL could not be built.
-  [[nodiscard]] const std::optional<base::Url>& requestURL() const noexcept { return requestURL_; }
-  [[nodiscard]] const std::optional<std::string>& requestMethod() const noexcept { return requestMethod_; }
-  [[nodiscard]] const std::optional<base::Dictionary>& requestHeaders() const noexcept {
-    return requestHeaders_;
-  }
-  [[nodiscard]] const std::optional<base::Dictionary>& requestParams() const noexcept {
-    return requestParams_;
-  }
-  [[nodiscard]] const std::optional<base::Dictionary>& requestBody() const noexcept { return requestBody_; }
-  void setService(TWService service) { service_ = service; }
-  void setRequestURL(std::optional<base::Url> url) { requestURL_ = std::move(url); }
-  void setRequestMethod(std::optional<std::string> method) { requestMethod_ = std::move(method); }
-  void setRequestHeaders(std::optional<base::Dictionary> headers) { requestHeaders_ = std::move(headers); }
-  void setRequestParams(std::optional<base::Dictionary> params) { requestParams_ = std::move(params); }
-  void setRequestBody(std::optional<base::Dictionary> body) { requestBody_ = std::move(body); }
+  [[nodiscard]] const std::optional<base::Url>& requestURL() const noexcept;
+  [[nodiscard]] const std::optional<std::string>& requestMethod() const noexcept;
+  [[nodiscard]] const std::optional<base::Dictionary>& requestHeaders() const noexcept;
+  [[nodiscard]] const std::optional<base::Dictionary>& requestParams() const noexcept;
+  [[nodiscard]] const std::optional<base::Dictionary>& requestBody() const noexcept;
+  void setService(TWService service);
+  void setRequestURL(std::optional<base::Url> url);
+  void setRequestMethod(std::optional<std::string> method);
+  void setRequestHeaders(std::optional<base::Dictionary> headers);
+  void setRequestParams(std::optional<base::Dictionary> params);
+  void setRequestBody(std::optional<base::Dictionary> body);
 
   [[nodiscard]] std::optional<base::Url> createURLWithPathComponent(std::optional<std::string> path) const;
   void saveReportsRequestInfoWithComponents(const base::UrlComponents& components) const;
@@ -58,12 +58,8 @@ class TIDEWELL_EXPORT TWNetworkRequest final {
   void executeRequestWithCompletionBlock(TWRequestCompletion completion) const;
 
  private:
-  TWService service_;
-  std::optional<base::Url> requestURL_;
-  std::optional<std::string> requestMethod_;
-  std::optional<base::Dictionary> requestHeaders_;
-  std::optional<base::Dictionary> requestParams_;
-  std::optional<base::Dictionary> requestBody_;
+  struct State;  // not part of the class, so that it can grow without a host being compiled again
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace tidewell

@@ -16,7 +16,7 @@ class UIViewController;
 
 namespace tidewell {
 
-/// A colour; components range from 0 to 1.
+/// A colour; components range from 0 to 1. Complete: it gets no further fields.
 struct TWColor {
   double red = 0;
   double green = 0;

@@ -26,7 +26,9 @@ namespace tidewell {
 /// The interceptors of the application's delegate: maps interceptor IDs to containers that hold the
 /// interceptors weakly.
 ///
-/// Any thread; calls no foreign code with its lock held. Changes do not affect iteration over a snapshot.
+/// Hosts use the one of `TWAppDelegateSwizzler::interceptors`, by reference, so that it may grow; its structs
+/// are complete. Any thread; calls no foreign code with its lock held. Changes do not affect iteration over a
+/// snapshot.
 class TIDEWELL_EXPORT InterceptorRegistry final {
  public:
   using Container = std::shared_ptr<TWZeroingWeakContainer>;

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/platform/FileManager.h"
 #include "tidewell/posix/internal/RaisedRights.h"
 
@@ -29,6 +30,42 @@ std::string variable(std::initializer_list<const char*> names) {
   }
   return {};
 }
+
+constexpr std::size_t kLongestQuotedValue = 100;
+
+std::string ignored(std::string_view name, std::string_view value, std::string_view wanted) {
+  std::string text(name);
+  text.append(": \"").append(value.substr(0, kLongestQuotedValue)).append("\" is ignored; it is not ");
+  return text.append(wanted);
+}
+
+/// A word of a variable and its meaning.
+template <class Meaning>
+struct Word {
+  std::string_view word;
+  Meaning meaning;
+};
+constexpr Word<bool> kFlags[] = {{"1", true},  {"true", true},   {"yes", true},
+                                 {"0", false}, {"false", false}, {"no", false}};
+/// The numbers of `TWLogLevel`, which belongs to a layer above.
+constexpr Word<std::int64_t> kLogLevels[] = {{"off", 0}, {"debug", 1}, {"errors", 2}};
+
+/// The meaning of a variable in any case; no value, with a complaint, if it has none.
+template <class Meaning, std::size_t size>
+std::optional<Meaning> meaning(const char* name, const Word<Meaning> (&words)[size], std::string_view wanted,
+                               std::vector<std::string>& complaints) {
+  const std::string value = variable({name});
+  if (value.empty()) return std::nullopt;
+  for (const auto& each : words) {
+    if (base::detail::equalsIgnoringCase(value, each.word)) return each.meaning;
+  }
+  complaints.push_back(ignored(name, value, wanted));
+  return std::nullopt;
+}
+
+/// By `ServiceHost`.
+constexpr const char* kHostVariables[platform::kServiceHostCount] = {
+    "TIDEWELL_HOST_US", "TIDEWELL_HOST_SERV3", "TIDEWELL_HOST_EU", "TIDEWELL_HOST_LOGS"};
 
 std::string homeOfUserRecord() {
   constexpr std::size_t kMaximumRecordBytes = 1u << 20;
@@ -130,10 +167,40 @@ Environment Environment::read() {
   result.httpProxy = variable({"http_proxy", "all_proxy", "ALL_PROXY"});
   result.httpsProxy = variable({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
   result.noProxy = variable({"no_proxy", "NO_PROXY"});
+  constexpr std::string_view kFlagWords = "1, true, yes, 0, false or no";
+  result.isDisabled = meaning("TIDEWELL_DISABLED", kFlags, kFlagWords, result.complaints);
+  result.isOffline = meaning("TIDEWELL_OFFLINE", kFlags, kFlagWords, result.complaints);
+  result.logLevel = meaning("TIDEWELL_LOG", kLogLevels, "debug, errors or off", result.complaints);
+  for (std::size_t which = 0; which < result.serviceHosts.size(); ++which) {
+    result.serviceHosts[which] = variable({kHostVariables[which]});
+  }
   return result;
 }
 
-TransportSettings transportSettings(const Options& options, const Environment& environment) {
+bool isDisabled(const Options::State& options, const Environment& environment) {
+  return options.isDisabled.value_or(environment.isDisabled.value_or(false));
+}
+
+platform::Policy policyOf(const Options::State& options, const Environment& environment,
+                          std::vector<std::string>& complaints) {
+  platform::Policy policy;
+  policy.setOffline(options.isOffline.value_or(environment.isOffline.value_or(false)))
+      .setRequiresConsent(options.isConsentRequired)
+      .setLogLevel(environment.logLevel);
+  for (std::size_t which = 0; which < options.serviceHosts.size(); ++which) {
+    const ServiceHost host{static_cast<std::uint8_t>(which)};
+    static_cast<void>(
+        policy.setServiceHost(host, options.serviceHosts[which]));  // checked by `complaintAbout`
+    const std::string& variable = environment.serviceHosts[which];
+    if (!options.usesHostsFromEnvironment || variable.empty()) continue;
+    if (!policy.setServiceHost(host, variable)) {
+      complaints.push_back(ignored(kHostVariables[which], variable, kWantedHost));
+    }
+  }
+  return policy;
+}
+
+TransportSettings transportSettings(const Options::State& options, const Environment& environment) {
   TransportSettings settings;
   const Certificates servers = chooseCertificates(options.caFile, environment, options.systemRoot);
   settings.caFile = servers.file;

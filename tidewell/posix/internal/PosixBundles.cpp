@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tidewell/posix/internal/AtomicFile.h"
+#include "tidewell/posix/internal/OptionsState.h"
 #include "tidewell/posix/internal/PropertyListFile.h"
 
 namespace tidewell::posix {
@@ -30,7 +31,7 @@ std::string absolutePath(const std::string& path) {
 
 }  // namespace
 
-PosixBundles::PosixBundles(const Options& options)
+PosixBundles::PosixBundles(const Options::State& options)
     : sdk_{{platform::kBundleIdentifierKey, platform::kSdkBundleIdentifier},
            {platform::kBundleShortVersionKey, TIDEWELL_VERSION_STRING}} {
   const bool isNamed = !options.infoPlistPath.empty();

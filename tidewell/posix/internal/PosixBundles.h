@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "tidewell/platform/Bundle.h"
-#include "tidewell/posix/PosixPlatform.h"
+#include "tidewell/posix/Options.h"
 
 namespace tidewell::posix {
 
@@ -13,7 +13,7 @@ namespace tidewell::posix {
 /// immutable afterwards.
 class PosixBundles final : public platform::Bundles {
  public:
-  explicit PosixBundles(const Options& options);
+  explicit PosixBundles(const Options::State& options);
 
   [[nodiscard]] base::Dictionary mainInfoDictionary() override;
   [[nodiscard]] std::optional<base::Dictionary> infoDictionaryForIdentifier(

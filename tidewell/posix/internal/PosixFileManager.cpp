@@ -18,8 +18,10 @@
 
 namespace tidewell::posix {
 
-PosixFileManager::PosixFileManager(Container container, ReportLater reportLater)
-    : container_(std::move(container)), reportLater_(std::move(reportLater)) {}
+PosixFileManager::PosixFileManager(Container container, ReportLater reportLater, ReportLater announceLater)
+    : container_(std::move(container)),
+      reportLater_(std::move(reportLater)),
+      announceLater_(std::move(announceLater)) {}
 
 std::error_code PosixFileManager::check(const std::string& path) const {
   const auto failure = checkPath(path);
@@ -38,10 +40,20 @@ std::error_code PosixFileManager::withReason(std::error_code error, const std::s
 std::optional<std::string> PosixFileManager::pathForDirectory(platform::SearchPathDirectory directory) {
   std::string path =
       directory == platform::SearchPathDirectory::library ? container_.library() : container_.documents();
-  if (path.empty()) return std::nullopt;
+  if (path.empty()) {
+    announceMissing("there is no home folder");
+    return std::nullopt;
+  }
   // If this fails, operations on the folder fail as well and return the reason.
-  static_cast<void>(container_.makeFolder(path));
+  if (const auto failure = container_.makeFolder(path)) {
+    announceMissing("the folder " + path + " cannot be used: " + failure.message());
+  }
   return path;
+}
+
+void PosixFileManager::announceMissing(const std::string& reason) {
+  if (!announceLater_ || isAnnounced_.exchange(true)) return;
+  announceLater_("everything is kept in memory and lost at the end: " + reason);
 }
 
 platform::FileExistence PosixFileManager::fileExistsAtPath(std::string_view path) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <string>
@@ -18,7 +19,9 @@ class PosixFileManager final : public platform::FileManager {
  public:
   /// Receives a message to report once the caller has released its locks.
   using ReportLater = std::function<void(std::string sentence)>;
-  explicit PosixFileManager(Container container, ReportLater reportLater = nullptr);
+  /// `announceLater` receives the reason, once, if the application's folder cannot be made.
+  explicit PosixFileManager(Container container, ReportLater reportLater = nullptr,
+                            ReportLater announceLater = nullptr);
 
   /// The folder of the application's container, created if missing.
   [[nodiscard]] std::optional<std::string> pathForDirectory(platform::SearchPathDirectory directory) override;
@@ -37,8 +40,12 @@ class PosixFileManager final : public platform::FileManager {
   /// The reason why a path has no folder, if known; otherwise `error`.
   [[nodiscard]] std::error_code withReason(std::error_code error, const std::string& path) const;
 
+  void announceMissing(const std::string& reason);
+
   const Container container_;
   const ReportLater reportLater_;
+  const ReportLater announceLater_;
+  std::atomic<bool> isAnnounced_ = false;
 };
 
 }  // namespace tidewell::posix

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -54,14 +56,16 @@ void report(std::string_view what, std::string_view why) noexcept {
 /// completions.
 class Transfers final : public TransferClient, public std::enable_shared_from_this<Transfers> {
  public:
-  explicit Transfers(TransportSettings settings) : settings_(std::move(settings)) {}
+  Transfers(TransportSettings settings, AskAccess access)
+      : settings_(std::move(settings)), access_(std::move(access)) {}
 
   /// `task` has one element.
   void handOver(TransferTasks task) noexcept {
     const base::CancellationShield shield;
     if (!forkGuard_.claim()) {
       refuse(task.front(), "the process was forked, and its transfers stayed with its parent");
-    } else if (!tryHandOver(task)) {
+    } else if (const bool mayStart = isAllowed(task.front());
+               mayStart ? !tryHandOver(task) : !tryFinish(task)) {
       refuse(task.front(), "the system has no thread for it");
     }
   }
@@ -93,6 +97,30 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
     } else {
       changed_.notify_one();  // without the lock, so that the thread need not wait for it
     }
+    return true;
+  }
+
+  /// Returns false, with the error in the task, if the task must not use the network.
+  bool isAllowed(TransferTask& task) noexcept {
+    try {
+      const platform::NetworkAccess access = access_();
+      if (access == platform::NetworkAccess::allowed) return true;
+      task.result = {std::nullopt, std::nullopt, platform::refusalError(access)};
+    } catch (const std::exception&) {
+      // The task keeps its initial failure.
+    }
+    return false;
+  }
+
+  /// Hands over a task that has its result. Returns false and leaves it alone if there is no thread.
+  bool tryFinish(TransferTasks& task) noexcept {
+    {
+      const base::MutexLock lock(mutex_);
+      if (!isCompleting_ && !provideThread()) return false;
+      finished_.splice(finished_.end(), task);
+      if (isCompleting_) return true;  // that thread takes it next
+    }
+    changed_.notify_one();
     return true;
   }
 
@@ -159,11 +187,15 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
 
   TransferTasks driveEngine() noexcept {
     if (engine_ == nullptr) {
+      announceMissingCertificates();
       TransferTasks tasks = takeTasks();  // those that come during a failing load cause another one
       std::string problem;
       TransferEngine* const engine = loadTransferEngine(*this, settings_, problem);
       if (engine == nullptr) {
-        platform::report(problem);
+        const bool isLasting = problem != kOutOfMemory;
+        if (!isLasting || !platform::announce(platform::Trouble::noNetworkModule, problem)) {
+          platform::report(problem);
+        }
         for (TransferTask& task : tasks) fail(task, problem);
         return tasks;
       }
@@ -172,6 +204,20 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
       tasks_.splice(tasks_.begin(), tasks);
     }
     return engine_->run();
+  }
+
+  void announceMissingCertificates() const noexcept {
+    const auto exists = [](const std::string& path) {
+      return !path.empty() && access(path.c_str(), R_OK) == 0;
+    };
+    if (exists(settings_.caFile) || exists(settings_.caDirectory)) return;
+    try {
+      const std::string& named = settings_.caFile.empty() ? settings_.caDirectory : settings_.caFile;
+      platform::announce(platform::Trouble::noCertificates,
+                         "every request fails: no trusted certificates were found" +
+                             (named.empty() ? " in the usual places" : ": " + named + " cannot be read"));
+    } catch (const std::exception&) {
+    }
   }
 
   void complete() TIDEWELL_REQUIRES(mutex_) {
@@ -189,6 +235,7 @@ class Transfers final : public TransferClient, public std::enable_shared_from_th
   }
 
   const TransportSettings settings_;
+  const AskAccess access_;
   ForkGuard forkGuard_;
   std::atomic<bool> refusalReported_ = false;
 
@@ -231,8 +278,8 @@ class PosixUrlSession final : public platform::UrlSession {
 
 class PosixTransport final : public Transport {
  public:
-  explicit PosixTransport(TransportSettings settings)
-      : transfers_(std::make_shared<Transfers>(std::move(settings))) {}
+  PosixTransport(TransportSettings settings, AskAccess access)
+      : transfers_(std::make_shared<Transfers>(std::move(settings), std::move(access))) {}
 
   [[nodiscard]] std::shared_ptr<platform::UrlSession> makeSession(
       platform::UrlSessionConfiguration configuration) override {
@@ -247,8 +294,8 @@ class PosixTransport final : public Transport {
 
 Transport::~Transport() = default;
 
-std::unique_ptr<Transport> makeTransport(TransportSettings settings) {
-  return std::make_unique<PosixTransport>(std::move(settings));
+std::unique_ptr<Transport> makeTransport(TransportSettings settings, AskAccess access) {
+  return std::make_unique<PosixTransport>(std::move(settings), std::move(access));
 }
 
 }  // namespace tidewell::posix

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tidewell/platform/UrlSession.h"
-#include "tidewell/posix/PosixPlatform.h"
+#include "tidewell/posix/internal/OptionsState.h"
 
 // The only access to the URL session, so that libcurl is not loaded before the first request.
 namespace tidewell::posix {
@@ -32,7 +32,11 @@ class Transport {
       platform::UrlSessionConfiguration configuration) = 0;
 };
 
-/// Uses no network, no libcurl and no thread before the first task.
-[[nodiscard]] std::unique_ptr<Transport> makeTransport(TransportSettings settings);
+/// Whether a task may use the network now. Any thread.
+using AskAccess = std::function<platform::NetworkAccess()>;
+
+/// Uses no network, no libcurl and no thread before the first task. Tasks for which `access` does not answer
+/// `allowed` fail without use of the network or libcurl.
+[[nodiscard]] std::unique_ptr<Transport> makeTransport(TransportSettings settings, AskAccess access);
 
 }  // namespace tidewell::posix

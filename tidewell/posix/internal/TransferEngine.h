@@ -5,6 +5,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "tidewell/platform/UrlSession.h"
 #include "tidewell/posix/internal/PosixTransport.h"
@@ -51,6 +52,9 @@ class TransferEngine {
  protected:
   ~TransferEngine() = default;
 };
+
+/// The problem of `loadTransferEngine` that may pass. Fits the small-string buffer.
+inline constexpr std::string_view kOutOfMemory = "out of memory";
 
 /// Creates the engine. Called on one of this library's threads, which is the first to use libcurl. Null, with
 /// the reason in `problem`, if it is unavailable; a later call may succeed. `client` and `settings` must live

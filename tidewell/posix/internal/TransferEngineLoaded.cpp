@@ -31,7 +31,7 @@ TransferEngine* loadTransferEngine(TransferClient& client, const TransportSettin
   try {
     return load(client, settings, problem);
   } catch (const std::bad_alloc&) {
-    problem = "out of memory";  // fits the small-string buffer
+    problem = kOutOfMemory;
     return nullptr;
   }
 }

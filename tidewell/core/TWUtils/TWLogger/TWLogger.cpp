@@ -66,6 +66,8 @@ void writeReport(std::string_view text) {
   TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityWarning, {base::Value(text)});
 }
 
+void applyPolicy(const platform::Platform& installed);
+
 constinit std::atomic<const Templates*> currentTemplates{nullptr};
 constinit std::atomic<const LogShipper*> currentShipper{nullptr};
 
@@ -78,6 +80,7 @@ struct State {
     const base::MutexLock lock(writers);
     publish(std::make_shared<const Templates>());
     platform::setReporter(&writeReport);
+    platform::setInstallationHandler(&applyPolicy);
   }
 
   void publish(std::shared_ptr<const Templates> next) TIDEWELL_REQUIRES(writers) {
@@ -171,6 +174,8 @@ struct LoggerSwitches {
   std::atomic<std::int32_t> minimumSeverity{0};
   std::atomic<bool> inDebug{false};
   std::atomic<bool> inVerboseMessage{true};
+  /// The level of the platform's policy; below zero for none. Writers only.
+  std::int64_t levelOfPolicy = -1;
 
   [[nodiscard]] bool filtering() const { return minimumSeverity != 0 && inVerboseMessage; }
 
@@ -178,7 +183,27 @@ struct LoggerSwitches {
   void set(Change change) {
     const base::MutexLock lock(loggerState().writers);
     change(*this);
+    apply(levelOfPolicy);
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
+  }
+
+  void apply(std::int64_t level) {
+    switch (level) {
+      case TWLogLevelOff:
+        inDebug = false;
+        inVerboseMessage = false;
+        break;
+      case TWLogLevelDebug:
+        inDebug = true;
+        break;
+      case TWLogLevelExceptionsAndErrors:
+        inDebug = false;
+        inVerboseMessage = true;
+        minimumSeverity = TWLogSeverityException;
+        break;
+      default:
+        break;
+    }
   }
 
  private:
@@ -190,7 +215,12 @@ struct LoggerSwitches {
 
 namespace {
 constinit LoggerSwitches switches;
+
+void applyPolicy(const platform::Platform& installed) {
+  switches.set([&](LoggerSwitches& all) { all.levelOfPolicy = installed.policy().logLevel().value_or(-1); });
 }
+
+}  // namespace
 
 constinit std::atomic<std::uint64_t> TWLogger::threshold_{kNothingIsWritten};
 
@@ -253,24 +283,7 @@ bool TWLogger::loggingEnabled() {
 
 void TWLogger::debug(std::int64_t level) {
   try {
-    switches.set([&](LoggerSwitches& all) {
-      switch (level) {
-        case TWLogLevelOff:
-          all.inDebug = false;
-          all.inVerboseMessage = false;
-          break;
-        case TWLogLevelDebug:
-          all.inDebug = true;
-          break;
-        case TWLogLevelExceptionsAndErrors:
-          all.inDebug = false;
-          all.inVerboseMessage = true;
-          all.minimumSeverity = TWLogSeverityException;
-          break;
-        default:
-          break;
-      }
-    });
+    switches.set([&](LoggerSwitches& all) { all.apply(level); });
   } catch (...) {
     writeCaughtToConsoleNoThrow("Tidewell - Caught an exception in TWLogger : ");
   }

@@ -40,7 +40,8 @@ enum TWLogLevel : std::int64_t {
 ///
 /// Static functions only; any thread. No exception leaves `debug` and the functions that format, write or
 /// ship a line. Switches and templates are process-wide; a line logged while they change may use the old or
-/// the new ones. Logging is off until `debug` is called.
+/// the new ones. Logging is off until `debug` is called. A log level chosen by the platform's policy takes
+/// precedence over all switches of the host.
 class TIDEWELL_EXPORT TWLogger final {
  public:
   TWLogger() = delete;

@@ -16,6 +16,7 @@
 #include "tidewell/core/foundation/NSMutableDictionary+TWExtension.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
 #include "tidewell/core/internal/Guard.h"
+#include "tidewell/platform/Platform.h"
 
 namespace tidewell {
 namespace {
@@ -68,8 +69,12 @@ std::optional<std::string> tokenPathComponent() {
   return token.optionalString();
 }
 
-constexpr LogShipper kLogServiceShipper{
-    [] { return TWConfigManager::sharedInstance().isLogentriesEnabled(); }, &TWLogger::sendLogToLogEntries};
+constexpr LogShipper kLogServiceShipper{[] {
+                                          return TWConfigManager::sharedInstance().isLogentriesEnabled() &&
+                                                 platform::networkAccess(platform::Platform::current()) ==
+                                                     platform::NetworkAccess::allowed;
+                                        },
+                                        &TWLogger::sendLogToLogEntries};
 
 }  // namespace
 

@@ -241,7 +241,7 @@ extern "C" tidewell::posix::TransferEngine* tidewell_make_transfer_engine(
   try {
     return tidewell::posix::CurlEngine::make(client, settings, problem);
   } catch (const std::exception&) {
-    problem = "out of memory";  // fits the small-string buffer
+    problem = tidewell::posix::kOutOfMemory;
     return nullptr;
   }
 }
