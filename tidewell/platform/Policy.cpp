@@ -21,8 +21,9 @@ constexpr bool isLetterOrDigit(char each) {
 
 bool isHostLabel(std::string_view label) {
   return !label.empty() && label.size() <= kMaximumLabelLength && label.front() != '-' &&
-         label.back() != '-' &&
-         std::all_of(label.begin(), label.end(), [](char each) { return isLetterOrDigit(each) || each == '-'; });
+         label.back() != '-' && std::all_of(label.begin(), label.end(), [](char each) {
+           return isLetterOrDigit(each) || each == '-';
+         });
 }
 
 bool isHostName(std::string_view name) {

@@ -57,8 +57,8 @@ class TIDEWELL_EXPORT Policy {
   std::unique_ptr<State> state_;
 };
 
-/// Whether the SDK may use the network now. Sessions of a platform ask before each task, and pages before they
-/// are shown.
+/// Whether the SDK may use the network now. Sessions of a platform ask before each task, and pages before
+/// they are shown.
 enum class NetworkAccess : std::uint8_t { allowed, offline, needsConsent };
 [[nodiscard]] TIDEWELL_EXPORT NetworkAccess networkAccess(Platform& platform);
 /// The error of a task that was refused.

@@ -69,7 +69,8 @@ std::vector<std::string> ApplicationFiles::names() {
   std::size_t seen = 0;
   for (fs::directory_iterator each(dataHome(), error), end; !error && each != end && seen < kMostFolders;
        each.increment(error), ++seen) {
-    if (isFolder(each->path().string() + "/Library/Tidewell")) found.push_back(each->path().filename().string());
+    if (isFolder(each->path().string() + "/Library/Tidewell"))
+      found.push_back(each->path().filename().string());
   }
   std::sort(found.begin(), found.end());
   return found;
@@ -99,8 +100,9 @@ std::unique_ptr<TWConfig> ApplicationFiles::record() const {
   if (!contents) return std::make_unique<TWConfig>();
   std::unique_ptr<TWConfig> record;
   try {
-    (void)base::unarchiveRecord(*contents, kRecordClass,
-                                [&](base::KeyedDecoder& decoder) { record = std::make_unique<TWConfig>(decoder); });
+    (void)base::unarchiveRecord(*contents, kRecordClass, [&](base::KeyedDecoder& decoder) {
+      record = std::make_unique<TWConfig>(decoder);
+    });
   } catch (const base::Exception& exception) {
     throw Failure(visible(archive()) + ": " + exception.what());
   }

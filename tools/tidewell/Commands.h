@@ -31,5 +31,9 @@ struct CommandLine {
 };
 
 void addArchive(CommandLine& line);
+void addErase(CommandLine& line);
+void addFetch(CommandLine& line);
+void addInspect(CommandLine& line);  // and `explain`
+void addLint(CommandLine& line);     // and `diff`
 
 }  // namespace tidewell::tool

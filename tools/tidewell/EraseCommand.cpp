@@ -85,7 +85,8 @@ int erase(const EraseVariables& variables) {
     return kFound;
   }
   std::vector<HeldLock> locks;
-  for (const std::string& path : {files.archive(), files.userDefaults(), files.keychain()}) locks.emplace_back(path);
+  for (const std::string& path : {files.archive(), files.userDefaults(), files.keychain()})
+    locks.emplace_back(path);
   std::vector<base::Value> erased;
   for (const std::string& path : paths) {
     std::error_code error;
@@ -98,8 +99,11 @@ int erase(const EraseVariables& variables) {
   if (variables.json) {
     printJson(base::Dictionary{{"application", files.name()}, {"erased", base::Array(std::move(erased))}});
   } else if (variables.identity) {
-    printWrapped("", "Items that a desktop application keeps in the session's keyring are erased with: secret-tool "
-                     "clear application " + visible(files.name()));
+    printWrapped(
+        "",
+        "Items that a desktop application keeps in the session's keyring are erased with: secret-tool "
+        "clear application " +
+            visible(files.name()));
   }
   return kSuccess;
 }
@@ -107,16 +111,17 @@ int erase(const EraseVariables& variables) {
 }  // namespace
 
 void addErase(CommandLine& line) {
-  line.add<EraseVariables>(
-      line.app, "erase",
-      "Erases the downloaded configuration with the opt-outs and the region; with --identity everything that\n"
-      "the SDK keeps for an application. Stop the application first.",
-      &erase, [](CLI::App& to, EraseVariables& variables) {
-        addChoice(to, variables.application);
-        to.add_flag("--identity", variables.identity, "also the App ID, identifiers, push token and the whole container");
-        to.add_flag("--yes", variables.yes, "do not ask");
-        to.add_flag("--json", variables.json, "print one JSON object");
-      });
+  line.add<EraseVariables>(line.app, "erase",
+                           "Erases the downloaded configuration with the opt-outs and the region; with "
+                           "--identity everything that\n"
+                           "the SDK keeps for an application. Stop the application first.",
+                           &erase, [](CLI::App& to, EraseVariables& variables) {
+                             addChoice(to, variables.application);
+                             to.add_flag("--identity", variables.identity,
+                                         "also the App ID, identifiers, push token and the whole container");
+                             to.add_flag("--yes", variables.yes, "do not ask");
+                             to.add_flag("--json", variables.json, "print one JSON object");
+                           });
 }
 
 }  // namespace tidewell::tool

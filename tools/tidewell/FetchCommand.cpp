@@ -78,7 +78,8 @@ platform::UrlRequest requestFor(const FetchVariables& variables) {
     parameters->setObject(variables.appID, "app_id");
     body.setObject(std::move(*parameters), "query_params");
   }
-  const TWNetworkRequest request(TWServiceGetConfig, std::nullopt, std::nullopt, std::move(body), variables.appID);
+  const TWNetworkRequest request(TWServiceGetConfig, std::nullopt, std::nullopt, std::move(body),
+                                 variables.appID);
   const auto instance = request.getRequestInstance();
   if (!instance || !instance->URL()) throw Failure("no request can be built for this App ID");
   platform::UrlRequest result = *instance;
@@ -101,10 +102,16 @@ int fetch(const FetchVariables& variables) {
       {"europe", {TWDataRegionEurope, platform::ServiceHost::eu}}};
   const auto& [region, host] = regions.at(variables.region);
   posix::Options options;
-  options.setBundleIdentifier("tidewell.fetch").setVersion(TIDEWELL_VERSION_STRING).setDataHome(folder.path());
-  options.setConsoleSink([](std::string_view) {}).setCaFile(variables.caFile).setDisabled(false).setOffline(false);
+  options.setBundleIdentifier("tidewell.fetch")
+      .setVersion(TIDEWELL_VERSION_STRING)
+      .setDataHome(folder.path());
+  options.setConsoleSink([](std::string_view) {})
+      .setCaFile(variables.caFile)
+      .setDisabled(false)
+      .setOffline(false);
   if (!variables.host.empty()) options.setServiceHost(host, variables.host);
-  if (const std::string complaint = posix::complaintAbout(options); !complaint.empty()) throw Failure(complaint);
+  if (const std::string complaint = posix::complaintAbout(options); !complaint.empty())
+    throw Failure(complaint);
   posix::PosixPlatform* const platform = posix::install(std::move(options));
   if (platform == nullptr) throw Failure("the platform cannot be installed");
   TidewellCore::sharedInstance().redirectDataToRegion(region);
@@ -115,7 +122,8 @@ int fetch(const FetchVariables& variables) {
   platform::UrlSessionConfiguration configuration;
   configuration.httpsOnly = true;
   const auto session = platform->makeUrlSession(std::move(configuration));
-  session->dataTaskWithRequest(std::move(request), [reply](platform::UrlTaskResult result) { reply->set(std::move(result)); });
+  session->dataTaskWithRequest(std::move(request),
+                               [reply](platform::UrlTaskResult result) { reply->set(std::move(result)); });
   const platform::UrlTaskResult result = reply->wait();
 
   const bool isReply = result.response && result.response->statusCode == kServiceStatusOK && !result.error;
@@ -139,19 +147,20 @@ int fetch(const FetchVariables& variables) {
 }  // namespace
 
 void addFetch(CommandLine& line) {
-  line.add<FetchVariables>(line.app, "fetch",
-                           "Asks the configuration service as the SDK would and prints the reply, or why there is "
-                           "none. Touches no application's files.",
-                           &fetch, [](CLI::App& to, FetchVariables& variables) {
-                             to.add_option("--app-id", variables.appID, "the App ID")->required()->type_name("ID");
-                             to.add_option("--region", variables.region, "default, serv3 or europe")
-                                 ->check(CLI::IsMember({"default", "serv3", "europe"}))
-                                 ->type_name("REGION")
-                                 ->capture_default_str();
-                             to.add_option("--host", variables.host, "another host, as HOST or HOST:PORT")->type_name("HOST");
-                             to.add_option("--ca", variables.caFile, "PEM file of trusted certificates")->type_name("FILE");
-                             to.add_flag("--json", variables.json, "print one JSON object");
-                           });
+  line.add<FetchVariables>(
+      line.app, "fetch",
+      "Asks the configuration service as the SDK would and prints the reply, or why there is "
+      "none. Touches no application's files.",
+      &fetch, [](CLI::App& to, FetchVariables& variables) {
+        to.add_option("--app-id", variables.appID, "the App ID")->required()->type_name("ID");
+        to.add_option("--region", variables.region, "default, serv3 or europe")
+            ->check(CLI::IsMember({"default", "serv3", "europe"}))
+            ->type_name("REGION")
+            ->capture_default_str();
+        to.add_option("--host", variables.host, "another host, as HOST or HOST:PORT")->type_name("HOST");
+        to.add_option("--ca", variables.caFile, "PEM file of trusted certificates")->type_name("FILE");
+        to.add_flag("--json", variables.json, "print one JSON object");
+      });
 }
 
 }  // namespace tidewell::tool

@@ -157,7 +157,8 @@ Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
   for (const IdentityRow& row : kUserDefaultsRows) {
     const Value value = defaults.objectForKey(row.key);
     if (!value.isString()) continue;
-    identity.setObject(row.isSecret && !showsSecrets ? shortened(*value.string()) : *value.string(), row.name);
+    identity.setObject(row.isSecret && !showsSecrets ? shortened(*value.string()) : *value.string(),
+                       row.name);
   }
   return identity;
 }
@@ -231,7 +232,8 @@ Answers answersOf(const ApplicationFiles& files, bool showsSecrets) {
   for (const auto& [key, entry] : originsOf(*record, origins)) {
     Dictionary row = entry.dictionary() ? *entry.dictionary() : Dictionary();
     Value value = values.objectForKey(key);
-    if (key == CONFIG_LOGENTRIES_TOKEN && value.isString() && !showsSecrets) value = shortened(*value.string());
+    if (key == CONFIG_LOGENTRIES_TOKEN && value.isString() && !showsSecrets)
+      value = shortened(*value.string());
     row.setObject(value.isNil() ? Value::null() : std::move(value), "value");
     answers.configuration.setObject(std::move(row), key);
   }
@@ -265,8 +267,8 @@ std::string relativeTo(const ApplicationFiles& files, const std::string& path) {
 void printFiles(const ApplicationFiles& files) {
   printHeading("Files");
   for (const FileFacts& file : files.files()) {
-    std::string line = fmt::format("  {:>9}  {:>7}  {:04o}  {}", sizeText(file.bytes), ageText(file.modified), file.mode,
-                                   visible(relativeTo(files, file.path)));
+    std::string line = fmt::format("  {:>9}  {:>7}  {:04o}  {}", sizeText(file.bytes), ageText(file.modified),
+                                   file.mode, visible(relativeTo(files, file.path)));
     const bool isSetAside = line.ends_with(".corrupt") || line.ends_with(".unreadable");
     printLine(isSetAside ? styled(line, Style::bad) : line);
   }
@@ -340,30 +342,29 @@ int inspect(const InspectVariables& variables) {
 }  // namespace
 
 void addInspect(CommandLine& line) {
-  line.add<InspectVariables>(
-      line.app, "inspect",
-      "Prints what the SDK keeps for an application: identity, last sync, gates, configuration, files. Without\n"
-      "--app or --container, lists the applications.",
-      &inspect, [](CLI::App& to, InspectVariables& variables) {
-        addChoice(to, variables.application);
-        to.add_flag("--json", variables.json, "print one JSON object");
-        to.add_flag("--secrets", variables.secrets, "print tokens in full");
-      });
-  line.add<ExplainVariables>(line.app, "explain",
-                             "Prints how the answer to a gate, an event's lists or a unique ID comes about.",
-                             &explain, [](CLI::App& to, ExplainVariables& variables) {
-                               auto* const gate = to.add_option("GATE", variables.gate, "such as isAccountActive");
-                               auto* const event =
-                                   to.add_option("--event", variables.event, "explain the lists for this event")
-                                       ->type_name("NAME")
-                                       ->excludes(gate);
-                               to.add_option("--id", variables.uniqueID, "explain whether this unique ID is restricted")
-                                   ->type_name("ID")
-                                   ->excludes(gate)
-                                   ->excludes(event);
+  line.add<InspectVariables>(line.app, "inspect",
+                             "Prints what the SDK keeps for an application: identity, last sync, gates, "
+                             "configuration, files. Without\n"
+                             "--app or --container, lists the applications.",
+                             &inspect, [](CLI::App& to, InspectVariables& variables) {
                                addChoice(to, variables.application);
                                to.add_flag("--json", variables.json, "print one JSON object");
+                               to.add_flag("--secrets", variables.secrets, "print tokens in full");
                              });
+  line.add<ExplainVariables>(
+      line.app, "explain", "Prints how the answer to a gate, an event's lists or a unique ID comes about.",
+      &explain, [](CLI::App& to, ExplainVariables& variables) {
+        auto* const gate = to.add_option("GATE", variables.gate, "such as isAccountActive");
+        auto* const event = to.add_option("--event", variables.event, "explain the lists for this event")
+                                ->type_name("NAME")
+                                ->excludes(gate);
+        to.add_option("--id", variables.uniqueID, "explain whether this unique ID is restricted")
+            ->type_name("ID")
+            ->excludes(gate)
+            ->excludes(event);
+        addChoice(to, variables.application);
+        to.add_flag("--json", variables.json, "print one JSON object");
+      });
 }
 
 }  // namespace tidewell::tool

@@ -112,26 +112,27 @@ int diff(const DiffVariables& variables) {
 
 void addLint(CommandLine& line) {
   line.add<LintVariables>(
-      line.app, "lint",
-      "Checks replies of the configuration service: what would devices do with them?", &lint,
-      [](CLI::App& to, LintVariables& variables) {
+      line.app, "lint", "Checks replies of the configuration service: what would devices do with them?",
+      &lint, [](CLI::App& to, LintVariables& variables) {
         static const std::map<std::string, LintSeverity> severities{
             {"note", LintSeverity::note}, {"warning", LintSeverity::warning}, {"error", LintSeverity::error}};
         to.add_option("FILE", variables.files, "JSON file; - reads standard input")->required();
-        to.add_option("--fail-on", variables.failOn, "least severity that gives exit status 1: note, warning or error")
+        to.add_option("--fail-on", variables.failOn,
+                      "least severity that gives exit status 1: note, warning or error")
             ->transform(CLI::CheckedTransformer(severities))
             ->type_name("SEVERITY")
             ->default_str("warning");
         to.add_flag("--json", variables.json, "print one JSON object");
       });
-  line.add<DiffVariables>(line.app, "diff",
-                          "Prints what a reply would change on this device, without changing it. Exit status 1 if "
-                          "it changes something.",
-                          &diff, [](CLI::App& to, DiffVariables& variables) {
-                            to.add_option("REPLY", variables.reply, "JSON file; - reads standard input")->required();
-                            addChoice(to, variables.application);
-                            to.add_flag("--json", variables.json, "print one JSON object");
-                          });
+  line.add<DiffVariables>(
+      line.app, "diff",
+      "Prints what a reply would change on this device, without changing it. Exit status 1 if "
+      "it changes something.",
+      &diff, [](CLI::App& to, DiffVariables& variables) {
+        to.add_option("REPLY", variables.reply, "JSON file; - reads standard input")->required();
+        addChoice(to, variables.application);
+        to.add_flag("--json", variables.json, "print one JSON object");
+      });
 }
 
 }  // namespace tidewell::tool

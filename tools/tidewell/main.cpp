@@ -19,7 +19,11 @@ int main(int count, char** arguments) {
   line.app.require_subcommand(1);
   line.app.footer(
       "Exit status: 0 success, 1 findings or a failed request, 2 wrong usage or unreadable input.");
+  addInspect(line);
+  addLint(line);
+  addFetch(line);
   addArchive(line);
+  addErase(line);
   tidewell::tools::addPages(line.app, {"show and explain what the SDK keeps on a device", {}});
   try {
     line.app.parse(count, arguments);

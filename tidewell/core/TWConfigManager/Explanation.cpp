@@ -14,10 +14,11 @@
 namespace tidewell {
 namespace {
 
-constexpr std::string_view kOutcomes[] = {"passes", "refuses", "raises", "matches", "differs", "not-evaluated"};
-constexpr std::string_view kOrigins[] = {
-    "unknown", "nothing-downloaded", "left-out",          "last-reply", "before-last-reply",
-    "device",  "not-set-on-device",  "earlier-version"};
+constexpr std::string_view kOutcomes[] = {"passes",  "refuses", "raises",
+                                          "matches", "differs", "not-evaluated"};
+constexpr std::string_view kOrigins[] = {"unknown",           "nothing-downloaded", "left-out",
+                                         "last-reply",        "before-last-reply",  "device",
+                                         "not-set-on-device", "earlier-version"};
 constexpr std::string_view kAnswers[] = {"no", "yes", "raises"};
 
 constexpr std::string_view kUniqueIDQuestion = "isUniqueIDRestricted";
@@ -226,14 +227,16 @@ std::vector<std::string_view> explainedQuestions() {
 }
 
 std::optional<Explanation> explanationOf(std::string_view question, std::optional<std::string_view> argument,
-                                         const TWConfig& record, std::optional<std::string_view> originsFile) {
+                                         const TWConfig& record,
+                                         std::optional<std::string_view> originsFile) {
   return Explainer(record.fields(), originsIn(originsFile)).explain(question, argument);
 }
 
 base::Dictionary originsOf(const TWConfig& record, std::optional<std::string_view> originsFile) {
   const ConfigOrigins::Origins origins = originsIn(originsFile).of(*record.fields());
   base::Dictionary all;
-  for (const ConfigField& field : kConfigFields) all.setObject(dictionaryOf(origins[rowOf(field)]), field.key);
+  for (const ConfigField& field : kConfigFields)
+    all.setObject(dictionaryOf(origins[rowOf(field)]), field.key);
   return all;
 }
 

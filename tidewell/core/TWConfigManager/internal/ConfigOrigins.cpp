@@ -57,7 +57,8 @@ std::optional<ConfigOrigins> ConfigOrigins::read(std::string_view bytes) {
   origins.deviceTimes_ = dictionaryAt("deviceTimes");
   if (!areDates(origins.deviceTimes_)) return std::nullopt;
   const base::Value time = file->objectForKey("replyTime"), reply = file->objectForKey("reply");
-  if (time.date() != nullptr && std::isfinite(time.date()->secondsSince1970)) origins.replyTime_ = *time.date();
+  if (time.date() != nullptr && std::isfinite(time.date()->secondsSince1970))
+    origins.replyTime_ = *time.date();
   if (const std::string* const text = reply.string()) {
     origins.reply_ = base::JSONObjectWithData(*text);
     if (origins.reply_.dictionary() == nullptr) return std::nullopt;
@@ -66,9 +67,8 @@ std::optional<ConfigOrigins> ConfigOrigins::read(std::string_view bytes) {
 }
 
 std::string ConfigOrigins::bytes() const {
-  base::Dictionary file{{"version", kVersion},
-                        {"startsWithArchive", start_ == Start::archive},
-                        {"deviceTimes", deviceTimes_}};
+  base::Dictionary file{
+      {"version", kVersion}, {"startsWithArchive", start_ == Start::archive}, {"deviceTimes", deviceTimes_}};
   if (replyTime_) {
     file.setObject(*replyTime_, "replyTime");
     file.setObject(keptKeys_, "keptKeys");
@@ -120,7 +120,8 @@ ConfigOrigins::Origins ConfigOrigins::of(const TWConfigFields& fields) const {
 }
 
 ConfigOrigins::Origin ConfigOrigins::ofServerValue(const ConfigField& field, const TWConfigFields& fields,
-                                                   bool isDefault, const std::optional<ReplyMerge>& merge) const {
+                                                   bool isDefault,
+                                                   const std::optional<ReplyMerge>& merge) const {
   if (!replyTime_) {
     if (start_ == Start::archive) return {ValueOrigin::earlierVersion};
     return {isDefault ? ValueOrigin::nothingDownloaded : ValueOrigin::unknown};
@@ -134,7 +135,8 @@ ConfigOrigins::Origin ConfigOrigins::ofServerValue(const ConfigField& field, con
 }
 
 ConfigOrigins::Origin ConfigOrigins::ofDeviceValue(const ConfigField& field, bool isDefault) const {
-  if (const base::Value* const time = deviceTimes_.find(field.key)) return {ValueOrigin::device, *time->date()};
+  if (const base::Value* const time = deviceTimes_.find(field.key))
+    return {ValueOrigin::device, *time->date()};
   if (start_ == Start::archive) return {ValueOrigin::earlierVersion};
   return {isDefault ? ValueOrigin::notSetOnDevice : ValueOrigin::unknown};
 }
