@@ -6,7 +6,7 @@
 
 #include <cstdio>
 #include <fstream>
-#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -78,7 +78,7 @@ class Tree {
     const std::string start = std::string(static_cast<std::size_t>(level) * 2, ' ') + std::string(label);
     const Value target = followed(value);
     if (level > kDeepest) return printLine(start + " …");
-    if (isSecret(label) && target.isString() && !showsSecrets_) {
+    if (isSecret(label) && target.length() > 0 && !showsSecrets_) {
       return printLine(start + " " + shortened(*target.string()) + styled(" (shortened)", Style::faint));
     }
     if (const auto entries = entriesOf(target)) {
@@ -95,9 +95,7 @@ class Tree {
   static constexpr int kMost = 100'000;
   static constexpr int kDeepest = 64;
 
-  static bool isSecret(std::string_view label) {
-    return label == "le_tkn:" || label == "push_token:" || label == "deviceToken:";
-  }
+  static bool isSecret(std::string_view label) { return label == "le_tkn:" || label == "TW_deviceToken:"; }
 
   /// The object that a reference names; other values as they are.
   Value followed(const Value& value) const {
@@ -190,17 +188,20 @@ int show(const ShowVariables& variables) {
 
 struct ConvertVariables {
   std::string file;
-  Format to = Format::json;
+  std::string to;
   std::string output;
   bool allowsLoss = false;
 };
 
 int convert(const ConvertVariables& variables) {
+  const Format to = variables.to == "binary" ? Format::binary
+                    : variables.to == "xml"  ? Format::xml
+                                             : Format::json;
   const Archive archive = readArchive(variables.file);
-  const std::string bytes = bytesOf(archive.contents, variables.to);
+  const std::string bytes = bytesOf(archive.contents, to);
   if (!variables.allowsLoss) {
-    const Value again = variables.to == Format::json ? propertyListWithJson(base::JSONObjectWithData(bytes))
-                                                     : base::archiveContentsWithData(bytes);
+    const Value again = to == Format::json ? propertyListWithJson(base::JSONObjectWithData(bytes))
+                                           : base::archiveContentsWithData(bytes);
     // Compared as bytes, because NaN does not equal itself.
     if (!again || bytesOf(again, Format::binary) != bytesOf(archive.contents, Format::binary)) {
       throw Failure(
@@ -209,7 +210,7 @@ int convert(const ConvertVariables& variables) {
     }
   }
   if (variables.output.empty()) {
-    if (variables.to == Format::binary && isatty(STDOUT_FILENO) == 1) {
+    if (to == Format::binary && isatty(STDOUT_FILENO) == 1) {
       throw Failure("a binary property list is not written to a terminal; use --output");
     }
     std::fwrite(bytes.data(), 1, bytes.size(), stdout);
@@ -241,13 +242,11 @@ void addArchive(CommandLine& line) {
       "Converts between binary, XML and JSON without loss. In JSON, what JSON cannot hold is written as\n"
       "{\"$real\": \"0.1\"}, {\"$date\": \"SECONDS\"} (since 1970 UTC) or {\"$data\": \"BASE64\"}.",
       &convert, [](CLI::App& to, ConvertVariables& variables) {
-        static const std::map<std::string, Format> formats{
-            {"binary", Format::binary}, {"xml", Format::xml}, {"json", Format::json}};
         to.add_option("FILE", variables.file, "binary or XML property list, or JSON; - reads standard input")
             ->required();
-        to.add_option("--to", variables.to, "binary, xml or json")
+        to.add_option("--to", variables.to, "the format to write")
             ->required()
-            ->transform(CLI::CheckedTransformer(formats))
+            ->check(CLI::IsMember({"binary", "xml", "json"}))
             ->type_name("FORMAT");
         to.add_option("--output", variables.output, "the file to write instead of standard output");
         to.add_flag("--allow-loss", variables.allowsLoss,

@@ -153,7 +153,7 @@ void addFetch(CommandLine& line) {
       "none. Touches no application's files.",
       &fetch, [](CLI::App& to, FetchVariables& variables) {
         to.add_option("--app-id", variables.appID, "the App ID")->required()->type_name("ID");
-        to.add_option("--region", variables.region, "default, serv3 or europe")
+        to.add_option("--region", variables.region, "the data centre")
             ->check(CLI::IsMember({"default", "serv3", "europe"}))
             ->type_name("REGION")
             ->capture_default_str();

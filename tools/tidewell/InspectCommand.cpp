@@ -68,6 +68,7 @@ std::string stepText(const ExplanationStep& step) {
   const Value outcome = step.dictionary().objectForKey("outcome");
   text += " is " + shownValue(step.value(), 120);
   if (!step.key().empty()) text += " (" + originOf(step.dictionary()) + ")";
+  if (step.key().empty() && step.outcome() == StepOutcome::passes) return text;
   return text + ": " + (outcome.isString() ? *outcome.string() : "");
 }
 
@@ -147,10 +148,6 @@ constexpr IdentityRow kUserDefaultsRows[] = {
     {"push token", "pushToken", "TW_deviceToken", true},
 };
 
-std::string secretText(const std::string& text, bool showsSecrets) {
-  return showsSecrets ? visible(text) : shortened(text);
-}
-
 Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
   const Dictionary defaults = ApplicationFiles::propertyList(files.userDefaults());
   Dictionary identity;
@@ -202,12 +199,17 @@ void printRow(std::string_view label, std::string_view text) {
   printWrapped(fmt::format("  {:<20}", label), text);
 }
 
+const Value& valueOf(const Value& value) { return value; }
+Value valueOf(bool value) { return value; }
+/// A count from the server may be negative; the field holds its bits.
+Value valueOf(std::uint64_t value) { return static_cast<std::int64_t>(value); }
+
 /// The fields of a record by their keys in the configuration.
 Dictionary valuesOf(const TWConfig& record) {
   const auto fields = record.fields();
   Dictionary values;
   for (const ConfigField& row : kConfigFields) {
-    Value value = std::visit([&](auto member) { return Value((*fields).*member); }, row.member);
+    Value value = std::visit([&](auto member) -> Value { return valueOf((*fields).*member); }, row.member);
     if (!value.isNil()) values.setObject(std::move(value), row.key);
   }
   return values;
@@ -255,7 +257,7 @@ void printAnswers(const Answers& answers) {
   for (const auto& [key, entry] : answers.configuration) {
     const Dictionary& row = *entry.dictionary();
     const Value value = row.objectForKey("value");
-    printLine(fmt::format("  {:<12}{:<24}", visible(key), value.isNull() ? "nil" : shownValue(value, 20)) +
+    printLine(fmt::format("  {:<20}{:<20}", visible(key), value.isNull() ? "nil" : shownValue(value, 16)) +
               styled(originOf(row), Style::faint));
   }
 }

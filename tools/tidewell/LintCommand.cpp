@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,7 +19,7 @@ using base::Value;
 
 struct LintVariables {
   std::vector<std::string> files;
-  LintSeverity failOn = LintSeverity::warning;
+  std::string failOn = "warning";
   bool json = false;
 };
 
@@ -39,18 +38,22 @@ std::string severityText(LintSeverity severity) {
 void printFinding(const std::string& file, const LintFinding& finding) {
   std::string place = file;
   if (finding.line() != 0) place += fmt::format(":{}:{}", finding.line(), finding.column());
-  printLine(fmt::format("{}: {}: {} {}", place, severityText(finding.severity()), finding.rule(),
-                        styled(visible(finding.pointer()), Style::faint)));
+  const std::string pointer = finding.pointer().empty() ? "" : " " + visible(finding.pointer());
+  printLine(fmt::format("{}: {}: {}{}", place, severityText(finding.severity()), finding.rule(),
+                        styled(pointer, Style::faint)));
   printWrapped("    ", finding.sentence());
   printWrapped("    ", finding.advice());
 }
 
 int lint(const LintVariables& variables) {
+  const LintSeverity failOn = variables.failOn == "note"      ? LintSeverity::note
+                              : variables.failOn == "warning" ? LintSeverity::warning
+                                                              : LintSeverity::error;
   int status = kSuccess;
   std::vector<Value> reports;
   for (const std::string& path : variables.files) {
     const LintReport report = lintConfiguration(readInput(path));
-    if (report.worst() && *report.worst() >= variables.failOn) status = kFound;
+    if (report.worst() && *report.worst() >= failOn) status = kFound;
     const std::string file = path == "-" ? "standard input" : visible(path);
     if (variables.json) {
       base::Dictionary entry = report.dictionary();
@@ -76,7 +79,7 @@ struct DiffVariables {
   bool json = false;
 };
 
-std::string shownValue(const Value& value) {
+std::string changedValue(const Value& value) {
   if (value.isString()) return inQuotes(*value.string(), 60);
   if (value.kind() == base::ValueKind::boolean) return value.boolValue() ? "yes" : "no";
   std::string text = visible(value.isNil() ? "nil" : value.description());
@@ -98,11 +101,12 @@ int diff(const DiffVariables& variables) {
     if (variables.json) break;
     const std::string name = visible(change.name());
     if (change.kind() == ConfigurationChangeKind::entryAdded) {
-      printLine(styled(fmt::format("+ {} {}", name, shownValue(change.after())), Style::good));
+      printLine(styled(fmt::format("+ {} {}", name, changedValue(change.after())), Style::good));
     } else if (change.kind() == ConfigurationChangeKind::entryRemoved) {
-      printLine(styled(fmt::format("- {} {}", name, shownValue(change.before())), Style::bad));
+      printLine(styled(fmt::format("- {} {}", name, changedValue(change.before())), Style::bad));
     } else {
-      printLine(fmt::format("  {} {} -> {}", name, shownValue(change.before()), shownValue(change.after())));
+      printLine(
+          fmt::format("  {} {} -> {}", name, changedValue(change.before()), changedValue(change.after())));
     }
   }
   return changes.empty() ? kSuccess : kFound;
@@ -114,14 +118,11 @@ void addLint(CommandLine& line) {
   line.add<LintVariables>(
       line.app, "lint", "Checks replies of the configuration service: what would devices do with them?",
       &lint, [](CLI::App& to, LintVariables& variables) {
-        static const std::map<std::string, LintSeverity> severities{
-            {"note", LintSeverity::note}, {"warning", LintSeverity::warning}, {"error", LintSeverity::error}};
         to.add_option("FILE", variables.files, "JSON file; - reads standard input")->required();
-        to.add_option("--fail-on", variables.failOn,
-                      "least severity that gives exit status 1: note, warning or error")
-            ->transform(CLI::CheckedTransformer(severities))
+        to.add_option("--fail-on", variables.failOn, "least severity that gives exit status 1")
+            ->check(CLI::IsMember({"note", "warning", "error"}))
             ->type_name("SEVERITY")
-            ->default_str("warning");
+            ->capture_default_str();
         to.add_flag("--json", variables.json, "print one JSON object");
       });
   line.add<DiffVariables>(

@@ -75,6 +75,7 @@ std::string inQuotes(std::string_view text, std::size_t longest) {
 }
 
 std::string shortened(std::string_view secret) {
+  if (secret.empty()) return {};
   return visible(secret.substr(0, wholeCharacters(secret, std::min<std::size_t>(4, secret.size() / 4)))) +
          "…";
 }
