@@ -1,0 +1,372 @@
+// SPDX-License-Identifier: Apache-2.0
+// `tidewell inspect` and `tidewell explain`.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "ApplicationFiles.h"
+#include "Commands.h"
+#include "Output.h"
+#include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/core/TWConfigManager/Explanation.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigField.h"
+
+namespace tidewell::tool {
+namespace {
+
+using base::Dictionary;
+using base::Value;
+
+constexpr const char* kOriginsFile = "TdwOrigins";
+constexpr const char* kSyncFile = "TdwSync";
+
+std::string shownValue(const Value& value, std::size_t longest = 40) {
+  if (value.isNil()) return "nil";
+  if (value.isString()) return inQuotes(*value.string(), longest);
+  if (value.kind() == base::ValueKind::boolean) return value.boolValue() ? "true" : "false";
+  if (value.array()) {
+    return fmt::format("{} {}", value.array()->count(), value.array()->count() == 1 ? "entry" : "entries");
+  }
+  std::string text = visible(value.description());
+  return text.size() > longest ? text.substr(0, longest) + "…" : text;
+}
+
+std::string originText(std::string_view origin, std::string_view time) {
+  std::string text(origin);
+  std::replace(text.begin(), text.end(), '-', ' ');
+  return time.empty() ? text : text + ", " + std::string(time);
+}
+
+std::string originOf(const Dictionary& entry) {
+  const Value origin = entry.objectForKey("origin"), time = entry.objectForKey("originTime");
+  return originText(origin.isString() ? *origin.string() : "unknown", time.isString() ? *time.string() : "");
+}
+
+std::string answerText(Explanation::Answer answer) {
+  switch (answer) {
+    case Explanation::Answer::no:
+      return styled("no", Style::bad);
+    case Explanation::Answer::yes:
+      return styled("yes", Style::good);
+    case Explanation::Answer::raises:
+      break;
+  }
+  return styled("raises", Style::bad);
+}
+
+std::string stepText(const ExplanationStep& step) {
+  std::string text = step.key().empty() ? "the argument" : visible(step.key());
+  if (step.entry()) text += fmt::format("[{}]", *step.entry());
+  const Value outcome = step.dictionary().objectForKey("outcome");
+  text += " is " + shownValue(step.value(), 120);
+  if (!step.key().empty()) text += " (" + originOf(step.dictionary()) + ")";
+  if (step.key().empty() && step.outcome() == StepOutcome::passes) return text;
+  return text + ": " + (outcome.isString() ? *outcome.string() : "");
+}
+
+// ---- explain
+
+struct ExplainVariables {
+  ApplicationChoice application;
+  std::string gate;
+  std::string event;
+  std::string uniqueID;
+  bool json = false;
+};
+
+void printExplanation(const Explanation& explanation) {
+  printLine(styled(explanation.question(), Style::heading) + " answers " + answerText(explanation.answer()));
+  for (const ExplanationStep& step : explanation.steps()) {
+    printWrapped(step.decides() ? "  > " : "    ", stepText(step));
+  }
+  if (explanation.omittedSteps() != 0) {
+    printLine(fmt::format("    … {} more steps that decide nothing", explanation.omittedSteps()));
+  }
+}
+
+std::vector<std::string> questionsOf(const ExplainVariables& variables) {
+  if (!variables.event.empty()) {
+    return {"isEventBlackListed", "isEventInstantFlushEvent", "isEventWhitelistedEvent"};
+  }
+  if (!variables.uniqueID.empty()) return {"isUniqueIDRestricted"};
+  if (variables.gate.empty()) throw Failure("name a gate, or use --event or --id");
+  return {variables.gate};
+}
+
+int explain(const ExplainVariables& variables) {
+  const ApplicationFiles files(variables.application);
+  const auto record = files.record();
+  const auto origins = files.bytes(kOriginsFile);
+  const std::string argument = variables.event.empty() ? variables.uniqueID : variables.event;
+  std::vector<Value> all;
+  for (const std::string& question : questionsOf(variables)) {
+    const auto explanation = explanationOf(question, argument, *record, origins);
+    if (!explanation) {
+      std::string known;
+      for (const std::string_view each : explainedQuestions()) known.append(" ").append(each);
+      throw Failure(visible(question) + " is no gate; the gates are" + known);
+    }
+    if (variables.json) {
+      all.emplace_back(explanation->dictionary());
+    } else {
+      printExplanation(*explanation);
+    }
+  }
+  if (variables.json) {
+    printJson(Dictionary{{"application", files.name()}, {"explanations", base::Array(std::move(all))}});
+  }
+  return kSuccess;
+}
+
+// ---- inspect
+
+struct InspectVariables {
+  ApplicationChoice application;
+  bool json = false;
+  bool secrets = false;
+};
+
+/// The name of a value for people and for JSON, and where it is kept.
+struct IdentityRow {
+  std::string_view label;
+  std::string_view name;
+  std::string_view key;
+  bool isSecret = false;
+};
+constexpr IdentityRow kUserDefaultsRows[] = {
+    {"App ID", "appID", "TW_appId"},
+    {"unique id", "uniqueID", "TW_identifierForVendor"},
+    {"id set by the host", "serviceUniqueID", "TW_uniqueServiceId"},
+    {"push token", "pushToken", "TW_deviceToken", true},
+};
+
+Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
+  const Dictionary defaults = ApplicationFiles::propertyList(files.userDefaults());
+  Dictionary identity;
+  for (const IdentityRow& row : kUserDefaultsRows) {
+    const Value value = defaults.objectForKey(row.key);
+    if (!value.isString()) continue;
+    identity.setObject(row.isSecret && !showsSecrets ? shortened(*value.string()) : *value.string(),
+                       row.name);
+  }
+  return identity;
+}
+
+/// The last attempt in the file of syncs; empty without one.
+Dictionary lastSyncOf(const ApplicationFiles& files) {
+  const Dictionary file = ApplicationFiles::propertyList(files.sdkFolder() + "/" + kSyncFile);
+  const Value last = file.objectForKey("last");
+  Dictionary result;
+  if (!last.dictionary()) return result;
+  for (const auto& [key, value] : *last.dictionary()) {
+    if (const base::Date* const date = value.date()) {
+      result.setObject(timeText(*date), key);
+    } else if (value.isString() || value.isNumber()) {
+      result.setObject(value, key);
+    }
+  }
+  return result;
+}
+
+std::string sizeText(std::uint64_t bytes) {
+  return bytes < 10'000 ? fmt::format("{} B", bytes) : fmt::format("{} KiB", (bytes + 512) / 1024);
+}
+
+std::string ageText(base::Date modified) {
+  using namespace std::chrono;
+  const auto now = duration<double>(system_clock::now().time_since_epoch()).count();
+  const double seconds = std::max(0.0, now - modified.secondsSince1970);
+  if (seconds < 120) return fmt::format("{:.0f} s", seconds);
+  if (seconds < 7200) return fmt::format("{:.0f} min", seconds / 60);
+  if (seconds < 172'800) return fmt::format("{:.0f} h", seconds / 3600);
+  return fmt::format("{:.0f} d", seconds / 86'400);
+}
+
+void printHeading(std::string_view text) {
+  printLine();
+  printLine(styled(text, Style::heading));
+}
+
+void printRow(std::string_view label, std::string_view text) {
+  printWrapped(fmt::format("  {:<20}", label), text);
+}
+
+const Value& valueOf(const Value& value) { return value; }
+Value valueOf(bool value) { return value; }
+/// A count from the server may be negative; the field holds its bits.
+Value valueOf(std::uint64_t value) { return static_cast<std::int64_t>(value); }
+
+/// The fields of a record by their keys in the configuration.
+Dictionary valuesOf(const TWConfig& record) {
+  const auto fields = record.fields();
+  Dictionary values;
+  for (const ConfigField& row : kConfigFields) {
+    Value value = std::visit([&](auto member) -> Value { return valueOf((*fields).*member); }, row.member);
+    if (!value.isNil()) values.setObject(std::move(value), row.key);
+  }
+  return values;
+}
+
+struct Answers {
+  std::vector<Explanation> gates;
+  Dictionary configuration;  ///< by key: "value", "origin", "originTime"
+};
+
+Answers answersOf(const ApplicationFiles& files, bool showsSecrets) {
+  const auto record = files.record();
+  const auto origins = files.bytes(kOriginsFile);
+  Answers answers;
+  for (const std::string_view question : explainedQuestions()) {
+    if (question.starts_with("isEvent") || question == "isUniqueIDRestricted") continue;
+    if (auto explanation = explanationOf(question, std::nullopt, *record, origins)) {
+      answers.gates.push_back(std::move(*explanation));
+    }
+  }
+  const Dictionary values = valuesOf(*record);
+  for (const auto& [key, entry] : originsOf(*record, origins)) {
+    Dictionary row = entry.dictionary() ? *entry.dictionary() : Dictionary();
+    Value value = values.objectForKey(key);
+    if (key == CONFIG_LOGENTRIES_TOKEN && value.isString() && !showsSecrets)
+      value = shortened(*value.string());
+    row.setObject(value.isNil() ? Value::null() : std::move(value), "value");
+    answers.configuration.setObject(std::move(row), key);
+  }
+  return answers;
+}
+
+void printAnswers(const Answers& answers) {
+  printHeading("Gates");
+  for (const Explanation& gate : answers.gates) {
+    std::string reason;
+    for (const ExplanationStep& step : gate.steps()) {
+      if (step.decides()) reason = "  " + visible(step.key()) + " is " + shownValue(step.value());
+    }
+    const std::string padding(32 - std::min<std::size_t>(32, gate.question().size()), ' ');
+    printLine("  " + std::string(gate.question()) + padding + answerText(gate.answer()) +
+              styled(reason, Style::faint));
+  }
+  printHeading("Configuration");
+  for (const auto& [key, entry] : answers.configuration) {
+    const Dictionary& row = *entry.dictionary();
+    const Value value = row.objectForKey("value");
+    printLine(fmt::format("  {:<20}{:<20}", visible(key), value.isNull() ? "nil" : shownValue(value, 16)) +
+              styled(originOf(row), Style::faint));
+  }
+}
+
+std::string relativeTo(const ApplicationFiles& files, const std::string& path) {
+  return path.starts_with(files.folder() + "/") ? path.substr(files.folder().size() + 1) : path;
+}
+
+void printFiles(const ApplicationFiles& files) {
+  printHeading("Files");
+  for (const FileFacts& file : files.files()) {
+    std::string line = fmt::format("  {:>9}  {:>7}  {:04o}  {}", sizeText(file.bytes), ageText(file.modified),
+                                   file.mode, visible(relativeTo(files, file.path)));
+    const bool isSetAside = line.ends_with(".corrupt") || line.ends_with(".unreadable");
+    printLine(isSetAside ? styled(line, Style::bad) : line);
+  }
+}
+
+void printInspection(const ApplicationFiles& files, const InspectVariables& variables) {
+  printLine(styled(visible(files.name()), Style::heading));
+  printLine("  " + visible(files.folder()));
+  printHeading("Identity");
+  const Dictionary identity = identityOf(files, variables.secrets);
+  for (const IdentityRow& row : kUserDefaultsRows) {
+    const Value value = identity.objectForKey(row.name);
+    printRow(row.label, value.isString() ? visible(*value.string()) : "none");
+  }
+  printHeading("Last sync");
+  const Dictionary sync = lastSyncOf(files);
+  if (sync.empty()) printLine("  none is known");
+  for (const auto& [key, value] : sync) {
+    printRow(visible(key), value.isString() ? visible(*value.string()) : visible(value.description()));
+  }
+  try {
+    printAnswers(answersOf(files, variables.secrets));
+  } catch (const Failure& failure) {
+    printHeading("Configuration");
+    printWrapped("  ", failure.what());
+  }
+  printFiles(files);
+}
+
+Dictionary inspectionOf(const ApplicationFiles& files, const InspectVariables& variables) {
+  const Answers answers = answersOf(files, variables.secrets);
+  std::vector<Value> gates, entries;
+  for (const Explanation& gate : answers.gates) gates.emplace_back(gate.dictionary());
+  for (const FileFacts& file : files.files()) {
+    entries.emplace_back(Dictionary{{"path", relativeTo(files, file.path)},
+                                    {"bytes", file.bytes},
+                                    {"modified", timeText(file.modified)},
+                                    {"mode", fmt::format("{:04o}", file.mode)}});
+  }
+  return {{"application", files.name()},
+          {"folder", files.folder()},
+          {"identity", identityOf(files, variables.secrets)},
+          {"lastSync", lastSyncOf(files)},
+          {"gates", base::Array(std::move(gates))},
+          {"configuration", answers.configuration},
+          {"files", base::Array(std::move(entries))}};
+}
+
+int inspect(const InspectVariables& variables) {
+  if (variables.application.bundleIdentifier.empty() && variables.application.container.empty()) {
+    std::vector<Value> names;
+    for (std::string& name : ApplicationFiles::names()) names.emplace_back(std::move(name));
+    if (variables.json) {
+      printJson(Dictionary{{"applications", base::Array(std::move(names))}});
+    } else if (names.empty()) {
+      printLine("No application has a container in " + visible(ApplicationFiles::dataHome()) + ".");
+    } else {
+      for (const Value& name : names) printLine(visible(*name.string()));
+    }
+    return kSuccess;
+  }
+  const ApplicationFiles files(variables.application);
+  if (variables.json) {
+    printJson(inspectionOf(files, variables));
+  } else {
+    printInspection(files, variables);
+  }
+  return kSuccess;
+}
+
+}  // namespace
+
+void addInspect(CommandLine& line) {
+  line.add<InspectVariables>(line.app, "inspect",
+                             "Prints what the SDK keeps for an application: identity, last sync, gates, "
+                             "configuration, files. Without\n"
+                             "--app or --container, lists the applications.",
+                             &inspect, [](CLI::App& to, InspectVariables& variables) {
+                               addChoice(to, variables.application);
+                               to.add_flag("--json", variables.json, "print one JSON object");
+                               to.add_flag("--secrets", variables.secrets, "print tokens in full");
+                             });
+  line.add<ExplainVariables>(
+      line.app, "explain", "Prints how the answer to a gate, an event's lists or a unique ID comes about.",
+      &explain, [](CLI::App& to, ExplainVariables& variables) {
+        auto* const gate = to.add_option("GATE", variables.gate, "such as isAccountActive");
+        auto* const event = to.add_option("--event", variables.event, "explain the lists for this event")
+                                ->type_name("NAME")
+                                ->excludes(gate);
+        to.add_option("--id", variables.uniqueID, "explain whether this unique ID is restricted")
+            ->type_name("ID")
+            ->excludes(gate)
+            ->excludes(event);
+        addChoice(to, variables.application);
+        to.add_flag("--json", variables.json, "print one JSON object");
+      });
+}
+
+}  // namespace tidewell::tool

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Output.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "tidewell/base/formats/Json.h"
+
+namespace tidewell::tool {
+namespace {
+
+bool hasColor() {
+  static const bool result = isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+  return result;
+}
+
+std::size_t columnsOf(std::string_view text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
+}
+
+/// The length of the part before `longest` bytes that ends with a whole character.
+std::size_t wholeCharacters(std::string_view text, std::size_t longest) {
+  if (text.size() <= longest) return text.size();
+  while (longest > 0 && (text[longest] & 0xc0) == 0x80) --longest;
+  return longest;
+}
+
+}  // namespace
+
+std::string styled(std::string_view text, Style style) {
+  if (style == Style::plain || !hasColor()) return std::string(text);
+  const char* const code = style == Style::good    ? "32"
+                           : style == Style::bad   ? "31"
+                           : style == Style::faint ? "2"
+                                                   : "1";
+  return fmt::format("\033[{}m{}\033[0m", code, text);
+}
+
+std::string visible(std::string_view text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    if (byte == 0xc2 && next >= 0x80 && next <= 0x9f) {  // C1 controls
+      result += fmt::format("\\u{:04x}", next);
+      ++i;
+    } else if (byte < 0x20 || byte == 0x7f) {
+      result += byte == '\n' ? "\\n" : byte == '\t' ? "\\t" : fmt::format("\\u{:04x}", byte);
+    } else {
+      result += text[i];
+    }
+  }
+  return result;
+}
+
+std::string inQuotes(std::string_view text, std::size_t longest) {
+  const std::size_t shown = wholeCharacters(text, longest);
+  std::string result = "\"";
+  for (const char c : visible(text.substr(0, shown))) {
+    if (c == '"') result += '\\';
+    result += c;
+  }
+  result += '"';
+  if (shown < text.size()) result += fmt::format("… ({} bytes)", text.size());
+  return result;
+}
+
+std::string shortened(std::string_view secret) {
+  if (secret.empty()) return {};
+  return visible(secret.substr(0, wholeCharacters(secret, std::min<std::size_t>(4, secret.size() / 4)))) +
+         "…";
+}
+
+void printWrapped(std::string_view label, std::string_view text) {
+  const std::size_t indent = columnsOf(label);
+  std::string line(label);
+  std::size_t column = indent;
+  bool isFirst = true;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(' '), text.size());
+    const std::string_view word = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (!isFirst && column + 1 + columnsOf(word) > kWidth) {
+      printLine(line);
+      line.assign(indent, ' ');
+      column = indent;
+      isFirst = true;
+    }
+    if (!isFirst) line += ' ';
+    column += columnsOf(word) + (isFirst ? 0 : 1);
+    line += word;
+    isFirst = false;
+  }
+  printLine(line);
+}
+
+void printLine(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fputc('\n', stdout);
+}
+
+void printJson(const base::Value& object) {
+  printLine(base::dataWithJSONObject(object, base::JsonWriting::prettyPrinted));
+}
+
+std::string timeText(base::Date date) {
+  using namespace std::chrono;
+  if (!(std::abs(date.secondsSince1970) < 1e11)) return fmt::format("{} s since 1970", date.secondsSince1970);
+  const auto at = floor<seconds>(sys_time<duration<double>>(duration<double>(date.secondsSince1970)));
+  const auto day = floor<days>(at);
+  const year_month_day civil(day);
+  const hh_mm_ss time(at - day);
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} UTC", static_cast<int>(civil.year()),
+                     static_cast<unsigned>(civil.month()), static_cast<unsigned>(civil.day()),
+                     time.hours().count(), time.minutes().count(), time.seconds().count());
+}
+
+std::string readInput(const std::string& path, std::size_t longest) {
+  const int file = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) throw Failure(visible(path) + ": " + std::strerror(errno));
+  std::string bytes;
+  char block[1 << 16];
+  ssize_t length = 0;
+  while (bytes.size() <= longest && ((length = read(file, block, sizeof block)) > 0 || errno == EINTR)) {
+    if (length > 0) bytes.append(block, static_cast<std::size_t>(length));
+    if (length == 0) break;
+  }
+  const int error = errno;
+  close(file);
+  if (length < 0) throw Failure(visible(path) + ": " + std::strerror(error));
+  if (bytes.size() > longest) {
+    throw Failure(fmt::format("{}: larger than {} MiB", visible(path), longest >> 20));
+  }
+  return bytes;
+}
+
+}  // namespace tidewell::tool
