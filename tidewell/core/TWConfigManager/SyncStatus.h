@@ -78,7 +78,7 @@ class TIDEWELL_EXPORT SyncWait {
   [[nodiscard]] const SyncStatus& status() const noexcept { return status_; }
   /// Whether the time was over before the sync had ended.
   [[nodiscard]] bool timedOut() const noexcept { return end_ == End::timedOut; }
-  /// `kPosixErrorDomain`, `EDEADLK`, if the call did not wait because the sync could not have ended
+  /// `kPosixErrorDomain`, EDEADLK, if the call did not wait because the sync could not have ended
   /// meanwhile.
   [[nodiscard]] std::optional<base::Error> error() const;
 
