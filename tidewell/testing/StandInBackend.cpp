@@ -473,7 +473,7 @@ class StandInBackend::Server {
   [[nodiscard]] Answer usualAnswer(const StandInRequest& request, const ServiceEntry* entry) const {
     if (entry == nullptr) return errorAnswer(404, "there is nothing here");
     if (request.method != entry->method) return errorAnswer(405, "the method is wrong");
-    if (entry->service == TWServiceGetConfig) return configurationAnswer();
+    if (entry->service == TWServiceGetConfig) return servedConfiguration();
     Answer answer;
     answer.status = static_cast<int>(entry->successStatus);
     answer.text = usualReply(*entry);
@@ -502,6 +502,19 @@ class StandInBackend::Server {
     return answer;
   }
 
+  /// The answer to a device. A reply that differs from the last one is passed to `onConfiguration`.
+  Answer servedConfiguration() const {
+    Answer answer = configurationAnswer();
+    if (!options_.onConfiguration || answer.status != static_cast<int>(kServiceStatusOK)) return answer;
+    {
+      const base::MutexLock lock(mutex_);
+      if (servedBefore_ == answer.text) return answer;
+      servedBefore_ = answer.text;
+    }
+    options_.onConfiguration(answer.text);
+    return answer;
+  }
+
   void serveControl(HttpConnection& connection) {
     HttpRequest request;
     while (connection.readRequest(request) == ReadOutcome::request &&
@@ -527,6 +540,7 @@ class StandInBackend::Server {
       return done;
     }
     if (is("GET", "/control/fault")) return linesAnswer(faults());
+    if (is("GET", "/control/config")) return configurationAnswer();
     if (is("POST", "/control/config")) {
       if (const auto reason = whyNotJson(request.body)) {
         return plainAnswer(400, "it is not JSON: " + *reason + "\n");
@@ -546,7 +560,7 @@ class StandInBackend::Server {
       return done;
     }
     return plainAnswer(404,
-                       "POST, DELETE, GET /control/fault; POST, DELETE /control/config; "
+                       "POST, DELETE, GET /control/fault; POST, DELETE, GET /control/config; "
                        "GET, DELETE /control/requests\n");
   }
 
@@ -580,6 +594,7 @@ class StandInBackend::Server {
   mutable std::condition_variable requestAdded_;
   std::string configuration_ TIDEWELL_GUARDED_BY(mutex_);
   std::string configurationFile_ TIDEWELL_GUARDED_BY(mutex_);  // takes precedence unless empty
+  mutable std::string servedBefore_ TIDEWELL_GUARDED_BY(mutex_);
   std::map<std::string, Resource> resources_ TIDEWELL_GUARDED_BY(mutex_);
   std::vector<StandInFault> faults_ TIDEWELL_GUARDED_BY(mutex_);
   std::deque<StandInRequest> requests_ TIDEWELL_GUARDED_BY(mutex_);

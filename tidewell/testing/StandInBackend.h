@@ -37,6 +37,9 @@ struct StandInBackendOptions {
   /// Called for each request before it is answered, on the connection's thread, possibly for several at once.
   /// Must not call the backend.
   std::function<void(const StandInRequest&)> onRequest;
+  /// Called with the reply of the configuration service before it is sent for the first time, and when it
+  /// has changed; on the connection's thread. Must not call the backend.
+  std::function<void(std::string_view reply)> onConfiguration{};
   /// Called with messages for the user of the backend; by default they are written to standard error.
   std::function<void(std::string_view)> onMessage;
 };

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "tidewell/core/TWConfigManager/ConfigurationLint.h"
 #include "tidewell/testing/StandInBackend.h"
 #include "tools/Pages.h"
 
@@ -34,6 +35,7 @@ struct CommandLine {
   std::string requestsFile;
   std::string readyFile;
   bool quiet = false;
+  std::string lint = "on";
 };
 
 std::string usualFolder() {
@@ -96,6 +98,11 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
                  "write the ready line to this file, which is removed at exit")
       ->type_name("FILE");
   app.add_flag("--quiet", line.quiet, "print no line for each request");
+  app.add_option(
+         "--lint", line.lint,
+         "print what devices would do with the configuration, when it is first sent and when it has changed")
+      ->check(CLI::IsMember({"on", "off"}))
+      ->capture_default_str();
   tidewell::tools::addPages(
       app,
       {"simulate the hosts of a Tidewell backend",
@@ -189,6 +196,14 @@ class ReadyFile {
   std::string path_;
 };
 
+void printFinding(const tidewell::LintFinding& finding) {
+  if (finding.severity() == tidewell::LintSeverity::note) return;
+  const bool isError = finding.severity() == tidewell::LintSeverity::error;
+  const std::string sentence(finding.sentence());
+  std::fprintf(stderr, "tidewell-backend: configuration:%zu:%zu: %s: %s\n", finding.line(), finding.column(),
+               isError ? "error" : "warning", sentence.c_str());
+}
+
 void run(CommandLine line) {
   // `sigwait` below handles the signals that end the program; the backend's threads inherit the mask.
   sigset_t ending;
@@ -218,6 +233,12 @@ void run(CommandLine line) {
     if (requests) requests->write(request.json());
     if (!line.quiet) readable.write(readableLine(request));
   };
+
+  if (line.lint == "on") {
+    line.backend.onConfiguration = [](std::string_view reply) {
+      for (const auto& finding : tidewell::lintConfiguration(reply).findings()) printFinding(finding);
+    };
+  }
 
   StandInBackend backend(line.backend);
   for (auto& fault : faults) backend.addFault(std::move(fault));
