@@ -2,9 +2,11 @@
 #include "tidewell/base/formats/Json.h"
 
 #include <fmt/format.h>
-#include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stream.h>
+
+// Last, because its path to RapidJSON's stack is not the one in sanitizer-ignorelist.txt.
+#include <rapidjson/error/en.h>
 
 #include <algorithm>
 #include <charconv>
