@@ -78,6 +78,7 @@ void send(int count) {
 
 /// The error of a request to the backend, or "arrived".
 void fetch() {
+  const int before = fetched;
   machine->sharedUrlSession().dataTaskWithRequest(
       platform::UrlRequest(base::Url::URLWithString("https://api.tidewell.example/v1/x")),
       [](const platform::UrlTaskResult& result) {
@@ -85,7 +86,7 @@ void fetch() {
                               : "arrived";
         add(fetched);
       });
-  waitFor(fetched, 1);
+  waitFor(fetched, before + 1);
 }
 
 /// Sends a request with the parameters of its service. Returns whether it succeeded, and the reply's class.
