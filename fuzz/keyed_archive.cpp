@@ -2,10 +2,12 @@
 #include "tidewell/base/formats/KeyedArchive.h"
 
 #include "Input.h"
+#include "tidewell/base/formats/PropertyList.h"
 
 using namespace tidewell::base;
 
-// Any bytes decode to a value or raise; the value can be written and reads back unchanged.
+// Any bytes decode to a value or raise; the value, and the undecoded contents, can be written and read back
+// unchanged.
 void fuzz::check(std::string_view bytes) {
   (void)scalarsOfArchivedRecord(bytes, "TWConfig");
   fuzz::completes(kInvalidUnarchiveOperationException, [&] {
@@ -15,6 +17,13 @@ void fuzz::check(std::string_view bytes) {
       (void)decoder.decodeBoolForKey("d_t_opt_out");
     });
   });
+  if (const Value contents = archiveContentsWithData(bytes)) {
+    fuzz::completes(kInvalidArgumentException, [&] {
+      const std::string written = dataWithArchiveContents(contents, PropertyListFormat::binary);
+      fuzz::require(dataWithArchiveContents(archiveContentsWithData(written), PropertyListFormat::binary) ==
+                    written);
+    });
+  }
   Value value;
   fuzz::completes(kInvalidUnarchiveOperationException, [&] { value = unarchiveObjectWithData(bytes); });
   if (value.isNil()) return;

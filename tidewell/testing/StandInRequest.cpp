@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/testing/StandInRequest.h"
 
-#include <openssl/evp.h>
 #include <rapidjson/encodings.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/Base64.h"
 
 namespace tidewell::testing {
 namespace {
@@ -43,15 +43,6 @@ void writeForeignText(Writer& writer, std::string_view text) {
     }
   }
   writeText(writer, converted);
-}
-
-std::string base64(std::string_view bytes) {
-  std::string out((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  out.resize(static_cast<std::size_t>(length));
-  return out;
 }
 
 }  // namespace
@@ -102,7 +93,7 @@ std::string StandInRequest::json() const {
     writeText(writer, body);
   } else {
     writer.Key("body_base64");
-    writeText(writer, base64(body));
+    writeText(writer, base::base64(body));
   }
   writer.Key("problems");
   writer.StartArray();

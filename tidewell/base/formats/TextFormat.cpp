@@ -188,7 +188,7 @@ class Formatter {
     std::size_t at = 0;
     for (; precision > 0 && at < text.size(); --precision) {
       ++at;
-      while (at < text.size() && (text[at] & 0xC0) == 0x80) ++at;
+      while (at < text.size() && continuesCharacter(text[at])) ++at;
     }
     text.resize(at);
     return text;

@@ -162,4 +162,25 @@ HexScan scanHexInt(std::string_view text, std::size_t fromUtf16Position) {
   return scan;
 }
 
+std::string withVisibleControls(std::string_view text, std::string_view kept) {
+  std::string visible;
+  visible.reserve(text.size() + text.size() / 8);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    const bool isC1 = byte == 0xc2 && next >= 0x80 && next <= 0x9f;
+    const bool isC0 = (byte < 0x20 && kept.find(text[i]) == kept.npos) || byte == 0x7f;
+    if (isC1) {
+      byte = next;
+      ++i;
+    }
+    if (isC1 || isC0) {
+      detail::appendHex(visible.append("\\u00"), byte);
+    } else {
+      visible += static_cast<char>(byte);
+    }
+  }
+  return visible;
+}
+
 }  // namespace tidewell::base

@@ -19,6 +19,19 @@ namespace tidewell::base {
 [[nodiscard]] TIDEWELL_EXPORT std::string utf8FromUtf16(std::u16string_view text);
 /// Replaces every ill-formed sequence by U+FFFD.
 [[nodiscard]] TIDEWELL_EXPORT std::string validUtf8(std::string_view bytes);
+/// Whether a byte of well-formed UTF-8 continues a character.
+constexpr bool continuesCharacter(char byte) noexcept {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+/// The longest prefix of well-formed UTF-8 that ends between characters and has at most `bytes` bytes.
+constexpr std::string_view prefixOfCharacters(std::string_view text, std::size_t bytes) noexcept {
+  if (text.size() <= bytes) return text;
+  while (bytes > 0 && continuesCharacter(text[bytes])) --bytes;
+  return text.substr(0, bytes);
+}
+/// Control characters (C0, DEL, and C1 in UTF-8) as "\u001b" and the like, so that text from a server or a
+/// file cannot control a terminal. Those in `kept` stay.
+[[nodiscard]] TIDEWELL_EXPORT std::string withVisibleControls(std::string_view text, std::string_view kept);
 /// The length of the text in UTF-16 code units.
 [[nodiscard]] TIDEWELL_EXPORT std::size_t utf16Length(std::string_view text) noexcept;
 /// The result of a scan for a hexadecimal integer.

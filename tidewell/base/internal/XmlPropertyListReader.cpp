@@ -8,6 +8,7 @@
 
 #include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/Base64.h"
 #include "tidewell/base/internal/CivilDate.h"
 #include "tidewell/base/internal/Unicode.h"
 #include "tidewell/base/internal/UrlSyntax.h"
@@ -82,33 +83,9 @@ Value dateIn(std::string_view text) {
       static_cast<double>(daysFromGregorian(day) * kSecondsPerDay + hour * 3600 + minute * 60 + second)};
 }
 
-int base64Digit(char c) {
-  if (c >= 'A' && c <= 'Z') return c - 'A';
-  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-  if (isAsciiDigit(c)) return c - '0' + 52;
-  if (c == '+') return 62;
-  return c == '/' ? 63 : -1;
-}
-
 Value dataIn(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size() / 4 * 3);
-  unsigned bits = 0;
-  int digits = 0;
-  bool padded = false;
-  for (const char c : text) {
-    if (isXmlSpace(c)) continue;
-    if (c == '=') {
-      padded = true;
-      continue;
-    }
-    const int digit = base64Digit(c);
-    if (digit < 0 || padded) return {};
-    bits = (bits << 6u | static_cast<unsigned>(digit)) & 0xffffffu;
-    if (++digits % 4 != 1)
-      bytes += static_cast<char>(bits >> (digits % 4 == 2 ? 4u : digits % 4 == 3 ? 2u : 0u));
-  }
-  return digits % 4 == 1 ? Value() : Value(Data(std::move(bytes)));
+  auto bytes = bytesInBase64(text);
+  return bytes ? Value(Data(*std::move(bytes))) : Value();
 }
 
 void appendCharacter(std::string& out, std::uint32_t character) {

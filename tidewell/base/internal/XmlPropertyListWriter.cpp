@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Base64.h"
 #include "tidewell/base/internal/CivilDate.h"
 #include "tidewell/base/internal/Unicode.h"
 #include "tidewell/base/internal/XmlPropertyList.h"
@@ -58,23 +59,6 @@ std::string dateText(Date date) {
   const CivilDate civil = gregorianFromDays(day);
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", civil.year, civil.month, civil.day, rest / 3600,
                      rest / 60 % 60, rest % 60);
-}
-
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::string_view group = bytes.substr(i, 3);
-    unsigned bits = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      bits = bits << 8u | (k < group.size() ? static_cast<unsigned char>(group[k]) : 0u);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
-      out += k <= group.size() ? kDigits[bits >> (18 - 6 * k) & 0x3fu] : '=';
-    }
-  }
-  return out;
 }
 
 class XmlWriter {

@@ -2,7 +2,6 @@
 // What a reply would change in a record.
 
 #include <utility>
-#include <variant>
 
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWConfigManager/ConfigurationLint.h"
@@ -45,9 +44,7 @@ class ConfigurationComparison {
     }
     for (const std::uint8_t row : kMergeOrder) {
       const ConfigField& field = kConfigFields[row];
-      std::visit(
-          [&](auto member) { compare(field, base::Value(before.*member), base::Value(after.*member)); },
-          field.member);
+      compare(field, valueIn(before, field), valueIn(after, field));
     }
   }
 

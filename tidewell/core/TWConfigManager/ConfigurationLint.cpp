@@ -29,18 +29,9 @@ namespace {
 
 constexpr std::size_t kLongestExcerpt = 60;
 
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
-
-/// At most `bytes` bytes of well-formed UTF-8.
-std::string cut(std::string_view text, std::size_t bytes) {
-  if (text.size() <= bytes) return std::string(text);
-  while (bytes > 0 && isContinuation(text[bytes])) --bytes;
-  return std::string(text.substr(0, bytes));
-}
-
 /// The start of a text from the reply, for a sentence: control characters become "?".
 std::string excerpt(std::string_view text) {
-  std::string shown = cut(text, kLongestExcerpt);
+  std::string shown(base::prefixOfCharacters(text, kLongestExcerpt));
   for (std::size_t at = 0; at < shown.size(); ++at) {
     const auto byte = static_cast<unsigned char>(shown[at]);
     if (byte == 0xC2 && static_cast<unsigned char>(shown[at + 1]) < 0xA0) shown.erase(at, 1), shown[at] = '?';
@@ -121,8 +112,6 @@ std::string_view nearestKey(std::string_view key) {
 constexpr std::array kEventLists = {TWConfigPropertyBlackListedEvents, TWConfigPropertyInstantFlushEvents,
                                     TWConfigPropertyDataTrackingWhitelistedEvents};
 
-constexpr std::string_view kSeverities[] = {"note", "warning", "error"};
-
 base::Value number(std::size_t count) { return static_cast<std::int64_t>(count); }
 
 /// The fields of a record of defaults after a merge.
@@ -156,14 +145,9 @@ std::string_view LintFinding::sentence() const noexcept { return state_->sentenc
 std::string_view LintFinding::advice() const noexcept { return state_->advice; }
 
 base::Dictionary LintFinding::dictionary() const {
-  return {{"severity", kSeverities[static_cast<std::size_t>(severity())]},
-          {"rule", rule()},
-          {"key", key()},
-          {"pointer", pointer()},
-          {"line", number(line())},
-          {"column", number(column())},
-          {"sentence", sentence()},
-          {"advice", advice()}};
+  return {{"severity", nameOf(severity())}, {"rule", rule()},         {"key", key()},
+          {"pointer", pointer()},           {"line", number(line())}, {"column", number(column())},
+          {"sentence", sentence()},         {"advice", advice()}};
 }
 
 struct LintReport::State {
@@ -253,7 +237,7 @@ class Linter {
     state->rule = &rule;
     state->hasPlace = place.at.has_value();
     state->at = place.at.value_or(0);
-    state->key = cut(place.key, LintReport::kMaximumKeyBytes);
+    state->key = base::prefixOfCharacters(place.key, LintReport::kMaximumKeyBytes);
     if (!place.key.empty() || place.element != kNoElement) {
       state->pointer = "/";
       for (const char byte : state->key) {
@@ -277,7 +261,7 @@ class Linter {
       for (; at < std::min(finding->at, text.size()); ++at) {
         const bool endsLine = text[at] == '\n';
         line += endsLine ? 1 : 0;
-        column = endsLine ? 1 : column + (isContinuation(text[at]) ? 0 : 1);
+        column = endsLine ? 1 : column + (base::continuesCharacter(text[at]) ? 0 : 1);
       }
       finding->line = line;
       finding->column = column;

@@ -137,12 +137,8 @@ void Explainer::add(const ConfigField* field, std::optional<std::size_t> entry, 
 void Explainer::explainGate(const GateRule& rule) {
   const GateSteps gate(rule.gate, *fields_);
   for (const GateStep& step : gate.steps) {
-    base::Value value =
-        std::visit([&](auto member) { return base::Value((*fields_).*member); }, step.field->member);
-    const StepOutcome outcome = step.outcome == GateStep::Outcome::passes    ? StepOutcome::passes
-                                : step.outcome == GateStep::Outcome::refuses ? StepOutcome::refuses
-                                                                             : StepOutcome::raises;
-    add(step.field, std::nullopt, std::move(value), outcome, gate.isDecided && &step == &gate.steps.back());
+    add(step.field, std::nullopt, valueIn(*fields_, *step.field), step.outcome,
+        gate.isDecided && &step == &gate.steps.back());
   }
   state_->answer = gate.answer ? Explanation::Answer::yes : Explanation::Answer::no;
 }

@@ -39,7 +39,7 @@ inline constexpr std::int64_t kServiceStatusNoContent = 204;
 /// Which parameters about application, user and device a service receives.
 enum class ServiceParameters : std::uint8_t { v2, v2AndV1 };
 /// The host of a service.
-enum class ServiceHost : std::uint8_t {
+enum class ServiceDestination : std::uint8_t {
   ofRegion,  ///< the API host of the current region
   ofLogs,    ///< the log service's, in every region
 };
@@ -51,7 +51,7 @@ struct ServiceEntry {
   std::string_view path;  ///< further components are appended unchanged
   std::string_view method = kPOST;
   ServiceParameters parameters = ServiceParameters::v2;
-  ServiceHost host = ServiceHost::ofRegion;
+  ServiceDestination host = ServiceDestination::ofRegion;
   std::int64_t successStatus = kServiceStatusOK;
 };
 
@@ -70,7 +70,7 @@ inline constexpr auto kServiceCatalogue = std::to_array<ServiceEntry>({
     {TWServiceUserInSegment, "/v1/sdk-trigger/user-in-segment"},
     {TWServiceGeofenceHit, "/v1/geoFenceHit", kPOST, ServiceParameters::v2AndV1},
     {TWServiceGetGeofences, "/v1/geoFences", kPOST, ServiceParameters::v2AndV1},
-    {TWServiceSendLogs, "/noformat/logs/", kPOST, ServiceParameters::v2, ServiceHost::ofLogs,
+    {TWServiceSendLogs, "/noformat/logs/", kPOST, ServiceParameters::v2, ServiceDestination::ofLogs,
      kServiceStatusNoContent},
 });
 

@@ -32,7 +32,7 @@ constexpr std::array<std::string_view, platform::kServiceHostCount> kBuiltInHost
 
 platform::ServiceHost builtInHost(TWService service) {
   const ServiceEntry* const entry = serviceEntry(service);
-  if (entry != nullptr && entry->host == ServiceHost::ofLogs) return platform::ServiceHost::logs;
+  if (entry != nullptr && entry->host == ServiceDestination::ofLogs) return platform::ServiceHost::logs;
   switch (TWConfigManager::sharedInstance().getDataRedirectionRegion()) {
     case TWDataRegionEurope:
       return platform::ServiceHost::eu;

@@ -5,15 +5,13 @@
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/TWUtils/KeychainServices/internal/DeviceUniqueID.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
+#include "tidewell/core/TWUtils/internal/IdentifierKeys.h"
 #include "tidewell/platform/FileManager.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
 namespace {
 
-constexpr std::string_view kAppIdKey = "TW_appId";
-constexpr std::string_view kDeviceTokenKey = "TW_deviceToken";
-constexpr std::string_view kUniqueIdKey = "TW_uniqueServiceId";
 constexpr std::string_view kAppInstallKey = "TW_APP_INSTALL";
 
 constexpr std::string_view kSDKDirectoryName = "Tidewell";

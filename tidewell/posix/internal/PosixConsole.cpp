@@ -16,8 +16,8 @@
 #include <string>
 #include <utility>
 
-#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Unicode.h"
 #include "tidewell/posix/internal/Fork.h"
 #include "tidewell/posix/internal/SignalBlock.h"
 
@@ -139,28 +139,6 @@ bool mayHoldControls(std::string_view text) {
   return found;
 }
 
-/// Replaces control characters (C0, DEL, and C1 in UTF-8) by "\u001b" and the like, so that text from a
-/// server cannot control the terminal of someone who reads the log. Keeps line feeds and tabs.
-std::string withVisibleControls(std::string_view text) {
-  std::string visible;
-  visible.reserve(text.size() + text.size() / 8);
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    auto byte = static_cast<unsigned char>(text[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-    const bool isC1 = byte == 0xc2 && next >= 0x80 && next <= 0x9f;
-    if (isC1) {
-      byte = next;
-      ++i;
-    }
-    if (isC1 || byte == 0x7f || (byte < 0x20 && byte != '\n' && byte != '\t')) {
-      base::detail::appendHex(visible.append("\\u00"), byte);
-    } else {
-      visible += static_cast<char>(byte);
-    }
-  }
-  return visible;
-}
-
 iovec part(std::string_view text) { return {const_cast<char*>(text.data()), text.size()}; }
 
 }  // namespace
@@ -168,7 +146,7 @@ iovec part(std::string_view text) { return {const_cast<char*>(text.data()), text
 void writeLineToStandardError(std::string_view program, std::string_view text) {
   const int error = errno;
   std::string visible;
-  if (mayHoldControls(text)) text = visible = withVisibleControls(text);
+  if (mayHoldControls(text)) text = visible = base::withVisibleControls(text, "\n\t");
   const TimeText time;
   const ProcessText process;
   const std::array pieces{time.text(), program, process.text(), text, std::string_view("\n")};

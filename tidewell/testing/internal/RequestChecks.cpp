@@ -55,7 +55,7 @@ class Check {
     const bool logs = name == HOST_LOGENTRIES;
     const bool api = name == HOST_TDW_PROD_US || name == HOST_TDW_PROD_SERV3 || name == HOST_TDW_PROD_EU;
     if (!logs && !api) return object("no host of the backend is called " + inQuotes(name));
-    if (logs != (entry_.host == ServiceHost::ofLogs)) {
+    if (logs != (entry_.host == ServiceDestination::ofLogs)) {
       object("the host " + std::string(name) + " does not offer " + std::string(entry_.path));
     }
     if (!port.empty() && port != ":443") object("Host names the port " + inQuotes(port));

@@ -85,8 +85,7 @@ base::Dictionary scalarsOf(const TWConfigFields& fields, PropertySet properties)
   for (const std::uint8_t row : kArchiveOrder) {
     const ConfigField& field = kConfigFields[row];
     if ((properties & propertyBit(field.property)) == 0) continue;
-    const base::Value value =
-        std::visit([&](auto member) { return base::Value(fields.*member); }, field.member);
+    const base::Value value = valueIn(fields, field);
     if (value.isString() || value.isNumber()) scalars.setObject(value, field.key);
   }
   return scalars;

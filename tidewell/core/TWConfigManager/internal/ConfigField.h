@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <variant>
 
 #include "tidewell/base/formats/KeyedArchive.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
@@ -18,6 +19,18 @@ void encodeFields(const TWConfigFields& fields, base::KeyedEncoder& encoder);
 /// A field that is missing or cannot be decoded gives nil, 0 or false. The latter are added to `broken`.
 [[nodiscard]] TWConfigFields decodeFields(base::KeyedDecoder& decoder, PropertySet* broken = nullptr);
 
+/// The value of a field. Numbers are signed, as in the archive and in answers.
+[[nodiscard]] inline base::Value valueIn(const TWConfigFields& fields, const ConfigField& field) {
+  struct Read {
+    base::Value operator()(base::Value TWConfigFields::*member) const { return of.*member; }
+    base::Value operator()(std::uint64_t TWConfigFields::*member) const {
+      return static_cast<std::int64_t>(of.*member);
+    }
+    base::Value operator()(bool TWConfigFields::*member) const { return of.*member; }
+    const TWConfigFields& of;
+  };
+  return std::visit(Read{fields}, field.member);
+}
 /// The numbers, booleans and texts among the given properties, by key.
 [[nodiscard]] base::Dictionary scalarsOf(const TWConfigFields& fields, PropertySet properties);
 /// Stores values from `scalarsOf` in the fields of `properties`; other fields do not change.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tidewell/base/internal/PatternCost.h"
+#include "tidewell/base/internal/Unicode.h"
 
 namespace tidewell {
 namespace {
@@ -41,7 +42,7 @@ std::vector<std::string> alphabetOf(std::string_view pattern) {
   };
   for (std::size_t at = 0; at < pattern.size() && alphabet.size() < 64;) {
     std::size_t end = at + 1;
-    while (end < pattern.size() && (static_cast<unsigned char>(pattern[end]) & 0xC0) == 0x80) ++end;
+    while (end < pattern.size() && base::continuesCharacter(pattern[end])) ++end;
     add(pattern.substr(at, end - at));
     at = end;
   }
@@ -64,7 +65,7 @@ bool namesOtherCharacters(std::string_view pattern) {
 }
 
 std::string withoutLastCharacter(std::string text) {
-  while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80) text.pop_back();
+  while (!text.empty() && base::continuesCharacter(text.back())) text.pop_back();
   if (!text.empty()) text.pop_back();
   return text;
 }

@@ -7,8 +7,6 @@
 namespace tidewell {
 namespace {
 
-using Outcome = GateStep::Outcome;
-
 template <class Type>
 const ConfigField* fieldOf(Type TWConfigFields::*member) {
   return std::find_if(kConfigFields.begin(), kConfigFields.end(), [member](const ConfigField& field) {
@@ -17,10 +15,10 @@ const ConfigField* fieldOf(Type TWConfigFields::*member) {
   });
 }
 
-Outcome outcomeOf(const GateRule& rule, const base::Value& status) {
-  if (status.isNil()) return rule.nilStatus == NilStatus::fails ? Outcome::refuses : Outcome::passes;
-  if (!status.isString()) return Outcome::raises;
-  return status.isEqualToString(CONFIG_STATUS_BLOCKED) ? Outcome::refuses : Outcome::passes;
+StepOutcome outcomeOf(const GateRule& rule, const base::Value& status) {
+  if (status.isNil()) return rule.nilStatus == NilStatus::fails ? StepOutcome::refuses : StepOutcome::passes;
+  if (!status.isString()) return StepOutcome::raises;
+  return status.isEqualToString(CONFIG_STATUS_BLOCKED) ? StepOutcome::refuses : StepOutcome::passes;
 }
 
 }  // namespace
@@ -35,16 +33,16 @@ GateSteps::GateSteps(Gate gate, const TWConfigFields& fields) {
 }
 
 void GateSteps::check(const GateRule& rule, const TWConfigFields& fields) {
-  const auto take = [&](const ConfigField* field, Outcome outcome) {
+  const auto take = [&](const ConfigField* field, StepOutcome outcome) {
     steps.push_back({field, outcome});
-    isDecided = outcome != Outcome::passes;
-    answer = outcome == Outcome::passes || (outcome == Outcome::raises && rule.fallback);
+    isDecided = outcome != StepOutcome::passes;
+    answer = outcome == StepOutcome::passes || (outcome == StepOutcome::raises && rule.fallback);
     return !isDecided;
   };
   if (rule.status != nullptr && !take(fieldOf(rule.status), outcomeOf(rule, fields.*rule.status))) return;
   for (bool TWConfigFields::*const optOut : {rule.optOut, rule.secondOptOut}) {
     if (optOut == nullptr) continue;
-    if (!take(fieldOf(optOut), fields.*optOut ? Outcome::refuses : Outcome::passes)) return;
+    if (!take(fieldOf(optOut), fields.*optOut ? StepOutcome::refuses : StepOutcome::passes)) return;
   }
 }
 

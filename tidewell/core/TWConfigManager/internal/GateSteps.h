@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
+#include "tidewell/core/TWConfigManager/Explanation.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigField.h"
 
 namespace tidewell {
 
 /// One check on the way to the answer of a gate.
 struct GateStep {
-  enum class Outcome : std::uint8_t { passes, refuses, raises };
   const ConfigField* field;
-  Outcome outcome;
+  StepOutcome outcome;  ///< passes, refuses or raises
 };
 
 /// The checks of a gate up to the one that decides, and its answer. Does what `answerGate` does, without

@@ -51,6 +51,12 @@ enum class LintRuleID : std::uint8_t {
   expressionsUntried,
 };
 
+/// The name of a severity in JSON and on the page.
+constexpr std::string_view nameOf(LintSeverity severity) {
+  constexpr std::string_view kNames[] = {"note", "warning", "error"};
+  return kNames[static_cast<std::size_t>(severity)];
+}
+
 /// A rule of the linter: a row of `kLintRules`. Each %@ of the sentence is filled in by the finding.
 struct LintRule {
   LintRuleID id;

@@ -7,6 +7,7 @@
 
 #include "tidewell/base/Value.h"
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/base/internal/Unicode.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/platform/FileManager.h"
 
@@ -24,12 +25,8 @@ constexpr std::pair<SyncOutcome, std::string_view> kOutcomes[] = {
 /// The longest text that is kept, in bytes. Texts of failures are sentences.
 constexpr std::size_t kMaximumTextBytes = 512;
 
-/// The beginning of a text, cut between characters.
 std::string_view shortened(std::string_view text) {
-  if (text.size() <= kMaximumTextBytes) return text;
-  std::size_t end = kMaximumTextBytes;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  return text.substr(0, end);
+  return base::prefixOfCharacters(text, kMaximumTextBytes);
 }
 
 /// Reads entries of a dictionary and notes any of another class than expected.

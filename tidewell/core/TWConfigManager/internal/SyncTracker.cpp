@@ -267,8 +267,8 @@ void SyncTracker::store(std::uint32_t life, When when) noexcept {
   std::shared_ptr<PendingStore> pending;
   try {
     pending = std::make_shared<PendingStore>(life);
-    if (when == When::nowOnTheMainQueue && Platform::current().mainQueue().isCurrent()) return store(life);
-    Platform::current().globalQueue().async([pending] { shared().store(pending->life); });
+    if (when == When::nowOnTheMainQueue && Platform::current().mainQueue().isCurrent()) return write(life);
+    Platform::current().globalQueue().async([pending] { shared().write(pending->life); });
   } catch (...) {  // out of memory, or a host's own platform raised: the next change is stored with this one
     if (!pending) storeEnded(life);
   }
@@ -281,7 +281,7 @@ void SyncTracker::storeEnded(std::uint32_t life) noexcept {
   changed_.native().notify_all();
 }
 
-void SyncTracker::store(std::uint32_t life) {
+void SyncTracker::write(std::uint32_t life) {
   std::string report;
   {
     const base::MutexLock storing(storeMutex_);

@@ -88,7 +88,8 @@ class SyncTracker final : public base::ForkParticipant {
   /// it stored.
   enum class When { nowOnTheMainQueue, later };
   void store(std::uint32_t life, When when) noexcept;
-  void store(std::uint32_t life);
+  /// Writes the file now.
+  void write(std::uint32_t life);
   void storeEnded(std::uint32_t life) noexcept;
   /// Whether one of the attempts up to a number is in flight.
   [[nodiscard]] bool isInFlight(std::uint64_t lastNumber) const TIDEWELL_REQUIRES(mutex_);

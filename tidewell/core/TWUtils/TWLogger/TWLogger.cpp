@@ -174,8 +174,8 @@ struct LoggerSwitches {
   std::atomic<std::int32_t> minimumSeverity{0};
   std::atomic<bool> inDebug{false};
   std::atomic<bool> inVerboseMessage{true};
-  /// The level of the platform's policy; below zero for none. Writers only.
-  std::int64_t levelOfPolicy = -1;
+  /// The level of the platform's policy; below zero for none.
+  std::int64_t levelOfPolicy TIDEWELL_GUARDED_BY(loggerState().writers) = -1;
 
   [[nodiscard]] bool filtering() const { return minimumSeverity != 0 && inVerboseMessage; }
 
