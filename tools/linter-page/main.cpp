@@ -46,8 +46,6 @@ An ellipsis stands for what the finding fills in.
 
 )";
 
-constexpr std::string_view kSeverities[] = {"note", "warning", "error"};
-
 /// The text of a cell, with an ellipsis for what a finding fills in.
 std::string cell(std::string_view text) {
   std::string shown;
@@ -68,7 +66,7 @@ int main() {
   page += "| rule | severity | what devices do | advice |\n| --- | --- | --- | --- |\n";
   for (const tidewell::LintRule& rule : tidewell::kLintRules) {
     page += "| `" + std::string(rule.name) + "` | ";
-    page += std::string(kSeverities[static_cast<std::size_t>(rule.severity)]) + " | ";
+    page += std::string(nameOf(rule.severity)) + " | ";
     page += cell(rule.sentence) + " | " + cell(rule.advice) + " |\n";
   }
   std::fputs(page.c_str(), stdout);

@@ -14,13 +14,15 @@
 #include "tidewell/base/formats/KeyedArchive.h"
 #include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/base/internal/PercentEncoding.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigArchive.h"
 
 namespace tidewell::tool {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kRecordClass = "TWConfig";
+/// Within a container.
+constexpr std::string_view kSDKFolder = "/Library/Tidewell";
 constexpr std::size_t kMostFiles = 1000;
 /// The most folders looked at in the data folder, which all programs of the user share.
 constexpr std::size_t kMostFolders = 10'000;
@@ -69,8 +71,7 @@ std::vector<std::string> ApplicationFiles::names() {
   std::size_t seen = 0;
   for (fs::directory_iterator each(dataHome(), error), end; !error && each != end && seen < kMostFolders;
        each.increment(error), ++seen) {
-    if (isFolder(each->path().string() + "/Library/Tidewell"))
-      found.push_back(each->path().filename().string());
+    if (isFolder(each->path().string().append(kSDKFolder))) found.push_back(each->path().filename().string());
   }
   std::sort(found.begin(), found.end());
   return found;
@@ -91,6 +92,12 @@ ApplicationFiles::ApplicationFiles(const ApplicationChoice& choice) {
   if (!isFolder(folder_)) throw Failure(visible(folder_) + ": no such container");
 }
 
+std::string ApplicationFiles::sdkFolder() const { return folder_ + std::string(kSDKFolder); }
+std::string ApplicationFiles::fileOfSDK(std::string_view name) const {
+  return sdkFolder().append("/").append(name);
+}
+std::string ApplicationFiles::archive() const { return fileOfSDK(ConfigArchive::kFileName); }
+
 std::string ApplicationFiles::keychain() const {
   return fs::path(folder_).parent_path().string() + "/.tidewell-keychain/" + name_ + ".plist";
 }
@@ -100,7 +107,7 @@ std::unique_ptr<TWConfig> ApplicationFiles::record() const {
   if (!contents) return std::make_unique<TWConfig>();
   std::unique_ptr<TWConfig> record;
   try {
-    (void)base::unarchiveRecord(*contents, kRecordClass, [&](base::KeyedDecoder& decoder) {
+    (void)base::unarchiveRecord(*contents, ConfigArchive::kRecordClass, [&](base::KeyedDecoder& decoder) {
       record = std::make_unique<TWConfig>(decoder);
     });
   } catch (const base::Exception& exception) {
@@ -116,8 +123,8 @@ base::Dictionary ApplicationFiles::propertyList(const std::string& path) {
   return list.dictionary() ? *list.dictionary() : base::Dictionary();
 }
 
-std::optional<std::string> ApplicationFiles::bytes(const std::string& fileName) const {
-  return contentsOf(sdkFolder() + "/" + fileName);
+std::optional<std::string> ApplicationFiles::bytes(std::string_view fileName) const {
+  return contentsOf(fileOfSDK(fileName));
 }
 
 std::vector<FileFacts> ApplicationFiles::files() const {

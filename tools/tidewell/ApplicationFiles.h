@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tidewell/base/Value.h"
@@ -42,8 +43,9 @@ class ApplicationFiles {
 
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] const std::string& folder() const { return folder_; }
-  [[nodiscard]] std::string sdkFolder() const { return folder_ + "/Library/Tidewell"; }
-  [[nodiscard]] std::string archive() const { return sdkFolder() + "/TdwConfig"; }
+  [[nodiscard]] std::string sdkFolder() const;
+  [[nodiscard]] std::string fileOfSDK(std::string_view name) const;
+  [[nodiscard]] std::string archive() const;
   [[nodiscard]] std::string userDefaults() const {
     return folder_ + "/Library/Preferences/" + name_ + ".plist";
   }
@@ -55,7 +57,7 @@ class ApplicationFiles {
   /// The dictionary in a property list; empty without one, or if it cannot be decoded.
   [[nodiscard]] static base::Dictionary propertyList(const std::string& path);
   /// The bytes of a file of the SDK's folder; no value without one.
-  [[nodiscard]] std::optional<std::string> bytes(const std::string& fileName) const;
+  [[nodiscard]] std::optional<std::string> bytes(std::string_view fileName) const;
   /// All regular files of the container, and the keychain's; at most a thousand.
   [[nodiscard]] std::vector<FileFacts> files() const;
 

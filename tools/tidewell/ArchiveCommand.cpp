@@ -16,6 +16,8 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/core/TWConfigManager/TWConfigConstant.h"
+#include "tidewell/core/TWUtils/internal/IdentifierKeys.h"
 
 namespace tidewell::tool {
 namespace {
@@ -95,7 +97,10 @@ class Tree {
   static constexpr int kMost = 100'000;
   static constexpr int kDeepest = 64;
 
-  static bool isSecret(std::string_view label) { return label == "le_tkn:" || label == "TW_deviceToken:"; }
+  static bool isSecret(std::string_view label) {
+    const std::string_view key = label.substr(0, label.size() - 1);
+    return key == CONFIG_LOGENTRIES_TOKEN || key == kDeviceTokenKey;
+  }
 
   /// The object that a reference names; other values as they are.
   Value followed(const Value& value) const {
@@ -153,7 +158,7 @@ class Tree {
       case ValueKind::string:
         return inQuotes(*value.string());
       case ValueKind::date:
-        return timeText(*value.date());
+        return value.date()->description();
       case ValueKind::data:
         return fmt::format("{} bytes of data", value.data()->length());
       case ValueKind::boolean:

@@ -9,24 +9,22 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "ApplicationFiles.h"
 #include "Commands.h"
 #include "Output.h"
-#include "tidewell/base/formats/PropertyList.h"
 #include "tidewell/core/TWConfigManager/Explanation.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigField.h"
+#include "tidewell/core/TWConfigManager/internal/SyncFile.h"
+#include "tidewell/core/TWCoreConstants.h"
+#include "tidewell/core/TWUtils/internal/IdentifierKeys.h"
 
 namespace tidewell::tool {
 namespace {
 
 using base::Dictionary;
 using base::Value;
-
-constexpr const char* kOriginsFile = "TdwOrigins";
-constexpr const char* kSyncFile = "TdwSync";
 
 std::string shownValue(const Value& value, std::size_t longest = 40) {
   if (value.isNil()) return "nil";
@@ -104,7 +102,7 @@ std::vector<std::string> questionsOf(const ExplainVariables& variables) {
 int explain(const ExplainVariables& variables) {
   const ApplicationFiles files(variables.application);
   const auto record = files.record();
-  const auto origins = files.bytes(kOriginsFile);
+  const auto origins = files.bytes(kConfigOriginsFileName);
   const std::string argument = variables.event.empty() ? variables.uniqueID : variables.event;
   std::vector<Value> all;
   for (const std::string& question : questionsOf(variables)) {
@@ -142,10 +140,10 @@ struct IdentityRow {
   bool isSecret = false;
 };
 constexpr IdentityRow kUserDefaultsRows[] = {
-    {"App ID", "appID", "TW_appId"},
-    {"unique id", "uniqueID", "TW_identifierForVendor"},
-    {"id set by the host", "serviceUniqueID", "TW_uniqueServiceId"},
-    {"push token", "pushToken", "TW_deviceToken", true},
+    {"App ID", "appID", kAppIdKey},
+    {"unique id", "uniqueID", kUserDefaultsKeySDKUniqueId},
+    {"id set by the host", "serviceUniqueID", kUniqueIdKey},
+    {"push token", "pushToken", kDeviceTokenKey, true},
 };
 
 Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
@@ -162,13 +160,13 @@ Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
 
 /// The last attempt in the file of syncs; empty without one.
 Dictionary lastSyncOf(const ApplicationFiles& files) {
-  const Dictionary file = ApplicationFiles::propertyList(files.sdkFolder() + "/" + kSyncFile);
+  const Dictionary file = ApplicationFiles::propertyList(files.fileOfSDK(sync_file::kFileName));
   const Value last = file.objectForKey("last");
   Dictionary result;
   if (!last.dictionary()) return result;
   for (const auto& [key, value] : *last.dictionary()) {
     if (const base::Date* const date = value.date()) {
-      result.setObject(timeText(*date), key);
+      result.setObject(date->description(), key);
     } else if (value.isString() || value.isNumber()) {
       result.setObject(value, key);
     }
@@ -199,17 +197,12 @@ void printRow(std::string_view label, std::string_view text) {
   printWrapped(fmt::format("  {:<20}", label), text);
 }
 
-const Value& valueOf(const Value& value) { return value; }
-Value valueOf(bool value) { return value; }
-/// A count from the server may be negative; the field holds its bits.
-Value valueOf(std::uint64_t value) { return static_cast<std::int64_t>(value); }
-
 /// The fields of a record by their keys in the configuration.
 Dictionary valuesOf(const TWConfig& record) {
   const auto fields = record.fields();
   Dictionary values;
   for (const ConfigField& row : kConfigFields) {
-    Value value = std::visit([&](auto member) -> Value { return valueOf((*fields).*member); }, row.member);
+    Value value = valueIn(*fields, row);
     if (!value.isNil()) values.setObject(std::move(value), row.key);
   }
   return values;
@@ -222,7 +215,7 @@ struct Answers {
 
 Answers answersOf(const ApplicationFiles& files, bool showsSecrets) {
   const auto record = files.record();
-  const auto origins = files.bytes(kOriginsFile);
+  const auto origins = files.bytes(kConfigOriginsFileName);
   Answers answers;
   for (const std::string_view question : explainedQuestions()) {
     if (question.starts_with("isEvent") || question == "isUniqueIDRestricted") continue;
@@ -307,7 +300,7 @@ Dictionary inspectionOf(const ApplicationFiles& files, const InspectVariables& v
   for (const FileFacts& file : files.files()) {
     entries.emplace_back(Dictionary{{"path", relativeTo(files, file.path)},
                                     {"bytes", file.bytes},
-                                    {"modified", timeText(file.modified)},
+                                    {"modified", file.modified.description()},
                                     {"mode", fmt::format("{:04o}", file.mode)}});
   }
   return {{"application", files.name()},

@@ -7,12 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "tidewell/base/formats/Json.h"
+#include "tidewell/base/internal/Unicode.h"
 
 namespace tidewell::tool {
 namespace {
@@ -24,14 +24,7 @@ bool hasColor() {
 
 std::size_t columnsOf(std::string_view text) {
   return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
-}
-
-/// The length of the part before `longest` bytes that ends with a whole character.
-std::size_t wholeCharacters(std::string_view text, std::size_t longest) {
-  if (text.size() <= longest) return text.size();
-  while (longest > 0 && (text[longest] & 0xc0) == 0x80) --longest;
-  return longest;
+      std::count_if(text.begin(), text.end(), [](char c) { return !base::continuesCharacter(c); }));
 }
 
 }  // namespace
@@ -45,39 +38,23 @@ std::string styled(std::string_view text, Style style) {
   return fmt::format("\033[{}m{}\033[0m", code, text);
 }
 
-std::string visible(std::string_view text) {
-  std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-    if (byte == 0xc2 && next >= 0x80 && next <= 0x9f) {  // C1 controls
-      result += fmt::format("\\u{:04x}", next);
-      ++i;
-    } else if (byte < 0x20 || byte == 0x7f) {
-      result += byte == '\n' ? "\\n" : byte == '\t' ? "\\t" : fmt::format("\\u{:04x}", byte);
-    } else {
-      result += text[i];
-    }
-  }
-  return result;
-}
+std::string visible(std::string_view text) { return base::withVisibleControls(text, ""); }
 
 std::string inQuotes(std::string_view text, std::size_t longest) {
-  const std::size_t shown = wholeCharacters(text, longest);
+  const std::string_view shown = base::prefixOfCharacters(text, longest);
   std::string result = "\"";
-  for (const char c : visible(text.substr(0, shown))) {
+  for (const char c : visible(shown)) {
     if (c == '"') result += '\\';
     result += c;
   }
   result += '"';
-  if (shown < text.size()) result += fmt::format("… ({} bytes)", text.size());
+  if (shown.size() < text.size()) result += fmt::format("… ({} bytes)", text.size());
   return result;
 }
 
 std::string shortened(std::string_view secret) {
   if (secret.empty()) return {};
-  return visible(secret.substr(0, wholeCharacters(secret, std::min<std::size_t>(4, secret.size() / 4)))) +
-         "…";
+  return visible(base::prefixOfCharacters(secret, std::min<std::size_t>(4, secret.size() / 4))) + "…";
 }
 
 void printWrapped(std::string_view label, std::string_view text) {
@@ -110,18 +87,6 @@ void printLine(std::string_view text) {
 
 void printJson(const base::Value& object) {
   printLine(base::dataWithJSONObject(object, base::JsonWriting::prettyPrinted));
-}
-
-std::string timeText(base::Date date) {
-  using namespace std::chrono;
-  if (!(std::abs(date.secondsSince1970) < 1e11)) return fmt::format("{} s since 1970", date.secondsSince1970);
-  const auto at = floor<seconds>(sys_time<duration<double>>(duration<double>(date.secondsSince1970)));
-  const auto day = floor<days>(at);
-  const year_month_day civil(day);
-  const hh_mm_ss time(at - day);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} UTC", static_cast<int>(civil.year()),
-                     static_cast<unsigned>(civil.month()), static_cast<unsigned>(civil.day()),
-                     time.hours().count(), time.minutes().count(), time.seconds().count());
 }
 
 std::string readInput(const std::string& path, std::size_t longest) {

@@ -36,9 +36,6 @@ void printWrapped(std::string_view label, std::string_view text);
 void printLine(std::string_view text = {});
 void printJson(const base::Value& object);
 
-/// A date as "2026-11-26 07:00:00 UTC".
-[[nodiscard]] std::string timeText(base::Date date);
-
 /// The bytes of a file, or of standard input for "-". Raises `Failure` if it cannot be read or is longer.
 [[nodiscard]] std::string readInput(const std::string& path, std::size_t longest = 64u << 20);
 

@@ -2,11 +2,8 @@
 #include "PropertyListJson.h"
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +11,7 @@
 #include <vector>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Base64.h"
 
 namespace tidewell::tool {
 namespace {
@@ -42,26 +40,10 @@ std::optional<double> numberIn(const std::string& text) {
   return number;
 }
 
-std::string base64Of(std::string_view bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');  // with the NUL that the function appends
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<std::size_t>(length));
-  return text;
-}
-
-std::optional<std::string> bytesInBase64(std::string_view text) {
-  if (text.size() % 4 != 0 || text.size() > std::numeric_limits<int>::max()) return {};
-  std::string bytes(text.size() / 4 * 3, '\0');
-  const int length =
-      EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
-                      reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-  if (length < 0) return {};
-  const auto padding =
-      std::count(text.end() - std::min<std::ptrdiff_t>(2, std::ssize(text)), text.end(), '=');
-  bytes.resize(static_cast<std::size_t>(length) - static_cast<std::size_t>(padding));
-  if (base64Of(bytes) != text) return {};  // padding elsewhere, or bits that are lost
+/// Text that `base64` writes, and no other that means the same.
+std::optional<std::string> bytesIn(std::string_view text) {
+  auto bytes = base::bytesInBase64(text);
+  if (bytes && base::base64(*bytes) != text) return {};
   return bytes;
 }
 
@@ -81,7 +63,7 @@ Value unmarked(std::string_view marker, const Value& content) {
   }
   if (!content.isString()) refuse(marker);
   if (marker == kData) {
-    const auto bytes = bytesInBase64(*content.string());
+    const auto bytes = bytesIn(*content.string());
     if (!bytes) refuse(marker);
     return base::Data(*bytes);
   }
@@ -100,7 +82,7 @@ Value jsonWithPropertyList(const Value& list) {
     case ValueKind::date:
       return marked(kDate, textOf(list.date()->secondsSince1970));
     case ValueKind::data:
-      return marked(kData, base64Of(list.data()->view()));
+      return marked(kData, base::base64(list.data()->view()));
     case ValueKind::array: {
       std::vector<Value> entries;
       for (const Value& entry : *list.array()) entries.push_back(jsonWithPropertyList(entry));
