@@ -26,17 +26,6 @@ namespace {
 using base::Dictionary;
 using base::Value;
 
-std::string shownValue(const Value& value, std::size_t longest = 40) {
-  if (value.isNil()) return "nil";
-  if (value.isString()) return inQuotes(*value.string(), longest);
-  if (value.kind() == base::ValueKind::boolean) return value.boolValue() ? "true" : "false";
-  if (value.array()) {
-    return fmt::format("{} {}", value.array()->count(), value.array()->count() == 1 ? "entry" : "entries");
-  }
-  std::string text = visible(value.description());
-  return text.size() > longest ? text.substr(0, longest) + "…" : text;
-}
-
 std::string originText(std::string_view origin, std::string_view time) {
   std::string text(origin);
   std::replace(text.begin(), text.end(), '-', ' ');

@@ -79,12 +79,21 @@ struct DiffVariables {
   bool json = false;
 };
 
-std::string changedValue(const Value& value) {
-  if (value.isString()) return inQuotes(*value.string(), 60);
-  if (value.kind() == base::ValueKind::boolean) return value.boolValue() ? "yes" : "no";
-  std::string text = visible(value.isNil() ? "nil" : value.description());
-  if (text.size() > 60) text = text.substr(0, 60) + "…";
-  return text;
+void printChange(const ConfigurationChange& change) {
+  const std::string name = visible(change.name());
+  const auto text = [&](const Value& value) {
+    if (change.kind() == ConfigurationChangeKind::gate) return std::string(value.boolValue() ? "yes" : "no");
+    return shownValue(value, 60);
+  };
+  switch (change.kind()) {
+    case ConfigurationChangeKind::entryAdded:
+      return printLine(styled(fmt::format("+ {} {}", name, text(change.after())), Style::good));
+    case ConfigurationChangeKind::entryRemoved:
+      return printLine(styled(fmt::format("- {} {}", name, text(change.before())), Style::bad));
+    case ConfigurationChangeKind::gate:
+    case ConfigurationChangeKind::value:
+      return printLine(fmt::format("  {} {} -> {}", name, text(change.before()), text(change.after())));
+  }
 }
 
 int diff(const DiffVariables& variables) {
@@ -94,20 +103,9 @@ int diff(const DiffVariables& variables) {
     std::vector<Value> entries;
     for (const auto& change : changes) entries.emplace_back(change.dictionary());
     printJson(base::Dictionary{{"application", files.name()}, {"changes", base::Array(std::move(entries))}});
-  } else if (changes.empty()) {
-    printLine("The reply changes nothing.");
-  }
-  for (const auto& change : changes) {
-    if (variables.json) break;
-    const std::string name = visible(change.name());
-    if (change.kind() == ConfigurationChangeKind::entryAdded) {
-      printLine(styled(fmt::format("+ {} {}", name, changedValue(change.after())), Style::good));
-    } else if (change.kind() == ConfigurationChangeKind::entryRemoved) {
-      printLine(styled(fmt::format("- {} {}", name, changedValue(change.before())), Style::bad));
-    } else {
-      printLine(
-          fmt::format("  {} {} -> {}", name, changedValue(change.before()), changedValue(change.after())));
-    }
+  } else {
+    for (const auto& change : changes) printChange(change);
+    if (changes.empty()) printLine("The reply changes nothing.");
   }
   return changes.empty() ? kSuccess : kFound;
 }

@@ -52,6 +52,18 @@ std::string inQuotes(std::string_view text, std::size_t longest) {
   return result;
 }
 
+std::string shownValue(const base::Value& value, std::size_t longest) {
+  if (value.isNil()) return "nil";
+  if (value.isString()) return inQuotes(*value.string(), longest);
+  if (value.kind() == base::ValueKind::boolean) return value.boolValue() ? "true" : "false";
+  if (value.array()) {
+    return fmt::format("{} {}", value.array()->count(), value.array()->count() == 1 ? "entry" : "entries");
+  }
+  std::string text = visible(value.description());
+  if (text.size() <= longest) return text;
+  return std::string(base::prefixOfCharacters(text, longest)) + "…";
+}
+
 std::string shortened(std::string_view secret) {
   if (secret.empty()) return {};
   return visible(base::prefixOfCharacters(secret, std::min<std::size_t>(4, secret.size() / 4))) + "…";

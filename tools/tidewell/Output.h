@@ -28,6 +28,9 @@ enum class Style { plain, good, bad, faint, heading };
 [[nodiscard]] std::string visible(std::string_view text);
 /// The same in quotation marks, cut after `longest` bytes.
 [[nodiscard]] std::string inQuotes(std::string_view text, std::size_t longest = 200);
+/// A value on one line: a text in quotation marks, a list as the number of its entries; about `longest`
+/// bytes.
+[[nodiscard]] std::string shownValue(const base::Value& value, std::size_t longest = 40);
 /// The first characters of a secret.
 [[nodiscard]] std::string shortened(std::string_view secret);
 
