@@ -217,7 +217,9 @@ namespace {
 constinit LoggerSwitches switches;
 
 void applyPolicy(const platform::Platform& installed) {
-  switches.set([&](LoggerSwitches& all) { all.levelOfPolicy = installed.policy().logLevel().value_or(-1); });
+  const std::int64_t level = installed.policy().logLevel().value_or(-1);
+  switches.set([level](LoggerSwitches& all)
+                   TIDEWELL_REQUIRES(loggerState().writers) { all.levelOfPolicy = level; });
 }
 
 }  // namespace
