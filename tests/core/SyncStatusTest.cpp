@@ -109,6 +109,7 @@ TEST_F(SyncStatusTest, RequestsWithoutAResultAreNotInFlightForever) {
   begin();
   dying->testNetwork().answer(ScriptedNetwork::reply(200, "{}"));
   dying->runUntilIdle();
+  platform->testMainQueue().runAll();  // has the completion
   EXPECT_EQ(text().substr(0, 19), "in flight, failed: ") << "a reply to the process that has ended";
 }
 
