@@ -39,6 +39,16 @@ class SyncStatusTest : public CoreFixture {
     platform = platform->restart();
     return text();
   }
+  /// The results in the file: how many, and the outcomes of the last two.
+  std::string history() {
+    const base::Value file = base::propertyListWithData(*files().contents(path));
+    const base::Value all = file.dictionary()->objectForKey("history");
+    const auto outcome = [](const base::Value& past) {
+      return past.dictionary()->objectForKey("outcome").description();
+    };
+    return std::to_string(all.array()->count()) + ": " + outcome(*(all.array()->end() - 2)) + ", " +
+           outcome(*(all.array()->end() - 1));
+  }
   double now() { return platform->clock().now().secondsSince1970; }
 
   TidewellCore& core = TidewellCore::sharedInstance();
@@ -79,6 +89,13 @@ TEST_F(SyncStatusTest, EveryResultIsToldAndKeptForTheNextProcess) {
     EXPECT_EQ(kept.lastAttempt(), ended.lastAttempt());
     EXPECT_EQ(kept.nextDue(), ended.nextDue());
   }
+  EXPECT_EQ(history(), "8: failed, failed");
+  for (int i = 0; i < 43; ++i) sync(ScriptedNetwork::reply(200, std::string(i == 42 ? 2 : 0, '{')));
+  EXPECT_EQ(history(), "50: unusable reply, unusable reply") << "the oldest results are gone";
+  begin();
+  (void)textAfterStart();
+  sync(ScriptedNetwork::reply(200, "{}"));
+  EXPECT_EQ(history(), "50: failed, synced") << "one process ended too early";
 }
 
 TEST_F(SyncStatusTest, ASyncThatIsNotDueLeavesTheLastResult) {
@@ -120,6 +137,12 @@ TEST_F(SyncStatusTest, AFileThatCannotBeReadCountsAsNoneAndIsKeptAside) {
     return base::dataWithPropertyList(base::Dictionary{{"version", version}, {"last", last}},
                                       base::PropertyListFormat::binary);
   };
+  const auto withHistory = [](const base::Value& history) {
+    return base::dataWithPropertyList(
+        base::Dictionary{
+            {"version", 1}, {"last", base::Dictionary{{"outcome", "synced"}}}, {"history", history}},
+        base::PropertyListFormat::binary);
+  };
   const auto entry = [&](std::string_view key, const base::Value& value) {
     return file(1, base::Dictionary{{"outcome", "synced"}, {key, value}});
   };
@@ -129,7 +152,9 @@ TEST_F(SyncStatusTest, AFileThatCannotBeReadCountsAsNoneAndIsKeptAside) {
         whole + std::string(70'000, 'x'), file(2, base::Dictionary{{"outcome", "synced"}}), file(1, "synced"),
         file(1, base::Dictionary()), file(1, base::Dictionary{{"outcome", "in flight"}}),
         entry("success", "now"), entry("detail", 7), entry("detail", std::string(513, 'x')),
-        entry("httpStatus", std::int64_t{1} << 40)}) {
+        entry("httpStatus", std::int64_t{1} << 40), withHistory("none"),
+        withHistory(base::Array{base::Dictionary{{"time", base::Date{1}}}}),
+        withHistory(base::Array{base::Dictionary{{"outcome", "failed"}}})}) {
     files().setContents(path, bytes);
     EXPECT_EQ(textAfterStart(), "never tried") << bytes.substr(0, 100);
     EXPECT_EQ(files().contents(path), bytes) << "a question writes nothing";

@@ -2,9 +2,11 @@
 // `tidewell fetch`.
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -60,9 +62,15 @@ class Reply {
     result_ = std::move(result);
     changed_.notify_one();
   }
-  platform::UrlTaskResult wait() {
+  /// Calls `onDelay` if there is no result after a second.
+  template <class Function>
+  platform::UrlTaskResult wait(Function onDelay) {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return result_.has_value(); });
+    const auto isThere = [this] { return result_.has_value(); };
+    if (!changed_.wait_for(lock, std::chrono::seconds(1), isThere)) {
+      onDelay();
+      changed_.wait(lock, isThere);
+    }
     return std::move(*result_);
   }
 
@@ -124,7 +132,9 @@ int fetch(const FetchVariables& variables) {
   const auto session = platform->makeUrlSession(std::move(configuration));
   session->dataTaskWithRequest(std::move(request),
                                [reply](platform::UrlTaskResult result) { reply->set(std::move(result)); });
-  const platform::UrlTaskResult result = reply->wait();
+  const platform::UrlTaskResult result = reply->wait([&] {
+    if (isatty(STDERR_FILENO) != 0) std::fprintf(stderr, "waiting for %s …\n", visible(url).c_str());
+  });
 
   const bool isReply = result.response && result.response->statusCode == kServiceStatusOK && !result.error;
   if (variables.json) {

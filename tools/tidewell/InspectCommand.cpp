@@ -16,9 +16,11 @@
 #include "Output.h"
 #include "tidewell/core/TWConfigManager/Explanation.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigField.h"
+#include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/SyncFile.h"
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/TWUtils/internal/IdentifierKeys.h"
+#include "tidewell/core/internal/AppGroup.h"
 
 namespace tidewell::tool {
 namespace {
@@ -133,6 +135,7 @@ constexpr IdentityRow kUserDefaultsRows[] = {
     {"unique id", "uniqueID", kUserDefaultsKeySDKUniqueId},
     {"id set by the host", "serviceUniqueID", kUniqueIdKey},
     {"push token", "pushToken", kDeviceTokenKey, true},
+    {"app group", "appGroupID", kAppGroupIDKey},
 };
 
 Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
@@ -147,20 +150,45 @@ Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
   return identity;
 }
 
-/// The last attempt in the file of syncs; empty without one.
-Dictionary lastSyncOf(const ApplicationFiles& files) {
-  const Dictionary file = ApplicationFiles::propertyList(files.fileOfSDK(sync_file::kFileName));
-  const Value last = file.objectForKey("last");
+double secondsSince1970() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+/// The texts, numbers and dates of a dictionary in the file of syncs, for JSON.
+Dictionary scalarsIn(const Value& value) {
   Dictionary result;
-  if (!last.dictionary()) return result;
-  for (const auto& [key, value] : *last.dictionary()) {
-    if (const base::Date* const date = value.date()) {
+  if (!value.dictionary()) return result;
+  for (const auto& [key, entry] : *value.dictionary()) {
+    if (const base::Date* const date = entry.date()) {
       result.setObject(date->description(), key);
-    } else if (value.isString() || value.isNumber()) {
-      result.setObject(value, key);
+    } else if (entry.isString() || entry.isNumber()) {
+      result.setObject(entry, key);
     }
   }
   return result;
+}
+
+/// What the files say about syncs.
+struct Syncs {
+  Dictionary last;                  ///< the last attempt; empty if none is known
+  std::vector<Dictionary> history;  ///< the last results, the newest first
+  std::optional<base::Date> nextDue;
+};
+
+Syncs syncsOf(const ApplicationFiles& files) {
+  const Dictionary file = ApplicationFiles::propertyList(files.fileOfSDK(sync_file::kFileName));
+  Syncs syncs{scalarsIn(file.objectForKey("last")), {}, {}};
+  if (const Value history = file.objectForKey("history"); history.array()) {
+    for (const Value& past : *history.array()) syncs.history.push_back(scalarsIn(past));
+    std::reverse(syncs.history.begin(), syncs.history.end());
+  }
+  const Value updated =
+      ApplicationFiles::propertyList(files.userDefaults()).objectForKey(kConfigLastUpdatedKey);
+  if (const base::Date* const date = updated.date()) {
+    const base::Date due{date->secondsSince1970 + kConfigSyncInterval};
+    if (due.secondsSince1970 > secondsSince1970()) syncs.nextDue = due;
+  }
+  return syncs;
 }
 
 std::string sizeText(std::uint64_t bytes) {
@@ -168,9 +196,7 @@ std::string sizeText(std::uint64_t bytes) {
 }
 
 std::string ageText(base::Date modified) {
-  using namespace std::chrono;
-  const auto now = duration<double>(system_clock::now().time_since_epoch()).count();
-  const double seconds = std::max(0.0, now - modified.secondsSince1970);
+  const double seconds = std::max(0.0, secondsSince1970() - modified.secondsSince1970);
   if (seconds < 120) return fmt::format("{:.0f} s", seconds);
   if (seconds < 7200) return fmt::format("{:.0f} min", seconds / 60);
   if (seconds < 172'800) return fmt::format("{:.0f} h", seconds / 3600);
@@ -197,9 +223,17 @@ Dictionary valuesOf(const TWConfig& record) {
   return values;
 }
 
+/// The opt-outs by the names that people use, with their keys in the record.
+constexpr std::pair<std::string_view, std::string_view> kOptOuts[] = {
+    {"data tracking", CONFIG_DATA_TRACKING_OPTED_OUT},
+    {"push", CONFIG_USER_PUSH_OPTED_OUT},
+    {"in-app messages", CONFIG_USER_INAPP_OPTED_OUT}};
+
 struct Answers {
   std::vector<Explanation> gates;
   Dictionary configuration;  ///< by key: "value", "origin", "originTime"
+  Value region;
+  Dictionary optOuts;  ///< by name: whether it is set
 };
 
 Answers answersOf(const ApplicationFiles& files, bool showsSecrets) {
@@ -213,6 +247,8 @@ Answers answersOf(const ApplicationFiles& files, bool showsSecrets) {
     }
   }
   const Dictionary values = valuesOf(*record);
+  answers.region = values.objectForKey(CONFIG_DATA_REDIRECTION_REGION);
+  for (const auto& [name, key] : kOptOuts) answers.optOuts.setObject(values.objectForKey(key), name);
   for (const auto& [key, entry] : originsOf(*record, origins)) {
     Dictionary row = entry.dictionary() ? *entry.dictionary() : Dictionary();
     Value value = values.objectForKey(key);
@@ -225,6 +261,13 @@ Answers answersOf(const ApplicationFiles& files, bool showsSecrets) {
 }
 
 void printAnswers(const Answers& answers) {
+  printHeading("Set on the device");
+  printRow("region", shownValue(answers.region));
+  std::string optOuts;
+  for (const auto& [name, value] : answers.optOuts) {
+    if (value.boolValue()) optOuts += (optOuts.empty() ? "" : ", ") + name;
+  }
+  printRow("opt-outs", optOuts.empty() ? "none" : optOuts);
   printHeading("Gates");
   for (const Explanation& gate : answers.gates) {
     std::string reason;
@@ -258,6 +301,32 @@ void printFiles(const ApplicationFiles& files) {
   }
 }
 
+std::string textIn(const Dictionary& entry, std::string_view key) {
+  const Value value = entry.objectForKey(key);
+  if (value.isNil()) return {};
+  return visible(value.isString() ? *value.string() : value.description());
+}
+
+void printSyncs(const Syncs& syncs) {
+  constexpr std::size_t kMostShown = 5;
+  printHeading("Syncs");
+  const auto orNone = [](std::string text) { return text.empty() ? std::string("none is known") : text; };
+  printRow("next due", syncs.nextDue ? syncs.nextDue->description() : "at the next occasion");
+  printRow("last attempt", orNone(textIn(syncs.last, "attempt")));
+  printRow("last success", orNone(textIn(syncs.last, "success")));
+  for (std::size_t i = 0; i < std::min(kMostShown, syncs.history.size()); ++i) {
+    const Dictionary& past = syncs.history[i];
+    std::string text = textIn(past, "outcome");
+    if (const std::string status = textIn(past, "httpStatus"); !status.empty())
+      text += " (HTTP " + status + ")";
+    if (const std::string detail = textIn(past, "detail"); !detail.empty()) text += ": " + detail;
+    printWrapped("  " + textIn(past, "time") + "  ", text);
+  }
+  if (syncs.history.size() > kMostShown) {
+    printLine(fmt::format("  … and {} before, shown by --json", syncs.history.size() - kMostShown));
+  }
+}
+
 void printInspection(const ApplicationFiles& files, const InspectVariables& variables) {
   printLine(styled(visible(files.name()), Style::heading));
   printLine("  " + visible(files.folder()));
@@ -267,12 +336,7 @@ void printInspection(const ApplicationFiles& files, const InspectVariables& vari
     const Value value = identity.objectForKey(row.name);
     printRow(row.label, value.isString() ? visible(*value.string()) : "none");
   }
-  printHeading("Last sync");
-  const Dictionary sync = lastSyncOf(files);
-  if (sync.empty()) printLine("  none is known");
-  for (const auto& [key, value] : sync) {
-    printRow(visible(key), value.isString() ? visible(*value.string()) : visible(value.description()));
-  }
+  printSyncs(syncsOf(files));
   try {
     printAnswers(answersOf(files, variables.secrets));
   } catch (const Failure& failure) {
@@ -284,7 +348,9 @@ void printInspection(const ApplicationFiles& files, const InspectVariables& vari
 
 Dictionary inspectionOf(const ApplicationFiles& files, const InspectVariables& variables) {
   const Answers answers = answersOf(files, variables.secrets);
-  std::vector<Value> gates, entries;
+  const Syncs syncs = syncsOf(files);
+  std::vector<Value> gates, entries, history;
+  for (const Dictionary& past : syncs.history) history.emplace_back(past);
   for (const Explanation& gate : answers.gates) gates.emplace_back(gate.dictionary());
   for (const FileFacts& file : files.files()) {
     entries.emplace_back(Dictionary{{"path", relativeTo(files, file.path)},
@@ -295,7 +361,11 @@ Dictionary inspectionOf(const ApplicationFiles& files, const InspectVariables& v
   return {{"application", files.name()},
           {"folder", files.folder()},
           {"identity", identityOf(files, variables.secrets)},
-          {"lastSync", lastSyncOf(files)},
+          {"lastSync", syncs.last},
+          {"syncHistory", base::Array(std::move(history))},
+          {"nextSyncDue", syncs.nextDue ? Value(syncs.nextDue->description()) : Value::null()},
+          {"region", answers.region},
+          {"optOuts", answers.optOuts},
           {"gates", base::Array(std::move(gates))},
           {"configuration", answers.configuration},
           {"files", base::Array(std::move(entries))}};

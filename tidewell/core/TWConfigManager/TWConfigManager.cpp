@@ -24,9 +24,6 @@
 namespace tidewell {
 namespace {
 
-/// How long a downloaded configuration counts as recent, in seconds.
-constexpr double kConfigSyncInterval = 3600;
-
 constexpr LogCoordinates at(std::int32_t line, std::string_view selector) {
   return {"TWConfigManager", line, selector, "exception is %@"};
 }

@@ -12,6 +12,9 @@ namespace tidewell {
 
 class TWConfigManager;
 
+/// How long a downloaded configuration counts as recent, in seconds.
+inline constexpr double kConfigSyncInterval = 3600;
+
 /// When the next sync is due by the stored time of the last one; no value if it is due now. Reads the user
 /// defaults.
 [[nodiscard]] std::optional<base::Date> nextSyncDue();

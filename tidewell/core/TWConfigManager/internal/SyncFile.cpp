@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <utility>
+#include <vector>
 
 #include "tidewell/base/Value.h"
 #include "tidewell/base/formats/PropertyList.h"
@@ -24,6 +25,8 @@ constexpr std::pair<SyncOutcome, std::string_view> kOutcomes[] = {
 
 /// The longest text that is kept, in bytes. Texts of failures are sentences.
 constexpr std::size_t kMaximumTextBytes = 512;
+/// The same for each result in the history.
+constexpr std::size_t kMaximumPastTextBytes = 128;
 
 std::string_view shortened(std::string_view text) {
   return base::prefixOfCharacters(text, kMaximumTextBytes);
@@ -55,6 +58,12 @@ class Entries {
     isValid_ = false;
     return std::nullopt;
   }
+  /// 0 without an entry.
+  int httpStatus() {
+    const std::int64_t status = number("httpStatus");
+    if (status != static_cast<int>(status)) isValid_ = false;
+    return static_cast<int>(status);
+  }
   [[nodiscard]] bool has(std::string_view key) const { return entries_.find(key) != nullptr; }
   [[nodiscard]] bool isValid() const { return isValid_; }
 
@@ -75,6 +84,39 @@ std::string_view nameOf(SyncOutcome outcome) {
     if (each == outcome) return text;
   }
   return kOutcomes[0].second;
+}
+
+base::Value encoded(const SyncPast& past) {
+  base::Dictionary entry{{"time", past.time}, {"outcome", nameOf(past.outcome)}};
+  if (!past.detail.empty()) {
+    entry.setObject(base::prefixOfCharacters(past.detail, kMaximumPastTextBytes), "detail");
+  }
+  if (past.httpStatus != 0) entry.setObject(past.httpStatus, "httpStatus");
+  return entry;
+}
+
+std::optional<SyncPast> pastIn(const base::Value& value) {
+  if (value.dictionary() == nullptr) return std::nullopt;
+  Entries entry(*value.dictionary());
+  const std::optional<SyncOutcome> outcome = outcomeNamed(entry.text("outcome"));
+  const std::optional<base::Date> time = entry.date("time");
+  SyncPast past{time.value_or(base::Date{}), outcome.value_or(SyncOutcome::neverTried), entry.text("detail"),
+                entry.httpStatus()};
+  if (!outcome || !time || !entry.isValid()) return std::nullopt;
+  return past;
+}
+
+/// Reads the history, which files of earlier builds lack. Whether it is valid.
+bool readHistory(const base::Dictionary& file, SyncRecord& record) {
+  const base::Value* const found = file.find("history");
+  if (found == nullptr) return true;
+  if (found->array() == nullptr) return false;
+  for (const base::Value& each : *found->array()) {
+    std::optional<SyncPast> past = pastIn(each);
+    if (!past) return false;
+    record.addToHistory(std::move(*past));
+  }
+  return true;
 }
 
 }  // namespace
@@ -101,8 +143,12 @@ std::string encode(const SyncRecord& record, Attempt attempt) {
     last.setObject(result.error->code, "errorCode");
     last.setObject(shortened(result.error->localizedDescription), "errorText");
   }
-  return base::dataWithPropertyList(base::Dictionary{{"version", kVersion}, {"last", std::move(last)}},
-                                    base::PropertyListFormat::binary);
+  std::vector<base::Value> history;
+  for (const SyncPast& past : record.history) history.push_back(encoded(past));
+  return base::dataWithPropertyList(
+      base::Dictionary{
+          {"version", kVersion}, {"last", std::move(last)}, {"history", base::Array(std::move(history))}},
+      base::PropertyListFormat::binary);
 }
 
 std::optional<SyncRecord> decode(std::string_view bytes) {
@@ -119,17 +165,19 @@ std::optional<SyncRecord> decode(std::string_view bytes) {
   record.lastAttempt = last.date("attempt");
   record.lastSuccess = last.date("success");
   record.result.detail = last.text("detail");
-  const std::int64_t status = last.number("httpStatus");
+  record.result.httpStatus = last.httpStatus();
   if (last.has("errorDomain")) {
     record.result.error =
         base::Error{last.text("errorDomain"), last.number("errorCode"), last.text("errorText")};
   }
-  if (!outcome || !last.isValid() || status != static_cast<int>(status)) return std::nullopt;
+  if (!outcome || !last.isValid() || !readHistory(*file, record)) return std::nullopt;
   record.result.outcome = *outcome;
-  record.result.httpStatus = static_cast<int>(status);
   if (last.has("inFlight")) {
     record.result = {SyncOutcome::failed,
                      "no result was stored: the process that sent the request ended first, or still waits"};
+    if (record.lastAttempt) {
+      record.addToHistory({*record.lastAttempt, SyncOutcome::failed, "no result was stored"});
+    }
   }
   record.occasion = record.result.outcome;
   return record;

@@ -12,14 +12,14 @@ namespace tidewell {
 
 /// The file beside the configuration archive that keeps the last attempt across launches.
 ///
-/// A binary property list: a dictionary with the version of its layout under "version" and the attempt under
-/// "last", so that entries can be added. Replaced whole without a lock: of two processes the last writer
-/// wins.
+/// A binary property list: a dictionary with the version of its layout under "version", the last attempt
+/// under "last", and the last results under "history". Replaced whole without a lock: of two processes the
+/// last writer wins.
 namespace sync_file {
 
 inline constexpr std::string_view kFileName = "TdwSync";
 inline constexpr std::int64_t kVersion = 1;
-/// A larger file is not decoded: this library writes less than 2 KiB.
+/// A larger file is not decoded: this library writes less than 16 KiB.
 inline constexpr std::size_t kMaximumBytes = 64u << 10;
 
 /// The path of the file in the SDK's directory (created if missing); no value if there is none.

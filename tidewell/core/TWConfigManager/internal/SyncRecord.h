@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tidewell/base/Date.h"
 #include "tidewell/base/Error.h"
@@ -19,6 +22,14 @@ struct SyncResult {
   int httpStatus = 0;
 };
 
+/// What an earlier or the last attempt came to, for the history in the file.
+struct SyncPast {
+  base::Date time;  ///< of the result
+  SyncOutcome outcome = SyncOutcome::neverTried;
+  std::string detail{};  ///< or the text of the transfer's error
+  int httpStatus = 0;
+};
+
 /// The contents of a `SyncStatus`. Immutable once published.
 struct SyncRecord : std::enable_shared_from_this<SyncRecord> {
   /// What the last occasion came to. Whether a request is in flight is known to the tracker.
@@ -27,6 +38,14 @@ struct SyncRecord : std::enable_shared_from_this<SyncRecord> {
   std::optional<base::Date> lastAttempt;
   std::optional<base::Date> lastSuccess;
   std::optional<base::Date> nextDue;
+  /// The last results, the newest last; at most `kLongestHistory`.
+  std::vector<SyncPast> history;
+
+  static constexpr std::size_t kLongestHistory = 50;
+  void addToHistory(SyncPast past) {
+    if (history.size() >= kLongestHistory) history.erase(history.begin());
+    history.push_back(std::move(past));
+  }
 };
 
 }  // namespace tidewell

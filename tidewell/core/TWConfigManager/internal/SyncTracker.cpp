@@ -43,6 +43,12 @@ KeptSync readKeptSync() {
   return kept;
 }
 
+SyncPast pastOf(const SyncResult& result, base::Date time) {
+  const bool isExplained = !result.detail.empty() || !result.error;
+  return {time, result.outcome, isExplained ? result.detail : result.error->localizedDescription,
+          result.httpStatus};
+}
+
 }  // namespace
 
 struct SyncObserver {
@@ -133,6 +139,8 @@ void SyncTracker::load() {
     if (!record.lastAttempt) record.lastAttempt = kept.record.lastAttempt;
     if (!record.lastSuccess) record.lastSuccess = kept.record.lastSuccess;
     if (!isDueKnown_) record.nextDue = due;
+    for (SyncPast& past : record.history) kept.record.addToHistory(std::move(past));
+    record.history = std::move(kept.record.history);
   });
   isForeign_ = kept.found == KeptSync::Found::undecodable;
   isLoaded_.store(true, std::memory_order_release);
@@ -247,6 +255,7 @@ void SyncTracker::end(const SyncAttempt& attempt, SyncResult result,
     try {
       publish(garbage, [&](SyncRecord& record) {
         record.occasion = result.outcome;
+        if (now) record.addToHistory(pastOf(result, *now));
         record.result = std::move(result);
         if (record.occasion == SyncOutcome::synced) record.lastSuccess = now;
         record.nextDue = nextDue;
