@@ -6,7 +6,8 @@
 
 using namespace tidewell::base;
 
-// What `tidewell archive convert` writes as JSON, it reads back as the same property list; other JSON is refused.
+// What `tidewell archive convert` writes as JSON, it reads back as the same property list; other JSON is
+// refused.
 void fuzz::check(std::string_view bytes) {
   fuzz::completes(kInvalidArgumentException, [&] {
     if (const Value json = JSONObjectWithData(bytes)) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "DesktopTest.h"
+#include "tidewell/core/TidewellCore.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -90,6 +91,23 @@ TEST_F(Platform, HostsWithoutGtkWindowsReportForegroundThemselves) {
   platform.enterBackground();
   platform.enterForeground();
   EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;
+}
+
+TEST_F(Platform, TurnedOffItIsNotInstalledAndLeavesNoTrace) {
+  setenv("TIDEWELL_DISABLED", "1", 1);
+  ASSERT_TRUE(gtk_init_check());
+  auto& off = install([](Options& options) { options.setUsesSecretService(true); });
+  EXPECT_TRUE(off.isDisabled());
+  EXPECT_FALSE(platform::Platform::isInstalled());
+  TidewellCore::sharedInstance().initializeWithAppID("SHOP");
+  bool hasRun = false;
+  off.mainQueue().async([&] { hasRun = true; });
+  EXPECT_TRUE(waitUntil([&] { return hasRun; })) << "a host's own functions";
+  openHostWindow();
+  EXPECT_EQ(off.presenter().showAlert({"Title", "Message", {{"OK", {}}}}, {}, {}), platform::Shown::nothing);
+  EXPECT_EQ(heard_, "") << "windows are not followed";
+  const std::filesystem::directory_iterator files(folder_ / "data");
+  EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "the test's own folder";
 }
 
 }  // namespace
