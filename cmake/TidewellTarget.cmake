@@ -64,10 +64,13 @@ function(tidewell_layer name)
   target_sources(TidewellCore PRIVATE $<TARGET_OBJECTS:tidewell_${name}>)
 endfunction()
 
-# tidewell_exports(TARGET): a shared library exports only names of `tidewell`. A plug-in that links the static library
-# exports none of them.
+# tidewell_exports(TARGET [MAP]): a shared library exports only the names in MAP, by default those of `tidewell`. A plug-in that
+# links the static library exports none of them.
 function(tidewell_exports target)
   set(map "${PROJECT_SOURCE_DIR}/tidewell/exports.map")
+  if(ARGC GREATER 1)
+    set(map "${ARGV1}")
+  endif()
   if(APPLE)
     return()
   endif()

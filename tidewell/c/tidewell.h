@@ -52,9 +52,9 @@ extern "C" {
 #endif
 
 /// The most bytes of a text that is passed in, without its NUL.
-#define TDW_MAXIMUM_TEXT ((size_t)1 << 20)
+#define TDW_MAXIMUM_TEXT 1048576
 /// The most bytes of a JSON text that is passed in, without its NUL.
-#define TDW_MAXIMUM_JSON ((size_t)16 << 20)
+#define TDW_MAXIMUM_JSON 16777216
 
 // Enumerations are passed as 32-bit numbers, so that their size depends on no compiler's options.
 
