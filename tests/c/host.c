@@ -437,7 +437,6 @@ static void freedLate(void* context) {
 static void run(char* command, tdw_options* options) {
   char* argument = strchr(command, ' ');
   if (argument) *argument++ = 0;
-  struct context* each = fresh();
   if (!strcmp(command, "install")) {
     printf("%s", tdw_status_name(tdw_install_posix(options)));
   } else if (!strcmp(command, "desktop")) {
@@ -466,6 +465,7 @@ static void run(char* command, tdw_options* options) {
   } else if (!strcmp(command, "explain")) {
     printText("", tdw_explain(tdw_gate_question(TDW_GATE_DATA_TRACKING), 0, 0));
   } else if (!strcmp(command, "request")) {
+    struct context* each = fresh();
     const tdw_status status =
         tdw_send(TDW_SERVICE_INBOX, "{\"q\":\"1\"}", "{\"X\":\"y\"}", "{\"k\":[1]}", 0, onReply, each, freed);
     if (status == TDW_OK) await(each, 1);
