@@ -16,7 +16,7 @@ namespace {
 
 int faults = 0;
 void check(bool right, const char* what) {
-  std::printf("%s %s\n", right ? "  " : "!!", what);
+  std::printf("%s %s\n", right ? "ok" : "!!", what);
   faults += right ? 0 : 1;
 }
 
