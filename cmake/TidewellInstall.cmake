@@ -31,6 +31,10 @@ install(FILES "${PROJECT_BINARY_DIR}/generated/tidewell/core/TWNetwork/TWNetwork
 
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/TidewellCore")
 set(TIDEWELL_STATIC_DEPENDENCIES "")
+set(TIDEWELL_NEEDED_BY_C Core Posix)
+if(TIDEWELL_BUILD_DESKTOP AND NOT BUILD_SHARED_LIBS)
+  list(APPEND TIDEWELL_NEEDED_BY_C Desktop)
+endif()
 # The libraries are in one folder and find each other even if the tree is moved.
 foreach(library ${tidewell_libraries})
   get_target_property(component ${library} TIDEWELL_COMPONENT)

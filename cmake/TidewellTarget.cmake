@@ -36,6 +36,32 @@ function(tidewell_settings target)
     POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
+# tidewell_enable_c(): programs in C, compiled by the same compiler as the library.
+macro(tidewell_enable_c)
+  if(NOT CMAKE_C_COMPILER)
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+      string(REPLACE "clang++" "clang" CMAKE_C_COMPILER "${CMAKE_CXX_COMPILER}")
+    else()
+      string(REPLACE "g++" "gcc" CMAKE_C_COMPILER "${CMAKE_CXX_COMPILER}")
+    endif()
+  endif()
+  enable_language(C)
+endmacro()
+
+# tidewell_c_settings(TARGET): the same as tidewell_settings for a program in C99, which links no C++.
+function(tidewell_c_settings target)
+  set_target_properties(${target} PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF UNITY_BUILD OFF LINKER_LANGUAGE C)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+  if(TIDEWELL_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(TIDEWELL_SANITIZE)  # the runtime for the libraries is the one of C++
+    target_compile_options(${target} PRIVATE -fsanitize=${TIDEWELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${TIDEWELL_SANITIZE})
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
+  endif()
+endfunction()
+
 # tidewell_for_this_system(LIST): removes sources for other systems. A header with system-specific code has two sources:
 # NameLinux.cpp, and NamePortable.cpp for all other systems.
 function(tidewell_for_this_system list)

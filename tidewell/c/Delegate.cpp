@@ -70,22 +70,22 @@ void forEachFunction(Visit&& visit) {
            const std::optional<std::string>& source, const base::Value& annotation) {
           const auto from = wellFormed(source), json = jsonOf(annotation);
           return tableOf(self).call(&tdw_delegate::open_url_from_source, url.absoluteString().c_str(),
-                                  pointerTo(from), pointerTo(json));
+                                    pointerTo(from), pointerTo(json));
         });
   visit(&tdw_delegate::continue_activity, platform::kApplicationContinueUserActivity,
         [](runtime::Object& self, UIApplication&, platform::NSUserActivity& activity,
            const platform::RestorationHandler& handler) {
           const auto type = wellFormed(activity.activityType());
           return tableOf(self).call(&tdw_delegate::continue_activity, pointerTo(type),
-                                  textOf(activity.webpageURL()),
-                                  keepCompletion(&Completion::restored, handler));
+                                    textOf(activity.webpageURL()),
+                                    keepCompletion(&Completion::restored, handler));
         });
   visit(&tdw_delegate::handle_background_events, platform::kApplicationHandleEventsForBackgroundURLSession,
         [](runtime::Object& self, UIApplication&, const std::string& identifier,
            const std::function<void()>& handler) {
           const auto session = wellFormed(identifier);
           tableOf(self).call(&tdw_delegate::handle_background_events, pointerTo(session),
-                           keepCompletion(&Completion::completed, handler));
+                             keepCompletion(&Completion::completed, handler));
         });
   visit(&tdw_delegate::did_register, platform::kApplicationDidRegisterForRemoteNotifications,
         [](runtime::Object& self, UIApplication&, const base::Data& token) {
@@ -95,7 +95,7 @@ void forEachFunction(Visit&& visit) {
         [](runtime::Object& self, UIApplication&, const base::Error& error) {
           const auto domain = wellFormed(error.domain), text = wellFormed(error.localizedDescription);
           tableOf(self).call(&tdw_delegate::did_fail_to_register, pointerTo(domain), error.code,
-                           pointerTo(text));
+                             pointerTo(text));
         });
   visit(&tdw_delegate::did_receive, platform::kApplicationDidReceiveRemoteNotification,
         [](runtime::Object& self, UIApplication&, const base::Dictionary& userInfo) {
@@ -107,7 +107,7 @@ void forEachFunction(Visit&& visit) {
            const platform::FetchCompletionHandler& handler) {
           const auto json = jsonOf(base::Value(userInfo));
           tableOf(self).call(&tdw_delegate::did_receive_fetching, pointerTo(json),
-                           keepCompletion(&Completion::fetched, handler));
+                             keepCompletion(&Completion::fetched, handler));
         });
 }
 constexpr std::size_t kFunctionCount = 8;
@@ -186,9 +186,8 @@ extern "C" {
 
 tdw_status tdw_set_delegate(const tdw_delegate* delegate, void* context, tdw_free_context free_context) {
   return statusWithContext(context, free_context, [&](const auto& adopted) {
-    UIApplication& receiver = application();
     runtime::Ref object = delegate != nullptr ? makeDelegate(*delegate, adopted) : nullptr;
-    receiver.setDelegate(object);
+    application().setDelegate(object);
     const base::MutexLock lock(currentDelegate->mutex);
     std::swap(currentDelegate->object, object);  // the previous one is released after unlocking
     return TDW_OK;

@@ -62,7 +62,7 @@ void endAtExit() {
 /// Registered with the first context, so that whatever the host had constructed by then still exists.
 void endContextsAtExit() {
   static constinit std::atomic<bool> isRegistered{false};
-  if (!isRegistered.exchange(true) && std::atexit(endAtExit) != 0) {
+  if (!isRegistered.exchange(true) && (std::atexit(endAtExit) != 0 || std::at_quick_exit(endAtExit) != 0)) {
     isRegistered = false;
     throw std::bad_alloc();
   }

@@ -27,10 +27,10 @@
 /// context, each of which may be null except the function. `free_context` is called exactly once: after the
 /// last call of the function has returned, on whichever thread that happens; before the function that took it
 /// returns, if that returns another status than `TDW_OK`; in `tdw_end_callbacks`, or while the process exits
-/// (`exit`, or a return from `main`), if it is still pending then. After that the function is not called any
-/// more. The child of a fork frees no context of its parent; `_exit` and signals free none. Callbacks run
-/// with no lock of the library held, and may call every function. What they receive is valid until they
-/// return. They must not throw. Their code must stay loaded until the context is freed.
+/// (exit, quick_exit, or a return from main), if it is still pending then. After that the function is not
+/// called any more. The child of a fork frees no context of its parent; _exit and signals free none.
+/// Callbacks run with no lock of the library held, and may call every function. What they receive is valid
+/// until they return. They must not throw. Their code must stay loaded until the context is freed.
 ///
 /// **The main queue.** Most callbacks run on the main queue: with `TDW_MAIN_LOOP_OWN_THREAD` on a thread of
 /// the library, with `TDW_MAIN_LOOP_HOST` on the thread that calls `tdw_main_queue_poll` or
