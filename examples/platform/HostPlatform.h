@@ -221,6 +221,10 @@ class HostPlatform final : public platform::ForwardingPlatform {
   void setHttpClient(testing::ScriptedNetwork::Handler fetch) {
     parts_->testNetwork().setHandler(std::move(fetch));
   }
+  /// A UUID of the console's vendor; before the SDK starts.
+  void setVendorIdentifier(std::string identifier) {
+    parts_->testDevice().identifierForVendorValue = std::move(identifier);
+  }
   /// The game calls this once per frame, always on the same thread.
   void runFrame() { parts_->runUntilIdle(); }
 

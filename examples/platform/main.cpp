@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// A game on a platform of its own (HostPlatform.h), over two starts.
+// A game on a platform of its own (HostPlatform.h), over three starts, each of which is a process:
 //
-//   platform FOLDER first; platform FOLDER second
+//   platform FOLDER first; platform FOLDER second; platform FOLDER reinstalled
 //
 // The saved data is in FOLDER. Exits with 0 only if every check passes.
 #include <cstdio>
@@ -23,10 +23,14 @@ void check(bool right, const char* what) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) return std::fprintf(stderr, "usage: platform FOLDER first|second\n"), 2;
-  const bool isFirst = argv[2] == std::string_view("first");
+  if (argc != 3) return std::fprintf(stderr, "usage: platform FOLDER first|second|reinstalled\n"), 2;
+  const host::fs::path folder = argv[1];
+  const std::string_view start = argv[2];
+  const bool isSecond = start == "second";
+  if (start == "reinstalled") host::fs::remove_all(folder / "game");
 
-  const auto game = std::make_shared<host::HostPlatform>(argv[1]);
+  const auto game = std::make_shared<host::HostPlatform>(folder);
+  if (start == "reinstalled") game->setVendorIdentifier("1B9D6BCD-BBFD-4B2D-9B5D-AB8DFBBD4BED");
   int requests = 0;
   game->setHttpClient([&](const tidewell::platform::UrlRequest&) {
     ++requests;  // a game would pass the request to its HTTP client
@@ -38,19 +42,18 @@ int main(int argc, char** argv) {
   for (int frame = 0; frame < 3; ++frame) game->runFrame();
 
   auto& config = tidewell::TWConfigManager::sharedInstance();
-  const std::string device = tidewell::TWCoreUtils::getDeviceUniqueID().value_or("");
-  game->runFrame();
   check(config.isEventBlackListed("spam"), "an event is black-listed");
-  check(config.isDataTrackingEnabled() == isFirst,
-        isFirst ? "data tracking is on" : "the player has opted out");
-  check(requests == (isFirst ? 1 : 0), isFirst ? "one request" : "no request within the hour");
-  auto& defaults = game->standardUserDefaults();
-  if (isFirst) {
-    config.setDataTrackingOptedOut(true);
-    defaults.setObject(device, "device");
-    check(!device.empty() && defaults.synchronize(), "the device has an identifier");
+  check(config.isDataTrackingEnabled() != isSecond,
+        isSecond ? "the player has opted out" : "data tracking is on");
+  check(requests == (isSecond ? 0 : 1), isSecond ? "no request within the hour" : "one request");
+  config.setDataTrackingOptedOut(true);
+
+  const std::string device = tidewell::TWCoreUtils::getDeviceUniqueID().value_or("");
+  const std::string known = (folder / "device").string();
+  if (start == "first") {
+    check(!device.empty() && !game->fileManager().replaceFile(known, device), "the device has an identifier");
   } else {
-    check(defaults.stringForKey("device") == device, "the device has the same identifier");
+    check(game->fileManager().contentsOfFile(known).contents == device, "the device has the same identifier");
   }
   return faults == 0 ? 0 : 1;
 }
