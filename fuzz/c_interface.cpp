@@ -14,7 +14,7 @@ namespace {
 
 std::string_view input;
 int depth = 0;
-std::size_t made = 0, freed = 0;
+std::size_t contexts = 0, freed = 0;
 tdw_token tokens[4];
 void step();
 
@@ -40,7 +40,7 @@ struct Text {
   std::unique_ptr<char[]> text;
 };
 
-void* context() { return ++made, new char('c'); }
+void* context() { return ++contexts, new char('c'); }
 void release(void* context) { ++freed, delete static_cast<char*>(context); }
 /// What every callback does: uses its context, and calls another function.
 bool use(void* context) {
@@ -267,5 +267,5 @@ void fuzz::check(std::string_view bytes) {
   platform->runUntilIdle();
   for (tdw_token& token : tokens) tdw_remove(std::exchange(token, 0));
   tdw_end_callbacks();
-  fuzz::require(made == freed);
+  fuzz::require(contexts == freed);
 }
