@@ -20,7 +20,8 @@ from typing import Any
 import tidewell
 from tidewell import Gate, List, Number, OptOut, Restriction, Service, SyncOutcome, Text
 
-CONFIGURATION = '{"a_s": "allowed", "d_t": "allowed", "g_s": "blocked", "e_b_c": 50, "b_e": ["spam", "add_to_cart"], "b_uid_r": ["test_.*"]}'
+CONFIGURATION = """{"a_s": "allowed", "d_t": "allowed", "g_s": "blocked", "e_b_c": 50, "b_e": ["spam", "add_to_cart"],
+                   "b_uid_r": ["test_.*"]}"""
 wrong_answers = 0
 
 

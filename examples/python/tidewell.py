@@ -245,7 +245,7 @@ class TidewellError(Exception):
 
 # Callbacks.
 
-_pinned: dict[int, Any] = {}  # what C refers to by number; never indexed by anything but a context
+_pinned: dict[int, Any] = {}  # the objects of the callbacks, by their contexts
 _numbers = itertools.count(1)  # 0 would be a null pointer
 
 
@@ -658,7 +658,7 @@ def main_queue_poll() -> int:
 
 
 def main_queue_run(seconds: float) -> int:
-    """Runs the main queue on this thread for a duration, and returns the number of functions that it ran. Signals are handled after that."""
+    """Runs the main queue on this thread for a duration, and returns the number of functions that it ran. Signals wait until then."""
     return int(_c.tdw_main_queue_run(round(seconds * 1000)))
 
 
