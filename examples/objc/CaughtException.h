@@ -4,11 +4,14 @@
 #import <Foundation/Foundation.h>
 
 #ifdef __cplusplus
-extern "C"
+extern "C" {
 #endif
-    /// Calls a function. Returns the `NSException` that it raised, retained, or nil. C++ exceptions pass through.
-    ///
-    /// In a file of its own, in plain Objective-C: `@catch` in a file that gcc compiles as Objective-C++ ends the
-    /// process.
-    NSException*
-    caughtException(void (*function)(void*), void* context);
+
+/// Calls a function. Returns the `NSException` that it raised, retained, or nil. C++ exceptions pass through.
+///
+/// In a file of its own, in plain Objective-C: `@catch` in a file that gcc compiles as Objective-C++ crashes.
+NSException* caughtException(void (*function)(void*), void* context);
+
+#ifdef __cplusplus
+}
+#endif

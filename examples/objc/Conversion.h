@@ -19,7 +19,8 @@
 namespace facade {
 
 /// nil gives nil. An object of a class that `Value` does not know gives its description. Raises
-/// `kInvalidArgumentException` beyond `kMaximumDepth` levels of containers, so that a container in itself ends.
+/// `kInvalidArgumentException` beyond `kMaximumDepth` levels of containers, so that a container in itself
+/// ends.
 [[nodiscard]] tidewell::base::Value valueOf(id object, int depth = 0);
 inline constexpr int kMaximumDepth = 512;
 /// nil gives no value. Half a surrogate pair, which UTF-8 cannot express, becomes a question mark.
@@ -39,7 +40,9 @@ auto raisingObjectiveC(Function function) {
   } catch (const tidewell::base::Exception& exception) {
     raised = exceptionOf(exception);
   } catch (const std::exception& exception) {
-    raised = [NSException exceptionWithName:NSGenericException reason:stringOf(exception.what()) userInfo:nil];
+    raised = [NSException exceptionWithName:NSGenericException
+                                     reason:stringOf(exception.what())
+                                   userInfo:nil];
   }
   [raised raise];  // outside the handler, whose end releases the C++ exception
   std::abort();    // not reached
@@ -63,8 +66,7 @@ auto raisingCpp(Function function) {
     }
   };
   using Call = decltype(call);
-  NSException* const raised =
-      caughtException([](void* context) { (*static_cast<Call*>(context))(); }, &call);
+  NSException* const raised = caughtException([](void* context) { (*static_cast<Call*>(context))(); }, &call);
   if (raised != nil) {
     [raised autorelease];
     tidewell::base::raise(textOf([raised name]).value_or(""), textOf([raised reason]).value_or(""));

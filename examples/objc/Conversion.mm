@@ -107,8 +107,7 @@ NSString* stringOf(std::string_view text) {
                                                   length:text.size()
                                                 encoding:NSUTF8StringEncoding];
   if (made != nil) return [made autorelease];
-  return [[[NSString alloc] initWithBytes:text.data()
-                                   length:text.size()
+  return [[[NSString alloc] initWithBytes:text.data() length:text.size()
                                  encoding:NSISOLatin1StringEncoding] autorelease];
 }
 

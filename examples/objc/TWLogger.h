@@ -16,8 +16,8 @@ typedef NS_ENUM(int32_t, TWLogSeverity) {
   TWLogSeverityError = 5,
 };
 
-/// The logging facility. Class operations only; any thread. Logging is off until `debug:` is called with 1 (every
-/// line) or 2 (exceptions and errors).
+/// The logging facility. Class operations only; any thread. Logging is off until `debug:` is called with 1
+/// (every line) or 2 (exceptions and errors).
 @interface TWLogger : NSObject
 + (void)setupDefaultFormats;
 + (void)setFormat:(NSString*)format forVerbosity:(NSInteger)verbosity;

@@ -15,7 +15,8 @@ NSString* const kNotificationNameUpdateModules = @"TW_USER_UPDATE_MODULES_NOTIFI
 NSString* const kNotificationNameInitNewUser = @"TW_USER_INIT_NOTIFICATION";
 NSString* const kNotificationNameShowInApp = @"TW_SHOW_INAPP_NOTIFICATION";
 NSString* const kNotificationNameUserResetOnAppIDChange = @"TW_USER_RESET_ON_APP_ID_CHANGE_NOTIFICATION";
-NSString* const UIApplicationWillEnterForegroundNotification = @"UIApplicationWillEnterForegroundNotification";
+NSString* const UIApplicationWillEnterForegroundNotification =
+    @"UIApplicationWillEnterForegroundNotification";
 
 namespace {
 
@@ -77,9 +78,8 @@ tidewell::TidewellCore& core() { return tidewell::TidewellCore::sharedInstance()
     core().downloadImageForURL(
         address.url() ? std::optional(*address.url()) : std::nullopt,
         [completion](bool success, const std::optional<tidewell::base::Data>& data) {
-          facade::raisingCpp([&] {
-            CALL_BLOCK(completion, success, facade::objectOf(tidewell::base::Value(data)));
-          });
+          facade::raisingCpp(
+              [&] { CALL_BLOCK(completion, success, facade::objectOf(tidewell::base::Value(data))); });
         });
   });
 }

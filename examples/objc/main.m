@@ -9,8 +9,10 @@
 #import "TidewellCore.h"
 
 static NSString* const kFirstConfiguration =
-    @"{\"a_s\": \"allowed\", \"g_s\": \"blocked\", \"le_s\": \"blocked\", \"p_f_t\": 120, \"i_d_e\": 604800, \"dt_s_t\": 0,"
-     "\"u_a_c_t\": 900, \"s_i_d\": \"1200\", \"e_b_c\": 50, \"b_e\": [\"debug_click\", \"spam\"], \"f_e\": [\"purchase\"],"
+    @"{\"a_s\": \"allowed\", \"g_s\": \"blocked\", \"le_s\": \"blocked\", \"p_f_t\": 120, \"i_d_e\": 604800, "
+    @"\"dt_s_t\": 0,"
+     "\"u_a_c_t\": 900, \"s_i_d\": \"1200\", \"e_b_c\": 50, \"b_e\": [\"debug_click\", \"spam\"], \"f_e\": "
+     "[\"purchase\"],"
      "\"d_t_w_e\": [\"consent_given\"], \"src_ext\": [\"campaign\"], \"b_uid_r\": [\"[0-9]+\", \"test_.*\"],"
      "\"le_tkn\": \"demo-token\"}";
 static NSString* const kSecondConfiguration =
@@ -32,10 +34,10 @@ static void expectNumber(NSString* question, int64_t expected, int64_t answer) {
 
 /// Asks all gates and compares the answers with one letter for each: Y or N.
 static void expectGates(const char* expected) {
-  static const char* const kGates[] = {"isAccountActive",        "isInAppServiceActive", "isGeofenceServiceActive",
-                                       "isInboxServiceActive",   "isLogentriesEnabled",  "isPeriodicSyncEnabled",
-                                       "isDeviceTriggerEnabled", "isDataTrackingEnabled", "isUserPushEnabled",
-                                       "isUserInAppEnabled"};
+  static const char* const kGates[] = {
+      "isAccountActive",     "isInAppServiceActive",  "isGeofenceServiceActive", "isInboxServiceActive",
+      "isLogentriesEnabled", "isPeriodicSyncEnabled", "isDeviceTriggerEnabled",  "isDataTrackingEnabled",
+      "isUserPushEnabled",   "isUserInAppEnabled"};
   TWConfigManager* manager = [TWConfigManager sharedInstance];
   char answers[sizeof kGates / sizeof *kGates + 1] = "";
   for (size_t i = 0; i < sizeof kGates / sizeof *kGates; ++i) {
@@ -68,7 +70,9 @@ static void imageArrived(void* block, BOOL success, NSData* data) {
   (void)block;
   [arrival lock];
   arrived = [[NSString alloc] initWithFormat:@"%@, %@", success ? @"YES" : @"NO",
-                                             data == nil ? @"no data" : [data length] > 0 ? @"data" : @"empty data"];
+                                             data == nil         ? @"no data"
+                                             : [data length] > 0 ? @"data"
+                                                                 : @"empty data"];
   [arrival signal];
   [arrival unlock];
   [NSException raise:NSGenericException format:@"a completion that raises"];
@@ -123,7 +127,8 @@ static void firstStart(NSString* path) {
   expectNumber(@"isEventBlackListed: Spam", NO, [config isEventBlackListed:@"Spam"]);
   expectNumber(@"isEventBlackListed: nil", NO, [config isEventBlackListed:nil]);
   expectNumber(@"isEventInstantFlushEvent: purchase", YES, [config isEventInstantFlushEvent:@"purchase"]);
-  expectNumber(@"isEventWhitelistedEvent: consent_given", YES, [config isEventWhitelistedEvent:@"consent_given"]);
+  expectNumber(@"isEventWhitelistedEvent: consent_given", YES,
+               [config isEventWhitelistedEvent:@"consent_given"]);
   expectNumber(@"isUniqueIDRestricted: 12345", YES, [config isUniqueIDRestricted:@"12345"]);
   expectNumber(@"isUniqueIDRestricted: user-12345", NO, [config isUniqueIDRestricted:@"user-12345"]);
   expectNumber(@"isUniqueIDRestricted: nil", YES, [config isUniqueIDRestricted:nil]);
@@ -134,7 +139,8 @@ static void firstStart(NSString* path) {
          @"Tidewell - <file - Host, line number - 7 , method - 'start'> (null)",
          [TWLogger getLogforVerbosity:2
                              severity:0
-                        andFormatArgs:[NSArray arrayWithObjects:@"Host", [NSNumber numberWithInt:7], @"start", nil]]);
+                        andFormatArgs:[NSArray arrayWithObjects:@"Host", [NSNumber numberWithInt:7], @"start",
+                                                                nil]]);
   expect(@"createLog: with arguments", @"1 of (a) 100%", ([TWLogger createLog:@"%d of %@ 100%%", 1, @"(a)"]));
   expect(@"createLog: nil", nil, [TWLogger createLog:nil]);
 

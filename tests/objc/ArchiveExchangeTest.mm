@@ -32,8 +32,8 @@ std::string archivedByPeer(id root, NSPropertyListFormat format) {
 /// The root of an archive, read by GNUstep. Not released: each test is a process.
 id readByPeer(const std::string& bytes) {
   return raisingCpp([&] {
-    return [[NSKeyedUnarchiver
-        unarchiveObjectWithData:[NSData dataWithBytes:bytes.data() length:bytes.size()]] retain];
+    return [[NSKeyedUnarchiver unarchiveObjectWithData:[NSData dataWithBytes:bytes.data()
+                                                                      length:bytes.size()]] retain];
   });
 }
 
@@ -48,7 +48,8 @@ std::string shown(const base::Value& value) {
     std::vector<std::string> keys = value.dictionary()->allKeys();
     std::sort(keys.begin(), keys.end());
     std::string text = "{";
-    for (const std::string& key : keys) text += key + ":" + shown(value.dictionary()->objectForKey(key)) + " ";
+    for (const std::string& key : keys)
+      text += key + ":" + shown(value.dictionary()->objectForKey(key)) + " ";
     return text + "}";
   }
   if (value.isNil() || value.data()) return value.description();
@@ -72,8 +73,10 @@ const Row kRows[] = {
          "user_push_opt_out":false,"user_inapp_opt_out":false,"e_b_c":65536,"d_r_r":"Europe","le_tkn":"token"})",
      "YNNNYNYNYY"},
     {"odd values",
-     std::string(R"({"a_s":"","i_s":"$","g_s":true,"in_s":1.5,"le_s":["blocked"],"b_e":[null,7,true,-1,2.5,"",[],{}],)") +
-         R"("f_e":{"k":{"l":[null]},"$x":"$y"},"src_ext":"text","le_tkn":"$class","d_r_r":"SERV3",)" + kUsual + "}",
+     std::string(
+         R"({"a_s":"","i_s":"$","g_s":true,"in_s":1.5,"le_s":["blocked"],"b_e":[null,7,true,-1,2.5,"",[],{}],)") +
+         R"("f_e":{"k":{"l":[null]},"$x":"$y"},"src_ext":"text","le_tkn":"$class","d_r_r":"SERV3",)" +
+         kUsual + "}",
      nullptr},
 };
 
@@ -128,7 +131,10 @@ TEST_F(ArchiveExchange, BothReadTheRecordedArchivesAlike) {
       const TWConfig record(decoder);
       for (const ConfigModelField& field : configModelFields()) {
         const base::Value value = field.get(record);  // Objective-C's integers are signed
-        if (!value.isNil()) ours.setObject(field.original.kind() == base::ValueKind::integer ? base::Value(value.integerValue()) : value, field.key);
+        if (!value.isNil())
+          ours.setObject(
+              field.original.kind() == base::ValueKind::integer ? base::Value(value.integerValue()) : value,
+              field.key);
       }
     });
     EXPECT_EQ(shown(ours), shown(valueOf([theirs fields])));
@@ -145,8 +151,9 @@ TEST_F(ArchiveExchange, ValuesAreReadOnTheOtherSide) {
     base::Value xml;
     bool isReadBack = true;  ///< whether GNUstep reads what the library writes
   } const rows[] = {
-      {"a date", [NSDate dateWithTimeIntervalSince1970:whole], base::Date{whole}, base::Date{whole}},
-      {"a date with a fraction", [NSDate dateWithTimeIntervalSince1970:fraction], base::Date{fraction}, base::Date{whole}},
+      {"a date", [NSDate dateWithTimeIntervalSince1970 : whole], base::Date { whole }, base::Date{whole}},
+      {"a date with a fraction", [NSDate dateWithTimeIntervalSince1970 : fraction], base::Date { fraction },
+       base::Date{whole}},
       {"data", [NSMutableData dataWithBytes:"ab" length:2], base::Data("ab"), base::Data("ab")},
       {"the null object", [NSNull null], base::Value::null(), base::Value::null()},
       {"mutable text", [NSMutableString stringWithString:@"é"], "é", "é"},
@@ -162,7 +169,8 @@ TEST_F(ArchiveExchange, ValuesAreReadOnTheOtherSide) {
       NSArray* const root = [NSArray arrayWithObject:row.written];
       const std::string bytes =
           archivedByPeer(root, isXml ? NSPropertyListXMLFormat_v1_0 : NSPropertyListBinaryFormat_v1_0);
-      EXPECT_EQ(shown(base::unarchiveObjectWithData(bytes)), shown(base::Array{isXml ? row.xml : row.binary}));
+      EXPECT_EQ(shown(base::unarchiveObjectWithData(bytes)),
+                shown(base::Array{isXml ? row.xml : row.binary}));
       const base::Array ours{valueOf(row.written)};
       try {
         EXPECT_EQ(shown(valueOf(readByPeer(base::archivedDataWithRootObject(ours)))), shown(ours));

@@ -11,19 +11,24 @@ static NSString* const kKeys =
 
 - (void)encodeWithCoder:(NSCoder*)coder {
   for (NSString* name in [kKeys componentsSeparatedByString:@" "]) {
-    NSString* key = [name stringByTrimmingCharactersInSet:[NSCharacterSet characterSetWithCharactersInString:@"#?"]];
+    NSString* key =
+        [name stringByTrimmingCharactersInSet:[NSCharacterSet characterSetWithCharactersInString:@"#?"]];
     id value = [fields objectForKey:key];
-    if ([name hasPrefix:@"#"]) [coder encodeInteger:[value integerValue] forKey:key];
-    else if ([name hasPrefix:@"?"]) [coder encodeBool:[value boolValue] forKey:key];
-    else [coder encodeObject:value forKey:key];
+    if ([name hasPrefix:@"#"])
+      [coder encodeInteger:[value integerValue] forKey:key];
+    else if ([name hasPrefix:@"?"])
+      [coder encodeBool:[value boolValue] forKey:key];
+    else
+      [coder encodeObject:value forKey:key];
   }
 }
 
 - (id)initWithCoder:(NSCoder*)coder {
   fields = [NSMutableDictionary new];
   for (NSString* name in [kKeys componentsSeparatedByString:@" "]) {
-    NSString* key = [name stringByTrimmingCharactersInSet:[NSCharacterSet characterSetWithCharactersInString:@"#?"]];
-    id value = [name hasPrefix:@"#"] ? [NSNumber numberWithLongLong:[coder decodeIntegerForKey:key]]
+    NSString* key =
+        [name stringByTrimmingCharactersInSet:[NSCharacterSet characterSetWithCharactersInString:@"#?"]];
+    id value = [name hasPrefix:@"#"]   ? [NSNumber numberWithLongLong:[coder decodeIntegerForKey:key]]
                : [name hasPrefix:@"?"] ? [NSNumber numberWithBool:[coder decodeBoolForKey:key]]
                                        : [coder decodeObjectForKey:key];
     if (value != nil) [fields setObject:value forKey:key];
