@@ -69,7 +69,11 @@ class FoundationClock final : public platform::Clock {
 class FoundationConsole final : public platform::Console {
  public:
   void write(std::string_view text) override {
-    raisingCpp([&] { NSLog(@"%@", stringOf(text)); });
+    try {
+      raisingCpp([&] { NSLog(@"%@", stringOf(text)); });
+    } catch (...) {
+      // There is no one to report it to.
+    }
   }
 };
 
