@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # The commands of a developer. Each installs missing packages first, except `format` and `clean`.
-.PHONY: setup demo demo-desktop test test-desktop test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz packages format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-objc test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz packages format clean help
 
 help:
 	@echo "make setup               install all packages for building, testing and checking"
@@ -8,6 +8,7 @@ help:
 	@echo "make demo-desktop        run the desktop example and take a screenshot of each step"
 	@echo "make test                build and run all tests that need no display"
 	@echo "make test-desktop        build and run the tests of the desktop platform on a virtual display"
+	@echo "make test-objc           build and run the Objective-C facade, its host and the exchange of archives (GNUstep)"
 	@echo "make test-guest-long     run the long forms of the tests in tests/guest: 200 exits, a minute idle, a minute suspended"
 	@echo "make bench               build and run the benchmarks"
 	@echo "make cost                measure the cost of hostile input for each reader; fails beyond the bounds"
@@ -48,6 +49,13 @@ test-desktop:
 	cmake --build --preset desktop
 	scripts/in-desktop ctest --preset desktop
 	scripts/in-desktop scripts/check-install-desktop build/dev
+
+test-objc:
+	scripts/setup objc
+	cmake --preset objc
+	cmake --build --preset objc
+	scripts/test-objc build/dev
+	ctest --preset objc
 
 test-guest-long:
 	scripts/setup test

@@ -14,6 +14,7 @@ option(TIDEWELL_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_BUILD_TOOLS "Build the programs, such as the stand-in backend" ${PROJECT_IS_TOP_LEVEL})
 option(TIDEWELL_BUILD_BENCH "Build the benchmarks" OFF)
+option(TIDEWELL_BUILD_OBJC "Build the Objective-C facade and its tests (needs gobjc++ and GNUstep Base)" OFF)
 option(TIDEWELL_BUILD_FUZZ "Build the fuzz targets (clang only)" OFF)
 cmake_dependent_option(TIDEWELL_BUILD_TESTING "Build Tidewell::Testing, which needs libbrotlienc" ${PROJECT_IS_TOP_LEVEL}
   "NOT TIDEWELL_BUILD_TESTS;NOT TIDEWELL_BUILD_EXAMPLES;NOT TIDEWELL_BUILD_TOOLS;NOT TIDEWELL_BUILD_BENCH;NOT TIDEWELL_BUILD_FUZZ" ON)

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
+#include <unwind.h>
 
+#include <array>
 #include <climits>
 #include <clocale>
 #include <cmath>
@@ -71,12 +73,25 @@ TEST(Digest, MatchesTheStandardsAlsoInAFipsHost) {
   EXPECT_EQ(UUIDStringWithBytes(bytes), "00010203-0405-4607-B809-0A0B0C0D0EFF");
 }
 
+/// Raises an exception as the runtime of another language does.
+void raiseForeign() {
+  static struct {
+    std::array<unsigned char, 256> before;  // no part of the exception
+    _Unwind_Exception exception;
+  } foreign;
+  foreign.before.fill(0x41);
+  foreign.exception = {};
+  foreign.exception.exception_class = 0x464f524549474e00;
+  _Unwind_RaiseException(&foreign.exception);
+}
+
 TEST(Exception, HasADescriptionAndTheCallStackOfTheThrow) {
   const std::tuple<std::function<void()>, const char*, const char*> rows[] = {
       {[] { raise(kRangeException, "beyond the end"); }, "beyond the end", "tidewell::base::raise"},
       {[] { throw std::runtime_error("what went wrong"); }, "what went wrong",
        "(the frames that caught the exception, not those that threw it)\n0 "},
-      {[] { throw 42; }, "an exception of type int", "0 "}};
+      {[] { throw 42; }, "an exception of type int", "0 "},
+      {raiseForeign, "an exception of another language", "0 "}};
   for (const auto& [raising, description, frames] : rows) {
     std::string stack;
     try {

@@ -76,8 +76,11 @@ std::string CallStack::symbols() const {
 }
 
 /// The type of the exception being handled, or null if it is not a C++ exception. Others (the unwinding of a
-/// cancelled thread) must not be rethrown just to inspect them.
-const std::type_info* currentType() noexcept { return abi::__cxa_current_exception_type(); }
+/// cancelled thread) must not be rethrown just to inspect them. For those libstdc++'s
+/// `__cxa_current_exception_type` reads memory that is not part of the exception.
+const std::type_info* currentType() noexcept {
+  return std::current_exception() ? abi::__cxa_current_exception_type() : nullptr;
+}
 
 }  // namespace
 

@@ -32,7 +32,7 @@ Value count(std::size_t number) { return static_cast<std::int64_t>(number); }
 
 Value valueForKey(const Value& object, std::string_view key, int level) {
   switch (object.kind()) {
-    case Value::Kind::nil:
+    case Value::Kind::none:
       return Value();
     case Value::Kind::dictionary:
       if (key == "@count") return count(object.dictionary()->count());

@@ -80,7 +80,7 @@ std::optional<std::string> Value::optionalString() const {
 
 std::int64_t Value::integerValue() const {
   switch (kind_) {
-    case Kind::nil:
+    case Kind::none:
       return 0;
     case Kind::boolean:
       return boolean_;
@@ -99,7 +99,7 @@ std::int64_t Value::integerValue() const {
 
 bool Value::boolValue() const {
   switch (kind_) {
-    case Kind::nil:
+    case Kind::none:
       return false;
     case Kind::boolean:
       return boolean_;
@@ -118,7 +118,7 @@ bool Value::boolValue() const {
 
 double Value::doubleValue() const {
   switch (kind_) {
-    case Kind::nil:
+    case Kind::none:
       return 0;
     case Kind::boolean:
       return boolean_;
@@ -137,7 +137,7 @@ double Value::doubleValue() const {
 
 std::size_t Value::length() const {
   switch (kind_) {
-    case Kind::nil:
+    case Kind::none:
       return 0;
     case Kind::string:
       return utf16Length(*string());
@@ -156,7 +156,7 @@ bool Value::isEqualToString(std::string_view text) const {
 
 std::string Value::className() const {
   switch (kind_) {
-    case Kind::nil:
+    case Kind::none:
       return "nil";
     case Kind::null:
       return "NSNull";

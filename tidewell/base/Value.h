@@ -51,7 +51,7 @@ struct BoxedPointer {
 };
 
 enum class ValueKind : std::uint8_t {
-  nil,   ///< no object
+  none,  ///< nil: no object
   null,  ///< the null object: JSON null
   boolean,
   integer,          ///< signed, 64 bits
@@ -196,7 +196,7 @@ class TIDEWELL_EXPORT Value {
   [[nodiscard]] static Value null();
 
   [[nodiscard]] Kind kind() const noexcept { return kind_; }
-  [[nodiscard]] bool isNil() const noexcept { return kind() == Kind::nil; }
+  [[nodiscard]] bool isNil() const noexcept { return kind() == Kind::none; }
   [[nodiscard]] bool isNull() const noexcept { return kind() == Kind::null; }
   /// True for booleans, too.
   [[nodiscard]] bool isNumber() const noexcept { return kind() >= Kind::boolean && kind() <= Kind::real; }
@@ -272,7 +272,7 @@ class TIDEWELL_EXPORT Value {
       ::new (static_cast<void*>(&shared_)) SharedPointer(std::move(other.shared_));
     }
     other.destroy();
-    other.kind_ = Kind::nil;
+    other.kind_ = Kind::none;
   }
   void destroy() noexcept {
     if (isScalar()) return;
@@ -296,7 +296,7 @@ class TIDEWELL_EXPORT Value {
     Array array_;
     Dictionary dictionary_;
   };
-  Kind kind_ = Kind::nil;
+  Kind kind_ = Kind::none;
 };
 
 struct Dictionary::Entry {

@@ -142,7 +142,7 @@ std::string Value::description() const {
 
 void Value::appendDescription(std::string& out) const {
   switch (kind()) {
-    case Kind::nil:
+    case Kind::none:
       out += "(null)";
       return;
     case Kind::null:

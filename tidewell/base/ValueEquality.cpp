@@ -151,7 +151,7 @@ bool Value::isEqual(const Value& other) const noexcept {
 
 std::size_t Value::hash() const noexcept {
   switch (kind()) {
-    case Kind::nil:
+    case Kind::none:
     case Kind::null:
       return static_cast<std::size_t>(kind());
     case Kind::boolean:

@@ -40,7 +40,7 @@ class ArchiveWriter {
   /// Adds a value with everything that it contains, and returns its reference.
   Index addValue(const Value& value, int depth = 1) {
     switch (value.kind()) {
-      case ValueKind::nil:
+      case ValueKind::none:
         return references_.front();
       case ValueKind::null:
         return addNull();

@@ -105,7 +105,7 @@ class ArchiveReader {
     }
     if (entry.isString()) return {entry, detail::kTreeSizeOfValue + entry.string()->size(), 0};
     if (entry.data()) return {entry, detail::kTreeSizeOfValue + entry.data()->length(), 0};
-    if (!entry.isNumber()) refuse("An entry of the archive is not an object");
+    if (!entry.isNumber() && !entry.date()) refuse("An entry of the archive is not an object");
     return {entry, detail::kTreeSizeOfValue, 0};
   }
 

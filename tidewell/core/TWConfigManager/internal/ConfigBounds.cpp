@@ -15,7 +15,7 @@ class Measure {
   bool fits(const base::Value& value, int depth = 1) {
     if (depth > kMaximumDepth || !take(left_.elements, 1)) return false;
     switch (value.kind()) {
-      case base::ValueKind::nil:
+      case base::ValueKind::none:
       case base::ValueKind::null:
       case base::ValueKind::boolean:
       case base::ValueKind::integer:
