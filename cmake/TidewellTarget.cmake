@@ -27,6 +27,11 @@ function(tidewell_settings target)
         "-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt")
     endif()
   endif()
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # The default is 32 bits: files with large inode numbers or dates after 2038 could not be read. No public header and
+    # no call of another library's function has these types.
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+  endif()
   if(TIDEWELL_BUILD_FUZZ)
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)  # coverage feedback for the fuzzers
   endif()
