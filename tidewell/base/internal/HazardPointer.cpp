@@ -74,6 +74,7 @@ HazardRecord& takeRecord() {
   for (HazardRecord& record : firstRecords) {
     if (tryToTake(record)) return record;
   }
+  // Pairs with the exchange below: a record in the list is complete.
   for (HazardRecord* record = records.load(std::memory_order_acquire); record != nullptr;
        record = record->next) {
     if (tryToTake(*record)) return *record;
@@ -81,7 +82,9 @@ HazardRecord& takeRecord() {
   auto* const record = new HazardRecord;
   record->taken.store(true, std::memory_order_relaxed);
   record->next = records.load(std::memory_order_relaxed);
-  while (!records.compare_exchange_weak(record->next, record, std::memory_order_acq_rel)) {
+  // Sequentially consistent: without a process-wide fence, a writer whose scan misses this record must have
+  // published before it, so that the reader finds the new snapshot. Pairs with the load in `isProtected`.
+  while (!records.compare_exchange_weak(record->next, record, std::memory_order_seq_cst)) {
   }
   return *record;
 }
@@ -148,7 +151,8 @@ bool isProtected(const void* snapshot) noexcept {
     return record.held.load(std::memory_order_seq_cst) == snapshot;
   };
   if (std::any_of(std::begin(firstRecords), std::end(firstRecords), holds)) return true;
-  for (HazardRecord* record = records.load(std::memory_order_acquire); record != nullptr;
+  // Pairs with the exchange in `takeRecord`.
+  for (HazardRecord* record = records.load(std::memory_order_seq_cst); record != nullptr;
        record = record->next) {
     if (holds(*record)) return true;
   }
