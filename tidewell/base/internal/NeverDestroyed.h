@@ -25,7 +25,7 @@ class NeverDestroyed {
 
   T& operator*() { return *get(); }
   T* operator->() { return get(); }
-  T* get() { return std::launder(reinterpret_cast<T*>(storage_)); }
+  T* get() { return std::launder(static_cast<T*>(static_cast<void*>(storage_))); }
 
  private:
   alignas(T) unsigned char storage_[sizeof(T)];
