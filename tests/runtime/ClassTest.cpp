@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "runtime/Delegates.h"
+#include "runtime/Raised.h"
 #include "tidewell/runtime/Associations.h"
 
 namespace {
