@@ -42,14 +42,19 @@ function(tidewell_settings target)
 endfunction()
 
 # tidewell_for_this_system(LIST): removes sources for other systems. A header with system-specific code has two sources:
-# NameLinux.cpp, and NamePortable.cpp for all other systems.
+# NameLinux.cpp or NameGlibc.cpp (Linux with the GNU C library), and NamePortable.cpp for all other systems.
 function(tidewell_for_this_system list)
   set(sources ${${list}})
-  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    list(FILTER sources EXCLUDE REGEX "Portable\\.cpp$")
-  else()
-    list(FILTER sources EXCLUDE REGEX "Linux\\.cpp$")
-  endif()
+  foreach(system Linux Glibc)
+    set(own ${sources})
+    list(FILTER own INCLUDE REGEX "${system}\\.cpp$")
+    foreach(source ${own})
+      if(TIDEWELL_IS_${system})
+        string(REGEX REPLACE "${system}\\.cpp$" "Portable.cpp" source "${source}")
+      endif()
+      list(REMOVE_ITEM sources "${source}")
+    endforeach()
+  endforeach()
   set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
