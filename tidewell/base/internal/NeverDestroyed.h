@@ -40,6 +40,7 @@ class NeverDestroyed {
 ///     return madeOnce(registry);
 template <class T, class Make>
 T& madeOnce(std::atomic<T*>& place, Make&& make) {
+  // Pairs with the exchange below: the object is constructed.
   T* present = place.load(std::memory_order_acquire);
   if (present) return *present;
   std::unique_ptr<T> made = std::forward<Make>(make)();
