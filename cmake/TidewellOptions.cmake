@@ -48,6 +48,15 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT TIDEWELL_PORTABLE_SOURCES)
   set(TIDEWELL_IS_Glibc ${TIDEWELL_HAS_GLIBC})
 endif()
 
+# armel, 32-bit PowerPC and MIPS have 64-bit atomics only in a library.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  include(CheckCXXSourceCompiles)
+  check_cxx_source_compiles([[
+    #include <atomic>
+    std::atomic<long long> number;
+    int main(int count, char**) { number = count; return static_cast<int>(number++); }]] TIDEWELL_HAS_64_BIT_ATOMICS)
+endif()
+
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(OpenSSL 3.0 REQUIRED)

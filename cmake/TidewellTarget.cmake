@@ -89,6 +89,13 @@ function(tidewell_exports target)
   endif()
 endfunction()
 
+# The folder of a library or program, in the run paths of those beside it.
+if(APPLE)
+  set(TIDEWELL_ORIGIN "@loader_path")
+else()
+  set(TIDEWELL_ORIGIN "\$ORIGIN")
+endif()
+
 # The folder of modules, relative to the library that loads them; the same in the build tree and the installed tree.
 set(TIDEWELL_MODULE_FOLDER "tidewell/${PROJECT_VERSION_MAJOR}")
 
@@ -115,7 +122,9 @@ function(tidewell_module module library exports)
   add_library(${module} MODULE ${ARGN})
   tidewell_settings(${module})
   target_compile_definitions(${module} PRIVATE TIDEWELL_VERSION_STRING="${PROJECT_VERSION}")
-  target_link_options(${module} PRIVATE "LINKER:--version-script=${exports}")
+  if(NOT APPLE)
+    target_link_options(${module} PRIVATE "LINKER:--version-script=${exports}")
+  endif()
   get_target_property(component ${library} TIDEWELL_COMPONENT)
   set_target_properties(${module} PROPERTIES LINK_DEPENDS "${exports}" TIDEWELL_COMPONENT ${component}
     LIBRARY_OUTPUT_DIRECTORY "$<TARGET_FILE_DIR:${library}>/${TIDEWELL_MODULE_FOLDER}")
