@@ -29,7 +29,7 @@ class Life:
     """A process of the host. `command` is a list of arguments, `data` the folder of its files."""
 
     def __init__(self, command, data):
-        environment = {"XDG_DATA_HOME": str(data), "TZ": "Asia/Kolkata", "PATH": os.environ["PATH"], "HOST_CA": "/dev/null", "HOST_PORT": "1"}
+        environment = {"XDG_DATA_HOME": str(data), "TZ": "Asia/Kolkata", "PATH": os.environ["PATH"], "HOST_CA": "/etc/ssl/certs/ca-certificates.crt", "HOST_PORT": "1"}
         self.process = subprocess.Popen(command, env=environment, text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def ask(self, command):
