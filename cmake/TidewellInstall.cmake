@@ -39,7 +39,7 @@ endif()
 foreach(library ${tidewell_libraries})
   get_target_property(component ${library} TIDEWELL_COMPONENT)
   get_target_property(name ${library} EXPORT_NAME)
-  set_target_properties(${library} PROPERTIES INSTALL_RPATH "\$ORIGIN")
+  set_target_properties(${library} PROPERTIES INSTALL_RPATH "${TIDEWELL_ORIGIN}")
   install(TARGETS ${library} EXPORT ${library}Targets
           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${component} NAMELINK_COMPONENT dev
           ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev
@@ -54,7 +54,7 @@ endforeach()
 # The libraries load the modules from this folder beside them.
 foreach(module ${modules})
   get_target_property(component ${module} TIDEWELL_COMPONENT)
-  set_target_properties(${module} PROPERTIES INSTALL_RPATH "\$ORIGIN/../..")
+  set_target_properties(${module} PROPERTIES INSTALL_RPATH "${TIDEWELL_ORIGIN}/../..")
   install(TARGETS ${module} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/${TIDEWELL_MODULE_FOLDER}" COMPONENT ${component})
 endforeach()
 

@@ -23,6 +23,8 @@ option(TIDEWELL_WARNINGS_AS_ERRORS "Treat warnings as errors" ${PROJECT_IS_TOP_L
 set(TIDEWELL_TEST_FOLDERS "" CACHE STRING "Folders of tests/ to build; empty: all")
 set(TIDEWELL_GTEST_SOURCE "" CACHE PATH "GoogleTest's sources, if the installed library does not fit this build")
 set(TIDEWELL_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread; empty: none")
+option(TIDEWELL_PORTABLE_SOURCES "Use the sources for other systems, to try them on this one" OFF)
+mark_as_advanced(TIDEWELL_PORTABLE_SOURCES)
 
 # The hosts of the backend. The defaults are reserved names (RFC 2606) that no real server answers.
 set(TIDEWELL_HOST_US "api.tidewell.example" CACHE STRING "Default API host")
@@ -36,6 +38,25 @@ if(NOT CMAKE_CXX_STANDARD)
   set(CMAKE_CXX_STANDARD 20)
 endif()
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# See tidewell_for_this_system.
+include(CheckCXXSymbolExists)
+set(TIDEWELL_IS_Linux OFF)
+set(TIDEWELL_IS_Glibc OFF)
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT TIDEWELL_PORTABLE_SOURCES)
+  set(TIDEWELL_IS_Linux ON)
+  check_cxx_symbol_exists(__GLIBC__ "features.h" TIDEWELL_HAS_GLIBC)
+  set(TIDEWELL_IS_Glibc ${TIDEWELL_HAS_GLIBC})
+endif()
+
+# armel, 32-bit PowerPC and MIPS have 64-bit atomics only in a library.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  include(CheckCXXSourceCompiles)
+  check_cxx_source_compiles([[
+    #include <atomic>
+    std::atomic<long long> number;
+    int main(int count, char**) { number = count; return static_cast<int>(number++); }]] TIDEWELL_HAS_64_BIT_ATOMICS)
+endif()
 
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)

@@ -27,6 +27,11 @@ function(tidewell_settings target)
         "-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt")
     endif()
   endif()
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # The default is 32 bits: files with large inode numbers or dates after 2038 could not be read. No public header and
+    # no call of another library's function has these types.
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+  endif()
   if(TIDEWELL_BUILD_FUZZ)
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)  # coverage feedback for the fuzzers
   endif()
@@ -63,14 +68,19 @@ function(tidewell_c_settings target)
 endfunction()
 
 # tidewell_for_this_system(LIST): removes sources for other systems. A header with system-specific code has two sources:
-# NameLinux.cpp, and NamePortable.cpp for all other systems.
+# NameLinux.cpp or NameGlibc.cpp (Linux with the GNU C library), and NamePortable.cpp for all other systems.
 function(tidewell_for_this_system list)
   set(sources ${${list}})
-  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    list(FILTER sources EXCLUDE REGEX "Portable\\.cpp$")
-  else()
-    list(FILTER sources EXCLUDE REGEX "Linux\\.cpp$")
-  endif()
+  foreach(system Linux Glibc)
+    set(own ${sources})
+    list(FILTER own INCLUDE REGEX "${system}\\.cpp$")
+    foreach(source ${own})
+      if(TIDEWELL_IS_${system})
+        string(REGEX REPLACE "${system}\\.cpp$" "Portable.cpp" source "${source}")
+      endif()
+      list(REMOVE_ITEM sources "${source}")
+    endforeach()
+  endforeach()
   set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
@@ -108,6 +118,13 @@ function(tidewell_exports target)
   endif()
 endfunction()
 
+# The folder of a library or program, in the run paths of those beside it.
+if(APPLE)
+  set(TIDEWELL_ORIGIN "@loader_path")
+else()
+  set(TIDEWELL_ORIGIN "\$ORIGIN")
+endif()
+
 # The folder of modules, relative to the library that loads them; the same in the build tree and the installed tree.
 set(TIDEWELL_MODULE_FOLDER "tidewell/${PROJECT_VERSION_MAJOR}")
 
@@ -134,7 +151,9 @@ function(tidewell_module module library exports)
   add_library(${module} MODULE ${ARGN})
   tidewell_settings(${module})
   target_compile_definitions(${module} PRIVATE TIDEWELL_VERSION_STRING="${PROJECT_VERSION}")
-  target_link_options(${module} PRIVATE "LINKER:--version-script=${exports}")
+  if(NOT APPLE)
+    target_link_options(${module} PRIVATE "LINKER:--version-script=${exports}")
+  endif()
   get_target_property(component ${library} TIDEWELL_COMPONENT)
   set_target_properties(${module} PROPERTIES LINK_DEPENDS "${exports}" TIDEWELL_COMPONENT ${component}
     LIBRARY_OUTPUT_DIRECTORY "$<TARGET_FILE_DIR:${library}>/${TIDEWELL_MODULE_FOLDER}")

@@ -11,7 +11,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-Lines& heard() {
+Lines& delivered() {
   static Lines lines;
   return lines;
 }
@@ -21,23 +21,23 @@ class Old : public UIApplicationDelegate {
  public:
   bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
                          const base::Value& annotation) override {
-    heard().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
-                      annotation.description());
+    delivered().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
+                          annotation.description());
     return true;
   }
   void didReceiveRemoteNotification(UIApplication&, const base::Dictionary& userInfo) override {
-    heard().push_back("notification " + userInfo.objectForKey("alert").description());
+    delivered().push_back("notification " + userInfo.objectForKey("alert").description());
   }
   void handleEventsForBackgroundURLSession(UIApplication&, const std::string& identifier,
                                            const std::function<void()>& completionHandler) override {
-    heard().push_back("events " + identifier);
+    delivered().push_back("events " + identifier);
     completionHandler();
   }
 };
 class Modern : public Old {
  public:
   bool openURL(UIApplication&, const base::Url& url, const base::Dictionary& options) override {
-    heard().push_back("options " + url.absoluteString() + " " + std::to_string(options.count()));
+    delivered().push_back("options " + url.absoluteString() + " " + std::to_string(options.count()));
     return true;
   }
 };
@@ -61,7 +61,7 @@ TEST(UIApplication, OpensURLsWithTheNewestMethodOfTheDelegate) {
   for (const auto& [delegate, given, expected] : rows) {
     application()->setDelegate(delegate);
     EXPECT_EQ(application()->deliverOpenURL(url, given), !expected.empty());
-    EXPECT_EQ(std::exchange(heard(), {}), expected);
+    EXPECT_EQ(std::exchange(delivered(), {}), expected);
   }
 }
 
@@ -79,7 +79,7 @@ TEST(UIApplication, CallsHandlersThatNoDelegateReceives) {
   const auto old = runtime::make<Old>();
   application()->setDelegate(old);
   deliver();
-  EXPECT_EQ(heard(), (Lines{"events session", "notification sale"}));
+  EXPECT_EQ(delivered(), (Lines{"events session", "notification sale"}));
   EXPECT_EQ(called, 2);
   EXPECT_EQ(fetched.size(), 2u);
   application()->deliverBackgroundURLSessionEvents("no handler");  // the delegate may still call it

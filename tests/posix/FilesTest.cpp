@@ -78,7 +78,7 @@ TEST_F(FilesTest, AForkedChildNeitherHoldsNorReleasesALockOfItsParent) {
     for (;;) pause();
   }
   // Bypasses the fork handlers, so it keeps its copy of the lock's descriptor.
-  const auto unaware = static_cast<pid_t>(syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0));
+  const pid_t unaware = _Fork();
   while (unaware == 0) pause();
   waitUntilAsleep(child);
   const int other = open((path + ".lock").c_str(), O_RDWR | O_CLOEXEC);

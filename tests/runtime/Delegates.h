@@ -6,14 +6,13 @@
 #include <optional>
 #include <string>
 
-#include "tidewell/base/Exception.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/Invocation.h"
 #include "tidewell/runtime/KeyValueCoding.h"
 #include "tidewell/runtime/Make.h"
 #include "tidewell/runtime/Observing.h"
 
-/// A small protocol and classes that implement it in each possible way.
+/// A small protocol and classes that implement it in each possible way. Compiles without exceptions.
 namespace delegates {
 
 using namespace tidewell;
@@ -72,16 +71,5 @@ struct Robot {  // not part of the object model
             kOpen);
   }
 };
-
-/// The reason of the exception that `body` raises; "" if it raises none.
-template <class Body>
-std::string raised(Body&& body) {
-  try {
-    body();
-  } catch (const base::Exception& exception) {
-    return exception.reason();
-  }
-  return "";
-}
 
 }  // namespace delegates

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "runtime/Delegates.h"
+#include "runtime/Raised.h"
 
 namespace {
 

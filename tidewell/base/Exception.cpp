@@ -2,16 +2,16 @@
 #include "tidewell/base/Exception.h"
 
 #include <cxxabi.h>
-#include <dlfcn.h>
-#include <execinfo.h>
 #include <fmt/format.h>
-#include <link.h>
+#include <unwind.h>
 
 #include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <typeinfo>
+
+#include "tidewell/base/internal/CodeAddress.h"
 
 namespace tidewell::base {
 namespace {
@@ -20,16 +20,24 @@ namespace {
 class CallStack {
  public:
   /// Captures the frames of the caller and its callers.
-  [[gnu::noinline]] CallStack() noexcept : count_(backtrace(frames_.data(), kMaximumFrames)) {}
+  [[gnu::noinline]] CallStack() noexcept { _Unwind_Backtrace(add, this); }
 
   [[nodiscard]] std::string symbols() const;
 
  private:
-  static constexpr int kMaximumFrames = 96;
-  static constexpr int kOwnFrames = 1;  // the constructor itself
+  static constexpr std::size_t kMaximumFrames = 96;
+  static constexpr std::size_t kOwnFrames = 1;  // the constructor itself
 
-  std::array<void*, kMaximumFrames> frames_;
-  int count_;
+  static _Unwind_Reason_Code add(_Unwind_Context* context, void* self) noexcept {
+    CallStack& stack = *static_cast<CallStack*>(self);
+    const std::uintptr_t frame = _Unwind_GetIP(context);
+    if (frame == 0 || stack.count_ == kMaximumFrames) return _URC_END_OF_STACK;
+    stack.frames_[stack.count_++] = frame;
+    return _URC_NO_REASON;
+  }
+
+  std::array<std::uintptr_t, kMaximumFrames> frames_;
+  std::size_t count_ = 0;
 };
 
 struct Free {
@@ -47,30 +55,22 @@ std::string outOfMemory() noexcept { return "out of memory"; }
 
 /// One line: the module's file name, the address, the symbol if one is exported, and the offset in the
 /// module, which `addr2line -e MODULE OFFSET` turns into a source line even for a stripped program.
-std::string frameLine(int index, void* frame) {
-  const auto address = reinterpret_cast<std::uintptr_t>(frame);
+std::string frameLine(std::size_t index, std::uintptr_t frame) {
   // A return address points behind the call, which may be the last instruction of its function.
-  void* const call = reinterpret_cast<void*>(address - 1);
-  Dl_info info{};
-  link_map* module = nullptr;
-  if (!dladdr1(call, &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) || !info.dli_fname) {
-    return fmt::format("{:<3} ??? {:#018x}", index, address);
-  }
-  const std::string_view path = info.dli_fname;
+  const auto call = describeCode(frame - 1);
+  if (!call) return fmt::format("{:<3} ??? {:#018x}", index, frame);
+  const std::string_view path = call->file;
   const std::string_view name = path.substr(path.rfind('/') + 1);
-  const std::uintptr_t offset = address - 1 - (module ? static_cast<std::uintptr_t>(module->l_addr) : 0);
-  const std::string symbol = info.dli_sname
-                                 ? fmt::format("{} + {}", demangled(info.dli_sname),
-                                               address - reinterpret_cast<std::uintptr_t>(info.dli_saddr))
-                                 : std::string("???");
-  return fmt::format("{:<3} {} {:#018x} {} ({}+{:#x})", index, name, address, symbol, name, offset);
+  const std::string symbol =
+      call->symbol ? fmt::format("{} + {}", demangled(call->symbol), call->symbolOffset + 1) : "???";
+  return fmt::format("{:<3} {} {:#018x} {} ({}+{:#x})", index, name, frame, symbol, name, call->moduleOffset);
 }
 
 std::string CallStack::symbols() const {
   std::string text;
-  for (int i = kOwnFrames; i < count_; ++i) {
+  for (std::size_t i = kOwnFrames; i < count_; ++i) {
     if (!text.empty()) text += '\n';
-    text += frameLine(i - kOwnFrames, frames_[static_cast<std::size_t>(i)]);
+    text += frameLine(i - kOwnFrames, frames_[i]);
   }
   return text;
 }

@@ -33,6 +33,7 @@ class SharedPointer {
   /// Adopts the one reference that a new record has.
   explicit SharedPointer(SharedRecord* record) noexcept : record_(record) {}
   SharedPointer(const SharedPointer& other) noexcept : record_(other.record_) {
+    // Relaxed: the caller holds a reference already.
     if (record_) record_->references.fetch_add(1, std::memory_order_relaxed);
   }
   SharedPointer(SharedPointer&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
@@ -41,12 +42,14 @@ class SharedPointer {
     return *this;
   }
   ~SharedPointer() {
+    // Releases this owner's accesses; the last owner acquires those of all others.
     if (record_ && record_->references.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy(record_);
   }
 
   [[nodiscard]] SharedRecord* get() const noexcept { return record_; }
   /// Whether this is the only reference, so that the record may be written in place.
   [[nodiscard]] bool isUnique() const noexcept {
+    // Pairs with the decrement: the accesses of former owners happened before.
     return record_ && record_->references.load(std::memory_order_acquire) == 1;
   }
 

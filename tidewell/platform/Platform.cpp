@@ -77,6 +77,7 @@ void Platform::keep(std::shared_ptr<Platform> platform) {
 }
 
 Platform& Platform::current() {
+  // Pairs with the store in `makeCurrent`: the platform is constructed.
   if (Platform* const installed = currentPlatform.load(std::memory_order_acquire)) return *installed;
   return emptyPlatform();
 }
@@ -131,6 +132,7 @@ void Platform::replaceForTesting(std::shared_ptr<Platform> platform) {
 
 bool announce(Trouble trouble, std::string_view text) noexcept {
   const unsigned bit = 1u << static_cast<unsigned>(trouble);
+  // Relaxed: only counts; publishes nothing.
   if (announced.fetch_or(bit, std::memory_order_relaxed) & bit) return false;
   try {
     Platform::current().console().write(std::string("Tidewell: ").append(text));

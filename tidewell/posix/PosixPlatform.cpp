@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/posix/PosixPlatform.h"
 
-#include <cerrno>
 #include <map>
 #include <mutex>
 #include <new>
@@ -26,6 +25,7 @@
 #include "tidewell/posix/internal/PosixKeychain.h"
 #include "tidewell/posix/internal/PosixTransport.h"
 #include "tidewell/posix/internal/PosixUserDefaults.h"
+#include "tidewell/posix/internal/ProgramName.h"
 #include "tidewell/posix/internal/Thread.h"
 #include "tidewell/posix/internal/WorkerQueue.h"
 
@@ -201,7 +201,7 @@ PosixPlatform* install(Options options) {
   base::keepLoaded(__builtin_return_address(0));
   try {
     if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
-      writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: " + complaint);
+      writeLineToStandardError(programName(), "Tidewell: not installed: " + complaint);
       return nullptr;
     }
     if (platform::Platform::isInstalled()) {
@@ -216,7 +216,7 @@ PosixPlatform* install(Options options) {
     }
     return platform::Platform::install(std::move(made)) ? pointer : nullptr;
   } catch (const std::bad_alloc&) {
-    writeLineToStandardError(program_invocation_short_name, "Tidewell: not installed: out of memory");
+    writeLineToStandardError(programName(), "Tidewell: not installed: out of memory");
   }
   return nullptr;
 }

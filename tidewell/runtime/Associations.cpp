@@ -11,6 +11,7 @@ namespace tidewell::runtime {
 
 void setAssociatedObject(Object* object, const void* key, base::Value value, AssociationPolicy policy) {
   if (!object) return;
+  // Pairs with the exchange in `sideRecordOf`, as below.
   if (value.isNil() && !ObjectAccess::side(*object).load(std::memory_order_acquire)) return;
 
   Association association;

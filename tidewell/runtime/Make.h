@@ -151,6 +151,7 @@ template <class T>
 [[nodiscard]] Class& classOf() {
   static_assert(ObjectType<T>, "a class that does not derive from Object is boxed: classOf<Boxed<T>>()");
   static_assert(std::is_base_of_v<typename SuperclassOf<T>::type, T>);
+  // Pairs with the stores in `Registry::declare`: the class is complete.
   if (Class* known = declaredClass<T>.load(std::memory_order_acquire)) return *known;
   NativeType type;
   type.qualifiedName = spelledName<T>();
@@ -176,6 +177,7 @@ std::shared_ptr<T> make(A&&... arguments) {
   static_assert(sizeof(Made<T>) == sizeof(T));
   Class& madeClass = classOf<T>();
   const auto object = std::make_shared<Made<T>>(std::forward<A>(arguments)...);
+  // Pairs with the load in `isa`.
   ObjectAccess::isa(*object).store(&madeClass, std::memory_order_release);
   return object;
 }

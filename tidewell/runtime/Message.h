@@ -33,6 +33,7 @@ class Message<R(P...)> {
   constexpr explicit Message(const char* name) noexcept : name_(name) {}
 
   [[nodiscard]] Selector selector() const {
+    // Pairs with the store in `intern`: the selector and, stored before it, the signature are visible.
     const SelectorRecord* const record = selector_.load(std::memory_order_acquire);
     return record ? Selector(record) : intern();
   }
@@ -48,6 +49,7 @@ class Message<R(P...)> {
  private:
   Selector intern() const {
     const Selector selector = Selector::named(name_);
+    // Relaxed: published by the store of the selector, after which alone it is read.
     signature_.store(&signatureOf<R, P...>(), std::memory_order_relaxed);
     selector_.store(selector.record(), std::memory_order_release);
     return selector;

@@ -41,6 +41,7 @@ MethodCache::~MethodCache() {
 
 const MethodCache::Answer& MethodCache::put(Slot& slot, Selector selector, const Method* method) noexcept {
   if (method) slot.answer = {method, method->function(), &method->signature()};
+  // After the answer, for `find`.
   slot.selector.store(selector.record(), std::memory_order_release);
   return slot.answer;
 }
@@ -50,6 +51,7 @@ void MethodCache::replaceTable(std::size_t size) {
 }
 
 void MethodCache::forget(Slot& slot) noexcept {
+  // Relaxed loads, here and below: all writers hold the registry's lock.
   if (slot.selector.load(std::memory_order_relaxed))
     slot.selector.store(&kForgotten, std::memory_order_release);
 }

@@ -41,8 +41,10 @@ class TIDEWELL_EXPORT MethodCache {
   /// Null if the selector is not cached. The selector must not be empty, here and in `insert`.
   [[nodiscard]] const Answer* find(Selector selector) const noexcept {
     const Slot& first = first_[selector.hash() % first_.size()];
+    // Each load of a selector pairs with the store in `put`: the answer is visible.
     if (first.selector.load(std::memory_order_acquire) == selector.record()) [[likely]]
       return &first.answer;
+    // Pairs with the store in `replaceTable`: the slots are constructed.
     const Table& table = *table_.load(std::memory_order_acquire);
     for (std::size_t index = selector.hash();; ++index) {
       const Slot& slot = table.slots()[index & table.mask];

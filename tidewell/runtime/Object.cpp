@@ -34,9 +34,11 @@ Class& Object::rootClass() noexcept { return runtime::rootClass(); }
 
 Object::~Object() {
   // Not `isa()`: a class whose creation failed is destroyed while the registry is under construction.
+  // Pairs with the exchange in `setClass`.
   const Class* const was = isa_.load(std::memory_order_acquire);
   // A message sent too late then finds no method instead of a destroyed object.
   isa_.store(nullptr, std::memory_order_release);
+  // Acquires the record that `sideRecordOf` published.
   const std::unique_ptr<SideRecord> side(side_.exchange(nullptr, std::memory_order_acq_rel));
   if (!side) return;
   for (const auto& entry : side->observers) {
@@ -48,6 +50,7 @@ Object::~Object() {
 
 SideRecord& sideRecordOf(Object& object) {
   std::atomic<SideRecord*>& side = ObjectAccess::side(object);
+  // Pairs with the exchange below: the record is constructed.
   SideRecord* present = side.load(std::memory_order_acquire);
   if (present) return *present;
   auto made = std::make_unique<SideRecord>();

@@ -39,6 +39,7 @@ class TIDEWELL_EXPORT Object : public std::enable_shared_from_this<Object> {
 
   /// The current class of the object. Any thread.
   [[nodiscard]] Class& isa() const noexcept {
+    // Pairs with the stores of `make` and `setClass`: the class is complete.
     Class* const isa = isa_.load(std::memory_order_acquire);
     return isa ? *isa : rootClass();
   }

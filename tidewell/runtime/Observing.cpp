@@ -20,6 +20,7 @@ base::Value present(base::Value value) { return value.isNil() ? base::Value::nul
 
 /// Notifies one observer unless it was removed or destroyed.
 void notify(const ObservationEntry& entry, Object& object, const base::Dictionary& change) {
+  // Pairs with the store in `remove`: what preceded the removal is visible if it is seen.
   if (entry.isRemoved.load(std::memory_order_acquire)) return;
   if (entry.function) {
     entry.function(change);
@@ -56,6 +57,7 @@ bool remove(SideRecord& side, Fits fits) {
 template <class Fits>
 void removeOrRaise(Object* object, const Object* observer, std::string_view key, Fits fits) {
   if (!object) return;
+  // Pairs with the exchange in `sideRecordOf`.
   SideRecord* const side = ObjectAccess::side(*object).load(std::memory_order_acquire);
   if (side && remove(*side, fits)) return;
   base::raise(base::kRangeException, "Cannot remove an observer <" + addressText(observer) +
@@ -147,6 +149,7 @@ void Change::finish() {
 }
 
 bool hasObservers(const Object& object) noexcept {
+  // Pairs with the exchange in `sideRecordOf`.
   SideRecord* const side = ObjectAccess::side(object).load(std::memory_order_acquire);
   if (!side) return false;
   const base::MutexLock lock(side->mutex);

@@ -72,6 +72,7 @@ inline constinit std::atomic<const Signature*> knownSignature{nullptr};
 /// The signature of a method with these types.
 template <class R, class... P>
 [[nodiscard]] const Signature& signatureOf() {
+  // Pairs with the store below: the signature is complete.
   if (const Signature* known = knownSignature<R, P...>.load(std::memory_order_acquire)) return *known;
   Signature recipe;
   recipe.result = &typeInfo<CanonicalResult<R>>();

@@ -216,6 +216,7 @@ inline constinit std::atomic<const TypeInfo*> knownTypeInfo{nullptr};
 
 template <class T>
 [[nodiscard]] const TypeInfo& typeInfo() {
+  // Pairs with the store below: the description is complete.
   if (const TypeInfo* known = knownTypeInfo<T>.load(std::memory_order_acquire)) return *known;
   TypeInfo recipe;
   recipe.text = TypeText<T>::text();

@@ -5,7 +5,6 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -34,6 +33,7 @@
 #include "tidewell/testing/internal/Certificates.h"
 #include "tidewell/testing/internal/HttpConnection.h"
 #include "tidewell/testing/internal/RequestChecks.h"
+#include "tidewell/testing/internal/Sockets.h"
 
 // Its own server rather than a library's: half of the faults are below HTTP (resets, handshakes, bytes that
 // are not TLS, truncated or slow answers), where a library hides the socket. A thread per connection is the
@@ -73,7 +73,7 @@ class Folder {
 };
 
 Descriptor listenOnLoopback(std::uint16_t port, std::uint16_t& actual) {
-  Descriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  Descriptor listener = openTcpSocket();
   const int on = 1;
   ::setsockopt(listener.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   sockaddr_in address{};
@@ -124,10 +124,10 @@ class StandInBackend::Server {
         caFile_(std::filesystem::absolute(options_.caFile.empty() ? certificates_.authorityFile()
                                                                   : std::filesystem::path(options_.caFile))
                     .string()),
-        stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+        stop_(openPipe()),
         configuration_(options_.configuration),
         configurationFile_(options_.configurationFile) {
-    if (stop_.number() < 0) throw std::runtime_error("no event descriptor");
+    if (!stop_.first) throw std::runtime_error("no descriptor");
     if (!options_.onMessage) {
       options_.onMessage = [](std::string_view message) {
         std::fprintf(stderr, "tidewell-backend: %.*s\n", static_cast<int>(message.size()), message.data());
@@ -142,8 +142,8 @@ class StandInBackend::Server {
   }
 
   ~Server() {
-    const std::uint64_t one = 1;
-    (void)!::write(stop_.number(), &one, sizeof one);
+    // A byte rather than a close: a forked child may hold the end, too.
+    (void)!::write(stop_.second.number(), "", 1);
     acceptor_.join();
     listener_ = Descriptor();  // no client may wait in the backlog
     controlListener_ = Descriptor();
@@ -252,8 +252,9 @@ class StandInBackend::Server {
   void message(const std::string& text) const { options_.onMessage(text); }
 
   void acceptConnections() {
-    pollfd descriptors[] = {
-        {listener_.number(), POLLIN, 0}, {controlListener_.number(), POLLIN, 0}, {stop_.number(), POLLIN, 0}};
+    pollfd descriptors[] = {{listener_.number(), POLLIN, 0},
+                            {controlListener_.number(), POLLIN, 0},
+                            {stop_.first.number(), POLLIN, 0}};
     for (;;) {
       if (::poll(descriptors, 3, -1) < 0 && errno != EINTR) return;
       if (descriptors[2].revents != 0) return;
@@ -265,16 +266,16 @@ class StandInBackend::Server {
 
   void acceptOne(bool control) {
     const int listener = control ? controlListener_.number() : listener_.number();
-    const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (socket < 0) {
+    Descriptor socket = acceptConnection(listener);
+    if (!socket) {
       if (errno != EMFILE && errno != ENFILE && errno != ENOMEM) return;
       message("cannot accept a connection: " + std::generic_category().message(errno));
-      pollfd stopped{stop_.number(), POLLIN, 0};
+      pollfd stopped{stop_.first.number(), POLLIN, 0};
       ::poll(&stopped, 1, 100);  // the connection stays in the backlog: avoid a busy loop
       return;
     }
     const int on = 1;
-    ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    ::setsockopt(socket.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 
     std::list<Worker> finished;
     {
@@ -285,9 +286,7 @@ class StandInBackend::Server {
         worker = next;
       }
       if (workers_.size() < kMaximumConnections) {
-        startWorker(socket, control);
-      } else {
-        ::close(socket);
+        startWorker(socket.release(), control);
       }
     }
     for (auto& worker : finished) worker.thread.join();
@@ -295,7 +294,7 @@ class StandInBackend::Server {
 
   void startWorker(int socket, bool control) TIDEWELL_REQUIRES(mutex_) {
     if (!control) ++connectionCount_;
-    auto& worker = workers_.emplace_back(socket, stop_.number(), control, connectionCount_);
+    auto& worker = workers_.emplace_back(socket, stop_.first.number(), control, connectionCount_);
     try {
       worker.thread = std::thread([this, &worker] { run(worker); });
     } catch (const std::system_error& error) {
@@ -584,7 +583,7 @@ class StandInBackend::Server {
   const Folder folder_;
   const Certificates certificates_;
   const std::string caFile_;
-  const Descriptor stop_;  // readable once everything is to stop
+  std::pair<Descriptor, Descriptor> stop_;  // the first is readable once everything is to stop
   Descriptor listener_;
   Descriptor controlListener_;
   std::uint16_t port_ = 0;

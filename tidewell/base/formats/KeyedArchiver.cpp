@@ -18,6 +18,9 @@ using Index = detail::BinaryPropertyListWriter::Index;
 
 /// Builds an archive: a list of objects that refer to each other by index.
 ///
+/// Objects are added in separate statements: the order in which a call evaluates its arguments, and with it
+/// the bytes of an archive, would depend on the compiler.
+///
 /// A "reference" below is the index, in the property list, of an object that holds such an index.
 class ArchiveWriter {
  public:
@@ -75,9 +78,11 @@ class ArchiveWriter {
     const Index names = list_.addContainer();
     const Index description = list_.addContainer();
     const Index nameText = list_.addString(name);
-    list_.setArray(names, {nameText, list_.addString("NSObject")});
-    list_.setDictionary(description, {list_.addString(layout::kClassName), list_.addString(layout::kClasses)},
-                        {nameText, names});
+    const Index rootText = list_.addString("NSObject");
+    const Index nameKey = list_.addString(layout::kClassName);
+    const Index namesKey = list_.addString(layout::kClasses);
+    list_.setArray(names, {nameText, rootText});
+    list_.setDictionary(description, {nameKey, namesKey}, {nameText, names});
     classes_.emplace_back(name, addObject(description));
     return classes_.back().second;
   }
@@ -94,11 +99,11 @@ class ArchiveWriter {
     list_.setArray(objects, objects_);
     const Index roots = list_.addContainer();
     list_.setDictionary(roots, {list_.addString(layout::kRoot)}, {rootReference});
-    list_.setDictionary(
-        top_,
-        {list_.addString(layout::kVersion), list_.addString(layout::kObjects),
-         list_.addString(layout::kArchiver), list_.addString(layout::kTop)},
-        {list_.addInteger(layout::kVersionNumber), objects, list_.addString(layout::kArchiverName), roots});
+    const std::vector<Index> keys{list_.addString(layout::kVersion), list_.addString(layout::kObjects),
+                                  list_.addString(layout::kArchiver), list_.addString(layout::kTop)};
+    const Index version = list_.addInteger(layout::kVersionNumber);
+    const Index archiver = list_.addString(layout::kArchiverName);
+    list_.setDictionary(top_, keys, {version, objects, archiver, roots});
     return list_.finish();
   }
 
@@ -123,8 +128,9 @@ class ArchiveWriter {
   Index addDate(Date date) {
     const Index container = list_.addContainer();
     const Index reference = addObject(container);
-    setRecord(container, {list_.addString(layout::kTime)},
-              {list_.addReal(date.secondsSince1970 - kReferenceDateOffset)}, "NSDate");
+    const Index key = list_.addString(layout::kTime);
+    const Index time = list_.addReal(date.secondsSince1970 - kReferenceDateOffset);
+    setRecord(container, {key}, {time}, "NSDate");
     return reference;
   }
 
@@ -140,7 +146,8 @@ class ArchiveWriter {
     entries.reserve(array.count());
     list_.expect(array.count());
     for (const Value& entry : array) entries.push_back(addValue(entry, depth + 1));
-    setRecord(container, {list_.addString(layout::kEntries)}, {addList(entries)}, "NSArray");
+    const Index key = list_.addString(layout::kEntries);
+    setRecord(container, {key}, {addList(entries)}, "NSArray");
     return reference;
   }
 
@@ -156,8 +163,9 @@ class ArchiveWriter {
       keys.push_back(addShared(list_.addString(key)));
       values.push_back(addValue(entry, depth + 1));
     }
-    setRecord(container, {list_.addString(layout::kKeys), list_.addString(layout::kEntries)},
-              {addList(keys), addList(values)}, "NSDictionary");
+    const std::vector<Index> recordKeys{list_.addString(layout::kKeys), list_.addString(layout::kEntries)};
+    const Index keyList = addList(keys);
+    setRecord(container, recordKeys, {keyList, addList(values)}, "NSDictionary");
     return reference;
   }
 

@@ -81,6 +81,7 @@ class TIDEWELL_CAPABILITY RecursiveStateMutex {
 
   void lock() TIDEWELL_ACQUIRE() {
     const std::thread::id self = std::this_thread::get_id();
+    // Relaxed: only this thread stores its own ID, and `mutex_` orders the rest.
     if (owner_.load(std::memory_order_relaxed) != self) {
       mutex_.lock();
       owner_.store(self, std::memory_order_relaxed);
@@ -127,6 +128,7 @@ class TIDEWELL_CAPABILITY TIDEWELL_EXPORT WorkMutex final : public ForkParticipa
   void afterForkInChild() noexcept override;
 
  private:
+  // Pairs with the stores in Fork.cpp: the mutex is constructed.
   [[nodiscard]] std::mutex& inForce() noexcept { return *mutex_.load(std::memory_order_acquire); }
   std::atomic<std::mutex*> mutex_{nullptr};
   std::vector<std::unique_ptr<std::mutex>> mutexes_;  ///< earlier ones may be locked forever

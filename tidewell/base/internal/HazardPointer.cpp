@@ -46,6 +46,7 @@ void returnRecord(void* record) {
   keptRecord = nullptr;
   threadHazardRecord = nullptr;
   threadEnds = true;
+  // Pairs with the exchange in `tryToTake`: the next owner sees an empty record.
   static_cast<HazardRecord*>(record)->taken.store(false, std::memory_order_release);
 }
 
@@ -66,6 +67,7 @@ bool returnsWhenThreadEnds(HazardRecord& record) noexcept {
 constinit HazardRecord firstRecords[32];
 
 bool tryToTake(HazardRecord& record) noexcept {
+  // The load only avoids exchanges that fail. The exchange pairs with the releases of former owners.
   return !record.taken.load(std::memory_order_relaxed) &&
          !record.taken.exchange(true, std::memory_order_acq_rel);
 }
@@ -74,6 +76,7 @@ HazardRecord& takeRecord() {
   for (HazardRecord& record : firstRecords) {
     if (tryToTake(record)) return record;
   }
+  // Pairs with the exchange below: a record in the list is complete.
   for (HazardRecord* record = records.load(std::memory_order_acquire); record != nullptr;
        record = record->next) {
     if (tryToTake(*record)) return *record;
@@ -81,7 +84,9 @@ HazardRecord& takeRecord() {
   auto* const record = new HazardRecord;
   record->taken.store(true, std::memory_order_relaxed);
   record->next = records.load(std::memory_order_relaxed);
-  while (!records.compare_exchange_weak(record->next, record, std::memory_order_acq_rel)) {
+  // Sequentially consistent: without a process-wide fence, a writer whose scan misses this record must have
+  // published before it, so that the reader finds the new snapshot. Pairs with the load in `isProtected`.
+  while (!records.compare_exchange_weak(record->next, record, std::memory_order_seq_cst)) {
   }
   return *record;
 }
@@ -93,6 +98,7 @@ bool writersHaveFence() noexcept {
   // Not a function-local static: registering can take milliseconds, and the child of a fork would wait
   // forever for a thread that was doing so.
   static constinit std::atomic<Answer> answer{Answer::unknown};
+  // Acquire: registration precedes the answer. Pairs with the exchange below.
   Answer known = answer.load(std::memory_order_acquire);
   if (known == Answer::unknown) {
     const bool writersDo = !kThreadSanitizer && registerProcessFence() && processFence();
@@ -125,9 +131,11 @@ void releaseHazardRecord(HazardRecord& record) noexcept {
 bool heavyFence() noexcept {
   if (!writersHaveFence()) return true;
   using std::chrono::steady_clock;
+  // Pairs with the store below: `visibleAt` is valid.
   if (!readersFence.load(std::memory_order_acquire)) {
     if (processFence()) return true;
     const auto visible = steady_clock::now() + kLongestDelayOfStores;
+    // Relaxed: published by the flag.
     visibleAt.store(visible.time_since_epoch().count(), std::memory_order_relaxed);
     readersFence.store(true, std::memory_order_seq_cst);
   }
@@ -138,6 +146,7 @@ bool heavyFenceUnlessRecent() noexcept {
   using std::chrono::steady_clock;
   static std::atomic<steady_clock::time_point> due{steady_clock::time_point::min()};
   const auto now = steady_clock::now();
+  // Relaxed: a stale value costs one fence more or less.
   if (now < due.load(std::memory_order_relaxed)) return false;
   due.store(now + kMoment, std::memory_order_relaxed);
   return heavyFence();
@@ -145,10 +154,12 @@ bool heavyFenceUnlessRecent() noexcept {
 
 bool isProtected(const void* snapshot) noexcept {
   const auto holds = [snapshot](const HazardRecord& record) {
+    // Pairs with every store to `held`; its order is explained in `readWithFences`.
     return record.held.load(std::memory_order_seq_cst) == snapshot;
   };
   if (std::any_of(std::begin(firstRecords), std::end(firstRecords), holds)) return true;
-  for (HazardRecord* record = records.load(std::memory_order_acquire); record != nullptr;
+  // Pairs with the exchange in `takeRecord`.
+  for (HazardRecord* record = records.load(std::memory_order_seq_cst); record != nullptr;
        record = record->next) {
     if (holds(*record)) return true;
   }

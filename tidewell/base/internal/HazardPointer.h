@@ -7,6 +7,14 @@
 #include <utility>
 #include <vector>
 
+// The initial-exec TLS model gives access in one instruction. glibc has room for a few such bytes even in a
+// library that is loaded late; other C libraries refuse to load it.
+#if defined(__GLIBC__)
+#define TIDEWELL_STATIC_TLS __attribute__((tls_model("initial-exec")))
+#else
+#define TIDEWELL_STATIC_TLS
+#endif
+
 namespace tidewell::base {
 
 // Hazard pointers: a reader announces in a hazard record which snapshot it uses, and a writer frees a retired
@@ -23,9 +31,8 @@ struct alignas(64) HazardRecord {
 };
 
 /// The calling thread's own record if writers have a fence for all threads (`heavyFence`), so that announcing
-/// a snapshot needs no fence; otherwise null. The initial-exec TLS model gives access in one instruction; its
-/// eight bytes fit even if the library is loaded late.
-extern constinit thread_local HazardRecord* threadHazardRecord __attribute__((tls_model("initial-exec")));
+/// a snapshot needs no fence; otherwise null.
+extern constinit thread_local HazardRecord* threadHazardRecord TIDEWELL_STATIC_TLS;
 
 /// Set permanently once the system refuses the writers' fence. Readers issue fences themselves from then on.
 extern constinit std::atomic<bool> readersFence __attribute__((visibility("hidden")));
@@ -51,6 +58,7 @@ void releaseHazardRecord(HazardRecord& record) noexcept;
 template <class Snapshot>
 [[gnu::always_inline]] inline bool announce(const std::atomic<const Snapshot*>& current, HazardRecord& record,
                                             const Snapshot*& snapshot) noexcept {
+  // Relaxed: only compared until the second load. A later process-wide fence makes the announcement visible.
   snapshot = current.load(std::memory_order_relaxed);
   record.held.store(snapshot, std::memory_order_relaxed);
   std::atomic_signal_fence(std::memory_order_seq_cst);
@@ -60,6 +68,7 @@ template <class Snapshot>
       [[likely]] {
     return true;
   }
+  // Relaxed: the snapshot was not used.
   record.held.store(nullptr, std::memory_order_relaxed);
   return false;
 }
@@ -75,6 +84,7 @@ template <class Snapshot, class Look>
   const Snapshot* snapshot = nullptr;
   if (!announce(current, *record, snapshot)) return false;
   const bool answer = look(*snapshot);
+  // Release: a writer that finds no announcement, in `isProtected`, frees after the reads of `look`.
   record->held.store(nullptr, std::memory_order_release);
   return answer;
 }
@@ -93,6 +103,7 @@ class SnapshotGuard {
     readWithFences(current);
   }
   ~SnapshotGuard() {
+    // Release: pairs with the load in `isProtected`; the snapshot was read before it is freed.
     record_->held.store(nullptr, std::memory_order_release);
     if (record_ != threadHazardRecord) [[unlikely]] {
       releaseHazardRecord(*record_);
@@ -111,6 +122,8 @@ class SnapshotGuard {
     record_ = &acquireHazardRecord();
     const Snapshot* seen = nullptr;
     do {
+      // Sequentially consistent, with `publish` and `isProtected`: either the writer finds the announcement
+      // or the second load finds the writer's snapshot.
       seen = current.load(std::memory_order_seq_cst);
       record_->held.store(seen, std::memory_order_seq_cst);
       snapshot_ = current.load(std::memory_order_seq_cst);
@@ -137,6 +150,7 @@ class SnapshotPublisher {
   /// Makes a snapshot current and retires the old one until `reclaim`.
   void publish(Shared next) {
     makeRoom();  // nothing below can fail
+    // Releases the contents; its place in the single order is explained in `readWithFences`.
     current_.store(next.get(), std::memory_order_seq_cst);
     if (latest_) retired_.push_back(std::move(latest_));
     latest_ = std::move(next);

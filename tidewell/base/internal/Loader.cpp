@@ -2,15 +2,13 @@
 #include "tidewell/base/internal/Loader.h"
 
 #include <dlfcn.h>
-#if __has_include(<link.h>)
-#include <link.h>
-#endif
 
 #include <algorithm>
 #include <atomic>
 #include <new>
 #include <vector>
 
+#include "tidewell/base/internal/CodeAddress.h"
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
@@ -26,9 +24,7 @@ class LoaderWatch final : public ForkParticipant {
   ~LoaderWatch() override { leave(); }
 
   void afterForkInChild() noexcept override {
-#if defined(__GLIBC__)
-    if (_r_debug.r_state != r_debug::RT_CONSISTENT) isBroken.store(true, std::memory_order_relaxed);
-#endif
+    if (!isLoaderConsistent()) isBroken.store(true, std::memory_order_relaxed);
   }
 };
 

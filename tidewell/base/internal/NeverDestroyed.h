@@ -25,7 +25,7 @@ class NeverDestroyed {
 
   T& operator*() { return *get(); }
   T* operator->() { return get(); }
-  T* get() { return std::launder(reinterpret_cast<T*>(storage_)); }
+  T* get() { return std::launder(static_cast<T*>(static_cast<void*>(storage_))); }
 
  private:
   alignas(T) unsigned char storage_[sizeof(T)];
@@ -40,6 +40,7 @@ class NeverDestroyed {
 ///     return madeOnce(registry);
 template <class T, class Make>
 T& madeOnce(std::atomic<T*>& place, Make&& make) {
+  // Pairs with the exchange below: the object is constructed.
   T* present = place.load(std::memory_order_acquire);
   if (present) return *present;
   std::unique_ptr<T> made = std::forward<Make>(make)();

@@ -81,6 +81,7 @@ struct PendingReports {
 template <Gate gate>
 inline bool answer(const std::atomic<GateWord>& gates, const std::atomic<const CompiledConfig*>& current) {
   static_assert(hasRule(gate), "the gate has no row in kGateRules");
+  // Pairs with the store in `publish`: a snapshot read afterwards is at least as new as the word.
   const GateWord answers = gates.load(std::memory_order_acquire);
   if ((answers & raisesBit(gate)) != 0) [[unlikely]] {
     const auto snapshot = base::SnapshotGuard(current).retain();

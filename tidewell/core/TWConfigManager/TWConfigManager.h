@@ -31,6 +31,7 @@ class TIDEWELL_EXPORT TWConfigManager final {
   /// Inline, because a second call into the library would take as long as a gate query itself. The first call
   /// throws `std::bad_alloc` if there is no memory for the record; a later call then loads it.
   [[nodiscard]] static TWConfigManager& sharedInstance() {
+    // Pairs with the store in `makeSharedInstance`: the instance is constructed.
     if (TWConfigManager* const made = shared_.load(std::memory_order_acquire)) [[likely]]
       return *made;
     return makeSharedInstance();

@@ -68,6 +68,7 @@ const base::MadeWhenLoaded makingDonorMade(makingDonor);
 
 Class& donorClass() {
   static constinit std::atomic<Class*> donor{nullptr};
+  // Pairs with the store below: the class is complete.
   if (Class* const made = donor.load(std::memory_order_acquire)) return *made;
   const base::MutexLock lock(makingDonor());
   Class* made = donor.load(std::memory_order_acquire);

@@ -169,6 +169,16 @@ std::int64_t nanoseconds(const timespec& time) {
   return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
 }
 
+/// When the contents changed and when the record changed. macOS has other names for the members.
+template <class Stat>
+std::pair<std::int64_t, std::int64_t> timesOf(const Stat& record) {
+  if constexpr (requires { record.st_mtim; }) {
+    return {nanoseconds(record.st_mtim), nanoseconds(record.st_ctim)};
+  } else {
+    return {nanoseconds(record.st_mtimespec), nanoseconds(record.st_ctimespec)};
+  }
+}
+
 }  // namespace
 
 std::error_code checkPath(std::string_view path) {
@@ -269,7 +279,7 @@ FileStamp FileStamp::of(const std::string& path) {
   if (stamp.error_ != 0) return stamp;
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  stamp.isSettled_ = std::abs(nanoseconds(now) - nanoseconds(stamp.record_.st_ctim)) > kClockStepNanoseconds;
+  stamp.isSettled_ = std::abs(nanoseconds(now) - timesOf(stamp.record_).second) > kClockStepNanoseconds;
   return stamp;
 }
 
@@ -278,8 +288,7 @@ bool FileStamp::isSameAs(const FileStamp& now) const noexcept {
   if (error_ != 0) return true;
   const auto& a = record_;
   const auto& b = now.record_;
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         nanoseconds(a.st_mtim) == nanoseconds(b.st_mtim) && nanoseconds(a.st_ctim) == nanoseconds(b.st_ctim);
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size && timesOf(a) == timesOf(b);
 }
 
 }  // namespace tidewell::posix

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/posix/internal/HostQueue.h"
 
-#include <fcntl.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <list>
 #include <thread>
@@ -13,6 +9,7 @@
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/posix/internal/Fork.h"
+#include "tidewell/posix/internal/WakeUp.h"
 
 namespace tidewell::posix {
 namespace {
@@ -39,38 +36,28 @@ struct HostQueue::State final : ForkParticipant {
   const std::thread::id creator = std::this_thread::get_id();
   std::thread::id drainer TIDEWELL_GUARDED_BY(mutex);
   int depth TIDEWELL_GUARDED_BY(mutex) = 0;  ///< nested calls that are draining, all on `drainer`
-  int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  WakeUp wakeUp;
 
   State() { join(); }
-  ~State() override {
-    leave();
-    const base::CancellationShield shield;
-    if (descriptor >= 0) close(descriptor);
-  }
+  ~State() override { leave(); }
 
-  /// The child's descriptor must not wake the parent, so it gets its own counter under the same number.
   void afterForkInChild() noexcept override
       TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {  // called with all locks held
     lost.splice(lost.end(), waiting);
     // If a function forked, `drain` continues in the child, too.
     if (drainer != std::this_thread::get_id()) depth = 0;
-    if (descriptor < 0) return;
-    const int own = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (own < 0) return;
-    dup3(own, descriptor, O_CLOEXEC);
-    close(own);
+    wakeUp.separateFromParent();
   }
 
   // These require the mutex:
 
-  void signal() const {
+  void signal() {
     const base::CancellationShield shield;
-    if (descriptor >= 0) static_cast<void>(eventfd_write(descriptor, 1));
+    wakeUp.signal();
   }
-  void clear() const {
+  void clear() {
     const base::CancellationShield shield;
-    eventfd_t count = 0;
-    if (descriptor >= 0) static_cast<void>(eventfd_read(descriptor, &count));
+    wakeUp.clear();
   }
   [[nodiscard]] bool beginDraining() TIDEWELL_REQUIRES(mutex) {
     if (depth > 0 && drainer != std::this_thread::get_id()) return false;
@@ -117,7 +104,7 @@ bool HostQueue::needsCallingThread() const {
   return (drainer == std::thread::id() ? state_->creator : drainer) == std::this_thread::get_id();
 }
 
-int HostQueue::descriptor() const { return state_->descriptor; }
+int HostQueue::descriptor() const { return state_->wakeUp.descriptor(); }
 
 std::size_t HostQueue::poll() {
   base::ReleasableMutexLock lock(state_->mutex);

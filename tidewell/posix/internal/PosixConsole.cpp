@@ -19,6 +19,7 @@
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Unicode.h"
 #include "tidewell/posix/internal/Fork.h"
+#include "tidewell/posix/internal/ProgramName.h"
 #include "tidewell/posix/internal/SignalBlock.h"
 
 namespace tidewell::posix {
@@ -169,7 +170,7 @@ void writeLineToStandardError(std::string_view program, std::string_view text) {
 }
 
 PosixConsole::PosixConsole(std::function<void(std::string_view)> sink)
-    : sink_(std::move(sink)), program_(program_invocation_short_name) {}
+    : sink_(std::move(sink)), program_(programName()) {}
 
 void PosixConsole::write(std::string_view text) {
   const base::CancellationShield shield;

@@ -131,6 +131,7 @@ void Registry::registerPair(Class& made) {
 }
 
 void Registry::markRegistered(Class& made) {
+  // Pairs with the load in `isRegistered`: the class is complete.
   made.metaclass().isRegistered_.store(true, std::memory_order_release);
   made.isRegistered_.store(true, std::memory_order_release);
 }

@@ -26,7 +26,7 @@ namespace {
 constexpr long kDay = 24L * 60 * 60;
 constexpr long kAuthorityLife = 3650 * kDay;
 constexpr long kServerLife = 397 * kDay;  // the maximum that clients accept
-constexpr long kRenewBefore = 7 * kDay;
+constexpr int kRenewBeforeDays = 7;
 
 struct Deleter {
   void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
@@ -163,10 +163,13 @@ std::optional<Identity> load(const std::filesystem::path& certificateFile,
     identity.certificate.reset(PEM_read_bio_X509(certificateBio.get(), nullptr, nullptr, nullptr));
     identity.key.reset(PEM_read_bio_PrivateKey(keyBio.get(), nullptr, nullptr, nullptr));
   }
-  std::time_t soon = std::time(nullptr) + kRenewBefore;
-  const bool usable = identity.certificate && identity.key &&
-                      X509_check_private_key(identity.certificate.get(), identity.key.get()) == 1 &&
-                      X509_cmp_time(X509_get0_notAfter(identity.certificate.get()), &soon) > 0;
+  int daysLeft = 0;
+  int secondsLeft = 0;
+  const bool usable =
+      identity.certificate && identity.key &&
+      X509_check_private_key(identity.certificate.get(), identity.key.get()) == 1 &&
+      ASN1_TIME_diff(&daysLeft, &secondsLeft, nullptr, X509_get0_notAfter(identity.certificate.get())) == 1 &&
+      daysLeft >= kRenewBeforeDays;
   ERR_clear_error();
   if (!usable) return std::nullopt;
   return identity;

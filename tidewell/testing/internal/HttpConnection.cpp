@@ -12,6 +12,7 @@
 
 #include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Mutex.h"
+#include "tidewell/testing/internal/Sockets.h"
 
 namespace tidewell::testing {
 namespace {
@@ -253,10 +254,10 @@ bool HttpConnection::write(std::string_view bytes) {
 }
 
 bool HttpConnection::pause(std::chrono::milliseconds duration) {
-  return duration <= std::chrono::milliseconds(0) || wait(POLLRDHUP, duration) == Wait::timeOut;
+  return duration <= std::chrono::milliseconds(0) || wait(kPeerShutDown, duration) == Wait::timeOut;
 }
 
-void HttpConnection::waitForEnd() { (void)wait(POLLRDHUP, kForever); }
+void HttpConnection::waitForEnd() { (void)wait(kPeerShutDown, kForever); }
 
 void HttpConnection::finish() {
   if (socket_ < 0) return;

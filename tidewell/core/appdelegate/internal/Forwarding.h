@@ -20,6 +20,7 @@ namespace tidewell {
 /// The original class's method in place of this one; null if it had none.
 inline const runtime::Method* originalImplementation(const runtime::Method& method) {
   const auto* const forwarding = static_cast<const Forwarding*>(method.state());
+  // Pairs with the store of the stage that installs the method.
   return forwarding ? forwarding->original.load(std::memory_order_acquire) : nullptr;
 }
 

@@ -71,7 +71,7 @@ void OpenSockets::attach(CURL* handle) {
 }
 
 curl_socket_t OpenSockets::open(void* self, curlsocktype, curl_sockaddr* address) noexcept {
-  const curl_socket_t socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  const curl_socket_t socket = openSocket(address->family, address->socktype, address->protocol);
   if (socket == CURL_SOCKET_BAD) return socket;
   try {
     static_cast<OpenSockets*>(self)->sockets_.try_emplace(socket);

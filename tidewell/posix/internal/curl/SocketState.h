@@ -20,8 +20,7 @@ struct SocketTraffic {
 /// No value if the system provides no information.
 [[nodiscard]] std::optional<SocketTraffic> trafficOf(int socket) noexcept;
 
-/// The number of bytes written to the socket that the peer has not read; 0 if the system provides no
-/// information.
-[[nodiscard]] int unreadAtTheOtherEnd(int socket) noexcept;
+/// As `socket`, with close-on-exec set.
+[[nodiscard]] int openSocket(int family, int type, int protocol) noexcept;
 
 }  // namespace tidewell::posix

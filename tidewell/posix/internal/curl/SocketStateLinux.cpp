@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <linux/sockios.h>
 #include <linux/tcp.h>  // has more fields of tcp_info than the C library's header
 #include <netinet/in.h>
 #include <sys/ioctl.h>
@@ -22,10 +21,8 @@ std::optional<SocketTraffic> trafficOf(int socket) noexcept {
                        info.tcpi_bytes_received - std::min<std::uint64_t>(waiting, info.tcpi_bytes_received)};
 }
 
-int unreadAtTheOtherEnd(int socket) noexcept {
-  int bytes = 0;
-  ioctl(socket, SIOCOUTQ, &bytes);
-  return bytes;
+int openSocket(int family, int type, int protocol) noexcept {
+  return socket(family, type | SOCK_CLOEXEC, protocol);
 }
 
 }  // namespace tidewell::posix

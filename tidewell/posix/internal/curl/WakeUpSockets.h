@@ -5,8 +5,8 @@
 
 namespace tidewell::posix {
 
-/// A multi handle whose internal wake-up sockets have close-on-exec set; libcurl creates them without and
-/// does not expose them. Null if out of memory or descriptors.
+/// A multi handle whose internal wake-up sockets have close-on-exec set, if the system can find them; libcurl
+/// creates them without and does not expose them. Null if out of memory or descriptors.
 [[nodiscard]] CURLM* makeMultiHandle();
 
 }  // namespace tidewell::posix

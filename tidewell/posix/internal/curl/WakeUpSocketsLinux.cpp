@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tidewell/posix/internal/curl/WakeUpSockets.h"
-
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -11,7 +10,7 @@
 #include <set>
 #include <vector>
 
-#include "tidewell/posix/internal/curl/SocketState.h"
+#include "tidewell/posix/internal/curl/WakeUpSockets.h"
 
 namespace tidewell::posix {
 namespace {
@@ -40,8 +39,10 @@ bool isCandidate(int descriptor) {
 /// Whether bytes are waiting to be read here or at the other end.
 bool holdsBytes(int descriptor) {
   int unread = 0;
+  int unreadByPeer = 0;
   ioctl(descriptor, FIONREAD, &unread);
-  return unread > 0 || unreadAtTheOtherEnd(descriptor) > 0;
+  ioctl(descriptor, SIOCOUTQ, &unreadByPeer);
+  return unread > 0 || unreadByPeer > 0;
 }
 
 template <class Condition>
