@@ -48,11 +48,15 @@ function(tidewell_for_this_system list)
   set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
-# tidewell_layer(NAME [LINK LIBRARIES…]): builds the .cpp files of tidewell/NAME into TidewellCore.
+# tidewell_layer(NAME [WITHOUT REGEX] [LINK LIBRARIES…]): builds the .cpp files of tidewell/NAME, except those that match REGEX, into
+# TidewellCore.
 function(tidewell_layer name)
-  cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+  cmake_parse_arguments(arg "" "WITHOUT" "LINK" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tidewell/${name}/*.cpp")
   tidewell_for_this_system(sources)
+  if(arg_WITHOUT)
+    list(FILTER sources EXCLUDE REGEX "${arg_WITHOUT}")
+  endif()
   if(NOT sources)
     return()
   endif()

@@ -19,6 +19,7 @@ namespace tidewell::base {
 namespace {
 
 constinit std::atomic<bool> isBroken{false};
+constinit std::atomic<LoadFailureHandler> failureHandler{nullptr};
 
 class LoaderWatch final : public ForkParticipant {
  public:
@@ -65,6 +66,14 @@ void keepLoaded(const void* code) noexcept {
   // `dlopen` does not find the program itself by name, but that is never unloaded anyway. The handle is
   // leaked on purpose.
   dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
+void setLoadFailureHandler(LoadFailureHandler handler) noexcept {
+  failureHandler.store(handler, std::memory_order_release);
+}
+
+void reportLoadFailure(std::string_view text) noexcept {
+  if (const LoadFailureHandler handler = failureHandler.load(std::memory_order_acquire)) handler(text);
 }
 
 }  // namespace tidewell::base
