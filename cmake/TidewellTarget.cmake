@@ -48,10 +48,10 @@ function(tidewell_for_this_system list)
   set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
-# tidewell_layer(NAME [WITHOUT REGEX] [LINK LIBRARIES…]): builds the .cpp files of tidewell/NAME, except those that match REGEX, into
-# TidewellCore.
+# tidewell_layer(NAME [WITHOUT REGEX] [FAST FILES…] [LINK LIBRARIES…]): builds the .cpp files of tidewell/NAME, except those that match
+# REGEX, into TidewellCore. With FAST, an optimised build optimises these files (wildcards) for speed and all others for size.
 function(tidewell_layer name)
-  cmake_parse_arguments(arg "" "WITHOUT" "LINK" ${ARGN})
+  cmake_parse_arguments(arg "" "WITHOUT" "FAST;LINK" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tidewell/${name}/*.cpp")
   tidewell_for_this_system(sources)
   if(arg_WITHOUT)
@@ -62,6 +62,12 @@ function(tidewell_layer name)
   endif()
   add_library(tidewell_${name} OBJECT ${sources})
   tidewell_settings(tidewell_${name})
+  if(arg_FAST)
+    list(TRANSFORM arg_FAST PREPEND "${PROJECT_SOURCE_DIR}/tidewell/${name}/")
+    file(GLOB fast CONFIGURE_DEPENDS ${arg_FAST})
+    target_compile_options(tidewell_${name} PRIVATE "$<$<NOT:$<CONFIG:Debug>>:-Os>")
+    set_source_files_properties(${fast} PROPERTIES COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:-O2>")
+  endif()
   target_include_directories(tidewell_${name} PUBLIC
     "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>")
   target_link_libraries(tidewell_${name} PRIVATE ${arg_LINK})
@@ -78,7 +84,8 @@ function(tidewell_exports target)
   if(NOT BUILD_SHARED_LIBS)
     target_link_options(${target} INTERFACE "LINKER:--exclude-libs,lib${target}.a")
   else()
-    target_link_options(${target} PRIVATE "LINKER:--version-script=${map}")
+    # The library calls its own functions directly: fewer symbols for the loader to look up before `main`.
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${map}" "LINKER:-Bsymbolic-functions")
     set_target_properties(${target} PROPERTIES LINK_DEPENDS "${map}")
   endif()
 endfunction()

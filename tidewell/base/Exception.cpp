@@ -4,14 +4,17 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>
-#include <fmt/format.h>
 #include <link.h>
 
 #include <array>
+#include <cinttypes>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <typeinfo>
+
+#include "tidewell/base/internal/NumberText.h"
 
 namespace tidewell::base {
 namespace {
@@ -49,21 +52,28 @@ std::string outOfMemory() noexcept { return "out of memory"; }
 /// module, which `addr2line -e MODULE OFFSET` turns into a source line even for a stripped program.
 std::string frameLine(int index, void* frame) {
   const auto address = reinterpret_cast<std::uintptr_t>(frame);
+  char number[24], place[24];
+  std::snprintf(number, sizeof number, "%-3d ", index);
+  std::snprintf(place, sizeof place, " 0x%016" PRIxPTR, address);
   // A return address points behind the call, which may be the last instruction of its function.
   void* const call = reinterpret_cast<void*>(address - 1);
   Dl_info info{};
   link_map* module = nullptr;
   if (!dladdr1(call, &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) || !info.dli_fname) {
-    return fmt::format("{:<3} ??? {:#018x}", index, address);
+    return std::string(number).append("???").append(place);
   }
   const std::string_view path = info.dli_fname;
   const std::string_view name = path.substr(path.rfind('/') + 1);
   const std::uintptr_t offset = address - 1 - (module ? static_cast<std::uintptr_t>(module->l_addr) : 0);
-  const std::string symbol = info.dli_sname
-                                 ? fmt::format("{} + {}", demangled(info.dli_sname),
-                                               address - reinterpret_cast<std::uintptr_t>(info.dli_saddr))
-                                 : std::string("???");
-  return fmt::format("{:<3} {} {:#018x} {} ({}+{:#x})", index, name, address, symbol, name, offset);
+  std::string line = std::string(number).append(name).append(place).append(" ");
+  if (info.dli_sname) {
+    line.append(demangled(info.dli_sname)).append(" + ");
+    appendInteger(line, address - reinterpret_cast<std::uintptr_t>(info.dli_saddr));
+  } else {
+    line.append("???");
+  }
+  appendAddress(line.append(" (").append(name).append("+"), reinterpret_cast<const void*>(offset));
+  return line.append(")");
 }
 
 std::string CallStack::symbols() const {

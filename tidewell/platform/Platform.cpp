@@ -46,7 +46,7 @@ void handleInstallation(const Platform& platform) {
 }
 
 /// Makes the application's class available by name.
-void declareApplication() { (void)runtime::classOf<UIApplication>(); }
+void declareApplication() { runtime::declareWhenNamed("UIApplication", &runtime::classOf<UIApplication>); }
 
 void announceMissingUnicode(std::string_view text) noexcept { announce(Trouble::noUnicodeModule, text); }
 

@@ -16,13 +16,14 @@ constinit std::atomic<const IcuFunctions*> functions{nullptr};
 
 const IcuFunctions* load() {
   std::string problem;
-  const auto entry =
-      reinterpret_cast<decltype(&tidewell_icu_functions)>(unicode->function("tidewell_icu_functions", problem));
+  const auto entry = reinterpret_cast<decltype(&tidewell_icu_functions)>(
+      unicode->function("tidewell_icu_functions", problem));
   const IcuFunctions* const found = entry ? entry(TIDEWELL_VERSION_STRING, problem) : nullptr;
   if (found) {
     functions.store(found, std::memory_order_release);
   } else {
-    reportLoadFailure("regular expressions, named time zones and date patterns with names do not work: " + problem);
+    reportLoadFailure("regular expressions, named time zones and date patterns with names do not work: " +
+                      problem);
   }
   return found;
 }

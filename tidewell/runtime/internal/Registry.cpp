@@ -136,9 +136,22 @@ void Registry::markRegistered(Class& made) {
 }
 
 Class* Registry::named(std::string_view name) {
+  const std::string key(name);
+  Class& (*declare)() = nullptr;
+  {
+    const base::MutexLock lock(mutex_);
+    const auto found = byName_.find(key);
+    if (found != byName_.end()) return found->second->isRegistered() ? found->second : nullptr;
+    const auto later = declaredWhenNamed_.find(key);
+    if (later == declaredWhenNamed_.end()) return nullptr;
+    declare = later->second;
+  }
+  return &declare();
+}
+
+void Registry::declareWhenNamed(std::string_view name, Class& (*declare)()) {
   const base::MutexLock lock(mutex_);
-  const auto found = byName_.find(std::string(name));
-  return found != byName_.end() && found->second->isRegistered() ? found->second : nullptr;
+  declaredWhenNamed_.emplace(name, declare);
 }
 
 std::string Registry::freeName(std::string_view name) const {

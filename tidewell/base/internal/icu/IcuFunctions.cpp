@@ -15,7 +15,8 @@ constexpr IcuFunctions kFunctions = {
 }  // namespace
 }  // namespace tidewell::base::detail
 
-const tidewell::base::detail::IcuFunctions* tidewell_icu_functions(const char* version, std::string& problem) {
+const tidewell::base::detail::IcuFunctions* tidewell_icu_functions(const char* version,
+                                                                   std::string& problem) {
   if (version != std::string_view(TIDEWELL_VERSION_STRING)) {
     problem = "the module has another version than the library";
     return nullptr;
