@@ -29,7 +29,7 @@ std::string configuration(int events) {
 
 void addJson(const std::string& what, const std::string& text) {
   bench::ratio(
-      what, 1.7,
+      what, 1.0,
       [text](std::size_t times) {
         while (times--) bench::keep(JSONObjectWithData(text));
       },

@@ -137,21 +137,21 @@ void Registry::markRegistered(Class& made) {
 
 Class* Registry::named(std::string_view name) {
   const std::string key(name);
-  Class& (*declare)() = nullptr;
+  Class& (*declaring)() = nullptr;
   {
     const base::MutexLock lock(mutex_);
     const auto found = byName_.find(key);
     if (found != byName_.end()) return found->second->isRegistered() ? found->second : nullptr;
     const auto later = declaredWhenNamed_.find(key);
     if (later == declaredWhenNamed_.end()) return nullptr;
-    declare = later->second;
+    declaring = later->second;
   }
-  return &declare();
+  return &declaring();
 }
 
-void Registry::declareWhenNamed(std::string_view name, Class& (*declare)()) {
+void Registry::declareWhenNamed(std::string_view name, Class& (*declaring)()) {
   const base::MutexLock lock(mutex_);
-  declaredWhenNamed_.emplace(name, declare);
+  declaredWhenNamed_.emplace(name, declaring);
 }
 
 std::string Registry::freeName(std::string_view name) const {

@@ -35,7 +35,7 @@ class Registry {
   [[nodiscard]] Class* allocate(Class* superclass, std::string_view name, std::size_t extraBytes);
   void registerPair(Class& made);
   [[nodiscard]] Class* named(std::string_view name);
-  void declareWhenNamed(std::string_view name, Class& (*declare)());
+  void declareWhenNamed(std::string_view name, Class& (*declaring)());
 
   [[nodiscard]] Class& declare(const NativeType& type);
 
