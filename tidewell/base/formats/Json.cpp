@@ -2,6 +2,7 @@
 #include "tidewell/base/formats/Json.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -315,17 +316,26 @@ class JsonReader {
   void skipPlainText() {
     constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
     const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word; };
-    for (; at_ + 8 <= text_.size(); at_ += 8) {
+    const char* const bytes = text_.data();
+    const std::size_t size = text_.size();
+    std::size_t at = at_;
+    for (; at + 8 <= size; at += 8) {
       std::uint64_t word;
-      std::memcpy(&word, text_.data() + at_, 8);
+      std::memcpy(&word, bytes + at, 8);
       const std::uint64_t control = (word - kOnes * 0x20) & ~word;
-      if ((hasZero(word ^ kOnes * '"') | hasZero(word ^ kOnes * '\\') | control) & kHighs) break;
+      const std::uint64_t found =
+          (hasZero(word ^ kOnes * '"') | hasZero(word ^ kOnes * '\\') | control) & kHighs;
+      if (found == 0) continue;
+      if constexpr (std::endian::native == std::endian::little) {
+        at_ = at + static_cast<std::size_t>(std::countr_zero(found)) / 8;  // higher bits may be carries
+        return;
+      }
+      break;
     }
-    while (at_ < text_.size()) {
-      const char c = text_[at_];
-      if (c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20) return;
-      ++at_;
-    }
+    while (at < size && bytes[at] != '"' && bytes[at] != '\\' &&
+           static_cast<unsigned char>(bytes[at]) >= 0x20)
+      ++at;
+    at_ = at;
   }
 
   /// `text` is part of the text that is read, or of `scratch_` if it has escapes.

@@ -23,9 +23,11 @@ namespace tidewell::base::detail {
   EACH(ucal_setMillis)                                                                                 \
   EACH(udat_close)                                                                                     \
   EACH(udat_format)                                                                                    \
-  EACH(udat_open) EACH(udat_parseCalendar) EACH(udat_setLenient) EACH(uregex_clone) EACH(uregex_close) \
-      EACH(uregex_hitEnd) EACH(uregex_matches) EACH(uregex_open) EACH(uregex_setMatchCallback)         \
-          EACH(uregex_setStackLimit) EACH(uregex_setUText) EACH(utext_close) EACH(utext_openUChars)
+  EACH(udat_open)                                                                                      \
+  EACH(udat_parseCalendar)                                                                             \
+  EACH(udat_setLenient) EACH(uregex_clone) EACH(uregex_close) EACH(uregex_hitEnd) EACH(uregex_matches) \
+      EACH(uregex_open) EACH(uregex_setMatchCallback) EACH(uregex_setStackLimit) EACH(uregex_setUText) \
+          EACH(utext_close) EACH(utext_openUChars)
 
 /// The functions of ICU that this library calls. Linking ICU would cost a host 3 ms before `main`, so the
 /// table is in a module that is loaded with the first expression, named zone or date pattern with names.
