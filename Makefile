@@ -10,7 +10,7 @@ help:
 	@echo "make test-desktop        build and run the tests of the desktop platform on a virtual display"
 	@echo "make test-objc           build and run the Objective-C facade, its host and the exchange of archives (GNUstep)"
 	@echo "make test-guest-long     run the long forms of the tests in tests/guest: 200 exits, a minute idle, a minute suspended"
-	@echo "make bench               build and run the benchmarks"
+	@echo "make bench               build and run the benchmarks (ROWS=launch,json for the rows whose names contain one of the words)"
 	@echo "make cost                measure the cost of hostile input for each reader; fails beyond the bounds"
 	@echo "make fuzz                run each fuzz target for a minute (FUZZ_SECONDS=600 for longer)"
 	@echo "make storm               call the whole interface at random from 16 threads, under two sanitizers (SECONDS=60, SEED=…)"
@@ -84,11 +84,13 @@ allocation-torture:
 	cmake --build --preset dev --target allocation_torture
 	build/dev/tests/attack/allocation/allocation_torture
 
+ROWS ?=
+comma := ,
 bench:
 	scripts/setup bench
 	cmake --preset bench
 	cmake --build --preset bench
-	scripts/bench build/release
+	scripts/bench build/release $(subst $(comma), ,$(ROWS))
 
 cost:
 	scripts/setup test

@@ -4,9 +4,9 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
-#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -63,18 +63,30 @@ double timeOf(const std::string& name) {
   return collector.seconds();
 }
 
-/// The pair with the median ratio. A machine is slower for milliseconds or seconds at a time. That usually
-/// affects both times of a pair, so their ratio is stable, while the best time of each may come from
-/// different moments.
-Pair medianPair(std::vector<Pair> pairs) {
-  const auto middle = pairs.begin() + static_cast<std::ptrdiff_t>(pairs.size() / 2);
-  std::nth_element(pairs.begin(), middle, pairs.end(),
-                   [](const Pair& a, const Pair& b) { return a.ours * b.floor < b.ours * a.floor; });
-  return *middle;
+/// The ratio as it is printed: of times, or of speeds.
+double ratioOf(const Pair& pair, const Options& options) {
+  return options.higherIsBetter ? pair.floor / pair.ours : pair.ours / pair.floor;
+}
+
+/// The pair with the median ratio, and the quarter points of the ratios. A machine is slower for milliseconds
+/// or seconds at a time. That usually affects both times of a pair, so their ratio is stable, while the best
+/// time of each may come from different moments.
+struct Result {
+  Pair middle;
+  double low = 0;
+  double high = 0;
+};
+Result resultOf(std::vector<Pair> pairs, const Options& options) {
+  const auto isBefore = [&](const Pair& a, const Pair& b) {
+    return ratioOf(a, options) < ratioOf(b, options);
+  };
+  std::sort(pairs.begin(), pairs.end(), isBefore);
+  const std::size_t count = pairs.size();
+  return {pairs[count / 2], ratioOf(pairs[count / 4], options), ratioOf(pairs[count * 3 / 4], options)};
 }
 
 /// Runs the two alternately; each is first in every other turn.
-Pair interleaved(const Row& row) {
+Result interleaved(const Row& row) {
   benchmark::ClearRegisteredBenchmarks();
   registerWork("ours", row.ours, row.options);
   registerWork("floor", row.floor, row.options);
@@ -86,13 +98,13 @@ Pair interleaved(const Row& row) {
     if (turn % 2 != 0) pair.ours = timeOf("ours");
     pairs.push_back(pair);
   }
-  return medianPair(std::move(pairs));
+  return resultOf(std::move(pairs), row.options);
 }
 
-Pair measuredInTurns(const Row& row) {
+Result measuredInTurns(const Row& row) {
   std::vector<Pair> pairs;
   for (int turn = 0; turn < row.options.turns; ++turn) pairs.push_back(row.measure());
-  return medianPair(std::move(pairs));
+  return resultOf(std::move(pairs), row.options);
 }
 
 std::string formatted(const char* format, double number) {
@@ -113,13 +125,20 @@ void printLine(const char* what, const char* ours, const char* floor, const char
   std::fflush(stdout);
 }
 
-void printPair(const Row& row, const Pair& pair) {
+/// A quarter of the turns was below `low` and a quarter above `high`; printed if they differ by this much.
+constexpr double kSpreadThatIsPrinted = 0.1;
+
+void printPair(const Row& row, const Result& result) {
+  const Pair& pair = result.middle;
   const bool faster = row.options.higherIsBetter;
-  const double ratio = faster ? pair.floor / pair.ours : pair.ours / pair.floor;
+  const double ratio = ratioOf(pair, row.options);
   std::string goal = "-";
   if (row.goal > 0) {
     const bool met = faster ? ratio >= row.goal : ratio <= row.goal;
     goal = formatted(faster ? ">= %.2f" : "<= %.2f", row.goal) + (met ? "" : "  MISSED");
+  }
+  if (result.high > result.low * (1 + kSpreadThatIsPrinted)) {
+    goal += formatted("  (%.2f", result.low) + formatted(" to %.2f)", result.high);
   }
   printLine(row.what.c_str(), timeText(pair.ours).c_str(), timeText(pair.floor).c_str(),
             formatted("%.2f", ratio).c_str(), goal.c_str());
@@ -159,17 +178,21 @@ void figure(std::string what, std::string value) {
 
 int run(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  std::optional<std::string_view> wanted;
-  for (int i = 1; i < argc; ++i) {
-    if (argv[i][0] == '-' || wanted) {
-      std::fprintf(stderr, "usage: %s [--benchmark_OPTION=...] [TEXT IN THE NAME OF A ROW]\n", argv[0]);
-      return 2;
-    }
-    wanted = argv[i];
+  const std::vector<std::string_view> wanted(argv + 1, argv + argc);
+  for (const std::string_view word : wanted) {
+    if (!word.starts_with('-')) continue;
+    std::fprintf(stderr, "usage: %s [--benchmark_OPTION=...] [TEXT IN THE NAMES OF ROWS...]\n", argv[0]);
+    return 2;
   }
+  const auto isWanted = [&wanted](std::string_view name) {
+    const auto equal = [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); };
+    return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), [&](std::string_view word) {
+             return std::search(name.begin(), name.end(), word.begin(), word.end(), equal) != name.end();
+           });
+  };
   printLine("what", "ours", "floor", "ratio", "goal");
   for (const Row& row : rows()) {
-    if (wanted && row.what.find(*wanted) == std::string::npos) continue;
+    if (!isWanted(row.what)) continue;
     if (row.value) {
       std::printf("%-64s %s\n", row.what.c_str(), row.value().c_str());
       std::fflush(stdout);  // a program that exits without its atexit functions would lose buffered output

@@ -13,8 +13,8 @@
 ///     int main(int argc, char** argv) { return bench::run(argc, argv); }
 ///
 /// The two of a pair run alternately, several times, in one process, so that load on the machine slows down
-/// both. The turn with the median ratio counts. Each program prints one table: what, ours, floor, ratio,
-/// goal. Timings never decide the exit status.
+/// both. The turn with the median ratio counts; the quarter points are printed where they differ by a tenth.
+/// Each program prints one table: what, ours, floor, ratio, goal. Timings never decide the exit status.
 namespace bench {
 
 /// Does the work a number of times.
@@ -42,9 +42,9 @@ void measured(std::string what, double goal, std::function<Pair()> measure, Opti
 void figure(std::string what, std::function<std::string()> value);
 void figure(std::string what, std::string value);
 
-/// Runs the rows in the order in which they were added, and prints the table. An argument that is not an
-/// option selects the rows whose name contains it; options go to Google Benchmark. Returns 0 unless the
-/// arguments are wrong.
+/// Runs the rows in the order in which they were added, and prints the table. Arguments that are not options
+/// select the rows whose names contain one of them, in any case; options go to Google Benchmark. Returns 0
+/// unless the arguments are wrong.
 int run(int argc, char** argv);
 
 /// The duration of one call, in seconds of the steady clock.

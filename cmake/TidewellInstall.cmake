@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # Installs headers, libraries, the CMake package, the pkg-config files and the pages. Programs: tools/CMakeLists.txt.
-# Components: runtime (shared libraries, the URL session, licences), desktop (the same of Tidewell::Desktop), dev, tools, doc.
+# Components: runtime (shared libraries, modules, licences), desktop (the same of Tidewell::Desktop), dev, tools, doc.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -122,7 +122,7 @@ function(tidewell_pkg_config name library description requires requires_private)
   install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
 endfunction()
 tidewell_pkg_config(tidewell-core TidewellCore "Tidewell Core: configuration, networking, identity and logging" ""
-                    "icu-uc icu-i18n libcrypto")
+                    "icu-uc icu-i18n")
 foreach(library ${platform_libraries})
   foreach(property PACKAGE DESCRIPTION REQUIRES PRIVATE)
     get_target_property(${property} ${library} TIDEWELL_${property})

@@ -260,10 +260,10 @@ void addPlainExpressions() {
 
 void addReplies() {
   static TWConfigManager manager;
-  for (const auto& [what, count] : {std::pair("2 KB", 40), std::pair("450 KB", 10000)}) {
+  for (const auto& [what, count] : {std::pair("2 KB", 40), std::pair("1 MB", 25000)}) {
     const std::string text = base::dataWithJSONObject(replyWithEvents(count));
     bench::ratio(
-        "reply bytes to published answers, " + std::string(what) + " / RapidJSON DOM", 2.5,
+        "reply bytes to published answers, " + std::string(what) + " / RapidJSON DOM", 1.2,
         [text](std::size_t times) {
           while (times--) manager.updateConfigFromResponse(base::JSONObjectWithData(text));
         },

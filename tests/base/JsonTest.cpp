@@ -42,10 +42,20 @@ TEST(JsonReading, ParsesAsThePlatformDoes) {
   }
 }
 
-TEST(JsonReading, ReadsTextsAroundTheSizeOfItsBuffer) {
-  for (std::size_t length = 4090; length <= 4100; ++length) {
-    const std::string inside(length - 4, 'x');
-    EXPECT_EQ(JSONObjectWithData("[\"" + inside + "\"]"), Value(Array{inside})) << length;
+TEST(JsonReading, FindsWhatEndsAPlainTextAtEveryPlaceOfAWord) {
+  for (std::size_t length = 0; length < 20; ++length) {
+    for (std::size_t at = 0; at <= length; ++at) {
+      std::string text(length, '\xff');
+      for (std::size_t i = 0; i + 1 < length; i += 2) text.replace(i, 2, "\u00e9");
+      if (length % 2 != 0) text.back() = 'x';
+      if (at % 2 != 0 && at != length) continue;  // inside a character
+      const auto with = [&](std::string_view part) { return std::string(text).insert(at, part); };
+      EXPECT_EQ(JSONObjectWithData("[\"" + text + "\"]"), Value(Array{text}));
+      EXPECT_EQ(JSONObjectWithData("[\"" + with("\\\"") + "\"]"), Value(Array{with("\"")}));
+      EXPECT_EQ(JSONObjectWithData("[\"" + with("\x7f~!") + "\"]"), Value(Array{with("\x7f~!")}));
+      for (const char* part : {"\"", "\x1f", "\n"})
+        EXPECT_TRUE(JSONObjectWithData("[\"" + with(part) + "\"]").isNil()) << length << ' ' << at;
+    }
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
+#include <openssl/hmac.h>
 #include <unwind.h>
 
 #include <array>
@@ -50,9 +51,18 @@ TEST(PercentEncoding, TurnsIdentifiersIntoFileNames) {
 }
 
 TEST(Digest, MatchesTheStandardsAlsoInAFipsHost) {
+  const auto hex = [](const auto& digest) { return hexString(digest.data(), digest.size()); };
+  unsigned char peer[EVP_MAX_MD_SIZE];
+  for (std::string text; text.size() < 200; text += static_cast<char>(text.size() * 37)) {
+    ASSERT_TRUE(EVP_Digest(text.data(), text.size(), peer, nullptr, EVP_md5(), nullptr));
+    EXPECT_EQ(hex(md5(text)), hexString(peer, 16)) << text.size();
+    const std::string message = text.substr(text.size() / 3) + "end";
+    ASSERT_TRUE(HMAC(EVP_sha256(), text.data(), static_cast<int>(text.size()),
+                     reinterpret_cast<const unsigned char*>(message.data()), message.size(), peer, nullptr));
+    EXPECT_EQ(hex(hmacSha256(text, message)), hexString(peer, 32)) << text.size();
+  }
   ASSERT_TRUE(EVP_set_default_properties(nullptr, "fips=yes"));
   ASSERT_EQ(EVP_MD_fetch(nullptr, "MD5", nullptr), nullptr);
-  const auto hex = [](const auto& digest) { return hexString(digest.data(), digest.size()); };
   EXPECT_EQ(hex(md5("")), "d41d8cd98f00b204e9800998ecf8427e");  // RFC 1321, A.5
   EXPECT_EQ(hex(md5("message digest")), "f96b697d7cb7938d525a2f31aaf161d0");
   const std::tuple<std::string, std::string, const char*> codes[] = {

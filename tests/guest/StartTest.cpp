@@ -70,8 +70,10 @@ TEST_F(GuestTest, OfflineAndBeforeConsentEveryRequestIsRefused) {
   for (const auto& [variable, error] : {std::pair("TIDEWELL_OFFLINE=true", "appears to be offline"),
                                         std::pair("HOST_CONSENT=1", "has not given consent")}) {
     const Outcome outcome =
-        host({"reset", "start GUEST", "call 2", "image", "gates", "loaded UrlSession"}, {variable}).end();
-    EXPECT_EQ(outcome.out, "done\ndone\nno nil\ndone\nynyynyyyyy\nno\n") << variable;
+        host({"reset", "start GUEST", "call 2", "image", "gates", "loaded UrlSession", "loaded libicu"},
+             {variable, "TZ=UTC"})
+            .end();
+    EXPECT_EQ(outcome.out, "done\ndone\nno nil\ndone\nynyynyyyyy\nno\nno\n") << variable;
     EXPECT_GE(count(outcome.err, error), 1) << outcome.err;
   }
   EXPECT_EQ(backend.requestCount(), before);
@@ -108,14 +110,21 @@ TEST_F(GuestTest, HostsAreChosenByTheOptionsAndInDevelopmentByTheEnvironment) {
 }
 
 TEST_F(GuestTest, OneLineSaysThatNothingCanWork) {
+  fs::create_directories(folder + "/one/" TIDEWELL_MODULE_FOLDER);
   fs::create_directory(folder + "/lib");
   for (const fs::path library : std::vector<const char*>{GUEST_LIBRARIES}) {
     const std::string name = library.filename();
     const auto end = name.find(".so.");
-    if (end != name.npos) fs::create_symlink(library, folder + "/lib/" + name.substr(0, end + 5));
+    if (end == name.npos) {
+      fs::create_symlink(library, folder + "/one/" TIDEWELL_MODULE_FOLDER "/" + name);
+      continue;
+    }
+    for (const char* place : {"/lib/", "/one/"})
+      fs::create_symlink(library, folder + place + name.substr(0, end + 5));
   }
   const std::array<std::string, 3> rows[] = {
       {"LD_LIBRARY_PATH=" + folder + "/lib", "", "Tidewell: the URL session cannot be loaded: "},
+      {"LD_LIBRARY_PATH=" + folder + "/one", "TZ=Asia/Nowhere", "/one/tidewell/1/libTidewellUnicode.so: "},
       {"HOST_CA=", "HOST_ROOT=/nowhere", "no trusted certificates were found in the usual places"},
       {"SSL_CERT_FILE=" + folder + "/none.pem", "HOST_CA=", "found: " + folder + "/none.pem cannot be read"},
       {"XDG_DATA_HOME=/dev/null/data", "", "kept in memory and lost at the end: the folder /dev/null/data/"}};

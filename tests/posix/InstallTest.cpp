@@ -6,6 +6,7 @@
 
 #include "posix/PosixTest.h"
 #include "tidewell/base/formats/PropertyList.h"
+#include "tidewell/posix/internal/PosixClock.h"
 
 // What the platform reads from its options, the environment and the system.
 namespace tidewell::posix {
@@ -209,6 +210,29 @@ TEST_F(InstallTest, TheTimeZoneComesFromTzOrTheSystemAndFollowsChanges) {
   EXPECT_EQ(platform.clock().systemTimeZone().secondsFromGMTForDate({0}), -12600);
   writeFile(folder + "/etc/timezone", "America/New_York\n");
   EXPECT_EQ(name(), "America/New_York");
+
+  // The offset of a zone file counts while it lasts; then ICU knows the zone.
+  const auto number = [](std::uint64_t value, int bytes) {
+    std::string text;
+    while (bytes-- > 0) text += static_cast<char>(value >> 8 * bytes);
+    return text;
+  };
+  const auto zoneFile = [&](std::uint64_t transition, const std::string& footer) {
+    const std::string types = number(1234, 4) + number(0, 2) + number(4321, 4) + number(0, 2);
+    return "TZif2" + std::string(39, '\0') + "TZif2" + std::string(27, '\0') + number(1, 4) + number(2, 4) +
+           number(1, 4) + number(transition, 8) + number(1, 1) + types + number(0, 1) + "\n" + footer + "\n";
+  };
+  std::filesystem::create_directories(folder + "/usr/share/zoneinfo/Asia");
+  const std::string file = folder + "/usr/share/zoneinfo/Asia/Kolkata";
+  const std::string tooFew = zoneFile(1, "X").substr(0, 100);
+  for (const auto& [content, offset] : {std::pair(zoneFile(1, "IST-5:30"), 4321),
+                                        {zoneFile(1ull << 40, ""), 1234},
+                                        {zoneFile(1, "CET-1CEST,M3.5.0,M10.5.0/3"), 19800},
+                                        {"TZif2" + std::string(39, '\xff') + zoneFile(1, "X"), 19800},
+                                        {tooFew, 19800}}) {
+    writeFile(file, content);
+    EXPECT_EQ(PosixClock("Asia/Kolkata", folder).systemTimeZone().secondsFromGMTForDate({1e9 + 8e8}), offset);
+  }
 }
 
 }  // namespace

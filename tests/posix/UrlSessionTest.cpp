@@ -6,6 +6,9 @@
 #include <thread>
 
 #include "posix/PosixTest.h"
+#include "tidewell/base/Exception.h"
+#include "tidewell/base/formats/DateFormatter.h"
+#include "tidewell/base/formats/RegularExpression.h"
 
 namespace tidewell::posix {
 namespace {
@@ -324,8 +327,11 @@ TEST_F(ForkedUrlSessionTest, AMissingModuleFailsOnlyRequestsMadeBeforeTheLoad) {
     dladdr(reinterpret_cast<void*>(&install), &platformLibrary);
     if (std::string(platformLibrary.dli_fname).find(".so") == std::string::npos)
       GTEST_SKIP() << "libcurl is linked statically";
-    // Runs this test again with a copy of the platform library that has no module beside it.
+    // Runs this test again with copies of the libraries that have no module beside them.
+    Dl_info coreLibrary{};
+    dladdr(reinterpret_cast<void*>(&base::raise), &coreLibrary);
     std::filesystem::copy(platformLibrary.dli_fname, folder + "/libTidewellPosix.so.1");
+    std::filesystem::copy(coreLibrary.dli_fname, folder + "/libTidewellCore.so.1");
     EXPECT_EQ(0, inChild([&] {
                 const std::filesystem::path library = platformLibrary.dli_fname;
                 setenv(kModuleVariable,
@@ -337,6 +343,9 @@ TEST_F(ForkedUrlSessionTest, AMissingModuleFailsOnlyRequestsMadeBeforeTheLoad) {
               }));
     return;
   }
+  base::MatchBudget budget;
+  EXPECT_EQ(base::MatchResult::undecided, base::RegularExpression("a+").matches("aa", budget));
+  EXPECT_EQ("", base::DateFormatter("EEEE", base::TimeZone::UTC()).stringFromDate({0}));
   const platform::UrlTaskResult result = fetch();
   ASSERT_EQ(platform::kUrlErrorResourceUnavailable, codeOf(result));
   EXPECT_NE(std::string::npos, result.error->description().find("libTidewellUrlSession.so"));

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/Date.h"
 
-#include <fmt/format.h>
-
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 
 #include "tidewell/base/internal/CivilDate.h"
+#include "tidewell/base/internal/NumberText.h"
 
 namespace tidewell::base {
 namespace {
@@ -17,14 +17,21 @@ constexpr double kLastPrintedSecond = 1e15;
 }  // namespace
 
 std::string Date::description() const {
-  if (!(std::fabs(secondsSince1970) < kLastPrintedSecond)) return fmt::format("{:.16g}", secondsSince1970);
+  if (!(std::fabs(secondsSince1970) < kLastPrintedSecond)) {
+    std::string number;
+    appendReal(number, secondsSince1970);
+    return number;
+  }
   const auto seconds = static_cast<std::int64_t>(std::floor(secondsSince1970));
   const std::int64_t days = detail::floorDivide(seconds, detail::kSecondsPerDay);
   const std::int64_t second = seconds - days * detail::kSecondsPerDay;
   const detail::CivilDate date = detail::civilFromDays(days);
-  const std::int64_t yearOfEra = date.year > 0 ? date.year : 1 - date.year;
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} +0000", yearOfEra, date.month, date.day,
-                     second / 3600, second / 60 % 60, second % 60);
+  const long long yearOfEra = date.year > 0 ? date.year : 1 - date.year;
+  const int secondOfDay = static_cast<int>(second);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04lld-%02d-%02d %02d:%02d:%02d +0000", yearOfEra, date.month, date.day,
+                secondOfDay / 3600, secondOfDay / 60 % 60, secondOfDay % 60);
+  return text;
 }
 
 }  // namespace tidewell::base

@@ -2,16 +2,18 @@
 #include "tidewell/base/Exception.h"
 
 #include <cxxabi.h>
-#include <fmt/format.h>
 #include <unwind.h>
 
 #include <array>
+#include <cinttypes>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <typeinfo>
 
 #include "tidewell/base/internal/CodeAddress.h"
+#include "tidewell/base/internal/NumberText.h"
 
 namespace tidewell::base {
 namespace {
@@ -56,14 +58,24 @@ std::string outOfMemory() noexcept { return "out of memory"; }
 /// One line: the module's file name, the address, the symbol if one is exported, and the offset in the
 /// module, which `addr2line -e MODULE OFFSET` turns into a source line even for a stripped program.
 std::string frameLine(std::size_t index, std::uintptr_t frame) {
+  char number[24], place[24];
+  std::snprintf(number, sizeof number, "%-3zu ", index);
+  std::snprintf(place, sizeof place, " 0x%016" PRIxPTR, frame);
   // A return address points behind the call, which may be the last instruction of its function.
   const auto call = describeCode(frame - 1);
-  if (!call) return fmt::format("{:<3} ??? {:#018x}", index, frame);
+  if (!call) return std::string(number).append("???").append(place);
   const std::string_view path = call->file;
   const std::string_view name = path.substr(path.rfind('/') + 1);
-  const std::string symbol =
-      call->symbol ? fmt::format("{} + {}", demangled(call->symbol), call->symbolOffset + 1) : "???";
-  return fmt::format("{:<3} {} {:#018x} {} ({}+{:#x})", index, name, frame, symbol, name, call->moduleOffset);
+  std::string line = std::string(number).append(name).append(place).append(" ");
+  if (call->symbol) {
+    line.append(demangled(call->symbol)).append(" + ");
+    appendInteger(line, call->symbolOffset + 1);
+  } else {
+    line.append("???");
+  }
+  line.append(" (").append(name).append("+0x");
+  appendInteger(line, call->moduleOffset, 16);
+  return line.append(")");
 }
 
 std::string CallStack::symbols() const {

@@ -32,10 +32,7 @@ class SharedPointer {
   SharedPointer() noexcept = default;
   /// Adopts the one reference that a new record has.
   explicit SharedPointer(SharedRecord* record) noexcept : record_(record) {}
-  SharedPointer(const SharedPointer& other) noexcept : record_(other.record_) {
-    // Relaxed: the caller holds a reference already.
-    if (record_) record_->references.fetch_add(1, std::memory_order_relaxed);
-  }
+  SharedPointer(const SharedPointer& other) noexcept : record_(other.record_) { retain(); }
   SharedPointer(SharedPointer&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
   SharedPointer& operator=(SharedPointer other) noexcept {
     std::swap(record_, other.record_);
@@ -46,6 +43,11 @@ class SharedPointer {
     if (record_ && record_->references.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy(record_);
   }
 
+  /// Counts a reference for a bytewise copy of this one.
+  void retain() const noexcept {
+    // Relaxed: the caller holds a reference already.
+    if (record_) record_->references.fetch_add(1, std::memory_order_relaxed);
+  }
   [[nodiscard]] SharedRecord* get() const noexcept { return record_; }
   /// Whether this is the only reference, so that the record may be written in place.
   [[nodiscard]] bool isUnique() const noexcept {

@@ -20,6 +20,15 @@ class TIDEWELL_EXPORT TimeZone {
   [[nodiscard]] static TimeZone UTC();
   /// The zone with that name ("Asia/Kolkata"); no value if the database has none.
   [[nodiscard]] static std::optional<TimeZone> timeZoneWithName(std::string_view name);
+  /// An offset that applies from one instant to another, in seconds since 1970.
+  struct KnownOffset {
+    double from = 0;
+    double until = 0;
+    std::int32_t secondsFromGMT = 0;
+  };
+  /// A zone whose name and present offset come from elsewhere. The database is loaded only for other
+  /// instants.
+  [[nodiscard]] static TimeZone timeZoneWithName(std::string_view name, KnownOffset known);
   /// A zone with a fixed offset, named like "GMT+0530". The offset is clamped to 18 hours either way.
   [[nodiscard]] static TimeZone timeZoneForSecondsFromGMT(std::int32_t seconds);
 

@@ -248,41 +248,19 @@ class TIDEWELL_EXPORT Value {
   explicit Value(SharedRecord* record, Kind kind) noexcept : shared_(record), kind_(kind) {}
 
   [[nodiscard]] bool isScalar() const noexcept { return kind_ < Kind::string; }
-  // These three expect `kind_` to be set; the first two also expect no content yet.
+  // These three expect `kind_` to be set; the first two also expect no content yet. An array or dictionary is
+  // one shared pointer, too, so that all content that is not a scalar is handled alike.
   void copyFrom(const Value& other) noexcept {
-    if (isScalar()) {
-      std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
-    } else if (kind_ == Kind::array) {
-      ::new (static_cast<void*>(&array_)) Array(other.array_);
-    } else if (kind_ == Kind::dictionary) {
-      ::new (static_cast<void*>(&dictionary_)) Dictionary(other.dictionary_);
-    } else {
-      ::new (static_cast<void*>(&shared_)) SharedPointer(other.shared_);
-    }
+    if (!isScalar()) other.shared_.retain();
+    std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
   }
   /// Leaves `other` nil.
   void moveFrom(Value& other) noexcept {
-    if (isScalar()) {
-      std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
-    } else if (kind_ == Kind::array) {
-      ::new (static_cast<void*>(&array_)) Array(std::move(other.array_));
-    } else if (kind_ == Kind::dictionary) {
-      ::new (static_cast<void*>(&dictionary_)) Dictionary(std::move(other.dictionary_));
-    } else {
-      ::new (static_cast<void*>(&shared_)) SharedPointer(std::move(other.shared_));
-    }
-    other.destroy();
+    std::memcpy(static_cast<void*>(&integer_), &other.integer_, sizeof integer_);
     other.kind_ = Kind::none;
   }
   void destroy() noexcept {
-    if (isScalar()) return;
-    if (kind_ == Kind::array) {
-      array_.~Array();
-    } else if (kind_ == Kind::dictionary) {
-      dictionary_.~Dictionary();
-    } else {
-      shared_.~SharedPointer();
-    }
+    if (!isScalar()) shared_.~SharedPointer();
   }
 
   union {
@@ -298,6 +276,9 @@ class TIDEWELL_EXPORT Value {
   };
   Kind kind_ = Kind::none;
 };
+
+static_assert(sizeof(Array) == sizeof(SharedPointer) && sizeof(Dictionary) == sizeof(SharedPointer) &&
+              sizeof(SharedPointer) <= sizeof(std::int64_t));
 
 struct Dictionary::Entry {
   std::string key;

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <iterator>
 #include <string_view>
@@ -53,7 +51,8 @@ void appendQuoted(std::string& out, std::string_view text) {
     if (unit < 0x80) {
       appendEscaped(out, static_cast<char>(unit));
     } else {
-      fmt::format_to(std::back_inserter(out), "\\U{:04x}", static_cast<unsigned>(unit));
+      detail::appendHex(out.append("\\U"), static_cast<std::uint8_t>(unit >> 8));
+      detail::appendHex(out, static_cast<std::uint8_t>(unit));
     }
   }
   out += '"';
@@ -151,16 +150,12 @@ void Value::appendDescription(std::string& out) const {
     case Kind::boolean:
       out += boolean_ ? '1' : '0';
       return;
-    case Kind::integer: {
-      const fmt::format_int digits(integer_);
-      out.append(digits.data(), digits.size());
+    case Kind::integer:
+      appendInteger(out, integer_);
       return;
-    }
-    case Kind::unsignedInteger: {
-      const fmt::format_int digits(unsigned_);
-      out.append(digits.data(), digits.size());
+    case Kind::unsignedInteger:
+      appendInteger(out, unsigned_);
       return;
-    }
     case Kind::real:
       appendReal(out, real_);
       return;
@@ -168,7 +163,7 @@ void Value::appendDescription(std::string& out) const {
       out += date_.description();
       return;
     case Kind::pointer:
-      fmt::format_to(std::back_inserter(out), "{}", pointer_.address);
+      appendAddress(out, pointer_.address);
       return;
     case Kind::string:
       out += *string();

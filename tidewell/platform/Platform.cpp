@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tidewell/base/internal/Fork.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/LinkOpener.h"
@@ -45,12 +46,15 @@ void handleInstallation(const Platform& platform) {
 }
 
 /// Makes the application's class available by name.
-void declareApplication() { (void)runtime::classOf<UIApplication>(); }
+void declareApplication() { runtime::declareWhenNamed("UIApplication", &runtime::classOf<UIApplication>); }
+
+void announceMissingUnicode(std::string_view text) noexcept { announce(Trouble::noUnicodeModule, text); }
 
 void makeCurrent(Keeper& keeper, std::shared_ptr<Platform> platform) TIDEWELL_REQUIRES(keeper.mutex) {
   Platform* const pointer = platform.get();
   keeper.platforms.push_back(std::move(platform));
   currentPlatform.store(pointer, std::memory_order_release);
+  base::setLoadFailureHandler(announceMissingUnicode);
 }
 
 /// Returns false, and leaves the argument alone, if a platform is installed already.

@@ -82,7 +82,13 @@ class TIDEWELL_EXPORT Platform {
 };
 
 /// Conditions under which the SDK cannot work at all.
-enum class Trouble : std::uint8_t { noNetworkModule, noCertificates, noContainer, secondPlatform };
+enum class Trouble : std::uint8_t {
+  noNetworkModule,
+  noUnicodeModule,
+  noCertificates,
+  noContainer,
+  secondPlatform
+};
 inline constexpr std::string_view kSecondPlatform = "not installed: a platform is installed already";
 /// Writes a line to the console of the current platform whatever the log level, and at most once per process
 /// for each kind of trouble. Returns whether it was the first time. Any thread, with no lock held; never

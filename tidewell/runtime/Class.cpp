@@ -27,10 +27,14 @@ const Property* Class::property(std::string_view name) const {
 }
 
 Class* allocateClassPair(Class* superclass, std::string_view name, std::size_t extraBytes) {
+  static_cast<void>(classNamed(name));  // declares it if that was left for now
   return Registry::shared().allocate(superclass, name, extraBytes);
 }
 void registerClassPair(Class& made) { Registry::shared().registerPair(made); }
 Class* classNamed(std::string_view name) { return Registry::shared().named(name); }
+void declareWhenNamed(std::string_view name, Class& (*declare)()) {
+  Registry::shared().declareWhenNamed(name, declare);
+}
 
 bool addMethod(Class& to, Selector selector, const Method& from) {
   return Registry::shared().addMethod(to, selector, from);

@@ -100,6 +100,8 @@ TIDEWELL_EXPORT void registerClassPair(Class& made);
 /// The registered class with that name; null if there is none. A C++ type's class exists once `classOf<T>()`
 /// has been called.
 [[nodiscard]] TIDEWELL_EXPORT Class* classNamed(std::string_view name);
+/// Has `declare`, which declares the class with that name, called by the first look-up of the name.
+TIDEWELL_EXPORT void declareWhenNamed(std::string_view name, Class& (*declare)());
 
 /// Adds the implementation of `from` under a selector. Returns false if the class itself (not an ancestor)
 /// has such a method. Takes effect immediately, also in subclasses. Raises if the function needs a native

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/formats/DateFormatter.h"
 
-#include <unicode/ucal.h>
-#include <unicode/udat.h>
-
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "tidewell/base/internal/CivilDate.h"
 #include "tidewell/base/internal/DatePattern.h"
+#include "tidewell/base/internal/Icu.h"
 #include "tidewell/base/internal/IcuError.h"
 #include "tidewell/base/internal/IcuLock.h"
 #include "tidewell/base/internal/TimeZoneRecord.h"
@@ -71,24 +69,25 @@ std::optional<std::int64_t> instantFromLocal(const TimeZone& zone, std::int64_t 
   return latest;
 }
 
-/// Uses ICU, for patterns with names, zones, eras and the like.
+/// Uses ICU, for patterns with names, zones, eras and the like. Without ICU every pattern is unsupported.
 class IcuFormatter {
  public:
   IcuFormatter(std::string_view pattern, const std::u16string& zone) {
+    if (icu_ == nullptr) return;
     const std::u16string text = utf16FromUtf8(pattern);
     const detail::IcuLock lock(detail::IcuLock::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
     detail::requireMemoryForIcu();
-    format_.reset(udat_open(UDAT_PATTERN, UDAT_PATTERN, kLocale, zone.data(), lengthOf(zone), text.data(),
-                            lengthOf(text), &status));
-    calendar_.reset(ucal_open(zone.data(), lengthOf(zone), kLocale, UCAL_GREGORIAN, &status));
+    format_.reset(icu_->udat_open(UDAT_PATTERN, UDAT_PATTERN, kLocale, zone.data(), lengthOf(zone),
+                                  text.data(), lengthOf(text), &status));
+    calendar_.reset(icu_->ucal_open(zone.data(), lengthOf(zone), kLocale, UCAL_GREGORIAN, &status));
     detail::raiseIfShortOfMemory(status);
     if (U_FAILURE(status)) {
       format_.reset();
       return;
     }
-    udat_setLenient(format_.get(), false);
-    ucal_setAttribute(calendar_.get(), UCAL_LENIENT, 0);
+    icu_->udat_setLenient(format_.get(), false);
+    icu_->ucal_setAttribute(calendar_.get(), UCAL_LENIENT, 0);
   }
 
   [[nodiscard]] std::string format(double milliseconds) const {
@@ -98,7 +97,7 @@ class IcuFormatter {
     for (;;) {
       UErrorCode status = U_ZERO_ERROR;
       const std::int32_t length =
-          udat_format(format_.get(), milliseconds, text.data(), lengthOf(text), nullptr, &status);
+          icu_->udat_format(format_.get(), milliseconds, text.data(), lengthOf(text), nullptr, &status);
       const bool tooShort = status == U_BUFFER_OVERFLOW_ERROR;
       detail::raiseIfShortOfMemory(status);
       if (U_FAILURE(status) && !tooShort) return {};
@@ -112,13 +111,13 @@ class IcuFormatter {
     const std::u16string text = utf16FromUtf8(utf8);
     const detail::IcuLock lock(detail::IcuLock::Use::dates);
     UErrorCode status = U_ZERO_ERROR;
-    ucal_clear(calendar_.get());
-    ucal_setDateTime(calendar_.get(), 2000, UCAL_JANUARY, 1, 0, 0, 0, &status);
+    icu_->ucal_clear(calendar_.get());
+    icu_->ucal_setDateTime(calendar_.get(), 2000, UCAL_JANUARY, 1, 0, 0, 0, &status);
     std::int32_t position = 0;
-    udat_parseCalendar(format_.get(), calendar_.get(), text.data(), lengthOf(text), &position, &status);
+    icu_->udat_parseCalendar(format_.get(), calendar_.get(), text.data(), lengthOf(text), &position, &status);
     detail::raiseIfShortOfMemory(status);
     if (U_FAILURE(status) || position != lengthOf(text)) return std::nullopt;
-    const double milliseconds = ucal_getMillis(calendar_.get(), &status);
+    const double milliseconds = icu_->ucal_getMillis(calendar_.get(), &status);
     if (U_FAILURE(status)) return std::nullopt;
     return milliseconds;
   }
@@ -126,16 +125,17 @@ class IcuFormatter {
  private:
   static std::int32_t lengthOf(const std::u16string& text) { return static_cast<std::int32_t>(text.size()); }
 
+  const detail::IcuFunctions* const icu_ = detail::icu();
   struct CloseFormat {
     void operator()(UDateFormat* format) const noexcept {
       const detail::IcuLock lock(detail::IcuLock::Use::dates);
-      udat_close(format);
+      detail::icu()->udat_close(format);
     }
   };
   struct CloseCalendar {
     void operator()(UCalendar* calendar) const noexcept {
       const detail::IcuLock lock(detail::IcuLock::Use::dates);
-      ucal_close(calendar);
+      detail::icu()->ucal_close(calendar);
     }
   };
   std::unique_ptr<UDateFormat, CloseFormat> format_;

@@ -1,34 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/formats/Json.h"
 
-#include <fmt/format.h>
-#include <rapidjson/reader.h>
-#include <rapidjson/stream.h>
-
-// Last, because its path to RapidJSON's stack is not the one in sanitizer-ignorelist.txt.
-#include <rapidjson/error/en.h>
-
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <limits>
-#include <new>
+#include <list>
+#include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/JsonPlaces.h"
 #include "tidewell/base/internal/NumberText.h"
 #include "tidewell/base/internal/Unicode.h"
 
 namespace tidewell::base {
 namespace {
-
-namespace rj = tidewell_rapidjson;
 
 constexpr std::int64_t kPropertyListReadCorruptError = 3840;
 
@@ -98,201 +92,353 @@ std::optional<std::u16string> unitsOf(std::string_view bytes, const Encoding& en
   return units;
 }
 
-/// The value of a well-formed JSON number, followed in memory by other text or a NUL; nil if it is too large
-/// for a double.
-Value parseNumber(std::string_view text) {
-  if (text.find_first_of(".eE") == std::string_view::npos) {
-    const char* const end = text.data() + text.size();
-    std::int64_t integer = 0;
-    if (std::from_chars(text.data(), end, integer).ec == std::errc()) return integer;
-    std::uint64_t unsignedInteger = 0;
-    if (std::from_chars(text.data(), end, unsignedInteger).ec == std::errc()) return unsignedInteger;
-  }
-  const double real = realAt(text.data());
-  return std::isfinite(real) ? Value(real) : Value();
-}
+/// The sentences for malformed texts.
+namespace problems {
+constexpr std::string_view kEmpty = "The document is empty.";
+constexpr std::string_view kRootNotSingular = "The document root must not be followed by other values.";
+constexpr std::string_view kNul = "A NUL character ends the text.";
+constexpr std::string_view kValue = "Invalid value.";
+constexpr std::string_view kName = "Missing a name for object member.";
+constexpr std::string_view kColon = "Missing a colon after a name of object member.";
+constexpr std::string_view kObjectDelimiter = "Missing a comma or '}' after an object member.";
+constexpr std::string_view kArrayDelimiter = "Missing a comma or ']' after an array element.";
+constexpr std::string_view kDepth = "Arrays and objects are nested too deeply.";
+constexpr std::string_view kQuotationMark = "Missing a closing quotation mark in string.";
+constexpr std::string_view kEscape = "Invalid escape character in string.";
+constexpr std::string_view kHexDigit = "Incorrect hex digit after \\u escape in string.";
+constexpr std::string_view kSurrogatePair = "The surrogate pair in string is invalid.";
+constexpr std::string_view kLoneSurrogate = "A text contains half of a surrogate pair.";
+constexpr std::string_view kFraction = "Miss fraction part in number.";
+constexpr std::string_view kExponent = "Miss exponent in number.";
+constexpr std::string_view kTooLarge = "A number is too large.";
+}  // namespace problems
 
-/// Builds a value from the reader's events. Finished values and keys wait on two stacks until their container
-/// ends; that event gives their number.
-class ValueBuilder {
+/// Reads well-formed UTF-8 in one pass. Not recursive, because a host's stack may be small.
+class JsonReader {
  public:
-  /// `mayHoldSurrogates`: whether the text has escapes, without which a string cannot contain a surrogate.
-  explicit ValueBuilder(bool mayHoldSurrogates) : mayHoldSurrogates_(mayHoldSurrogates) {
+  /// Records places if `places` is given. Both must outlive the reader.
+  JsonReader(std::string_view text, JsonPlaces* places) : text_(text), places_(places) {
     values_.reserve(kUsualValues);
     keys_.reserve(kUsualKeys);
   }
 
-  bool Null() { return add(Value::null()); }
-  bool Bool(bool value) { return add(value); }
-  bool RawNumber(const char* text, rj::SizeType length, bool) {
-    const Value number = parseNumber({text, length});
-    return number ? add(number) : fail("A number is too large.");
-  }
-  // Never called: numbers are reported as text.
-  bool Int(int) { return false; }
-  bool Uint(unsigned) { return false; }
-  bool Int64(std::int64_t) { return false; }
-  bool Uint64(std::uint64_t) { return false; }
-  bool Double(double) { return false; }
-  bool String(const char* bytes, rj::SizeType length, bool) {
-    const std::string_view text(bytes, length);
-    return isAcceptable(text) ? add(text) : fail(kLoneSurrogate);
-  }
-  bool Key(const char* bytes, rj::SizeType length, bool) {
-    const std::string_view text(bytes, length);
-    if (!isAcceptable(text)) return fail(kLoneSurrogate);
-    keys_.emplace_back(text);
-    return true;
-  }
-  bool StartArray() { return descend(); }
-  bool StartObject() { return descend(); }
-
-  bool EndArray(rj::SizeType count) {
-    const auto first = values_.end() - static_cast<std::ptrdiff_t>(count);
-    Array array(std::vector<Value>(std::make_move_iterator(first), std::make_move_iterator(values_.end())));
-    return replace(count, std::move(array));
-  }
-
-  bool EndObject(rj::SizeType count) {
-    const auto firstValue = values_.end() - static_cast<std::ptrdiff_t>(count);
-    const auto firstKey = keys_.end() - static_cast<std::ptrdiff_t>(count);
-    Dictionary dictionary;
-    dictionary.reserve(count);
-    for (std::ptrdiff_t i = 0; i < static_cast<std::ptrdiff_t>(count); ++i) {
-      dictionary.addObject(std::move(firstKey[i]), std::move(firstValue[i]));
+  /// nil if the text is malformed; `problem` and `problemAt` then tell why and where.
+  Value read() {
+    while (problem.empty()) {
+      skipSpace();
+      const char c = peek();
+      if (c == '\0') break;
+      step(c);
     }
-    keys_.erase(firstKey, keys_.end());
-    return replace(count, std::move(dictionary));
+    if (problem.empty() && expected_ == Expected::end && at_ == text_.size())
+      return std::move(values_.back());
+    if (problem.empty()) fail(expected_ == Expected::end ? problems::kNul : missing(), at_);
+    return {};
   }
 
-  [[nodiscard]] Value takeRoot() { return std::move(values_.back()); }
-  /// Why an event was refused; empty if none was.
-  [[nodiscard]] std::string_view problem() const { return problem_; }
+  std::string_view problem;
+  std::size_t problemAt = 0;
+  /// The decoded text of keys whose places are recorded.
+  std::list<std::string> decodedKeys;
 
  private:
-  static constexpr std::string_view kLoneSurrogate = "A text contains half of a surrogate pair.";
-
-  bool fail(std::string_view problem) {
-    problem_ = problem;
-    return false;
-  }
-  bool add(Value value) {
-    values_.push_back(std::move(value));
-    return true;
-  }
-  /// The reader rejects a lone lead surrogate but accepts a lone trail surrogate.
-  [[nodiscard]] bool isAcceptable(std::string_view text) const {
-    return !mayHoldSurrogates_ || isValidUtf8(text);
-  }
-  bool descend() {
-    return ++depth_ <= kMaximumJsonDepth || fail("Arrays and objects are nested too deeply.");
-  }
-  bool replace(rj::SizeType count, Value container) {
-    --depth_;
-    values_.erase(values_.end() - static_cast<std::ptrdiff_t>(count), values_.end());
-    return add(std::move(container));
-  }
+  enum class Expected : std::uint8_t { root, value, elementOrEnd, keyOrEnd, delimiter, end };
+  /// An array or object that has begun. Its values and keys are on the two stacks, from here on.
+  struct Frame {
+    bool isObject;
+    std::size_t firstValue;
+    std::size_t firstKey;
+  };
 
   // Below a kilobyte each: allocators are slower for larger blocks.
   static constexpr std::size_t kUsualValues = 48;
   static constexpr std::size_t kUsualKeys = 24;
 
+  [[nodiscard]] char peek() const { return at_ < text_.size() ? text_[at_] : '\0'; }
+  void skipSpace() {
+    for (; at_ < text_.size(); ++at_) {
+      const char c = text_[at_];
+      if (c != ' ' && c != '\n' && c != '\r' && c != '\t') return;
+    }
+  }
+  bool fail(std::string_view what, std::size_t where) {
+    problem = what;
+    problemAt = where;
+    return false;
+  }
+  /// What the text lacks if it ends here or goes on with another character.
+  [[nodiscard]] std::string_view missing() const {
+    switch (expected_) {
+      case Expected::root:
+        return problems::kEmpty;
+      case Expected::keyOrEnd:
+        return problems::kName;
+      case Expected::delimiter:
+        return frames_.back().isObject ? problems::kObjectDelimiter : problems::kArrayDelimiter;
+      case Expected::end:
+        return problems::kRootNotSingular;
+      default:
+        return problems::kValue;
+    }
+  }
+
+  void step(char c) {
+    switch (expected_) {
+      case Expected::keyOrEnd:
+        if (c == '}') return close();
+        if (c == '"') return readKey();
+        break;
+      case Expected::delimiter:
+        if (c == ',') {
+          ++at_;
+          expected_ = frames_.back().isObject ? Expected::keyOrEnd : Expected::elementOrEnd;
+          return;
+        }
+        if (c == (frames_.back().isObject ? '}' : ']')) return close();
+        break;
+      case Expected::end:
+        break;
+      case Expected::elementOrEnd:
+        if (c == ']') return close();
+        return readValue(c);
+      default:
+        return readValue(c);
+    }
+    fail(missing(), at_);
+  }
+
+  void readValue(char c) {
+    if (c == ']' || c == '}' || c == ',' || c == ':') {
+      fail(missing(), at_);
+      return;
+    }
+    if (places_) recordPlace();
+    if (c != '{' && c != '[') {
+      if (readScalar(c)) expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+      return;
+    }
+    if (frames_.size() == static_cast<std::size_t>(kMaximumJsonDepth)) {
+      fail(problems::kDepth, at_);
+      return;
+    }
+    frames_.push_back({c == '{', values_.size(), keys_.size()});
+    expected_ = c == '{' ? Expected::keyOrEnd : Expected::elementOrEnd;
+    ++at_;
+  }
+
+  bool readScalar(char c) {
+    switch (c) {
+      case '"': {
+        std::string_view text;
+        if (!readString(text)) return false;
+        values_.emplace_back(text);
+        return true;
+      }
+      case 't':
+        return readLiteral("true", true);
+      case 'f':
+        return readLiteral("false", false);
+      case 'n':
+        return readLiteral("null", Value::null());
+      default:
+        return readNumber();
+    }
+  }
+
+  bool readLiteral(std::string_view literal, Value value) {
+    for (const char c : literal) {
+      if (peek() != c) return fail(problems::kValue, at_);
+      ++at_;
+    }
+    values_.push_back(std::move(value));
+    return true;
+  }
+
+  bool readDigits() {
+    const std::size_t first = at_;
+    while (detail::isAsciiDigit(peek())) ++at_;
+    return at_ > first;
+  }
+
+  bool readNumber() {
+    const std::size_t start = at_;
+    if (peek() == '-') ++at_;
+    if (peek() == '0') {
+      ++at_;
+    } else if (!readDigits()) {
+      return fail(problems::kValue, at_);
+    }
+    const bool isInteger = peek() != '.' && peek() != 'e' && peek() != 'E';
+    if (peek() == '.') {
+      ++at_;
+      if (!readDigits()) return fail(problems::kFraction, at_);
+    }
+    if (peek() == 'e' || peek() == 'E') {
+      ++at_;
+      if (peek() == '+' || peek() == '-') ++at_;
+      if (!readDigits()) return fail(problems::kExponent, at_);
+    }
+    const char* const first = text_.data() + start;
+    const char* const last = text_.data() + at_;
+    std::int64_t integer = 0;
+    std::uint64_t unsignedInteger = 0;
+    if (isInteger && std::from_chars(first, last, integer).ec == std::errc()) {
+      values_.emplace_back(integer);
+    } else if (isInteger && std::from_chars(first, last, unsignedInteger).ec == std::errc()) {
+      values_.emplace_back(unsignedInteger);
+    } else {
+      const double real = realAt(std::string(first, last).c_str());
+      if (!std::isfinite(real)) return fail(problems::kTooLarge, start);
+      values_.emplace_back(real);
+    }
+    return true;
+  }
+
+  void readKey() {
+    const std::size_t start = at_;
+    std::string_view key;
+    if (!readString(key)) return;
+    if (places_ && frames_.size() == 1) {
+      if (key.data() == scratch_.data()) key = decodedKeys.emplace_back(key);
+      places_->members.push_back({key, static_cast<std::uint32_t>(start), 0, places_->elements.size()});
+    }
+    keys_.emplace_back(key);
+    skipSpace();
+    if (peek() != ':') {
+      fail(problems::kColon, at_);
+      return;
+    }
+    ++at_;
+    expected_ = Expected::value;
+  }
+
+  /// Advances to the next quotation mark, backslash, control character or end.
+  void skipPlainText() {
+    constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
+    const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word; };
+    const char* const bytes = text_.data();
+    const std::size_t size = text_.size();
+    std::size_t at = at_;
+    for (; at + 8 <= size; at += 8) {
+      std::uint64_t word;
+      std::memcpy(&word, bytes + at, 8);
+      const std::uint64_t control = (word - kOnes * 0x20) & ~word;
+      const std::uint64_t found =
+          (hasZero(word ^ kOnes * '"') | hasZero(word ^ kOnes * '\\') | control) & kHighs;
+      if (found == 0) continue;
+      if constexpr (std::endian::native == std::endian::little) {
+        at_ = at + static_cast<std::size_t>(std::countr_zero(found)) / 8;  // higher bits may be carries
+        return;
+      }
+      break;
+    }
+    while (at < size && bytes[at] != '"' && bytes[at] != '\\' &&
+           static_cast<unsigned char>(bytes[at]) >= 0x20)
+      ++at;
+    at_ = at;
+  }
+
+  /// `text` is part of the text that is read, or of `scratch_` if it has escapes.
+  bool readString(std::string_view& text) {
+    const std::size_t start = ++at_;
+    skipPlainText();
+    if (peek() == '"') {
+      text = text_.substr(start, at_++ - start);
+      return true;
+    }
+    scratch_.assign(text_, start, at_ - start);
+    hasLoneSurrogate_ = false;
+    while (peek() != '"') {
+      if (peek() != '\\') return fail(peek() == '\0' ? problems::kQuotationMark : problems::kEscape, at_);
+      if (!readEscape()) return false;
+      const std::size_t plain = at_;
+      skipPlainText();
+      scratch_.append(text_, plain, at_ - plain);
+    }
+    ++at_;
+    text = scratch_;
+    return !hasLoneSurrogate_ || fail(problems::kLoneSurrogate, at_);
+  }
+
+  bool readEscape() {
+    static constexpr std::string_view kLetters = "\"\\/bfnrt";
+    static constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
+    const std::size_t start = at_++;
+    const char letter = peek();
+    const std::size_t index = kLetters.find(letter);
+    if (index != std::string_view::npos && letter != '\0') {
+      ++at_;
+      scratch_ += kMeanings[index];
+      return true;
+    }
+    if (letter != 'u') return fail(problems::kEscape, start);
+    char16_t units[2] = {};
+    std::size_t count = 1;
+    if (!readUnit(units[0], start)) return false;
+    if (units[0] >= 0xD800 && units[0] < 0xDC00) {
+      ++count;
+      if (peek() != '\\' || text_.substr(at_, 2) != "\\u") return fail(problems::kSurrogatePair, start);
+      ++at_;
+      if (!readUnit(units[1], start)) return false;
+      if (units[1] < 0xDC00 || units[1] >= 0xE000) return fail(problems::kSurrogatePair, start);
+    }
+    hasLoneSurrogate_ |= units[0] >= 0xDC00 && units[0] < 0xE000;
+    scratch_ += utf8FromUtf16({units, count});
+    return true;
+  }
+
+  /// Reads the letter u and four hexadecimal digits.
+  bool readUnit(char16_t& unit, std::size_t escapeAt) {
+    ++at_;
+    for (int i = 0; i < 4; ++i, ++at_) {
+      const int digit = detail::hexValue(peek());
+      if (digit < 0) return fail(problems::kHexDigit, escapeAt);
+      unit = static_cast<char16_t>(unit << 4 | digit);
+    }
+    return true;
+  }
+
+  void close() {
+    const Frame frame = frames_.back();
+    frames_.pop_back();
+    ++at_;
+    const auto first = values_.begin() + static_cast<std::ptrdiff_t>(frame.firstValue);
+    Value container;
+    if (frame.isObject) {
+      Dictionary dictionary;
+      const std::size_t count = values_.size() - frame.firstValue;
+      dictionary.reserve(count);
+      for (std::size_t i = 0; i < count; ++i)
+        dictionary.addObject(std::move(keys_[frame.firstKey + i]), std::move(values_[frame.firstValue + i]));
+      keys_.erase(keys_.begin() + static_cast<std::ptrdiff_t>(frame.firstKey), keys_.end());
+      container = std::move(dictionary);
+    } else {
+      container =
+          Array(std::vector<Value>(std::make_move_iterator(first), std::make_move_iterator(values_.end())));
+    }
+    values_.erase(first, values_.end());
+    values_.push_back(std::move(container));
+    expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+  }
+
+  /// For the value that begins here.
+  void recordPlace() {
+    if (places_->members.empty()) return;
+    const auto at = static_cast<std::uint32_t>(at_);
+    if (frames_.size() == 1) places_->members.back().valueAt = at;
+    if (frames_.size() == 2 && !frames_.back().isObject) places_->elements.push_back(at);
+  }
+
+  const std::string_view text_;
+  JsonPlaces* const places_;
+  std::size_t at_ = 0;
+  Expected expected_ = Expected::root;
+  bool hasLoneSurrogate_ = false;
+  std::string scratch_;
+  std::vector<Frame> frames_;
   std::vector<Value> values_;
   std::vector<std::string> keys_;
-  int depth_ = 0;
-  std::string_view problem_;
-  const bool mayHoldSurrogates_;
 };
-
-/// Passes the reader's events on and records the places of the top level's members and their elements. Before
-/// an event the stream stands at the start of its value, except for literals, where it stands behind.
-class PlaceRecorder {
- public:
-  PlaceRecorder(ValueBuilder& builder, rj::InsituStringStream& stream, JsonPlaces& places)
-      : builder_(builder), stream_(stream), places_(places) {}
-
-  bool Null() { return record(4), builder_.Null(); }
-  bool Bool(bool value) { return record(value ? 4 : 5), builder_.Bool(value); }
-  bool RawNumber(const char* text, rj::SizeType length, bool copies) {
-    return record(), builder_.RawNumber(text, length, copies);
-  }
-  bool Int(int) { return false; }
-  bool Uint(unsigned) { return false; }
-  bool Int64(std::int64_t) { return false; }
-  bool Uint64(std::uint64_t) { return false; }
-  bool Double(double) { return false; }
-  bool String(const char* bytes, rj::SizeType length, bool copies) {
-    return record(), builder_.String(bytes, length, copies);
-  }
-  bool Key(const char* bytes, rj::SizeType length, bool copies) {
-    if (depth_ == 1) places_.members.push_back({{bytes, length}, at(), 0, places_.elements.size()});
-    return builder_.Key(bytes, length, copies);
-  }
-  bool StartArray() {
-    record();
-    if (++depth_ == 2) isElement_ = true;
-    return builder_.StartArray();
-  }
-  bool StartObject() {
-    record();
-    if (++depth_ == 2) isElement_ = false;
-    return builder_.StartObject();
-  }
-  bool EndArray(rj::SizeType count) { return --depth_, builder_.EndArray(count); }
-  bool EndObject(rj::SizeType count) { return --depth_, builder_.EndObject(count); }
-
- private:
-  [[nodiscard]] std::uint32_t at(std::size_t behind = 0) const {
-    return static_cast<std::uint32_t>(stream_.Tell() - behind);
-  }
-  void record(std::size_t behind = 0) {
-    if (places_.members.empty()) return;
-    if (depth_ == 1) places_.members.back().valueAt = at(behind);
-    if (depth_ == 2 && isElement_) places_.elements.push_back(at(behind));
-  }
-
-  ValueBuilder& builder_;
-  rj::InsituStringStream& stream_;
-  JsonPlaces& places_;
-  int depth_ = 0;
-  bool isElement_ = false;  ///< whether a value at depth 2 is in an array
-};
-
-// No encoding validation: the whole text is validated before. Iterative: hostile nesting takes no stack.
-// Numbers as strings: the reader's own full-precision conversion has undefined behaviour for zero (a shift by
-// an invalid bit count) and for huge exponents (overflow of an int).
-constexpr unsigned kReading = rj::kParseInsituFlag | rj::kParseIterativeFlag |
-                              rj::kParseNumbersAsStringsFlag | rj::kParseTrailingCommasFlag;
-
-/// RapidJSON's own allocator returns a null pointer when out of memory, and the reader then writes through
-/// it.
-class ReaderMemory {
- public:
-  static void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
-  static void* Realloc(void* old, std::size_t, std::size_t size) {
-    if (size == 0) {
-      Free(old);
-      return nullptr;
-    }
-    void* const made = std::realloc(old, size);
-    if (made == nullptr) throw std::bad_alloc();
-    return made;
-  }
-  static void Free(void* memory) noexcept { std::free(memory); }
-};
-
-/// Reads well-formed, NUL-terminated UTF-8 and overwrites it.
-Value readInSitu(char* text, std::size_t size) {
-  ValueBuilder builder(std::string_view(text, size).find("\\u") != std::string_view::npos);
-  rj::InsituStringStream stream(text);
-  rj::GenericReader<rj::UTF8<>, rj::UTF8<>, ReaderMemory> reader;
-  // The reader treats a NUL inside the text as its end.
-  if (reader.Parse<kReading>(stream, builder).IsError() || stream.Tell() != size) return Value();
-  return builder.takeRoot();
-}
-
-/// Shorter texts are read from a copy on the stack; a heap block of this size would be slower.
-constexpr std::size_t kCopiedAtMost = 4096;
 
 Value read(std::string_view bytes) {
   const Encoding encoding = detectEncoding(bytes);
@@ -302,17 +448,11 @@ Value read(std::string_view bytes) {
     const std::optional<std::u16string> units = unitsOf(bytes, encoding);
     if (!units) return Value();
     text = utf8FromUtf16(*units);
+    bytes = text;
   } else if (!isValidUtf8(bytes)) {
     return Value();
-  } else if (bytes.size() < kCopiedAtMost) {
-    char copy[kCopiedAtMost];
-    bytes.copy(copy, bytes.size());
-    copy[bytes.size()] = '\0';
-    return readInSitu(copy, bytes.size());
-  } else {
-    text = bytes;
   }
-  return readInSitu(text.data(), text.size());
+  return JsonReader(bytes, nullptr).read();
 }
 
 [[noreturn]] void raiseInvalid(std::string_view reason) { raise(kInvalidArgumentException, reason); }
@@ -360,7 +500,7 @@ class JsonWriter {
   void appendReal(double real) {
     if (std::isnan(real)) raiseInvalid("Invalid number value (NaN) in JSON write");
     if (std::isinf(real)) raiseInvalid("Invalid number value (infinite) in JSON write");
-    fmt::format_to(std::back_inserter(out_), "{:.17g}", real);
+    base::appendReal(out_, real, 17);
   }
 
   void appendString(std::string_view text) {
@@ -399,7 +539,7 @@ class JsonWriter {
     if (at != std::string_view::npos) {
       out_ += kLetters[at];
     } else {
-      fmt::format_to(std::back_inserter(out_), "u{:04x}", static_cast<unsigned>(byte));
+      detail::appendHex(out_.append("u00"), byte);
     }
   }
 
@@ -476,22 +616,14 @@ JsonPlaces::JsonPlaces(std::string_view bytes) {
     problemAt = illFormedAt(text);
   }
   if (!problem.empty()) return;
-  decoded_ = text;
-  ValueBuilder builder(text.find("\\u") != std::string_view::npos);
-  rj::InsituStringStream stream(decoded_.data());
-  PlaceRecorder recorder(builder, stream, *this);
-  rj::GenericReader<rj::UTF8<>, rj::UTF8<>, ReaderMemory> reader;
-  const rj::ParseResult result = reader.Parse<kReading>(stream, recorder);
-  if (!result.IsError() && stream.Tell() == text.size()) {
-    root = builder.takeRoot();
-    return;
-  }
+  JsonReader reader(text, this);
+  root = reader.read();
+  decodedKeys_ = std::move(reader.decodedKeys);
+  if (reader.problem.empty()) return;
   members.clear();
   elements.clear();
-  problem = !result.IsError()            ? std::string_view("A NUL character ends the text.")
-            : !builder.problem().empty() ? builder.problem()
-                                         : std::string_view(rj::GetParseError_En(result.Code()));
-  problemAt = result.IsError() ? result.Offset() : stream.Tell();
+  problem = reader.problem;
+  problemAt = reader.problemAt;
 }
 
 Value JSONObjectWithData(std::string_view bytes, Error* error) {

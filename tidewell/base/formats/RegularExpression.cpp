@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/formats/RegularExpression.h"
 
-#include <unicode/uregex.h>
-#include <unicode/utext.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <limits>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Icu.h"
 #include "tidewell/base/internal/IcuError.h"
 #include "tidewell/base/internal/IcuLock.h"
 #include "tidewell/base/internal/PatternCost.h"
@@ -32,7 +30,7 @@ constexpr std::size_t kLongestOfKeptMatchers = 256;
 constexpr std::size_t kShortSubject = 64;
 
 struct CloseExpression {
-  void operator()(URegularExpression* expression) const noexcept { uregex_close(expression); }
+  void operator()(URegularExpression* expression) const noexcept { detail::icu()->uregex_close(expression); }
 };
 using Expression = std::unique_ptr<URegularExpression, CloseExpression>;
 
@@ -43,11 +41,12 @@ class alignas(64) Matcher {
   /// Matchers of one expression share the compiled pattern. Raises `std::bad_alloc`.
   [[nodiscard]] bool prepare(const URegularExpression* compiled, std::int32_t stackLimit) {
     if (expression_) return true;
+    const detail::IcuFunctions& icu = *detail::icu();
     UErrorCode status = U_ZERO_ERROR;
     detail::requireMemoryForIcu();
-    expression_.reset(uregex_clone(compiled, &status));
-    uregex_setStackLimit(expression_.get(), stackLimit, &status);
-    uregex_setMatchCallback(expression_.get(), &Matcher::mayGoOn, this, &status);
+    expression_.reset(icu.uregex_clone(compiled, &status));
+    icu.uregex_setStackLimit(expression_.get(), stackLimit, &status);
+    icu.uregex_setMatchCallback(expression_.get(), &Matcher::mayGoOn, this, &status);
     if (U_FAILURE(status)) expression_.reset();
     detail::raiseIfShortOfMemory(status);
     return expression_ != nullptr;
@@ -55,12 +54,13 @@ class alignas(64) Matcher {
 
   /// Each report is charged `weight` times the steps that it stands for.
   MatchResult match(UText* text, std::int32_t leastCost, std::int32_t weight, MatchBudget& budget) {
+    const detail::IcuFunctions& icu = *detail::icu();
     costOfReport_ = kStepsPerReport * weight;
     steps_ = budget.steps;
     reports_ = 0;
     status_ = U_ZERO_ERROR;
-    uregex_setUText(expression_.get(), text, &status_);  // clones the UText, so it only reads it
-    const bool isMatch = uregex_matches(expression_.get(), -1, &status_) != 0;
+    icu.uregex_setUText(expression_.get(), text, &status_);  // clones the UText, so it only reads it
+    const bool isMatch = icu.uregex_matches(expression_.get(), -1, &status_) != 0;
     budget.steps -= std::min(budget.steps, std::max(leastCost, reports_ * costOfReport_));
     detail::raiseIfShortOfMemory(status_);
     if (U_FAILURE(status_)) return MatchResult::undecided;
@@ -68,7 +68,7 @@ class alignas(64) Matcher {
   }
   [[nodiscard]] bool readToEnd() const {
     UErrorCode status = U_ZERO_ERROR;
-    return uregex_hitEnd(expression_.get(), &status) != 0;
+    return detail::icu()->uregex_hitEnd(expression_.get(), &status) != 0;
   }
   [[nodiscard]] bool ranOutOfStack() const { return status_ == U_REGEX_STACK_OVERFLOW; }
 
@@ -138,11 +138,15 @@ MatchText::MatchText(std::string_view utf8) : isAscii_(isAllAscii(utf8)) {
     other_ = utf16FromUtf8(utf8);
     utf16_ = other_;
   }
+  const detail::IcuFunctions* const icu = detail::icu();
+  if (icu == nullptr) return;
   UErrorCode status = U_ZERO_ERROR;
-  opened_ = utext_openUChars(nullptr, utf16_.data(), static_cast<std::int64_t>(utf16_.size()), &status);
+  opened_ = icu->utext_openUChars(nullptr, utf16_.data(), static_cast<std::int64_t>(utf16_.size()), &status);
   detail::raiseIfShortOfMemory(status);
 }
-MatchText::~MatchText() { utext_close(opened_); }
+MatchText::~MatchText() {
+  if (opened_ != nullptr) detail::icu()->utext_close(opened_);
+}
 
 MatchPlace::MatchPlace() noexcept : index_(kCount) {
   const std::size_t first = firstPlaceOfThisThread();
@@ -159,7 +163,8 @@ MatchPlace::~MatchPlace() {
 
 struct RegularExpression::Implementation {
   Implementation(std::string_view text, Matchers kind) : pattern(text), cost(PatternCost::of(text)) {
-    if (isTooHigh(cost, text)) {
+    const detail::IcuFunctions* const icu = isTooHigh(cost, text) ? nullptr : detail::icu();
+    if (icu == nullptr) {
       isTooCostly = true;
       return;
     }
@@ -167,7 +172,8 @@ struct RegularExpression::Implementation {
     const detail::IcuLock lock(detail::IcuLock::Use::expressions);
     UParseError where;
     detail::requireMemoryForIcu();
-    compiled.reset(uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
+    compiled.reset(
+        icu->uregex_open(units.data(), static_cast<std::int32_t>(units.size()), 0, &where, &status));
     detail::raiseIfShortOfMemory(status);
     if (kind == Matchers::kept && text.size() <= kLongestOfKeptMatchers && !cost.breaksText)
       matchers = std::make_unique<std::array<Matcher, MatchPlace::kCount>>();
@@ -260,7 +266,8 @@ bool RegularExpression::isValid() const noexcept { return implementation_->compi
 bool RegularExpression::isTooCostly() const noexcept { return implementation_->isTooCostly; }
 const std::string& RegularExpression::pattern() const noexcept { return implementation_->pattern; }
 std::string RegularExpression::errorName() const {
-  return U_FAILURE(implementation_->status) ? u_errorName(implementation_->status) : std::string();
+  return U_FAILURE(implementation_->status) ? detail::icu()->u_errorName(implementation_->status)
+                                            : std::string();
 }
 
 std::int32_t RegularExpression::leastCost(const MatchText& text) const noexcept {

@@ -45,7 +45,7 @@ class TIDEWELL_EXPORT MatchText {
   std::array<char16_t, 64> short_;
   std::u16string other_;
   std::u16string_view utf16_;  ///< refers to `short_` or `other_`
-  UText* opened_;              ///< null if the text is too long for ICU (2 GiB)
+  UText* opened_ = nullptr;    ///< null if the text is too long for ICU (2 GiB) or ICU is unavailable
 };
 
 /// Reserves one of `kCount` sets of cached matchers for the calling thread. Expressions with cached matchers
@@ -72,7 +72,7 @@ enum class MatchResult {
   matches,
   differs,
   /// The budget ran out, the expression needed more stack than ICU grants, or it was never compiled because
-  /// it costs too much. Counts as no match and should be reported.
+  /// it costs too much or ICU cannot be loaded. Counts as no match and should be reported.
   undecided,
 };
 
@@ -116,8 +116,9 @@ class TIDEWELL_EXPORT RegularExpression {
   RegularExpression(RegularExpression&&) noexcept;
   RegularExpression& operator=(RegularExpression&&) noexcept;
 
-  /// Whether ICU compiled the pattern; false, too, if compiling cost too much.
+  /// Whether ICU compiled the pattern; false, too, if `isTooCostly`.
   [[nodiscard]] bool isValid() const noexcept;
+  /// Whether the pattern was not given to ICU, because compiling costs too much or ICU cannot be loaded.
   [[nodiscard]] bool isTooCostly() const noexcept;
   [[nodiscard]] const std::string& pattern() const noexcept;
   /// ICU's name for the error; "" if the expression is valid or was not compiled.

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/formats/TextFormat.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <iterator>
+#include <cstdio>
+#include <new>
+#include <utility>
 
 #include "tidewell/base/internal/Ascii.h"
+#include "tidewell/base/internal/NumberText.h"
 #include "tidewell/base/internal/Unicode.h"
 
 namespace tidewell::base {
@@ -150,16 +151,16 @@ class Formatter {
         return true;
       case 'u':
       case 'U':
-        appendUnsigned(conversion, "{}", "");
+        appendUnsigned(conversion, 10, "");
         return true;
       case 'x':
-        appendUnsigned(conversion, "{:x}", "0x");
+        appendUnsigned(conversion, 16, "0x");
         return true;
       case 'X':
-        appendUnsigned(conversion, "{:X}", "0X");
+        appendUnsigned(conversion, 16, "0X");
         return true;
       case 'o':
-        appendUnsigned(conversion, "{:o}", "0");
+        appendUnsigned(conversion, 8, "0");
         return true;
       case 'c':
         appendCharacter(conversion);
@@ -203,6 +204,7 @@ class Formatter {
     if (conversion.left) out_.append(padding, ' ');
   }
 
+  static constexpr std::size_t kUsualDigits = 40;
   enum class Filling { blanks, zeros };
   static Filling fillingOfInteger(const Conversion& conversion) {
     return conversion.zero && conversion.precision < 0 ? Filling::zeros : Filling::blanks;
@@ -241,15 +243,22 @@ class Formatter {
     if (conversion.bits == 16) value = static_cast<std::int16_t>(value);
     if (conversion.bits == 8) value = static_cast<std::int8_t>(value);
     const auto bits = static_cast<std::uint64_t>(value);
-    const std::string digits = fmt::format("{}", value < 0 ? 0 - bits : bits);
+    std::string digits;
+    appendInteger(digits, value < 0 ? 0 - bits : bits);
     appendNumber(conversion, signOf(conversion, value < 0), withPrecision(digits, conversion.precision),
                  fillingOfInteger(conversion));
   }
 
-  void appendUnsigned(const Conversion& conversion, std::string_view pattern, std::string_view prefix) {
+  void appendUnsigned(const Conversion& conversion, int base, std::string_view prefix) {
     auto value = static_cast<std::uint64_t>(next().integerValue());
     if (conversion.bits < 64) value &= (std::uint64_t{1} << conversion.bits) - 1;
-    const std::string digits = withPrecision(fmt::format(fmt::runtime(pattern), value), conversion.precision);
+    std::string digits;
+    appendInteger(digits, value, base);
+    if (prefix == "0X") {
+      for (char& digit : digits)
+        if (digit >= 'a') digit = static_cast<char>(digit - 'a' + 'A');
+    }
+    digits = withPrecision(std::move(digits), conversion.precision);
     // The leading zero of an octal number counts as one of its digits.
     const bool needsPrefix = prefix == "0" ? digits.substr(0, 1) != "0" : value != 0;
     appendNumber(conversion, conversion.alternate && needsPrefix ? prefix : "", digits,
@@ -276,22 +285,20 @@ class Formatter {
       appendNumber(conversion, sign, name, Filling::blanks);
       return;
     }
-    std::string pattern = conversion.alternate ? "{:#" : "{:";
     const bool hexadecimal = (conversion.letter | 0x20) == 'a';
-    if (conversion.precision >= 0) {
-      pattern += '.' + std::to_string(conversion.precision);
-    } else if (!hexadecimal) {
-      pattern += ".6";
+    const char pattern[] = {'%', conversion.alternate ? '#' : '-', '.', '*', conversion.letter, '\0'};
+    const int precision = conversion.precision < 0 && !hexadecimal ? 6 : conversion.precision;
+    std::string digits(kUsualDigits, '\0');
+    const auto print = [&] {
+      return std::snprintf(digits.data(), digits.size() + 1, pattern, precision, magnitude);
+    };
+    auto length = static_cast<std::size_t>(inCLocale(print));
+    if (length > digits.size()) {
+      digits.resize(length);
+      length = static_cast<std::size_t>(inCLocale(print));
     }
-    pattern += conversion.letter;
-    pattern += '}';
-    std::string digits = fmt::format(fmt::runtime(pattern), magnitude);
-    if (conversion.alternate && (conversion.letter | 0x20) == 'g' && conversion.precision >= 0 &&
-        conversion.precision <= 1) {
-      // {fmt} adds a zero after a trailing decimal point; printf does not.
-      const std::size_t end = std::min(digits.find_first_of("eE"), digits.size());
-      if (end >= 2 && digits.substr(end - 2, 2) == ".0") digits.erase(end - 1, 1);
-    }
+    if (length > digits.size()) throw std::bad_alloc();  // -1: out of memory
+    digits.resize(length);
     appendNumber(conversion, sign, digits, conversion.zero ? Filling::zeros : Filling::blanks);
   }
 
@@ -305,7 +312,9 @@ class Formatter {
     } else if (argument.isNumber()) {
       address = reinterpret_cast<const void*>(static_cast<std::uintptr_t>(argument.integerValue()));
     }
-    appendPadded(conversion, fmt::format("{}", address));
+    std::string text;
+    appendAddress(text, address);
+    appendPadded(conversion, text);
   }
 
   std::string_view format_;

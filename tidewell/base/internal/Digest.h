@@ -10,8 +10,8 @@
 
 namespace tidewell::base {
 
-// These functions may be called from any thread until the process ends. They do not use the state of
-// libcrypto, its providers or its configuration, which belong to the host and are torn down by `exit`.
+// These functions may be called from any thread until the process ends. The digests are our own: loading
+// libcrypto would take half of a host's start, and its state belongs to the host and is torn down by `exit`.
 
 /// MD5 (RFC 1321). Identifies content; not for security.
 [[nodiscard]] TIDEWELL_EXPORT std::array<std::uint8_t, 16> md5(std::string_view bytes) noexcept;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,7 +44,7 @@ class JsonPlaces {
 
  private:
   std::string transcoded_;
-  std::string decoded_;  ///< owns the keys of `members`
+  std::list<std::string> decodedKeys_;  ///< owns the keys of `members` that have escapes
 };
 
 }  // namespace tidewell::base

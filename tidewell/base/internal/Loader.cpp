@@ -17,6 +17,7 @@ namespace tidewell::base {
 namespace {
 
 constinit std::atomic<bool> isBroken{false};
+constinit std::atomic<LoadFailureHandler> failureHandler{nullptr};
 
 class LoaderWatch final : public ForkParticipant {
  public:
@@ -27,6 +28,24 @@ class LoaderWatch final : public ForkParticipant {
     if (!isLoaderConsistent()) isBroken.store(true, std::memory_order_relaxed);
   }
 };
+
+/// A library, plug-in or program as the loader knows it.
+struct Module {
+  const void* base = nullptr;
+  const char* path = nullptr;  ///< null or "" for the program
+};
+
+Module moduleOf(const void* code) noexcept {
+#if defined(DLFO_STRUCT_HAS_EH_DBASE)
+  // Unlike `dladdr`, takes no lock and does not search the module's symbols, of which there may be thousands.
+  dl_find_object found{};
+  if (_dl_find_object(const_cast<void*>(code), &found) != 0 || found.dlfo_link_map == nullptr) return {};
+  return {found.dlfo_map_start, found.dlfo_link_map->l_name};
+#else
+  Dl_info info{};
+  return dladdr(code, &info) != 0 ? Module{info.dli_fbase, info.dli_fname} : Module();
+#endif
+}
 
 struct KeptModules {
   StateMutex mutex;
@@ -46,21 +65,29 @@ const MadeWhenLoaded keptModulesMade(keptModules);
 bool canLoadLibraries() noexcept { return !isBroken.load(std::memory_order_relaxed); }
 
 void keepLoaded(const void* code) noexcept {
-  Dl_info info{};
-  if (!canLoadLibraries() || dladdr(code, &info) == 0 || !info.dli_fname) return;
+  if (!canLoadLibraries()) return;
+  const Module module = moduleOf(code);
+  if (module.path == nullptr || *module.path == '\0') return;
   {
     KeptModules& kept = keptModules();
     const MutexLock lock(kept.mutex);
-    if (std::find(kept.addresses.begin(), kept.addresses.end(), info.dli_fbase) != kept.addresses.end())
-      return;
+    if (std::find(kept.addresses.begin(), kept.addresses.end(), module.base) != kept.addresses.end()) return;
     try {
-      kept.addresses.push_back(info.dli_fbase);
+      kept.addresses.push_back(module.base);
     } catch (const std::bad_alloc&) {  // still kept below, and again on the next call
     }
   }
   // `dlopen` does not find the program itself by name, but that is never unloaded anyway. The handle is
   // leaked on purpose.
-  dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  dlopen(module.path, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
+void setLoadFailureHandler(LoadFailureHandler handler) noexcept {
+  failureHandler.store(handler, std::memory_order_release);
+}
+
+void reportLoadFailure(std::string_view text) noexcept {
+  if (const LoadFailureHandler handler = failureHandler.load(std::memory_order_acquire)) handler(text);
 }
 
 }  // namespace tidewell::base

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string_view>
+
 #include "tidewell/base/Export.h"
 
 namespace tidewell::base {
@@ -13,5 +15,11 @@ namespace tidewell::base {
 /// Keeps the library or plug-in that contains `code` loaded until the process ends. Cheap if already done.
 /// Does nothing if `canLoadLibraries` is false. Any thread.
 TIDEWELL_EXPORT void keepLoaded(const void* code) noexcept;
+
+/// Receives a sentence when a module of this library cannot be loaded: what does not work, and why. Any
+/// thread, with no lock held.
+using LoadFailureHandler = void (*)(std::string_view text) noexcept;
+void setLoadFailureHandler(LoadFailureHandler handler) noexcept;
+void reportLoadFailure(std::string_view text) noexcept;
 
 }  // namespace tidewell::base

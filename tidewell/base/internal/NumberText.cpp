@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/base/internal/NumberText.h"
 
-#include <fmt/format.h>
-#include <locale.h>
-
+#include <cmath>
 #include <cstdlib>
-#include <iterator>
 #include <limits>
 
 #include "tidewell/base/internal/Ascii.h"
@@ -81,12 +78,29 @@ double leadingReal(std::string_view text) {
   return number.empty() ? 0 : realAt(number.c_str());
 }
 
-double realAt(const char* text) noexcept {
-  // The C locale: the process's own might use a comma as the decimal separator.
-  static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
-  return strtod_l(text, nullptr, cLocale);
+locale_t cLocale() noexcept {
+  static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
+  return locale;
 }
 
-void appendReal(std::string& out, double real) { fmt::format_to(std::back_inserter(out), "{:.16g}", real); }
+double realAt(const char* text) noexcept { return strtod_l(text, nullptr, cLocale()); }
+
+void appendReal(std::string& out, double real, int digits) {
+  char text[64];
+  out.append(text, std::to_chars(text, text + sizeof text, real, std::chars_format::general, digits).ptr);
+}
+
+void appendShortestReal(std::string& out, double real) {
+  const double size = std::fabs(real);
+  const bool isFixed = size == 0 || (size >= 1e-4 && size < 1e16);
+  char text[64];
+  out.append(text, std::to_chars(text, text + sizeof text, real,
+                                 isFixed ? std::chars_format::fixed : std::chars_format::scientific)
+                       .ptr);
+}
+
+void appendAddress(std::string& out, const void* address) {
+  appendInteger(out.append("0x"), reinterpret_cast<std::uintptr_t>(address), 16);
+}
 
 }  // namespace tidewell::base

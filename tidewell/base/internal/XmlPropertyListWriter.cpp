@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fmt/format.h>
-
 #include <cmath>
+#include <cstdio>
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Base64.h"
 #include "tidewell/base/internal/CivilDate.h"
+#include "tidewell/base/internal/NumberText.h"
 #include "tidewell/base/internal/Unicode.h"
 #include "tidewell/base/internal/XmlPropertyList.h"
 
@@ -55,10 +55,12 @@ std::string dateText(Date date) {
   }
   const auto seconds = static_cast<std::int64_t>(whole);
   const std::int64_t day = floorDivide(seconds, kSecondsPerDay);
-  const std::int64_t rest = seconds - day * kSecondsPerDay;
+  const auto rest = static_cast<int>(seconds - day * kSecondsPerDay);
   const CivilDate civil = gregorianFromDays(day);
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", civil.year, civil.month, civil.day, rest / 3600,
-                     rest / 60 % 60, rest % 60);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", static_cast<int>(civil.year),
+                civil.month, civil.day, rest / 3600, rest / 60 % 60, rest % 60);
+  return text;
 }
 
 class XmlWriter {
@@ -73,7 +75,8 @@ class XmlWriter {
  private:
   void line(std::size_t level, std::string_view text) { out_.append(level, '\t').append(text).append("\n"); }
   void element(std::size_t level, std::string_view name, std::string_view content) {
-    line(level, fmt::format("<{}>{}</{}>", name, content, name));
+    out_.append(level, '\t').append("<").append(name).append(">").append(content).append("</").append(name);
+    out_.append(">\n");
   }
 
   void append(const Value& value, std::size_t level) {
@@ -81,11 +84,13 @@ class XmlWriter {
       case ValueKind::boolean:
         return line(level, value.boolValue() ? "<true/>" : "<false/>");
       case ValueKind::integer:
-        return element(level, "integer", fmt::format("{}", value.integerValue()));
       case ValueKind::unsignedInteger:
-        return element(level, "integer", fmt::format("{}", static_cast<std::uint64_t>(value.integerValue())));
-      case ValueKind::real:
-        return element(level, "real", fmt::format("{}", value.doubleValue()));
+        return element(level, "integer", value.description());
+      case ValueKind::real: {
+        std::string number;
+        appendShortestReal(number, value.doubleValue());
+        return element(level, "real", number);
+      }
       case ValueKind::string:
         return element(level, "string", escaped(*value.string()));
       case ValueKind::data:

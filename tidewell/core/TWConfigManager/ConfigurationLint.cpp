@@ -480,7 +480,7 @@ class Linter {
                           static_cast<std::int32_t>(std::max<std::size_t>(expressions.compiledCount(), 1)));
     bool raises = false, isUntried = false;
     expressions.visitCompiled([&](std::size_t index, const base::RegularExpression& expression) {
-      if (!expression.isValid()) {
+      if (!expression.isValid() && !expression.isTooCostly()) {
         add(LintRuleID::expressionInvalid, placeOf(member, index), {expression.errorName()});
         if (!raises && index + 1 < list.count())
           add(LintRuleID::expressionUnreachable, placeOf(member, index + 1), {number(index)});

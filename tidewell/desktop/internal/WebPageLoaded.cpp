@@ -2,17 +2,17 @@
 #include <new>
 #include <string>
 
+#include "tidewell/base/internal/NeighbourModule.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/desktop/internal/WebPage.h"
-#include "tidewell/posix/internal/NeighbourModule.h"
 
 // For shared libraries. Linking WebKitGTK would delay a host's start by a quarter of a second, so the code
 // that needs it is a module beside this library, loaded for the first page.
 namespace tidewell::desktop {
 namespace {
 
-base::NeverDestroyed<posix::NeighbourModule> browser(reinterpret_cast<const void*>(&loadWebPageMaker),
-                                                     "libTidewellBrowser.so");
+base::NeverDestroyed<base::NeighbourModule> browser(reinterpret_cast<const void*>(&loadWebPageMaker),
+                                                    "libTidewellBrowser.so");
 
 }  // namespace
 

@@ -3,8 +3,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <climits>
+#include <cstdint>
 #include <ctime>
+#include <limits>
 #include <utility>
 
 #include "tidewell/base/internal/Ascii.h"
@@ -95,11 +99,81 @@ std::string systemZoneText(const std::string& root) {
   return name.empty() ? ruleOfZoneFile(root + "/etc/localtime") : name;
 }
 
+/// Reads big-endian numbers one after the other; zeros beyond the end.
+class NumberReader {
+ public:
+  NumberReader(std::string_view bytes, std::size_t at) : bytes_(bytes), at_(at) {}
+  std::int64_t next(std::size_t size) {
+    std::uint64_t number = at_ < bytes_.size() && (bytes_[at_] & 0x80) != 0 ? ~std::uint64_t{0} : 0;
+    for (; size > 0; --size, ++at_)
+      number = number << 8 | (at_ < bytes_.size() ? static_cast<unsigned char>(bytes_[at_]) : 0u);
+    return static_cast<std::int64_t>(number);
+  }
+
+ private:
+  const std::string_view bytes_;
+  std::size_t at_;
+};
+
+/// The number of bytes in each part of a block of a time-zone file (RFC 8536, section 3), from its header.
+struct ZoneBlock {
+  ZoneBlock(std::string_view file, std::size_t header, std::size_t timeSize) : size(timeSize) {
+    NumberReader reader(file, header + 20);
+    for (std::size_t& each : counts)
+      each = static_cast<std::size_t>(std::clamp<std::int64_t>(reader.next(4), 0, kMaximumZoneFileBytes));
+    const auto [utcs, standards, leaps, times, types, characters] = counts;
+    begin = header + 44;
+    end = begin + times * (size + 1) + types * 6 + characters + leaps * (size + 4) + standards + utcs;
+  }
+  std::array<std::size_t, 6> counts{};
+  std::size_t size, begin, end;
+};
+
+/// The offset that a time-zone file gives for an instant. No value for a malformed file, or beyond its last
+/// transition if clocks go on changing by a rule.
+std::optional<base::TimeZone::KnownOffset> offsetInZoneFile(std::string_view file, double now) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  if (!file.starts_with("TZif") || file.size() < 44 || file[4] < '2' || !file.ends_with('\n'))
+    return std::nullopt;
+  const ZoneBlock old(file, 0, 4);  // for readers of 32-bit times
+  if (old.end >= file.size()) return std::nullopt;
+  const ZoneBlock block(file, old.end, 8);
+  const std::size_t times = block.counts[3], types = block.counts[4];
+  if (block.end >= file.size() || types == 0) return std::nullopt;
+  NumberReader reader(file, block.begin);
+  std::size_t passed = 0;
+  double from = -kInfinity, until = kInfinity;
+  for (; passed < times; ++passed) {
+    const auto transition = static_cast<double>(reader.next(8));
+    if (transition > now) {
+      until = transition;
+      break;
+    }
+    from = transition;
+  }
+  if (passed == times && file.substr(block.end).find(',') != file.npos) return std::nullopt;
+  const std::size_t type =
+      passed == 0 ? 0 : static_cast<unsigned char>(file[block.begin + times * 8 + passed - 1]);
+  if (type >= types) return std::nullopt;
+  const std::int64_t offset = NumberReader(file, block.begin + times * 9 + type * 6).next(4);
+  return base::TimeZone::KnownOffset{from, until, static_cast<std::int32_t>(offset)};
+}
+
+/// A zone of the system's database, which spares the process the loading of ICU's.
+std::optional<base::TimeZone> systemZone(const std::string& root, std::string_view name, double now) {
+  if (name.empty() || name.starts_with('/') || name.find("..") != name.npos) return std::nullopt;
+  const std::string path = root + "/usr/share/zoneinfo/" + std::string(name);
+  const auto known = offsetInZoneFile(readFile(path, FileOwner::any, kMaximumZoneFileBytes).contents, now);
+  return known ? std::optional(base::TimeZone::timeZoneWithName(name, *known)) : std::nullopt;
+}
+
 }  // namespace
 
-base::TimeZone timeZoneForText(std::string_view text) {
+base::TimeZone timeZoneForText(std::string_view text, const std::string& root, double now) {
   if (text.starts_with(':')) text.remove_prefix(1);
-  if (const auto named = base::TimeZone::timeZoneWithName(nameInDatabase(text))) return *named;
+  const std::string_view name = nameInDatabase(text);
+  if (const auto known = systemZone(root, name, now)) return *known;
+  if (const auto named = base::TimeZone::timeZoneWithName(name)) return *named;
   if (const auto offset = standardOffsetOfRule(text)) {
     return base::TimeZone::timeZoneForSecondsFromGMT(*offset);
   }
@@ -121,7 +195,7 @@ base::TimeZone PosixClock::systemTimeZone() const {
     const base::MutexLock lock(mutex_);
     if (zone_ && source == source_) return *zone_;
   }
-  base::TimeZone zone = timeZoneForText(source);
+  base::TimeZone zone = timeZoneForText(source, systemRoot_, now().secondsSince1970);
   const base::MutexLock lock(mutex_);
   source_ = std::move(source);
   zone_ = zone;

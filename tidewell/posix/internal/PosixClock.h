@@ -31,7 +31,8 @@ class PosixClock final : public platform::Clock {
 
 /// The zone for a value of TZ or the target of /etc/localtime: ":Area/City", "Area/City", a path below a
 /// "zoneinfo" folder, or a POSIX rule ("EST5EDT", "<+0330>-3:30"). A rule that is not a name in the database
-/// gives its standard offset without daylight saving time. UTC for everything else, including "".
-[[nodiscard]] base::TimeZone timeZoneForText(std::string_view text);
+/// gives its standard offset without daylight saving time. UTC for everything else, including "". `root` is
+/// prepended to the paths of system files; the offset at `now` is read from them if they have it.
+[[nodiscard]] base::TimeZone timeZoneForText(std::string_view text, const std::string& root, double now);
 
 }  // namespace tidewell::posix

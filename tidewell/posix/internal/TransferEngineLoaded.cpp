@@ -2,8 +2,8 @@
 #include <new>
 #include <string>
 
+#include "tidewell/base/internal/NeighbourModule.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
-#include "tidewell/posix/internal/NeighbourModule.h"
 #include "tidewell/posix/internal/TransferEngine.h"
 
 // For shared libraries. Linking libcurl would cost a host 4 ms and 6 MB before `main`, so the code that needs
@@ -11,8 +11,8 @@
 namespace tidewell::posix {
 namespace {
 
-base::NeverDestroyed<NeighbourModule> urlSession(reinterpret_cast<const void*>(&loadTransferEngine),
-                                                 "libTidewellUrlSession.so");
+base::NeverDestroyed<base::NeighbourModule> urlSession(reinterpret_cast<const void*>(&loadTransferEngine),
+                                                       "libTidewellUrlSession.so");
 
 TransferEngine* load(TransferClient& client, const TransportSettings& settings, std::string& problem) {
   const auto make = reinterpret_cast<decltype(&tidewell_make_transfer_engine)>(

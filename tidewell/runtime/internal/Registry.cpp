@@ -137,9 +137,22 @@ void Registry::markRegistered(Class& made) {
 }
 
 Class* Registry::named(std::string_view name) {
+  const std::string key(name);
+  Class& (*declaring)() = nullptr;
+  {
+    const base::MutexLock lock(mutex_);
+    const auto found = byName_.find(key);
+    if (found != byName_.end()) return found->second->isRegistered() ? found->second : nullptr;
+    const auto later = declaredWhenNamed_.find(key);
+    if (later == declaredWhenNamed_.end()) return nullptr;
+    declaring = later->second;
+  }
+  return &declaring();
+}
+
+void Registry::declareWhenNamed(std::string_view name, Class& (*declaring)()) {
   const base::MutexLock lock(mutex_);
-  const auto found = byName_.find(std::string(name));
-  return found != byName_.end() && found->second->isRegistered() ? found->second : nullptr;
+  declaredWhenNamed_.emplace(name, declaring);
 }
 
 std::string Registry::freeName(std::string_view name) const {

@@ -35,6 +35,7 @@ class Registry {
   [[nodiscard]] Class* allocate(Class* superclass, std::string_view name, std::size_t extraBytes);
   void registerPair(Class& made);
   [[nodiscard]] Class* named(std::string_view name);
+  void declareWhenNamed(std::string_view name, Class& (*declaring)());
 
   [[nodiscard]] Class& declare(const NativeType& type);
 
@@ -81,6 +82,7 @@ class Registry {
   std::unordered_map<std::string, Class*> byName_
       TIDEWELL_GUARDED_BY(mutex_);  ///< including unregistered ones
   std::unordered_map<std::string, Declaration> declarations_ TIDEWELL_GUARDED_BY(mutex_);
+  std::unordered_map<std::string, Class& (*)()> declaredWhenNamed_ TIDEWELL_GUARDED_BY(mutex_);
   Class* root_ = nullptr;  ///< set by the constructor
   Class* rootMetaclass_ TIDEWELL_GUARDED_BY(mutex_) = nullptr;
 };

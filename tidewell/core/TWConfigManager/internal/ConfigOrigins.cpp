@@ -63,7 +63,10 @@ std::optional<ConfigOrigins> ConfigOrigins::read(std::string_view bytes) {
   const bool startsWithArchive = file->objectForKey("startsWithArchive") == base::Value(true);
   ConfigOrigins origins(startsWithArchive ? Start::archive : Start::defaults);
   origins.isKept_ = true;
-  origins.keptKeys_ = dictionaryAt("keptKeys");
+  const base::Dictionary keptKeys = dictionaryAt("keptKeys");
+  for (const ConfigField& field : kConfigFields) {
+    if (keptKeys.find(field.key) != nullptr) origins.kept_ |= propertyBit(field.property);
+  }
   origins.replyTypes_ = dictionaryAt("replyTypes");
   origins.deviceTimes_ = dictionaryAt("deviceTimes");
   if (!areDates(origins.deviceTimes_)) return std::nullopt;
@@ -84,7 +87,12 @@ std::string ConfigOrigins::bytes() const {
       {"version", kVersion}, {"startsWithArchive", start_ == Start::archive}, {"deviceTimes", deviceTimes_}};
   if (replyTime_) {
     file.setObject(*replyTime_, "replyTime");
-    file.setObject(keptKeys_, "keptKeys");
+    base::Dictionary keptKeys;
+    for (const std::uint8_t row : kMergeOrder) {
+      const ConfigField& field = kConfigFields[row];
+      if ((kept_ & propertyBit(field.property)) != 0) keptKeys.setObject(true, field.key);
+    }
+    file.setObject(keptKeys, "keptKeys");
     const std::optional<std::string> text = isReplyKept_ ? textOf(reply_) : std::nullopt;
     if (text) {
       file.setObject(*text, "reply");
@@ -101,11 +109,9 @@ void ConfigOrigins::noteReply(const base::Dictionary& reply, const ReplyMerge& m
   isReplyKept_ = fits(reply, {kMaximumKeptReplyBytes, kMaximumKeptReplyBytes});
   reply_ = isReplyKept_ ? reply : base::Dictionary();
   replyTypes_ = isReplyKept_ ? base::Dictionary() : typesOf(reply);
-  keptKeys_ = {};
-  for (const std::uint8_t row : kMergeOrder) {
-    const ConfigField& field = kConfigFields[row];
-    if ((merge.change.properties & propertyBit(field.property)) == 0) keptKeys_.setObject(true, field.key);
-  }
+  kept_ = 0;
+  for (const std::uint8_t row : kMergeOrder) kept_ |= propertyBit(kConfigFields[row].property);
+  kept_ &= ~merge.change.properties;
 }
 
 void ConfigOrigins::noteChange(TWConfigProperty property, base::Date now) {
@@ -135,11 +141,11 @@ ConfigOrigins::Origin ConfigOrigins::ofServerValue(const ConfigField& field, con
     if (start_ == Start::archive) return {ValueOrigin::earlierVersion};
     return {isDefault ? ValueOrigin::nothingDownloaded : ValueOrigin::unknown};
   }
-  if (keptKeys_.find(field.key) != nullptr) return {ValueOrigin::beforeLastReply};
+  if ((kept_ & propertyBit(field.property)) != 0) return {ValueOrigin::beforeLastReply};
   const bool isPresent =
       merge ? !validObjectForKey(reply_, field.key).isNil() : replyTypes_.find(field.key) != nullptr;
   const bool isExplained = merge ? hasFieldAt(fields, merge->change.fields, field) : isPresent || isDefault;
-  if (!isExplained) return {keptKeys_.empty() ? ValueOrigin::unknown : ValueOrigin::beforeLastReply};
+  if (!isExplained) return {kept_ == 0 ? ValueOrigin::unknown : ValueOrigin::beforeLastReply};
   return {isPresent ? ValueOrigin::lastReply : ValueOrigin::leftOut, replyTime_};
 }
 

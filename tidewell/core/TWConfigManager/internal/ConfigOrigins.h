@@ -56,7 +56,7 @@ class ConfigOrigins {
   base::Dictionary reply_;  ///< shares its values with the record, if it is not too large
   bool isReplyKept_ = false;
   base::Dictionary replyTypes_;
-  base::Dictionary keptKeys_;  ///< those that the reply did not reach, or whose value was too large
+  PropertySet kept_ = 0;  ///< what the reply did not reach, or whose value was too large
   base::Dictionary deviceTimes_;
 };
 

@@ -9,7 +9,7 @@
 
 #include "tidewell/base/internal/Loader.h"
 
-namespace tidewell::posix {
+namespace tidewell::base {
 
 /// A module in the folder TIDEWELL_MODULE_FOLDER beside the library that contains `code`. Construct it while
 /// that library is being loaded, since the library's path may be relative to the working directory at that
@@ -31,7 +31,7 @@ class NeighbourModule {
   /// Loads the module and finds a function in it. Null, with the reason in `problem`, on failure. The module
   /// is never unloaded, because it has threads.
   void* function(const char* name, std::string& problem) {
-    if (!base::canLoadLibraries()) {
+    if (!canLoadLibraries()) {
       problem = "the process was forked while a library was being loaded";
       return nullptr;
     }
@@ -52,4 +52,4 @@ class NeighbourModule {
   std::string path_;  ///< absolute; "" if unknown
 };
 
-}  // namespace tidewell::posix
+}  // namespace tidewell::base
