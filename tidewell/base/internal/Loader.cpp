@@ -2,6 +2,9 @@
 #include "tidewell/base/internal/Loader.h"
 
 #include <dlfcn.h>
+#if defined(__linux__)
+#include <link.h>
+#endif
 
 #include <algorithm>
 #include <atomic>
