@@ -70,10 +70,8 @@ TEST_F(GuestTest, OfflineAndBeforeConsentEveryRequestIsRefused) {
   for (const auto& [variable, error] : {std::pair("TIDEWELL_OFFLINE=true", "appears to be offline"),
                                         std::pair("HOST_CONSENT=1", "has not given consent")}) {
     const Outcome outcome =
-        host({"reset", "start GUEST", "call 2", "image", "gates", "loaded UrlSession", "loaded libicu"},
-             {variable, "TZ=UTC"})
-            .end();
-    EXPECT_EQ(outcome.out, "done\ndone\nno nil\ndone\nynyynyyyyy\nno\nno\n") << variable;
+        host({"reset", "start GUEST", "call 2", "image", "gates", "loaded UrlSession"}, {variable}).end();
+    EXPECT_EQ(outcome.out, "done\ndone\nno nil\ndone\nynyynyyyyy\nno\n") << variable;
     EXPECT_GE(count(outcome.err, error), 1) << outcome.err;
   }
   EXPECT_EQ(backend.requestCount(), before);
@@ -130,7 +128,10 @@ TEST_F(GuestTest, OneLineSaysThatNothingCanWork) {
       {"XDG_DATA_HOME=/dev/null/data", "", "kept in memory and lost at the end: the folder /dev/null/data/"}};
   for (const auto& [variable, more, line] : rows) {
     const Outcome outcome =
-        host({"start GUEST", "fetch", "fetch", "identity"}, {variable, more, "HOST_DEBUG="}).end();
+        host({"start GUEST", "fetch", "fetch", "identity", "loaded libicu"}, {variable, more, "HOST_DEBUG="})
+            .end();
+    // A configuration's expressions need ICU, and so does a zone that is not in the system's database.
+    EXPECT_TRUE(!variable.starts_with("SSL_") || outcome.out.ends_with("no\n")) << outcome.out;
     EXPECT_EQ(count(outcome.err, "\n"), 1) << outcome.err;
     EXPECT_EQ(count(outcome.err, line), 1) << line << outcome.err;
   }

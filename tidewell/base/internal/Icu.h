@@ -10,24 +10,16 @@
 
 namespace tidewell::base::detail {
 
-#define TIDEWELL_ICU_FUNCTIONS(EACH)                                                                   \
-  EACH(u_errorName)                                                                                    \
-  EACH(ucal_clear)                                                                                     \
-  EACH(ucal_close)                                                                                     \
-  EACH(ucal_get)                                                                                       \
-  EACH(ucal_getCanonicalTimeZoneID)                                                                    \
-  EACH(ucal_getMillis)                                                                                 \
-  EACH(ucal_open)                                                                                      \
-  EACH(ucal_setAttribute)                                                                              \
-  EACH(ucal_setDateTime)                                                                               \
-  EACH(ucal_setMillis)                                                                                 \
-  EACH(udat_close)                                                                                     \
-  EACH(udat_format)                                                                                    \
-  EACH(udat_open)                                                                                      \
-  EACH(udat_parseCalendar)                                                                             \
-  EACH(udat_setLenient) EACH(uregex_clone) EACH(uregex_close) EACH(uregex_hitEnd) EACH(uregex_matches) \
-      EACH(uregex_open) EACH(uregex_setMatchCallback) EACH(uregex_setStackLimit) EACH(uregex_setUText) \
-          EACH(utext_close) EACH(utext_openUChars)
+// clang-format off
+#define TIDEWELL_ICU_FUNCTIONS(EACH)                                                                      \
+  EACH(u_errorName)                                                                                       \
+  EACH(ucal_clear) EACH(ucal_close) EACH(ucal_get) EACH(ucal_getCanonicalTimeZoneID) EACH(ucal_getMillis) \
+  EACH(ucal_open) EACH(ucal_setAttribute) EACH(ucal_setDateTime) EACH(ucal_setMillis)                     \
+  EACH(udat_close) EACH(udat_format) EACH(udat_open) EACH(udat_parseCalendar) EACH(udat_setLenient)       \
+  EACH(uregex_clone) EACH(uregex_close) EACH(uregex_hitEnd) EACH(uregex_matches) EACH(uregex_open)        \
+  EACH(uregex_setMatchCallback) EACH(uregex_setStackLimit) EACH(uregex_setUText)                          \
+  EACH(utext_close) EACH(utext_openUChars)
+// clang-format on
 
 /// The functions of ICU that this library calls. Linking ICU would cost a host 3 ms before `main`, so the
 /// table is in a module that is loaded with the first expression, named zone or date pattern with names.
