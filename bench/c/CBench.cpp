@@ -83,7 +83,7 @@ int main(int argc, char** argv) {
         while (times--) bench::keep(TWConfigManager::sharedInstance().isGeofenceServiceActive());
       });
   bench::ratio(
-      "question about an event through C / through C++", 1.5,
+      "event question through C / through C++", 2,
       [](std::size_t times) {
         while (times--) bench::keep(tdw_event_is_in(TDW_LIST_BLACKLISTED_EVENTS, "add_to_cart"));
       },

@@ -52,41 +52,10 @@ using namespace tidewell::c;
 
 extern "C" {
 
-// The next two are asked often: they throw no `Refusal`, and need no shield, since what they call has one
-// where it could be cancelled.
+bool tdw_is_open(tdw_gate gate) { return TWConfigManager::answerOfGate(static_cast<std::uint32_t>(gate)); }
 
-bool tdw_is_open(tdw_gate gate) {
-  try {
-    const TWConfigManager& config = TWConfigManager::sharedInstance();
-    switch (gate) {
-      case TDW_GATE_ACCOUNT_ACTIVE:
-        return config.isAccountActive();
-      case TDW_GATE_IN_APP:
-        return config.isInAppServiceActive();
-      case TDW_GATE_GEOFENCE:
-        return config.isGeofenceServiceActive();
-      case TDW_GATE_INBOX:
-        return config.isInboxServiceActive();
-      case TDW_GATE_LOG_ENTRIES:
-        return config.isLogentriesEnabled();
-      case TDW_GATE_PERIODIC_SYNC:
-        return config.isPeriodicSyncEnabled();
-      case TDW_GATE_DEVICE_TRIGGER:
-        return config.isDeviceTriggerEnabled();
-      case TDW_GATE_DATA_TRACKING:
-        return config.isDataTrackingEnabled();
-      case TDW_GATE_USER_PUSH:
-        return config.isUserPushEnabled();
-      case TDW_GATE_USER_IN_APP:
-        return config.isUserInAppEnabled();
-      default:
-        return false;
-    }
-  } catch (...) {
-    return false;
-  }
-}
-
+// Asked often: throws no `Refusal`, and needs no shield, since what it calls has one where it could be
+// cancelled.
 bool tdw_event_is_in(tdw_list list, const char* event) {
   if (event == nullptr) return false;
   try {

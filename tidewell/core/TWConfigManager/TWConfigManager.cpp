@@ -401,6 +401,28 @@ bool TWConfigManager::isDataTrackingEnabled() const {
 bool TWConfigManager::isUserPushEnabled() const { return answer<Gate::userPushEnabled>(gates_, current_); }
 bool TWConfigManager::isUserInAppEnabled() const { return answer<Gate::userInAppEnabled>(gates_, current_); }
 
+bool TWConfigManager::answerOfGate(std::uint32_t number) noexcept {
+  const TWConfigManager* const manager = shared_.load(std::memory_order_acquire);
+  if (manager != nullptr && number < kGateCount) [[likely]] {
+    const GateWord answers = manager->gates_.load(std::memory_order_acquire) >> number;
+    if ((answers & raisesBit(Gate{})) == 0) [[likely]]
+      return (answers & trueBit(Gate{})) != 0;
+  }
+  return answerOfGateSlowly(number);
+}
+/// Without an instance, and for a gate whose evaluation raises.
+[[gnu::noinline]] bool TWConfigManager::answerOfGateSlowly(std::uint32_t number) noexcept {
+  if (number >= kGateCount) return false;
+  const base::CancellationShield shield;
+  try {
+    const TWConfigManager& manager = sharedInstance();
+    const auto snapshot = base::SnapshotGuard(manager.current_).retain();
+    return answerGate(static_cast<Gate>(number), snapshot->fields);
+  } catch (...) {
+    return false;
+  }
+}
+
 bool TWConfigManager::isEventBlackListed(const std::optional<std::string_view>& eventName) const {
   return isListed<&CompiledConfig::blackListedEvents, kBlackListed>(eventName, current_);
 }

@@ -81,6 +81,9 @@ class TIDEWELL_EXPORT TWConfigManager final {
   [[nodiscard]] bool isDataTrackingEnabled() const;
   [[nodiscard]] bool isUserPushEnabled() const;
   [[nodiscard]] bool isUserInAppEnabled() const;
+  /// What the gate with this number, in the order above, answers on the shared instance; for bindings of
+  /// other languages. False for another number, and if there is no memory for the instance.
+  [[nodiscard]] static bool answerOfGate(std::uint32_t number) noexcept;
 
   // Event lists. False for no value and the empty name. (By reference: an optional view does not fit into
   // registers, and copying it to the stack would take longer than the rest of the query.)
@@ -139,6 +142,7 @@ class TIDEWELL_EXPORT TWConfigManager final {
   enum class Quietly { yes };
   explicit TWConfigManager(Quietly);
   [[nodiscard]] static TWConfigManager& makeSharedInstance();
+  [[nodiscard]] static bool answerOfGateSlowly(std::uint32_t number) noexcept;
   static ConfigRecord& recordOf(const TWConfig& config);
 
   /// Null until created.
