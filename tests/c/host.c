@@ -68,7 +68,9 @@ static void awaitFreed(void) {
     pthread_mutex_unlock(&lock);
   }
 }
+static void onNotification(void* context, const char* name, const char* json);
 static void reportContexts(void) {
+  if (made && patient) tdw_observe("name", onNotification, fresh(), freed, 0);  // too late, so freed at once
   int once = 0, late = 0, repeated = 0;
   awaitFreed();
   pthread_mutex_lock(&lock);
