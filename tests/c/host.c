@@ -60,7 +60,7 @@ static int callsOf(struct context* context) {
 /// Contexts of functions that run on the library's threads are freed when these return.
 static bool patient = true;
 static void awaitFreed(void) {
-  const time_t end = time(0) + 100;
+  const time_t end = time(0) + 20;
   for (int once = -1; once != made && patient && time(0) < end; usleep(1000)) {
     pthread_mutex_lock(&lock);
     once = 0;
@@ -68,7 +68,9 @@ static void awaitFreed(void) {
     pthread_mutex_unlock(&lock);
   }
 }
+static void onNotification(void* context, const char* name, const char* json);
 static void reportContexts(void) {
+  if (made && patient) tdw_observe("name", onNotification, fresh(), freed, 0);  // too late, so freed at once
   int once = 0, late = 0, repeated = 0;
   awaitFreed();
   pthread_mutex_lock(&lock);
@@ -273,118 +275,8 @@ static void messages(void) {
   drain();
 }
 
-// Hostile arguments: a row for each parameter, with the status for null and for "". All others are refused.
-
-static tdw_status given(char* text) {
-  tdw_free(text);
-  return text ? TDW_OK : TDW_INVALID;
-}
-static tdw_status holds(bool answer) { return answer ? TDW_OK : TDW_INVALID; }
-#define CB each, freed
-#define TEXT_ROWS(X)                                                           \
-  X(tdw_options_set_bundle_identifier(o, t), OK, OK)                           \
-  X(tdw_options_set_version(o, t), OK, OK)                                     \
-  X(tdw_options_set_info(o, t), OK, INVALID)                                   \
-  X(tdw_options_set_info_plist_path(o, t), OK, OK)                             \
-  X(tdw_options_set_ca_file(o, t), OK, OK)                                     \
-  X(tdw_options_set_proxy(o, t), OK, OK)                                       \
-  X(tdw_options_set_proxy_ca_file(o, t), OK, OK)                               \
-  X(tdw_options_add_connection_override(o, t, 1, "127.0.0.1", 1), INVALID, OK) \
-  X(tdw_options_add_connection_override(o, "a", 1, t, 1), INVALID, OK)         \
-  X(tdw_options_set_data_home(o, t), OK, OK)                                   \
-  X(tdw_options_set_system_root(o, t), OK, OK)                                 \
-  X(tdw_options_set_service_host(o, TDW_SERVICE_HOST_EU, t), OK, OK)           \
-  X(tdw_start(t), OK, OK)                                                      \
-  X(tdw_set_app_group(t), INVALID, OK)                                         \
-  X(tdw_set_push_token(t), OK, OK)                                             \
-  X(tdw_set_unique_id(t), OK, OK)                                              \
-  X(holds(tdw_event_is_in(TDW_LIST_BLACKLISTED_EVENTS, t)), INVALID, INVALID)  \
-  X(holds(tdw_get_restriction(t) == TDW_RESTRICTION_NONE), INVALID, OK)        \
-  X(given(tdw_explain(t, 0, 0)), INVALID, INVALID)                             \
-  X(given(tdw_explain("isEventBlackListed", t, 0)), OK, OK)                    \
-  X(tdw_send(TDW_SERVICE_INBOX, t, 0, 0, 0, onReply, CB), OK, INVALID)         \
-  X(tdw_send(TDW_SERVICE_INBOX, 0, t, 0, 0, onReply, CB), OK, INVALID)         \
-  X(tdw_send(TDW_SERVICE_INBOX, 0, 0, t, 0, onReply, CB), OK, INVALID)         \
-  X(tdw_send(TDW_SERVICE_INBOX, 0, 0, 0, t, onReply, CB), OK, OK)              \
-  X(tdw_download(t, onDownload, CB), INVALID, INVALID)                         \
-  X(tdw_log(TDW_SEVERITY_INFO, t), INVALID, OK)                                \
-  X(tdw_log_and_ship(TDW_SEVERITY_INFO, t, 0), INVALID, OK)                    \
-  X(tdw_log_and_ship(TDW_SEVERITY_INFO, "m", t), OK, OK)                       \
-  X(tdw_post(t, 0), INVALID, OK)                                               \
-  X(tdw_post("n", t), OK, INVALID)                                             \
-  X(tdw_observe(t, onNotification, CB, 0), INVALID, OK)                        \
-  X(tdw_complete_restoring(0, t), NOT_FOUND, INVALID)                          \
-  X(tdw_deliver_url(t, 0, 0), INVALID, INVALID)                                \
-  X(tdw_deliver_url("a:b", t, 0), OK, INVALID)                                 \
-  X(tdw_deliver_activity(t, 0, onRestored, CB, 0), INVALID, OK)                \
-  X(tdw_deliver_activity("t", t, onRestored, CB, 0), OK, INVALID)              \
-  X(tdw_deliver_background_events(t, onFunction, CB), INVALID, OK)             \
-  X(tdw_deliver_registration_error(t, 1, "d"), INVALID, OK)                    \
-  X(tdw_deliver_registration_error("d", 1, t), INVALID, OK)                    \
-  X(tdw_deliver_notification(t, onFetched, CB), INVALID, INVALID)              \
-  X(tdw_open_link(TDW_LINK_CUSTOM, t), INVALID, INVALID)                       \
-  X(tdw_show_alert(t, 0), OK, OK)                                              \
-  X(tdw_show_alert(0, t), OK, OK)
-// Refused for each number outside the enumeration.
-#define NUMBER_ROWS(X)                                                              \
-  X(tdw_options_set_main_loop(o, n), INVALID, INVALID)                              \
-  X(tdw_options_set_service_host(o, n, "a"), INVALID, INVALID)                      \
-  X(tdw_set_region(n), INVALID, INVALID)                                            \
-  X(tdw_set_opted_out(n, true), INVALID, INVALID)                                   \
-  X(tdw_set_log_level(n), INVALID, INVALID)                                         \
-  X(tdw_log(n, "m"), INVALID, INVALID)                                              \
-  X(tdw_log_and_ship(n, "m", 0), INVALID, INVALID)                                  \
-  X(tdw_send(n, 0, 0, 0, 0, onReply, CB), INVALID, INVALID)                         \
-  X(tdw_open_link(n, "a:b"), INVALID, INVALID)                                      \
-  X(tdw_proxy_delegate(n), INVALID, INVALID)                                        \
-  X(tdw_complete_fetching(0, n), INVALID, INVALID)                                  \
-  X(given(tdw_get_text(n, 0)), INVALID, INVALID)                                    \
-  X(given(tdw_get_list(n, 0)), INVALID, INVALID)                                    \
-  X(given(tdw_get_parameters(n, 0)), INVALID, INVALID)                              \
-  X(holds(tdw_is_open(n)), INVALID, INVALID)                                        \
-  X(holds(tdw_event_is_in(n, "spam")), INVALID, INVALID)                            \
-  X(holds(tdw_get_number(n) != 0), INVALID, INVALID)                                \
-  X(holds(tdw_gate_question(n) != 0), INVALID, INVALID)                             \
-  X(holds(tdw_is_opted_out(n)), INVALID, INVALID)                                   \
-  X(holds(tdw_log_writes(n)), INVALID, INVALID)                                     \
-  X(holds(strcmp(tdw_status_name(n), "TDW_FAILED")), INVALID, INVALID)              \
-  X(tdw_options_set_screen_size(o, n < 0 ? n : 1e300 * 1e300, 1), INVALID, INVALID) \
-  X(tdw_options_set_page_timeout(o, n < 0 ? n : 1e300 * 1e300), INVALID, INVALID)   \
-  X(tdw_options_set_page_timeout(0, 1), INVALID, INVALID)                           \
-  X(tdw_options_set_follows_windows(0, true), INVALID, INVALID)                     \
-  X(tdw_options_set_uses_secret_service(0, true), INVALID, INVALID)                 \
-  X(tdw_options_set_offline(0, true), INVALID, INVALID)                             \
-  X(tdw_options_set_console_sink(0, onLine, CB), INVALID, INVALID)                  \
-  X(tdw_options_set_link_opener(0, &opener, CB), INVALID, INVALID)                  \
-  X(tdw_options_set_link_opener(o, &smallOpener, CB), INVALID, INVALID)             \
-  X(tdw_main_queue_add(0, CB), INVALID, INVALID)                                    \
-  X(tdw_observe("n", 0, CB, 0), INVALID, INVALID)                                   \
-  X(tdw_observe_sync(0, CB, 0), INVALID, INVALID)                                   \
-  X(tdw_download("a:b", 0, CB), INVALID, INVALID)                                   \
-  X(tdw_set_delegate(&smallDelegate, CB), INVALID, INVALID)                         \
-  X(tdw_add_interceptor(&smallDelegate, CB, 0), INVALID, INVALID)                   \
-  X(tdw_add_interceptor(0, CB, 0), INVALID, INVALID)                                \
-  X(tdw_deliver_device_token(0, 1), INVALID, INVALID)                               \
-  X(tdw_install_posix(0), INVALID, INVALID)                                         \
-  X(tdw_install_desktop(0), INVALID, INVALID)                                       \
-  X(holds(tdw_main_queue_run(INT64_MIN) != 0), INVALID, INVALID)                    \
-  X(tdw_remove((tdw_token)(int64_t)n) == TDW_NOT_FOUND ? TDW_INVALID : TDW_OK, INVALID, INVALID)
-
-static const tdw_link_opener opener = {sizeof opener, canOpen, opens}, smallOpener = {1, canOpen, opens};
-static const tdw_delegate smallDelegate = {1, openUrl, 0, 0, 0, 0, 0, 0, 0};
-
-static tdw_status call(size_t row, tdw_options* o, const char* t, int32_t n, struct context* each) {
-  size_t at = 0;
-#define ROW(expression, null, empty) \
-  if (row == at++) return expression;
-  TEXT_ROWS(ROW) NUMBER_ROWS(ROW) return TDW_OK;
-}
-static const struct {
-  const char* name;
-  tdw_status null, empty;
-} rows[] = {
-#define NAMED(expression, null, empty) {#expression, TDW_##null, TDW_##empty},
-    TEXT_ROWS(NAMED) NUMBER_ROWS(NAMED)};
+// Hostile arguments: the rows have the statuses for null and for "". All others are refused.
+#include "Calls.h"
 
 static void arguments(tdw_options* options) {
   static char overlong[TDW_MAXIMUM_TEXT + 2], overlongJson[TDW_MAXIMUM_JSON + 3];

@@ -86,9 +86,10 @@ TDW_EXPORT void tdw_free(void* pointer);
 typedef void (*tdw_free_context)(void* context);
 
 /// Frees the contexts of all callbacks that are still pending; none of their functions is called afterwards.
-/// A function that is running on another thread ends first, and its context is freed there. For runtimes that
-/// must not be called while the process exits: call it before the runtime ends. Callbacks can be registered
-/// again afterwards.
+/// Waits until those that are running on other threads have returned and their contexts are freed; inside a
+/// callback it does not wait, and they are freed there. For runtimes that must not be called while the
+/// process exits: call it before the runtime ends, without a lock that a callback needs. Callbacks can be
+/// registered again afterwards.
 TDW_EXPORT void tdw_end_callbacks(void);
 
 /// Identifies an observation, an interceptor or a completion. Never reused. 0 is none.

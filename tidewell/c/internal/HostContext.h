@@ -39,6 +39,9 @@ class HostContext final : public std::enable_shared_from_this<HostContext> {
   void end() noexcept;
   /// Ends every context of this process.
   static void endAll() noexcept;
+  /// The same, and waits until they are freed, also by other threads; does not wait inside a function of the
+  /// host, which might wait for itself.
+  static void endAllAndWait() noexcept;
 
  private:
   friend class ContextList;
@@ -50,7 +53,11 @@ class HostContext final : public std::enable_shared_from_this<HostContext> {
     HostContext& context;
     const bool isAllowed;
   };
+  [[nodiscard]] bool isEnded() const noexcept {
+    return (uses_.load(std::memory_order_relaxed) & kEnded) != 0;
+  }
   [[nodiscard]] bool enter() noexcept;
+  void callFree() const noexcept;
   void free() noexcept;
 
   static constexpr std::uint32_t kEnded = 1u << 31;
@@ -58,8 +65,9 @@ class HostContext final : public std::enable_shared_from_this<HostContext> {
   void* const context_;
   const tdw_free_context freeContext_;
   const pid_t process_;
-  HostContext* next_ = nullptr;  ///< guarded by the list of contexts, as is the next
+  HostContext* next_ = nullptr;  ///< guarded by the list of contexts, as are the next two
   HostContext* previous_ = nullptr;
+  std::uint64_t number_ = 0;
 };
 
 /// A function of the host with its context. Copies share the context.
