@@ -84,7 +84,7 @@ TEST(JsonWriting, WritesAsThePlatformDoes) {
       {Array{Value()}, "Invalid type in JSON write (nil)"},
       {nested, "Too many nested arrays or dictionaries in JSON write"}};
   for (const auto& [value, reason] : raising) {
-    EXPECT_EQ(vectors::raisedBy([&, &value = value] { return dataWithJSONObject(value); }),
+    EXPECT_EQ(vectors::raisedBy([&, &written = value] { return dataWithJSONObject(written); }),
               std::string(kInvalidArgumentException) + ": " + reason);
   }
 }

@@ -231,7 +231,7 @@ TEST(KeyedArchive, RefusesOtherPropertyLists) {
     archives[row.at("what")] = xmlArchive(row.at("objects"), row.at("root"), row.at("version"));
   for (const auto& [what, bytes] : archives) {
     const std::string raised =
-        vectors::raisedBy([&, &bytes = bytes] { return unarchiveObjectWithData(bytes); });
+        vectors::raisedBy([&, &archive = bytes] { return unarchiveObjectWithData(archive); });
     EXPECT_TRUE(raised.starts_with(kInvalidUnarchiveOperationException)) << what;
   }
   EXPECT_EQ(unarchiveObjectWithData(xmlArchive("<string>a</string>")), Value("a"));

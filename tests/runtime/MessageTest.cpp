@@ -91,7 +91,7 @@ TEST(Message, ToNullOrWithAnUnknownSelector) {
        "a method has a selector"}};
   for (const auto& [answersTrue, reason] : rows) {
     SCOPED_TRACE(reason);
-    EXPECT_EQ(raised([&, &answersTrue = answersTrue] { EXPECT_FALSE(answersTrue()); }), reason);
+    EXPECT_EQ(raised([&, &asked = answersTrue] { EXPECT_FALSE(asked()); }), reason);
   }
 }
 

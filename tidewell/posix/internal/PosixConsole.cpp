@@ -149,8 +149,8 @@ void writeLineToStandardError(std::string_view program, std::string_view text) {
   std::string visible;
   if (mayHoldControls(text)) text = visible = base::withVisibleControls(text, "\n\t");
   const TimeText time;
-  const ProcessText process;
-  const std::array pieces{time.text(), program, process.text(), text, std::string_view("\n")};
+  const ProcessText number;
+  const std::array pieces{time.text(), program, number.text(), text, std::string_view("\n")};
   std::size_t length = 0;
   for (const std::string_view piece : pieces) length += piece.size();
 
