@@ -127,6 +127,7 @@ TEST_F(GuestTest, OneLineSaysThatNothingCanWork) {
       {"SSL_CERT_FILE=" + folder + "/none.pem", "HOST_CA=", "found: " + folder + "/none.pem cannot be read"},
       {"XDG_DATA_HOME=/dev/null/data", "", "kept in memory and lost at the end: the folder /dev/null/data/"}};
   for (const auto& [variable, more, line] : rows) {
+    fs::remove_all(data);
     const Outcome outcome =
         host({"start GUEST", "fetch", "fetch", "identity", "loaded libicu"}, {variable, more, "HOST_DEBUG="})
             .end();
