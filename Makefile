@@ -131,6 +131,7 @@ test-foreign:
 check-compilers:
 	scripts/setup compilers
 	scripts/check-compilers
+	scripts/check-musl
 
 format:
 	scripts/format --fix

@@ -71,17 +71,22 @@ if(NOT TARGET CURL::libcurl)  # the host may have found or built its own
 endif()
 pkg_check_modules(TIDEWELL_ZLIB REQUIRED IMPORTED_TARGET zlib)
 pkg_check_modules(TIDEWELL_BROTLIDEC REQUIRED IMPORTED_TARGET libbrotlidec)
-find_path(RAPIDJSON_INCLUDE_DIR rapidjson/rapidjson.h REQUIRED)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 19)
-  # RapidJSON 1.1.0 assigns constants in an operator that is never called, which clang 19 rejects: a copy without it.
-  file(COPY "${RAPIDJSON_INCLUDE_DIR}/rapidjson" DESTINATION "${PROJECT_BINARY_DIR}/generated/third-party")
-  set(copy "${PROJECT_BINARY_DIR}/generated/third-party/rapidjson/document.h")
-  file(READ "${copy}" text)
-  string(REPLACE "{ s = rhs.s; length = rhs.length; }" "= delete;" text "${text}")
-  file(WRITE "${copy}" "${text}")
-  set(RAPIDJSON_COPY "${PROJECT_BINARY_DIR}/generated/third-party")
+# Compiled into Tidewell::Testing and into the programs, and named in the SBOM. The other libraries need neither.
+if(TIDEWELL_BUILD_TESTING OR TIDEWELL_INSTALL)
+  find_path(RAPIDJSON_INCLUDE_DIR rapidjson/rapidjson.h REQUIRED)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 19)
+    # RapidJSON 1.1.0 assigns constants in an operator that is never called, which clang 19 rejects: a copy without it. It is
+    # written only if it changes, so that nothing is compiled again.
+    set(RAPIDJSON_COPY "${PROJECT_BINARY_DIR}/generated/third-party")
+    file(COPY "${RAPIDJSON_INCLUDE_DIR}/rapidjson" DESTINATION "${RAPIDJSON_COPY}" PATTERN document.h EXCLUDE)
+    file(READ "${RAPIDJSON_INCLUDE_DIR}/rapidjson/document.h" rapidjson_document)
+    string(REPLACE "{ s = rhs.s; length = rhs.length; }" "= delete;" rapidjson_document "${rapidjson_document}")
+    file(GENERATE OUTPUT "${RAPIDJSON_COPY}/rapidjson/document.h" CONTENT "${rapidjson_document}")
+  endif()
 endif()
-find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
+if(TIDEWELL_BUILD_TOOLS OR TIDEWELL_BUILD_BENCH OR TIDEWELL_INSTALL)
+  find_path(FMT_INCLUDE_DIR fmt/format.h REQUIRED)
+endif()
 
 find_program(TIDEWELL_CCACHE ccache)
 if(PROJECT_IS_TOP_LEVEL AND TIDEWELL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)

@@ -124,13 +124,13 @@ struct InspectVariables {
 };
 
 /// The name of a value for people and for JSON, and where it is kept.
-struct IdentityRow {
+struct NamedKey {
   std::string_view label;
   std::string_view name;
   std::string_view key;
   bool isSecret = false;
 };
-constexpr IdentityRow kUserDefaultsRows[] = {
+constexpr NamedKey kUserDefaultsRows[] = {
     {"App ID", "appID", kAppIdKey},
     {"unique id", "uniqueID", kUserDefaultsKeySDKUniqueId},
     {"id set by the host", "serviceUniqueID", kUniqueIdKey},
@@ -138,10 +138,9 @@ constexpr IdentityRow kUserDefaultsRows[] = {
     {"app group", "appGroupID", kAppGroupIDKey},
 };
 
-Dictionary identityOf(const ApplicationFiles& files, bool showsSecrets) {
-  const Dictionary defaults = ApplicationFiles::propertyList(files.userDefaults());
+Dictionary identityIn(const Dictionary& defaults, bool showsSecrets) {
   Dictionary identity;
-  for (const IdentityRow& row : kUserDefaultsRows) {
+  for (const NamedKey& row : kUserDefaultsRows) {
     const Value value = defaults.objectForKey(row.key);
     if (!value.isString()) continue;
     identity.setObject(row.isSecret && !showsSecrets ? shortened(*value.string()) : *value.string(),
@@ -175,15 +174,14 @@ struct Syncs {
   std::optional<base::Date> nextDue;
 };
 
-Syncs syncsOf(const ApplicationFiles& files) {
+Syncs syncsOf(const ApplicationFiles& files, const Dictionary& defaults) {
   const Dictionary file = ApplicationFiles::propertyList(files.fileOfSDK(sync_file::kFileName));
   Syncs syncs{scalarsIn(file.objectForKey("last")), {}, {}};
   if (const Value history = file.objectForKey("history"); history.array()) {
     for (const Value& past : *history.array()) syncs.history.push_back(scalarsIn(past));
     std::reverse(syncs.history.begin(), syncs.history.end());
   }
-  const Value updated =
-      ApplicationFiles::propertyList(files.userDefaults()).objectForKey(kConfigLastUpdatedKey);
+  const Value updated = defaults.objectForKey(kConfigLastUpdatedKey);
   if (const base::Date* const date = updated.date()) {
     const base::Date due{date->secondsSince1970 + kConfigSyncInterval};
     if (due.secondsSince1970 > secondsSince1970()) syncs.nextDue = due;
@@ -223,11 +221,9 @@ Dictionary valuesOf(const TWConfig& record) {
   return values;
 }
 
-/// The opt-outs by the names that people use, with their keys in the record.
-constexpr std::pair<std::string_view, std::string_view> kOptOuts[] = {
-    {"data tracking", CONFIG_DATA_TRACKING_OPTED_OUT},
-    {"push", CONFIG_USER_PUSH_OPTED_OUT},
-    {"in-app messages", CONFIG_USER_INAPP_OPTED_OUT}};
+constexpr NamedKey kOptOuts[] = {{"data tracking", "dataTracking", CONFIG_DATA_TRACKING_OPTED_OUT},
+                                 {"push", "push", CONFIG_USER_PUSH_OPTED_OUT},
+                                 {"in-app messages", "inApp", CONFIG_USER_INAPP_OPTED_OUT}};
 
 struct Answers {
   std::vector<Explanation> gates;
@@ -248,7 +244,9 @@ Answers answersOf(const ApplicationFiles& files, bool showsSecrets) {
   }
   const Dictionary values = valuesOf(*record);
   answers.region = values.objectForKey(CONFIG_DATA_REDIRECTION_REGION);
-  for (const auto& [name, key] : kOptOuts) answers.optOuts.setObject(values.objectForKey(key), name);
+  for (const NamedKey& row : kOptOuts) {
+    answers.optOuts.setObject(values.objectForKey(row.key), row.name);
+  }
   for (const auto& [key, entry] : originsOf(*record, origins)) {
     Dictionary row = entry.dictionary() ? *entry.dictionary() : Dictionary();
     Value value = values.objectForKey(key);
@@ -264,8 +262,9 @@ void printAnswers(const Answers& answers) {
   printHeading("Set on the device");
   printRow("region", shownValue(answers.region));
   std::string optOuts;
-  for (const auto& [name, value] : answers.optOuts) {
-    if (value.boolValue()) optOuts += (optOuts.empty() ? "" : ", ") + name;
+  for (const NamedKey& row : kOptOuts) {
+    if (!answers.optOuts.objectForKey(row.name).boolValue()) continue;
+    optOuts.append(optOuts.empty() ? "" : ", ").append(row.label);
   }
   printRow("opt-outs", optOuts.empty() ? "none" : optOuts);
   printHeading("Gates");
@@ -331,12 +330,13 @@ void printInspection(const ApplicationFiles& files, const InspectVariables& vari
   printLine(styled(visible(files.name()), Style::heading));
   printLine("  " + visible(files.folder()));
   printHeading("Identity");
-  const Dictionary identity = identityOf(files, variables.secrets);
-  for (const IdentityRow& row : kUserDefaultsRows) {
+  const Dictionary defaults = ApplicationFiles::propertyList(files.userDefaults());
+  const Dictionary identity = identityIn(defaults, variables.secrets);
+  for (const NamedKey& row : kUserDefaultsRows) {
     const Value value = identity.objectForKey(row.name);
     printRow(row.label, value.isString() ? visible(*value.string()) : "none");
   }
-  printSyncs(syncsOf(files));
+  printSyncs(syncsOf(files, defaults));
   try {
     printAnswers(answersOf(files, variables.secrets));
   } catch (const Failure& failure) {
@@ -348,7 +348,8 @@ void printInspection(const ApplicationFiles& files, const InspectVariables& vari
 
 Dictionary inspectionOf(const ApplicationFiles& files, const InspectVariables& variables) {
   const Answers answers = answersOf(files, variables.secrets);
-  const Syncs syncs = syncsOf(files);
+  const Dictionary defaults = ApplicationFiles::propertyList(files.userDefaults());
+  const Syncs syncs = syncsOf(files, defaults);
   std::vector<Value> gates, entries, history;
   for (const Dictionary& past : syncs.history) history.emplace_back(past);
   for (const Explanation& gate : answers.gates) gates.emplace_back(gate.dictionary());
@@ -360,7 +361,7 @@ Dictionary inspectionOf(const ApplicationFiles& files, const InspectVariables& v
   }
   return {{"application", files.name()},
           {"folder", files.folder()},
-          {"identity", identityOf(files, variables.secrets)},
+          {"identity", identityIn(defaults, variables.secrets)},
           {"lastSync", syncs.last},
           {"syncHistory", base::Array(std::move(history))},
           {"nextSyncDue", syncs.nextDue ? Value(syncs.nextDue->description()) : Value::null()},

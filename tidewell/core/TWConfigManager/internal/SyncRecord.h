@@ -42,6 +42,7 @@ struct SyncRecord : std::enable_shared_from_this<SyncRecord> {
   std::vector<SyncPast> history;
 
   static constexpr std::size_t kLongestHistory = 50;
+  /// Drops the oldest result if there are too many.
   void addToHistory(SyncPast past) {
     if (history.size() >= kLongestHistory) history.erase(history.begin());
     history.push_back(std::move(past));
