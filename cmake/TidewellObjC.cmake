@@ -3,7 +3,7 @@
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   message(FATAL_ERROR "TIDEWELL_BUILD_OBJC needs gcc: the runtime library is gcc's")
 endif()
-tidewell_enable_c()  # first: C takes the files *.m, too, and the language that is enabled last has them
+tidewell_enable_c()  # first: C and OBJC both claim *.m, and the language enabled last gets them
 find_program(CMAKE_OBJC_COMPILER gcc)
 set(CMAKE_OBJCXX_COMPILER "${CMAKE_CXX_COMPILER}")
 enable_language(OBJC)

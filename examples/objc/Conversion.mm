@@ -37,7 +37,7 @@ base::Value valueOf(id object, int depth) {
   if ([object isKindOfClass:[NSDate class]]) return base::Date{[object timeIntervalSince1970]};
   if ([object isKindOfClass:[NSData class]]) return base::Data([object bytes], [object length]);
   if ([object isKindOfClass:[NSURL class]]) {
-    const auto url = base::Url::URLWithString(*textOf([object absoluteString]));
+    const auto url = base::Url::URLWithString(textOf([object absoluteString]).value_or(""));
     return url ? base::Value(*url) : base::Value();
   }
   if ([object isKindOfClass:[NSArray class]]) {
@@ -50,7 +50,8 @@ base::Value valueOf(id object, int depth) {
     base::Dictionary entries;
     NSEnumerator* const keys = [object keyEnumerator];
     while (id const key = [keys nextObject])
-      entries.setObject(valueOf([object objectForKey:key], depth + 1), *textOf([key description]));
+      entries.setObject(valueOf([object objectForKey:key], depth + 1),
+                        textOf([key description]).value_or(""));
     return entries;
   }
   return textOf([object description]);
@@ -92,7 +93,7 @@ id objectOf(const base::Value& value) {
     case base::ValueKind::dictionary: {
       NSMutableDictionary* const entries = [NSMutableDictionary dictionary];
       for (const auto& [key, entry] : *value.dictionary())
-        [entries setObject:objectOf(entry) forKey:stringOf(key)];
+        [entries setObject:objectOf(entry) ?: [NSNull null] forKey:stringOf(key)];
       return entries;
     }
     case base::ValueKind::pointer:

@@ -2,6 +2,7 @@
 #include "FoundationPlatform.h"
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -90,7 +91,7 @@ class FoundationPlatform final : public platform::ForwardingPlatform {
   FoundationConsole console_;
 };
 
-posix::PosixPlatform* drained = nullptr;  // never destroyed
+posix::PosixPlatform* drained = nullptr;  // set once it is installed; never destroyed
 
 }  // namespace
 
@@ -141,7 +142,11 @@ posix::PosixPlatform* drained = nullptr;  // never destroyed
 namespace facade {
 namespace {
 
-bool install() {
+void install() {
+  if (platform::Platform::isInstalled()) {
+    platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
+    return;
+  }
   posix::Options options;
   options.setMainLoop(posix::MainLoop::host);
   const base::Value info = valueOf([[NSBundle mainBundle] infoDictionary]);
@@ -153,32 +158,28 @@ bool install() {
   }
   if (const std::string complaint = posix::complaintAbout(options); !complaint.empty()) {
     NSLog(@"Tidewell: not installed: %@", stringOf(complaint));
-    return false;
+    return;
   }
   auto made = std::make_shared<posix::PosixPlatform>(std::move(options));
-  drained = made.get();
-  if (made->isDisabled()) {
-    platform::Platform::keep(std::move(made));
-    return true;
-  }
-  platform::Platform::install(std::make_shared<FoundationPlatform>(std::move(made)));
+  if (made->isDisabled()) return platform::Platform::keep(std::move(made));
+  posix::PosixPlatform* const pointer = made.get();
+  if (!platform::Platform::install(std::make_shared<FoundationPlatform>(std::move(made)))) return;
+  drained = pointer;
   [FacadeConnections connectNotifications];
   [FacadeConnections performSelectorOnMainThread:@selector(begin) withObject:nil waitUntilDone:NO];
-  return true;
 }
 
 }  // namespace
 
 void installPlatform() noexcept {
-  static const bool installed = [] {
+  static std::once_flag once;
+  std::call_once(once, [] {
     try {
-      return raisingCpp(install);
+      raisingCpp(install);
     } catch (...) {
       NSLog(@"Tidewell: not installed: %@", stringOf(base::currentExceptionDescription()));
-      return false;
     }
-  }();
-  static_cast<void>(installed);
+  });
 }
 
 }  // namespace facade

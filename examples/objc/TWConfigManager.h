@@ -4,7 +4,8 @@
 #import "TidewellCore.h"
 
 /// Decides whether a download is due, and answers every gate from the record that it owns. One instance per
-/// process; any thread. Only `isUniqueIDRestricted:` raises: for an invalid expression.
+/// process; any thread. Two methods raise: `isUniqueIDRestricted:` for an invalid expression, and
+/// `updateConfigFromResponse:` for containers that are nested too deeply.
 @interface TWConfigManager : NSObject
 + (TWConfigManager*)sharedInstance;
 - (NSString*)getFilePathForConfig;

@@ -16,14 +16,19 @@ namespace base = tidewell::base;
 
 namespace {
 
-/// The logger promises that no exception leaves it. One is reported, and gives `fallback`.
-template <class Result, class Function>
-Result logging(Result fallback, Function function) {
+using Text = std::optional<std::string>;
+// `TWLogger.h` cannot include the library's header, which is C++.
+static_assert(TWLogVerbosityDetailed == static_cast<int>(tidewell::TWLogVerbosityDetailed) &&
+              TWLogSeverityError == static_cast<int>(tidewell::TWLogSeverityError));
+
+/// The logger promises that no exception leaves it: one is reported, and the result is empty.
+template <class Function>
+auto logging(Function function) {
   try {
     return facade::raisingCpp(function);
   } catch (...) {
     NSLog(@"Tidewell - Caught an exception in TWLogger %@", stringOf(base::currentExceptionDescription()));
-    return fallback;
+    return decltype(function())();
   }
 }
 
@@ -33,12 +38,10 @@ base::Array argumentsOf(NSArray* formatArgs) {
 }
 
 /// The text of a variadic operation, as Foundation formats it; no value for a nil format.
-std::optional<std::string> formatted(NSString* format, va_list arguments) {
+Text formatted(NSString* format, va_list arguments) {
   if (format == nil) return std::nullopt;
   return textOf([[[NSString alloc] initWithFormat:format arguments:arguments] autorelease]);
 }
-
-using Text = std::optional<std::string>;
 
 }  // namespace
 
@@ -107,33 +110,28 @@ using Text = std::optional<std::string>;
 
 + (void)logWithVerbosity:(NSInteger)verbosity severity:(int32_t)severity formatArgs:(NSArray*)formatArgs {
   if (!Logger::writes(severity)) return;  // saves converting the arguments
-  logging(false, [&] {
-    Logger::logWithVerbosity(verbosity, severity, argumentsOf(formatArgs));
-    return true;
-  });
+  logging([&] { Logger::logWithVerbosity(verbosity, severity, argumentsOf(formatArgs)); });
 }
 
 + (void)logWithVerbosity:(NSInteger)verbosity
                 severity:(int32_t)severity
               formatArgs:(NSArray*)formatArgs
            andStackTrace:(NSString*)stackTrace {
-  logging(false, [&] {
-    Logger::logWithVerbosity(verbosity, severity, argumentsOf(formatArgs), valueOf(stackTrace));
-    return true;
-  });
+  logging(
+      [&] { Logger::logWithVerbosity(verbosity, severity, argumentsOf(formatArgs), valueOf(stackTrace)); });
 }
 
 + (NSString*)getLogforVerbosity:(NSInteger)verbosity
                        severity:(int32_t)severity
                   andFormatArgs:(NSArray*)formatArgs {
-  return stringOrNil(logging(
-      Text(), [&] { return Logger::getLogforVerbosity(verbosity, severity, argumentsOf(formatArgs)); }));
+  return stringOrNil(
+      logging([&] { return Logger::getLogforVerbosity(verbosity, severity, argumentsOf(formatArgs)); }));
 }
 
 + (NSString*)createLog:(NSString*)format, ... {
   va_list arguments;
   va_start(arguments, format);
-  const Text text = logging(Text(), [&] { return formatted(format, arguments); });
+  const Text text = logging([&] { return formatted(format, arguments); });
   va_end(arguments);
   return stringOrNil(text);
 }
@@ -142,15 +140,12 @@ using Text = std::optional<std::string>;
   if (!Logger::loggingEnabled()) return;
   va_list arguments;
   va_start(arguments, format);
-  const Text text = logging(Text(), [&] { return formatted(format, arguments); });
+  const Text text = logging([&] { return formatted(format, arguments); });
   va_end(arguments);
   if (text) Logger::log("%@", {*text});
 }
 
 + (void)sendLogToLogEntries:(NSString*)message andTraceBack:(NSString*)traceBack andLevel:(NSString*)level {
-  logging(false, [&] {
-    Logger::sendLogToLogEntries(valueOf(message), valueOf(traceBack), valueOf(level));
-    return true;
-  });
+  logging([&] { Logger::sendLogToLogEntries(valueOf(message), valueOf(traceBack), valueOf(level)); });
 }
 @end

@@ -18,7 +18,7 @@ extern NSString* const kNotificationNameUserResetOnAppIDChange;
 extern NSString* const UIApplicationWillEnterForegroundNotification;
 
 /// A block with the arguments (BOOL success, NSData* data). With gcc, which has no blocks, a pointer to a
-/// structure that begins as a block does; it must stay valid until it was called.
+/// structure that begins as a block does; it must stay valid until it has been called.
 DEFINE_BLOCK_TYPE(TWImageCompletion, void, BOOL, NSData*);
 
 /// The entry point of the SDK: call `initializeWithAppID:` once at launch. One instance per process; any
@@ -34,7 +34,8 @@ DEFINE_BLOCK_TYPE(TWImageCompletion, void, BOOL, NSData*);
 - (void)redirectDataToRegion:(TWDataRegion)region;
 - (void)setAppGroupID:(NSString*)groupID;
 - (BOOL)isDeviceUniqueIDPresentInKeyChain;
-/// The completion comes on the platform's session queue; without a URL at once, on the calling thread.
+/// The completion, which may be nil, comes on the platform's session queue; without a URL at once, on the
+/// calling thread.
 - (void)downloadImageForURL:(NSURL*)url andCompletionHandler:(TWImageCompletion)completion;
 - (void)dismissRichLandingWebViewControllerWithAnimation:(BOOL)animated;
 @end

@@ -20,6 +20,11 @@ NSString* const UIApplicationWillEnterForegroundNotification =
 
 namespace {
 
+// `TidewellCore.h` cannot include the library's header, which is C++.
+static_assert(TWDataRegionServ3 == NSInteger{tidewell::TWDataRegionServ3} &&
+              TWDataRegionEurope == NSInteger{tidewell::TWDataRegionEurope} &&
+              TWDataRegionDefault == NSInteger{tidewell::TWDataRegionDefault});
+
 tidewell::TidewellCore& core() { return tidewell::TidewellCore::sharedInstance(); }
 
 }  // namespace
@@ -78,6 +83,7 @@ tidewell::TidewellCore& core() { return tidewell::TidewellCore::sharedInstance()
     core().downloadImageForURL(
         address.url() ? std::optional(*address.url()) : std::nullopt,
         [completion](bool success, const std::optional<tidewell::base::Data>& data) {
+          if (!completion) return;
           facade::raisingCpp(
               [&] { CALL_BLOCK(completion, success, facade::objectOf(tidewell::base::Value(data))); });
         });

@@ -153,6 +153,7 @@ static void firstStart(NSString* path) {
   expectGates("YYNNNYNYNY");
 
   puts("\nImages; their completion raises");
+  [core downloadImageForURL:nil andCompletionHandler:NULL];
   [core debug:1];
   expect(@"downloadImageForURL: nil", @"NO, no data", outcomeOfImage(nil));
   for (int i = 0; i < 2; ++i)

@@ -179,11 +179,15 @@ class Keychain final : public platform::Keychain {
            item.objectForKey(platform::kSecAttrAccount).optionalString().value_or("");
   }
   std::int32_t store(const base::Value& data, const base::Dictionary& item) {
-    items_.setObject(data, nameOf(item));
-    return items_.synchronize() ? platform::errSecSuccess : platform::errSecIO;
+    const std::string name = nameOf(item);
+    const base::Value before = items_.objectForKey(name);
+    items_.setObject(data, name);
+    if (items_.synchronize()) return platform::errSecSuccess;
+    items_.setObject(before, name);  // a failed operation changes nothing
+    return platform::errSecIO;
   }
   Defaults items_;
-  std::mutex mutex_;
+  std::mutex mutex_;  ///< held from the check for an item until the change is written
 };
 
 class Clock final : public platform::Clock {

@@ -14,7 +14,7 @@ import os
 import subprocess
 import sys
 import urllib.request
-from collections.abc import Awaitable, Callable
+from collections.abc import Callable, Coroutine
 from typing import Any
 
 import tidewell
@@ -86,7 +86,7 @@ async def second_start() -> None:
     expect("isDataTrackingEnabled, still opted out", False, tidewell.is_open(Gate.DATA_TRACKING))
     with tidewell.main_queue_on(asyncio.get_running_loop()):
         tidewell.start("DEMO_APP")
-        expect("sync", SyncOutcome.NOT_DUE, tidewell.sync_status().outcome)
+        expect("sync", SyncOutcome.NOT_DUE, tidewell.get_sync_status().outcome)
         configure('{"a_s": "allowed", "e_b_c": 5}')
         tidewell.post(tidewell.NOTIFICATION_USER_RESET)
         tidewell.post(tidewell.NOTIFICATION_UPDATE_MODULES)
@@ -124,22 +124,17 @@ async def offline_start() -> None:
     expect("events per batch, from the archive", 5, tidewell.get_number(Number.EVENTS_PER_BATCH))
 
 
-CHAPTERS: dict[str, Callable[[], Awaitable[None]]] = {
+CHAPTERS: dict[str, Callable[[], Coroutine[Any, Any, None]]] = {
     "First start": first_start,
     "Second start": second_start,
     "A start with the option offline": offline_start,
 }
 
 
-async def tell(chapter: str) -> None:
-    """Runs one chapter in this process."""
-    await CHAPTERS[chapter]()
-
-
 def main() -> int:
     """Runs the chapter that the command line names, or all of them, each in a process of its own."""
     if len(sys.argv) > 1:
-        asyncio.run(tell(sys.argv[1]))
+        asyncio.run(CHAPTERS[sys.argv[1]]())
         return wrong_answers != 0
     configure(CONFIGURATION)
     failed = 0

@@ -2,8 +2,9 @@
 """Tidewell Core for hosts in Python: the C interface (tidewell/c/tidewell.h) through ctypes.
 
 Functions have the names of the C interface without its prefix. Each one may be called from any thread. A call that the library refuses
-raises `TidewellError`; text with a NUL raises `ValueError`. Callbacks run on the thread that the function names; what they raise is
-printed, because an exception cannot pass through C.
+raises `TidewellError`; text with a NUL raises `ValueError`, and an argument of another type or a number that its type cannot hold
+`ctypes.ArgumentError`. Callbacks run on the thread that the function names; what they raise is printed, because an exception cannot pass
+through C.
 
 How the binding works, for those who write one for another language:
 
@@ -12,6 +13,7 @@ How the binding works, for those who write one for another language:
 - The C functions that call back into Python exist once per kind of callback and are never freed, so the library never holds a pointer
   to a function that is gone.
 - C ends a text at its first NUL, so texts with one are refused here, before they get there.
+- ctypes truncates integers to the size of their type, so others are refused here, too.
 - Texts that the library hands out are copied and freed at once.
 - ctypes releases the interpreter's lock during every call, so a callback on a thread of the library can take it.
 - `atexit` ends all callbacks before the interpreter ends, because none may run after that.
@@ -476,13 +478,29 @@ _PROTOTYPES: dict[str, tuple[Any, ...]] = {
 }
 
 
+@dataclass(frozen=True)
+class _Integer:
+    """The type of an integer argument that refuses what it cannot hold."""
+
+    kind: Any
+
+    def from_param(self, value: Any) -> Any:
+        argument = self.kind(value)
+        if argument.value != value:
+            raise OverflowError(f"{value} is out of range")
+        return argument
+
+
+_INTEGERS = {c_int32, c_int64, c_size_t, c_uint16, c_uint64}
+
+
 def _load() -> ctypes.CDLL:
     """The library of the system, or the one that TIDEWELL_C_LIBRARY names."""
     library = ctypes.CDLL(os.environ.get("TIDEWELL_C_LIBRARY", "libTidewellC.so.1"))
     for name, (result, *arguments) in _PROTOTYPES.items():
         function = getattr(library, name)
         function.restype = result
-        function.argtypes = arguments
+        function.argtypes = [_Integer(each) if each in _INTEGERS else each for each in arguments]
     return library
 
 
@@ -775,12 +793,12 @@ def update_config() -> None:
     _check(_c.tdw_update_config())
 
 
-def sync_outcome() -> SyncOutcome:
+def get_sync_outcome() -> SyncOutcome:
     """What the last sync came to."""
     return SyncOutcome(_c.tdw_get_sync_outcome())
 
 
-def sync_status() -> SyncStatus:
+def get_sync_status() -> SyncStatus:
     """The same with details."""
     status = _taken_json(_c.tdw_get_sync_status)
     if status is None:
@@ -809,7 +827,7 @@ async def synced() -> SyncStatus:
     loop = asyncio.get_running_loop()
     changed = asyncio.Event()
     with observe_sync(lambda _: loop.call_soon_threadsafe(changed.set)):
-        while (status := sync_status()).outcome == SyncOutcome.IN_FLIGHT:
+        while (status := get_sync_status()).outcome == SyncOutcome.IN_FLIGHT:
             await changed.wait()
             changed.clear()
     return status
