@@ -281,11 +281,9 @@ class TIDEWELL_EXPORT Value {
 // standard does not define either. Both hold for each supported compiler, because an array or dictionary is
 // exactly its shared pointer, whose address is recorded nowhere, and because compilers let the members of a
 // union alias. In exchange, copies and moves, which are inlined everywhere, take half the code.
-template <class... T>
-inline constexpr bool isExactlyASharedPointer =
-    ((std::is_standard_layout_v<T> && sizeof(T) == sizeof(SharedPointer)) && ...);
-static_assert(isExactlyASharedPointer<SharedPointer, Array, Dictionary> &&
-              sizeof(SharedPointer) <= sizeof(std::int64_t));
+static_assert(std::is_standard_layout_v<Array> && sizeof(Array) == sizeof(SharedPointer));
+static_assert(std::is_standard_layout_v<Dictionary> && sizeof(Dictionary) == sizeof(SharedPointer));
+static_assert(sizeof(SharedPointer) <= sizeof(std::int64_t));
 
 struct Dictionary::Entry {
   std::string key;
