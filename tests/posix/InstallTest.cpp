@@ -225,11 +225,14 @@ TEST_F(InstallTest, TheTimeZoneComesFromTzOrTheSystemAndFollowsChanges) {
   setenv("TZ", "Asia/Kolkata", 1);
   const std::string file = folder + "/usr/share/zoneinfo/Asia/Kolkata";
   const std::string tooFew = zoneFile(1, "X").substr(0, 100);
+  std::string tooFar = zoneFile(1, "X");
+  tooFar.replace(tooFar.find(number(4321, 4)), 4, number(0x80000000, 4));
   for (const auto& [content, offset] : {std::pair(zoneFile(1, "IST-5:30"), 4321),
                                         {zoneFile(1ull << 40, ""), 1234},
                                         {zoneFile(1, "CET-1CEST,M3.5.0,M10.5.0/3"), 19800},
                                         {"TZif2" + std::string(39, '\xff') + zoneFile(1, "X"), 19800},
-                                        {tooFew, 19800}}) {
+                                        {tooFew, 19800},
+                                        {tooFar, 19800}}) {
     writeFile(file, content);
     EXPECT_EQ(PosixPlatform(machine()).clock().systemTimeZone().secondsFromGMTForDate({1e9 + 8e8}), offset);
   }

@@ -38,6 +38,15 @@ TEST_F(QueueTest, OwnThreadsKeepTheOrderAndSurviveExceptions) {
   EXPECT_EQ(countReports(), 2u) << "one per exception";
 }
 
+TEST_F(QueueTest, ACancelledThreadMayDestroyAPlatform) {
+  auto platform = std::make_unique<PosixPlatform>(options());
+  std::thread([&] {
+    pthread_cancel(pthread_self());
+    platform.reset();
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+  }).join();
+}
+
 TEST_F(QueueTest, TheDescriptorSignalsWorkAndOnlyOneThreadDrains) {
   PosixPlatform platform(options());
   Queue& queue = platform.mainQueue();

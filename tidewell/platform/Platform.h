@@ -84,10 +84,10 @@ class TIDEWELL_EXPORT Platform {
 /// Conditions under which the SDK cannot work at all.
 enum class Trouble : std::uint8_t {
   noNetworkModule,
-  noUnicodeModule,
   noCertificates,
   noContainer,
-  secondPlatform
+  secondPlatform,
+  noUnicodeModule
 };
 inline constexpr std::string_view kSecondPlatform = "not installed: a platform is installed already";
 /// Writes a line to the console of the current platform whatever the log level, and at most once per process

@@ -27,7 +27,7 @@ const Property* Class::property(std::string_view name) const {
 }
 
 Class* allocateClassPair(Class* superclass, std::string_view name, std::size_t extraBytes) {
-  static_cast<void>(classNamed(name));  // declares it if that was left for now
+  static_cast<void>(classNamed(name));  // declares a class whose declaration was deferred
   return Registry::shared().allocate(superclass, name, extraBytes);
 }
 void registerClassPair(Class& made) { Registry::shared().registerPair(made); }

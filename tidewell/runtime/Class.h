@@ -100,7 +100,8 @@ TIDEWELL_EXPORT void registerClassPair(Class& made);
 /// The registered class with that name; null if there is none. A C++ type's class exists once `classOf<T>()`
 /// has been called.
 [[nodiscard]] TIDEWELL_EXPORT Class* classNamed(std::string_view name);
-/// Has `declare`, which declares the class with that name, called by the first look-up of the name.
+/// Defers the declaration of a class until its name is looked up: that calls `declare`, which declares it and
+/// may be called by several threads at once. A later call for the same name has no effect.
 TIDEWELL_EXPORT void declareWhenNamed(std::string_view name, Class& (*declare)());
 
 /// Adds the implementation of `from` under a selector. Returns false if the class itself (not an ancestor)

@@ -366,7 +366,7 @@ class JsonReader {
     const std::size_t start = at_++;
     const char letter = peek();
     const std::size_t index = kLetters.find(letter);
-    if (index != std::string_view::npos && letter != '\0') {
+    if (index != std::string_view::npos) {
       ++at_;
       scratch_ += kMeanings[index];
       return true;
@@ -377,7 +377,7 @@ class JsonReader {
     if (!readUnit(units[0], start)) return false;
     if (units[0] >= 0xD800 && units[0] < 0xDC00) {
       ++count;
-      if (peek() != '\\' || text_.substr(at_, 2) != "\\u") return fail(problems::kSurrogatePair, start);
+      if (text_.substr(at_, 2) != "\\u") return fail(problems::kSurrogatePair, start);
       ++at_;
       if (!readUnit(units[1], start)) return false;
       if (units[1] < 0xDC00 || units[1] >= 0xE000) return fail(problems::kSurrogatePair, start);
@@ -602,10 +602,6 @@ std::size_t illFormedAt(std::string_view bytes) {
 JsonPlaces::JsonPlaces(std::string_view bytes) {
   const Encoding encoding = detectEncoding(bytes);
   text = bytes.substr(encoding.markLength);
-  if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
-    problem = "The text is too long.";
-    return;
-  }
   if (encoding.unitSize != 1) {
     const std::optional<std::u16string> units = unitsOf(text, encoding);
     text = {};
@@ -615,6 +611,7 @@ JsonPlaces::JsonPlaces(std::string_view bytes) {
     problem = "The text is not well-formed UTF-8.";
     problemAt = illFormedAt(text);
   }
+  if (text.size() > std::numeric_limits<std::uint32_t>::max()) problem = "The text is too long.";
   if (!problem.empty()) return;
   JsonReader reader(text, this);
   root = reader.read();

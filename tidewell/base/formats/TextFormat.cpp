@@ -292,13 +292,13 @@ class Formatter {
     const auto print = [&] {
       return std::snprintf(digits.data(), digits.size() + 1, pattern, precision, magnitude);
     };
-    auto length = static_cast<std::size_t>(inCLocale(print));
-    if (length > digits.size()) {
-      digits.resize(length);
-      length = static_cast<std::size_t>(inCLocale(print));
+    int length = inCLocale(print);
+    if (length > static_cast<int>(kUsualDigits)) {
+      digits.resize(static_cast<std::size_t>(length));
+      length = inCLocale(print);
     }
-    if (length > digits.size()) throw std::bad_alloc();  // -1: out of memory
-    digits.resize(length);
+    if (length < 0) throw std::bad_alloc();
+    digits.resize(static_cast<std::size_t>(length));
     appendNumber(conversion, sign, digits, conversion.zero ? Filling::zeros : Filling::blanks);
   }
 

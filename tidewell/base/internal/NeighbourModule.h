@@ -30,7 +30,7 @@ class NeighbourModule {
 
   /// Loads the module and finds a function in it. Null, with the reason in `problem`, on failure. The module
   /// is never unloaded, because it has threads.
-  void* function(const char* name, std::string& problem) {
+  void* function(const char* name, std::string& problem) const {
     if (!canLoadLibraries()) {
       problem = "the process was forked while a library was being loaded";
       return nullptr;

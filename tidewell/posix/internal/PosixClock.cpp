@@ -20,8 +20,11 @@ namespace {
 
 constexpr std::size_t kMaximumZoneFileBytes = 1u << 20;
 
+/// No place on Earth is farther from GMT.
+constexpr std::int64_t kMaximumOffset = 18 * 3600;
+
 using base::detail::isAsciiDigit;
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+using base::detail::isAsciiLetter;
 
 /// Removes up to three digits from the front of a text; no value if there are none.
 std::optional<int> takeNumber(std::string_view& text) {
@@ -44,7 +47,7 @@ std::optional<std::int32_t> standardOffsetOfRule(std::string_view rule) {
     if (nameLength == std::string_view::npos) return std::nullopt;
     ++nameLength;
   } else {
-    while (nameLength < rule.size() && isLetter(rule[nameLength])) ++nameLength;
+    while (nameLength < rule.size() && isAsciiLetter(rule[nameLength])) ++nameLength;
   }
   if (nameLength < 3) return std::nullopt;
   rule.remove_prefix(nameLength);
@@ -136,7 +139,7 @@ std::optional<base::TimeZone::KnownOffset> offsetInZoneFile(std::string_view fil
   if (!file.starts_with("TZif") || file.size() < 44 || file[4] < '2' || !file.ends_with('\n'))
     return std::nullopt;
   const ZoneBlock old(file, 0, 4);  // for readers of 32-bit times
-  if (old.end >= file.size()) return std::nullopt;
+  if (old.end >= file.size() || !file.substr(old.end).starts_with("TZif")) return std::nullopt;
   const ZoneBlock block(file, old.end, 8);
   const std::size_t times = block.counts[3], types = block.counts[4];
   if (block.end >= file.size() || types == 0) return std::nullopt;
@@ -156,6 +159,7 @@ std::optional<base::TimeZone::KnownOffset> offsetInZoneFile(std::string_view fil
       passed == 0 ? 0 : static_cast<unsigned char>(file[block.begin + times * 8 + passed - 1]);
   if (type >= types) return std::nullopt;
   const std::int64_t offset = NumberReader(file, block.begin + times * 9 + type * 6).next(4);
+  if (offset < -kMaximumOffset || offset > kMaximumOffset) return std::nullopt;
   return base::TimeZone::KnownOffset{from, until, static_cast<std::int32_t>(offset)};
 }
 

@@ -8,31 +8,24 @@
 namespace tidewell::posix {
 namespace {
 
-int makeEvent() noexcept { return eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); }
+Descriptor makeEvent() noexcept { return Descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)); }
 
 }  // namespace
 
-WakeUp::WakeUp() noexcept : readEnd_(makeEvent()), writeEnd_(readEnd_) {}
-
-WakeUp::~WakeUp() {
-  if (readEnd_ >= 0) close(readEnd_);
-}
+WakeUp::WakeUp() noexcept : readEnd_(makeEvent()) {}
 
 void WakeUp::signal() noexcept {
-  if (writeEnd_ >= 0) static_cast<void>(eventfd_write(writeEnd_, 1));
+  if (readEnd_) static_cast<void>(eventfd_write(readEnd_.number(), 1));
 }
 
 void WakeUp::clear() noexcept {
   eventfd_t count = 0;
-  if (readEnd_ >= 0) static_cast<void>(eventfd_read(readEnd_, &count));
+  if (readEnd_) static_cast<void>(eventfd_read(readEnd_.number(), &count));
 }
 
 void WakeUp::separateFromParent() noexcept {
-  if (readEnd_ < 0) return;
-  const int own = makeEvent();
-  if (own < 0) return;
-  dup3(own, readEnd_, O_CLOEXEC);
-  close(own);
+  if (!readEnd_) return;
+  if (const Descriptor own = makeEvent()) dup3(own.number(), readEnd_.number(), O_CLOEXEC);
 }
 
 }  // namespace tidewell::posix

@@ -20,8 +20,8 @@ Descriptor withoutBlocking(int socket) noexcept {
 
 }  // namespace
 
-const short kPeerShutDown =
-    0;  // `poll` always reports a closed connection, but not that only the peer shut it down
+// `poll` always reports a closed connection, but not that only the peer shut it down.
+const short kPeerShutDown = 0;
 
 Descriptor openTcpSocket() noexcept { return withoutBlocking(socket(AF_INET, SOCK_STREAM, 0)); }
 
