@@ -1,46 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <signal.h>
-#include <sys/prctl.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
+#include "BackendProcess.h"
 #include "Ratio.h"
 #include "tidewell/c/tidewell.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/TWNetworkRequest.h"
-#include "tidewell/testing/StandInBackend.h"
 
 // The C interface beside the operations that it calls.
 namespace {
 
 using namespace tidewell;
 
-/// Starts a backend in a child that ends with this process. Returns its port.
-std::uint16_t startBackend(const std::string& authority) {
-  int ends[2];
-  if (pipe(ends) != 0) std::abort();
-  if (fork() == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    testing::StandInBackendOptions options;
-    options.caFile = authority;
-    testing::StandInBackend backend(options);
-    const std::uint16_t port = backend.port();
-    if (write(ends[1], &port, sizeof port) != sizeof port) std::abort();
-    for (;;) pause();
-  }
-  std::uint16_t port = 0;
-  if (read(ends[0], &port, sizeof port) != sizeof port) std::abort();
-  return port;
-}
-
 void install(const std::string& folder) {
   tdw_options* const options = tdw_options_create();
   const std::string authority = folder + "/ca.pem";
-  const std::uint16_t port = startBackend(authority);
+  testing::StandInBackendOptions backend;
+  backend.caFile = authority;
+  const std::uint16_t port = bench::startBackend(backend);
   tdw_options_set_bundle_identifier(options, "org.example.bench");
   tdw_options_set_version(options, "1");
   tdw_options_set_data_home(options, folder.c_str());

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <dirent.h>
 #include <malloc.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -18,10 +15,10 @@
 #include <thread>
 #include <utility>
 
+#include "BackendProcess.h"
 #include "BareClient.h"
 #include "Ratio.h"
 #include "tidewell/posix/PosixPlatform.h"
-#include "tidewell/testing/StandInBackend.h"
 
 // The URL session beside a bare libcurl multi handle, against a backend in a process of its own.
 namespace {
@@ -53,14 +50,11 @@ testing::StandInFault fault(const char* text) {
 /// Starts a backend in a child that ends with this process.
 Server startServer(const std::string& folder, bool closesConnections) {
   const std::string authority = folder + (closesConnections ? "/closing.pem" : "/keeping.pem");
-  int ends[2];
-  if (pipe(ends) != 0) std::abort();
-  if (fork() == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    testing::StandInBackendOptions options;
-    options.extraHosts = {kHost};
-    options.caFile = authority;
-    testing::StandInBackend backend(options);
+  testing::StandInBackendOptions options;
+  options.extraHosts = {kHost};
+  options.caFile = authority;
+  Server server;
+  server.port = bench::startBackend(options, [&](testing::StandInBackend& backend) {
     for (const char* page : {kPage, kLatePage}) {
       backend.setResource(page, std::string(2048, 'x'), "text/plain");
     }
@@ -71,12 +65,7 @@ Server startServer(const std::string& folder, bool closesConnections) {
       closing.headers = {{"Connection", "close"}};
       backend.addFault(closing);
     }
-    const std::uint16_t port = backend.port();
-    if (write(ends[1], &port, sizeof port) != sizeof port) std::abort();
-    for (;;) pause();
-  }
-  Server server;
-  if (read(ends[0], &server.port, sizeof server.port) != sizeof server.port) std::abort();
+  });
   server.caFile = authority + ".all";
   std::ofstream(server.caFile) << bytesOf("/etc/ssl/certs/ca-certificates.crt") << bytesOf(authority);
   return server;

@@ -48,14 +48,18 @@ TEST_F(CInterfaceTest, TheLifeOfAnApplication) {
        installed + "6 .\"outcome\":6,\"\n" + literally(kDefaultAnswers)},
       {{"install", "start A", "answers", "request"},
        {"TIDEWELL_DISABLED=1"},
-       installed + literally(kDefaultAnswers) + "TDW_NOT_INSTALLED \n"}};
+       installed + literally(kDefaultAnswers) + "TDW_NOT_INSTALLED \n"},
+      {{"install", "start A", "request", "consent 1", "request", "reset", "sync", "consent 0", "request"},
+       {"HOST_CONSENT=1"},
+       installed + "TDW_OK no null\n1\nTDW_OK yes .\"messages\":..}\n\n3 .\"outcome\":3,\"\n0\n" +
+           "TDW_OK no null\n"}};
   for (const Row& row : rows) check({row.commands, row.environment, row.output + kEnd});
   for (const auto& request : backend.requests()) {
     EXPECT_EQ(::testing::PrintToString(request.problems), "{}");
     if (request.service != 7) continue;
     EXPECT_EQ(request.query + request.header("X").value_or("") + request.body, "q=1y{\"k\":[1]}");
   }
-  EXPECT_EQ(backend.requestCount(), 2u);
+  EXPECT_EQ(backend.requestCount(), 4u);
 }
 
 TEST_F(CInterfaceTest, MessagesReachTheFunctionsThatRespond) {

@@ -4,7 +4,7 @@
 // the contexts of all callbacks.
 //
 // The environment chooses: HOST_CA and HOST_PORT name the backend, HOST_LOOP makes this program run the main
-// queue.
+// queue, HOST_OFFLINE and HOST_CONSENT set the options of these names.
 #define _DEFAULT_SOURCE
 #include <poll.h>
 #include <pthread.h>
@@ -144,7 +144,11 @@ static void fetching(void* context, const char* json, tdw_token token) {
   called(context, "fetching", json);
 }
 
+#include "Calls.h"
+
 // Installation and waiting.
+
+static struct context* openerContext;
 
 static const char* variable(const char* name) { return getenv(name) ? getenv(name) : ""; }
 
@@ -157,6 +161,8 @@ static tdw_options* hostOptions(void) {
   tdw_options_set_version(options, "3.1");
   tdw_options_set_ca_file(options, variable("HOST_CA"));
   tdw_options_set_offline(options, *variable("HOST_OFFLINE") != 0);
+  tdw_options_set_consent_required(options, *variable("HOST_CONSENT") != 0);
+  tdw_options_set_link_opener(options, &opener, openerContext = fresh(), freed);
   tdw_options_set_main_loop(options, *variable("HOST_LOOP") ? TDW_MAIN_LOOP_HOST : TDW_MAIN_LOOP_OWN_THREAD);
   tdw_options_set_screen_size(options, 800, 600);
   for (size_t i = 0; i < COUNT(hosts); ++i) {
@@ -266,17 +272,37 @@ static void messages(void) {
   CHECK(third->calls > before && tdw_remove(interceptor) == TDW_OK && third->frees == 1);
   CHECK(tdw_set_delegate(0, 0, 0) == TDW_OK);
 
-  // Links, on the main queue.
+  // Foreground, background and links, on the main queue.
+  const struct {
+    const char* name;
+    tdw_status (*enter)(void);
+  } states[] = {{TDW_NOTIFICATION_FOREGROUND, tdw_enter_foreground},
+                {TDW_NOTIFICATION_BACKGROUND, tdw_enter_background}};
+  for (size_t i = 0; i < COUNT(states); ++i) {
+    struct context* each = fresh();
+    CHECK(tdw_observe(states[i].name, onNotification, each, freed, 0) == TDW_OK && states[i].enter() == TDW_OK);
+    await(each, 1);
+  }
+  const struct {
+    tdw_link how;
+    const char *url, *received;
+  } links[] = {{TDW_LINK_CUSTOM, "app:custom", "any app:custom"},
+               {TDW_LINK_DEEP, "http://a/deep", "only http://a/deep"},
+               {TDW_LINK_UNIVERSAL, "http://a/", "any http://a/"}};  // no delegate continues it
+  for (size_t i = 0; i < COUNT(links); ++i) {
+    const int asked = callsOf(openerContext);
+    CHECK(tdw_open_link(links[i].how, links[i].url) == TDW_OK);
+    await(openerContext, asked + 2);
+    EXPECT(TDW_OK, links[i].received);
+  }
   double width = 0, height = 0;
   CHECK(tdw_get_screen_size(&width, &height) == TDW_OK && width == 800 && height == 600);
-  CHECK(tdw_open_link(TDW_LINK_CUSTOM, "app:custom") == TDW_OK);
   CHECK(tdw_open_link(TDW_LINK_PAGE, "http://a/") == TDW_OK && tdw_close_page(false) == TDW_OK);
   CHECK(tdw_show_alert("message", "title") == TDW_OK);
   drain();
 }
 
 // Hostile arguments: the rows have the statuses for null and for "". All others are refused.
-#include "Calls.h"
 
 static void arguments(tdw_options* options) {
   static char overlong[TDW_MAXIMUM_TEXT + 2], overlongJson[TDW_MAXIMUM_JSON + 3];
@@ -298,7 +324,7 @@ static void arguments(tdw_options* options) {
       } else if (status != TDW_OK && (each->frees != 1 || each->calls))
         failed(__LINE__, rows[row].name);
     }
-    for (int i = 0; i < 2 && strstr(rows[row].name, "(o,"); ++i) {
+    if (strstr(rows[row].name, "(o,")) {
       struct context* each = fresh();
       if (call(row, 0, "", 0, each) != TDW_INVALID) failed(__LINE__, rows[row].name);
       if (!strstr(rows[row].name, "CB")) --made;
@@ -374,6 +400,11 @@ static void run(char* command, tdw_options* options) {
         tdw_send(TDW_SERVICE_INBOX, "{\"q\":\"1\"}", "{\"X\":\"y\"}", "{\"k\":[1]}", 0, onReply, each, freed);
     if (status == TDW_OK) await(each, 1);
     printf("%s %s", tdw_status_name(status), last);
+  } else if (!strcmp(command, "consent")) {
+    CHECK((*argument == '1' ? tdw_give_consent() : tdw_revoke_consent()) == TDW_OK);
+    printf("%d", tdw_has_consent());
+  } else if (!strcmp(command, "reset")) {
+    CHECK(tdw_user_reset() == TDW_OK && tdw_update_config() == TDW_OK);
   } else if (!strcmp(command, "ids")) {
     CHECK(tdw_set_push_token("token") == TDW_OK && tdw_set_unique_id(argument) == TDW_OK);
     printText("", tdw_get_text(TDW_TEXT_PUSH_TOKEN, 0));
@@ -389,6 +420,8 @@ static void run(char* command, tdw_options* options) {
     awaitFreed();
     for (int i = 0; i < made; ++i) CHECK(contexts[i].frees == 1);
     drain();  // the functions that were pending are not called any more
+    struct context* each = fresh();  // the delegate, which has ended, takes no completion
+    CHECK(tdw_deliver_notification("{}", onFetched, each, freed) == TDW_OK && each->frees == 1);
   } else if (!strcmp(command, "late")) {
     CHECK(tdw_observe("name", onNotification, fresh(), freedLate, 0) == TDW_OK);
   } else if (!strcmp(command, "fork")) {

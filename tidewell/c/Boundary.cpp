@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
 
 #include "tidewell/base/Exception.h"
@@ -84,14 +85,14 @@ char* handedOut(std::optional<std::string_view> text, std::size_t* length) {
 
 std::optional<std::string> jsonOf(const base::Value& value) {
   if (value.isNil()) return std::nullopt;
+  std::string list;  // the writer accepts containers only
   try {
     if (value.array() != nullptr || value.dictionary() != nullptr) return base::dataWithJSONObject(value);
-    const std::string list = base::dataWithJSONObject(base::Array{value});
-    return list.substr(1, list.size() - 2);
+    list = base::dataWithJSONObject(base::Array{value});
   } catch (const base::Exception&) {
-    const std::string list = base::dataWithJSONObject(base::Array{base::validUtf8(value.description())});
-    return list.substr(1, list.size() - 2);
+    list = base::dataWithJSONObject(base::Array{base::validUtf8(value.description())});
   }
+  return list.substr(1, list.size() - 2);
 }
 
 std::optional<std::string> wellFormed(std::optional<std::string> text) {

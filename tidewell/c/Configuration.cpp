@@ -17,7 +17,7 @@ static_assert(kGateCount == TDW_GATE_USER_IN_APP + 1 &&
                   static_cast<int>(Gate::inboxServiceActive) == TDW_GATE_INBOX &&
                   static_cast<int>(Gate::deviceTriggerEnabled) == TDW_GATE_DEVICE_TRIGGER &&
                   static_cast<int>(Gate::userInAppEnabled) == TDW_GATE_USER_IN_APP,
-              "tdw_gates has not the order of kGateRules");
+              "the order of tdw_gates is not that of kGateRules");
 
 /// The lists in the order of `tdw_lists`.
 constexpr base::Value (TWConfigManager::*kLists[])() const = {
@@ -79,8 +79,8 @@ bool tdw_event_is_in(tdw_list list, const char* event) {
 
 const char* tdw_gate_question(tdw_gate gate) {
   const bool isKnown = gate >= 0 && static_cast<std::uint32_t>(gate) < kGateCount;
-  return isKnown ? ruleOf(static_cast<Gate>(gate)).selector.data()
-                 : nullptr;  // a literal, which ends with a NUL
+  // A selector is a literal, which ends with a NUL.
+  return isKnown ? ruleOf(static_cast<Gate>(gate)).selector.data() : nullptr;
 }
 
 char* tdw_get_list(tdw_list list, std::size_t* length) {

@@ -29,29 +29,40 @@ class TableDelegate : public runtime::Subclass<TableDelegate, platform::UIApplic
   TableDelegate(const tdw_delegate& functions, std::shared_ptr<HostContext> context)
       : functions_(functions), context_(std::move(context)) {}
 
-  /// Calls a function of the table. Returns its result, or a default value after the context has ended.
+  /// Calls a function of the table, with a token for a completion. Returns its result; after the context has
+  /// ended a default value, and drops the completion.
   template <class Result, class... Parameters, class... Arguments>
-  Result call(Result (*tdw_delegate::*function)(void*, Parameters...), Arguments... arguments) const {
+  Result call(Result (*tdw_delegate::*function)(void*, Parameters...), const Arguments&... arguments) const {
     if constexpr (std::is_void_v<Result>) {
-      context_->use([&](void* context) { (functions_.*function)(context, arguments...); });
+      context_->use([&](void* context) { (functions_.*function)(context, passed(arguments)...); });
     } else {
       Result result{};
-      context_->use([&](void* context) { result = (functions_.*function)(context, arguments...); });
+      context_->use([&](void* context) { result = (functions_.*function)(context, passed(arguments)...); });
       return result;
     }
   }
 
  private:
+  template <class Argument>
+  static Argument passed(const Argument& argument) {
+    return argument;
+  }
+  static tdw_token passed(const std::shared_ptr<Completion>& completion) { return keep(completion); }
+
   const tdw_delegate functions_;
   const std::shared_ptr<HostContext> context_;
 };
 
 template <class Handler>
-tdw_token keepCompletion(Handler Completion::*member, const Handler& handler) {
+std::shared_ptr<Completion> makeCompletion(Handler Completion::*member, const Handler& handler) {
   auto completion = std::make_shared<Completion>();
   (*completion).*member = handler;
-  return keep(std::move(completion));
+  return completion;
 }
+
+static_assert(static_cast<int>(platform::UIBackgroundFetchResult::newData) == TDW_FETCH_NEW_DATA &&
+              static_cast<int>(platform::UIBackgroundFetchResult::noData) == TDW_FETCH_NO_DATA &&
+              static_cast<int>(platform::UIBackgroundFetchResult::failed) == TDW_FETCH_FAILED);
 
 using platform::UIApplication;
 const TableDelegate& tableOf(runtime::Object& object) { return static_cast<TableDelegate&>(object); }
@@ -78,14 +89,14 @@ void forEachFunction(Visit&& visit) {
           const auto type = wellFormed(activity.activityType());
           return tableOf(self).call(&tdw_delegate::continue_activity, pointerTo(type),
                                     textOf(activity.webpageURL()),
-                                    keepCompletion(&Completion::restored, handler));
+                                    makeCompletion(&Completion::restored, handler));
         });
   visit(&tdw_delegate::handle_background_events, platform::kApplicationHandleEventsForBackgroundURLSession,
         [](runtime::Object& self, UIApplication&, const std::string& identifier,
            const std::function<void()>& handler) {
           const auto session = wellFormed(identifier);
           tableOf(self).call(&tdw_delegate::handle_background_events, pointerTo(session),
-                             keepCompletion(&Completion::completed, handler));
+                             makeCompletion(&Completion::completed, handler));
         });
   visit(&tdw_delegate::did_register, platform::kApplicationDidRegisterForRemoteNotifications,
         [](runtime::Object& self, UIApplication&, const base::Data& token) {
@@ -107,7 +118,7 @@ void forEachFunction(Visit&& visit) {
            const platform::FetchCompletionHandler& handler) {
           const auto json = jsonOf(base::Value(userInfo));
           tableOf(self).call(&tdw_delegate::did_receive_fetching, pointerTo(json),
-                             keepCompletion(&Completion::fetched, handler));
+                             makeCompletion(&Completion::fetched, handler));
         });
 }
 constexpr std::size_t kFunctionCount = 8;
@@ -150,7 +161,9 @@ runtime::Ref makeDelegate(const tdw_delegate& functions, const std::shared_ptr<H
 }
 
 struct Interceptor final : Token {
-  ~Interceptor() override { TWAppDelegateSwizzler::unregisterAppDelegateInterceptorWithID(id); }
+  ~Interceptor() override {
+    if (id) TWAppDelegateSwizzler::unregisterAppDelegateInterceptorWithID(id);
+  }
   runtime::Ref object;
   std::optional<std::string> id;
 };

@@ -25,6 +25,12 @@ void refuseSecondPlatform() {
   throw Refusal{TDW_ALREADY_INSTALLED};
 }
 
+/// The status for an installation that returned no platform. It has reported the complaint.
+tdw_status reasonOfFailure(const tdw_options& options) {
+  if (!complaintAbout(options.posix).empty()) return TDW_INVALID;
+  return platform::Platform::isInstalled() ? TDW_ALREADY_INSTALLED : TDW_NO_MEMORY;
+}
+
 /// Calls one of two operations on the installed platform.
 template <class Headless, class OnDesktop>
 tdw_status onInstalled(Headless onHeadless, OnDesktop onDesktop) noexcept {
@@ -52,10 +58,8 @@ tdw_status tdw_install_posix(const tdw_options* options) {
   return statusOf([&] {
     require(options != nullptr);
     refuseSecondPlatform();
-    const bool isValid = complaintAbout(options->posix).empty();
-    posix::PosixPlatform* const platform = posix::install(options->posix);  // reports the complaint
-    require(isValid);
-    require(platform != nullptr, platform::Platform::isInstalled() ? TDW_ALREADY_INSTALLED : TDW_NO_MEMORY);
+    posix::PosixPlatform* const platform = posix::install(options->posix);
+    if (platform == nullptr) throw Refusal{reasonOfFailure(*options)};
     headless = platform;
   });
 }
@@ -71,11 +75,8 @@ tdw_status tdw_install_desktop(const tdw_options* options) {
       platform::report("the desktop platform cannot be loaded: " + problem);
       throw Refusal{TDW_UNAVAILABLE};
     }
-    const bool isValid = complaintAbout(options->posix).empty();
-    const DesktopControls* controls = nullptr;
-    const tdw_status status = install(*options, controls);
-    require(isValid);
-    require(status == TDW_OK, status);
+    const DesktopControls* const controls = install(*options);
+    if (controls == nullptr) throw Refusal{reasonOfFailure(*options)};
     desktopControls = controls;
   });
 }

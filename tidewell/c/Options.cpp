@@ -11,6 +11,11 @@
 namespace tidewell::c {
 namespace {
 
+static_assert(platform::kServiceHostCount == TDW_SERVICE_HOST_LOGS + 1 &&
+              static_cast<int>(platform::ServiceHost::us) == TDW_SERVICE_HOST_US &&
+              static_cast<int>(platform::ServiceHost::eu) == TDW_SERVICE_HOST_EU &&
+              static_cast<int>(platform::ServiceHost::logs) == TDW_SERVICE_HOST_LOGS);
+
 /// Calls a setter of the headless platform's options.
 template <class Setter, class Value>
 tdw_status set(tdw_options* options, Setter setter, Value value) noexcept {

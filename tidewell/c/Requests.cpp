@@ -17,6 +17,12 @@ static_assert(kServiceCatalogue.size() == TDW_SERVICE_SEND_LOGS + 1 &&
               TWServiceInbox == static_cast<int>(TDW_SERVICE_INBOX) &&
               TWServiceUserInSegment == static_cast<int>(TDW_SERVICE_USER_IN_SEGMENT) &&
               TWServiceSendLogs == static_cast<int>(TDW_SERVICE_SEND_LOGS));
+static_assert(TWLogLevelOff == static_cast<int>(TDW_LOG_LEVEL_OFF) &&
+              TWLogLevelDebug == static_cast<int>(TDW_LOG_LEVEL_DEBUG) &&
+              TWLogLevelExceptionsAndErrors == static_cast<int>(TDW_LOG_LEVEL_EXCEPTIONS_AND_ERRORS));
+static_assert(TWLogSeverityNone == static_cast<int>(TDW_SEVERITY_NONE) &&
+              TWLogSeverityWarning == static_cast<int>(TDW_SEVERITY_WARNING) &&
+              TWLogSeverityError == static_cast<int>(TDW_SEVERITY_ERROR));
 
 TWService requiredService(tdw_service service) { return required<TWService>(service, TDW_SERVICE_SEND_LOGS); }
 

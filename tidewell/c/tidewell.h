@@ -6,31 +6,30 @@
 /// The C interface of Tidewell Core, for hosts in C and for bindings of other languages. C99 or later, or
 /// C++.
 ///
-/// **Threads.** Every function may be called from any thread unless noted. None but `tdw_wait_for_sync` and
-/// `tdw_main_queue_run` waits for anything but a file. A thread that calls must not be cancelled
-/// asynchronously.
+/// **Threads.** Every function may be called from any thread unless noted. `tdw_wait_for_sync`,
+/// `tdw_main_queue_run` and `tdw_end_callbacks` wait; others wait for a file at most, or with the desktop
+/// platform for the keyring. The calling thread must not have asynchronous cancellation enabled.
 ///
-/// **Text.** What goes in is UTF-8 that ends with a NUL and has at most `TDW_MAXIMUM_TEXT` bytes
-/// (`TDW_MAXIMUM_JSON` for JSON); ill-formed UTF-8 and longer text are refused with `TDW_INVALID`. The
-/// library copies what it keeps. A null pointer means "no value"; functions that need one refuse it. What a
-/// function returns as `char *` belongs to the caller, who passes it to `tdw_free`; it is UTF-8, ends with a
-/// NUL, and `length`, if that is not null, receives the number of bytes before that NUL (the text may contain
-/// others; JSON contains none). Null, and length 0, stand for no value and for lack of memory. `const char *`
-/// results are static.
+/// **Text.** Arguments are NUL-terminated UTF-8 of at most `TDW_MAXIMUM_TEXT` bytes (`TDW_MAXIMUM_JSON` for
+/// JSON); ill-formed UTF-8 and longer text are refused with `TDW_INVALID`. The library copies what it keeps.
+/// A null pointer means "no value"; functions that need one refuse it. A `char *` result belongs to the
+/// caller, who passes it to `tdw_free`. It is NUL-terminated UTF-8; `length` receives its number of bytes
+/// unless it is null, since a text may contain further NULs (JSON contains none). The result is null, and the
+/// length 0, if there is no value or memory runs out. `const char *` results are static.
 ///
-/// **Failure.** Nothing is thrown, and no argument ends the process. Functions return a status or, where
-/// noted, a fallback. An exception inside the library is logged and gives `TDW_FAILED`. Numbers outside an
-/// enumeration are refused or give the fallback. Pointers that are neither null nor valid are undefined, as
-/// everywhere in C.
+/// **Failure.** No exception leaves a function, and no argument ends the process. Functions return a status
+/// or, where noted, a fallback. An exception inside the library is logged and gives `TDW_FAILED`. Numbers
+/// outside an enumeration are refused or give the fallback. Passing a pointer that is neither null nor valid
+/// is undefined, as everywhere in C.
 ///
 /// **Callbacks.** A callback is a function with a `context` for it and a `free_context` that releases the
 /// context, each of which may be null except the function. `free_context` is called exactly once: after the
-/// last call of the function has returned, on whichever thread that happens; before the function that took it
-/// returns, if that returns another status than `TDW_OK`; in `tdw_end_callbacks`, or while the process exits
-/// (exit, quick_exit, or a return from main), if it is still pending then. After that the function is not
-/// called any more. The child of a fork frees no context of its parent; _exit and signals free none.
-/// Callbacks run with no lock of the library held, and may call every function. What they receive is valid
-/// until they return. They must not throw. Their code must stay loaded until the context is freed.
+/// last call of the callback has returned, on any thread; before the function that took it returns, if the
+/// status is not `TDW_OK`; or, if it is still pending then, in `tdw_end_callbacks` or while the process exits
+/// (exit, quick_exit, or a return from main). The callback is not called afterwards. The child of a fork
+/// frees no context of its parent; _exit and signals free none. Callbacks run with no lock of the library
+/// held, and may call every function. Their arguments are valid until they return. They must not throw. Their
+/// code must stay loaded until the context is freed.
 ///
 /// **The main queue.** Most callbacks run on the main queue: with `TDW_MAIN_LOOP_OWN_THREAD` on a thread of
 /// the library, with `TDW_MAIN_LOOP_HOST` on the thread that calls `tdw_main_queue_poll` or
@@ -51,21 +50,21 @@
 extern "C" {
 #endif
 
-/// The most bytes of a text that is passed in, without its NUL.
+/// The maximum length of a text argument in bytes, without its NUL.
 #define TDW_MAXIMUM_TEXT 1048576
-/// The most bytes of a JSON text that is passed in, without its NUL.
+/// The maximum length of a JSON argument in bytes, without its NUL.
 #define TDW_MAXIMUM_JSON 16777216
 
 // Enumerations are passed as 32-bit numbers, so that their size depends on no compiler's options.
 
-/// What came of a call. Later versions may add values; treat an unknown one as `TDW_FAILED`.
+/// The result of a call. Later versions may add values; treat an unknown one as `TDW_FAILED`.
 enum tdw_statuses {
   TDW_OK = 0,
   TDW_INVALID = 1,            ///< an argument is null, ill-formed, too long or out of range
   TDW_NO_MEMORY = 2,          ///< nothing has changed
   TDW_FAILED = 3,             ///< an exception was caught; the log has its reason
-  TDW_NOT_INSTALLED = 4,      ///< no platform was installed through this interface, or it has no such thing
-  TDW_ALREADY_INSTALLED = 5,  ///< another platform is installed, and stays
+  TDW_NOT_INSTALLED = 4,      ///< no platform is installed, or the SDK is off
+  TDW_ALREADY_INSTALLED = 5,  ///< another platform is installed, and remains
   TDW_UNAVAILABLE = 6,        ///< this build or this machine lacks what was asked for
   TDW_TIMED_OUT = 7,
   TDW_WOULD_DEADLOCK = 8,  ///< the wait could not have ended on this thread
@@ -79,7 +78,7 @@ TDW_EXPORT const char* tdw_status_name(tdw_status status);
 /// The version of the library, such as "1.0.0". Never null.
 TDW_EXPORT const char* tdw_version(void);
 
-/// Frees what this library returned as `char *`. Ignores null.
+/// Frees a `char *` result. Ignores null.
 TDW_EXPORT void tdw_free(void* pointer);
 
 /// Releases the context of a callback. Called with the context, which may be null.
@@ -88,31 +87,32 @@ typedef void (*tdw_free_context)(void* context);
 /// Frees the contexts of all callbacks that are still pending; none of their functions is called afterwards.
 /// Waits until those that are running on other threads have returned and their contexts are freed; inside a
 /// callback it does not wait, and they are freed there. For runtimes that must not be called while the
-/// process exits: call it before the runtime ends, without a lock that a callback needs. Callbacks can be
-/// registered again afterwards.
+/// process exits: call it before the runtime ends, without holding a lock that a callback needs. Callbacks
+/// can be registered again afterwards.
 TDW_EXPORT void tdw_end_callbacks(void);
 
 /// Identifies an observation, an interceptor or a completion. Never reused. 0 is none.
 typedef uint64_t tdw_token;
 
 /// Ends an observation (`tdw_observe`, `tdw_observe_sync`) or removes an interceptor (`tdw_add_interceptor`).
-/// Its function is not called afterwards, unless a call has begun on another thread. May be called inside it.
+/// Its callback is not called afterwards, except for a call that has begun on another thread. May be called
+/// inside the callback.
 /// `TDW_NOT_FOUND` for another number, and the second time.
 TDW_EXPORT tdw_status tdw_remove(tdw_token token);
 
 // Options and installation.
 
 /// The settings of a platform, given once, at installation. For one thread at a time. All setters return
-/// `TDW_INVALID`, and change nothing, for null options and for text that is refused; they check nothing else:
-/// see `tdw_options_complaint`. A null text restores the default.
+/// `TDW_INVALID`, and change nothing, for null options and for arguments that are refused. Whether a value is
+/// valid is checked by `tdw_options_complaint` and at installation. A null text restores the default.
 typedef struct tdw_options tdw_options;
 
 /// Options with default values; null if memory runs out. The caller passes them to `tdw_options_destroy`.
 TDW_EXPORT tdw_options* tdw_options_create(void);
-/// Ignores null. Options may be destroyed as soon as a platform was installed with them.
+/// Ignores null. Options may be destroyed as soon as the installation has returned.
 TDW_EXPORT void tdw_options_destroy(tdw_options* options);
-/// Why an installation would refuse these options: the option, its value and what would be right. Null if
-/// they are valid, or null themselves.
+/// Why an installation would refuse these options: the option, its value and what would be valid. Null for
+/// valid options, and for null.
 TDW_EXPORT char* tdw_options_complaint(const tdw_options* options, size_t* length);
 
 /// The identifier of the application, such as "org.example.shop". Required.
@@ -153,8 +153,8 @@ TDW_EXPORT tdw_status tdw_options_add_connection_override(tdw_options* options, 
 /// The largest response body, in bytes after decoding. Default: 16 MiB.
 TDW_EXPORT tdw_status tdw_options_set_maximum_body_bytes(tdw_options* options, size_t bytes);
 
-/// Opens links for an application. A table of functions that may grow: `size` is what the host knows of it. A
-/// null function counts as one that returns false.
+/// Opens links for an application. A table of functions to which later versions may append: `size` is its
+/// size in the version that the host was compiled with. A null function counts as one that returns false.
 typedef struct tdw_link_opener {
   size_t size;  ///< sizeof(tdw_link_opener)
   /// Whether a program opens the URL. Any thread; must not wait for another program.
@@ -205,8 +205,8 @@ TDW_EXPORT tdw_status tdw_options_set_hosts_from_environment(tdw_options* option
 TDW_EXPORT tdw_status tdw_options_set_follows_windows(tdw_options* options, bool follows);
 /// Desktop platform only: whether keychain items are stored in the session's Secret Service. Default: true.
 TDW_EXPORT tdw_status tdw_options_set_uses_secret_service(tdw_options* options, bool uses);
-/// Desktop platform only: after how many seconds a page without content stops loading. Refuses what is not a
-/// positive, finite number. Default: 60.
+/// Desktop platform only: after how many seconds a page without content stops loading. Refuses all but
+/// positive, finite numbers. Default: 60.
 TDW_EXPORT tdw_status tdw_options_set_page_timeout(tdw_options* options, double seconds);
 
 /// Installs the headless platform, once per process, before everything else. `TDW_INVALID` for null and for
@@ -217,7 +217,7 @@ TDW_EXPORT tdw_status tdw_install_posix(const tdw_options* options);
 /// `tdw_install_posix`; `TDW_UNAVAILABLE` if the library was built without it, or its module cannot be
 /// loaded.
 TDW_EXPORT tdw_status tdw_install_desktop(const tdw_options* options);
-/// Whether a platform is installed, by whatever language.
+/// Whether a platform is installed, also by code in another language. False if the SDK is off.
 TDW_EXPORT bool tdw_is_installed(void);
 /// Whether options or environment turned the SDK off; false before installation.
 TDW_EXPORT bool tdw_is_disabled(void);
@@ -239,7 +239,7 @@ TDW_EXPORT size_t tdw_main_queue_run(int64_t milliseconds);
 /// Runs a function on the main queue, after this call has returned. `TDW_NOT_INSTALLED` without a platform.
 TDW_EXPORT tdw_status tdw_main_queue_add(tdw_function function, void* context, tdw_free_context free_context);
 
-/// The host calls these when the application enters or leaves the foreground. `TDW_NOT_INSTALLED` without a
+/// Reports that the application enters or leaves the foreground. `TDW_NOT_INSTALLED` without a
 /// platform that was installed through this interface.
 TDW_EXPORT tdw_status tdw_enter_foreground(void);
 TDW_EXPORT tdw_status tdw_enter_background(void);
@@ -250,16 +250,17 @@ TDW_EXPORT tdw_status tdw_enter_background(void);
 TDW_EXPORT tdw_status tdw_start(const char* app_id);
 /// Makes the next sync of the configuration due.
 TDW_EXPORT tdw_status tdw_user_reset(void);
-/// Sends all further data to another data centre; returns after writing. Other numbers are refused.
+/// The data centres.
 enum tdw_regions { TDW_REGION_SERV3 = 0, TDW_REGION_EUROPE = 1, TDW_REGION_DEFAULT = 2 };
 typedef int32_t tdw_region;
+/// Sends all further data to another data centre; returns after writing.
 TDW_EXPORT tdw_status tdw_set_region(tdw_region region);
 /// Fallback: `TDW_REGION_DEFAULT`.
 TDW_EXPORT tdw_region tdw_get_region(void);
 /// Shares request parameters with the application's extensions. Ignored for "" and while the account is
 /// inactive. Null is refused.
 TDW_EXPORT tdw_status tdw_set_app_group(const char* app_group);
-/// Records the user's consent to requests (`tdw_options_set_consent_required`), or its end.
+/// Stores that the user consents to requests (`tdw_options_set_consent_required`), or no longer does.
 TDW_EXPORT tdw_status tdw_give_consent(void);
 TDW_EXPORT tdw_status tdw_revoke_consent(void);
 /// Fallback: false.
@@ -290,7 +291,7 @@ TDW_EXPORT tdw_status tdw_set_unique_id(const char* unique_id);
 
 // Syncs of the configuration.
 
-/// What a sync came to.
+/// The outcome of a sync.
 enum tdw_sync_outcomes {
   TDW_SYNC_NEVER_TRIED = 0,
   TDW_SYNC_NOT_DUE = 1,
@@ -336,7 +337,8 @@ enum tdw_gates {
   TDW_GATE_USER_IN_APP = 9
 };
 typedef int32_t tdw_gate;
-/// The answer of a gate; never waits. Fallback, for an unknown number or without memory: false.
+/// The answer of a gate; never waits, but for the file of the configuration at the first use. Fallback, for
+/// an unknown number or if memory runs out: false.
 TDW_EXPORT bool tdw_is_open(tdw_gate gate);
 /// The question by which `tdw_explain` knows a gate, such as "isAccountActive"; null for an unknown number.
 TDW_EXPORT const char* tdw_gate_question(tdw_gate gate);
@@ -350,13 +352,13 @@ enum tdw_lists {
   TDW_LIST_RESTRICTED_ID_EXPRESSIONS = 4
 };
 typedef int32_t tdw_list;
-/// Whether an event is in one of the first three lists; never waits. Fallback, for another list and for text
-/// that is null or refused: false.
+/// Whether an event is in one of the first three lists; waits as `tdw_is_open`. Fallback, for another list
+/// and for text that is null or refused: false.
 TDW_EXPORT bool tdw_event_is_in(tdw_list list, const char* event);
 /// The value as JSON. A configuration may hold a value that is no list. Null if not set.
 TDW_EXPORT char* tdw_get_list(tdw_list list, size_t* length);
 
-/// Numbers of the configuration: seconds, except the last.
+/// Numbers of the configuration, in seconds except the last.
 enum tdw_numbers {
   TDW_NUMBER_INBOX_EXPIRY = 0,
   TDW_NUMBER_PERIODIC_SYNC = 1,
@@ -386,7 +388,7 @@ TDW_EXPORT tdw_restriction tdw_get_restriction(const char* unique_id);
 /// ID it is asked about. Null for another question, and for text that is refused. May wait for a file.
 TDW_EXPORT char* tdw_explain(const char* question, const char* argument, size_t* length);
 
-/// What the user can opt out of.
+/// The features that a user can opt out of.
 enum tdw_opt_outs { TDW_OPT_OUT_DATA_TRACKING = 0, TDW_OPT_OUT_PUSH = 1, TDW_OPT_OUT_IN_APP = 2 };
 typedef int32_t tdw_opt_out;
 /// Returns after writing.
@@ -422,8 +424,8 @@ TDW_EXPORT char* tdw_get_parameters(tdw_service service, size_t* length);
 typedef void (*tdw_reply)(void* context, bool success, const char* json);
 /// Sends a request. `parameters` (of the URL), `headers` and `body` are JSON objects or null; the values of
 /// the first two are strings. `path_component` is appended to the service's path. The reply comes exactly
-/// once, on the main queue (for the log service on a thread of the library), unless the status is another
-/// than `TDW_OK`, or the process ends before. A null `reply` is allowed.
+/// once, on the main queue (for the log service on a thread of the library), unless the status is not
+/// `TDW_OK` or the callbacks end first (`tdw_end_callbacks`, exit). A null `reply` is allowed.
 TDW_EXPORT tdw_status tdw_send(tdw_service service, const char* parameters, const char* headers,
                                const char* body, const char* path_component, tdw_reply reply, void* context,
                                tdw_free_context free_context);
@@ -458,7 +460,7 @@ TDW_EXPORT bool tdw_log_writes(tdw_severity severity);
 /// Writes a line to the console, if the level permits. Null is refused.
 TDW_EXPORT tdw_status tdw_log(tdw_severity severity, const char* message);
 /// The same, and sends the line with a stack trace (or null) to the log service if the configuration enables
-/// that, whatever the level: it must contain nothing that may not leave the device. Does not wait.
+/// that, whatever the level: it must not contain data that may not leave the device. Does not wait.
 TDW_EXPORT tdw_status tdw_log_and_ship(tdw_severity severity, const char* message, const char* stack_trace);
 
 // Notifications inside the application.
@@ -490,10 +492,10 @@ TDW_EXPORT tdw_status tdw_observe(const char* name, tdw_observer observer, void*
 
 // The application's delegate, and interceptors of sibling modules.
 
-/// The messages to an application: the delegate's methods, and an interceptor's. A table of functions that
-/// may grow: `size` is what the host knows of it. A null function means that the object does not respond to
-/// the message. All are called on the thread that delivers the message: the main thread. JSON arguments are
-/// objects unless noted.
+/// The messages to an application: the methods of a delegate or an interceptor. A table of functions to which
+/// later versions may append: `size` is its size in the version that the host was compiled with. A null
+/// function means that the object does not respond to the message. All are called on the thread that delivers
+/// the message: the main thread. JSON arguments are objects unless noted.
 typedef struct tdw_delegate {
   size_t size;  ///< sizeof(tdw_delegate)
   /// Opens a URL; returns whether it did.
@@ -515,13 +517,13 @@ typedef struct tdw_delegate {
   void (*did_receive_fetching)(void* context, const char* user_info, tdw_token completion);
 } tdw_delegate;
 
-/// Makes a table the application's delegate; it is copied, and kept until another one is set. Null removes it
-/// (and frees `context` at once). `TDW_NOT_INSTALLED` without a platform, `TDW_INVALID` for a table whose
-/// size is too small for its first function.
+/// Makes a table the application's delegate, on the main thread. The table is copied, and kept until another
+/// one is set. Null removes the delegate (and frees `context` at once). `TDW_NOT_INSTALLED` without a
+/// platform, `TDW_INVALID` for a table whose size is too small for its first function.
 TDW_EXPORT tdw_status tdw_set_delegate(const tdw_delegate* delegate, void* context,
                                        tdw_free_context free_context);
 /// Registers an interceptor, which receives the proxied messages before the delegate, until `tdw_remove`. The
-/// table is copied. `token` may be null for one that lasts as long as the process.
+/// table is copied; null is refused. `token` may be null for one that lasts as long as the process.
 TDW_EXPORT tdw_status tdw_add_interceptor(const tdw_delegate* interceptor, void* context,
                                           tdw_free_context free_context, tdw_token* token);
 /// Which messages the proxy forwards to interceptors.
@@ -535,19 +537,19 @@ TDW_EXPORT tdw_status tdw_proxy_delegate(tdw_proxy which);
 /// Lets `tdw_proxy_delegate` run again, for a delegate that was set since.
 TDW_EXPORT tdw_status tdw_reset_proxy(void);
 
-/// What a background fetch came to.
+/// The result of a background fetch.
 enum tdw_fetch_results { TDW_FETCH_NEW_DATA = 0, TDW_FETCH_NO_DATA = 1, TDW_FETCH_FAILED = 2 };
 typedef int32_t tdw_fetch_result;
-/// Completes what a delegate or an interceptor was given a completion for, on any thread, also after its
-/// function has returned. The token is used up; one that is never completed stays. `TDW_NOT_FOUND` for
-/// another number, for a completion of another kind, and the second time.
+/// Calls the completion that a delegate or an interceptor has received, also after its function has returned.
+/// A completion that is never called is kept until the process ends. `TDW_NOT_FOUND` for another number, for
+/// a completion of another kind, and the second time.
 TDW_EXPORT tdw_status tdw_complete(tdw_token completion);
 TDW_EXPORT tdw_status tdw_complete_fetching(tdw_token completion, tdw_fetch_result result);
 /// `objects` is a JSON array, or null for none.
 TDW_EXPORT tdw_status tdw_complete_restoring(tdw_token completion, const char* objects);
 
-// The host delivers messages to its application, on the main thread. `TDW_NOT_INSTALLED` without a platform.
-// Where a message has an answer, `handled` receives it unless it is null; it is false if the call fails.
+// Messages that the host delivers to its application, on the main thread. `TDW_NOT_INSTALLED` without a
+// platform. `handled` receives the delegate's answer unless it is null; false if the call fails.
 
 /// `options` is a JSON object or null.
 TDW_EXPORT tdw_status tdw_deliver_url(const char* url, const char* options, bool* handled);

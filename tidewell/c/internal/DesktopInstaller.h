@@ -4,7 +4,6 @@
 #include <string>
 
 #include "tidewell/c/internal/OptionsState.h"
-#include "tidewell/c/tidewell.h"
 
 namespace tidewell::c {
 
@@ -15,11 +14,11 @@ struct DesktopControls {
   void (*enterBackground)();
 };
 
-/// Installs the desktop platform. Returns a status, and on success stores the controls.
-using DesktopInstaller = tdw_status (*)(const Settings& settings, const DesktopControls*& controls);
+/// Installs the desktop platform. Returns its controls; null, as `desktop::install`, if there is no platform.
+using DesktopInstaller = const DesktopControls* (*)(const Settings& settings);
 
-/// The installer; null, with the reason in `problem`, if this build or this machine has none. One of three
-/// sources: the installer is in a module, linked, or not built.
+/// The installer; null, with the reason in `problem`, if this build or this machine has none. Defined by the
+/// source that the build chooses: the installer is in a module, linked, or not built.
 [[nodiscard]] DesktopInstaller findDesktopInstaller(std::string& problem);
 
 }  // namespace tidewell::c

@@ -4,7 +4,7 @@
 // For static libraries that are built with the desktop platform.
 namespace tidewell::c {
 
-extern "C" tdw_status tidewell_c_install_desktop(const Settings& settings, const DesktopControls*& controls);
+extern "C" const DesktopControls* tidewell_c_install_desktop(const Settings& settings);
 
 DesktopInstaller findDesktopInstaller(std::string&) { return &tidewell_c_install_desktop; }
 

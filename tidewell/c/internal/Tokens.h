@@ -29,8 +29,8 @@ struct Completion final : Token {
   [[nodiscard]] bool isCompletion() const noexcept override { return true; }
 };
 
-/// Keeps an object until it is removed or completed, and stores its token, unless `token` is null. Returns
-/// it.
+/// Keeps an object until it is removed or completed. Returns its token, and stores it unless `token` is null.
+/// Throws `std::bad_alloc`.
 tdw_token keep(std::shared_ptr<Token> object, tdw_token* token = nullptr);
 
 }  // namespace tidewell::c

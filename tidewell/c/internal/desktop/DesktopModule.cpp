@@ -3,7 +3,6 @@
 
 #include "tidewell/c/internal/DesktopInstaller.h"
 #include "tidewell/desktop/DesktopPlatform.h"
-#include "tidewell/platform/Platform.h"
 
 namespace tidewell::c {
 namespace {
@@ -16,18 +15,17 @@ constexpr DesktopControls kControls{[] { return installed.load()->isDisabled(); 
 
 }  // namespace
 
-extern "C" [[gnu::visibility("default")]] tdw_status tidewell_c_install_desktop(
-    const Settings& settings, const DesktopControls*& controls) {
+extern "C" [[gnu::visibility("default")]] const DesktopControls* tidewell_c_install_desktop(
+    const Settings& settings) {
   desktop::Options options;
   options.posix() = settings.posix;
   if (settings.followsWindows) options.setFollowsWindows(*settings.followsWindows);
   if (settings.usesSecretService) options.setUsesSecretService(*settings.usesSecretService);
   if (settings.pageTimeout) options.setPageTimeout(*settings.pageTimeout);
   desktop::DesktopPlatform* const platform = desktop::install(options);
-  if (platform == nullptr) return platform::Platform::isInstalled() ? TDW_ALREADY_INSTALLED : TDW_NO_MEMORY;
+  if (platform == nullptr) return nullptr;
   installed = platform;
-  controls = &kControls;
-  return TDW_OK;
+  return &kControls;
 }
 
 }  // namespace tidewell::c
