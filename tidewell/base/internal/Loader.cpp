@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <new>
+#include <thread>
 #include <vector>
 
 #include "tidewell/base/internal/CodeAddress.h"
@@ -20,6 +22,7 @@ namespace tidewell::base {
 namespace {
 
 constinit std::atomic<bool> isBroken{false};
+constinit std::atomic<int> modulesBeingLoaded{0};
 constinit std::atomic<LoadFailureHandler> failureHandler{nullptr};
 
 class LoaderWatch final : public ForkParticipant {
@@ -28,7 +31,11 @@ class LoaderWatch final : public ForkParticipant {
   ~LoaderWatch() override { leave(); }
 
   void afterForkInChild() noexcept override {
-    if (!isLoaderConsistent()) isBroken.store(true, std::memory_order_relaxed);
+    // The loader calls its lists consistent as soon as they name a library, before it has relocated it. In
+    // the child, nobody would finish that.
+    if (!isLoaderConsistent() || modulesBeingLoaded.load(std::memory_order_relaxed) > 0) {
+      isBroken.store(true, std::memory_order_relaxed);
+    }
   }
 };
 
@@ -66,6 +73,21 @@ const MadeWhenLoaded keptModulesMade(keptModules);
 }  // namespace
 
 bool canLoadLibraries() noexcept { return !isBroken.load(std::memory_order_relaxed); }
+
+void* loadModule(const char* path) noexcept {
+  // Acquire and release: a child in whose memory the loader's work is half done sees the count, too.
+  modulesBeingLoaded.fetch_add(1, std::memory_order_acquire);
+  void* const module = dlopen(path, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  modulesBeingLoaded.fetch_sub(1, std::memory_order_release);
+  return module;
+}
+
+void waitForModules() noexcept {
+  constexpr auto kStep = std::chrono::milliseconds(1);
+  for (int i = 0; i < 500 && modulesBeingLoaded.load(std::memory_order_relaxed) > 0; ++i) {
+    std::this_thread::sleep_for(kStep);
+  }
+}
 
 void keepLoaded(const void* code) noexcept {
   if (!canLoadLibraries()) return;

@@ -39,7 +39,7 @@ class NeighbourModule {
       problem = "the folder of the library is not known";
       return nullptr;
     }
-    void* const module = dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    void* const module = loadModule(path_.c_str());
     void* const found = module ? dlsym(module, name) : nullptr;
     if (!found) {
       const char* const text = dlerror();
