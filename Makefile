@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # The commands of a developer. Each installs missing packages first, except `format` and `clean`.
-.PHONY: setup demo demo-desktop test test-desktop test-objc test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz packages test-foreign check-compilers format clean help
+.PHONY: setup demo demo-desktop test test-desktop test-objc test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz packages test-foreign test-variants check-compilers format clean help
 
 help:
 	@echo "make setup               install all packages for building, testing and checking"
@@ -20,6 +20,7 @@ help:
 	@echo "make coverage            measure branch coverage; fails for branches of core and posix that are neither taken nor explained"
 	@echo "make packages            build the Debian packages, check them, and try them in a clean root"
 	@echo "make test-foreign        cross-build and run the tests for another processor (ARCH=s390x|i386|arm64|armhf)"
+	@echo "make test-variants       run the tests with static libraries, link-time optimisation and hardening options"
 	@echo "make check-compilers     check the sources with the oldest and newest compilers, and against musl"
 	@echo "make format              format the sources"
 	@echo "make clean               delete the build folder"
@@ -127,6 +128,10 @@ packages:
 test-foreign:
 	scripts/setup foreign
 	scripts/test-foreign $(ARCH)
+
+test-variants:
+	scripts/setup test
+	scripts/test-variants
 
 check-compilers:
 	scripts/setup compilers
