@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <new>
 
-#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 
@@ -42,7 +41,6 @@ void ForkParticipant::leave() noexcept {
 
 // The list stays locked until after the fork.
 void ForkParticipant::allBeforeFork() noexcept TIDEWELL_NO_THREAD_SAFETY_ANALYSIS {
-  waitForModules();  // first: a module that is being loaded may create participants
   participants().mutex.lock();
   for (ForkParticipant* each : participants().all) each->beforeFork();
 }

@@ -8,9 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <new>
-#include <thread>
 #include <vector>
 
 #include "tidewell/base/internal/CodeAddress.h"
@@ -80,13 +78,6 @@ void* loadModule(const char* path) noexcept {
   void* const module = dlopen(path, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   modulesBeingLoaded.fetch_sub(1, std::memory_order_release);
   return module;
-}
-
-void waitForModules() noexcept {
-  constexpr auto kStep = std::chrono::milliseconds(1);
-  for (int i = 0; i < 500 && modulesBeingLoaded.load(std::memory_order_relaxed) > 0; ++i) {
-    std::this_thread::sleep_for(kStep);
-  }
 }
 
 void keepLoaded(const void* code) noexcept {

@@ -16,10 +16,6 @@ namespace tidewell::base {
 /// thread; call it only if `canLoadLibraries`.
 TIDEWELL_EXPORT void* loadModule(const char* path) noexcept;
 
-/// Waits until no thread is in `loadModule`, at most half a second. Called before a fork, since the child
-/// could load no libraries afterwards.
-void waitForModules() noexcept;
-
 /// Keeps the library or plug-in that contains `code` loaded until the process ends. Cheap if already done.
 /// Does nothing if `canLoadLibraries` is false. Any thread.
 TIDEWELL_EXPORT void keepLoaded(const void* code) noexcept;
