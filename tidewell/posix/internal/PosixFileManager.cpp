@@ -102,7 +102,7 @@ platform::DirectoryContents PosixFileManager::contentsOfDirectory(std::string_vi
       retrying([&] { return open(name.c_str(), O_RDONLY | O_DIRECTORY | O_NOCTTY | O_CLOEXEC); }));
   if (!folder) return {{}, lastError()};
   platform::DirectoryContents result;
-  result.error = forEachName(std::move(folder), [&](const char* name) { result.names.emplace_back(name); });
+  result.error = forEachName(std::move(folder), [&](const char* each) { result.names.emplace_back(each); });
   return result;
 }
 
