@@ -58,6 +58,23 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     int main(int count, char**) { number = count; return static_cast<int>(number++); }]] TIDEWELL_HAS_64_BIT_ATOMICS)
 endif()
 
+# Relative relocations packed as bits: a thirtieth of the size. Needs glibc 2.36, as the C++ library of such a system does.
+set(TIDEWELL_PACKED_RELOCATIONS "LINKER:-z,pack-relative-relocs")
+if(TIDEWELL_IS_Glibc)
+  include(CheckCXXSourceCompiles)
+  set(CMAKE_REQUIRED_LINK_OPTIONS ${TIDEWELL_PACKED_RELOCATIONS} "LINKER:--fatal-warnings")
+  check_cxx_source_compiles([[
+    #include <features.h>
+    #if !__GLIBC_PREREQ(2, 36)
+    #error "the loader does not know them"
+    #endif
+    int main() {}]] TIDEWELL_CAN_PACK_RELOCATIONS)
+  unset(CMAKE_REQUIRED_LINK_OPTIONS)
+endif()
+if(NOT TIDEWELL_CAN_PACK_RELOCATIONS)
+  set(TIDEWELL_PACKED_RELOCATIONS "")
+endif()
+
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(OpenSSL 3.0 REQUIRED)

@@ -36,6 +36,7 @@ function(tidewell_settings target)
     # no call of another library's function has these types.
     target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
   endif()
+  target_link_options(${target} PRIVATE ${TIDEWELL_PACKED_RELOCATIONS})
   if(TIDEWELL_BUILD_FUZZ)
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)  # coverage feedback for the fuzzers
   endif()

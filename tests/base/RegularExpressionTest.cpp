@@ -143,3 +143,45 @@ TEST(RegularExpression, LiteralPatternsMatchAsInIcu) {
   }
   EXPECT_GT(plain, 250);
 }
+
+TEST(RegularExpression, TextAroundOneGapMatchesAsInIcu) {
+  for (const char* pattern :
+       {".*", "ab.*", ".*b", "a.*b", "^a.*$", "a\\.b.*", ".*@b\\$", ".*b$", "\xC3\xA9.*\xC3", "aa.*aa"}) {
+    EXPECT_FALSE(RegularExpression::needsCompiler(pattern)) << pattern;
+    const RegularExpression gap(pattern), compiled("(?:" + std::string(pattern) + ")");
+    for (const char* text : {"",
+                             "a",
+                             "ab",
+                             "a.b",
+                             "axb",
+                             "xb",
+                             "abab",
+                             "aaa",
+                             "aaaa",
+                             "x@b$",
+                             "x@b",
+                             "a\nb",
+                             "ab\n",
+                             "a\xC2\x85"
+                             "b",
+                             "a\xE2\x80\xA9",
+                             "a\vb",
+                             "a\x1F"
+                             "b",
+                             "\xC3\xA9",
+                             "\xC3\xA9\xFF",
+                             "a\xF0\x9F\x98\x80"
+                             "b"}) {
+      MatchBudget budget, asked;
+      bool readToEnd = false, icuReadToEnd = false;
+      EXPECT_EQ(gap.matches(MatchText(text), budget, MatchPlace(), &readToEnd),
+                compiled.matches(MatchText(text), asked, MatchPlace(), &icuReadToEnd))
+          << pattern << ": " << text;
+      EXPECT_LE(readToEnd, icuReadToEnd) << pattern << ": " << text;
+      EXPECT_EQ(budget.steps, asked.steps) << pattern << ": " << text;
+    }
+  }
+  for (const char* pattern : {"", "a", ".*?", "a.*+", "a.*b.*", "a|b.*", "\\.*", "a.+", "a*.*", "(a).*",
+                              "a$.*", "a^.*", ".*\\", "\\d.*"})
+    EXPECT_TRUE(RegularExpression::needsCompiler(pattern)) << pattern;
+}

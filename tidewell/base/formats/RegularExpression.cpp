@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <limits>
+#include <optional>
 
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/Icu.h"
@@ -115,6 +116,52 @@ std::string_view withoutGroup(std::string_view pattern) {
   return inner;
 }
 
+/// ICU's line terminators, which "." does not match.
+constexpr std::u16string_view kLineTerminators = u"\n\v\f\r\u0085\u2028\u2029";
+
+/// A pattern of plain text around one ".*", which needs no ICU.
+struct Gap {
+  std::u16string before;
+  std::u16string after;
+
+  [[nodiscard]] bool matches(std::u16string_view text) const {
+    if (text.size() < before.size() + after.size() || !text.starts_with(before) || !text.ends_with(after)) {
+      return false;
+    }
+    text.remove_prefix(before.size());
+    text.remove_suffix(after.size());
+    return text.find_first_of(kLineTerminators) == text.npos;
+  }
+  /// For a text that does not match: whether a longer one that begins with it may.
+  [[nodiscard]] bool mayBegin(std::u16string_view text) const {
+    if (text.size() <= before.size()) return std::u16string_view(before).starts_with(text);
+    return text.starts_with(before) && text.find_first_of(kLineTerminators, before.size()) == text.npos;
+  }
+};
+
+/// No value for any other pattern. Recognises escaped metacharacters and anchors around everything.
+std::optional<Gap> gapOf(std::string_view pattern) {
+  std::string texts[2];
+  std::size_t part = 0;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    const char c = pattern[i];
+    const char next = i + 1 < pattern.size() ? pattern[i + 1] : '\0';
+    if (isPlainInPattern(c)) {
+      texts[part] += c;
+    } else if (c == '\\' && isPunctuation(next)) {
+      texts[part] += next;
+      ++i;
+    } else if (c == '.' && next == '*' && part == 0) {
+      part = 1;
+      ++i;
+    } else if (!(c == '^' && i == 0) && !(c == '$' && i + 1 == pattern.size())) {
+      return std::nullopt;
+    }
+  }
+  if (part == 0) return std::nullopt;
+  return Gap{utf16FromUtf8(texts[0]), utf16FromUtf8(texts[1])};
+}
+
 /// Whether a place is taken. One cache line each, so that threads at different places do not contend.
 struct alignas(64) Holder {
   std::atomic<bool> taken = false;
@@ -138,14 +185,23 @@ MatchText::MatchText(std::string_view utf8) : isAscii_(isAllAscii(utf8)) {
     other_ = utf16FromUtf8(utf8);
     utf16_ = other_;
   }
-  const detail::IcuFunctions* const icu = detail::icu();
-  if (icu == nullptr) return;
-  UErrorCode status = U_ZERO_ERROR;
-  opened_ = icu->utext_openUChars(nullptr, utf16_.data(), static_cast<std::int64_t>(utf16_.size()), &status);
-  detail::raiseIfShortOfMemory(status);
 }
 MatchText::~MatchText() {
-  if (opened_ != nullptr) detail::icu()->utext_close(opened_);
+  if (UText* const opened = opened_.load(std::memory_order_relaxed)) detail::icu()->utext_close(opened);
+}
+
+UText* MatchText::opened() const {
+  // Pairs with the exchange below: the text is complete.
+  UText* known = opened_.load(std::memory_order_acquire);
+  const detail::IcuFunctions* const icu = known ? nullptr : detail::icu();
+  if (icu == nullptr) return known;
+  UErrorCode status = U_ZERO_ERROR;
+  UText* const opened =
+      icu->utext_openUChars(nullptr, utf16_.data(), static_cast<std::int64_t>(utf16_.size()), &status);
+  detail::raiseIfShortOfMemory(status);
+  if (opened_.compare_exchange_strong(known, opened, std::memory_order_acq_rel)) return opened;
+  icu->utext_close(opened);
+  return known;
 }
 
 MatchPlace::MatchPlace() noexcept : index_(kCount) {
@@ -163,7 +219,10 @@ MatchPlace::~MatchPlace() {
 
 struct RegularExpression::Implementation {
   Implementation(std::string_view text, Matchers kind) : pattern(text), cost(PatternCost::of(text)) {
-    const detail::IcuFunctions* const icu = isTooHigh(cost, text) ? nullptr : detail::icu();
+    const bool isRefused = isTooHigh(cost, text);
+    if (!isRefused) gap = gapOf(text);
+    if (gap) return;
+    const detail::IcuFunctions* const icu = isRefused ? nullptr : detail::icu();
     if (icu == nullptr) {
       isTooCostly = true;
       return;
@@ -211,7 +270,8 @@ struct RegularExpression::Implementation {
   PatternCost cost;
   UErrorCode status = U_ZERO_ERROR;
   bool isTooCostly = false;
-  Expression compiled;  ///< only cloned, which any thread may do
+  std::optional<Gap> gap;  ///< if it has a value, nothing is compiled
+  Expression compiled;     ///< only cloned, which any thread may do
   /// Each belongs to the holder of its place. Null if every match makes its own.
   std::unique_ptr<std::array<Matcher, MatchPlace::kCount>> matchers;
 };
@@ -262,7 +322,11 @@ std::vector<std::string> RegularExpression::plainTexts(std::string_view pattern)
   return texts;
 }
 
-bool RegularExpression::isValid() const noexcept { return implementation_->compiled != nullptr; }
+bool RegularExpression::needsCompiler(std::string_view pattern) { return !gapOf(pattern); }
+
+bool RegularExpression::isValid() const noexcept {
+  return implementation_->gap || implementation_->compiled != nullptr;
+}
 bool RegularExpression::isTooCostly() const noexcept { return implementation_->isTooCostly; }
 const std::string& RegularExpression::pattern() const noexcept { return implementation_->pattern; }
 std::string RegularExpression::errorName() const {
@@ -287,10 +351,18 @@ MatchResult RegularExpression::matches(const MatchText& text, MatchBudget& budge
                                          pattern() + ", case 0, canon 0)");
   }
   const std::int32_t cost = leastCost(text);
-  if (budget.steps < cost || text.opened_ == nullptr) return MatchResult::undecided;
+  if (budget.steps < cost) return MatchResult::undecided;
+  if (const std::optional<Gap>& gap = implementation_->gap) {
+    budget.steps -= cost;
+    if (gap->matches(text.utf16())) return MatchResult::matches;
+    if (readToEnd != nullptr) *readToEnd = gap->mayBegin(text.utf16());
+    return MatchResult::differs;
+  }
+  UText* const opened = text.opened();
+  if (opened == nullptr) return MatchResult::undecided;
   const auto ask = [&](Matcher& matcher, std::int32_t stackLimit) {
     if (!matcher.prepare(implementation_->compiled.get(), stackLimit)) return MatchResult::undecided;
-    const MatchResult result = matcher.match(text.opened_, cost, implementation_->weight(text), budget);
+    const MatchResult result = matcher.match(opened, cost, implementation_->weight(text), budget);
     if (readToEnd != nullptr && result == MatchResult::differs) *readToEnd = matcher.readToEnd();
     return result;
   };

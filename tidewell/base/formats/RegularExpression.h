@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -45,7 +46,10 @@ class TIDEWELL_EXPORT MatchText {
   std::array<char16_t, 64> short_;
   std::u16string other_;
   std::u16string_view utf16_;  ///< refers to `short_` or `other_`
-  UText* opened_ = nullptr;    ///< null if the text is too long for ICU (2 GiB) or ICU is unavailable
+  /// Opens the text for the first expression that needs ICU. Null if the text is too long for ICU (2 GiB) or
+  /// ICU is unavailable.
+  [[nodiscard]] UText* opened() const;
+  mutable std::atomic<UText*> opened_{nullptr};
 };
 
 /// Reserves one of `kCount` sets of cached matchers for the calling thread. Expressions with cached matchers
@@ -104,6 +108,9 @@ class TIDEWELL_EXPORT RegularExpression {
   [[nodiscard]] static std::vector<std::string> plainTexts(std::string_view pattern);
   /// Whether the pattern matches only itself. Faster than `plainTexts`, which then returns that one text.
   [[nodiscard]] static bool isPlainText(std::string_view pattern) noexcept;
+  /// Whether ICU, which takes milliseconds to load, must compile the pattern. It need not for plain text
+  /// around one ".*", such as "test_.*" or ".*@example\\.com".
+  [[nodiscard]] static bool needsCompiler(std::string_view pattern);
 
   /// Whether each `MatchPlace` has a cached matcher (about a kilobyte each), or each match creates one (about
   /// 0.2 µs slower).
@@ -116,7 +123,7 @@ class TIDEWELL_EXPORT RegularExpression {
   RegularExpression(RegularExpression&&) noexcept;
   RegularExpression& operator=(RegularExpression&&) noexcept;
 
-  /// Whether ICU compiled the pattern; false, too, if `isTooCostly`.
+  /// Whether the pattern can be matched; false, too, if `isTooCostly`.
   [[nodiscard]] bool isValid() const noexcept;
   /// Whether the pattern was not given to ICU, because compiling costs too much or ICU cannot be loaded.
   [[nodiscard]] bool isTooCostly() const noexcept;

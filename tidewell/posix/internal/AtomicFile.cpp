@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/posix/internal/AtomicFile.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
@@ -13,16 +12,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/Descriptor.h"
 #include "tidewell/posix/internal/FileFault.h"
+#include "tidewell/posix/internal/FolderNames.h"
 #include "tidewell/posix/internal/Fork.h"
 #include "tidewell/posix/internal/SignalBlock.h"
 
@@ -74,13 +74,10 @@ bool isLeftBehind(int folder, const char* name, pid_t maker) {
 void removeLeftBehind(int folder) {
   Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!again) return;
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(again.number()), closedir);
-  if (!entries) return;
-  static_cast<void>(again.release());  // the stream owns it now
-  while (const dirent* const entry = readdir(entries.get())) {
-    const auto maker = makerOfTemporary(entry->d_name);
-    if (maker && isLeftBehind(folder, entry->d_name, *maker)) unlinkat(folder, entry->d_name, 0);
-  }
+  static_cast<void>(forEachName(std::move(again), [folder](const char* name) {
+    const auto maker = makerOfTemporary(name);
+    if (maker && isLeftBehind(folder, name, *maker)) unlinkat(folder, name, 0);
+  }));
 }
 
 /// The folders in which this process has removed temporary files left behind by others.
@@ -192,8 +189,8 @@ std::string folderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-std::error_code checkOwner(const struct stat& record) {
-  if (record.st_uid != geteuid()) return FileFault::ofAnotherUser;
+std::error_code checkOwner(const struct stat& record, uid_t user) {
+  if (record.st_uid != user) return FileFault::ofAnotherUser;
   return (record.st_mode & (S_IWGRP | S_IWOTH)) != 0 ? FileFault::writableByOthers : std::error_code();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <string>
@@ -24,8 +25,8 @@ enum class FileOwner {
 /// error.
 [[nodiscard]] platform::FileContents readFile(const std::string& path, FileOwner owner, std::size_t bound);
 
-/// No error if the effective user owns the file or folder and no other user may write to it.
-[[nodiscard]] std::error_code checkOwner(const struct stat& record);
+/// No error if the user owns the file or folder and no other user may write to it.
+[[nodiscard]] std::error_code checkOwner(const struct stat& record, uid_t user = geteuid());
 
 /// Replaces a file atomically, with mode 0600: writes a temporary file beside it, flushes it and renames it.
 /// On failure the old file stays and the temporary file is removed; a process's first write to a folder

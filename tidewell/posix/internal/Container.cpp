@@ -32,27 +32,28 @@ std::string Container::vendorFile(std::string_view vendor) const {
   return inKeychain(base::fileNameForIdentifier(vendor) + ".vendor");
 }
 
-std::error_code Container::checkFolders(const std::string& path) const {
+Container::Folders Container::check(const std::string& path) const {
   if (dataHome_.empty() || !path.starts_with(dataHome_)) return {};
   if (!dataHome_.ends_with('/') && !path.substr(dataHome_.size()).starts_with('/')) return {};
+  const uid_t user = geteuid();
   for (auto slash = path.find('/', dataHome_.size() + 1); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {
     const std::string folder = path.substr(0, slash);
     struct stat record {};
-    if (lstat(folder.c_str(), &record) != 0) return errno == ENOENT ? std::error_code() : lastError();
+    if (lstat(folder.c_str(), &record) != 0) return {errno == ENOENT ? std::error_code() : lastError()};
     if (S_ISLNK(record.st_mode)) {
-      if (record.st_uid != geteuid()) return FileFault::ofAnotherUser;
-      if (stat(folder.c_str(), &record) != 0) return lastError();
+      if (record.st_uid != user) return {FileFault::ofAnotherUser};
+      if (stat(folder.c_str(), &record) != 0) return {lastError()};
     }
-    if (!S_ISDIR(record.st_mode)) return std::make_error_code(std::errc::not_a_directory);
-    if (const auto failure = checkOwner(record)) return failure;
+    if (!S_ISDIR(record.st_mode)) return {std::make_error_code(std::errc::not_a_directory)};
+    if (const auto failure = checkOwner(record, user)) return {failure};
   }
-  return {};
+  return {{}, true};
 }
 
 std::error_code Container::makeFolder(const std::string& path) const {
-  const auto failure = checkFolders(path + '/');
-  return failure ? failure : makeFolders(path, existing_);
+  const Folders folders = check(path + '/');
+  return folders.error || folders.exist ? folders.error : makeFolders(path, existing_);
 }
 
 std::string Container::inContainer(const std::string& name, std::string_view component) const {

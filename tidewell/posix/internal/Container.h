@@ -33,11 +33,16 @@ class Container {
 
   /// No error if every existing folder from DATA_HOME to the last component of `path` may be used. Paths
   /// outside are not checked. A link among them, and its target, must belong to the user.
-  [[nodiscard]] std::error_code checkFolders(const std::string& path) const;
+  [[nodiscard]] std::error_code checkFolders(const std::string& path) const { return check(path).error; }
   /// Creates the folder and its missing parents with mode 0700, if the existing ones may be used.
   [[nodiscard]] std::error_code makeFolder(const std::string& path) const;
 
  private:
+  struct Folders {
+    std::error_code error;
+    bool exist = false;  ///< all of them
+  };
+  [[nodiscard]] Folders check(const std::string& path) const;
   [[nodiscard]] std::string inContainer(const std::string& name, std::string_view component) const;
   [[nodiscard]] std::string preferencesFile(const std::string& name) const;
   [[nodiscard]] std::string inKeychain(const std::string& name) const;

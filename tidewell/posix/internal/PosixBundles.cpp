@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <climits>
-#include <string>
+#include <memory>
+#include <utility>
 
+#include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/OptionsState.h"
 #include "tidewell/posix/internal/PropertyListFile.h"
@@ -29,30 +31,43 @@ std::string absolutePath(const std::string& path) {
   return platform::stringByAppendingPathComponent(folder, path);
 }
 
+std::unique_ptr<const base::Dictionary> merged(base::Dictionary file, const base::Dictionary& options) {
+  for (const base::Dictionary::Entry& each : options) file.setObject(each.value, each.key);
+  return std::make_unique<const base::Dictionary>(std::move(file));
+}
+
 }  // namespace
 
 PosixBundles::PosixBundles(const Options::State& options)
-    : sdk_{{platform::kBundleIdentifierKey, platform::kSdkBundleIdentifier},
+    : options_(options.infoDictionary),
+      sdk_{{platform::kBundleIdentifierKey, platform::kSdkBundleIdentifier},
            {platform::kBundleShortVersionKey, TIDEWELL_VERSION_STRING}} {
-  const bool isNamed = !options.infoPlistPath.empty();
-  const std::string path = isNamed ? absolutePath(options.infoPlistPath) : fileBesideExecutable();
-  if (!path.empty()) {
-    PropertyListFile file = PropertyListFile::read(path, FileOwner::any);
-    if (isNamed && file.isMissing) complaint_ = path + " does not exist";
-    if (isNamed && file.error) complaint_ = path + ": " + file.error.message();
-    if (isNamed && file.isCorrupt) complaint_ = path + " is no property list with a dictionary";
-    main_ = std::move(file.contents);
-  }
-  for (const base::Dictionary::Entry& each : options.infoDictionary) main_.setObject(each.value, each.key);
-  main_.setObject(options.bundleIdentifier, platform::kBundleIdentifierKey);
-  main_.setObject(options.version, platform::kBundleShortVersionKey);
+  options_.setObject(options.bundleIdentifier, platform::kBundleIdentifierKey);
+  options_.setObject(options.version, platform::kBundleShortVersionKey);
+  if (options.infoPlistPath.empty()) return;
+  const std::string path = absolutePath(options.infoPlistPath);
+  PropertyListFile file = PropertyListFile::read(path, FileOwner::any);
+  if (file.isMissing) complaint_ = path + " does not exist";
+  if (file.error) complaint_ = path + ": " + file.error.message();
+  if (file.isCorrupt) complaint_ = path + " is no property list with a dictionary";
+  main_ = merged(std::move(file.contents), options_).release();
 }
 
-base::Dictionary PosixBundles::mainInfoDictionary() { return main_; }
+PosixBundles::~PosixBundles() { delete main_.load(std::memory_order_relaxed); }
+
+const base::Dictionary& PosixBundles::main() {
+  return base::madeOnce(main_, [this] {
+    const std::string path = fileBesideExecutable();
+    return merged(path.empty() ? base::Dictionary() : PropertyListFile::read(path, FileOwner::any).contents,
+                  options_);
+  });
+}
+
+base::Dictionary PosixBundles::mainInfoDictionary() { return main(); }
 
 std::optional<base::Dictionary> PosixBundles::infoDictionaryForIdentifier(std::string_view identifier) {
   if (identifier == platform::kSdkBundleIdentifier) return sdk_;
-  if (main_.objectForKey(platform::kBundleIdentifierKey) == base::Value(identifier)) return main_;
+  if (options_.objectForKey(platform::kBundleIdentifierKey) == base::Value(identifier)) return main();
   return std::nullopt;
 }
 

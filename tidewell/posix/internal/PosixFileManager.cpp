@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/posix/internal/PosixFileManager.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <memory>
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/posix/internal/AtomicFile.h"
 #include "tidewell/posix/internal/Descriptor.h"
 #include "tidewell/posix/internal/FileLock.h"
+#include "tidewell/posix/internal/FolderNames.h"
 
 namespace tidewell::posix {
 
@@ -103,17 +101,8 @@ platform::DirectoryContents PosixFileManager::contentsOfDirectory(std::string_vi
   Descriptor folder(
       retrying([&] { return open(name.c_str(), O_RDONLY | O_DIRECTORY | O_NOCTTY | O_CLOEXEC); }));
   if (!folder) return {{}, lastError()};
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(folder.number()), closedir);
-  if (!entries) return {{}, lastError()};
-  static_cast<void>(folder.release());  // the stream owns it now
   platform::DirectoryContents result;
-  errno = 0;
-  while (const dirent* const entry = readdir(entries.get())) {
-    const std::string_view each = entry->d_name;
-    if (each != "." && each != "..") result.names.emplace_back(each);
-    errno = 0;
-  }
-  if (errno != 0) result.error = lastError();
+  result.error = forEachName(std::move(folder), [&](const char* each) { result.names.emplace_back(each); });
   return result;
 }
 

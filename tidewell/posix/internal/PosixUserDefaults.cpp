@@ -242,7 +242,7 @@ struct PosixUserDefaults::State {
   /// Reloads the file if another process has written it. Does not wait for a thread that is about to write:
   /// its changes are in memory already.
   void refresh() {
-    if (path.empty() || isFresh()) return;
+    if (path.empty() || (hasLoaded() && isFresh())) return;
     std::vector<std::string> reports;
     {
       std::unique_lock working(file, std::defer_lock);
@@ -250,7 +250,7 @@ struct PosixUserDefaults::State {
         if (!working.try_lock()) return;
       } else {
         working.lock();
-        if (isFresh()) return;
+        if (hasLoaded() && isFresh()) return;
       }
       const auto failure = load(FileState::unlocked, reports);
       noteOutcome(&State::lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);

@@ -21,7 +21,7 @@ void compileInBackground(const std::shared_ptr<const RestrictedExpressions>& exp
 }  // namespace
 
 DeferredWork::~DeferredWork() {
-  if (!newExpressions || !newExpressions->hasSomethingToCompile()) return;
+  if (!newExpressions || !newExpressions->isWorthCompilingAhead()) return;
   try {
     compileInBackground(newExpressions);
   } catch (...) {  // out of memory: the first query compiles

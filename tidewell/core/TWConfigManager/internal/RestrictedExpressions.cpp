@@ -65,6 +65,7 @@ void RestrictedExpressions::addExpression(const std::string& pattern, std::size_
       compiledSize_ + cost.bytes <= kMaximumCompiledSize) {
     compileTime_ += cost.nanoseconds;
     compiledSize_ += cost.bytes;
+    needsCompiler_ = needsCompiler_ || base::RegularExpression::needsCompiler(pattern);
     compiled_.emplace_back(index, compiled_.size() < kMaximumKeptMatchers ? Matchers::kept : Matchers::made);
     return;
   }

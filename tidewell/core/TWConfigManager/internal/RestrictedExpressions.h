@@ -46,7 +46,8 @@ class RestrictedExpressions {
 
   /// Compiles all expressions in advance. For a thread on which no host waits.
   void compileAhead() const;
-  [[nodiscard]] bool hasSomethingToCompile() const noexcept { return !compiled_.empty(); }
+  /// Whether that takes long enough for another thread.
+  [[nodiscard]] bool isWorthCompilingAhead() const noexcept { return needsCompiler_; }
 
   struct Answer {
     bool matches = false;
@@ -110,6 +111,7 @@ class RestrictedExpressions {
   std::size_t compiledSize_ = 0;
   std::size_t scannedBytes_ = 0;
   std::size_t alternatives_ = 0;
+  bool needsCompiler_ = false;
   std::size_t end_ = 0;  // the first entry that is not a string, or the end of the list
 };
 
