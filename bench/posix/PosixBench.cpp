@@ -95,33 +95,6 @@ void userDefaultsRows() {
       });
 }
 
-/// Runs work with standard error redirected.
-template <class Work>
-void withStandardError(int descriptor, Work work) {
-  const int before = dup(STDERR_FILENO);
-  dup2(descriptor, STDERR_FILENO);
-  work();
-  dup2(before, STDERR_FILENO);
-  close(before);
-}
-
-void consoleRow(const std::string& what, int descriptor) {
-  static const std::string text(100, 't');
-  static const std::string line = "2026-11-24 21:18:35.123456+0000 bench_posix[123456] " + text + "\n";
-  bench::ratio(
-      "log line to " + what + ": bare write of the same bytes", 1.5,
-      [descriptor](std::size_t n) {
-        withStandardError(descriptor, [n] {
-          for (std::size_t i = 0; i < n; ++i) platform().console().write(text);
-        });
-      },
-      [descriptor](std::size_t n) {
-        withStandardError(descriptor, [n] {
-          for (std::size_t i = 0; i < n; ++i) writeWhole(STDERR_FILENO, line);
-        });
-      });
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -134,8 +107,6 @@ int main(int argc, char** argv) {
   }
   fileRows();
   userDefaultsRows();
-  consoleRow("a file", open((folder() + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
-  consoleRow("/dev/null", open("/dev/null", O_WRONLY | O_CLOEXEC));
   const int status = bench::run(argc, argv);
   std::filesystem::remove_all(folder());
   return status;

@@ -189,11 +189,7 @@ class JsonReader {
         if (c == '"') return readKey();
         break;
       case Expected::delimiter:
-        if (c == ',') {
-          ++at_;
-          expected_ = frames_.back().isObject ? Expected::keyOrEnd : Expected::elementOrEnd;
-          return;
-        }
+        if (c == ',') return passComma();
         if (c == (frames_.back().isObject ? '}' : ']')) return close();
         break;
       case Expected::end:
@@ -214,7 +210,7 @@ class JsonReader {
     }
     if (places_) recordPlace();
     if (c != '{' && c != '[') {
-      if (readScalar(c)) expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+      if (readScalar(c)) expectNext();
       return;
     }
     if (frames_.size() == static_cast<std::size_t>(kMaximumJsonDepth)) {
@@ -224,6 +220,16 @@ class JsonReader {
     frames_.push_back({c == '{', values_.size(), keys_.size()});
     expected_ = c == '{' ? Expected::keyOrEnd : Expected::elementOrEnd;
     ++at_;
+  }
+
+  /// After a value. Takes the comma at once if no space precedes it, as in most texts.
+  void expectNext() {
+    expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+    if (expected_ == Expected::delimiter && peek() == ',') passComma();
+  }
+  void passComma() {
+    ++at_;
+    expected_ = frames_.back().isObject ? Expected::keyOrEnd : Expected::elementOrEnd;
   }
 
   bool readScalar(char c) {
@@ -312,48 +318,47 @@ class JsonReader {
     expected_ = Expected::value;
   }
 
-  /// Advances to the next quotation mark, backslash, control character or end.
-  void skipPlainText() {
+  /// The place of the next quotation mark, backslash or control character, or the end.
+  static const char* plainEnd(const char* at, const char* end) {
     constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
     const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word; };
-    const char* const bytes = text_.data();
-    const std::size_t size = text_.size();
-    std::size_t at = at_;
-    for (; at + 8 <= size; at += 8) {
+    for (; end - at >= 8; at += 8) {
       std::uint64_t word;
-      std::memcpy(&word, bytes + at, 8);
+      std::memcpy(&word, at, 8);
       const std::uint64_t control = (word - kOnes * 0x20) & ~word;
       const std::uint64_t found =
           (hasZero(word ^ kOnes * '"') | hasZero(word ^ kOnes * '\\') | control) & kHighs;
       if (found == 0) continue;
-      if constexpr (std::endian::native == std::endian::little) {
-        at_ = at + static_cast<std::size_t>(std::countr_zero(found)) / 8;  // higher bits may be carries
-        return;
-      }
+      if constexpr (std::endian::native == std::endian::little)
+        return at + std::countr_zero(found) / 8;  // higher bits may be carries
       break;
     }
-    while (at < size && bytes[at] != '"' && bytes[at] != '\\' &&
-           static_cast<unsigned char>(bytes[at]) >= 0x20)
-      ++at;
-    at_ = at;
+    while (at != end && *at != '"' && *at != '\\' && static_cast<unsigned char>(*at) >= 0x20) ++at;
+    return at;
+  }
+
+  /// Advances over text without escapes, and returns it.
+  std::string_view readPlainText() {
+    const char* const first = text_.data() + at_;
+    const auto length = static_cast<std::size_t>(plainEnd(first, text_.data() + text_.size()) - first);
+    at_ += length;
+    return {first, length};
   }
 
   /// `text` is part of the text that is read, or of `scratch_` if it has escapes.
   bool readString(std::string_view& text) {
-    const std::size_t start = ++at_;
-    skipPlainText();
+    ++at_;
+    text = readPlainText();
     if (peek() == '"') {
-      text = text_.substr(start, at_++ - start);
+      ++at_;
       return true;
     }
-    scratch_.assign(text_, start, at_ - start);
+    scratch_ = text;
     hasLoneSurrogate_ = false;
     while (peek() != '"') {
       if (peek() != '\\') return fail(peek() == '\0' ? problems::kQuotationMark : problems::kEscape, at_);
       if (!readEscape()) return false;
-      const std::size_t plain = at_;
-      skipPlainText();
-      scratch_.append(text_, plain, at_ - plain);
+      scratch_ += readPlainText();
     }
     ++at_;
     text = scratch_;
@@ -418,7 +423,7 @@ class JsonReader {
     }
     values_.erase(first, values_.end());
     values_.push_back(std::move(container));
-    expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+    expectNext();
   }
 
   /// For the value that begins here.
