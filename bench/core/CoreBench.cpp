@@ -59,7 +59,7 @@ class BenchPlatform final : public platform::ForwardingPlatform {
 void addShippedLine(const std::string& what, const std::string& message) {
   const std::string trace(1500, 't');
   bench::ratio(
-      what, 1.5,
+      what, 1.25,
       [=](std::size_t times) {
         const base::Value traceBack(trace);
         while (times--)
