@@ -349,10 +349,14 @@ class JsonReader {
   bool readString(std::string_view& text) {
     ++at_;
     text = readPlainText();
-    if (peek() == '"') {
-      ++at_;
-      return true;
-    }
+    if (peek() != '"') return readRestOfString(text);
+    ++at_;
+    return true;
+  }
+
+  /// The same after plain text that ends at something else than a quotation mark. A function of its own, so
+  /// that the usual case is inlined.
+  [[gnu::noinline]] bool readRestOfString(std::string_view& text) {
     scratch_ = text;
     hasLoneSurrogate_ = false;
     while (peek() != '"') {
