@@ -79,7 +79,7 @@ bench::Work replacing(const Replacement& way) {
 void fileRows() {
   const bench::Options options{.turns = 15, .secondsPerTurn = 0.1};
   bench::ratio("file replaced: bare write, flush, rename", 1.1, replacing(kOurs), replacing(kBare), options);
-  bench::ratio("file replaced: the same and the folder's flush, which ours leaves out", 0, replacing(kOurs),
+  bench::ratio("file replaced: the same, and the folder's flush", 0, replacing(kOurs),
                replacing(kBareFlushed), options);
 }
 

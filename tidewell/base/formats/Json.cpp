@@ -113,6 +113,29 @@ constexpr std::string_view kExponent = "Miss exponent in number.";
 constexpr std::string_view kTooLarge = "A number is too large.";
 }  // namespace problems
 
+/// The place of the next quotation mark, backslash, control character or `other`, or the end.
+template <char other>
+const char* plainEnd(const char* at, const char* end) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
+  const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word; };
+  const auto has = [&](std::uint64_t word, char c) {
+    return hasZero(word ^ kOnes * static_cast<unsigned char>(c));
+  };
+  for (; end - at >= 8; at += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, at, 8);
+    const std::uint64_t control = (word - kOnes * 0x20) & ~word;
+    const std::uint64_t found = (has(word, '"') | has(word, '\\') | has(word, other) | control) & kHighs;
+    if (found == 0) continue;
+    if constexpr (std::endian::native == std::endian::little)
+      return at + std::countr_zero(found) / 8;  // higher bits may be carries
+    break;
+  }
+  while (at != end && *at != '"' && *at != '\\' && *at != other && static_cast<unsigned char>(*at) >= 0x20)
+    ++at;
+  return at;
+}
+
 /// Reads well-formed UTF-8 in one pass. Not recursive, because a host's stack may be small.
 class JsonReader {
  public:
@@ -318,29 +341,10 @@ class JsonReader {
     expected_ = Expected::value;
   }
 
-  /// The place of the next quotation mark, backslash or control character, or the end.
-  static const char* plainEnd(const char* at, const char* end) {
-    constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
-    const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word; };
-    for (; end - at >= 8; at += 8) {
-      std::uint64_t word;
-      std::memcpy(&word, at, 8);
-      const std::uint64_t control = (word - kOnes * 0x20) & ~word;
-      const std::uint64_t found =
-          (hasZero(word ^ kOnes * '"') | hasZero(word ^ kOnes * '\\') | control) & kHighs;
-      if (found == 0) continue;
-      if constexpr (std::endian::native == std::endian::little)
-        return at + std::countr_zero(found) / 8;  // higher bits may be carries
-      break;
-    }
-    while (at != end && *at != '"' && *at != '\\' && static_cast<unsigned char>(*at) >= 0x20) ++at;
-    return at;
-  }
-
   /// Advances over text without escapes, and returns it.
   std::string_view readPlainText() {
     const char* const first = text_.data() + at_;
-    const auto length = static_cast<std::size_t>(plainEnd(first, text_.data() + text_.size()) - first);
+    const auto length = static_cast<std::size_t>(plainEnd<'"'>(first, text_.data() + text_.size()) - first);
     at_ += length;
     return {first, length};
   }
@@ -529,15 +533,14 @@ class JsonWriter {
   }
 
   void appendEscaped(std::string_view text) {
-    std::size_t plain = 0;  // start of the pending text that needs no escape
-    for (std::size_t at = 0; at < text.size(); ++at) {
-      const auto byte = static_cast<unsigned char>(text[at]);
-      if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '/') continue;
-      out_.append(text.substr(plain, at - plain));
-      plain = at + 1;
-      appendEscape(byte);
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data();; ++at) {
+      const char* const plain = at;
+      at = plainEnd<'/'>(plain, end);
+      out_.append(plain, at);
+      if (at == end) return;
+      appendEscape(static_cast<unsigned char>(*at));
     }
-    out_.append(text.substr(plain));
   }
 
   void appendEscape(unsigned char byte) {
