@@ -113,27 +113,28 @@ constexpr std::string_view kExponent = "Miss exponent in number.";
 constexpr std::string_view kTooLarge = "A number is too large.";
 }  // namespace problems
 
-/// The place of the next quotation mark, backslash, control character or `other`, or the end.
-template <char other>
-const char* plainEnd(const char* at, const char* end) {
+/// The place of the next quotation mark, backslash, control character or one of `others`, or the end.
+template <char... others>
+[[gnu::always_inline]] inline const char* plainEnd(const char* at, const char* end) {
   constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
-  const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word; };
-  const auto has = [&](std::uint64_t word, char c) {
-    return hasZero(word ^ kOnes * static_cast<unsigned char>(c));
-  };
   for (; end - at >= 8; at += 8) {
     std::uint64_t word;
     std::memcpy(&word, at, 8);
+    const auto has = [word](char c) {
+      const std::uint64_t difference = word ^ kOnes * static_cast<unsigned char>(c);
+      return (difference - kOnes) & ~difference;
+    };
     const std::uint64_t control = (word - kOnes * 0x20) & ~word;
-    const std::uint64_t found = (has(word, '"') | has(word, '\\') | has(word, other) | control) & kHighs;
-    if (found == 0) continue;
+    const std::uint64_t found = ((control | has('"') | has('\\')) | ... | has(others));
+    if ((found & kHighs) == 0) continue;
     if constexpr (std::endian::native == std::endian::little)
-      return at + std::countr_zero(found) / 8;  // higher bits may be carries
+      return at + std::countr_zero(found & kHighs) / 8;  // higher bits may be carries
     break;
   }
-  while (at != end && *at != '"' && *at != '\\' && *at != other && static_cast<unsigned char>(*at) >= 0x20)
-    ++at;
-  return at;
+  const auto isPlain = [](char c) {
+    return c != '"' && c != '\\' && static_cast<unsigned char>(c) >= 0x20 && (true && ... && (c != others));
+  };
+  return std::find_if_not(at, end, isPlain);
 }
 
 /// Reads well-formed UTF-8 in one pass. Not recursive, because a host's stack may be small.
@@ -344,7 +345,7 @@ class JsonReader {
   /// Advances over text without escapes, and returns it.
   std::string_view readPlainText() {
     const char* const first = text_.data() + at_;
-    const auto length = static_cast<std::size_t>(plainEnd<'"'>(first, text_.data() + text_.size()) - first);
+    const auto length = static_cast<std::size_t>(plainEnd<>(first, text_.data() + text_.size()) - first);
     at_ += length;
     return {first, length};
   }
