@@ -7,6 +7,8 @@
 #include <cctype>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -144,6 +146,21 @@ void printPair(const Row& row, const Result& result) {
             formatted("%.2f", ratio).c_str(), goal.c_str());
 }
 
+/// The argument `--times=ours:N` or `--times=floor:N`.
+struct Repetition {
+  bool ofOurs = true;
+  std::size_t times = 0;
+
+  static std::optional<Repetition> of(std::string_view word) {
+    for (const bool ours : {true, false}) {
+      const std::string_view option = ours ? "--times=ours:" : "--times=floor:";
+      if (!word.starts_with(option)) continue;
+      return Repetition{ours, std::strtoull(word.data() + option.size(), nullptr, 10)};
+    }
+    return std::nullopt;
+  }
+};
+
 }  // namespace
 
 void ratio(std::string what, double goal, Work ours, Work floor, Options options) {
@@ -178,10 +195,14 @@ void figure(std::string what, std::string value) {
 
 int run(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  const std::vector<std::string_view> wanted(argv + 1, argv + argc);
+  std::vector<std::string_view> wanted(argv + 1, argv + argc);
+  const std::optional<Repetition> repetition = argc > 1 ? Repetition::of(wanted.front()) : std::nullopt;
+  if (repetition) wanted.erase(wanted.begin());
   for (const std::string_view word : wanted) {
     if (!word.starts_with('-')) continue;
-    std::fprintf(stderr, "usage: %s [--benchmark_OPTION=...] [TEXT IN THE NAMES OF ROWS...]\n", argv[0]);
+    std::fprintf(stderr,
+                 "usage: %s [--benchmark_OPTION=... | --times=ours|floor:N] [TEXT IN THE NAMES OF ROWS...]\n",
+                 argv[0]);
     return 2;
   }
   const auto isWanted = [&wanted](std::string_view name) {
@@ -190,6 +211,13 @@ int run(int argc, char** argv) {
              return std::search(name.begin(), name.end(), word.begin(), word.end(), equal) != name.end();
            });
   };
+  if (repetition) {
+    for (const Row& row : rows()) {
+      if (isWanted(row.what) && row.ours)
+        return (repetition->ofOurs ? row.ours : row.floor)(repetition->times), 0;
+    }
+    return 2;
+  }
   printLine("what", "ours", "floor", "ratio", "goal");
   for (const Row& row : rows()) {
     if (!isWanted(row.what)) continue;

@@ -43,8 +43,9 @@ void figure(std::string what, std::function<std::string()> value);
 void figure(std::string what, std::string value);
 
 /// Runs the rows in the order in which they were added, and prints the table. Arguments that are not options
-/// select the rows whose names contain one of them, in any case; options go to Google Benchmark. Returns 0
-/// unless the arguments are wrong.
+/// select the rows whose names contain one of them, in any case; options go to Google Benchmark. As the first
+/// argument, `--times=ours:N` or `--times=floor:N` instead runs one of the two of the first selected row N
+/// times, for tools that count. Returns 0 unless the arguments are wrong.
 int run(int argc, char** argv);
 
 /// The duration of one call, in seconds of the steady clock.

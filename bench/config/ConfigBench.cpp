@@ -33,41 +33,21 @@ base::Dictionary replyWithEvents(int count) {
 
 TWConfigManager& shared() { return TWConfigManager::sharedInstance(); }
 
-/// A second thread that repeats a task while the first one is timed.
-class Companion {
- public:
-  explicit Companion(std::function<void()> step) : step_(std::move(step)), thread_([this] { run(); }) {}
-  ~Companion() {
-    ends_ = true;
-    thread_.join();
-  }
-  /// Runs `work` while the companion runs.
-  void beside(const std::function<void()>& work) {
-    steps_ = 0;
-    works_ = true;
-    while (steps_ == 0) std::this_thread::yield();
-    work();
-    works_ = false;
-  }
-
- private:
-  void run() {
-    while (!ends_) {
-      if (works_) {
-        step_();
-        ++steps_;
-      } else {
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
-      }
+/// Runs work while a second thread repeats a task. There is no thread before and after, since malloc is
+/// slower in a process with several.
+void runBeside(const std::function<void()>& task, const std::function<void()>& work) {
+  std::atomic<bool> isRunning{false}, ends{false};
+  std::thread companion([&] {
+    while (!ends) {
+      task();
+      isRunning = true;
     }
-  }
-
-  std::function<void()> step_;
-  std::atomic<bool> works_{false};
-  std::atomic<bool> ends_{false};
-  std::atomic<std::size_t> steps_{0};
-  std::thread thread_;
-};
+  });
+  while (!isRunning) std::this_thread::yield();
+  work();
+  ends = true;
+  companion.join();
+}
 
 bench::Work asking() {
   return [](std::size_t times) {
@@ -76,13 +56,12 @@ bench::Work asking() {
   };
 }
 
-bench::Work askingBeside(std::shared_ptr<Companion> companion) {
-  return
-      [companion = std::move(companion)](std::size_t times) { companion->beside([&] { asking()(times); }); };
+bench::Work askingBeside(std::function<void()> task) {
+  return [task = std::move(task)](std::size_t times) { runBeside(task, [&] { asking()(times); }); };
 }
 
 void addGates() {
-  // Long turns, because each begins by waiting for the companion.
+  // Long turns, because each begins by starting a thread.
   const bench::Options beside{.turns = 15, .secondsPerTurn = 0.1};
   static const bench::BareLoad floor;
   const bench::Work load = [](std::size_t times) {
@@ -95,15 +74,14 @@ void addGates() {
         while (times--) bench::keep(TWConfigManager::sharedInstance().isGeofenceServiceActive());
       },
       load);
-  bench::ratio("gate question beside a second reader / alone", 1.2,
-               askingBeside(std::make_shared<Companion>([] {
+  bench::ratio("gate question beside a second reader / alone", 1.2, askingBeside([] {
                  for (int times = 0; times < 1000; ++times) bench::keep(shared().isGeofenceServiceActive());
-               })),
+               }),
                asking(), beside);
-  bench::ratio("gate question beside merges / alone", 1.2,
-               askingBeside(std::make_shared<Companion>(
-                   [reply = base::Value(replyWithEvents(10))] { shared().updateConfigFromResponse(reply); })),
-               asking(), beside);
+  bench::ratio(
+      "gate question beside merges / alone", 1.2,
+      askingBeside([reply = base::Value(replyWithEvents(10))] { shared().updateConfigFromResponse(reply); }),
+      asking(), beside);
   static TWConfigManager large;
   bench::ratio(
       "gate question, 1,000,000 events / 10 events", 1.2,

@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
 #include <atomic>
 #include <memory>
 #include <string>
@@ -17,6 +22,8 @@
 using namespace tidewell;
 
 namespace {
+
+constexpr const char* kUniqueID = "6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309";
 
 void addOffLine() {
   static std::atomic<bool> on{false};
@@ -56,28 +63,64 @@ class BenchPlatform final : public platform::ForwardingPlatform {
   }
 };
 
-void addShippedLine(const std::string& what, const std::string& message) {
-  const std::string trace(1500, 't');
-  bench::ratio(
-      what, 1.5,
-      [=](std::size_t times) {
-        const base::Value traceBack(trace);
-        while (times--)
-          TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityError, {message}, traceBack);
-      },
-      [=](std::size_t times) {
-        while (times--) {
-          base::Dictionary payload;
-          setObjectNilHandled(payload, "ABC123", "appid");
-          setObjectNilHandled(payload, "6F9619FF-8B86-D011-B42D-00C04FC964FF-1542042309", "uid");
-          setObjectNilHandled(payload, "ERROR", "lvl");
-          setObjectNilHandled(payload, trace, "tb");
-          setObjectNilHandled(payload, "1.0.0", "sdk_ver");
-          setObjectNilHandled(payload, base::stringWithFormat("Tidewell - %@", {message}), "msg");
-          setObjectNilHandled(payload, base::stringWithFormat("%lli", {1542042309}), "tm_s");
-          bench::keep(base::dataWithJSONObject(payload).size());
-        }
-      });
+bench::Work shipping(const std::string& message, const std::string& trace) {
+  return [message, traceBack = base::Value(trace)](std::size_t times) {
+    while (times--)
+      TWLogger::logWithVerbosity(TWLogVerbosityDefault, TWLogSeverityError, {message}, traceBack);
+  };
+}
+
+/// The payload as values, and its JSON text: the part of the work that is not a request.
+bench::Work serialising(const std::string& message, const std::string& trace) {
+  return [=](std::size_t times) {
+    while (times--) {
+      base::Dictionary payload;
+      setObjectNilHandled(payload, "ABC123", "appid");
+      setObjectNilHandled(payload, kUniqueID, "uid");
+      setObjectNilHandled(payload, "ERROR", "lvl");
+      setObjectNilHandled(payload, trace, "tb");
+      setObjectNilHandled(payload, "1.0.0", "sdk_ver");
+      setObjectNilHandled(payload, base::stringWithFormat("Tidewell - %@", {message}), "msg");
+      setObjectNilHandled(payload, base::stringWithFormat("%lli", {1542042309}), "tm_s");
+      bench::keep(base::dataWithJSONObject(payload).size());
+    }
+  };
+}
+
+/// The same with RapidJSON, which checks the encoding, too.
+bench::Work serialisingWithRapidJson(const std::string& message, const std::string& trace) {
+  return [=](std::size_t times) {
+    namespace rj = tidewell_rapidjson;
+    while (times--) {
+      rj::Document payload(rj::kObjectType);
+      const auto add = [&payload](const char* key, const std::string& text) {
+        payload.AddMember(rj::StringRef(key), rj::Value(text, payload.GetAllocator()),
+                          payload.GetAllocator());
+      };
+      add("appid", "ABC123");
+      add("uid", kUniqueID);
+      add("lvl", "ERROR");
+      add("tb", trace);
+      add("sdk_ver", "1.0.0");
+      add("msg", fmt::format("Tidewell - {}", message));
+      add("tm_s", fmt::format("{}", 1542042309));
+      rj::StringBuffer text;
+      rj::Writer<rj::StringBuffer, rj::UTF8<>, rj::UTF8<>, rj::CrtAllocator, rj::kWriteValidateEncodingFlag>
+          writer(text);
+      payload.Accept(writer);
+      bench::keep(text.GetSize());
+    }
+  };
+}
+
+void addShippedLines() {
+  const std::string message = "something failed", trace(1500, 't'), longMessage(1 << 20, 'm');
+  bench::ratio("shipped line with its trace, beside its payload by RapidJSON", 1.25, shipping(message, trace),
+               serialisingWithRapidJson(message, trace));
+  bench::ratio("the same, beside its payload by the SDK's own writer", 0, shipping(message, trace),
+               serialising(message, trace));
+  bench::ratio("shipped line of 1 MB, beside its payload by the SDK's own writer", 1.25,
+               shipping(longMessage, trace), serialising(longMessage, trace));
 }
 
 void addEncoders() {
@@ -125,9 +168,7 @@ int main(int argc, char** argv) {
       base::Dictionary{{"le_s", "allowed"}, {"le_tkn", "6c4a9e1c-1f0b-4d3e-9a55-0d3a2f7f1a10"}});
 
   addOffLine();
-  addShippedLine("shipped line with its trace, beside building and serialising its payload",
-                 "something failed");
-  addShippedLine("shipped line of 1 MB, beside the same", std::string(1 << 20, 'm'));
+  addShippedLines();
   addEncoders();
   return bench::run(argc, argv);
 }

@@ -55,6 +55,8 @@ TEST(JsonReading, FindsWhatEndsAPlainTextAtEveryPlaceOfAWord) {
       EXPECT_EQ(JSONObjectWithData("[\"" + with("\x7f~!") + "\"]"), Value(Array{with("\x7f~!")}));
       for (const char* part : {"\"", "\x1f", "\n"})
         EXPECT_TRUE(JSONObjectWithData("[\"" + with(part) + "\"]").isNil()) << length << ' ' << at;
+      for (const auto& [part, escaped] : {std::pair("/", "\\/"), {"\\", "\\\\"}, {"\x1f", "\\u001f"}})
+        EXPECT_EQ(dataWithJSONObject(Array{with(part)}), "[\"" + with(escaped) + "\"]");
     }
   }
 }

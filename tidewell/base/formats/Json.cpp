@@ -113,6 +113,30 @@ constexpr std::string_view kExponent = "Miss exponent in number.";
 constexpr std::string_view kTooLarge = "A number is too large.";
 }  // namespace problems
 
+/// The place of the next quotation mark, backslash, control character or one of `others`, or the end.
+template <char... others>
+[[gnu::always_inline]] inline const char* plainEnd(const char* at, const char* end) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
+  for (; end - at >= 8; at += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, at, 8);
+    const auto has = [word](char c) {
+      const std::uint64_t difference = word ^ kOnes * static_cast<unsigned char>(c);
+      return (difference - kOnes) & ~difference;
+    };
+    const std::uint64_t control = (word - kOnes * 0x20) & ~word;
+    const std::uint64_t found = ((control | has('"') | has('\\')) | ... | has(others));
+    if ((found & kHighs) == 0) continue;
+    if constexpr (std::endian::native == std::endian::little)
+      return at + std::countr_zero(found & kHighs) / 8;  // higher bits may be carries
+    break;
+  }
+  const auto isPlain = [](char c) {
+    return c != '"' && c != '\\' && static_cast<unsigned char>(c) >= 0x20 && (true && ... && (c != others));
+  };
+  return std::find_if_not(at, end, isPlain);
+}
+
 /// Reads well-formed UTF-8 in one pass. Not recursive, because a host's stack may be small.
 class JsonReader {
  public:
@@ -189,11 +213,7 @@ class JsonReader {
         if (c == '"') return readKey();
         break;
       case Expected::delimiter:
-        if (c == ',') {
-          ++at_;
-          expected_ = frames_.back().isObject ? Expected::keyOrEnd : Expected::elementOrEnd;
-          return;
-        }
+        if (c == ',') return passComma();
         if (c == (frames_.back().isObject ? '}' : ']')) return close();
         break;
       case Expected::end:
@@ -214,7 +234,7 @@ class JsonReader {
     }
     if (places_) recordPlace();
     if (c != '{' && c != '[') {
-      if (readScalar(c)) expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+      if (readScalar(c)) expectNext();
       return;
     }
     if (frames_.size() == static_cast<std::size_t>(kMaximumJsonDepth)) {
@@ -224,6 +244,16 @@ class JsonReader {
     frames_.push_back({c == '{', values_.size(), keys_.size()});
     expected_ = c == '{' ? Expected::keyOrEnd : Expected::elementOrEnd;
     ++at_;
+  }
+
+  /// After a value. Takes the comma at once if no space precedes it, as in most texts.
+  void expectNext() {
+    expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+    if (expected_ == Expected::delimiter && peek() == ',') passComma();
+  }
+  void passComma() {
+    ++at_;
+    expected_ = frames_.back().isObject ? Expected::keyOrEnd : Expected::elementOrEnd;
   }
 
   bool readScalar(char c) {
@@ -312,48 +342,32 @@ class JsonReader {
     expected_ = Expected::value;
   }
 
-  /// Advances to the next quotation mark, backslash, control character or end.
-  void skipPlainText() {
-    constexpr std::uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
-    const auto hasZero = [](std::uint64_t word) { return (word - kOnes) & ~word; };
-    const char* const bytes = text_.data();
-    const std::size_t size = text_.size();
-    std::size_t at = at_;
-    for (; at + 8 <= size; at += 8) {
-      std::uint64_t word;
-      std::memcpy(&word, bytes + at, 8);
-      const std::uint64_t control = (word - kOnes * 0x20) & ~word;
-      const std::uint64_t found =
-          (hasZero(word ^ kOnes * '"') | hasZero(word ^ kOnes * '\\') | control) & kHighs;
-      if (found == 0) continue;
-      if constexpr (std::endian::native == std::endian::little) {
-        at_ = at + static_cast<std::size_t>(std::countr_zero(found)) / 8;  // higher bits may be carries
-        return;
-      }
-      break;
-    }
-    while (at < size && bytes[at] != '"' && bytes[at] != '\\' &&
-           static_cast<unsigned char>(bytes[at]) >= 0x20)
-      ++at;
-    at_ = at;
+  /// Advances over text without escapes, and returns it.
+  std::string_view readPlainText() {
+    const char* const first = text_.data() + at_;
+    const auto length = static_cast<std::size_t>(plainEnd<>(first, text_.data() + text_.size()) - first);
+    at_ += length;
+    return {first, length};
   }
 
   /// `text` is part of the text that is read, or of `scratch_` if it has escapes.
   bool readString(std::string_view& text) {
-    const std::size_t start = ++at_;
-    skipPlainText();
-    if (peek() == '"') {
-      text = text_.substr(start, at_++ - start);
-      return true;
-    }
-    scratch_.assign(text_, start, at_ - start);
+    ++at_;
+    text = readPlainText();
+    if (peek() != '"') return readRestOfString(text);
+    ++at_;
+    return true;
+  }
+
+  /// The same after plain text that ends at something else than a quotation mark. A function of its own, so
+  /// that the usual case is inlined.
+  [[gnu::noinline]] bool readRestOfString(std::string_view& text) {
+    scratch_ = text;
     hasLoneSurrogate_ = false;
     while (peek() != '"') {
       if (peek() != '\\') return fail(peek() == '\0' ? problems::kQuotationMark : problems::kEscape, at_);
       if (!readEscape()) return false;
-      const std::size_t plain = at_;
-      skipPlainText();
-      scratch_.append(text_, plain, at_ - plain);
+      scratch_ += readPlainText();
     }
     ++at_;
     text = scratch_;
@@ -418,7 +432,7 @@ class JsonReader {
     }
     values_.erase(first, values_.end());
     values_.push_back(std::move(container));
-    expected_ = frames_.empty() ? Expected::end : Expected::delimiter;
+    expectNext();
   }
 
   /// For the value that begins here.
@@ -520,15 +534,14 @@ class JsonWriter {
   }
 
   void appendEscaped(std::string_view text) {
-    std::size_t plain = 0;  // start of the pending text that needs no escape
-    for (std::size_t at = 0; at < text.size(); ++at) {
-      const auto byte = static_cast<unsigned char>(text[at]);
-      if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '/') continue;
-      out_.append(text.substr(plain, at - plain));
-      plain = at + 1;
-      appendEscape(byte);
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data();; ++at) {
+      const char* const plain = at;
+      at = plainEnd<'/'>(plain, end);
+      out_.append(plain, at);
+      if (at == end) return;
+      appendEscape(static_cast<unsigned char>(*at));
     }
-    out_.append(text.substr(plain));
   }
 
   void appendEscape(unsigned char byte) {

@@ -97,11 +97,9 @@ struct CleanedFolders {
   }
 };
 
-void removeLeftBehindOnce(int folder) {
+void removeLeftBehindOnce(int folder, const struct stat& record) {
   static constinit std::atomic<CleanedFolders*> made{nullptr};
   CleanedFolders& cleaned = base::madeOnce(made);
-  struct stat record {};
-  if (fstat(folder, &record) != 0) return;
   const CleanedFolders::Folder key(record.st_dev, record.st_ino);
   if (cleaned.has(key)) return;
   // No thread of this process writes to the folder before it is clean, so files with this process's PID
@@ -234,13 +232,14 @@ std::error_code replaceFile(const std::string& path, std::string_view contents) 
   const Descriptor folder(
       retrying([&] { return open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (!folder) return lastError();
-  struct stat record {};
-  if (fstat(folder.number(), &record) != 0) return lastError();
-  if (const auto failure = checkOwner(record)) return failure;
-  if (fstatat(folder.number(), name.c_str(), &record, AT_SYMLINK_NOFOLLOW) == 0) {
-    if (const auto failure = errorForKind(record.st_mode)) return failure;
+  struct stat ofFolder {
+  }, ofFile{};
+  if (fstat(folder.number(), &ofFolder) != 0) return lastError();
+  if (const auto failure = checkOwner(ofFolder)) return failure;
+  if (fstatat(folder.number(), name.c_str(), &ofFile, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (const auto failure = errorForKind(ofFile.st_mode)) return failure;
   }
-  removeLeftBehindOnce(folder.number());
+  removeLeftBehindOnce(folder.number(), ofFolder);
   const auto failure = replaceIn(folder.number(), name, contents);
   // Another process may have removed the temporary file as left behind: retry once.
   return failure == std::errc::no_such_file_or_directory ? replaceIn(folder.number(), name, contents)

@@ -14,6 +14,12 @@ class Measure {
 
   bool fits(const base::Value& value, int depth = 1) {
     if (depth > kMaximumDepth || !take(left_.elements, 1)) return false;
+    const std::string* const text = value.string();
+    return text != nullptr ? take(left_.bytes, text->size()) : contentFits(value, depth);
+  }
+
+ private:
+  bool contentFits(const base::Value& value, int depth) {
     switch (value.kind()) {
       case base::ValueKind::none:
       case base::ValueKind::null:
@@ -24,8 +30,6 @@ class Measure {
         return true;
       case base::ValueKind::date:
         return take(left_.elements, 1);
-      case base::ValueKind::string:
-        return take(left_.bytes, value.string()->size());
       case base::ValueKind::data:
         return take(left_.bytes, value.data()->length());
       case base::ValueKind::array:
@@ -37,7 +41,6 @@ class Measure {
     }
   }
 
- private:
   static bool take(std::size_t& left, std::size_t amount) {
     if (amount > left) return false;
     left -= amount;

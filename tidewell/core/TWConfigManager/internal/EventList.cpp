@@ -25,12 +25,12 @@ EventList::EventList(base::Value list)
   mayRaise_ = names == nullptr && !list_.isNil();
   if (names == nullptr) return;
   for (const base::Value& entry : *names) {
-    if (entry.isNil()) continue;
-    if (!entry.isString()) {
+    if (const std::string* const name = entry.string()) {
+      insert(*name);
+    } else if (!entry.isNil()) {
       mayRaise_ = true;
       return;
     }
-    insert(*entry.string());
   }
 }
 
