@@ -52,7 +52,7 @@ class TIDEWELL_EXPORT Options {
   /// Further Info.plist values of the application. They take precedence over the file's. Default: none.
   Options& setInfoDictionary(base::Dictionary values);
   /// The path of a property list (XML or binary) with Info.plist values. Default: "", which uses "Info.plist"
-  /// beside the executable, if it exists.
+  /// beside the executable, if it exists when a value is first needed.
   Options& setInfoPlistPath(std::string path);
 
   /// Default: `MainLoop::ownThread`.
