@@ -89,6 +89,19 @@ function(tidewell_for_this_system list)
   set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
+# tidewell_fast(TARGET FOLDER FILES…): an optimised build optimises these files of FOLDER (wildcards) for speed, and all others of the
+# target for size.
+function(tidewell_fast target folder)
+  foreach(pattern ${ARGN})
+    file(GLOB fast CONFIGURE_DEPENDS "${folder}/${pattern}")
+    if(NOT fast)
+      message(FATAL_ERROR "no file for FAST ${pattern}")
+    endif()
+    set_source_files_properties(${fast} PROPERTIES COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:-O2>")
+  endforeach()
+  target_compile_options(${target} PRIVATE "$<$<NOT:$<CONFIG:Debug>>:-Os>")
+endfunction()
+
 # tidewell_layer(NAME [WITHOUT REGEX] [FAST FILES…] [LINK LIBRARIES…]): builds the .cpp files of tidewell/NAME, except those that match
 # REGEX, into TidewellCore. With FAST, an optimised build optimises these files (wildcards) for speed and all others for size.
 function(tidewell_layer name)
@@ -104,15 +117,7 @@ function(tidewell_layer name)
   add_library(tidewell_${name} OBJECT ${sources})
   tidewell_settings(tidewell_${name})
   if(arg_FAST)
-    list(TRANSFORM arg_FAST PREPEND "${PROJECT_SOURCE_DIR}/tidewell/${name}/")
-    foreach(pattern ${arg_FAST})
-      file(GLOB fast CONFIGURE_DEPENDS "${pattern}")
-      if(NOT fast)
-        message(FATAL_ERROR "no file for FAST ${pattern}")
-      endif()
-      set_source_files_properties(${fast} PROPERTIES COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:-O2>")
-    endforeach()
-    target_compile_options(tidewell_${name} PRIVATE "$<$<NOT:$<CONFIG:Debug>>:-Os>")
+    tidewell_fast(tidewell_${name} "${PROJECT_SOURCE_DIR}/tidewell/${name}" ${arg_FAST})
   endif()
   target_include_directories(tidewell_${name} PUBLIC
     "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>")
