@@ -62,13 +62,13 @@ endif()
 set(TIDEWELL_PACKED_RELOCATIONS "LINKER:-z,pack-relative-relocs")
 if(TIDEWELL_IS_Glibc)
   include(CheckCXXSourceCompiles)
-  set(CMAKE_REQUIRED_LINK_OPTIONS ${TIDEWELL_PACKED_RELOCATIONS} "LINKER:--fatal-warnings")
+  set(CMAKE_REQUIRED_LINK_OPTIONS ${TIDEWELL_PACKED_RELOCATIONS})
   check_cxx_source_compiles([[
     #include <features.h>
     #if !__GLIBC_PREREQ(2, 36)
     #error "the loader does not know them"
     #endif
-    int main() {}]] TIDEWELL_CAN_PACK_RELOCATIONS)
+    int main() {}]] TIDEWELL_CAN_PACK_RELOCATIONS FAIL_REGEX "warning")
   unset(CMAKE_REQUIRED_LINK_OPTIONS)
 endif()
 if(NOT TIDEWELL_CAN_PACK_RELOCATIONS)

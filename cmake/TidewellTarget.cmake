@@ -86,6 +86,22 @@ function(tidewell_for_this_system list)
   set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
+# tidewell_fast(TARGET FOLDER FILES…): an optimised build optimises these files of FOLDER (wildcards) for speed, and all others of the
+# target for size.
+function(tidewell_fast target folder)
+  if(CMAKE_BUILD_TYPE STREQUAL "Debug")  # files with options of their own would not be in a unity build
+    return()
+  endif()
+  foreach(pattern ${ARGN})
+    file(GLOB fast CONFIGURE_DEPENDS "${folder}/${pattern}")
+    if(NOT fast)
+      message(FATAL_ERROR "no file for FAST ${pattern}")
+    endif()
+    set_source_files_properties(${fast} PROPERTIES COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:-O2>")
+  endforeach()
+  target_compile_options(${target} PRIVATE "$<$<NOT:$<CONFIG:Debug>>:-Os>")
+endfunction()
+
 # tidewell_layer(NAME [WITHOUT REGEX] [FAST FILES…] [LINK LIBRARIES…]): builds the .cpp files of tidewell/NAME, except those that match
 # REGEX, into TidewellCore. With FAST, an optimised build optimises these files (wildcards) for speed and all others for size.
 function(tidewell_layer name)
@@ -100,16 +116,8 @@ function(tidewell_layer name)
   endif()
   add_library(tidewell_${name} OBJECT ${sources})
   tidewell_settings(tidewell_${name})
-  if(arg_FAST AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")  # files with options of their own are not in a unity build
-    list(TRANSFORM arg_FAST PREPEND "${PROJECT_SOURCE_DIR}/tidewell/${name}/")
-    foreach(pattern ${arg_FAST})
-      file(GLOB fast CONFIGURE_DEPENDS "${pattern}")
-      if(NOT fast)
-        message(FATAL_ERROR "no file for FAST ${pattern}")
-      endif()
-      set_source_files_properties(${fast} PROPERTIES COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:-O2>")
-    endforeach()
-    target_compile_options(tidewell_${name} PRIVATE "$<$<NOT:$<CONFIG:Debug>>:-Os>")
+  if(arg_FAST)
+    tidewell_fast(tidewell_${name} "${PROJECT_SOURCE_DIR}/tidewell/${name}" ${arg_FAST})
   endif()
   target_include_directories(tidewell_${name} PUBLIC
     "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/generated>")

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A library that does nothing, of the size of one of the SDK's: NAMES exported functions, POINTERS to relocate and
-// CODE bytes of code.
+// A library that does nothing, of the size of one of the SDK's: NAMES exported functions, POINTERS to
+// relocate and CODE bytes of code.
 #define TEXT_OF(macro) #macro
 #define TEXT(macro) TEXT_OF(macro)
 
