@@ -57,9 +57,7 @@ PosixBundles::~PosixBundles() { delete main_.load(std::memory_order_relaxed); }
 
 const base::Dictionary& PosixBundles::main() {
   return base::madeOnce(main_, [this] {
-    const std::string path = fileBesideExecutable();
-    return merged(path.empty() ? base::Dictionary() : PropertyListFile::read(path, FileOwner::any).contents,
-                  options_);
+    return merged(PropertyListFile::read(fileBesideExecutable(), FileOwner::any).contents, options_);
   });
 }
 

@@ -162,8 +162,9 @@ struct PosixUserDefaults::State {
     changes.insert_or_assign(std::string(key), Change{std::move(object), ++changeCount});
   }
 
-  /// Whether the file and its folder are unchanged since the last read. Two system calls.
+  /// Whether the file and its folder are unchanged since the last read. Two system calls, if there was one.
   [[nodiscard]] bool isFresh() {
+    if (!hasLoaded()) return false;
     const FileStamp now = FileStamp::of(path);
     const FileStamp folderNow = FileStamp::of(folder);
     const base::MutexLock lock(mutex);
@@ -242,7 +243,7 @@ struct PosixUserDefaults::State {
   /// Reloads the file if another process has written it. Does not wait for a thread that is about to write:
   /// its changes are in memory already.
   void refresh() {
-    if (path.empty() || (hasLoaded() && isFresh())) return;
+    if (path.empty() || isFresh()) return;
     std::vector<std::string> reports;
     {
       std::unique_lock working(file, std::defer_lock);
@@ -250,7 +251,7 @@ struct PosixUserDefaults::State {
         if (!working.try_lock()) return;
       } else {
         working.lock();
-        if (hasLoaded() && isFresh()) return;
+        if (isFresh()) return;
       }
       const auto failure = load(FileState::unlocked, reports);
       noteOutcome(&State::lastReadFailure, failure ? sentence("read", failure.message()) : "", reports);
