@@ -72,16 +72,22 @@ TEST_F(CInterfaceTest, HostileArgumentsAreRefused) {
 }
 
 TEST_F(CInterfaceTest, EveryContextIsFreedOnceWhenTheProcessEnds) {
+  const std::vector<Row> rows{
+      {{"install", "pending"}, {}, "TDW_OK\n\n"},
+      {{"install", "pending", "end"}, {}, "TDW_OK\n\n\n"},
+      // Offline: if a thread of the parent used OpenSSL, its exit handler could hang in the child.
+      {{"install", "pending", "fork"},
+       {"HOST_OFFLINE=1"},
+       "TDW_OK\n\ncontexts: none freed once, 0 late.*\n\n"},
+      {{"install", "late"}, {}, "TDW_OK\n\n"}};
   for (const char* const fault : {"", "kind=silence", "kind=drip:1"}) {
     if (*fault != '\0') setFault(fault);
-    for (const char* const loop : {"HOST_LOOP=1", ""}) {
+    for (const char* const loop : {"HOST_LOOP=1", "HOST_LOOP="}) {
       SCOPED_TRACE(std::string(fault) + loop);
-      for (const Row& row : std::initializer_list<Row>{
-               {{"install", "pending"}, {}, "TDW_OK\n\n"},
-               {{"install", "pending", "end"}, {}, "TDW_OK\n\n\n"},
-               {{"install", "pending", "fork"}, {}, "TDW_OK\n\ncontexts: none freed once, 0 late.*\n\n"},
-               {{"install", "late"}, {}, "TDW_OK\n\n"}}) {
-        check({row.commands, {loop}, row.output + kEnd});
+      for (Row row : rows) {
+        row.environment.emplace_back(loop);
+        row.output += kEnd;
+        check(row);
         if (HasFailure()) return;
       }
     }
