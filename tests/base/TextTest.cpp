@@ -9,6 +9,7 @@
 #include <clocale>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <locale>
 #include <set>
@@ -91,7 +92,7 @@ void raiseForeign() {
   } foreign;
   foreign.before.fill(0x41);
   foreign.exception = {};
-  foreign.exception.exception_class = 0x464f524549474e00;
+  std::memcpy(&foreign.exception.exception_class, "FOREIGN", 8);  // a number, or characters on ARM
   _Unwind_RaiseException(&foreign.exception);
 }
 
