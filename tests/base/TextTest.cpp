@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <cstring>
 #include <functional>
 #include <locale>
 #include <set>
