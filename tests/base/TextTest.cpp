@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <cstring>
 #include <functional>
 #include <locale>
 #include <set>
