@@ -404,7 +404,9 @@ __attribute__((visibility("default"))) int open(const char* path, int flags, ...
 }
 
 __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept {
-  static const auto real = reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
+  const bool isRenamed = sizeof(time_t) > sizeof(long);  // glibc's name for 64-bit times on a 32-bit system
+  static const auto real = reinterpret_cast<int (*)(clockid_t, timespec*)>(
+      dlsym(RTLD_NEXT, isRenamed ? "__clock_gettime64" : "clock_gettime"));
   const int result = real(clock, time);
   if (result == 0 && clock == CLOCK_REALTIME) time->tv_sec += wallClockStep;
   return result;
