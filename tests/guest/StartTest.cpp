@@ -28,6 +28,7 @@ TEST_F(GuestTest, AShortLivedProgramWaitsForItsSyncAndKeepsTheStatus) {
 }
 
 TEST_F(GuestTest, TheFirstOfTwoPluginsInstallsThePlatform) {
+  if (!TIDEWELL_TEST_SHARED) GTEST_SKIP() << "each plug-in has a core of its own in a static build";
   const Outcome outcome = Child({GUEST_LOADER, "twice", GUEST_PLUGIN_A, GUEST_PLUGIN_B}, environment()).end();
   EXPECT_EQ(outcome.out, "7 7\n");
   EXPECT_EQ(outcome.err.substr(outcome.err.find("] ") + 2),
@@ -108,6 +109,7 @@ TEST_F(GuestTest, HostsAreChosenByTheOptionsAndInDevelopmentByTheEnvironment) {
 }
 
 TEST_F(GuestTest, OneLineSaysThatNothingCanWork) {
+  if (!TIDEWELL_TEST_SHARED) GTEST_SKIP() << "a static build has no modules";
   fs::create_directories(folder + "/one/" TIDEWELL_MODULE_FOLDER);
   fs::create_directory(folder + "/lib");
   for (const fs::path library : std::vector<const char*>{GUEST_LIBRARIES}) {

@@ -95,6 +95,7 @@ EXPORT int open(const char* path, int flags, ...) {
   va_end(arguments);
   return openat(AT_FDCWD, path, flags, mode);
 }
+EXPORT int __open_2(const char* path, int flags) { return open(path, flags); }  // with _FORTIFY_SOURCE
 EXPORT ssize_t write(int file, const void* bytes, size_t count) {
   if (fails(file, ENOSPC)) return -1;
   if (!isBelowRoot(file)) return syscall(SYS_write, file, bytes, count);
