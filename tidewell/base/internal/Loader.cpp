@@ -29,8 +29,8 @@ class LoaderWatch final : public ForkParticipant {
   ~LoaderWatch() override { leave(); }
 
   void afterForkInChild() noexcept override {
-    // The loader calls its lists consistent as soon as they name a library, before it has relocated it. In
-    // the child, nobody would finish that.
+    // The loader marks its lists as consistent when a library has been added, before that is relocated. In
+    // the child, the relocation would never be finished.
     if (!isLoaderConsistent() || modulesBeingLoaded.load(std::memory_order_relaxed) > 0) {
       isBroken.store(true, std::memory_order_relaxed);
     }

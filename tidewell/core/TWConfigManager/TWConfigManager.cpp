@@ -14,6 +14,7 @@
 #include "tidewell/core/TWConfigManager/internal/ConfigMerge.h"
 #include "tidewell/core/TWConfigManager/internal/ConfigRecord.h"
 #include "tidewell/core/TWConfigManager/internal/Explainer.h"
+#include "tidewell/core/TWConfigManager/internal/ManagerLog.h"
 #include "tidewell/core/TWConfigManager/internal/ReplyMerge.h"
 #include "tidewell/core/TWConfigManager/internal/WrongClass.h"
 #include "tidewell/core/TWCoreConstants.h"
@@ -23,10 +24,6 @@
 
 namespace tidewell {
 namespace {
-
-constexpr LogCoordinates at(std::int32_t line, std::string_view selector) {
-  return {"TWConfigManager", line, selector, "exception is %@"};
-}
 
 void reportTooLarge(PropertySet properties) {
   for (const std::uint8_t row : kMergeOrder) {
@@ -289,7 +286,7 @@ void TWConfigManager::updateConfigFromResponse(const base::Value& response) {
 
 ConfigMerge ConfigMerge::of(TWConfigManager& manager, const base::Value& response) {
   ConfigMerge merge;
-  guarded(at(118, "updateConfigFromResponse:"), [&] {
+  guarded(managerAt(118, "updateConfigFromResponse:"), [&] {
     TWConfigManager::State& state = *manager.state_;
     state.isUnmerged = false;
     try {
@@ -309,7 +306,7 @@ ConfigMerge ConfigMerge::of(TWConfigManager& manager, const base::Value& respons
 }
 
 void TWConfigManager::setDataRedirectionRegion(TWDataRegion region) {
-  guarded(at(142, "setDataRedirectionRegion:"), [&] {
+  guarded(managerAt(142, "setDataRedirectionRegion:"), [&] {
     std::string_view text = CONFIG_DATA_REGION_DEFAULT;
     if (region == TWDataRegionServ3) text = CONFIG_DATA_REGION_SERV3;
     if (region == TWDataRegionEurope) text = CONFIG_DATA_REGION_EU;
@@ -329,15 +326,15 @@ std::optional<Explanation> TWConfigManager::explanation(std::string_view questio
 }
 
 void TWConfigManager::setDataTrackingOptedOut(bool optedOut) {
-  guarded(at(474, "setDataTrackingOptedOut:"),
+  guarded(managerAt(474, "setDataTrackingOptedOut:"),
           [&] { state_->set(TWConfigPropertyDataTrackingOptedOut, optedOut); });
 }
 void TWConfigManager::setUserPushNotificationOptedOut(bool optedOut) {
-  guarded(at(485, "setUserPushNotificationOptedOut:"),
+  guarded(managerAt(485, "setUserPushNotificationOptedOut:"),
           [&] { state_->set(TWConfigPropertyUserPushOptedOut, optedOut); });
 }
 void TWConfigManager::setUserInAppNotificationOptedOut(bool optedOut) {
-  guarded(at(497, "setUserInAppNotificationOptedOut:"),
+  guarded(managerAt(497, "setUserInAppNotificationOptedOut:"),
           [&] { state_->set(TWConfigPropertyUserInAppOptedOut, optedOut); });
 }
 

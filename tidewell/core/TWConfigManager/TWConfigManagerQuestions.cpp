@@ -5,16 +5,13 @@
 #include "tidewell/base/internal/HazardPointer.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWConfigManager/internal/CompiledConfig.h"
+#include "tidewell/core/TWConfigManager/internal/ManagerLog.h"
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/internal/Guard.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
 namespace {
-
-constexpr LogCoordinates questionAt(std::int32_t line, std::string_view selector) {
-  return {"TWConfigManager", line, selector, "exception is %@"};
-}
 
 template <Gate gate>
 inline bool answer(const std::atomic<GateWord>& gates, const std::atomic<const CompiledConfig*>& current) {
@@ -28,9 +25,9 @@ inline bool answer(const std::atomic<GateWord>& gates, const std::atomic<const C
   return (answers & trueBit(gate)) != 0;
 }
 
-constexpr LogCoordinates kBlackListed = questionAt(400, "isEventBlackListed:");
-constexpr LogCoordinates kInstantFlush = questionAt(423, "isEventInstantFlushEvent:");
-constexpr LogCoordinates kWhitelisted = questionAt(564, "isEventWhitelistedEvent:");
+constexpr LogCoordinates kBlackListed = managerAt(400, "isEventBlackListed:");
+constexpr LogCoordinates kInstantFlush = managerAt(423, "isEventInstantFlushEvent:");
+constexpr LogCoordinates kWhitelisted = managerAt(564, "isEventWhitelistedEvent:");
 
 using ListMember = std::shared_ptr<const EventList> CompiledConfig::*;
 
@@ -67,7 +64,7 @@ base::Value arrayForNil(base::Value value) { return value ? std::move(value) : b
 }  // namespace
 
 TWDataRegion TWConfigManager::getDataRedirectionRegion() const {
-  return guarded(questionAt(589, "getDataRedirectionRegion"), TWDataRegionDefault, [&] {
+  return guarded(managerAt(589, "getDataRedirectionRegion"), TWDataRegionDefault, [&] {
     const base::Value region = base::SnapshotGuard(current_)->fields.dataRedirectionRegion;
     if (region.isEqualToString(CONFIG_DATA_REGION_SERV3)) return TWDataRegionServ3;
     if (region.isEqualToString(CONFIG_DATA_REGION_EU)) return TWDataRegionEurope;
