@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 
+#include "tidewell/base/KeyPath.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
 

@@ -6,6 +6,7 @@
 
 #include "VectorFile.h"
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/KeyPath.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/TextFormat.h"
 #include "tidewell/base/internal/Unicode.h"

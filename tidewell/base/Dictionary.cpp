@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "tidewell/base/Dictionary.h"
+
 #include <algorithm>
 #include <memory>
 

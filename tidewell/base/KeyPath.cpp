@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "tidewell/base/KeyPath.h"
+
 #include <algorithm>
 #include <functional>
 #include <optional>
 #include <vector>
 
 #include "tidewell/base/Exception.h"
-#include "tidewell/base/Value.h"
 
 namespace tidewell::base {
 namespace {

@@ -5,9 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,17 +13,15 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/Array.h"
 #include "tidewell/base/Data.h"
 #include "tidewell/base/Date.h"
+#include "tidewell/base/Dictionary.h"
 #include "tidewell/base/Export.h"
 #include "tidewell/base/Shared.h"
 #include "tidewell/base/Url.h"
 
 namespace tidewell::base {
-
-class Array;
-class Dictionary;
-class Value;
 
 /// How an object of a higher layer is printed, compared and hashed. One constant per type of object.
 struct ObjectOperations {
@@ -65,73 +61,6 @@ enum class ValueKind : std::uint8_t {
   object,
   array,
   dictionary,
-};
-
-/// An ordered list of values. Copies share their entries until one of them is modified. Any number of threads
-/// may read one; writing needs exclusive access.
-class TIDEWELL_EXPORT Array {
- public:
-  Array() noexcept = default;
-  Array(std::initializer_list<Value> values);
-  explicit Array(std::vector<Value> values);
-
-  [[nodiscard]] std::size_t count() const noexcept;
-  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
-  /// Raises `kRangeException` for an index beyond the end.
-  [[nodiscard]] const Value& objectAtIndex(std::size_t index) const;
-  /// nil is stored as nil.
-  void addObject(Value value);
-
-  [[nodiscard]] const Value* begin() const noexcept;
-  [[nodiscard]] const Value* end() const noexcept;
-  friend TIDEWELL_EXPORT bool operator==(const Array& a, const Array& b) noexcept;
-  [[nodiscard]] std::string description() const;
-
- private:
-  friend class Value;
-  SharedPointer record_;
-};
-
-/// A map from text to values that keeps insertion order, so that payloads and log lines are reproducible.
-///
-/// Copies share their entries until one of them is modified. Lookup takes constant time even for keys chosen
-/// by an attacker. Any number of threads may read one; writing needs exclusive access.
-class TIDEWELL_EXPORT Dictionary {
- public:
-  struct Entry;
-
-  Dictionary() noexcept = default;
-  /// If a key occurs twice, the later value replaces the first one in its place. Raises
-  /// `kInvalidArgumentException` for a nil value.
-  Dictionary(std::initializer_list<std::pair<std::string_view, Value>> entries);
-
-  [[nodiscard]] std::size_t count() const noexcept;
-  [[nodiscard]] bool empty() const noexcept { return count() == 0; }
-  /// nil if there is no such key.
-  [[nodiscard]] Value objectForKey(std::string_view key) const;
-  /// The stored value, or null if there is no such key. Valid until the dictionary is modified or destroyed.
-  [[nodiscard]] const Value* find(std::string_view key) const noexcept;
-  /// Appends a new key; an existing key keeps its place. Raises `kInvalidArgumentException` for a nil object.
-  void setObject(Value object, std::string_view forKey);
-  /// Adds a pair unless the key exists; returns whether it was added. Raises as `setObject` does.
-  bool addObject(std::string key, Value object);
-  /// Does nothing if there is no such key. Linear in the number of entries.
-  void removeObjectForKey(std::string_view key);
-  void removeAllObjects() noexcept;
-  /// Allocates room for that many entries.
-  void reserve(std::size_t count);
-  /// In insertion order.
-  [[nodiscard]] std::vector<std::string> allKeys() const;
-
-  [[nodiscard]] const Entry* begin() const noexcept;
-  [[nodiscard]] const Entry* end() const noexcept;
-  /// Ignores the order of entries.
-  friend TIDEWELL_EXPORT bool operator==(const Dictionary& a, const Dictionary& b) noexcept;
-  [[nodiscard]] std::string description() const;
-
- private:
-  friend class Value;
-  SharedPointer record_;
 };
 
 /// A reference to an object as the original platform knows it: nil (no object), or one of the kinds in
@@ -291,13 +220,5 @@ struct Dictionary::Entry {
 };
 
 inline const Value* Array::end() const noexcept { return begin() + count(); }
-
-/// `valueForKeyPath:`: resolves the segments between full stops one after the other. nil at any segment gives
-/// nil. An array gives an array of its entries' results, with null in place of nil. A segment that begins
-/// with "@" is a collection operator (`@count`, `@sum.x`, `@avg.x`, `@min.x`, `@max.x`). Null, strings and
-/// numbers raise `kUnknownKeyException` for keys they do not have. Raises for more than
-/// `kMaximumKeyPathSegments` segments.
-[[nodiscard]] TIDEWELL_EXPORT Value valueForKeyPath(const Value& object, std::string_view keyPath);
-inline constexpr std::size_t kMaximumKeyPathSegments = 512;
 
 }  // namespace tidewell::base

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/KeyPath.h"
 #include "tidewell/runtime/Description.h"
 #include "tidewell/runtime/Observing.h"
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tidewell/core/foundation/NSDictionary+TWExtension.h"
 
+#include "tidewell/base/KeyPath.h"
+
 namespace tidewell {
 namespace {
 
