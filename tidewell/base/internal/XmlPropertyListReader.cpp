@@ -128,6 +128,9 @@ bool appendEntity(std::string& out, std::string_view name) {
 }
 
 /// Reads one text. Open containers are frames on an explicit stack, so that nesting does not recurse.
+///
+/// An XML parser would refuse files that programs write: strings with control characters, and with bytes that
+/// are not UTF-8, which are replaced here.
 class XmlReader {
  public:
   XmlReader(std::string_view text, ArchiveReferences references, std::uint64_t maximumObjects)
