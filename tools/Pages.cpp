@@ -3,7 +3,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <iostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -286,17 +285,11 @@ std::string fish(const CLI::App& app) {
 
 }  // namespace
 
-void addPages(CLI::App& app, ManualText text) {
-  app.add_option_function<std::string>("--print-page",
-                                       [&app, text = std::move(text)](const std::string& kind) {
-                                         std::cout << (kind == "man"    ? manual(app, text)
-                                                       : kind == "bash" ? bash(app)
-                                                       : kind == "zsh"  ? zsh(app)
-                                                                        : fish(app));
-                                         throw CLI::Success();
-                                       })
-      ->group("")
-      ->check(CLI::IsMember({"man", "bash", "zsh", "fish"}));
+std::string page(const CLI::App& app, const ManualText& text, const std::string& kind) {
+  return kind == "man"    ? manual(app, text)
+         : kind == "bash" ? bash(app)
+         : kind == "zsh"  ? zsh(app)
+                          : fish(app);
 }
 
 }  // namespace tidewell::tools

@@ -2,24 +2,13 @@
 #pragma once
 
 #include <string>
-#include <utility>
-#include <vector>
 
-namespace CLI {
-class App;
-}
+#include "tools/CommandLine.h"
 
 namespace tidewell::tools {
 
-/// What a manual page contains beside name, description and options.
-struct ManualText {
-  std::string summary;                                        ///< the line of NAME, after the program's name
-  std::vector<std::pair<std::string, std::string>> sections;  ///< heading and text, after OPTIONS
-};
-
-/// Adds the hidden option `--print-page man|bash|zsh|fish`: it prints the manual page or the completions of a
-/// shell, made from the options of `app`, and ends the parse with `CLI::Success`. Call it last; `app` must
-/// outlive the parse.
-void addPages(CLI::App& app, ManualText text);
+/// The manual page ("man") of a program, or its completions for a shell ("bash", "zsh", "fish"), made from
+/// the options and commands of `app`.
+[[nodiscard]] std::string page(const CLI::App& app, const ManualText& text, const std::string& kind);
 
 }  // namespace tidewell::tools

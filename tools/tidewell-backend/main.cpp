@@ -4,7 +4,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -18,7 +17,7 @@
 
 #include "tidewell/core/TWConfigManager/ConfigurationLint.h"
 #include "tidewell/testing/StandInBackend.h"
-#include "tools/Pages.h"
+#include "tools/CommandLine.h"
 
 namespace {
 
@@ -29,7 +28,7 @@ using tidewell::testing::StandInFault;
 using tidewell::testing::StandInFaultKind;
 using tidewell::testing::StandInRequest;
 
-struct CommandLine {
+struct Variables {
   StandInBackendOptions backend;
   std::vector<std::string> faults;
   std::string requestsFile;
@@ -57,54 +56,45 @@ std::string kindsOfFaults() {
 }
 
 /// The exit status if the program must end now; no value if it goes on.
-std::optional<int> readCommandLine(int count, char** arguments, CommandLine& line) {
-  CLI::App app(
-      "Simulates the backend's hosts over HTTPS on 127.0.0.1, records and checks the requests, and "
-      "simulates\n"
-      "faults on request. Prints one line when it listens: ready port=PORT control=PORT ca=FILE",
-      "tidewell-backend");
-  app.set_version_flag("--version", TIDEWELL_VERSION_STRING);
-  line.backend.directory = usualFolder();
+std::optional<int> readCommandLine(int count, char** arguments, Variables& variables) {
+  tidewell::tools::CommandLine line(
+      "tidewell-backend",
+      "Simulates the backend's hosts over HTTPS on 127.0.0.1, records and checks the requests, and simulates "
+      "faults on request. Prints one line when it listens: ready port=PORT control=PORT ca=FILE");
+  StandInBackendOptions& backend = variables.backend;
+  backend.directory = usualFolder();
   bool noControl = false;
-  app.add_option("--port", line.backend.port, "port of the HTTPS server; 0 takes a free one")
-      ->capture_default_str();
-  app.add_option("--control-port", line.backend.controlPort,
-                 "port of the control server (plain HTTP); 0 takes a free one")
-      ->capture_default_str();
-  app.add_flag("--no-control", noControl, "no control server");
-  app.add_option("--config", line.backend.configurationFile,
-                 "JSON file with the reply of the configuration service; read at each request")
-      ->check(CLI::ExistingFile);
-  app.add_option(
-         "--requests", line.requestsFile,
-         "append each request as one JSON line to this file; - is standard output (readable lines and the\n"
-         "ready line then go to standard error)")
-      ->type_name("FILE");
-  app.add_option(
-         "--fault", line.faults,
-         "simulate a fault, for instance service=0,kind=status:500,times=2 (may be repeated; docs/backend.md "
-         "explains the kinds: " +
-             kindsOfFaults() + ")")
-      ->allow_extra_args(false);
-  app.add_option("--directory", line.backend.directory,
-                 "folder of the certificate authority and the server's key, which the first run creates")
-      ->type_name("DIR")
-      ->default_str("$XDG_DATA_HOME/tidewell-backend");
-  app.add_option("--ca", line.backend.caFile, "also write the authority's certificate (PEM) to this file")
-      ->type_name("FILE");
-  app.add_option("--host", line.backend.extraHosts, "an additional host name to answer to (may be repeated)")
-      ->allow_extra_args(false);
-  app.add_option("--ready-file", line.readyFile,
-                 "write the ready line to this file, which is removed at exit")
-      ->type_name("FILE");
-  app.add_flag("--quiet", line.quiet, "print no line for each request");
-  app.add_option(
-         "--lint", line.lint,
-         "print what devices would do with the configuration, when it is first sent and when it has changed")
-      ->check(CLI::IsMember({"on", "off"}))
-      ->capture_default_str();
-  tidewell::tools::addPages(
-      app,
+  line.option("--port", backend.port, "port of the HTTPS server; 0 takes a free one");
+  line.option("--control-port", backend.controlPort,
+              "port of the control server (plain HTTP); 0 takes a free one");
+  line.flag("--no-control", noControl, "no control server");
+  line.option("--config", backend.configurationFile,
+              "JSON file with the reply of the configuration service; read at each request")
+      .existingFile();
+  line.option("--requests", variables.requestsFile,
+              "append each request as one JSON line to this file; - is standard output (readable lines and "
+              "the ready line then go to standard error)")
+      .value("FILE");
+  line.option("--fault", variables.faults,
+              "simulate a fault, for instance service=0,kind=status:500,times=2 (may be repeated; "
+              "docs/backend.md explains the kinds: " +
+                  kindsOfFaults() + ")");
+  line.option("--directory", backend.directory,
+              "folder of the certificate authority and the server's key, which the first run creates")
+      .value("DIR")
+      .shownDefault("$XDG_DATA_HOME/tidewell-backend");
+  line.option("--ca", backend.caFile, "also write the authority's certificate (PEM) to this file")
+      .value("FILE");
+  line.option("--host", backend.extraHosts, "an additional host name to answer to (may be repeated)");
+  line.option("--ready-file", variables.readyFile,
+              "write the ready line to this file, which is removed at exit")
+      .value("FILE");
+  line.flag("--quiet", variables.quiet, "print no line for each request");
+  line.option(
+          "--lint", variables.lint,
+          "print what devices would do with the configuration, when it is first sent and when it has changed")
+      .oneOf({"on", "off"});
+  line.addPages(
       {"simulate the hosts of a Tidewell backend",
        {{"EXIT STATUS",
          "0 after SIGTERM or SIGINT; 1 if a port is in use or a file cannot be written; 2 for a wrong "
@@ -116,13 +106,9 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
          "An unchanged program reaches the simulated hosts with https_proxy=http://127.0.0.1:PORT and "
          "SSL_CERT_FILE=FILE in its environment, with PORT and FILE of the ready line."},
         {"ENVIRONMENT", "XDG_DATA_HOME and HOME determine the folder that is used without the option."}}});
-  try {
-    app.parse(count, arguments);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
-  line.backend.control = !noControl;
-  return std::nullopt;
+  const std::optional<int> status = line.parse(count, arguments);
+  backend.control = !noControl;
+  return status;
 }
 
 /// Writes whole lines; any thread.
@@ -204,7 +190,7 @@ void printFinding(const tidewell::LintFinding& finding) {
                isError ? "error" : "warning", sentence.c_str());
 }
 
-void run(CommandLine line) {
+void run(Variables variables) {
   // `sigwait` below handles the signals that end the program; the backend's threads inherit the mask.
   sigset_t ending;
   sigemptyset(&ending);
@@ -214,37 +200,37 @@ void run(CommandLine line) {
   signal(SIGPIPE, SIG_IGN);
 
   std::vector<StandInFault> faults;
-  for (const auto& text : line.faults) {
+  for (const auto& text : variables.faults) {
     std::string problem;
     const auto fault = StandInFault::parse(text, problem);
     if (!fault) throw std::invalid_argument("--fault " + text + ": " + problem);
     faults.push_back(*fault);
   }
 
-  const bool requestsOnOutput = line.requestsFile == "-";
+  const bool requestsOnOutput = variables.requestsFile == "-";
   LineFile readable(requestsOnOutput ? stderr : stdout);
   std::unique_ptr<LineFile> requests;
   if (requestsOnOutput) {
     requests = std::make_unique<LineFile>(stdout);
-  } else if (!line.requestsFile.empty()) {
-    requests = std::make_unique<LineFile>(line.requestsFile);
+  } else if (!variables.requestsFile.empty()) {
+    requests = std::make_unique<LineFile>(variables.requestsFile);
   }
-  line.backend.onRequest = [&](const StandInRequest& request) {
+  variables.backend.onRequest = [&](const StandInRequest& request) {
     if (requests) requests->write(request.json());
-    if (!line.quiet) readable.write(readableLine(request));
+    if (!variables.quiet) readable.write(readableLine(request));
   };
 
-  if (line.lint == "on") {
-    line.backend.onConfiguration = [](std::string_view reply) {
+  if (variables.lint == "on") {
+    variables.backend.onConfiguration = [](std::string_view reply) {
       for (const auto& finding : tidewell::lintConfiguration(reply).findings()) printFinding(finding);
     };
   }
 
-  StandInBackend backend(line.backend);
+  StandInBackend backend(variables.backend);
   for (auto& fault : faults) backend.addFault(std::move(fault));
   const std::string ready = "ready port=" + std::to_string(backend.port()) +
                             " control=" + std::to_string(backend.controlPort()) + " ca=" + backend.caFile();
-  const ReadyFile readyFile(line.readyFile, ready);
+  const ReadyFile readyFile(variables.readyFile, ready);
   readable.write(ready);
   int signalNumber = 0;
   sigwait(&ending, &signalNumber);
@@ -253,10 +239,10 @@ void run(CommandLine line) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  CommandLine line;
-  if (const auto status = readCommandLine(count, arguments, line)) return *status;
+  Variables variables;
+  if (const auto status = readCommandLine(count, arguments, variables)) return *status;
   try {
-    run(std::move(line));
+    run(std::move(variables));
   } catch (const std::invalid_argument& error) {
     std::fprintf(stderr, "tidewell-backend: %s\n", error.what());
     return 2;

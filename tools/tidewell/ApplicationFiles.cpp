@@ -51,12 +51,10 @@ std::optional<std::string> contentsOf(const std::string& path) {
 
 }  // namespace
 
-void addChoice(CLI::App& to, ApplicationChoice& choice) {
-  auto* const app = to.add_option("--app", choice.bundleIdentifier, "bundle identifier of the application")
-                        ->type_name("BUNDLE_ID");
-  to.add_option("--container", choice.container, "folder of the application's files")
-      ->type_name("DIR")
-      ->excludes(app);
+void addChoice(tools::Command to, ApplicationChoice& choice) {
+  const tools::Option app =
+      to.option("--app", choice.bundleIdentifier, "bundle identifier of the application").value("BUNDLE_ID");
+  to.option("--container", choice.container, "folder of the application's files").value("DIR").excludes(app);
 }
 
 std::string ApplicationFiles::dataHome() {

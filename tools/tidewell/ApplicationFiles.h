@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,6 +10,7 @@
 
 #include "tidewell/base/Value.h"
 #include "tidewell/core/TWConfigManager/TWConfig.h"
+#include "tools/CommandLine.h"
 
 namespace tidewell::tool {
 
@@ -19,7 +19,7 @@ struct ApplicationChoice {
   std::string bundleIdentifier;
   std::string container;
 };
-void addChoice(CLI::App& to, ApplicationChoice& choice);
+void addChoice(tools::Command to, ApplicationChoice& choice);
 
 /// One file of an application's container.
 struct FileFacts {

@@ -230,32 +230,29 @@ int convert(const ConvertVariables& variables) {
 
 }  // namespace
 
-void addArchive(CommandLine& line) {
-  CLI::App& archive =
-      *line.app.add_subcommand("archive", "Shows or converts a keyed archive or property list.");
-  archive.require_subcommand(1);
-  line.add<ShowVariables>(archive, "show", "Prints the objects of an archive as a tree.", &show,
-                          [](CLI::App& to, ShowVariables& variables) {
-                            to.add_option("FILE", variables.file,
-                                          "binary or XML property list, or JSON; - reads standard input")
-                                ->required();
-                            to.add_flag("--json", variables.json, "print the JSON form of `convert`");
-                            to.add_flag("--secrets", variables.secrets, "print tokens in full");
-                          });
-  line.add<ConvertVariables>(
+void addArchive(tools::Command program) {
+  tools::Command archive = program.add("archive", "Shows or converts a keyed archive or property list.");
+  addCommand<ShowVariables>(archive, "show", "Prints the objects of an archive as a tree.", &show,
+                            [](tools::Command to, ShowVariables& variables) {
+                              to.option("FILE", variables.file,
+                                        "binary or XML property list, or JSON; - reads standard input")
+                                  .required();
+                              to.flag("--json", variables.json, "print the JSON form of `convert`");
+                              to.flag("--secrets", variables.secrets, "print tokens in full");
+                            });
+  addCommand<ConvertVariables>(
       archive, "convert",
-      "Converts between binary, XML and JSON without loss. In JSON, what JSON cannot hold is written as\n"
+      "Converts between binary, XML and JSON without loss. In JSON, what JSON cannot hold is written as "
       "{\"$real\": \"0.1\"}, {\"$date\": \"SECONDS\"} (since 1970 UTC) or {\"$data\": \"BASE64\"}.",
-      &convert, [](CLI::App& to, ConvertVariables& variables) {
-        to.add_option("FILE", variables.file, "binary or XML property list, or JSON; - reads standard input")
-            ->required();
-        to.add_option("--to", variables.to, "the format to write")
-            ->required()
-            ->check(CLI::IsMember({"binary", "xml", "json"}))
-            ->type_name("FORMAT");
-        to.add_option("--output", variables.output, "the file to write instead of standard output");
-        to.add_flag("--allow-loss", variables.allowsLoss,
-                    "write it even if the format cannot hold all of it");
+      &convert, [](tools::Command to, ConvertVariables& variables) {
+        to.option("FILE", variables.file, "binary or XML property list, or JSON; - reads standard input")
+            .required();
+        to.option("--to", variables.to, "the format to write")
+            .required()
+            .oneOf({"binary", "xml", "json"})
+            .value("FORMAT");
+        to.option("--output", variables.output, "the file to write instead of standard output");
+        to.flag("--allow-loss", variables.allowsLoss, "write it even if the format cannot hold all of it");
       });
 }
 

@@ -110,18 +110,18 @@ int erase(const EraseVariables& variables) {
 
 }  // namespace
 
-void addErase(CommandLine& line) {
-  line.add<EraseVariables>(line.app, "erase",
-                           "Erases the downloaded configuration with the opt-outs and the region; with "
-                           "--identity everything that\n"
-                           "the SDK keeps for an application. Stop the application first.",
-                           &erase, [](CLI::App& to, EraseVariables& variables) {
-                             addChoice(to, variables.application);
-                             to.add_flag("--identity", variables.identity,
-                                         "also the App ID, identifiers, push token and the whole container");
-                             to.add_flag("--yes", variables.yes, "do not ask");
-                             to.add_flag("--json", variables.json, "print one JSON object");
-                           });
+void addErase(tools::Command program) {
+  addCommand<EraseVariables>(
+      program, "erase",
+      "Erases the downloaded configuration with the opt-outs and the region; with "
+      "--identity everything that the SDK keeps for an application. Stop the application first.",
+      &erase, [](tools::Command to, EraseVariables& variables) {
+        addChoice(to, variables.application);
+        to.flag("--identity", variables.identity,
+                "also the App ID, identifiers, push token and the whole container");
+        to.flag("--yes", variables.yes, "do not ask");
+        to.flag("--json", variables.json, "print one JSON object");
+      });
 }
 
 }  // namespace tidewell::tool

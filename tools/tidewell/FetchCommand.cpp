@@ -156,20 +156,19 @@ int fetch(const FetchVariables& variables) {
 
 }  // namespace
 
-void addFetch(CommandLine& line) {
-  line.add<FetchVariables>(
-      line.app, "fetch",
+void addFetch(tools::Command program) {
+  addCommand<FetchVariables>(
+      program, "fetch",
       "Asks the configuration service as the SDK would and prints the reply, or why there is "
       "none. Touches no application's files.",
-      &fetch, [](CLI::App& to, FetchVariables& variables) {
-        to.add_option("--app-id", variables.appID, "the App ID")->required()->type_name("ID");
-        to.add_option("--region", variables.region, "the data centre")
-            ->check(CLI::IsMember({"default", "serv3", "europe"}))
-            ->type_name("REGION")
-            ->capture_default_str();
-        to.add_option("--host", variables.host, "another host, as HOST or HOST:PORT")->type_name("HOST");
-        to.add_option("--ca", variables.caFile, "PEM file of trusted certificates")->type_name("FILE");
-        to.add_flag("--json", variables.json, "print one JSON object");
+      &fetch, [](tools::Command to, FetchVariables& variables) {
+        to.option("--app-id", variables.appID, "the App ID").required().value("ID");
+        to.option("--region", variables.region, "the data centre")
+            .oneOf({"default", "serv3", "europe"})
+            .value("REGION");
+        to.option("--host", variables.host, "another host, as HOST or HOST:PORT").value("HOST");
+        to.option("--ca", variables.caFile, "PEM file of trusted certificates").value("FILE");
+        to.flag("--json", variables.json, "print one JSON object");
       });
 }
 

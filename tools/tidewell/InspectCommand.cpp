@@ -396,29 +396,28 @@ int inspect(const InspectVariables& variables) {
 
 }  // namespace
 
-void addInspect(CommandLine& line) {
-  line.add<InspectVariables>(line.app, "inspect",
-                             "Prints what the SDK keeps for an application: identity, last sync, gates, "
-                             "configuration, files. Without\n"
-                             "--app or --container, lists the applications.",
-                             &inspect, [](CLI::App& to, InspectVariables& variables) {
-                               addChoice(to, variables.application);
-                               to.add_flag("--json", variables.json, "print one JSON object");
-                               to.add_flag("--secrets", variables.secrets, "print tokens in full");
-                             });
-  line.add<ExplainVariables>(
-      line.app, "explain", "Prints how the answer to a gate, an event's lists or a unique ID comes about.",
-      &explain, [](CLI::App& to, ExplainVariables& variables) {
-        auto* const gate = to.add_option("GATE", variables.gate, "such as isAccountActive");
-        auto* const event = to.add_option("--event", variables.event, "explain the lists for this event")
-                                ->type_name("NAME")
-                                ->excludes(gate);
-        to.add_option("--id", variables.uniqueID, "explain whether this unique ID is restricted")
-            ->type_name("ID")
-            ->excludes(gate)
-            ->excludes(event);
+void addInspect(tools::Command program) {
+  addCommand<InspectVariables>(program, "inspect",
+                               "Prints what the SDK keeps for an application: identity, last sync, gates, "
+                               "configuration, files. Without --app or --container, lists the applications.",
+                               &inspect, [](tools::Command to, InspectVariables& variables) {
+                                 addChoice(to, variables.application);
+                                 to.flag("--json", variables.json, "print one JSON object");
+                                 to.flag("--secrets", variables.secrets, "print tokens in full");
+                               });
+  addCommand<ExplainVariables>(
+      program, "explain", "Prints how the answer to a gate, an event's lists or a unique ID comes about.",
+      &explain, [](tools::Command to, ExplainVariables& variables) {
+        const tools::Option gate = to.option("GATE", variables.gate, "such as isAccountActive");
+        const tools::Option event = to.option("--event", variables.event, "explain the lists for this event")
+                                        .value("NAME")
+                                        .excludes(gate);
+        to.option("--id", variables.uniqueID, "explain whether this unique ID is restricted")
+            .value("ID")
+            .excludes(gate)
+            .excludes(event);
         addChoice(to, variables.application);
-        to.add_flag("--json", variables.json, "print one JSON object");
+        to.flag("--json", variables.json, "print one JSON object");
       });
 }
 

@@ -112,25 +112,24 @@ int diff(const DiffVariables& variables) {
 
 }  // namespace
 
-void addLint(CommandLine& line) {
-  line.add<LintVariables>(
-      line.app, "lint", "Checks replies of the configuration service: what would devices do with them?",
-      &lint, [](CLI::App& to, LintVariables& variables) {
-        to.add_option("FILE", variables.files, "JSON file; - reads standard input")->required();
-        to.add_option("--fail-on", variables.failOn, "least severity that gives exit status 1")
-            ->check(CLI::IsMember({"note", "warning", "error"}))
-            ->type_name("SEVERITY")
-            ->capture_default_str();
-        to.add_flag("--json", variables.json, "print one JSON object");
+void addLint(tools::Command program) {
+  addCommand<LintVariables>(
+      program, "lint", "Checks replies of the configuration service: what would devices do with them?", &lint,
+      [](tools::Command to, LintVariables& variables) {
+        to.option("FILE", variables.files, "JSON file; - reads standard input").required();
+        to.option("--fail-on", variables.failOn, "least severity that gives exit status 1")
+            .oneOf({"note", "warning", "error"})
+            .value("SEVERITY");
+        to.flag("--json", variables.json, "print one JSON object");
       });
-  line.add<DiffVariables>(
-      line.app, "diff",
+  addCommand<DiffVariables>(
+      program, "diff",
       "Prints what a reply would change on this device, without changing it. Exit status 1 if "
       "it changes something.",
-      &diff, [](CLI::App& to, DiffVariables& variables) {
-        to.add_option("REPLY", variables.reply, "JSON file; - reads standard input")->required();
+      &diff, [](tools::Command to, DiffVariables& variables) {
+        to.option("REPLY", variables.reply, "JSON file; - reads standard input").required();
         addChoice(to, variables.application);
-        to.add_flag("--json", variables.json, "print one JSON object");
+        to.flag("--json", variables.json, "print one JSON object");
       });
 }
 
