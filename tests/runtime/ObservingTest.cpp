@@ -18,11 +18,13 @@ class Lamp : public Object {
   double watts = 0;
   std::shared_ptr<Lamp> next;
   std::uint8_t level = 0;
+  unsigned long long serial = 0;  // a type other than std::uint64_t on most systems
   static void describe(ClassBuilder<Lamp>& c) {
     c.property<&Lamp::colour, &Lamp::setColour>("colour")
         .property<&Lamp::watts>("watts")
         .property<&Lamp::next>("next")
         .property<&Lamp::level>("level")
+        .property<&Lamp::serial>("serial")
         .property<[](Lamp& lamp) { return !lamp.colour_; }>("isDark");
   }
 
@@ -122,7 +124,7 @@ TEST(KeyValueCoding, ReadsAndWritesByNameAndRefusesOtherTypes) {
       {"watts", 60.5, true},   {"watts", nullptr, false}, {"level", 255, true},
       {"level", 256, false},   {"level", -1, false},      {"next", objectValue(make<Door>()), false},
       {"next", "lamp", false}, {"next", nullptr, true},   {"next", objectValue(next), true},
-      {"isDark", true, false}, {"smell", 1, false}};
+      {"isDark", true, false}, {"smell", 1, false},       {"serial", UINT64_MAX, true}};
   for (const auto& [key, value, fits] : rows) {
     SCOPED_TRACE(std::string(key) + " = " + value.description());
     EXPECT_EQ(raised([&, name = key, put = value] { setValueForKey(lamp.get(), name, put); }).empty(), fits);
