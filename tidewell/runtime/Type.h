@@ -223,6 +223,7 @@ template <class T>
   recipe.encoding = TypeText<T>::encoding();
   if constexpr (!std::is_void_v<T>) {
     using Kept = std::conditional_t<std::is_same_v<T, Object*>, Ref, T>;
+    static_assert(alignof(Kept) <= alignof(std::max_align_t), "an invocation cannot store the type");
     recipe.size = sizeof(Kept);
     recipe.alignment = alignof(Kept);
     recipe.copy = [](void* to, const void* from) { ::new (to) Kept(*static_cast<const Kept*>(from)); };
