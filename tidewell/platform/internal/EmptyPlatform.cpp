@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <deque>
+#include <exception>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -94,7 +95,7 @@ class DroppingQueue final : public Queue {
 };
 
 /// Fails every task. Completions must run exactly once and never before the call returns, so a thread runs
-/// them one after the other; it exists only while there are any.
+/// them one after the other; it exits when none are left.
 class FailingUrlSession final : public UrlSession {
  public:
   explicit FailingUrlSession(UrlSessionConfiguration configuration)
@@ -125,8 +126,8 @@ class FailingUrlSession final : public UrlSession {
       try {
         std::thread([self] { self->drain(); }).detach();
         self->threadRuns = true;
-      } catch (const std::system_error&) {
-        // No thread available: the completions wait for the next task.
+      } catch (const std::exception&) {
+        // No thread, or no memory for one: the accepted completions run with those of the next task.
       }
     }
 
@@ -183,8 +184,8 @@ class EmptyPlatform final : public Platform {
 }  // namespace
 
 Platform& emptyPlatform() {
-  static base::NeverDestroyed<EmptyPlatform> machine;
-  return *machine;
+  static base::NeverDestroyed<EmptyPlatform> instance;
+  return *instance;
 }
 
 }  // namespace tidewell::platform
