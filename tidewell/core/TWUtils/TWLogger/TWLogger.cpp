@@ -73,8 +73,7 @@ constinit std::atomic<const LogShipper*> currentShipper{nullptr};
 
 /// The writers' state of templates and switches.
 ///
-/// Created by the first function that uses it. Nothing is logged until a switch is set, so this is early
-/// enough to become the reporter of the lower layers.
+/// Created while the library is loaded, and then makes the logger the reporter of the lower layers.
 struct State {
   State() {
     const base::MutexLock lock(writers);
@@ -278,10 +277,7 @@ void TWLogger::setShouldLogInVerboseMessage(bool flag) {
   switches.set([&](LoggerSwitches& all) { all.inVerboseMessage = flag; });
 }
 
-bool TWLogger::loggingEnabled() {
-  if (shouldLogInDebug()) return true;
-  return usingSeverityFiltering() && shouldLogInVerboseMessage();
-}
+bool TWLogger::loggingEnabled() { return shouldLogInDebug() || usingSeverityFiltering(); }
 
 void TWLogger::debug(std::int64_t level) {
   try {
