@@ -20,7 +20,6 @@ class Explainer {
   std::optional<Explanation> explain(std::string_view question, std::optional<std::string_view> argument);
 
  private:
-  struct Checked;
   void explainGate(const GateRule& rule);
   void explainEvent(const ConfigField& list, std::optional<std::string_view> name);
   void explainUniqueID(std::optional<std::string_view> uniqueID);
