@@ -11,7 +11,7 @@
 
 namespace tidewell {
 
-/// Answers questions step by step. Logs nothing.
+/// Answers questions step by step. Logs nothing. For one thread at a time.
 class Explainer {
  public:
   Explainer(std::shared_ptr<const TWConfigFields> fields, const ConfigOrigins& origins);
