@@ -177,6 +177,7 @@ TEST_F(ConfigArchiveTest, ChangesPendingForTheLockAreMergedInOrder) {
 }
 
 TEST_F(ConfigArchiveTest, AChoiceMadeBetweenTheStepsOfAWriteIsKept) {
+  int reached = 0;
   for (const FileOperation step : {FileOperation::lock, FileOperation::read, FileOperation::list,
                                    FileOperation::replace, FileOperation::remove, FileOperation::move}) {
     SCOPED_TRACE(static_cast<int>(step));
@@ -195,10 +196,12 @@ TEST_F(ConfigArchiveTest, AChoiceMadeBetweenTheStepsOfAWriteIsKept) {
     holder.setUserPushNotificationOptedOut(false);
     files().setHook(nullptr);
     if (!other) continue;
+    ++reached;
     EXPECT_EQ(archivedChoices(), "t-i Europe");
     EXPECT_EQ(waiting(), 0);
     EXPECT_TRUE(holder.tdwConfig()->dataTrackingOptedOut());
   }
+  EXPECT_EQ(reached, 5) << "a write moves no file";
 }
 
 base::Array numbered(int count) {

@@ -20,7 +20,7 @@ class ExplanationTest : public CoreFixture {
     const platform::FileContents file = files().contentsOfFile(pathOf(kConfigOriginsFileName));
     return file.error ? std::nullopt : std::optional(file.contents);
   }
-  /// "key origin" for these keys, as told by the manager's own steps and by the file.
+  /// "key origin; " for each of these keys, by the current record and the file of origins.
   std::string origins(const std::vector<std::string>& keys) {
     const base::Dictionary all = originsOf(*manager->tdwConfig(), originsFile());
     std::string text;

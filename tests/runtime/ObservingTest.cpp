@@ -94,18 +94,18 @@ std::vector<std::string> reported;
 TEST(Observing, ReportsTheDestructionOfAnObservedObjectOnce) {
   setReporter([](std::string_view text) noexcept { reported.emplace_back(text); });
   const auto watcher = make<Watcher>();
-  int told = 0;
+  int notified = 0;
   Observation observation;  // by function, so it ends without a report
   {
     const auto quiet = make<Lamp>();
     for (int i = 0; i < 2; ++i) {
-      observation = observe(quiet, "watts", 0, [&](const base::Dictionary&) { ++told; });
+      observation = observe(quiet, "watts", 0, [&](const base::Dictionary&) { ++notified; });
       setValueForKey(quiet.get(), "watts", 1);
       if (i == 0) const Observation ended = std::move(observation);
       setValueForKey(quiet.get(), "watts", 2);
     }
   }
-  EXPECT_EQ(told, 3);
+  EXPECT_EQ(notified, 3);
   EXPECT_EQ(reported.size(), 0u);
   {
     const auto lamp = make<Lamp>();
