@@ -15,7 +15,7 @@
 
 namespace tidewell::runtime {
 
-/// What a change contains; flags to be combined.
+/// The contents of a change; flags to be combined.
 enum ObservingOptions : std::uint32_t {
   kObserveNew = 1,  ///< the change holds the new value
   kObserveOld = 2,  ///< the change holds the old value

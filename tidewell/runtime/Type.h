@@ -96,8 +96,8 @@ struct CanonicalResultType<std::shared_ptr<T>> : std::type_identity<Ref> {};
 template <class R>
 using CanonicalResult = typename CanonicalResultType<R>::type;
 
-/// What the object model knows about a canonical type. One per type, interned by `text` and never freed:
-/// compared by address, across modules, too.
+/// The description of a canonical type. One per type, interned by `text` and never freed: compared by
+/// address, across modules, too.
 struct TypeInfo {
   std::string text;      ///< unique per type: "{Dictionary}"
   std::string encoding;  ///< the platform's encoding: "@"

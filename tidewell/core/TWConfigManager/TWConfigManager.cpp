@@ -43,8 +43,8 @@ void reportTooLarge(PropertySet properties) {
 
 /// The snapshot read by queries while there is no record.
 const std::shared_ptr<const CompiledConfig>& emptySnapshot() {
-  static constinit std::atomic<const std::shared_ptr<const CompiledConfig>*> nothing{nullptr};
-  return base::madeOnce(nothing, [] {
+  static constinit std::atomic<const std::shared_ptr<const CompiledConfig>*> snapshot{nullptr};
+  return base::madeOnce(snapshot, [] {
     return std::make_unique<const std::shared_ptr<const CompiledConfig>>(CompiledConfig::compile({}));
   });
 }

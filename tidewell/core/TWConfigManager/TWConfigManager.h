@@ -37,8 +37,8 @@ class TIDEWELL_EXPORT TWConfigManager final {
     return makeSharedInstance();
   }
   /// Loads the record from its archive, or creates one of defaults. From a corrupt or oversized archive,
-  /// loads what is readable, and logs that. An archive with nothing readable counts as missing and is renamed
-  /// to "TdwConfig.corrupt".
+  /// loads what is readable, and logs that. An archive without readable values counts as missing and is
+  /// renamed to "TdwConfig.corrupt".
   TWConfigManager();
   ~TWConfigManager();
   TWConfigManager(const TWConfigManager&) = delete;

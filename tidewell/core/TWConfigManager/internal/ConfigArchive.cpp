@@ -17,9 +17,9 @@
 namespace tidewell {
 namespace {
 
-/// How often a holder of the lock checks for changes that arrived while it wrote.
+/// How many times a holder of the lock checks for changes that arrived while it wrote.
 constexpr int kMaximumRounds = 4;
-/// How often a start reads again because another process has merged changes meanwhile.
+/// How many times a start reads again because another process has merged changes meanwhile.
 constexpr int kMaximumReads = 3;
 
 using platform::PendingChanges;
