@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/AllSignalsBlocked.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/FileManager.h"
@@ -120,9 +122,12 @@ class FailingUrlSession final : public UrlSession {
     bool threadRuns TIDEWELL_GUARDED_BY(mutex) = false;
 
     static void add(const std::shared_ptr<Completions>& self, std::function<void()> function) {
+      // A plug-in may be closed while its thread runs.
+      base::keepLoaded(reinterpret_cast<const void*>(&emptyPlatform));
       const base::MutexLock lock(self->mutex);
       self->waiting.push_back(std::move(function));
       if (self->threadRuns) return;
+      const base::AllSignalsBlocked blocked;
       try {
         std::thread([self] { self->drain(); }).detach();
         self->threadRuns = true;
