@@ -32,7 +32,8 @@ class TIDEWELL_EXPORT LintFinding {
   /// The key of the configuration; empty if the finding is about the whole reply. Text from the reply, cut to
   /// `LintReport::kMaximumKeyBytes`; it may hold control characters.
   [[nodiscard]] std::string_view key() const noexcept;
-  /// A JSON pointer (RFC 6901) to the value, such as "/b_e/3"; empty for the whole reply.
+  /// A JSON pointer (RFC 6901) to the value, such as "/b_e/3", with the key cut as above; empty for the whole
+  /// reply.
   [[nodiscard]] std::string_view pointer() const noexcept;
   /// Counted from 1; 0 if there is no place, as for a missing key. Columns count characters.
   [[nodiscard]] std::size_t line() const noexcept;
