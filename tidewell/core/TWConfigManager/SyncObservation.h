@@ -13,8 +13,8 @@ class SyncTracker;
 /// The token of an observation begun by `TidewellCore::observeSync`; its destruction ends the observation.
 ///
 /// May be destroyed on any thread, in the observer itself, and while the process exits. The observer is not
-/// called afterwards, but a call that has begun on another thread completes; destroyed on the main queue's
-/// thread, no call is in progress.
+/// called afterwards, but a call that has begun on another thread completes; that cannot happen if the token
+/// is destroyed on the main queue's thread.
 class TIDEWELL_EXPORT SyncObservation {
  public:
   /// Observes nothing.

@@ -20,7 +20,7 @@
 namespace tidewell::platform {
 namespace {
 
-class ForgetfulUserDefaults final : public UserDefaults {
+class NoUserDefaults final : public UserDefaults {
  public:
   base::Value objectForKey(std::string_view) override { return {}; }
   void setObject(base::Value, std::string_view) override {}
@@ -175,7 +175,7 @@ class EmptyPlatform final : public Platform {
   UrlSession& sharedUrlSession() override { return sharedSession_; }
 
  private:
-  ForgetfulUserDefaults defaults_;
+  NoUserDefaults defaults_;
   NoFiles files_;
   NoKeychain keychain_;
   UnknownDevice device_;
