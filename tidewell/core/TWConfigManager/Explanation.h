@@ -103,9 +103,9 @@ inline constexpr std::size_t kMaximumKeptReplyBytes = 256u << 10;
 [[nodiscard]] TIDEWELL_EXPORT std::vector<std::string_view> explainedQuestions();
 
 /// Explains the answer that a manager with this record would give; for tools that read the files of another
-/// process. `argument` is the name of an event or a unique ID; gates ignore it. `originsFile`
-/// holds the bytes of the file of origins; without one, origins are unknown. The bytes may be hostile. No
-/// value for an unknown question. Logs nothing; throws only `std::bad_alloc`. Any thread.
+/// process. `argument` is the name of an event or a unique ID; gates ignore it. `originsFile` holds the bytes
+/// of the file of origins; without one, origins are unknown. The bytes may be hostile. No value for an
+/// unknown question. Logs nothing; throws only `std::bad_alloc`. Any thread.
 [[nodiscard]] TIDEWELL_EXPORT std::optional<Explanation> explanationOf(
     std::string_view question, std::optional<std::string_view> argument, const TWConfig& record,
     std::optional<std::string_view> originsFile = std::nullopt);

@@ -40,7 +40,7 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   [[nodiscard]] static std::optional<std::string> getSDKLibraryDirectoryPath();
   [[nodiscard]] static std::optional<std::string> getDocumentsDirectoryPath();
 
-  // Savers write to disk immediately; no value removes the entry.
+  // Savers write to disk immediately; a missing value removes the entry.
   static void saveAppId(std::optional<std::string_view> appId);
   [[nodiscard]] static std::optional<std::string> getTidewellAppId();
   static void saveDeviceToken(std::optional<std::string_view> deviceToken);
@@ -104,8 +104,8 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   /// The first 32 bytes (the size of a push token), or fewer if there are fewer, as lower-case hexadecimal
   /// digits. "" without data.
   [[nodiscard]] static std::string hexTokenForData(const std::optional<base::Data>& data);
-  /// The MD5 digest of the UTF-8 bytes before the first NUL, as 32 lower-case hexadecimal digits. No text
-  /// counts as "".
+  /// The MD5 digest of the UTF-8 bytes before the first NUL, as 32 lower-case hexadecimal digits. A
+  /// missing text counts as "".
   [[nodiscard]] static std::string MD5hashForString(std::optional<std::string_view> string);
   /// Pretty-printed JSON. No value without a dictionary, and (with a log line) for one that JSON cannot
   /// represent.
