@@ -112,6 +112,7 @@ void SyncTracker::attach() {
   publish(garbage, [](SyncRecord& record) { record = SyncRecord(); });
   isLoaded_ = isDueKnown_ = isForeign_ = false;
   platform_.store(current, std::memory_order_release);
+  changed_.native().notify_all();  // waits of the earlier life end
 }
 
 void SyncTracker::beginLife() {
