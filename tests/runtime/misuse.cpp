@@ -31,8 +31,7 @@ bool sent(const Ref& keeper, Door& door) { return send(keeper, kOpen, door, 5.0)
 #elif MISUSE == 9   // a class that does not derive from Object, and is not boxed
 Class& ofRobot() { return classOf<Robot>(); }
 #elif MISUSE == 10  // an invocation aligns its storage for standard types only
-struct alignas(64) Aligned {};
-const TypeInfo& aligned() { return typeInfo<Aligned>(); }
+const TypeInfo& aligned() { return typeInfo<std::aligned_storage_t<64, 64>>(); }
 #else
 bool sent(const Ref& keeper, Door& door) { return send(keeper, kOpen, door, "guest"); }
 Ref made() { return make<Porter>(); }
