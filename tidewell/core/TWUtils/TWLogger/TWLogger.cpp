@@ -127,6 +127,7 @@ std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t sever
 }
 
 std::string textOf(std::string_view format, const base::Array& arguments) {
+  const base::CancellationShield shield;  // an argument may be an object of the host
   return base::stringWithFormat(format, arguments.begin(), arguments.count());
 }
 
@@ -309,6 +310,7 @@ void TWLogger::logMessage(std::string_view message) {
 void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs,
                                 const base::Value& stackTrace) {
   logWithVerbosity(verbosity, severity, formatArgs);
+  const base::CancellationShield shield;
   try {
     const LogShipper* const shipper = currentShipper.load(std::memory_order_acquire);
     if (shipper == nullptr || !shipper->isEnabled()) return;
