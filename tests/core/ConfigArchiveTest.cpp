@@ -194,6 +194,7 @@ TEST_F(ConfigArchiveTest, AChoiceMadeBetweenTheStepsOfAWriteIsKept) {
     });
     holder.setUserPushNotificationOptedOut(false);
     files().setHook(nullptr);
+    EXPECT_EQ(other == nullptr, step == FileOperation::move) << "a write moves no file";
     if (!other) continue;
     EXPECT_EQ(archivedChoices(), "t-i Europe");
     EXPECT_EQ(waiting(), 0);

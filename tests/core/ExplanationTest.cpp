@@ -20,7 +20,7 @@ class ExplanationTest : public CoreFixture {
     const platform::FileContents file = files().contentsOfFile(pathOf(kConfigOriginsFileName));
     return file.error ? std::nullopt : std::optional(file.contents);
   }
-  /// "key origin" for these keys, as told by the manager's own steps and by the file.
+  /// "key origin; " for each of these keys, by the current record and the file of origins.
   std::string origins(const std::vector<std::string>& keys) {
     const base::Dictionary all = originsOf(*manager->tdwConfig(), originsFile());
     std::string text;
@@ -85,29 +85,22 @@ TEST_F(ExplanationTest, OriginsAreKeptAcrossLaunches) {
   const std::string manyKeys =
       "{\"a_s\":\"blocked\",\"zz\":\"" + std::string(kMaximumKeptReplyBytes, 'z') + "\"}";
   const std::string unknown = "a_s unknown; p_f_t unknown; b_e unknown; d_r_r unknown; d_t_opt_out unknown; ";
+  const std::string device = "d_r_r not-set-on-device; d_t_opt_out device@17:05; ";
   const Step steps[] = {
       {"a setter", [&] { manager->setDataTrackingOptedOut(true); },
-       "a_s nothing-downloaded; p_f_t nothing-downloaded; b_e nothing-downloaded; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; "},
+       "a_s nothing-downloaded; p_f_t nothing-downloaded; b_e nothing-downloaded; " + device},
       {"a reply", [&] { merge(R"({"a_s":"allowed","p_f_t":30,"b_e":null})"); },
-       "a_s last-reply@17:06; p_f_t last-reply@17:06; b_e left-out@17:06; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; "},
+       "a_s last-reply@17:06; p_f_t last-reply@17:06; b_e left-out@17:06; " + device},
       {"one that stops", [&] { merge(R"({"a_s":"blocked","p_f_t":[]})"); },
-       "a_s last-reply@17:07; p_f_t before-last-reply; b_e before-last-reply; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; ",
-       "a_s before-last-reply; p_f_t before-last-reply; b_e before-last-reply; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; "},
+       "a_s last-reply@17:07; p_f_t before-last-reply; b_e before-last-reply; " + device,
+       "a_s before-last-reply; p_f_t before-last-reply; b_e before-last-reply; " + device},
       {"one with a large value", [&] { merge("{\"b_e\":" + large + "}"); },
-       "a_s left-out@17:08; p_f_t left-out@17:08; b_e before-last-reply; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; "},
+       "a_s left-out@17:08; p_f_t left-out@17:08; b_e before-last-reply; " + device},
       {"a large reply", [&] { merge(manyKeys); },
-       "a_s last-reply@17:09; p_f_t left-out@17:09; b_e left-out@17:09; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; "},
+       "a_s last-reply@17:09; p_f_t left-out@17:09; b_e left-out@17:09; " + device},
       {"a value of the host's", [&] { manager->tdwConfig()->setPeriodicSyncInterval(9); },
-       "a_s last-reply@17:09; p_f_t unknown; b_e left-out@17:09; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; ",
-       "a_s last-reply@17:09; p_f_t left-out@17:09; b_e left-out@17:09; d_r_r not-set-on-device; "
-       "d_t_opt_out device@17:05; "},
+       "a_s last-reply@17:09; p_f_t unknown; b_e left-out@17:09; " + device,
+       "a_s last-reply@17:09; p_f_t left-out@17:09; b_e left-out@17:09; " + device},
       {"a broken file", [&] { files().setContents(pathOf(kConfigOriginsFileName), "bplist00"); }, unknown},
   };
   for (const Step& step : steps) {

@@ -11,8 +11,8 @@ namespace {
 
 using Names = std::set<std::string>;
 
-/// The names in backticks at the start of table rows between two texts of docs/privacy.md; only of rows that
-/// contain `with`.
+/// The names in backticks in the first cell of the table rows between two texts of docs/privacy.md; only of
+/// rows that contain `with`.
 Names documented(const std::string& from, const std::string& to, const std::string& with = "|") {
   std::ifstream page(TIDEWELL_TEST_DATA "/../../docs/privacy.md");
   static const std::regex name("`([^`]*)`");

@@ -2,6 +2,7 @@
 #include "tidewell/platform/Platform.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <future>
 #include <stdexcept>
@@ -37,6 +38,9 @@ TEST(Platform, IsInertBeforeInstallation) {
     std::promise<std::thread::id> completed;
     session->dataTaskWithRequest(UrlRequest(i == 0 ? std::nullopt : url), [&](const UrlTaskResult& result) {
       codes.push_back(result.error->code);
+      sigset_t blocked;
+      pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+      EXPECT_TRUE(sigismember(&blocked, SIGTERM)) << "a host's handler would run on the library's thread";
       completed.set_value(std::this_thread::get_id());
       throw std::runtime_error("a completion's own fault");
     });

@@ -21,7 +21,7 @@ class Old : public UIApplicationDelegate {
  public:
   bool openURLFromSource(UIApplication&, const base::Url& url, const std::optional<std::string>& source,
                          const base::Value& annotation) override {
-    delivered().push_back("source " + url.absoluteString() + " " + source.value_or("nobody") + " " +
+    delivered().push_back("source " + url.absoluteString() + " " + source.value_or("unknown") + " " +
                           annotation.description());
     return true;
   }
@@ -56,7 +56,7 @@ TEST(UIApplication, OpensURLsWithTheNewestMethodOfTheDelegate) {
       {nullptr, options, {}},
       {runtime::make<Nothing>(), options, {}},
       {runtime::make<Old>(), options, {"source shop:cart org.example.mail 7"}},
-      {runtime::make<Old>(), {}, {"source shop:cart nobody (null)"}},
+      {runtime::make<Old>(), {}, {"source shop:cart unknown (null)"}},
       {runtime::make<Modern>(), options, {"options shop:cart 2"}}};
   for (const auto& [delegate, given, expected] : rows) {
     application()->setDelegate(delegate);

@@ -18,11 +18,13 @@ class Lamp : public Object {
   double watts = 0;
   std::shared_ptr<Lamp> next;
   std::uint8_t level = 0;
+  unsigned long long serial = 0;  // a type other than std::uint64_t on most systems
   static void describe(ClassBuilder<Lamp>& c) {
     c.property<&Lamp::colour, &Lamp::setColour>("colour")
         .property<&Lamp::watts>("watts")
         .property<&Lamp::next>("next")
         .property<&Lamp::level>("level")
+        .property<&Lamp::serial>("serial")
         .property<[](Lamp& lamp) { return !lamp.colour_; }>("isDark");
   }
 
@@ -92,18 +94,18 @@ std::vector<std::string> reported;
 TEST(Observing, ReportsTheDestructionOfAnObservedObjectOnce) {
   setReporter([](std::string_view text) noexcept { reported.emplace_back(text); });
   const auto watcher = make<Watcher>();
-  int told = 0;
+  int notified = 0;
   Observation observation;  // by function, so it ends without a report
   {
     const auto quiet = make<Lamp>();
     for (int i = 0; i < 2; ++i) {
-      observation = observe(quiet, "watts", 0, [&](const base::Dictionary&) { ++told; });
+      observation = observe(quiet, "watts", 0, [&](const base::Dictionary&) { ++notified; });
       setValueForKey(quiet.get(), "watts", 1);
       if (i == 0) const Observation ended = std::move(observation);
       setValueForKey(quiet.get(), "watts", 2);
     }
   }
-  EXPECT_EQ(told, 3);
+  EXPECT_EQ(notified, 3);
   EXPECT_EQ(reported.size(), 0u);
   {
     const auto lamp = make<Lamp>();
@@ -122,7 +124,7 @@ TEST(KeyValueCoding, ReadsAndWritesByNameAndRefusesOtherTypes) {
       {"watts", 60.5, true},   {"watts", nullptr, false}, {"level", 255, true},
       {"level", 256, false},   {"level", -1, false},      {"next", objectValue(make<Door>()), false},
       {"next", "lamp", false}, {"next", nullptr, true},   {"next", objectValue(next), true},
-      {"isDark", true, false}, {"smell", 1, false}};
+      {"isDark", true, false}, {"smell", 1, false},       {"serial", UINT64_MAX, true}};
   for (const auto& [key, value, fits] : rows) {
     SCOPED_TRACE(std::string(key) + " = " + value.description());
     EXPECT_EQ(raised([&, name = key, put = value] { setValueForKey(lamp.get(), name, put); }).empty(), fits);

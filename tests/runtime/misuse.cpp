@@ -24,12 +24,14 @@ Ref made() { return make<Wrong>(); }
 inline constinit const Message<void(std::string&&)> kTake{"take:"};
 #elif MISUSE == 6
 inline constinit const Message<void(std::string&)> kFill{"fill:"};
-#elif MISUSE == 7  // an invocation would keep the view, not the text
+#elif MISUSE == 7   // an invocation would keep the view, not the text
 inline constinit const Message<void(std::string_view)> kLook{"look:"};
-#elif MISUSE == 8  // an argument of a type that the message does not have
+#elif MISUSE == 8   // an argument of a type that the message does not have
 bool sent(const Ref& keeper, Door& door) { return send(keeper, kOpen, door, 5.0); }
-#elif MISUSE == 9  // a class that does not derive from Object, and is not boxed
+#elif MISUSE == 9   // a class that does not derive from Object, and is not boxed
 Class& ofRobot() { return classOf<Robot>(); }
+#elif MISUSE == 10  // an invocation aligns its storage for standard types only
+const TypeInfo& aligned() { return typeInfo<std::aligned_storage_t<64, 64>>(); }
 #else
 bool sent(const Ref& keeper, Door& door) { return send(keeper, kOpen, door, "guest"); }
 Ref made() { return make<Porter>(); }

@@ -41,6 +41,10 @@ constexpr std::int64_t kDownloadStatus = 200;
 /// Whether a sync was due and consent was missing.
 constinit std::atomic<bool> syncWaitsForConsent{false};
 
+bool lacksConsent() {
+  return platform::networkAccess(Platform::current()) == platform::NetworkAccess::needsConsent;
+}
+
 /// The result of checking the App ID before anything starts.
 enum class AppIDCheck { proceed, stop };
 
@@ -79,10 +83,10 @@ void observe(std::string_view name, Handler handler) {
   platform::NotificationCenter::defaultCenter().addObserver(name, guardedHandler);
 }
 
-/// A sync from its request to its end. What `attempt` watches does not depend on it.
+/// One sync, from its request to its result. `attempt` only records it: the sync works without.
 struct ConfigSync {
   ReplyFacts facts;
-  std::unique_ptr<SyncAttempt> attempt;  ///< null if it cannot be watched
+  std::unique_ptr<SyncAttempt> attempt;  ///< null if it could not be created
 
   /// Completes the result with the facts of the transfer.
   void end(SyncResult result) noexcept {
@@ -115,7 +119,7 @@ SyncResult mergedResult(const ReplyFacts& facts, const base::Value& response, co
   return {SyncOutcome::failed, merge.reason};
 }
 
-/// Handles the end of a sync. A dictionary is merged whatever the flag says.
+/// Handles the end of a sync. A reply is merged regardless of `success`.
 SyncResult handleConfigReply(bool success, const base::Value& response, const ReplyFacts& facts) {
   static constexpr LogCoordinates kWhere{"TidewellCore", 116, "updateConfig",
                                          "Exception Config API completion Block : %@", TWLogSeverityError};
@@ -182,10 +186,13 @@ void TidewellCore::updateConfig() {
       return;
     }
     if (!Platform::isInstalled()) return;  // the empty platform would start a thread to fail the request
-    if (platform::networkAccess(Platform::current()) == platform::NetworkAccess::needsConsent) {
+    if (lacksConsent()) {
       syncWaitsForConsent = true;
-      logLine("The config sync waits for the user's consent");
-      return;
+      // A simultaneous `giveConsent` has either seen the flag, and syncs, or its consent is seen here.
+      if (lacksConsent() || !syncWaitsForConsent.exchange(false)) {
+        logLine("The config sync waits for the user's consent");
+        return;
+      }
     }
     logLine("Config request initiated:");
     const auto sync = std::make_shared<ConfigSync>();

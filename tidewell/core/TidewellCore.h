@@ -47,12 +47,12 @@ class TIDEWELL_EXPORT TidewellCore final {
   /// end.
   void updateConfig();
 
-  /// What the last sync came to. Never waits: the first call reads a small file, later ones no file. Without
-  /// a platform: `neverTried`. Syncs of other processes of the application are seen after a new start.
+  /// The status of the last sync. Never waits: the first call reads a small file, later ones no file. Without
+  /// a platform: `neverTried`. Syncs of the application's other processes are seen only by the next launch.
   [[nodiscard]] SyncStatus syncStatus();
-  /// Has `observer` called on the main queue, with no lock held, after each change of the status, until the
-  /// token is destroyed. Changes in quick succession may be one call. The observer may use all operations
-  /// except waiting, also end observations and begin others; its exceptions are reported. Ignores an empty
+  /// Calls `observer` on the main queue, with no lock held, after each change of the status, until the token
+  /// is destroyed. Changes in quick succession may share one call. The observer may use all operations except
+  /// waiting; it may also end observations and begin others. Its exceptions are reported. Ignores an empty
   /// function.
   [[nodiscard]] SyncObservation observeSync(std::function<void(const SyncStatus&)> observer);
   /// For programs that end soon: waits until the syncs under way have ended and their status is stored, at
@@ -65,19 +65,20 @@ class TIDEWELL_EXPORT TidewellCore final {
   [[nodiscard]] SyncWait waitForSync(std::chrono::milliseconds timeout);
 
   /// Records the user's consent to requests, which is kept across launches, and starts the sync that waited
-  /// for it. For a platform installed with `Options::setConsentRequired`: before, requests, images, pages and
-  /// shipped log lines are refused at once. Without that option, consent is recorded and has no effect.
+  /// for it. For a platform installed with `Options::setConsentRequired`: until then, requests, images, pages
+  /// and shipped log lines are refused at once. Without that option, consent is recorded and has no effect.
   void giveConsent();
   /// Refuses new requests from now on. Requests that have started continue.
   void revokeConsent();
   /// Whether consent was given and not revoked since.
   [[nodiscard]] bool hasConsent();
-  /// Sets the log level (`TWLogLevel`). Ignores other numbers. TIDEWELL_LOG in the environment wins.
+  /// Sets the log level (`TWLogLevel`). Ignores other numbers. TIDEWELL_LOG in the environment takes
+  /// precedence.
   void debug(std::int64_t level);
   /// Sends all further data to another data centre. Returns after writing the archive.
   void redirectDataToRegion(TWDataRegion region);
   /// Shares the request parameters with the application's extensions. Ignored while the account is inactive;
-  /// ignores nil and "".
+  /// ignores a missing or empty ID.
   void setAppGroupID(std::optional<std::string_view> appGroupID);
   [[nodiscard]] bool isDeviceUniqueIDPresentInKeyChain();
   /// Downloads bytes with the platform's shared session. Completes on that session's queue, except without a

@@ -13,6 +13,7 @@
 namespace tidewell::platform {
 
 enum class SearchPathDirectory { library, document };
+
 /// Whether a path exists, and whether it is a folder.
 struct FileExistence {
   bool exists = false;

@@ -9,6 +9,7 @@
 #include "tidewell/base/Url.h"
 
 namespace tidewell::platform {
+
 /// How a URL is opened.
 struct OpenOptions {
   /// Opens only URLs that an installed application claims by host, never with a browser or by scheme.

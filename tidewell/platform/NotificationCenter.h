@@ -18,6 +18,7 @@ inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
 /// Posted on the main thread when the application has left the foreground.
 inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification =
     "UIApplicationDidEnterBackgroundNotification";
+
 /// An event: its name, its sender (often nil), and further information.
 struct Notification {
   std::string name;
@@ -28,8 +29,8 @@ struct Notification {
 /// Delivers notifications to observers registered for their name.
 ///
 /// Any thread. Observers are called on the posting thread, in the order of registration, with no lock held;
-/// they may add, remove and post. An observer removed during a post is not called by it afterwards, unless
-/// its call has begun. An exception of an observer propagates to the poster.
+/// they may add, remove and post. A post does not call observers that were added or removed since it began,
+/// but a call that has begun completes. An exception of an observer propagates to the poster.
 class TIDEWELL_EXPORT NotificationCenter {
  public:
   using Observer = std::function<void(const Notification&)>;

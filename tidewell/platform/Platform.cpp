@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
@@ -24,7 +25,7 @@ namespace {
 constinit std::atomic<Platform*> currentPlatform{nullptr};
 constinit std::atomic<Reporter> currentReporter{nullptr};
 constinit std::atomic<InstallationHandler> installationHandler{nullptr};
-/// A bit for each trouble that was announced.
+/// One bit per kind of trouble, set once it was announced.
 constinit std::atomic<unsigned> announced{0};
 
 /// Owns every platform ever installed, so that threads still using an earlier one stay safe.
@@ -138,10 +139,11 @@ bool announce(Trouble trouble, std::string_view text) noexcept {
   const unsigned bit = 1u << static_cast<unsigned>(trouble);
   // Relaxed: only counts; publishes nothing.
   if (announced.fetch_or(bit, std::memory_order_relaxed) & bit) return false;
+  const base::CancellationShield shield;
   try {
     Platform::current().console().write(std::string("Tidewell: ").append(text));
   } catch (...) {
-    // There is no one to report it to.
+    // This failure cannot be reported.
   }
   return true;
 }
@@ -153,6 +155,7 @@ void setInstallationHandler(InstallationHandler handler) noexcept {
 void report(std::string_view text) noexcept {
   const Reporter reporter = currentReporter.load(std::memory_order_acquire);
   if (!reporter) return;
+  const base::CancellationShield shield;
   try {
     reporter(text);
   } catch (...) {

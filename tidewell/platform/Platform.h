@@ -26,17 +26,17 @@ struct UrlSessionConfiguration;
 
 /// Everything that the SDK requires of the system it runs on.
 ///
-/// The host installs one before it starts the SDK; it is never destroyed. Every operation may be called from
-/// any thread. Until then `current()` is an empty platform: no files, no defaults, no network (tasks fail),
-/// no queues (functions are dropped), a silent console, the real clock.
+/// The host installs one before it starts the SDK; it is never destroyed. Until then `current()` is an empty
+/// platform: no files, no defaults, no network (tasks fail), no queues (functions are dropped), a silent
+/// console, the real clock. Every operation may be called from any thread.
 class TIDEWELL_EXPORT Platform {
  public:
   virtual ~Platform();
 
   /// The installed platform, or the empty one. Never fails.
   [[nodiscard]] static Platform& current();
-  /// Installs a platform for the rest of the process. If one is installed already, that one stays, and this
-  /// announces it, releases its argument and returns false.
+  /// Installs a platform for the rest of the process. If one is installed already, keeps that one, announces
+  /// that, releases the argument and returns false. Also false for null.
   static bool install(std::shared_ptr<Platform> platform);
   [[nodiscard]] static bool isInstalled();
   /// Keeps a platform for the rest of the process without making it the current one.
@@ -74,10 +74,11 @@ class TIDEWELL_EXPORT Platform {
   /// platform has no such part. Valid as long as the platform.
   ///
   /// A host's platform may have been compiled against earlier headers, so minor versions add no virtual
-  /// functions here or to the parts. They ask for further interfaces by name, and do without one that is
-  /// missing. None is asked for today. The default returns null.
+  /// functions here or to the parts. They request further interfaces by name, and do without one that is
+  /// missing. This version requests none. The default returns null.
   [[nodiscard]] virtual void* extension(std::string_view name);
-  /// What the installation decided. Constant once the platform is installed. The default restricts nothing.
+  /// The settings chosen at installation; constant once the platform is installed. The default restricts
+  /// nothing.
   [[nodiscard]] virtual const Policy& policy() const;
 };
 
@@ -91,16 +92,16 @@ enum class Trouble : std::uint8_t {
 };
 inline constexpr std::string_view kSecondPlatform = "not installed: a platform is installed already";
 /// Writes a line to the console of the current platform whatever the log level, and at most once per process
-/// for each kind of trouble. Returns whether it was the first time. Any thread, with no lock held; never
+/// for each kind of trouble. Returns whether this was the first time. Any thread, with no lock held; never
 /// raises.
 TIDEWELL_EXPORT bool announce(Trouble trouble, std::string_view text) noexcept;
 
-/// Passes a report to the reporter (the logger), for errors that no caller can be given, such as a full disk
-/// or a completion that raised. Any thread; never raises. Dropped if no reporter is set.
+/// Passes a report to the reporter (the logger), for errors that cannot be returned to a caller, such as a
+/// full disk or a completion that raised. Any thread; never raises. Dropped if no reporter is set.
 TIDEWELL_EXPORT void report(std::string_view text) noexcept;
 using Reporter = void (*)(std::string_view text);
 TIDEWELL_EXPORT void setReporter(Reporter reporter) noexcept;
-/// Sets the function that is called with each platform that becomes the current one (by the logger).
+/// Sets the function (of the logger) that is called with each platform that becomes the current one.
 using InstallationHandler = void (*)(const Platform& installed);
 TIDEWELL_EXPORT void setInstallationHandler(InstallationHandler handler) noexcept;
 

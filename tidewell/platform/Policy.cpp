@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/UrlSession.h"
 
@@ -15,14 +16,10 @@ constexpr std::string_view kConsentKey = "Tdw_Network_Consent";
 constexpr std::size_t kMaximumHostLength = 253;
 constexpr std::size_t kMaximumLabelLength = 63;
 
-constexpr bool isLetterOrDigit(char each) {
-  return (each >= 'a' && each <= 'z') || (each >= 'A' && each <= 'Z') || (each >= '0' && each <= '9');
-}
-
 bool isHostLabel(std::string_view label) {
   return !label.empty() && label.size() <= kMaximumLabelLength && label.front() != '-' &&
          label.back() != '-' && std::all_of(label.begin(), label.end(), [](char each) {
-           return isLetterOrDigit(each) || each == '-';
+           return base::detail::isAsciiLetter(each) || base::detail::isAsciiDigit(each) || each == '-';
          });
 }
 

@@ -14,7 +14,7 @@ namespace tidewell::platform {
 
 class Platform;
 
-/// The built-in host that a host chosen at installation replaces.
+/// A built-in host that the installation may replace.
 enum class ServiceHost : std::uint8_t {
   us,     ///< `HOST_TDW_PROD_US`
   serv3,  ///< `HOST_TDW_PROD_SERV3`
@@ -23,7 +23,8 @@ enum class ServiceHost : std::uint8_t {
 };
 inline constexpr std::size_t kServiceHostCount = 4;
 
-/// What the installation decided about network, hosts and logs. The default restricts nothing.
+/// Settings chosen at installation: network access, service hosts and log level. The default restricts
+/// nothing.
 ///
 /// A value; copies are independent. The fields are not part of the class, so that a later version can add
 /// some. One thread at a time; constant once its platform is installed.
@@ -66,7 +67,7 @@ enum class NetworkAccess : std::uint8_t { allowed, offline, needsConsent };
 
 /// The user's consent, kept in the platform's user defaults under "Tdw_Network_Consent". Any thread.
 [[nodiscard]] TIDEWELL_EXPORT bool hasConsent(Platform& platform);
-/// Has written when it returns, or reports why not.
+/// Returns after writing the consent to disk, or reports why it could not.
 TIDEWELL_EXPORT void setConsent(Platform& platform, bool isGiven);
 
 }  // namespace tidewell::platform

@@ -19,12 +19,14 @@ enum class Shown : std::uint64_t { nothing = 0 };
 
 /// The appearance of an alert's button. The Escape key chooses a `cancel` button.
 enum class AlertActionStyle : std::uint8_t { standard = 0, cancel = 1, destructive = 2 };
+
 /// A button of an alert. Choosing it closes the alert.
 struct AlertAction {
   std::string title;
   AlertActionStyle style = AlertActionStyle::standard;
   base::LaterFields laterFields{};
 };
+
 /// The texts and buttons of an alert.
 struct AlertContent {
   std::optional<std::string> title;
@@ -40,6 +42,7 @@ struct ScreenSize {
   double height = 0;
   friend bool operator==(const ScreenSize&, const ScreenSize&) = default;
 };
+
 /// Callbacks for the owner of a page; empty ones are not called.
 struct BrowserEvents {
   /// The user has closed the page (with its Done button or its window), or the window below it is gone.
@@ -70,7 +73,7 @@ class TIDEWELL_EXPORT Presenter {
   virtual Shown showAlert(AlertContent content, std::function<void(std::size_t)> chosen, Shown above) = 0;
 
   /// Shows a page in the in-app browser. Returns `Shown::nothing` for a URL that is neither http nor https.
-  /// If the page cannot be loaded, the browser shows the problem.
+  /// If the page cannot be loaded, the browser shows the error.
   virtual Shown showBrowser(const base::Url& url, BrowserEvents events, Shown above) = 0;
 
   /// Dismisses an item and everything above it. Calls a non-empty `done` on the main queue once it is gone,

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/Ascii.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 #include "tidewell/platform/internal/HierarchyMutex.h"
@@ -12,16 +13,9 @@
 namespace tidewell::platform {
 namespace {
 
-std::string lowered(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
-}
-
 const base::Url& webPage(const std::optional<base::Url>& url) {
-  const std::string scheme = lowered(url ? url->scheme().value_or("") : "");
-  if (scheme != "http" && scheme != "https")
+  const std::string scheme = url ? url->scheme().value_or("") : "";
+  if (!base::detail::equalsIgnoringCase(scheme, "http") && !base::detail::equalsIgnoringCase(scheme, "https"))
     base::raise(base::kInvalidArgumentException,
                 "The specified URL has an unsupported scheme. Only HTTP and HTTPS URLs are supported.");
   return *url;

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/LinkOpener.h"
 #include "tidewell/platform/Platform.h"

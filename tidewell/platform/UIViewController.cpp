@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
@@ -51,6 +52,7 @@ UIViewController::~UIViewController() {
     shown = shown_;
   }
   if (shown == Shown::nothing) return;
+  const base::CancellationShield shield;
   try {
     onMainQueue([shown] { Platform::current().presenter().dismiss(shown, false, {}); });
   } catch (...) {

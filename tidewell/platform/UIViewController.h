@@ -52,7 +52,7 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
   /// below this one.
   virtual void presentViewController(const Controller& viewController, bool animated,
                                      const Completion& completion = {});
-  /// Dismisses what this controller presents, with everything above; if it presents nothing, dismisses the
+  /// Dismisses the controller that this one presents, with everything above it; without one, dismisses this
   /// controller itself. Pages and alerts always dismiss themselves. A non-empty completion is called on the
   /// main queue.
   virtual void dismissViewControllerAnimated(bool animated, const Completion& completion = {});
@@ -72,7 +72,7 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
   static void describe(runtime::ClassBuilder<UIViewController>& c);
 
  protected:
-  /// By whom, and at which level, a controller is drawn.
+  /// Who draws a controller, and at which level.
   enum class Layer : std::uint8_t {
     application,  ///< drawn by the application
     page,         ///< drawn by the presenter, above the application
@@ -99,8 +99,8 @@ class TIDEWELL_EXPORT UIViewController : public runtime::Subclass<UIViewControll
 
   void appear(const Completion& completion);
 
-  // Pointers are cleared before their targets are destroyed. A controller is
-  // either presented or contained, and never within itself, so that walks up and down terminate.
+  // Pointers are cleared before their targets are destroyed. A controller is either presented or contained,
+  // and never within itself, so that walks up and down terminate.
   std::vector<Controller> presented_ TIDEWELL_GUARDED_BY(hierarchyMutex());
   std::vector<Controller> children_ TIDEWELL_GUARDED_BY(hierarchyMutex());
   UIViewController* presenting_ TIDEWELL_GUARDED_BY(hierarchyMutex()) = nullptr;

@@ -92,6 +92,7 @@ struct UrlTaskResult {
 };
 
 using UrlTaskCompletion = std::function<void(UrlTaskResult)>;
+
 /// The settings of a session, fixed at its creation: time-outs, limits, and restrictions on destinations.
 struct UrlSessionConfiguration {
   /// For logs and for the name of the queue's thread.

@@ -54,7 +54,7 @@ class TIDEWELL_EXPORT Class final : public Object {
   /// The same, with everything that a call needs.
   [[nodiscard]] const MethodCache::Answer& lookUp(Selector selector) const {
     if (!selector) [[unlikely]]
-      return MethodCache::kNoMethod;  // never taken for a `Message`, whose selector is known not to be empty
+      return MethodCache::kNoMethod;  // never reached for a `Message`, whose selector is not empty
     const MethodCache::Answer* const known = cache_.find(selector);
     if (known) [[likely]]
       return *known;

@@ -93,7 +93,7 @@ class ClassBuilder {
   template <auto function>
   ClassBuilder& method(Selector selector) {
     using Types = FunctionTypes<decltype(function)>;
-    static_assert(!std::is_void_v<typename Types::Owner>, "a function that is no member needs a Message");
+    static_assert(!std::is_void_v<typename Types::Owner>, "a non-member function needs a Message");
     return methodOfTypes<function, typename Types::Result>(
         selector, static_cast<typename Types::template WithArguments<ArgumentList>*>(nullptr));
   }

@@ -39,7 +39,7 @@ std::string description(const Object* object) {
 void setReporter(Reporter reporter) noexcept { currentReporter.store(reporter, std::memory_order_release); }
 
 void reportObservedDeath(const Object* object, std::string_view className) noexcept {
-  // Pairs with the store in `setReporter`: what the host prepared for it is visible.
+  // Pairs with the store in `setReporter`: the reporter's own data is visible.
   const Reporter reporter = currentReporter.load(std::memory_order_acquire);
   if (!reporter) return;
   try {

@@ -25,8 +25,8 @@ inline constinit const Message<std::uint64_t()> kHash{"hash"};
 /// An address in the format of `%p`: "0x600000c8".
 [[nodiscard]] TIDEWELL_EXPORT std::string addressText(const void* address);
 
-/// Receives reports that no caller can be given, such as an object destroyed while observed. Without a
-/// reporter they are dropped.
+/// Receives reports that cannot be returned to a caller, such as an object destroyed while observed. Without
+/// a reporter they are dropped.
 using Reporter = void (*)(std::string_view text) noexcept;
 TIDEWELL_EXPORT void setReporter(Reporter reporter) noexcept;
 /// Reports that an object was destroyed while observed.

@@ -79,7 +79,6 @@ void Invocation::invoke() {
   Place& result = places_[signature_->arguments.size()];
   empty(result, *signature_->result);
   if (!target_) return;
-  constexpr std::size_t kMaximumArguments = 16;
   const void* arguments[kMaximumArguments];
   const std::size_t count = signature_->arguments.size();
   if (count > kMaximumArguments)

@@ -15,11 +15,13 @@ namespace tidewell::runtime {
 ///
 /// Constructed from a signature such as a protocol's method description holds. Copies its arguments and keeps
 /// argument objects alive. Argument 2 is the method's first. For one thread at a time. Raises
-/// `kInvalidArgumentException`, without calling anything, for a wrong index or type, a missing argument, a
-/// target whose method has another signature, and a target that does not respond to the selector (or a
-/// selector that was never set).
+/// `kInvalidArgumentException`, without calling the method, for a wrong index or type, a missing argument,
+/// more than `kMaximumArguments`, a target whose method has another signature, and a target that does not
+/// respond to the selector (or a selector that was never set).
 class TIDEWELL_EXPORT Invocation {
  public:
+  static constexpr std::size_t kMaximumArguments = 16;
+
   explicit Invocation(const Signature& signature);
   ~Invocation();
   Invocation(const Invocation&) = delete;

@@ -43,8 +43,8 @@ template <class T>
   return value ? toValue(*value) : base::Value();
 }
 
-/// Converts a value to a property's type. Raises if the value is of another kind or, for numbers, out of
-/// range.
+/// Converts a value to a property's type. Raises for a value of another kind, and for an integer out of
+/// range; unsigned 64-bit integers wrap around instead.
 template <class T>
 [[nodiscard]] T fromValue(const base::Value& value);
 
@@ -69,8 +69,8 @@ T fromValue(const base::Value& value) {
     if (value.isNumber()) return static_cast<T>(value.doubleValue());
   } else if constexpr (std::is_enum_v<T>) {
     return static_cast<T>(fromValue<std::underlying_type_t<T>>(value));
-  } else if constexpr (std::same_as<T, std::uint64_t>) {
-    if (value.isNumber()) return static_cast<std::uint64_t>(value.integerValue());
+  } else if constexpr (std::unsigned_integral<T> && sizeof(T) == sizeof(std::uint64_t)) {
+    if (value.isNumber()) return static_cast<T>(value.integerValue());
   } else if constexpr (std::integral<T>) {
     if (value.isNumber()) {
       const std::int64_t number = value.integerValue();

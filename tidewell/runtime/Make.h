@@ -82,7 +82,7 @@ class Made final : public T {
   void isMadeByRuntimeMake() const override {}
 };
 
-/// What the registry needs to know about a C++ type.
+/// A C++ type, as the registry needs it to declare a class.
 struct NativeType {
   std::string_view qualifiedName;
   std::string_view name;

@@ -25,15 +25,14 @@ void raiseSignatureMismatch(Selector selector, const Signature& wanted, const Si
 
 void raiseWrongObject(const Object* object, const Class& wanted) {
   const std::string found = object ? plainDescription(object->isa().name(), object) : std::string("nil");
-  base::raise(
-      base::kInvalidArgumentException,
-      "an argument is " + found + ", where an object of the native class " + wanted.name() + " is wanted");
+  base::raise(base::kInvalidArgumentException,
+              "an argument is " + found + ", not an object of the native class " + wanted.name());
 }
 
 template <>
 Class& checkedObject<Class>(Object* object) {
   if (!object || !object->isa().isMetaclass())
-    base::raise(base::kInvalidArgumentException, "an argument is no class, where one is wanted");
+    base::raise(base::kInvalidArgumentException, "an argument is not a class");
   return static_cast<Class&>(*object);
 }
 

@@ -49,7 +49,7 @@ class Message<R(P...)> {
  private:
   Selector intern() const {
     const Selector selector = Selector::named(name_);
-    // Relaxed: published by the store of the selector, after which alone it is read.
+    // Relaxed: published by the store of the selector, and read only after that.
     signature_.store(&signatureOf<R, P...>(), std::memory_order_relaxed);
     selector_.store(selector.record(), std::memory_order_release);
     return selector;

@@ -20,7 +20,7 @@ base::Value present(base::Value value) { return value.isNil() ? base::Value::nul
 
 /// Notifies one observer unless it was removed or destroyed.
 void notify(const ObservationEntry& entry, Object& object, const base::Dictionary& change) {
-  // Pairs with the store in `remove`: what preceded the removal is visible if it is seen.
+  // Pairs with the store in `remove`: everything before the removal is visible.
   if (entry.isRemoved.load(std::memory_order_acquire)) return;
   if (entry.function) {
     entry.function(change);

@@ -15,7 +15,7 @@
 
 namespace tidewell::runtime {
 
-/// What a change contains; flags to be combined.
+/// The contents of a change; flags to be combined.
 enum ObservingOptions : std::uint32_t {
   kObserveNew = 1,  ///< the change holds the new value
   kObserveOld = 2,  ///< the change holds the old value
@@ -30,14 +30,14 @@ inline constexpr std::string_view kChangeOldKey = "old";
 inline constinit const Message<void(const std::string&, Object*, const base::Dictionary&, const void*)>
     kObserveValueForKeyPath{"observeValueForKeyPath:ofObject:change:context:"};
 
-/// Sends `kObserveValueForKeyPath` to the observer, which is not kept alive, whenever the property changes,
-/// until it is removed or destroyed. An observer added twice is notified twice. Raises for null and for a key
-/// that is not a property of the object.
+/// Sends `kObserveValueForKeyPath` to the observer, which is held weakly, whenever the property changes,
+/// until the observer is removed or destroyed. An observer added twice is notified twice. Raises for null and
+/// for a key that is not a property of the object.
 ///
 /// Observers are notified on the thread of the change, in the order of registration, with no lock held; they
-/// may add and remove observers and change properties. An observer that is removed meanwhile is not notified;
-/// one that is added is notified of the next change. Exceptions of an observer propagate to the code that
-/// changed the property.
+/// may add and remove observers and change properties. An observer removed during a change is not notified of
+/// it; one added during a change is first notified of the next. Exceptions of an observer propagate to the
+/// code that changed the property.
 TIDEWELL_EXPORT void addObserver(Object* object, const Ref& observer, std::string_view key,
                                  std::uint32_t options, const void* context = nullptr);
 /// Removes the observer's most recent registration for that key (and, in the second form, context). Raises if
@@ -80,13 +80,14 @@ class TIDEWELL_EXPORT Change {
 
  private:
   struct State;
-  std::unique_ptr<State> state_;  ///< null if the object has no observers
+  std::unique_ptr<State> state_;  ///< null if the property has no observers
 };
 
 [[nodiscard]] TIDEWELL_EXPORT bool hasObservers(const Object& object) noexcept;
 
 /// Runs `body`, which changes the property, and notifies the property's observers: for setters of observable
-/// properties. Takes one load if the object has no observers. If `body` throws, no observer is notified.
+/// properties. Takes one load if the object has neither observers nor associations. If `body` throws, no
+/// observer is notified.
 template <class Body>
 void changing(Object& object, std::string_view key, Body&& body) {
   if (!hasObservers(object)) {

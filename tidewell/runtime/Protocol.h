@@ -23,8 +23,8 @@ struct MethodDescription {
 
 /// A named list of methods that an adopting class must (required) or may (optional) implement.
 ///
-/// Filled where it is created, a function-local static that is never destroyed; any thread may read it.
-/// Compared by address: two protocols with the same name are different.
+/// Fill it where it is created, as a function-local static that is never destroyed; any thread may then read
+/// it. Compared by address: two protocols with the same name are different.
 class TIDEWELL_EXPORT Protocol {
  public:
   explicit Protocol(std::string_view name) : name_(name) {}

@@ -18,7 +18,7 @@ struct SelectorRecord {
 /// An interned method name: two selectors are equal if and only if their names are. Copied and compared as
 /// one pointer; any thread.
 ///
-/// Interned names live until the process ends, so do not create selectors from untrusted text.
+/// Interned names are never freed, so do not create selectors from untrusted text.
 class TIDEWELL_EXPORT Selector {
  public:
   /// The empty selector, to which no object responds.

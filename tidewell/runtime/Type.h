@@ -96,8 +96,8 @@ struct CanonicalResultType<std::shared_ptr<T>> : std::type_identity<Ref> {};
 template <class R>
 using CanonicalResult = typename CanonicalResultType<R>::type;
 
-/// What the object model knows about a canonical type. One per type, interned by `text` and never freed:
-/// compared by address, across modules, too.
+/// The description of a canonical type. One per type, interned by `text` and never freed: compared by
+/// address, across modules, too.
 struct TypeInfo {
   std::string text;      ///< unique per type: "{Dictionary}"
   std::string encoding;  ///< the platform's encoding: "@"
@@ -223,6 +223,7 @@ template <class T>
   recipe.encoding = TypeText<T>::encoding();
   if constexpr (!std::is_void_v<T>) {
     using Kept = std::conditional_t<std::is_same_v<T, Object*>, Ref, T>;
+    static_assert(alignof(Kept) <= alignof(std::max_align_t), "an invocation cannot store the type");
     recipe.size = sizeof(Kept);
     recipe.alignment = alignof(Kept);
     recipe.copy = [](void* to, const void* from) { ::new (to) Kept(*static_cast<const Kept*>(from)); };

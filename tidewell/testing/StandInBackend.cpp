@@ -25,9 +25,9 @@
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/AllSignalsBlocked.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/core/TWNetwork/TWNetworkConstants.h"
-#include "tidewell/posix/internal/AllSignalsBlocked.h"
 #include "tidewell/posix/internal/Descriptor.h"
 #include "tidewell/testing/internal/Answer.h"
 #include "tidewell/testing/internal/Certificates.h"
@@ -137,7 +137,7 @@ class StandInBackend::Server {
     HttpConnection::prepare(certificates_.right());
     listener_ = listenOnLoopback(options_.port, port_);
     if (options_.control) controlListener_ = listenOnLoopback(options_.controlPort, controlPort_);
-    const posix::AllSignalsBlocked blocked;  // a disconnected client gives an error instead of SIGPIPE
+    const base::AllSignalsBlocked blocked;  // a disconnected client gives an error instead of SIGPIPE
     acceptor_ = std::thread([this] { acceptConnections(); });
   }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a reply would change in a record.
+// The changes that a reply would make to a record.
 
 #include <utility>
 

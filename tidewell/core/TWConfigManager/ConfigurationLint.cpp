@@ -34,8 +34,9 @@ std::string excerpt(std::string_view text) {
   std::string shown(base::prefixOfCharacters(text, kLongestExcerpt));
   for (std::size_t at = 0; at < shown.size(); ++at) {
     const auto byte = static_cast<unsigned char>(shown[at]);
-    if (byte == 0xC2 && static_cast<unsigned char>(shown[at + 1]) < 0xA0) shown.erase(at, 1), shown[at] = '?';
-    if (byte < 0x20 || byte == 0x7F) shown[at] = '?';
+    const bool isTwoBytes = byte == 0xC2 && static_cast<unsigned char>(shown[at + 1]) < 0xA0;
+    if (isTwoBytes) shown.erase(at, 1);
+    if (isTwoBytes || byte < 0x20 || byte == 0x7F) shown[at] = '?';
   }
   return shown.size() < text.size() ? shown + "\u2026" : shown;
 }
@@ -62,8 +63,8 @@ void appendToList(std::string& list, std::string_view item) {
   list += item;
 }
 
-/// The keys merged after a row, or all.
-std::string keysBehind(const ConfigField& field) {
+/// The keys merged after a field; "none" for the last one.
+std::string keysMergedAfter(const ConfigField& field) {
   std::string keys;
   for (const std::uint8_t row : kMergeOrder) {
     if (kConfigFields[row].mergePlace > field.mergePlace) appendToList(keys, kConfigFields[row].key);
@@ -92,7 +93,7 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
-/// The known key that the given one probably stands for; empty if none is near.
+/// The known key most similar to the given one; empty if none is similar.
 std::string_view nearestKey(std::string_view key) {
   constexpr std::size_t kLongestKey = 32;
   if (key.size() > kLongestKey) return {};
@@ -291,7 +292,7 @@ class Linter {
       if (member == nullptr || value.isNil()) continue;
       const bool fits = lintValue(field, *member, value);
       if (fits && field.property == TWConfigPropertyRestrictedUniqueIDRegex && value.array() != nullptr) {
-        // A list behind the key that stops the merge is not in the record.
+        // A list after the key that stops the merge is not in the record.
         const bool isMerged = (merge.change.properties & propertyBit(field.property)) != 0;
         lintExpressions(*member, value,
                         isMerged ? *compiled->restrictedExpressions
@@ -310,7 +311,7 @@ class Linter {
         continue;
       }
       const ConfigField* const field = fieldOfKey(member.key);
-      if (field != nullptr) members_[static_cast<std::size_t>(field - kConfigFields.data())] = &member;
+      if (field != nullptr) members_[rowOf(*field)] = &member;
       if (field != nullptr && field->mergePlace != kNoPlace) continue;
       if (field != nullptr) {
         add(LintRuleID::deviceKey, place);
@@ -339,7 +340,7 @@ class Linter {
     } catch (const std::bad_alloc&) {
       throw;
     } catch (...) {
-      add(LintRuleID::mergeStops, placeOf(member), {kindOf(value), keysBehind(field)});
+      add(LintRuleID::mergeStops, placeOf(member), {kindOf(value), keysMergedAfter(field)});
       return false;
     }
     if (propertiesOutOfBounds(change.fields, change.properties) != 0) {
@@ -368,7 +369,7 @@ class Linter {
       std::string answers;
       for (const GateRule& rule : kGateRules) {
         if ((gates & raisesBit(rule.gate)) == 0) continue;
-        // A gate whose account raises goes on with the account's answer.
+        // If the check of the account raises, the gate continues with the account's fallback.
         const bool isOwn = rule.status == std::get<base::Value TWConfigFields::*>(field.member);
         if (isOwn) appendToList(answers, std::string(rule.selector) + (rule.fallback ? " true" : " false"));
         if (!isOwn && answers.find("others") == std::string::npos)
@@ -380,7 +381,7 @@ class Linter {
     }
   }
 
-  /// `stored`: what the record holds, and answers as a signed number.
+  /// `stored` is the number in the record, signed as queries return it.
   void lintNumber(const ConfigField& field, const Place& place, const base::Value& value,
                   std::int64_t stored) {
     if (value.kind() == base::ValueKind::boolean) {
@@ -401,7 +402,7 @@ class Linter {
     if (stored == 0 && field.group != ConfigGroup::duration) add(LintRuleID::countZero, place);
   }
 
-  /// Returns false if nothing else need be said about the number.
+  /// Returns false if there are no further findings about the number.
   bool lintNumericText(const Place& place, std::string_view text, std::int64_t stored) {
     std::string_view digits = base::detail::trimmed(text);
     const bool isNegative = digits.starts_with('-');
@@ -507,8 +508,7 @@ class Linter {
     if (token.isString() && !token.string()->empty()) return;
     for (const TWConfigProperty property :
          {TWConfigPropertyLogentriesToken, TWConfigPropertyLogentriesStatus}) {
-      const Member* const member =
-          members_[static_cast<std::size_t>(fieldOf(property) - kConfigFields.data())];
+      const Member* const member = members_[rowOf(*fieldOf(property))];
       if (member == nullptr) continue;
       if (token.isString()) add(LintRuleID::tokenMissing, placeOf(*member));  // else its class was reported
       return;

@@ -16,9 +16,9 @@ namespace tidewell {
 class TWConfig;
 
 enum class LintSeverity : std::uint8_t {
-  note,     ///< worth knowing; devices do what the text says
-  warning,  ///< devices probably do not do what was meant
-  error,    ///< a part of the configuration, or all of it, has no effect or does harm
+  note,     ///< worth knowing; devices behave as the reply says
+  warning,  ///< devices probably do not behave as intended
+  error,    ///< part or all of the configuration has no effect or does harm
 };
 
 /// One finding about a configuration: a rule, and the place where it applies.
@@ -32,14 +32,15 @@ class TIDEWELL_EXPORT LintFinding {
   /// The key of the configuration; empty if the finding is about the whole reply. Text from the reply, cut to
   /// `LintReport::kMaximumKeyBytes`; it may hold control characters.
   [[nodiscard]] std::string_view key() const noexcept;
-  /// A JSON pointer (RFC 6901) to the value, such as "/b_e/3"; empty for the whole reply.
+  /// A JSON pointer (RFC 6901) to the value, such as "/b_e/3", with the key cut as above; empty for the whole
+  /// reply.
   [[nodiscard]] std::string_view pointer() const noexcept;
-  /// From 1; 0 if there is no place, as for a key that is missing. A column counts characters.
+  /// Counted from 1; 0 if there is no place, as for a missing key. Columns count characters.
   [[nodiscard]] std::size_t line() const noexcept;
   [[nodiscard]] std::size_t column() const noexcept;
-  /// What devices do with the value. Free of control characters.
+  /// How devices treat the value. Free of control characters.
   [[nodiscard]] std::string_view sentence() const noexcept;
-  /// What to do about it.
+  /// How to correct it.
   [[nodiscard]] std::string_view advice() const noexcept;
 
   /// The finding for JSON: "severity" ("note", "warning", "error"), "rule", "key", "pointer", "line",
@@ -92,7 +93,7 @@ class TIDEWELL_EXPORT LintReport {
 [[nodiscard]] TIDEWELL_EXPORT LintReport lintConfiguration(std::string_view reply);
 
 enum class ConfigurationChangeKind : std::uint8_t {
-  gate,          ///< a gate flips
+  gate,          ///< the answer of a gate
   value,         ///< a status, a number, the token, or a value of a wrong type
   entryAdded,    ///< to a list
   entryRemoved,  ///< from a list
@@ -110,7 +111,7 @@ class TIDEWELL_EXPORT ConfigurationChange {
   [[nodiscard]] base::Value after() const;
 
   /// The change for JSON: "kind" ("gate", "value", "entryAdded", "entryRemoved"), "name", "before", "after";
-  /// null for nil, a text for a value that JSON does not have. Later versions may add keys.
+  /// null for nil, a text for a value that JSON cannot represent. Later versions may add keys.
   [[nodiscard]] base::Dictionary dictionary() const;
 
  private:
@@ -120,8 +121,9 @@ class TIDEWELL_EXPORT ConfigurationChange {
   std::shared_ptr<const State> state_;
 };
 
-/// What a reply would change in a record: first the gates, then the values and lists in the order of merging.
-/// Changes nothing. A reply that is not JSON counts as an empty one, as on devices. Bounded like the linter.
+/// The changes that a reply would make to a record: first the gates, then the values and lists in the order
+/// of merging. Modifies neither. A reply that is not JSON counts as an empty one, as on devices. Bounded like
+/// the linter; any thread.
 [[nodiscard]] TIDEWELL_EXPORT std::vector<ConfigurationChange> configurationChanges(std::string_view reply,
                                                                                     const TWConfig& record);
 

@@ -27,11 +27,7 @@ constexpr std::pair<std::string_view, TWConfigProperty> kEventQuestions[] = {
     {"isEventInstantFlushEvent", TWConfigPropertyInstantFlushEvents},
     {"isEventWhitelistedEvent", TWConfigPropertyDataTrackingWhitelistedEvents}};
 
-std::size_t rowOf(const ConfigField& field) {
-  return static_cast<std::size_t>(&field - kConfigFields.data());
-}
-
-/// The origins in a file; without a readable one nothing is known.
+/// The origins in a file; all unknown without a readable one.
 ConfigOrigins originsIn(std::optional<std::string_view> file) {
   std::optional<ConfigOrigins> read;
   if (file) read = ConfigOrigins::read(*file);
@@ -155,7 +151,7 @@ void Explainer::explainEvent(const ConfigField& list, std::optional<std::string_
   if (entries == nullptr) return;
   std::size_t index = 0;
   for (const base::Value& entry : *entries) {
-    // A search asks nil nothing, and raises at any other entry that is not text.
+    // A search skips nil, and raises at any other entry that is not a string.
     const bool raises = !entry.isNil() && !entry.isString();
     const bool matches = !raises && entry.isEqualToString(*name);
     const bool decides = raises || matches;
@@ -181,7 +177,7 @@ void Explainer::explainUniqueID(std::optional<std::string_view> uniqueID) {
   state_->answer = isWrong ? Answer::raises : Answer::no;
   if (entries == nullptr) return;
 
-  // A new object, because the one in use logs each expression once only.
+  // A new object: matching with the one in use would consume its only log line for an expression.
   const RestrictedExpressions expressions(value);
   RestrictedExpressions::Trace trace;
   try {

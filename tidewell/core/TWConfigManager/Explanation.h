@@ -16,10 +16,10 @@ namespace tidewell {
 
 class TWConfig;
 
-/// Where a value of the record came from.
+/// The origin of a value of the record.
 enum class ValueOrigin : std::uint8_t {
   unknown,            ///< the file of origins is missing, or it does not explain the value
-  nothingDownloaded,  ///< the default: no reply was merged yet
+  nothingDownloaded,  ///< the default: no reply has been merged yet
   leftOut,            ///< the default: the last reply had no such key, or null
   lastReply,
   beforeLastReply,  ///< the last reply did not reach the key, or its value was too large
@@ -38,12 +38,12 @@ enum class StepOutcome : std::uint8_t {
   notEvaluated,  ///< an expression that costs too much; counts as no match
 };
 
-/// One step on the way to an answer: what was looked at, and what followed from it. A value; any thread.
+/// One step of an explanation: a value that was examined, and the outcome. A value; any thread.
 class TIDEWELL_EXPORT ExplanationStep {
  public:
-  /// The key of the value in the configuration; empty for a step that looks at the argument of the question.
+  /// The key of the value in the configuration; empty for a step that examines the argument of the question.
   [[nodiscard]] std::string_view key() const noexcept;
-  /// The index in the list, if the step looks at an entry.
+  /// The index in the list, if the step examines an entry.
   [[nodiscard]] std::optional<std::size_t> entry() const noexcept;
   [[nodiscard]] base::Value value() const;
   [[nodiscard]] ValueOrigin origin() const noexcept;
@@ -72,7 +72,7 @@ class TIDEWELL_EXPORT ExplanationStep {
 class TIDEWELL_EXPORT Explanation {
  public:
   enum class Answer : std::uint8_t { no, yes, raises };
-  /// Steps that decide nothing are kept up to this number.
+  /// The most steps kept, not counting the one that decides.
   static constexpr std::size_t kMaximumSteps = 200;
 
   /// The name of the operation, such as "isGeofenceServiceActive".
@@ -102,10 +102,10 @@ inline constexpr std::size_t kMaximumKeptReplyBytes = 256u << 10;
 /// "isEventWhitelistedEvent" and "isUniqueIDRestricted".
 [[nodiscard]] TIDEWELL_EXPORT std::vector<std::string_view> explainedQuestions();
 
-/// Explains what a manager with this record would answer, without asking one; for tools that read the files
-/// of another process. `argument` is the name of an event or a unique ID; gates ignore it. `originsFile`
-/// holds the bytes of the file of origins; without one, origins are unknown. The bytes may be hostile. No
-/// value for an unknown question. Logs nothing; throws only `std::bad_alloc`.
+/// Explains the answer that a manager with this record would give; for tools that read the files of another
+/// process. `argument` is the name of an event or a unique ID; gates ignore it. `originsFile` holds the bytes
+/// of the file of origins; without one, origins are unknown. The bytes may be hostile. No value for an
+/// unknown question. Logs nothing; throws only `std::bad_alloc`. Any thread.
 [[nodiscard]] TIDEWELL_EXPORT std::optional<Explanation> explanationOf(
     std::string_view question, std::optional<std::string_view> argument, const TWConfig& record,
     std::optional<std::string_view> originsFile = std::nullopt);

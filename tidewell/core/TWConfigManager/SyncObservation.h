@@ -10,16 +10,17 @@ namespace tidewell {
 struct SyncObserver;
 class SyncTracker;
 
-/// An observation begun by `TidewellCore::observeSync`, which the token's destruction ends.
+/// The token of an observation begun by `TidewellCore::observeSync`; its destruction ends the observation.
 ///
 /// May be destroyed on any thread, in the observer itself, and while the process exits. The observer is not
-/// called afterwards, unless its call has begun on another thread; on the main queue's thread that cannot be.
+/// called afterwards, but a call that has begun on another thread completes; that cannot happen if the token
+/// is destroyed on the main queue's thread.
 class TIDEWELL_EXPORT SyncObservation {
  public:
   /// Observes nothing.
   SyncObservation() noexcept;
   SyncObservation(SyncObservation&& other) noexcept;
-  /// Ends the observation that this token had.
+  /// Ends the observation that this token held.
   SyncObservation& operator=(SyncObservation&& other) noexcept;
   ~SyncObservation();
 

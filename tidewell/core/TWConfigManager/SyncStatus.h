@@ -15,22 +15,22 @@ namespace tidewell {
 struct SyncRecord;
 class SyncTracker;
 
-/// What a configuration sync came to.
+/// The outcome of a configuration sync.
 enum class SyncOutcome : std::int32_t {
   neverTried,     ///< no attempt is known
   notDue,         ///< the last occasion came within an hour of the last stored reply, so no request was sent
   inFlight,       ///< a request of this process has no result yet
   synced,         ///< the reply is merged
-  unusableReply,  ///< status 200, but the body is empty, no JSON, or no JSON object
+  unusableReply,  ///< status 200, but the body is empty, not JSON, or not a JSON object
   mergeStopped,   ///< the reply is merged up to a value of the wrong type
   failed,         ///< no reply, another status, or an error while the reply was handled
 };
 
-/// What the syncs of the application came to, at one moment.
+/// The status of the application's configuration syncs at one moment.
 ///
 /// A value that never changes; copies share its contents. Any thread. The result of an attempt, which
 /// `lastResult`, `detail`, `error` and `httpStatus` describe, is kept across launches. The stored sync time
-/// is no such proof, because any reply with status 200 sets it.
+/// does not show whether a sync succeeded, because any reply with status 200 sets it.
 class TIDEWELL_EXPORT SyncStatus {
  public:
   /// `neverTried`, without details.
@@ -41,8 +41,8 @@ class TIDEWELL_EXPORT SyncStatus {
   SyncStatus& operator=(SyncStatus&&) noexcept;
   ~SyncStatus();
 
-  /// `inFlight` while a request of this process is under way, else what the last occasion for a sync in this
-  /// process came to, else `lastResult`.
+  /// `inFlight` while a request of this process is under way; otherwise the outcome of the last occasion for
+  /// a sync in this process; without one, `lastResult`.
   [[nodiscard]] SyncOutcome outcome() const noexcept { return outcome_; }
   /// The result of the last attempt that has one: `neverTried`, or one of the last four outcomes. An attempt
   /// whose process ended before the result was stored counts as `failed`.
@@ -57,7 +57,7 @@ class TIDEWELL_EXPORT SyncStatus {
   [[nodiscard]] std::optional<base::Date> lastSuccess() const noexcept;
   /// The time before which no occasion starts a sync. No value if the next occasion starts one.
   [[nodiscard]] std::optional<base::Date> nextDue() const noexcept;
-  /// The transfer's error in the last attempt with a result. No value for a failure that is no transfer
+  /// The transfer's error in the last attempt with a result. No value for a failure that is not a transfer
   /// error, such as status 500.
   [[nodiscard]] std::optional<base::Error> error() const;
   /// The HTTP status in the last attempt with a result; 0 without a response.
@@ -76,10 +76,10 @@ class TIDEWELL_EXPORT SyncWait {
  public:
   /// The status at the end of the wait.
   [[nodiscard]] const SyncStatus& status() const noexcept { return status_; }
-  /// Whether the time was over before the sync had ended.
+  /// Whether the wait timed out before the sync ended.
   [[nodiscard]] bool timedOut() const noexcept { return end_ == End::timedOut; }
-  /// `kPosixErrorDomain`, EDEADLK, if the call did not wait because the sync could not have ended
-  /// meanwhile.
+  /// `kPosixErrorDomain`, EDEADLK, if the call did not wait because the sync could not have ended during the
+  /// wait.
   [[nodiscard]] std::optional<base::Error> error() const;
 
  private:

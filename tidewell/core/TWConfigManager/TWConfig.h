@@ -17,7 +17,7 @@ class KeyedEncoder;
 namespace tidewell {
 
 /// The values of one configuration, without behaviour. Fields of type `Value` hold whatever was written to
-/// them; nil if nothing was. Hosts get it behind a pointer, so a later version may append fields.
+/// them, and are nil until then. Hosts receive it by pointer, so a later version may append fields.
 struct TIDEWELL_EXPORT TWConfigFields {
   base::Value accountStatus;
   base::Value inAppServiceStatus;
@@ -120,9 +120,9 @@ class TIDEWELL_EXPORT TWConfig final {
   [[nodiscard]] bool userInAppOptedOut() const;
   void setUserInAppOptedOut(bool value);
 
-  /// How the manager writes properties: dispatches the number to its group. The writers of a group log a
-  /// number outside it and change nothing. Raises for a value that is not a number or boolean where the field
-  /// needs one.
+  /// Writes a property as the manager does: dispatches the number to the writer of its group. The writers log
+  /// a number outside their group and change nothing. Raise if the field needs a number or boolean and the
+  /// value is neither.
   void updateConfigProperty(std::int64_t property, const base::Value& withValue);
   void updateStatusConfigProperty(std::int64_t property, const base::Value& withValue);
   void updateDurationConfigProperty(std::int64_t property, const base::Value& withValue);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "tidewell/base/Exception.h"
+#include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Fork.h"
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
@@ -42,8 +43,8 @@ void reportTooLarge(PropertySet properties) {
 
 /// The snapshot read by queries while there is no record.
 const std::shared_ptr<const CompiledConfig>& emptySnapshot() {
-  static constinit std::atomic<const std::shared_ptr<const CompiledConfig>*> nothing{nullptr};
-  return base::madeOnce(nothing, [] {
+  static constinit std::atomic<const std::shared_ptr<const CompiledConfig>*> snapshot{nullptr};
+  return base::madeOnce(snapshot, [] {
     return std::make_unique<const std::shared_ptr<const CompiledConfig>>(CompiledConfig::compile({}));
   });
 }
@@ -161,6 +162,7 @@ struct TWConfigManager::State {
   /// Writes changes that an earlier failure kept out of the archive.
   void storeUnwritten() noexcept {
     if (!isUnwritten) return;
+    const base::CancellationShield shield;
     try {
       if (const auto record = current()) store(ConfigArchive::path(), *record);
     } catch (...) {  // retried at the next opportunity
@@ -181,7 +183,7 @@ struct TWConfigManager::State {
     return *origins;
   }
 
-  /// Notes a change, and writes the file of origins. Of two processes the last writer wins.
+  /// Notes a change, and writes the file of origins. If two processes do so, the last one wins.
   template <class Change>
   void note(const std::optional<std::string>& path, Change change) noexcept {
     try {
@@ -191,7 +193,7 @@ struct TWConfigManager::State {
       if (!path) return;
       static_cast<void>(
           platform::Platform::current().fileManager().replaceFile(originsPath(*path), origins->bytes()));
-    } catch (...) {  // origins are then unknown, or those before
+    } catch (...) {  // the earlier origins remain
     }
   }
 

@@ -37,8 +37,8 @@ class TIDEWELL_EXPORT TWConfigManager final {
     return makeSharedInstance();
   }
   /// Loads the record from its archive, or creates one of defaults. From a corrupt or oversized archive,
-  /// loads what is readable, and logs that. An archive with nothing readable counts as missing and is renamed
-  /// to "TdwConfig.corrupt".
+  /// loads what is readable, and logs that. An archive without readable values counts as missing and is
+  /// renamed to "TdwConfig.corrupt".
   TWConfigManager();
   ~TWConfigManager();
   TWConfigManager(const TWConfigManager&) = delete;
@@ -63,7 +63,7 @@ class TIDEWELL_EXPORT TWConfigManager final {
   ///
   /// Rejects, with a log line, a list of more than 2,048 elements or 64 KiB of text (restricted IDs: 10,240
   /// elements or 512 KiB), and any other value of more than 256 elements or 16 KiB; the property keeps its
-  /// value. (For restricted IDs that is no list at all if none was merged before.)
+  /// value. (Restricted IDs have no list at all if none was merged before.)
   ///
   /// Writes the archive and logs the service status. Stops at the first value that cannot be merged: logs
   /// line 118 and does not write the archive.
@@ -82,8 +82,8 @@ class TIDEWELL_EXPORT TWConfigManager final {
   [[nodiscard]] bool isDataTrackingEnabled() const;
   [[nodiscard]] bool isUserPushEnabled() const;
   [[nodiscard]] bool isUserInAppEnabled() const;
-  /// What the gate with this number, in the order above, answers on the shared instance; for bindings of
-  /// other languages. False for another number, and if there is no memory for the instance.
+  /// The answer of the shared instance's gate with this number, in the order above; for bindings to other
+  /// languages. False for any other number, and if there is no memory for the instance.
   [[nodiscard]] static bool answerOfGate(std::uint32_t number) noexcept;
 
   // Event lists. False for no value and the empty name. (By reference: an optional view does not fit into
@@ -121,9 +121,9 @@ class TIDEWELL_EXPORT TWConfigManager final {
   [[nodiscard]] Restriction restrictionOfUniqueID(std::optional<std::string_view> uniqueID,
                                                   std::string* reason = nullptr) const noexcept;
 
-  /// Explains what a gate, a question about an event, or `isUniqueIDRestricted` returns now, step by step:
-  /// what it looks at, where each value came from, and which step decides. `question` is the name of the
-  /// operation (see `explainedQuestions`), `argument` what it is asked about. No value for an unknown name.
+  /// Explains step by step what a gate, a query of an event list, or `isUniqueIDRestricted` returns now: the
+  /// values that it examines, their origins, and the step that decides. `question` is the name of the
+  /// operation (see `explainedQuestions`), `argument` its argument. No value for an unknown name.
   ///
   /// Computed by this call, which may wait for a write of the archive and reads the file of origins once.
   /// Logs nothing.

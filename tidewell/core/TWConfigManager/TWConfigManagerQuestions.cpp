@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What hosts ask often. The rest of the class is in TWConfigManager.cpp.
+// Frequent queries. The rest of the class is in TWConfigManager.cpp.
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/HazardPointer.h"
@@ -31,7 +31,7 @@ constexpr LogCoordinates kWhitelisted = managerAt(564, "isEventWhitelistedEvent:
 
 using ListMember = std::shared_ptr<const EventList> CompiledConfig::*;
 
-/// The same for a list that may raise, or if the fast path is unavailable.
+/// Looks a name up in a list that may raise, or if the fast path is unavailable.
 template <ListMember list, const LogCoordinates& where>
 [[gnu::noinline]] bool isListedSlowly(std::string_view name,
                                       const std::atomic<const CompiledConfig*>& current) {
@@ -181,6 +181,7 @@ bool TWConfigManager::isUniqueIDRestricted(std::optional<std::string_view> uniqu
 
 TWConfigManager::Restriction TWConfigManager::restrictionOfUniqueID(std::optional<std::string_view> uniqueID,
                                                                     std::string* reason) const noexcept {
+  const base::CancellationShield shield;
   try {
     return isUniqueIDRestricted(uniqueID) ? Restriction::restricted : Restriction::unrestricted;
   } catch (...) {

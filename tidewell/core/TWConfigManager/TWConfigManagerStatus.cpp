@@ -40,10 +40,8 @@ void logStatus(const TWConfigFields& fields) {
   logLine([&] {
     return base::stringWithFormat(
         "Config Int Params :\n============\nEvents Batch Count : %lu || Inbox Default Expiry Duration : %lu "
-        "|| "
-        "Periodic Sync Interval : %lu || Device Trigger Sync Duration : %lu || User Attr Caching Duration : "
-        "%lu "
-        "|| Session Inactive Duration : %lu\n============\n",
+        "|| Periodic Sync Interval : %lu || Device Trigger Sync Duration : %lu || "
+        "User Attr Caching Duration : %lu || Session Inactive Duration : %lu\n============\n",
         {fields.eventsBatchCount, fields.inboxDefaultDuration, fields.periodicSyncInterval,
          fields.deviceTriggerSyncDuration, fields.userAttrCachingDuration,
          fields.analyticsSessionInactiveDuration});

@@ -32,7 +32,7 @@ inline constexpr std::string_view kMethod = "method";
 inline constexpr std::string_view kPOST = "POST";
 inline constexpr std::string_view kGET = "GET";
 
-/// The status that counts as success for a reply with a body, and for one without.
+/// The statuses that count as success: for a reply with a body, and for one without.
 inline constexpr std::int64_t kServiceStatusOK = 200;
 inline constexpr std::int64_t kServiceStatusNoContent = 204;
 

@@ -3,6 +3,7 @@
 
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "tidewell/base/Exception.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/TextFormat.h"
+#include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/core/TWNetwork/ServiceCatalogue.h"
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/internal/ReplyFacts.h"
@@ -138,6 +140,7 @@ void TWNetworkClient::fetchRequest(std::optional<platform::UrlRequest> request, 
 void fetchRequest(std::optional<platform::UrlRequest> request, std::size_t maximumReplyBytes,
                   TWRequestCompletion withCompletionHandler, std::shared_ptr<ReplyFacts> facts) {
   static constexpr LogCoordinates kWhere{"TWNetworkClient", 74, kFetchSelector, "Exception : %@"};
+  const base::CancellationShield shield;
   SharedCompletion completion;
   try {
     completion = share(withCompletionHandler);

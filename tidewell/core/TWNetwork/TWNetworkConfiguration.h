@@ -31,7 +31,7 @@ class TIDEWELL_EXPORT TWNetworkConfiguration final {
   [[nodiscard]] std::string host() const;
   /// No value after `updateDefaultPort` with a number below 1.
   [[nodiscard]] std::optional<std::int64_t> port() const;
-  /// The first two ignore nil.
+  /// The first two ignore a missing text.
   void updateDefaultHost(std::optional<std::string_view> host);
   void updateDefaultScheme(std::optional<std::string_view> scheme);
   void updateDefaultPort(std::int64_t port);

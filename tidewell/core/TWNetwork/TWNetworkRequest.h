@@ -22,8 +22,8 @@ namespace tidewell {
 /// (false, nil); for the log service it raises instead.
 class TIDEWELL_EXPORT TWNetworkRequest final {
  public:
-  /// The values of `params` and `additionalHeaders` are strings, or null values, which are left out; with
-  /// another one, a number too, the request cannot be built.
+  /// The values of `params` and `additionalHeaders` are strings, or null values, which are left out; with any
+  /// other value, even a number, the request cannot be built.
   TWNetworkRequest(TWService service, std::optional<base::Dictionary> params,
                    std::optional<base::Dictionary> additionalHeaders,
                    std::optional<base::Dictionary> requestBody,

@@ -16,7 +16,7 @@ class UIViewController;
 
 namespace tidewell {
 
-/// A colour; components range from 0 to 1. Complete: it gets no further fields.
+/// A colour; components range from 0 to 1. Complete: no version will add fields.
 struct TWColor {
   double red = 0;
   double green = 0;
@@ -40,7 +40,7 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   [[nodiscard]] static std::optional<std::string> getSDKLibraryDirectoryPath();
   [[nodiscard]] static std::optional<std::string> getDocumentsDirectoryPath();
 
-  // Savers write to disk immediately; nil removes the entry.
+  // Savers write to disk immediately; a missing value removes the entry.
   static void saveAppId(std::optional<std::string_view> appId);
   [[nodiscard]] static std::optional<std::string> getTidewellAppId();
   static void saveDeviceToken(std::optional<std::string_view> deviceToken);
@@ -102,21 +102,21 @@ class TIDEWELL_EXPORT TWCoreUtils final {
   [[nodiscard]] static double deviceScreenHeight();
 
   /// The first 32 bytes (the size of a push token), or fewer if there are fewer, as lower-case hexadecimal
-  /// digits. "" for nil.
+  /// digits. "" without data.
   [[nodiscard]] static std::string hexTokenForData(const std::optional<base::Data>& data);
-  /// The MD5 digest of the UTF-8 bytes before the first NUL, as 32 lower-case hexadecimal digits. nil counts
-  /// as "".
+  /// The MD5 digest of the UTF-8 bytes before the first NUL, as 32 lower-case hexadecimal digits. A
+  /// missing text counts as "".
   [[nodiscard]] static std::string MD5hashForString(std::optional<std::string_view> string);
-  /// Pretty-printed JSON. No value for nil, and (with a log line) for a dictionary that JSON cannot
+  /// Pretty-printed JSON. No value without a dictionary, and (with a log line) for one that JSON cannot
   /// represent.
   [[nodiscard]] static std::optional<std::string> getJSONStringFromDictionary(
       const std::optional<base::Dictionary>& dictionary);
   /// The opaque colour of a text such as "#FF8000". Skips the first character, whatever it is, and uses the
-  /// low 24 bits of the hexadecimal number after it; short forms are not expanded. Black for nil, "" and a
-  /// text without a number.
+  /// low 24 bits of the hexadecimal number after it; short forms are not expanded. Black without a text,
+  /// for "", and for a text without a number.
   [[nodiscard]] static TWColor getColorFromHexValue(std::optional<std::string_view> hexValue);
-  /// Whether the first text contains the second, bytewise. A nil first text contains everything; an empty or
-  /// nil second text is not contained.
+  /// Whether the first text contains the second, bytewise. A missing first text contains everything; an empty
+  /// or missing second text is not contained.
   [[nodiscard]] static bool checkIfString(std::optional<std::string_view> string,
                                           std::optional<std::string_view> containsString);
   /// A copy with values that JSON cannot represent replaced, also in nested dictionaries: data by

@@ -28,7 +28,7 @@ base::Value transformedValue(const base::Value& value, int depth) {
   return value;
 }
 
-/// Returns what was built before something raised.
+/// If an entry raises, returns those before it.
 base::Dictionary transformedDictionary(const base::Dictionary& payload, int depth) {
   static constexpr LogCoordinates kWhere{
       "TWCoreUtils", 529, "transformPayloadForIncompatibleTypes:", "error while transforming data is %@"};

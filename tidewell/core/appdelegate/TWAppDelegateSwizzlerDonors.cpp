@@ -26,6 +26,13 @@ std::string fakeDescription(Object& self, const Method&) {
   return runtime::plainDescription(runtime::description(realClass(&self).get()), &self);
 }
 
+base::WorkMutex& makingDonor() {
+  static base::NeverDestroyed<base::WorkMutex> mutex;
+  return *mutex;
+}
+
+const base::MadeWhenLoaded makingDonorMade(makingDonor);
+
 /// The class with this name, under construction. Continues with an existing one if an earlier attempt ran out
 /// of memory.
 Class& beginClass(Class*& begun, Class* superclass, std::string_view name) {
@@ -34,9 +41,9 @@ Class& beginClass(Class*& begun, Class* superclass, std::string_view name) {
   return *begun;
 }
 
-Class& makeDonorClass() {
-  constinit static Class* begunRoot = nullptr;
-  constinit static Class* begunDonor = nullptr;
+Class& makeDonorClass() TIDEWELL_REQUIRES(makingDonor()) {
+  constinit static Class* begunRoot TIDEWELL_GUARDED_BY(makingDonor()) = nullptr;
+  constinit static Class* begunDonor TIDEWELL_GUARDED_BY(makingDonor()) = nullptr;
   Class* root = runtime::classNamed("NSProxy");
   if (!root) {
     root = &beginClass(begunRoot, nullptr, "NSProxy");
@@ -56,13 +63,6 @@ Class& makeDonorClass() {
   runtime::registerClassPair(donor);
   return donor;
 }
-
-base::WorkMutex& makingDonor() {
-  static base::NeverDestroyed<base::WorkMutex> mutex;
-  return *mutex;
-}
-
-const base::MadeWhenLoaded makingDonorMade(makingDonor);
 
 }  // namespace
 

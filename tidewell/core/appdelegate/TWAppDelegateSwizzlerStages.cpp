@@ -183,8 +183,7 @@ Class* createSubclassWithObject(Object& object) {
     logLine([] {
       return stringWithFormat(
           "Successfully created App Delegate Proxy automatically. To disable the proxy, set the flag %@ to "
-          "NO "
-          "(Boolean) in the Info.plist",
+          "NO (Boolean) in the Info.plist",
           {TWCoreUtils::getAppDelegateProxyInfoPlistKey()});
     });
   }

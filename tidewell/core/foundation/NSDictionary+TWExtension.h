@@ -9,10 +9,10 @@
 
 namespace tidewell {
 
-/// The object for a key; nil if there is none or it is the null object. A nil key gives nil.
+/// The object for a key; nil if there is none or it is the null object, and without a key.
 [[nodiscard]] TIDEWELL_EXPORT base::Value validObjectForKey(const base::Dictionary& dictionary,
                                                             std::optional<std::string_view> key);
-/// The object at the end of a key path; nil if there is none or it is the null object. Raises as
+/// The object at the end of a key path; nil in the same cases. Raises as
 /// `base::valueForKeyPath` does.
 [[nodiscard]] TIDEWELL_EXPORT base::Value validObjectForKeyPath(const base::Dictionary& dictionary,
                                                                 std::optional<std::string_view> keyPath);

@@ -19,7 +19,7 @@ inline constexpr std::string_view kTWDateFormatShort = "yyyy-MM-dd";
 
 /// Formats, parses and compares dates, independently of the user's locale and calendar.
 ///
-/// Static functions only; any thread; none raises. A nil date or format gives no value.
+/// Static functions only; any thread; none raises. Without a date or format the result has no value.
 class TIDEWELL_EXPORT TWDateUtils final {
  public:
   TWDateUtils() = delete;
@@ -41,8 +41,8 @@ class TIDEWELL_EXPORT TWDateUtils final {
   [[nodiscard]] static base::DateComponents getTimeDifferenceBetweenDate(base::Date firstDate,
                                                                          base::Date secondDate);
   [[nodiscard]] static bool isDateTimeGreaterThanNow(double secondsSince1970);
-  // Compared at the clock's full resolution. A nil first date counts as the same as any date; otherwise,
-  // with a nil second date, all three return false.
+  // Compared at the clock's full resolution. A missing first date counts as the same as any date; otherwise,
+  // without a second date, all three return false.
   [[nodiscard]] static bool isDate1SameAsDate2(std::optional<base::Date> date1,
                                                std::optional<base::Date> date2);
   [[nodiscard]] static bool isDate1LaterToDate2(std::optional<base::Date> date1,

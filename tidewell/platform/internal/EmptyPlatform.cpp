@@ -3,10 +3,13 @@
 
 #include <chrono>
 #include <deque>
+#include <exception>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "tidewell/base/internal/AllSignalsBlocked.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/platform/FileManager.h"
@@ -17,7 +20,7 @@
 namespace tidewell::platform {
 namespace {
 
-class ForgetfulUserDefaults final : public UserDefaults {
+class NoUserDefaults final : public UserDefaults {
  public:
   base::Value objectForKey(std::string_view) override { return {}; }
   void setObject(base::Value, std::string_view) override {}
@@ -94,7 +97,7 @@ class DroppingQueue final : public Queue {
 };
 
 /// Fails every task. Completions must run exactly once and never before the call returns, so a thread runs
-/// them one after the other; it exists only while there are any.
+/// them one after the other; it exits when none are left.
 class FailingUrlSession final : public UrlSession {
  public:
   explicit FailingUrlSession(UrlSessionConfiguration configuration)
@@ -119,14 +122,17 @@ class FailingUrlSession final : public UrlSession {
     bool threadRuns TIDEWELL_GUARDED_BY(mutex) = false;
 
     static void add(const std::shared_ptr<Completions>& self, std::function<void()> function) {
+      // A plug-in may be closed while its thread runs.
+      base::keepLoaded(reinterpret_cast<const void*>(&emptyPlatform));
       const base::MutexLock lock(self->mutex);
       self->waiting.push_back(std::move(function));
       if (self->threadRuns) return;
+      const base::AllSignalsBlocked blocked;
       try {
         std::thread([self] { self->drain(); }).detach();
         self->threadRuns = true;
-      } catch (const std::system_error&) {
-        // No thread available: the completions wait for the next task.
+      } catch (const std::exception&) {
+        // No thread, or no memory for one: the accepted completions run with those of the next task.
       }
     }
 
@@ -169,7 +175,7 @@ class EmptyPlatform final : public Platform {
   UrlSession& sharedUrlSession() override { return sharedSession_; }
 
  private:
-  ForgetfulUserDefaults defaults_;
+  NoUserDefaults defaults_;
   NoFiles files_;
   NoKeychain keychain_;
   UnknownDevice device_;
@@ -183,8 +189,8 @@ class EmptyPlatform final : public Platform {
 }  // namespace
 
 Platform& emptyPlatform() {
-  static base::NeverDestroyed<EmptyPlatform> machine;
-  return *machine;
+  static base::NeverDestroyed<EmptyPlatform> instance;
+  return *instance;
 }
 
 }  // namespace tidewell::platform

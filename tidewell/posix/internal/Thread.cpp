@@ -8,8 +8,8 @@
 #include <new>
 #include <utility>
 
+#include "tidewell/base/internal/AllSignalsBlocked.h"
 #include "tidewell/base/internal/Loader.h"
-#include "tidewell/posix/internal/AllSignalsBlocked.h"
 #include "tidewell/posix/internal/ThreadName.h"
 
 namespace tidewell::posix {
@@ -50,7 +50,7 @@ bool startThread(const char* name, std::function<void()> run) noexcept {
     // A plug-in may be closed while its thread runs.
     base::keepLoaded(reinterpret_cast<const void*>(&runStart));
     auto start = std::make_unique<Start>(Start{name, std::move(run)});
-    const AllSignalsBlocked blocked;
+    const base::AllSignalsBlocked blocked;
     // A small stack can be too small, because it also contains the thread-local variables of all libraries.
     const bool created =
         createDetached(Stack::small, start.get()) || createDetached(Stack::systemDefault, start.get());

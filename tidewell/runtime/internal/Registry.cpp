@@ -155,11 +155,11 @@ void Registry::declareWhenNamed(std::string_view name, Class& (*declaring)()) {
   declaredWhenNamed_.emplace(name, declaring);
 }
 
-std::string Registry::freeName(std::string_view name) const {
-  std::string free(name);
-  for (int number = 2; byName_.contains(free); ++number)
-    free = std::string(name) + "#" + std::to_string(number);
-  return free;
+std::string Registry::unusedName(std::string_view name) const {
+  std::string unused(name);
+  for (int number = 2; byName_.contains(unused); ++number)
+    unused = std::string(name) + "#" + std::to_string(number);
+  return unused;
 }
 
 Registry::Declaration& Registry::begin(const NativeType& type, Class& superclass) {
@@ -171,7 +171,7 @@ Registry::Declaration& Registry::begin(const NativeType& type, Class& superclass
   if (declaration.declared) return declaration;
   if (type.isNameGiven && byName_.contains(std::string(type.name)))
     refuse("there is a class " + std::string(type.name) + " already");
-  Class& made = makePair(&superclass, freeName(type.name), type.size);
+  Class& made = makePair(&superclass, unusedName(type.name), type.size);
   made.nativeClass_ = &made;
   declaration.declared = &made;
   return declaration;

@@ -67,7 +67,7 @@ class Registry {
   Declaration& begin(const NativeType& type, Class& superclass) TIDEWELL_REQUIRES(mutex_);
   void complete(Declaration& declaration, ClassDescription description) TIDEWELL_REQUIRES(mutex_);
   /// An unused name: the given one, or with "#2", "#3", … appended.
-  [[nodiscard]] std::string freeName(std::string_view name) const TIDEWELL_REQUIRES(mutex_);
+  [[nodiscard]] std::string unusedName(std::string_view name) const TIDEWELL_REQUIRES(mutex_);
   const Method* putMethod(Class& in, Selector selector, const Method& method) TIDEWELL_REQUIRES(mutex_);
   bool putProtocol(Class& to, const Protocol& protocol) TIDEWELL_REQUIRES(mutex_);
   bool putProperty(Class& to, Property property) TIDEWELL_REQUIRES(mutex_);

@@ -17,9 +17,9 @@
 namespace tidewell {
 namespace {
 
-/// How often a holder of the lock checks for changes that arrived while it wrote.
+/// How many times a holder of the lock checks for changes that arrived while it wrote.
 constexpr int kMaximumRounds = 4;
-/// How often a start reads again because another process has merged changes meanwhile.
+/// How many times a start reads again because another process has merged changes meanwhile.
 constexpr int kMaximumReads = 3;
 
 using platform::PendingChanges;
@@ -53,6 +53,8 @@ bool areAmong(const std::vector<PendingChanges::Change>& changes,
                        [&](const PendingChanges::Change& other) { return other.path == change.path; });
   });
 }
+
+TWConfigFields fieldsOf(const ConfigRecord& record) { return record.read().retain()->fields; }
 
 /// The keys of the properties, for a log line.
 std::string keysOf(PropertySet properties) {
@@ -199,12 +201,8 @@ bool ConfigArchive::store(const std::optional<std::string>& path, ConfigRecord& 
   return false;
 }
 
-bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const Changes& changes,
-                          Reports& reports) {
-  const auto fieldsInForce = [&record] { return record.read().retain()->fields; };
-  const PropertySet outside = propertiesOutOfBounds(fieldsInForce(), kAllProperties);
-  const bool isPartEnough = known_ && !isBroken_ && outside == 0;
-  const Content content = read(path, isPartEnough ? Wanted::deviceProperties : Wanted::everything);
+ConfigArchive::Found ConfigArchive::adopt(const std::string& path, const Content& content,
+                                          const Changes& changes, ConfigRecord& record) {
   hasRead_ = hasRead_ || content.hasFields();
   // Another process may have set one aside since the last check.
   setAside_ = setAside_ || files().fileExistsAtPath(unreadablePath(path)).exists;
@@ -212,16 +210,26 @@ bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const C
   const Content setAside = readSetAside(path);
   const bool isSetAside =
       content.found == Found::unreadable || setAside.hasFields() || setAside.found == Found::unreadable;
-  const PropertySet written = record.written();
-  TWConfigFields fields = fieldsInForce();
-  if (isSetAside && !hasRead_ && (written & propertyBit(TWConfigPropertyDataRedirectionRegion)) == 0) {
+  TWConfigFields fields = fieldsOf(record);
+  if (isSetAside && !hasRead_ &&
+      (record.written() & propertyBit(TWConfigPropertyDataRedirectionRegion)) == 0) {
     fields.dataRedirectionRegion = {};  // none was chosen: the one in the file set aside applies
   }
   if (setAside.hasFields()) fields = withRecovered(std::move(fields), setAside.fields);
   record.adopt(withChanges(std::move(fields), changes), kDeviceProperties);
+  return setAside.found;
+}
 
-  fields = fieldsInForce();
-  const base::Dictionary chosen = scalarsOf(fields, written & kDeviceProperties);
+bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const Changes& changes,
+                          Reports& reports) {
+  const PropertySet outside = propertiesOutOfBounds(fieldsOf(record), kAllProperties);
+  const bool isPartEnough = known_ && !isBroken_ && outside == 0;
+  const Content content = read(path, isPartEnough ? Wanted::deviceProperties : Wanted::everything);
+  const PropertySet written = record.written() & kDeviceProperties;
+  const Found setAside = adopt(path, content, changes, record);
+
+  TWConfigFields fields = fieldsOf(record);
+  const base::Dictionary chosen = scalarsOf(fields, written);
   std::string left;
   if (outside != 0) {
     copyFields(content.fields, fields, outside);
@@ -253,15 +261,15 @@ bool ConfigArchive::write(const std::string& path, ConfigRecord& record, const C
   if (outside != 0) reported_.push_back(std::move(left));
   if (content.found == Found::unreadable) {
     setAside_ = true;
-  } else if (setAside_ && setAside.found != Found::unreadable) {
+  } else if (setAside_ && setAside != Found::unreadable) {
     setAside_ = static_cast<bool>(files().moveItem(unreadablePath(path), corruptPath(path)));
   }
   return true;
 }
 
 void ConfigArchive::keepBeside(const std::string& path, const ConfigRecord& record, Reports& reports) {
-  const PropertySet written = record.written() & kDeviceProperties;
-  const base::Dictionary chosen = scalarsOf(record.read().retain()->fields, written);
+  const PropertySet written = record.written() & kDeviceProperties;  // first, so that each value is as new
+  const base::Dictionary chosen = scalarsOf(fieldsOf(record), written);
   base::Dictionary change;
   for (const auto& [key, value] : chosen) {
     const base::Value* const stored = stored_.find(key);

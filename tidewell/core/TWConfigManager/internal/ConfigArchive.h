@@ -74,6 +74,9 @@ class ConfigArchive {
   [[nodiscard]] static Content decode(std::string bytes, Wanted wanted);
   [[nodiscard]] Content readSetAside(const std::string& path) const;
   [[nodiscard]] bool keepAside(const std::string& path, const Content& content, Reports& reports);
+  /// Copies to the record what this process has not written itself: from the archive's content, from the file
+  /// set aside, and from pending changes. Returns the state of the file set aside.
+  Found adopt(const std::string& path, const Content& content, const Changes& changes, ConfigRecord& record);
   /// Writes the record and the pending changes. Call with the lock held.
   bool write(const std::string& path, ConfigRecord& record, const Changes& changes, Reports& reports);
   /// Stores the user's choices in this process in a file beside the archive.

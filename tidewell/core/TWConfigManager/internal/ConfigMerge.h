@@ -19,7 +19,7 @@ inline constexpr double kConfigSyncInterval = 3600;
 /// defaults.
 [[nodiscard]] std::optional<base::Date> nextSyncDue();
 
-/// The result of a merge, for those who watch it.
+/// The result of a merge, for the status of syncs.
 struct ConfigMerge {
   /// The same, but no value after a reply that was not merged for lack of memory.
   [[nodiscard]] static std::optional<base::Date> nextDue(const TWConfigManager& manager);

@@ -18,7 +18,8 @@ constexpr std::size_t kMaximumFileBytes = 2 * kMaximumKeptReplyBytes;
 /// Only the keys of a large reply up to this number are kept; a configuration has far fewer.
 constexpr std::size_t kMaximumKeys = 256;
 
-bool hasFieldAt(const TWConfigFields& fields, const TWConfigFields& others, const ConfigField& field) {
+/// Whether two records have equal values in a field.
+bool isEqualIn(const TWConfigFields& fields, const TWConfigFields& others, const ConfigField& field) {
   return equalFields(fields, others, propertyBit(field.property));
 }
 
@@ -127,7 +128,7 @@ ConfigOrigins::Origins ConfigOrigins::of(const TWConfigFields& fields) const {
   if (isReplyKept_) merge.emplace(reply_);
   for (std::size_t row = 0; row < kConfigFields.size(); ++row) {
     const ConfigField& field = kConfigFields[row];
-    const bool isDefault = hasFieldAt(fields, defaults, field);
+    const bool isDefault = isEqualIn(fields, defaults, field);
     origins[row] = field.mergePlace == kNoPlace ? ofDeviceValue(field, isDefault)
                                                 : ofServerValue(field, fields, isDefault, merge);
   }
@@ -144,7 +145,7 @@ ConfigOrigins::Origin ConfigOrigins::ofServerValue(const ConfigField& field, con
   if ((kept_ & propertyBit(field.property)) != 0) return {ValueOrigin::beforeLastReply};
   const bool isPresent =
       merge ? !validObjectForKey(reply_, field.key).isNil() : replyTypes_.find(field.key) != nullptr;
-  const bool isExplained = merge ? hasFieldAt(fields, merge->change.fields, field) : isPresent || isDefault;
+  const bool isExplained = merge ? isEqualIn(fields, merge->change.fields, field) : isPresent || isDefault;
   if (!isExplained) return {kept_ == 0 ? ValueOrigin::unknown : ValueOrigin::beforeLastReply};
   return {isPresent ? ValueOrigin::lastReply : ValueOrigin::leftOut, replyTime_};
 }

@@ -14,10 +14,11 @@
 
 namespace tidewell {
 
-/// Remembers where the values of a record came from: the last reply, and the times of changes on the device.
+/// Determines where the values of a record came from, by the last reply and the times of changes on the
+/// device.
 ///
-/// Only the reply and times are kept, never an origin for each value: a value that the reply does not explain
-/// (because another process, an earlier archive or the host wrote it) has none. For one thread at a time.
+/// Only those are stored, never an origin for each value: a value that the reply does not explain (because
+/// another process, an earlier archive or the host wrote it) has none. For one thread at a time.
 class ConfigOrigins {
  public:
   struct Origin {
@@ -26,10 +27,10 @@ class ConfigOrigins {
   };
   using Origins = std::array<Origin, kConfigFields.size()>;
 
-  /// What is known of a record at the start.
+  /// The state of the files before the first change.
   enum class Start {
     defaults,  ///< there was no archive
-    archive,   ///< there was one, without a file of origins
+    archive,   ///< there was an archive, without a file of origins
   };
   explicit ConfigOrigins(Start start) : start_(start) {}
   /// No value for bytes that `bytes` does not write. Never raises, except `std::bad_alloc`.
@@ -56,7 +57,7 @@ class ConfigOrigins {
   base::Dictionary reply_;  ///< shares its values with the record, if it is not too large
   bool isReplyKept_ = false;
   base::Dictionary replyTypes_;
-  PropertySet kept_ = 0;  ///< what the reply did not reach, or whose value was too large
+  PropertySet kept_ = 0;  ///< properties that the reply did not reach, or whose value was too large
   base::Dictionary deviceTimes_;
 };
 

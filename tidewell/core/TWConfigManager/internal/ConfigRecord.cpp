@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Mutex.h"
 #include "tidewell/platform/Platform.h"
 
@@ -22,6 +23,7 @@ void compileInBackground(const std::shared_ptr<const RestrictedExpressions>& exp
 
 DeferredWork::~DeferredWork() {
   if (!newExpressions || !newExpressions->isWorthCompilingAhead()) return;
+  const base::CancellationShield shield;
   try {
     compileInBackground(newExpressions);
   } catch (...) {  // out of memory: the first query compiles
@@ -35,7 +37,7 @@ void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, 
   }
   const GateWord gates = snapshot->gates;
   publisher_.publish(std::move(snapshot));
-  // After the snapshot: see `answer` in TWConfigManager.cpp.
+  // After the snapshot: see `answer` in TWConfigManagerQuestions.cpp.
   gates_.store(gates, std::memory_order_release);
 }
 
@@ -79,7 +81,7 @@ void ConfigRecord::replace(const TWConfigFields& fields, PropertySet properties,
   TWConfigFields next = publisher_.latest()->fields;
   copyFields(fields, next, properties);
   const auto snapshot = CompiledConfig::compile(std::move(next), publisher_.latest().get(), properties);
-  // All publications or none.
+  // Reserves memory first, so that either all publications change or none.
   for (ConfigPublication* const publication : publications_) publication->makeRoom();
   publisher_.makeRoom();
   for (ConfigPublication* const publication : publications_) publication->publish(snapshot, deferred);

@@ -111,6 +111,11 @@ static_assert(std::all_of(kConfigFields.begin(), kConfigFields.end(),
                           [](const ConfigField& row) { return fieldOf(row.property) == &row; }),
               "a row of kConfigFields is missing, doubled, or not at the place of its number");
 
+/// The index of a row in `kConfigFields`.
+[[nodiscard]] constexpr std::size_t rowOf(const ConfigField& field) noexcept {
+  return static_cast<std::size_t>(&field - kConfigFields.data());
+}
+
 /// Whether default and member have the types that the group's writer stores.
 [[nodiscard]] constexpr bool fitsItsGroup(const ConfigField& field) {
   const bool isObject = std::holds_alternative<base::Value TWConfigFields::*>(field.member);

@@ -30,8 +30,8 @@ inline std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) {
 
 /// A list of event names prepared for membership queries. Immutable; any thread.
 ///
-/// Gives the result of a linear search, with one probe whatever the length: a name before the first entry
-/// that is not a string is found; for any other name a search would have reached that entry and raised.
+/// Gives the result of a linear search, with one probe whatever the length: finds a name before the first
+/// entry that is not a string; for any other name a search would have reached that entry and raised.
 ///
 /// Uses a hash table of its own: general hash sets with the keyed SipHash take four times as long to fill and
 /// to query, and the standard library's, with an allocation per entry, ten times as long to fill.

@@ -11,7 +11,7 @@
 
 namespace tidewell {
 
-/// Answers questions step by step. Logs nothing.
+/// Answers questions step by step. Logs nothing. For one thread at a time.
 class Explainer {
  public:
   Explainer(std::shared_ptr<const TWConfigFields> fields, const ConfigOrigins& origins);
@@ -20,7 +20,6 @@ class Explainer {
   std::optional<Explanation> explain(std::string_view question, std::optional<std::string_view> argument);
 
  private:
-  struct Checked;
   void explainGate(const GateRule& rule);
   void explainEvent(const ConfigField& list, std::optional<std::string_view> name);
   void explainUniqueID(std::optional<std::string_view> uniqueID);

@@ -8,14 +8,14 @@
 
 namespace tidewell {
 
-/// Tries an expression for restricted unique IDs on texts chosen to show what is wrong with it.
+/// Tries an expression for restricted unique IDs on texts chosen to reveal its faults.
 ///
 /// For one thread. All trials share a budget of steps, so their time is bounded whatever the expressions.
 class ExpressionTrial {
  public:
   enum class Finding { none, matchesNothing, matchesEverything, slow, untried };
 
-  /// `stepsOfMatch`: what a question grants one expression.
+  /// `stepsOfMatch`: the steps that a query grants one expression.
   explicit ExpressionTrial(std::int32_t stepsOfMatch) : stepsOfMatch_(stepsOfMatch) {}
 
   /// `untried` if the budget has run out.

@@ -27,7 +27,7 @@ GateSteps::GateSteps(Gate gate, const TWConfigFields& fields) {
   if (gate != Gate::accountActive) {
     check(ruleOf(Gate::accountActive), fields);
     if (!answer) return;
-    isDecided = false;  // the account's answer after an exception lets the gate go on
+    isDecided = false;  // if the check raised, the account's fallback was true, and the gate continues
   }
   check(ruleOf(gate), fields);
 }

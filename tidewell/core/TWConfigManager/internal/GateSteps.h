@@ -8,14 +8,13 @@
 
 namespace tidewell {
 
-/// One check on the way to the answer of a gate.
+/// One check of a gate.
 struct GateStep {
   const ConfigField* field;
   StepOutcome outcome;  ///< passes, refuses or raises
 };
 
-/// The checks of a gate up to the one that decides, and its answer. Does what `answerGate` does, without
-/// logging.
+/// The checks of a gate up to the one that decides, and its answer: that of `answerGate`, without log lines.
 struct GateSteps {
   GateSteps(Gate gate, const TWConfigFields& fields);
 

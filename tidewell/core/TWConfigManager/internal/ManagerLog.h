@@ -8,7 +8,7 @@
 
 namespace tidewell {
 
-/// Where an exception is reported that an operation of `TWConfigManager` caught.
+/// The log coordinates of an exception that an operation of `TWConfigManager` caught.
 constexpr LogCoordinates managerAt(std::int32_t line, std::string_view selector) {
   return {"TWConfigManager", line, selector, "exception is %@"};
 }

@@ -12,8 +12,8 @@ ReplyMerge::ReplyMerge(const base::Dictionary& reply) {
   for (const std::uint8_t row : kMergeOrder) {
     const ConfigField& field = kConfigFields[row];
     try {
-      const std::string_view said = change.write(field.property, validObjectForKey(reply, field.key));
-      if (!said.empty()) line = said;
+      const std::string_view toLog = change.write(field.property, validObjectForKey(reply, field.key));
+      if (!toLog.empty()) line = toLog;
     } catch (const std::bad_alloc&) {
       throw;  // not the reply's fault
     } catch (...) {

@@ -9,7 +9,7 @@
 
 namespace tidewell {
 
-/// What a reply changes in a record.
+/// The changes that a reply makes to a record.
 struct ReplyMerge {
   /// Computes the change. Throws `std::bad_alloc`.
   explicit ReplyMerge(const base::Dictionary& reply);
@@ -20,7 +20,7 @@ struct ReplyMerge {
   PropertySet tooLarge = 0;
   /// A line to log; may be empty.
   std::string_view line;
-  /// The row whose value raised; null if none did. The rows behind it keep their values.
+  /// The row whose value raised; null if none did. The rows after it keep their values.
   const ConfigField* stoppedAt = nullptr;
   std::exception_ptr exception;
 };

@@ -124,14 +124,15 @@ RestrictedExpressions::Answer RestrictedExpressions::match(std::string_view uniq
     const base::MatchPlace place;
     // At least one step each, so that all expressions of a long, cheap list are evaluated.
     std::int32_t left = std::max(kStepsOfQuestion, static_cast<std::int32_t>(compiled_.size()));
-    auto behind = static_cast<std::int32_t>(compiled_.size());
+    auto remaining = static_cast<std::int32_t>(compiled_.size());
     for (const Compiled& compiled : compiled_) {
       if (compiled.index >= end) break;
       const base::RegularExpression& expression = expressionOf(compiled);
-      // An equal share of the remaining steps, or the minimum that it needs, if more; but one step is left
-      // for each of those after it.
-      const std::int32_t share = std::max(left / behind, expression.leastCost(text));
-      base::MatchBudget budget{std::min(share, left - --behind)};
+      // An equal share of the steps left, or the minimum that it needs, if more; but one step remains for
+      // each of the later expressions.
+      const std::int32_t share = std::max(left / remaining, expression.leastCost(text));
+      --remaining;
+      base::MatchBudget budget{std::min(share, left - remaining)};
       const std::int32_t granted = budget.steps;
       if (trace != nullptr) trace->emplace_back(compiled.index, base::MatchResult::undecided);
       const base::MatchResult result = expression.matches(text, budget, place);

@@ -44,9 +44,9 @@ class RestrictedExpressions {
   RestrictedExpressions(const RestrictedExpressions&) = delete;
   RestrictedExpressions& operator=(const RestrictedExpressions&) = delete;
 
-  /// Compiles all expressions in advance. For a thread on which no host waits.
+  /// Compiles all expressions in advance. For a background thread.
   void compileAhead() const;
-  /// Whether that takes long enough for another thread.
+  /// Whether compiling takes so long that it should happen in the background.
   [[nodiscard]] bool isWorthCompilingAhead() const noexcept { return needsCompiler_; }
 
   struct Answer {
@@ -58,7 +58,7 @@ class RestrictedExpressions {
   /// The result of matching the whole identifier against each expression up to the first match. Raises for an
   /// earlier entry that is invalid or not a string, and for a list that is not an array. An expression that
   /// cannot be evaluated within the limits counts as no match, because it must not restrict every identifier.
-  /// `trace`, if given, gets the expressions tried and their results; the last one may have raised.
+  /// `trace`, if given, receives the expressions tried and their results; the last one may have raised.
   using Trace = std::vector<std::pair<std::uint32_t, base::MatchResult>>;
   [[nodiscard]] Answer match(std::string_view uniqueID, Trace* trace = nullptr) const;
   /// The index of the first text equal to the identifier; no value if there is none.

@@ -106,7 +106,7 @@ std::optional<SyncPast> pastIn(const base::Value& value) {
   return past;
 }
 
-/// Reads the history, which files of earlier builds lack. Whether it is valid.
+/// Reads the history, which files of earlier builds lack. Returns false if it is invalid.
 bool readHistory(const base::Dictionary& file, SyncRecord& record) {
   const base::Value* const found = file.find("history");
   if (found == nullptr) return true;

@@ -13,8 +13,8 @@ namespace tidewell {
 /// The file beside the configuration archive that keeps the last attempt across launches.
 ///
 /// A binary property list: a dictionary with the version of its layout under "version", the last attempt
-/// under "last", and the last results under "history". Replaced whole without a lock: of two processes the
-/// last writer wins.
+/// under "last", and the last results under "history". Replaced whole without a lock: if two processes write
+/// it, the last one wins.
 namespace sync_file {
 
 inline constexpr std::string_view kFileName = "TdwSync";

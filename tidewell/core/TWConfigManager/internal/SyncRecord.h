@@ -22,7 +22,7 @@ struct SyncResult {
   int httpStatus = 0;
 };
 
-/// What an earlier or the last attempt came to, for the history in the file.
+/// The result of one attempt, for the history in the file.
 struct SyncPast {
   base::Date time;  ///< of the result
   SyncOutcome outcome = SyncOutcome::neverTried;
@@ -32,7 +32,7 @@ struct SyncPast {
 
 /// The contents of a `SyncStatus`. Immutable once published.
 struct SyncRecord : std::enable_shared_from_this<SyncRecord> {
-  /// What the last occasion came to. Whether a request is in flight is known to the tracker.
+  /// The outcome of the last occasion. The tracker knows whether a request is in flight.
   SyncOutcome occasion = SyncOutcome::neverTried;
   SyncResult result;
   std::optional<base::Date> lastAttempt;

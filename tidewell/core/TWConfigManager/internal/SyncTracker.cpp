@@ -21,7 +21,7 @@ using platform::Platform;
 
 const base::MadeWhenLoaded syncTrackerMade(SyncTracker::shared);
 
-/// What a process finds in the file.
+/// The contents of the file.
 struct KeptSync {
   enum class Found { nothing, record, undecodable, unreadable };
   explicit KeptSync(Found what = Found::nothing) : found(what) {}
@@ -55,7 +55,7 @@ struct SyncObserver {
   std::function<void(const SyncStatus&)> function;
 };
 
-/// Held by a function on the global queue, which may be dropped.
+/// Counts one pending store. Held by a function on the global queue, which may be dropped.
 struct SyncTracker::PendingStore {
   explicit PendingStore(std::uint32_t startedIn) : life(startedIn) {}
   ~PendingStore() { shared().storeEnded(life); }
@@ -112,6 +112,7 @@ void SyncTracker::attach() {
   publish(garbage, [](SyncRecord& record) { record = SyncRecord(); });
   isLoaded_ = isDueKnown_ = isForeign_ = false;
   platform_.store(current, std::memory_order_release);
+  changed_.native().notify_all();  // waits of the earlier life end
 }
 
 void SyncTracker::beginLife() {
@@ -128,7 +129,7 @@ void SyncTracker::load() {
   if (isLoaded_.load(std::memory_order_acquire)) return;
   const Platform* const from = platform_.load(std::memory_order_acquire);
   KeptSync kept = readKeptSync();
-  if (kept.found == KeptSync::Found::unreadable) return;  // perhaps for now only
+  if (kept.found == KeptSync::Found::unreadable) return;  // perhaps only temporarily
   const std::optional<base::Date> due = nextSyncDue();
   Garbage garbage;
   const base::MutexLock lock(mutex_);
@@ -161,7 +162,7 @@ SyncStatus SyncTracker::status() {
   try {
     attach();
     load();
-  } catch (...) {  // out of memory, or a host's own platform raised: tried again by the next question
+  } catch (...) {  // out of memory, or a host's own platform raised: the next query tries again
   }
   return published();
 }

@@ -19,8 +19,8 @@
 
 namespace tidewell {
 
-/// A request for the configuration that is under way. An attempt that is destroyed without a result, because
-/// its completion was dropped, ends as failed. For one thread at a time.
+/// A request for the configuration that is under way. An attempt destroyed without a result, because its
+/// completion was dropped, ends as failed. For one thread at a time.
 class SyncAttempt {
  public:
   ~SyncAttempt();
@@ -37,13 +37,12 @@ class SyncAttempt {
   std::uint64_t number_ = 0;
 };
 
-/// Watches the syncs of the process without taking part in them: publishes their status, keeps it in a file,
-/// and wakes those who wait.
+/// Records the syncs of the process without affecting them: publishes their status, keeps it in a file, calls
+/// observers and wakes waiting threads.
 ///
 /// One instance per process, made while the library is loaded and never destroyed. Any thread. The file is
-/// read by the first question or before the first write. The beginning of a sync is written on the global
-/// queue, its result on the main queue. Without memory a change goes unnoticed; the sync itself is never
-/// affected.
+/// read by the first query or before the first write. The beginning of a sync is written on the global queue,
+/// its result on the main queue. If memory runs out, a change may go unrecorded; the sync itself continues.
 class SyncTracker final : public base::ForkParticipant {
  public:
   [[nodiscard]] static SyncTracker& shared();
@@ -57,7 +56,7 @@ class SyncTracker final : public base::ForkParticipant {
   void stop(const std::shared_ptr<SyncObserver>& observer) noexcept;
 
   // For the sync.
-  /// Null without a platform, or without memory.
+  /// Null without a platform, and if out of memory.
   [[nodiscard]] std::unique_ptr<SyncAttempt> begin() noexcept;
   void noteNotDue(std::optional<base::Date> nextDue) noexcept;
   /// The stored sync time was removed.
@@ -84,8 +83,8 @@ class SyncTracker final : public base::ForkParticipant {
   void note(Change&& change) noexcept;
 
   /// Stores a change that was counted in `pendingStores_`, on the global queue. A result is stored
-  /// immediately if the calling thread is the main queue's, as the archive is, so that what comes next finds
-  /// it stored.
+  /// immediately on the main queue's thread, as the archive is, so that the code that runs next finds it
+  /// stored.
   enum class When { nowOnTheMainQueue, later };
   void store(std::uint32_t life, When when) noexcept;
   /// Writes the file now.
@@ -112,7 +111,7 @@ class SyncTracker final : public base::ForkParticipant {
   std::uint64_t lastNumber_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   std::vector<std::uint64_t> inFlight_ TIDEWELL_GUARDED_BY(mutex_);  ///< the numbers of attempts
   bool isDueKnown_ TIDEWELL_GUARDED_BY(mutex_) = false;
-  std::uint64_t toStore_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< counts the changes of what the file keeps
+  std::uint64_t toStore_ TIDEWELL_GUARDED_BY(mutex_) = 0;  ///< counts the changes that the file should hold
   std::uint64_t stored_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   std::uint32_t pendingStores_ TIDEWELL_GUARDED_BY(mutex_) = 0;
   bool isForeign_ TIDEWELL_GUARDED_BY(mutex_) = false;  ///< the file cannot be decoded

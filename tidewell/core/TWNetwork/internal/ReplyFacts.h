@@ -13,15 +13,15 @@
 
 namespace tidewell {
 
-/// What a completion does not tell about a transfer. Complete when the completion runs; for one thread at a
-/// time.
+/// Facts about a transfer that its completion does not receive. Complete when the completion runs; for one
+/// thread at a time.
 struct ReplyFacts {
   enum class Body { none, empty, notJSON, JSON };
 
   Body body = Body::none;       ///< of a reply with the expected status
   std::int64_t statusCode = 0;  ///< 0 without a response
   std::optional<base::Error> error{};
-  std::string exception{};  ///< the reason if the request was not sent, or its reply not handled; else ""
+  std::string exception{};  ///< why the request was not sent or its reply not handled; "" if both were
 };
 
 /// `TWNetworkClient::fetchRequest` with a place for the facts, or null.

@@ -73,8 +73,7 @@ constinit std::atomic<const LogShipper*> currentShipper{nullptr};
 
 /// The writers' state of templates and switches.
 ///
-/// Created by the first function that uses it. Nothing is logged until a switch is set, so this is early
-/// enough to become the reporter of the lower layers.
+/// Created while the library is loaded, and then makes the logger the reporter of the lower layers.
 struct State {
   State() {
     const base::MutexLock lock(writers);
@@ -128,6 +127,7 @@ std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t sever
 }
 
 std::string textOf(std::string_view format, const base::Array& arguments) {
+  const base::CancellationShield shield;  // an argument may be an object of the host
   return base::stringWithFormat(format, arguments.begin(), arguments.count());
 }
 
@@ -278,10 +278,7 @@ void TWLogger::setShouldLogInVerboseMessage(bool flag) {
   switches.set([&](LoggerSwitches& all) { all.inVerboseMessage = flag; });
 }
 
-bool TWLogger::loggingEnabled() {
-  if (shouldLogInDebug()) return true;
-  return usingSeverityFiltering() && shouldLogInVerboseMessage();
-}
+bool TWLogger::loggingEnabled() { return shouldLogInDebug() || usingSeverityFiltering(); }
 
 void TWLogger::debug(std::int64_t level) {
   try {
@@ -313,6 +310,7 @@ void TWLogger::logMessage(std::string_view message) {
 void TWLogger::logWithVerbosity(std::int64_t verbosity, std::int32_t severity, const base::Array& formatArgs,
                                 const base::Value& stackTrace) {
   logWithVerbosity(verbosity, severity, formatArgs);
+  const base::CancellationShield shield;
   try {
     const LogShipper* const shipper = currentShipper.load(std::memory_order_acquire);
     if (shipper == nullptr || !shipper->isEnabled()) return;

@@ -76,7 +76,7 @@ class TIDEWELL_EXPORT TWLogger final {
   [[nodiscard]] static std::optional<std::string> getLogforVerbosity(std::int64_t verbosity,
                                                                      std::int32_t severity,
                                                                      const base::Array& formatArgs);
-  /// The text of a format with as many arguments as it has conversions; no value for a nil format.
+  /// The text of a format with as many arguments as it has conversions; no value without a format.
   [[nodiscard]] static std::optional<std::string> createLog(std::optional<std::string_view> format,
                                                             const base::Array& arguments = {});
   /// Writes the text of a format if logging is enabled.

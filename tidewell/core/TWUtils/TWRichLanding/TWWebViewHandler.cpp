@@ -17,18 +17,18 @@ using platform::SFSafariViewController;
 
 namespace {
 
-base::StateMutex& handlerMutex() {
-  static base::NeverDestroyed<base::StateMutex> mutex;
-  return *mutex;
-}
-
-const base::MadeWhenLoaded handlerMutexMade(handlerMutex);
+const base::MadeWhenLoaded webViewHandlerMutexMade(webViewHandlerMutex);
 
 std::shared_ptr<TWWebViewHandler> keptAlive(TWWebViewHandler& handler) {
   return std::static_pointer_cast<TWWebViewHandler>(handler.weak_from_this().lock());
 }
 
 }  // namespace
+
+base::StateMutex& webViewHandlerMutex() {
+  static base::NeverDestroyed<base::StateMutex> mutex;
+  return *mutex;
+}
 
 TWWebViewHandler& TWWebViewHandler::sharedInstance() {
   static constinit std::atomic<const std::shared_ptr<TWWebViewHandler>*> handler{nullptr};
@@ -79,22 +79,22 @@ void TWWebViewHandler::safariViewControllerDidFinish(SFSafariViewController& con
 }
 
 std::shared_ptr<SFSafariViewController> TWWebViewHandler::sfVC() const {
-  const base::MutexLock lock(handlerMutex());
+  const base::MutexLock lock(webViewHandlerMutex());
   return sfVC_;
 }
 
 void TWWebViewHandler::setSfVC(std::shared_ptr<SFSafariViewController> sfVC) {
-  const base::MutexLock lock(handlerMutex());
+  const base::MutexLock lock(webViewHandlerMutex());
   sfVC_.swap(sfVC);  // the parameter, destroyed after unlocking, releases the previous one
 }
 
 std::shared_ptr<platform::UIViewController> TWWebViewHandler::webViewVC() const {
-  const base::MutexLock lock(handlerMutex());
+  const base::MutexLock lock(webViewHandlerMutex());
   return webViewVC_;
 }
 
 void TWWebViewHandler::setWebViewVC(std::shared_ptr<platform::UIViewController> webViewVC) {
-  const base::MutexLock lock(handlerMutex());
+  const base::MutexLock lock(webViewHandlerMutex());
   webViewVC_.swap(webViewVC);
 }
 

@@ -5,12 +5,16 @@
 #include <optional>
 
 #include "tidewell/base/Export.h"
+#include "tidewell/base/ThreadAnnotations.h"
 #include "tidewell/base/Url.h"
 #include "tidewell/platform/SFSafariViewController.h"
 #include "tidewell/platform/SFSafariViewControllerDelegate.h"
 #include "tidewell/platform/UIViewController.h"
 
 namespace tidewell {
+
+/// Guards the controllers kept by every `TWWebViewHandler`. Internal.
+[[nodiscard]] base::StateMutex& webViewHandlerMutex();
 
 /// Shows rich landing pages in the in-app browser, above the application's current content, and closes them.
 ///
@@ -48,8 +52,8 @@ class TIDEWELL_EXPORT TWWebViewHandler
   static void describe(runtime::ClassBuilder<TWWebViewHandler>& c);
 
  private:
-  std::shared_ptr<platform::SFSafariViewController> sfVC_;
-  std::shared_ptr<platform::UIViewController> webViewVC_;
+  std::shared_ptr<platform::SFSafariViewController> sfVC_ TIDEWELL_GUARDED_BY(webViewHandlerMutex());
+  std::shared_ptr<platform::UIViewController> webViewVC_ TIDEWELL_GUARDED_BY(webViewHandlerMutex());
 };
 
 }  // namespace tidewell

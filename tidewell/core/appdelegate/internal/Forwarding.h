@@ -43,8 +43,8 @@ void callInterceptors(const runtime::Object& self, runtime::Selector selector, c
   TWAppDelegateSwizzler::notifyInterceptorsWithMethodSelector(selector, std::cref(callOther));
 }
 
-/// Forwards by sending the message itself. Calls all interceptors and the original; returns true if any of
-/// them did.
+/// Forwards by sending the message itself. Calls all interceptors and the original; returns true if any
+/// returned true.
 template <class R, class... P>
 runtime::CanonicalResult<R> forwardMessage(runtime::Object& self, const runtime::Method& method,
                                            runtime::Canonical<P>... arguments) {

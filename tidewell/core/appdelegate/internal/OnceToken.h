@@ -8,7 +8,7 @@
 
 namespace tidewell {
 
-/// Runs something once, until it is reset.
+/// Runs work once, until it is reset.
 ///
 /// Any thread. Other threads wait while it runs; a recursive call returns immediately. `work` runs with no
 /// lock held; if it raises, it counts as run and the exception propagates. In the child of a fork, work in

@@ -4,7 +4,7 @@
 #include <pthread.h>
 #include <signal.h>
 
-namespace tidewell::posix {
+namespace tidewell::base {
 
 /// Blocks all signals on the calling thread during its lifetime. Threads started meanwhile inherit the mask,
 /// so the host's signal handlers do not run on them.
@@ -23,4 +23,4 @@ class AllSignalsBlocked {
   sigset_t before_{};
 };
 
-}  // namespace tidewell::posix
+}  // namespace tidewell::base
