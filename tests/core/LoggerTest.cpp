@@ -60,6 +60,19 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
   }
 }
 
+TEST_F(LoggerTest, TheLevelOfThePolicyWinsOverEverySwitch) {
+  const std::pair<bool, bool> written[] = {{false, false}, {true, true}, {false, true}};
+  for (const std::int64_t level : {0, 1, 2}) {
+    platform->setPolicy(platform::Policy().setLogLevel(level));
+    platform->restart();
+    for (const std::int64_t chosen : {0, 1, 2}) {
+      TWLogger::debug(chosen);
+      TWLogger::setMinimumSeverity(TWLogSeverityWarning);
+      EXPECT_EQ(std::pair(TWLogger::writes(0), TWLogger::writes(5)), written[level]) << level << chosen;
+    }
+  }
+}
+
 TEST_F(LoggerTest, HostTemplatesApplyAndTakeUpToElevenArguments) {
   EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message")) << "even if off";
   EXPECT_EQ(TWLogger::getLogforVerbosity(3, 5, kMessage), Text());

@@ -184,6 +184,8 @@ struct LoggerSwitches {
     const base::MutexLock lock(loggerState().writers);
     change(*this);
     apply(levelOfPolicy);
+    // The level alone would leave a host's filter by severity on.
+    if (levelOfPolicy == TWLogLevelDebug) inVerboseMessage = false;
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
   }
 
