@@ -128,6 +128,7 @@ std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t sever
 }
 
 std::string textOf(std::string_view format, const base::Array& arguments) {
+  const base::CancellationShield shield;  // an argument's description may be host code
   return base::stringWithFormat(format, arguments.begin(), arguments.count());
 }
 
