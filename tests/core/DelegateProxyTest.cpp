@@ -181,6 +181,27 @@ TEST_F(DelegateProxyTest, AnotherDelegateEndsTheProxy) {
   EXPECT_EQ(application->delegate(), nullptr);
 }
 
+/// Equal to every other one.
+class Twin : public runtime::Subclass<Twin, Listener> {
+ public:
+  using Subclass::Subclass;
+  bool isEqual(Object* other) { return runtime::isKindOf(other, runtime::classOf<Twin>()); }
+  std::uint64_t hash() { return 1; }
+  static void describe(runtime::ClassBuilder<Twin>& c) {
+    c.method<&Twin::isEqual>(runtime::kIsEqual).method<&Twin::hash>(runtime::kHash);
+  }
+};
+
+TEST_F(DelegateProxyTest, DelegatesAreComparedWithTheirOwnEquality) {
+  const auto first = setDelegate<Twin>("first");
+  Swizzler::proxyOriginalDelegate();
+  setDelegate<Twin>("second");
+  EXPECT_EQ(Swizzler::originalDelegate(), first);
+  setDelegate<Listener>("third");
+  EXPECT_EQ(Swizzler::originalDelegate(), nullptr);
+  EXPECT_FALSE(isObserving());
+}
+
 TEST_F(DelegateProxyTest, ConcurrentReplacementsOfTheDelegateEndTheProxyOnce) {
   setProxyEnabled(false);  // held and observed without creating subclasses
   TWLogger::debug(TWLogLevelOff);

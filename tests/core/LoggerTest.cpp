@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <pthread.h>
+
 #include <stdexcept>
 #include <thread>
 #include <tuple>
@@ -60,6 +62,19 @@ TEST_F(LoggerTest, LevelVerbosityAndSeverityDecideWhatIsWritten) {
   }
 }
 
+TEST_F(LoggerTest, TheLevelOfThePolicyWinsOverEverySwitch) {
+  const std::pair<bool, bool> written[] = {{false, false}, {true, true}, {false, true}};
+  for (const std::int64_t level : {0, 1, 2}) {
+    platform->setPolicy(platform::Policy().setLogLevel(level));
+    platform->restart();
+    for (const std::int64_t chosen : {0, 1, 2}) {
+      TWLogger::debug(chosen);
+      TWLogger::setMinimumSeverity(TWLogSeverityWarning);
+      EXPECT_EQ(std::pair(TWLogger::writes(0), TWLogger::writes(5)), written[level]) << level << chosen;
+    }
+  }
+}
+
 TEST_F(LoggerTest, HostTemplatesApplyAndTakeUpToElevenArguments) {
   EXPECT_EQ(TWLogger::getLogforVerbosity(1, 5, kMessage), Text("Tidewell - message")) << "even if off";
   EXPECT_EQ(TWLogger::getLogforVerbosity(3, 5, kMessage), Text());
@@ -80,10 +95,14 @@ TEST_F(LoggerTest, HostTemplatesApplyAndTakeUpToElevenArguments) {
 
 TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesGivesOneLine) {
   static const base::ObjectOperations raising{[](const void*) -> std::string {
+                                                pthread_testcancel();
                                                 TWLogger::logWithVerbosity(1, 5, {"inside"});
                                                 throw std::runtime_error("no description");
                                               },
-                                              [](const void* a, const void* b) { return a == b; },
+                                              [](const void*, const void*) {
+                                                pthread_testcancel();
+                                                return true;
+                                              },
                                               [](const void*) { return std::size_t{0}; },
                                               [](const void*) { return std::string("Raising"); }};
   const base::Array arguments{base::ObjectHandle{std::make_shared<int>(0), &raising}};
@@ -92,7 +111,12 @@ TEST_F(LoggerTest, AnArgumentThatLogsAndRaisesGivesOneLine) {
   TWLogger::logWithVerbosity(1, 5, arguments);
   EXPECT_EQ(lines(), Lines());
   TWLogger::debug(1);
-  TWLogger::logWithVerbosity(1, 5, arguments);
+  std::thread([&] {
+    pthread_cancel(pthread_self());
+    TWLogger::logWithVerbosity(1, 5, arguments);
+    EXPECT_EQ(arguments, base::Array{base::ObjectHandle({std::make_shared<int>(0), &raising})});
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+  }).join();
   EXPECT_EQ(lines(), (Lines{"Tidewell - inside", "Caught an exception in TWLogger"}));
 }
 

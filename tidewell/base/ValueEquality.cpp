@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "tidewell/base/internal/CancellationShield.h"
 #include "tidewell/base/internal/Records.h"
 #include "tidewell/base/internal/StringHash.h"
 
@@ -59,6 +60,7 @@ std::size_t hashOf(const Number& number) {
 bool sameObject(const ObjectHandle& a, const ObjectHandle& b) noexcept {
   if (a.object == b.object) return true;
   if (a.operations != b.operations) return false;
+  const CancellationShield shield;
   try {
     return a.operations->isEqual(a.object.get(), b.object.get());
   } catch (...) {
@@ -169,12 +171,14 @@ std::size_t Value::hash() const noexcept {
       return stringHash(data()->view());
     case Kind::url:
       return stringHash(url()->absoluteString());
-    case Kind::object:
+    case Kind::object: {
+      const CancellationShield shield;
       try {
         return object()->operations->hash(object()->object.get());
       } catch (...) {
         return 0;
       }
+    }
     // As on the platform: equal containers have equal counts, and hashing the entries would take unbounded
     // time.
     case Kind::array:

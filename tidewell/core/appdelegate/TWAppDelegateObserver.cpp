@@ -52,11 +52,14 @@ void TWAppDelegateObserver::observeValueForKeyPath(const std::string& keyPath, r
   if (keyPath != kDelegateKeyPath) return;
   const base::Value before = change.objectForKey(runtime::kChangeOldKey);
   if (change.objectForKey(runtime::kChangeNewKey) == before) return;
+  // Both comparisons may call the delegate's own `isEqual:`, so no lock is held.
+  const runtime::Ref held = TWAppDelegateSwizzler::originalDelegate();
+  if (runtime::objectValue(held) != before) return;
   runtime::Ref forgotten;  // destroyed after unlocking
   const base::MutexLock lock(registrationMutex());
   // Threads that change the delegate at the same time may all have seen the same old one; the first one here
   // ends the observation.
-  forgotten = takeOriginalDelegate(runtime::objectOf(before).get());
+  forgotten = takeOriginalDelegate(held.get());
   if (!forgotten || !isObserving_) return;
   runtime::removeObserver(ofObject, this, kDelegateKeyPath);
   isObserving_ = false;

@@ -127,7 +127,7 @@ std::optional<std::string> lineFormat(std::int64_t verbosity, std::int32_t sever
 }
 
 std::string textOf(std::string_view format, const base::Array& arguments) {
-  const base::CancellationShield shield;  // an argument may be an object of the host
+  const base::CancellationShield shield;  // an argument's description may be host code
   return base::stringWithFormat(format, arguments.begin(), arguments.count());
 }
 
@@ -184,6 +184,8 @@ struct LoggerSwitches {
     const base::MutexLock lock(loggerState().writers);
     change(*this);
     apply(levelOfPolicy);
+    // The level alone would leave a host's filter by severity on.
+    if (levelOfPolicy == TWLogLevelDebug) inVerboseMessage = false;
     TWLogger::threshold_.store(threshold(), std::memory_order_relaxed);
   }
 
