@@ -35,7 +35,7 @@ void ConfigPublication::publish(std::shared_ptr<const CompiledConfig> snapshot, 
   }
   const GateWord gates = snapshot->gates;
   publisher_.publish(std::move(snapshot));
-  // After the snapshot: see `answer` in TWConfigManager.cpp.
+  // After the snapshot: see `answer` in TWConfigManagerQuestions.cpp.
   gates_.store(gates, std::memory_order_release);
 }
 

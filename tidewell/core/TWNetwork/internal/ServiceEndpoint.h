@@ -13,8 +13,8 @@ struct ServiceEndpoint {
   std::int64_t port;
 };
 
-/// The host of a service and its port, for the same region: a change of the region between two questions would
-/// give a port of another host. Any thread.
+/// The host of a service and its port, for the same region: a change of the region between two questions
+/// would give a port of another host. Any thread.
 [[nodiscard]] ServiceEndpoint endpointOfService(TWService service);
 
 }  // namespace tidewell
