@@ -14,11 +14,6 @@ TEST_F(GuestTest, DefaultsApplyUntilInstallationAndALateStartWorks) {
           .end();
   EXPECT_EQ(outcome.out, "yyyynyyyyy\ndone\ndone\nnever tried\ndone\ndone\ndone\nynyynyyyyy\n");
   EXPECT_EQ(outcome.err, "");
-  // Later, a question before the installation does not hide what the archive holds.
-  host({"opt-out-tracking", "region 1"}).end();
-  EXPECT_EQ(host({"gates", "opt-out-push", "install", "gates", "due"}, {"HOST_UNINSTALLED=1"}).end().out,
-            "yyyynyyyyy\ndone\ndone\nynnnnynnny\nrecent\n");
-  EXPECT_EQ(host({"known"}).end().out.substr(0, 5), "nny 1") << "both opt-outs and the region are stored";
 }
 
 TEST_F(GuestTest, AShortLivedProgramWaitsForItsSyncAndKeepsTheStatus) {

@@ -8,13 +8,13 @@
 namespace tidewell {
 namespace {
 
+void ignore(const platform::Platform&) {}
+
 /// By part. Constant-initialised, because the parts set theirs while the library is loaded.
-constinit std::array<std::atomic<platform::InstallationHandler>, 2> handlers{{nullptr, nullptr}};
+constinit std::array<std::atomic<platform::InstallationHandler>, 2> handlers{{&ignore, &ignore}};
 
 void callHandlers(const platform::Platform& installed) {
-  for (const auto& each : handlers) {
-    if (const platform::InstallationHandler handler = each.load(std::memory_order_acquire)) handler(installed);
-  }
+  for (const auto& handler : handlers) handler.load(std::memory_order_acquire)(installed);
 }
 
 }  // namespace
