@@ -30,6 +30,26 @@ std::string stateOf(const TWConfigManager& manager) {
 /// The state that a new process would have.
 std::string stateAfterStart() { return stateOf(TWConfigManager()); }
 
+TEST(LateInstallationTest, LoadsTheArchiveAndKeepsWhatWasSetBefore) {
+  const auto platform = std::make_shared<testing::TestingPlatform>();
+  TWConfig record;
+  record.setAccountStatus("blocked");
+  record.setDataTrackingOptedOut(true);
+  record.setDataRedirectionRegion("Europe");
+  const auto library = platform->fileManager().pathForDirectory(platform::SearchPathDirectory::library);
+  platform->testFiles().setContents(
+      *library + "/Tidewell/TdwConfig",
+      base::archivedDataWithRecord("TWConfig",
+                                   [&](base::KeyedEncoder& encoder) { record.encodeWithCoder(encoder); }));
+  TWConfigManager& manager = TWConfigManager::sharedInstance();
+  manager.setUserPushNotificationOptedOut(true);
+  EXPECT_EQ(stateOf(manager), "-p- Default");
+  platform::Platform::install(platform);
+  EXPECT_EQ(stateOf(manager), "tp- Europe, blocked");
+  EXPECT_TRUE(manager.shouldSyncConfig());
+  EXPECT_EQ(stateAfterStart(), "tp- Europe, blocked");
+}
+
 class ConfigArchiveTest : public CoreFixture {
  protected:
   ConfigArchiveTest() {

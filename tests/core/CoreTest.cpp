@@ -81,8 +81,10 @@ TEST_F(CoreTest, ExceptionsOfObserversAndOfThePlatformAreLogged) {
   core.addObserverForApplicationLifeCycle();
   files().setHook(raise);
   EXPECT_NO_THROW(platform->enterForeground());
+  core.updateConfig();
   EXPECT_EQ(lines(),
-            Lines{"Tidewell - the handler of UIApplicationWillEnterForegroundNotification raised: no disk"});
+            (Lines{"Tidewell - the handler of UIApplicationWillEnterForegroundNotification raised: no disk",
+                   caughtLine("TidewellCore", 122, "updateConfig", "exception while config Sync no disk")}));
 }
 
 TEST_F(CoreTest, TheAppGroupIsStoredWhileTheAccountIsActive) {

@@ -128,6 +128,11 @@ TEST_F(NetworkTest, RequestsAreBuiltFromTheirServiceByteForByte) {
     EXPECT_EQ(text(TWNetworkRequest(TWServiceInbox, {}, {}, {}, {}).getRequestInstance()),
               "POST " + kHostAndPort + "/v1/getInboxMessages" + header + json + "-");
   }
+  // The region is read once per request, so that host and port belong together.
+  TWConfigManager::sharedInstance().tdwConfig()->setDataRedirectionRegion(7);
+  lines();
+  (void)TWNetworkRequest(TWServiceInbox, {}, {}, {}, {});
+  expectLinesBeginning({caughtLine("TWConfigManager", 589, "getDataRedirectionRegion", "exception is ")});
 }
 
 TEST_F(NetworkTest, ARequestThatCannotBeBuiltCompletesOnceWithoutSuccess) {

@@ -21,6 +21,7 @@
 #include "tidewell/core/TWCoreConstants.h"
 #include "tidewell/core/foundation/TWDateUtils.h"
 #include "tidewell/core/internal/Guard.h"
+#include "tidewell/core/internal/Installation.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -90,6 +91,8 @@ struct TWConfigManager::State {
   ConfigArchive archive TIDEWELL_GUARDED_BY(archiveMutex);
   /// Whether the record was loaded from an archive.
   bool isLoaded TIDEWELL_GUARDED_BY(archiveMutex) = false;
+  /// Whether the record was created before a platform was installed.
+  bool isEarly TIDEWELL_GUARDED_BY(archiveMutex) = false;
   /// No value until needed.
   std::optional<ConfigOrigins> origins TIDEWELL_GUARDED_BY(archiveMutex);
   std::atomic<bool> isUnwritten{false};  // a change is missing from the archive for a temporary reason
@@ -138,6 +141,7 @@ struct TWConfigManager::State {
     if (auto known = current()) return known;
     const base::MutexLock lock(archiveMutex);
     if (auto known = current()) return known;
+    isEarly = !platform::Platform::isInstalled();
     std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), pending.reports);
     pending.madeDefaults = !fields;
     isLoaded = fields.has_value();
@@ -150,6 +154,22 @@ struct TWConfigManager::State {
   std::shared_ptr<TWConfig> currentOrLoaded() {
     PendingReports pending;
     return currentOrLoaded(pending);
+  }
+
+  /// Loads the archive into a record that was created before a platform was installed. What the host has set
+  /// meanwhile stays, and is written at the next opportunity.
+  void loadLate() {
+    PendingReports pending;
+    const base::MutexLock lock(archiveMutex);
+    const std::shared_ptr<TWConfig> record = current();
+    if (!isEarly || !record) return;
+    isUnwritten = true;  // also if memory runs out below
+    const std::optional<TWConfigFields> fields = archive.load(ConfigArchive::path(), pending.reports);
+    if (fields) recordOf(*record).adopt(*fields, kAllProperties);
+    isEarly = false;
+    isLoaded = fields.has_value();
+    origins.reset();
+    isUnwritten = archive.hasUnwritten() || recordOf(*record).written() != 0;
   }
 
   void store(const std::optional<std::string>& path, const TWConfig& record) {
@@ -244,6 +264,30 @@ TWConfigManager& TWConfigManager::makeSharedInstance() {
   instance->state_->reportsOfLoading.emit();
   return *instance;
 }
+
+/// Handles the installation of a platform after the shared instance was created.
+struct LateInstallation {
+  static void handle(const platform::Platform&) noexcept {
+    TWConfigManager* instance = nullptr;
+    {
+      // Waits for a thread that is creating the instance and found no platform.
+      const base::MutexLock lock(makingSharedInstance());
+      instance = TWConfigManager::shared_.load(std::memory_order_acquire);
+    }
+    if (instance == nullptr) return;
+    const base::CancellationShield shield;
+    try {
+      instance->state_->loadLate();
+    } catch (...) {  // out of memory, or a host's own platform raised: the next write of the archive reads it
+    }
+  }
+};
+
+namespace {
+const base::MadeWhenLoaded installationHandled([] {
+  setInstallationHandler(InstallationPart::configuration, &LateInstallation::handle);
+});
+}  // namespace
 
 TWConfigManager::TWConfigManager() : TWConfigManager(Quietly::yes) { state_->reportsOfLoading.emit(); }
 

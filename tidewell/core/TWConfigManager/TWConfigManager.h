@@ -19,6 +19,7 @@ namespace tidewell {
 struct CompiledConfig;
 struct ConfigMerge;
 class ConfigRecord;
+struct LateInstallation;
 
 /// Decides whether a download is due, and owns the record from which every gate is answered.
 ///
@@ -29,7 +30,8 @@ class ConfigRecord;
 class TIDEWELL_EXPORT TWConfigManager final {
  public:
   /// Inline, because a second call into the library would take as long as a gate query itself. The first call
-  /// throws `std::bad_alloc` if there is no memory for the record; a later call then loads it.
+  /// throws `std::bad_alloc` if there is no memory for the record; a later call then loads it. Before a
+  /// platform is installed the record has its defaults; the installation loads the archive.
   [[nodiscard]] static TWConfigManager& sharedInstance() {
     // Pairs with the store in `makeSharedInstance`: the instance is constructed.
     if (TWConfigManager* const made = shared_.load(std::memory_order_acquire)) [[likely]]
@@ -138,6 +140,7 @@ class TIDEWELL_EXPORT TWConfigManager final {
 
  private:
   friend struct ConfigMerge;
+  friend struct LateInstallation;
   struct State;
   /// Selects the constructor that defers reports from loading.
   enum class Quietly { yes };

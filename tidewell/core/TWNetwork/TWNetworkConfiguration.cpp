@@ -7,6 +7,7 @@
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWConfigManager/TWConfigManager.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
+#include "tidewell/core/TWNetwork/internal/ServiceEndpoint.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -96,10 +97,16 @@ void TWNetworkConfiguration::updateDefaultPort(std::int64_t port) {
   state_->port = port < 1 ? std::nullopt : std::optional(port);
 }
 
-std::string TWNetworkConfiguration::hostForService(TWService service) const {
+ServiceEndpoint endpointOfService(TWService service) {
   const platform::ServiceHost which = builtInHost(service);
-  const std::string& chosen = platform::Platform::current().policy().serviceHost(which);
-  return chosen.empty() ? std::string(kBuiltInHosts[static_cast<std::size_t>(which)]) : chosen;
+  const platform::Policy& policy = platform::Platform::current().policy();
+  const std::string& chosen = policy.serviceHost(which);
+  return {chosen.empty() ? std::string(kBuiltInHosts[static_cast<std::size_t>(which)]) : chosen,
+          policy.servicePort(which).value_or(REQ_PORT_TDW_PROD)};
+}
+
+std::string TWNetworkConfiguration::hostForService(TWService service) const {
+  return endpointOfService(service).host;
 }
 
 std::string TWNetworkConfiguration::schemeForService(TWService) const {
@@ -107,7 +114,7 @@ std::string TWNetworkConfiguration::schemeForService(TWService) const {
 }
 
 std::optional<std::int64_t> TWNetworkConfiguration::portForService(TWService service) const {
-  return platform::Platform::current().policy().servicePort(builtInHost(service)).value_or(REQ_PORT_TDW_PROD);
+  return endpointOfService(service).port;
 }
 
 void TWNetworkConfiguration::setTWURLSession() {

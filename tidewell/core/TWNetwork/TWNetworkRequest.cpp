@@ -12,6 +12,7 @@
 #include "tidewell/core/TWNetwork/TWNetworkConfiguration.h"
 #include "tidewell/core/TWNetwork/Utils/TWNetworkUtils.h"
 #include "tidewell/core/TWNetwork/internal/ReplyFacts.h"
+#include "tidewell/core/TWNetwork/internal/ServiceEndpoint.h"
 #include "tidewell/core/TWUtils/TWCoreUtils.h"
 #include "tidewell/core/internal/AppGroup.h"
 #include "tidewell/core/internal/Guard.h"
@@ -105,12 +106,12 @@ std::optional<base::Url> TWNetworkRequest::createURLWithPathComponent(std::optio
   static constexpr LogCoordinates kWhere{"TWNetworkRequest", 89,
                                          "createURLWithPathComponent:", "Exception in creating URL %@"};
   return guarded(kWhere, std::optional<base::Url>(), [&] {
-    const TWNetworkConfiguration& configuration = TWNetworkConfiguration::defaultConfiguration();
+    ServiceEndpoint endpoint = endpointOfService(state_->service);
     base::UrlComponents components;
-    components.setScheme(configuration.schemeForService(state_->service));
-    components.setHost(configuration.hostForService(state_->service));
+    components.setScheme(TWNetworkConfiguration::defaultConfiguration().schemeForService(state_->service));
+    components.setHost(std::move(endpoint.host));
     components.setPath(std::move(path));
-    if (const auto port = configuration.portForService(state_->service)) components.setPort(port);
+    components.setPort(endpoint.port);
 
     if (state_->service == TWServiceSendReports) saveReportsRequestInfoWithComponents(components);
 

@@ -15,6 +15,7 @@
 #include "tidewell/base/internal/MadeWhenLoaded.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/core/TWUtils/TWLogger/internal/LogShipper.h"
+#include "tidewell/core/internal/Installation.h"
 #include "tidewell/platform/Platform.h"
 
 namespace tidewell {
@@ -79,7 +80,7 @@ struct State {
     const base::MutexLock lock(writers);
     publish(std::make_shared<const Templates>());
     platform::setReporter(&writeReport);
-    platform::setInstallationHandler(&applyPolicy);
+    setInstallationHandler(InstallationPart::logger, &applyPolicy);
   }
 
   void publish(std::shared_ptr<const Templates> next) TIDEWELL_REQUIRES(writers) {
