@@ -11,7 +11,7 @@ class App;
 
 namespace tidewell::tools {
 
-/// What a manual page contains beside name, description and options.
+/// The parts of a manual page besides name, description and options.
 struct ManualText {
   std::string summary;                                        ///< the line of NAME, after the program's name
   std::vector<std::pair<std::string, std::string>> sections;  ///< heading and text, after OPTIONS
