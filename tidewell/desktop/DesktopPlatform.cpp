@@ -6,11 +6,13 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/desktop/internal/ForegroundWatch.h"
 #include "tidewell/desktop/internal/GioLinkOpener.h"
@@ -20,6 +22,7 @@
 #include "tidewell/desktop/internal/SecretService.h"
 #include "tidewell/platform/UIWindow.h"
 #include "tidewell/posix/internal/RaisedRights.h"
+#include "tidewell/posix/internal/SignalBlock.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -45,6 +48,12 @@ void makeKeyWindow() {
   (*window)->makeKeyAndVisible();
 }
 
+/// Writes the reason to standard error. A closed pipe raises no signal in the host.
+void reportNotInstalled(const char* reason) {
+  posix::SignalBlock block({SIGPIPE, SIGXFSZ});
+  if (std::fprintf(stderr, "Tidewell: not installed: %s\n", reason) < 0) block.consume();
+}
+
 }  // namespace
 
 struct DesktopPlatform::State {
@@ -56,6 +65,14 @@ struct DesktopPlatform::State {
                      : nullptr,
                  base.keychain()) {
     static_cast<void>(base.pollMainQueue());  // makes this the main queue's thread
+    // GTK ends a process with raised privileges.
+    if (!base.isDisabled() && !posix::hasRaisedRights() && gtk_init_check()) {
+      presenter.emplace(pageSettings(options));
+      if (options.followsWindows) {
+        foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });
+      }
+    }
+    // Last: if the constructor raises, the destructor does not remove the source.
     queueSource = g_unix_fd_add(
         base.mainQueueDescriptor(), G_IO_IN,
         +[](gint, GIOCondition, gpointer queue) -> gboolean {
@@ -63,12 +80,6 @@ struct DesktopPlatform::State {
           return G_SOURCE_CONTINUE;
         },
         &base);
-    // GTK ends a process with raised privileges.
-    if (base.isDisabled() || posix::hasRaisedRights() || !gtk_init_check()) return;
-    presenter.emplace(pageSettings(options));
-    if (options.followsWindows) {
-      foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });
-    }
   }
   ~State() { g_source_remove(queueSource); }
   State(const State&) = delete;
@@ -110,23 +121,30 @@ void DesktopPlatform::enterBackground() { state_->base.enterBackground(); }
 
 DesktopPlatform* install(Options options) {
   const base::CancellationShield shield;
-  if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
-    std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
-    return nullptr;
-  }
-  if (platform::Platform::isInstalled()) {
-    platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
-    return nullptr;
-  }
-  auto made = std::make_shared<DesktopPlatform>(std::move(options));
-  DesktopPlatform* const pointer = made.get();
-  if (made->isDisabled()) {
-    platform::Platform::keep(std::move(made));
+  // A plug-in may be closed while its completions are pending.
+  base::keepLoaded(__builtin_return_address(0));
+  try {
+    if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
+      reportNotInstalled(complaint.c_str());
+      return nullptr;
+    }
+    if (platform::Platform::isInstalled()) {
+      platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
+      return nullptr;
+    }
+    auto made = std::make_shared<DesktopPlatform>(std::move(options));
+    DesktopPlatform* const pointer = made.get();
+    if (made->isDisabled()) {
+      platform::Platform::keep(std::move(made));
+      return pointer;
+    }
+    if (!platform::Platform::install(std::move(made))) return nullptr;
+    makeKeyWindow();
     return pointer;
+  } catch (const std::bad_alloc&) {
+    reportNotInstalled("out of memory");
   }
-  if (!platform::Platform::install(std::move(made))) return nullptr;
-  makeKeyWindow();
-  return pointer;
+  return nullptr;
 }
 
 }  // namespace tidewell::desktop

@@ -108,13 +108,14 @@ struct MemoryFileManager::State {
 
   /// The nodes below a folder, which are contiguous.
   [[nodiscard]] auto below(const std::string& folder) TIDEWELL_REQUIRES(mutex) {
-    return std::pair(nodes.lower_bound(folder + "/"), nodes.lower_bound(folder + "0"));  // '0' follows '/'
+    const std::string stem = folder == "/" ? "" : folder;
+    return std::pair(nodes.upper_bound(stem + "/"), nodes.lower_bound(stem + "0"));  // '0' follows '/'
   }
 
   void remove(const std::string& path) TIDEWELL_REQUIRES(mutex) {
     const auto [begin, end] = below(path);
     nodes.erase(begin, end);
-    nodes.erase(path);
+    if (path != "/") nodes.erase(path);
   }
 
   void setStandardPath(std::optional<std::string>& place, std::optional<std::string> path)
@@ -238,7 +239,8 @@ platform::DirectoryContents MemoryFileManager::contentsOfDirectory(std::string_v
   platform::DirectoryContents result;
   const auto [begin, end] = state_->below(folder);
   for (auto each = begin; each != end; ++each) {
-    if (parentOf(each->first) == folder) result.names.push_back(each->first.substr(folder.size() + 1));
+    const std::string& place = each->first;
+    if (parentOf(place) == folder) result.names.push_back(place.substr(place.rfind('/') + 1));
   }
   return result;
 }

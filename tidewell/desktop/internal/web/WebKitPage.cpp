@@ -229,7 +229,7 @@ bool WebKitPage::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType
   const bool isGesture = webkit_navigation_action_is_user_gesture(action) != FALSE;
   if (type == WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION) {
     if (isGesture && isWeb(url)) load(std::string(url));
-    if (isGesture && !isWeb(url) && !isInline(url)) client_.pageWantsToOpen(url);
+    if (isGesture && !isWeb(url) && !isInline(url)) client_.pageWantsToOpen(textOf(url));
     webkit_policy_decision_ignore(decision);
     return true;
   }
