@@ -93,7 +93,7 @@ TEST_F(Platform, HostsWithoutGtkWindowsReportForegroundThemselves) {
   EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;
 }
 
-TEST_F(Platform, TurnedOffItIsNotInstalledAndLeavesNoTrace) {
+TEST_F(Platform, ADisabledPlatformIsNotInstalledAndLeavesNoTrace) {
   setenv("TIDEWELL_DISABLED", "1", 1);
   ASSERT_TRUE(gtk_init_check());
   auto& off = install([](Options& options) { options.setUsesSecretService(true); });

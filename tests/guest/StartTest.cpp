@@ -108,7 +108,7 @@ TEST_F(GuestTest, HostsAreChosenByTheOptionsAndInDevelopmentByTheEnvironment) {
   }
 }
 
-TEST_F(GuestTest, OneLineSaysThatNothingCanWork) {
+TEST_F(GuestTest, EachFatalConditionWritesOneLine) {
   if (!TIDEWELL_TEST_SHARED) GTEST_SKIP() << "a static build has no modules";
   fs::create_directories(folder + "/one/" TIDEWELL_MODULE_FOLDER);
   fs::create_directory(folder + "/lib");

@@ -92,7 +92,7 @@ struct MemoryFileManager::State {
     return found == nodes.end() ? nullptr : &found->second;
   }
 
-  /// Why nothing can be created at a path; no error if it can.
+  /// The reason why a path cannot be created; no error if it can.
   [[nodiscard]] std::error_code obstacle(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     if (path.find('\0') != std::string::npos) return error(std::errc::invalid_argument);
     const Node* const parent = find(parentOf(path));
