@@ -110,6 +110,10 @@ TEST_F(Platform, ADisabledPlatformIsNotInstalledAndLeavesNoTrace) {
   EXPECT_TRUE(waitUntil([&] { return hasRun; })) << "a host's own functions";
   openHostWindow();
   EXPECT_EQ(off.presenter().showAlert({"Title", "Message", {{"OK", {}}}}, {}, {}), platform::Shown::nothing);
+  base::Data data;
+  EXPECT_EQ(
+      off.keychain().itemCopyMatching({{platform::kSecClass, platform::kSecClassGenericPassword}}, data),
+      platform::errSecItemNotFound);
   EXPECT_EQ(heard_, "") << "windows are not followed";
   const std::filesystem::directory_iterator files(folder_ / "data");
   EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "the test's own folder";

@@ -57,13 +57,11 @@ void reportNotInstalled(const char* reason) {
 }  // namespace
 
 struct DesktopPlatform::State {
-  State(Options::State given, posix::PosixPlatform& under)
-      : options(std::move(given)),
-        base(under),
-        keychain(options.usesSecretService && !base.isDisabled()
-                     ? std::make_unique<SecretService>(options.posix.state().bundleIdentifier)
-                     : nullptr,
-                 base.keychain()) {
+  State(Options::State given, posix::PosixPlatform& under) : options(std::move(given)), base(under) {
+    if (options.usesSecretService && !base.isDisabled()) {
+      keychain.emplace(std::make_unique<SecretService>(options.posix.state().bundleIdentifier),
+                       base.keychain());
+    }
     static_cast<void>(base.pollMainQueue());  // makes this the main queue's thread
     // GTK ends a process with raised privileges.
     if (!base.isDisabled() && !posix::hasRaisedRights() && gtk_init_check()) {
@@ -87,7 +85,7 @@ struct DesktopPlatform::State {
 
   const Options::State options;
   posix::PosixPlatform& base;
-  SecretKeychain keychain;
+  std::optional<SecretKeychain> keychain;  ///< no value: the file of `posix`
   GioLinkOpener linkOpener;
   guint queueSource = 0;
   std::optional<GtkPresenter> presenter;  ///< no value without a display
@@ -101,7 +99,7 @@ DesktopPlatform::DesktopPlatform(Options options, const std::shared_ptr<posix::P
 DesktopPlatform::~DesktopPlatform() = default;
 
 platform::Keychain& DesktopPlatform::keychain() {
-  if (state_->options.usesSecretService) return state_->keychain;
+  if (state_->keychain) return *state_->keychain;
   return state_->base.keychain();
 }
 platform::LinkOpener& DesktopPlatform::linkOpener() {

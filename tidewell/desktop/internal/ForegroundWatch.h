@@ -9,7 +9,7 @@
 
 namespace tidewell::desktop {
 
-/// Tracks whether any GTK window of the process is active. Main thread only; never destroyed.
+/// Tracks whether any GTK window of the process is active. Main thread only.
 ///
 /// The first activation is the launch, not a return to the foreground, unless it comes late because the
 /// application started without a window. The application counts as in the background after
