@@ -66,12 +66,12 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
   app.set_version_flag("--version", TIDEWELL_VERSION_STRING);
   line.backend.directory = usualFolder();
   bool noControl = false;
-  app.add_option("--port", line.backend.port, "port of the HTTPS server; 0 takes a free one")
+  app.add_option("--port", line.backend.port, "port of the HTTPS server; 0 chooses a free one")
       ->capture_default_str();
   app.add_option("--control-port", line.backend.controlPort,
-                 "port of the control server (plain HTTP); 0 takes a free one")
+                 "port of the control server (plain HTTP); 0 chooses a free one")
       ->capture_default_str();
-  app.add_flag("--no-control", noControl, "no control server");
+  app.add_flag("--no-control", noControl, "do not start the control server");
   app.add_option("--config", line.backend.configurationFile,
                  "JSON file with the reply of the configuration service; read at each request")
       ->check(CLI::ExistingFile);
@@ -97,7 +97,7 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
   app.add_option("--ready-file", line.readyFile,
                  "write the ready line to this file, which is removed at exit")
       ->type_name("FILE");
-  app.add_flag("--quiet", line.quiet, "print no line for each request");
+  app.add_flag("--quiet", line.quiet, "do not print a line for each request");
   app.add_option(
          "--lint", line.lint,
          "print what devices would do with the configuration, when it is first sent and when it has changed")
@@ -111,7 +111,7 @@ std::optional<int> readCommandLine(int count, char** arguments, CommandLine& lin
          "command line."},
         {"FILES",
          "The authority's certificate, ca.pem, and the keys are in the folder of --directory. Only "
-         "their owner can read the keys. Trust the authority for nothing else."},
+         "their owner can read the keys. Do not trust the authority for any other purpose."},
         {"PROXY",
          "An unchanged program reaches the simulated hosts with https_proxy=http://127.0.0.1:PORT and "
          "SSL_CERT_FILE=FILE in its environment, with PORT and FILE of the ready line."},

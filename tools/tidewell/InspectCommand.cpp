@@ -407,7 +407,7 @@ void addInspect(CommandLine& line) {
                                to.add_flag("--secrets", variables.secrets, "print tokens in full");
                              });
   line.add<ExplainVariables>(
-      line.app, "explain", "Prints how the answer to a gate, an event's lists or a unique ID comes about.",
+      line.app, "explain", "Explains the answer of a gate, of the lists for an event, or about a unique ID.",
       &explain, [](CLI::App& to, ExplainVariables& variables) {
         auto* const gate = to.add_option("GATE", variables.gate, "such as isAccountActive");
         auto* const event = to.add_option("--event", variables.event, "explain the lists for this event")
