@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# The commands of a developer. Each installs missing packages first, except `format` and `clean`.
+# The commands of a developer. Each installs missing packages first, except `format`, `clean` and `help`.
 .PHONY: setup demo demo-desktop test test-desktop test-objc test-guest-long io-torture fork-matrix allocation-torture storm coverage bench cost fuzz packages test-foreign test-variants check-compilers format clean help
 
 help:

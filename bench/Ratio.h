@@ -13,7 +13,7 @@
 ///     int main(int argc, char** argv) { return bench::run(argc, argv); }
 ///
 /// The two of a pair run alternately, several times, in one process, so that load on the machine slows down
-/// both. The turn with the median ratio counts; the quarter points are printed where they differ by a tenth.
+/// both. The turn with the median ratio counts; the quarter points are printed if they differ by a tenth.
 /// Each program prints one table: what, ours, floor, ratio, goal. Timings never decide the exit status.
 namespace bench {
 

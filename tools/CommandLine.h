@@ -14,8 +14,8 @@ class App;
 class Option;
 }  // namespace CLI
 
-// The command lines of the programs, read by CLI11. Its headers alone take a compiler ten seconds, so that only
-// the sources of this folder include them. One thread.
+// The command lines of the programs, read by CLI11. Its headers alone take a compiler ten seconds, so that
+// only the sources of this folder include them. One thread.
 namespace tidewell::tools {
 
 /// An option, or a positional argument if its name has no dashes. Valid as long as its command line.
@@ -41,7 +41,8 @@ class Option {
 /// its options must live until the parse has ended; their initial values are the defaults.
 class Command {
  public:
-  /// Adds a command, of which the user must then name one. The first sentence of `description` is its summary.
+  /// Adds a command, of which the user must then name one. The first sentence of `description` is its
+  /// summary.
   Command add(const char* name, const char* description);
   Option option(const char* name, std::string& variable, const std::string& description);
   Option option(const char* name, std::uint16_t& variable, const std::string& description);
@@ -57,7 +58,7 @@ class Command {
   std::function<int()>* chosen_;  ///< gets the function of the command that the user named
 };
 
-/// What a manual page contains beside name, description and options.
+/// The parts of a manual page besides name, description and options.
 struct ManualText {
   std::string summary;                                        ///< the line of NAME, after the program's name
   std::vector<std::pair<std::string, std::string>> sections;  ///< heading and text, after OPTIONS
@@ -74,8 +75,8 @@ class CommandLine : public Command {
   CommandLine& operator=(const CommandLine&) = delete;
 
   void footer(const char* text);
-  /// Adds the hidden option `--print-page man|bash|zsh|fish`: it prints the manual page, or the completions of
-  /// a shell, made from the options and commands added before or after.
+  /// Adds the hidden option `--print-page man|bash|zsh|fish`: it prints the manual page, or the completions
+  /// of a shell, made from the options and commands added before or after.
   void addPages(ManualText text);
 
   /// Sets the variables. Returns the exit status if the program must end now: 0 after `--help`, `--version`

@@ -26,7 +26,7 @@ class Responding : public UIApplicationDelegate {
     return options.empty();
   }
 };
-class Deaf : public UIApplicationDelegate {};
+class Unresponsive : public UIApplicationDelegate {};
 
 void sendTo(const runtime::Ref& delegate, std::size_t times) {
   static const auto application = UIApplication::sharedApplication();
@@ -41,7 +41,7 @@ void addProxiedCall() {
   static const runtime::Ref proxied = runtime::make<Responding>();
   TWAppDelegateSwizzler::proxyAppDelegate(proxied);
   bench::ratio(
-      "proxied call, nobody listening; the same before proxying", 4,
+      "proxied call without interceptors; the same before proxying", 4,
       [](std::size_t times) { sendTo(proxied, times); }, [](std::size_t times) { sendTo(plain, times); });
 }
 
@@ -61,7 +61,7 @@ void addDispatch() {
   const auto fill = [] {
     if (!interceptors.empty()) return;
     for (std::size_t i = 0; i < kInterceptors; ++i) {
-      runtime::Ref interceptor = runtime::make<Deaf>();
+      runtime::Ref interceptor = runtime::make<Unresponsive>();
       if (i % (kInterceptors / kResponding) == 0) interceptor = runtime::make<Responding>();
       TWAppDelegateSwizzler::registerAppDelegateInterceptor(interceptor);
       weak.push_back(interceptor);
@@ -92,7 +92,7 @@ void addDispatch() {
 }
 
 void addWeakLoad() {
-  static const runtime::Ref object = runtime::make<Deaf>();
+  static const runtime::Ref object = runtime::make<Unresponsive>();
   static const runtime::WeakRef weak = object;
   static const auto container = runtime::make<TWZeroingWeakContainer>();
   container->setObject(object);

@@ -111,7 +111,7 @@ double life(const char* what, const std::string& dataHome) {
   return std::strtod(text, nullptr);
 }
 
-/// Redirects standard error to a file in memory during its lifetime, so that no disk takes part.
+/// Redirects standard error to a file in memory during its lifetime, so that no disk is involved.
 class ErrorToMemory {
  public:
   ErrorToMemory() : saved_(dup(STDERR_FILENO)) {
@@ -160,9 +160,8 @@ void addWrittenLines() {
     };
   };
   bench::ratio("log line written, beside spdlog flushed", 1, ours, withSpdlog([](auto write) { write(); }));
-  // What a library needs whose host must get no SIGPIPE and no SIGXFSZ.
-  bench::ratio("the same, where the peer blocks the signals of a write, too", 1, ours,
-               withSpdlog([](auto write) {
+  // A library must do this if its host must not get SIGPIPE or SIGXFSZ.
+  bench::ratio("the same if the peer also blocks the signals of a write", 1, ours, withSpdlog([](auto write) {
                  sigset_t signals, before;
                  sigemptyset(&signals);
                  sigaddset(&signals, SIGPIPE);

@@ -212,8 +212,8 @@ int main(int argc, char** argv) {
   };
   row("request on a kept connection", 1.1, kept, 1);
   bench::ratio(
-      "the same, where the floor has a thread for completions, too", 1.3,
-      [&](std::size_t n) { kept.ours(n, 1); }, [&](std::size_t n) { kept.floorWithQueue(n); }, longer);
+      "the same if the floor also has a thread for completions", 1.3, [&](std::size_t n) { kept.ours(n, 1); },
+      [&](std::size_t n) { kept.floorWithQueue(n); }, longer);
   row("request on a new connection, system's CA bundle", 1.5, fresh, 1);
   row("request, 8 at once", 1 / 0.9, kept, 8);
   row("request, 64 at once", 1 / 0.9, kept, 64);

@@ -132,7 +132,7 @@ int main(int argc, char** argv) {
       });
 
   bench::ratio(
-      "property set that nobody observes, beside the assignment", 0,
+      "property set without observers, beside the assignment", 0,
       [](std::size_t n) {
         while (n--) {
           changing(*adder, "sum", [&] { adder->sum = static_cast<std::int64_t>(n); });
@@ -146,7 +146,7 @@ int main(int argc, char** argv) {
         }
       });
 
-  bench::figure("size of an object that uses none of it, beside its control block (at most 40)",
+  bench::figure("size of an object without associations and observers, control block excluded (at most 40)",
                 std::to_string(sizeof(Object)) + " bytes");
   return bench::run(argc, argv);
 }

@@ -27,7 +27,7 @@ std::vector<Campaign> makeCampaigns() {
        "Rich landing page in the application",
        [] { TWCoreUtils::openRichLandingLink(url("https://shop.fjord.example/autumn")); }},
       {"failed-page", "dialog-warning-symbolic", "A page that is gone",
-       "What the user sees when nobody answers",
+       "What the user sees if the server is unreachable",
        [] { TWCoreUtils::openRichLandingLink(url("https://gone.fjord.example/")); }},
       {"alert", "dialog-information-symbolic", "Order 4711 is ready", "One-button alert",
        [] {

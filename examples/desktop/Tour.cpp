@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr gint64 kPatience = 30 * G_USEC_PER_SEC;
+constexpr gint64 kTimeout = 30 * G_USEC_PER_SEC;
 constexpr guint kLook = 50;         ///< milliseconds between two checks
 constexpr guint kStandStill = 500;  ///< milliseconds until animations have ended
 
@@ -106,7 +106,7 @@ void Tour::next() {
     gtk_window_close(shop_.window());
     return;
   }
-  deadline_ = g_get_monotonic_time() + kPatience;
+  deadline_ = g_get_monotonic_time() + kTimeout;
   steps_[current_].begin();
   wait();
 }

@@ -34,7 +34,7 @@ DEFINE_BLOCK_TYPE(TWImageCompletion, void, BOOL, NSData*);
 - (void)redirectDataToRegion:(TWDataRegion)region;
 - (void)setAppGroupID:(NSString*)groupID;
 - (BOOL)isDeviceUniqueIDPresentInKeyChain;
-/// The completion, which may be nil, comes on the platform's session queue; without a URL at once, on the
+/// The completion, which may be nil, runs on the platform's session queue; without a URL immediately, on the
 /// calling thread.
 - (void)downloadImageForURL:(NSURL*)url andCompletionHandler:(TWImageCompletion)completion;
 - (void)dismissRichLandingWebViewControllerWithAnimation:(BOOL)animated;

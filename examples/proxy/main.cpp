@@ -139,14 +139,14 @@ void switchedOff(Life& life) {
   life.expectWithoutProxy();
 }
 
-bool live(const char* title, const Dictionary& infoPlist, void (*tell)(Life&)) {
+bool live(const char* title, const Dictionary& infoPlist, void (*run)(Life&)) {
   std::printf("\n=== %s\n", title);
   std::fflush(stdout);
   const pid_t child = fork();
   if (child == 0) {
     Life life;
     if (life.start(infoPlist)) {
-      tell(life);
+      run(life);
     } else {
       allRight = false;
     }

@@ -12,9 +12,9 @@ How the binding works, for those who write one for another language:
   it refuses the callback.
 - The C functions that call back into Python exist once per kind of callback and are never freed, so the library never holds a pointer
   to a function that is gone.
-- C ends a text at its first NUL, so texts with one are refused here, before they get there.
-- ctypes truncates integers to the size of their type, so others are refused here, too.
-- Texts that the library hands out are copied and freed at once.
+- C ends a text at its first NUL, so texts with a NUL are refused here.
+- ctypes truncates integers to the size of their type, so integers that do not fit are refused here, too.
+- Texts that the library returns are copied and freed at once.
 - ctypes releases the interpreter's lock during every call, so a callback on a thread of the library can take it.
 - `atexit` ends all callbacks before the interpreter ends, because none may run after that.
 """
@@ -40,7 +40,7 @@ JsonObject = Mapping[str, Any]
 
 
 class Status(enum.IntEnum):
-    """What came of a call."""
+    """The result of a call."""
 
     OK = 0
     INVALID = 1
@@ -60,7 +60,7 @@ class Status(enum.IntEnum):
 
 
 class MainLoop(enum.IntEnum):
-    """Who runs the main queue."""
+    """Which thread runs the main queue."""
 
     OWN_THREAD = 0
     HOST = 1
@@ -102,7 +102,7 @@ class Text(enum.IntEnum):
 
 
 class SyncOutcome(enum.IntEnum):
-    """What a sync came to."""
+    """The result of a sync."""
 
     NEVER_TRIED = 0
     NOT_DUE = 1
@@ -211,7 +211,7 @@ class Proxy(enum.IntEnum):
 
 
 class FetchResult(enum.IntEnum):
-    """What a background fetch came to."""
+    """The result of a background fetch."""
 
     NEW_DATA = 0
     NO_DATA = 1
@@ -379,7 +379,7 @@ class _LinkOpenerTable(ctypes.Structure):
 _LENGTH = POINTER(c_size_t)
 _TOKEN = POINTER(c_uint64)
 
-# The functions: result and arguments. A text that the library hands out is a `c_void_p`, because ctypes would turn a `c_char_p` into
+# The functions: result and arguments. A text that the library returns is a `c_void_p`, because ctypes would turn a `c_char_p` into
 # bytes and lose the pointer that has to be freed.
 _PROTOTYPES: dict[str, tuple[Any, ...]] = {
     "tdw_status_name": (c_char_p, c_int32),
@@ -528,7 +528,7 @@ def _check(status: int, reason: str | None = None) -> None:
 
 
 def _taken(function: Callable[..., int | None], *arguments: Any) -> str | None:
-    """Calls a function that hands out a text; copies and frees the text."""
+    """Calls a function that returns a text; copies and frees the text."""
     length = c_size_t()
     pointer = function(*arguments, ctypes.byref(length))
     if pointer is None:
@@ -640,8 +640,8 @@ def _c_options(options: Options) -> Iterator[int]:
 
 
 def install(options: Options, desktop: bool = False) -> None:
-    """Installs the headless or the desktop platform, once per process, before everything else. Does nothing more if the SDK is turned
-    off: see `is_disabled`."""
+    """Installs the headless or the desktop platform, once per process, before everything else. If the SDK is turned off, succeeds
+    without effect: see `is_disabled`."""
     with _c_options(options) as made:
         _check((_c.tdw_install_desktop if desktop else _c.tdw_install_posix)(made), _taken(_c.tdw_options_complaint, made))
 
@@ -794,7 +794,7 @@ def update_config() -> None:
 
 
 def get_sync_outcome() -> SyncOutcome:
-    """What the last sync came to."""
+    """The result of the last sync."""
     return SyncOutcome(_c.tdw_get_sync_outcome())
 
 

@@ -56,7 +56,7 @@ int main() {
   shop.addToCart();
   check(requests == 1 && shop.tracked == 1, "the reply takes effect at once");
 
-  // The virtual clock moves only when told to.
+  // The virtual clock moves only in `advance` and `setNow`.
   const auto comeBackAfter = [&](double seconds) {
     machine->testClock().advance(seconds);
     machine->enterForeground();

@@ -312,7 +312,7 @@ void consentStart(Life& life) {
 struct Chapter {
   const char* title;
   Choice choose;
-  void (*tell)(Life&);
+  void (*run)(Life&);
 };
 
 constexpr Chapter kChapters[] = {
@@ -332,7 +332,7 @@ bool live(const Chapter& chapter, int controlPort) {
   if (child == 0) {
     Life life(controlPort);
     if (!life.start(chapter.choose)) std::exit(1);
-    chapter.tell(life);
+    chapter.run(life);
     std::fflush(stdout);
     std::exit(life.out.allRight() ? 0 : 1);
   }

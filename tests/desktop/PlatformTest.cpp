@@ -46,7 +46,12 @@ TEST_F(Platform, TheMainQueueUsesGlibAndTheScreenSizeIsTheMonitors) {
 }
 
 TEST_F(Platform, LinksStillOpenWithoutADisplay) {
+  int ends[2];
+  ASSERT_TRUE(pipe(ends) == 0 && close(ends[0]) == 0);
+  const int errors = dup(STDERR_FILENO);
+  dup2(ends[1], STDERR_FILENO);  // has no reader
   EXPECT_EQ(desktop::install(Options{}), nullptr) << "no application name is given";
+  dup2(errors, STDERR_FILENO);
   Options negative;
   negative.posix().setBundleIdentifier("org.example.shop").setVersion("1");
   EXPECT_EQ(complaintAbout(negative), "");
@@ -93,7 +98,7 @@ TEST_F(Platform, HostsWithoutGtkWindowsReportForegroundThemselves) {
   EXPECT_TRUE(waitUntil([&] { return heard_ == "-+"; })) << heard_;
 }
 
-TEST_F(Platform, TurnedOffItIsNotInstalledAndLeavesNoTrace) {
+TEST_F(Platform, ADisabledPlatformIsNotInstalledAndLeavesNoTrace) {
   setenv("TIDEWELL_DISABLED", "1", 1);
   ASSERT_TRUE(gtk_init_check());
   auto& off = install([](Options& options) { options.setUsesSecretService(true); });
@@ -105,6 +110,10 @@ TEST_F(Platform, TurnedOffItIsNotInstalledAndLeavesNoTrace) {
   EXPECT_TRUE(waitUntil([&] { return hasRun; })) << "a host's own functions";
   openHostWindow();
   EXPECT_EQ(off.presenter().showAlert({"Title", "Message", {{"OK", {}}}}, {}, {}), platform::Shown::nothing);
+  base::Data data;
+  EXPECT_EQ(
+      off.keychain().itemCopyMatching({{platform::kSecClass, platform::kSecClassGenericPassword}}, data),
+      platform::errSecItemNotFound);
   EXPECT_EQ(heard_, "") << "windows are not followed";
   const std::filesystem::directory_iterator files(folder_ / "data");
   EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "the test's own folder";

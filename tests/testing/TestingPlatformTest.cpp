@@ -70,6 +70,9 @@ TEST(MemoryFileManager, FailsLikeADisk) {
   EXPECT_TRUE(files.fileExistsAtPath("/app/Elsewhere/a").isDirectory);
   EXPECT_FALSE(files.fileExistsAtPath("/app/Library/a").exists);
   EXPECT_FALSE(files.fileExistsAtPath("/app/Elsewhere/file").isDirectory);
+  files.removeTree("/");
+  files.setContents("/new/file", "");
+  EXPECT_EQ(files.contentsOfDirectory("/").names, std::vector<std::string>{"new"});
 }
 
 TEST(MemoryFileManager, LocksBlockOtherThreadsAndMayOutliveTheFiles) {

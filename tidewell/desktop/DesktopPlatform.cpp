@@ -6,11 +6,13 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "tidewell/base/internal/CancellationShield.h"
+#include "tidewell/base/internal/Loader.h"
 #include "tidewell/base/internal/NeverDestroyed.h"
 #include "tidewell/desktop/internal/ForegroundWatch.h"
 #include "tidewell/desktop/internal/GioLinkOpener.h"
@@ -20,6 +22,7 @@
 #include "tidewell/desktop/internal/SecretService.h"
 #include "tidewell/platform/UIWindow.h"
 #include "tidewell/posix/internal/RaisedRights.h"
+#include "tidewell/posix/internal/SignalBlock.h"
 
 namespace tidewell::desktop {
 namespace {
@@ -45,17 +48,29 @@ void makeKeyWindow() {
   (*window)->makeKeyAndVisible();
 }
 
+/// Writes the reason to standard error. A closed pipe raises no signal in the host.
+void reportNotInstalled(const char* reason) {
+  posix::SignalBlock block({SIGPIPE, SIGXFSZ});
+  if (std::fprintf(stderr, "Tidewell: not installed: %s\n", reason) < 0) block.consume();
+}
+
 }  // namespace
 
 struct DesktopPlatform::State {
-  State(Options::State given, posix::PosixPlatform& under)
-      : options(std::move(given)),
-        base(under),
-        keychain(options.usesSecretService && !base.isDisabled()
-                     ? std::make_unique<SecretService>(options.posix.state().bundleIdentifier)
-                     : nullptr,
-                 base.keychain()) {
+  State(Options::State given, posix::PosixPlatform& under) : options(std::move(given)), base(under) {
+    if (options.usesSecretService && !base.isDisabled()) {
+      keychain.emplace(std::make_unique<SecretService>(options.posix.state().bundleIdentifier),
+                       base.keychain());
+    }
     static_cast<void>(base.pollMainQueue());  // makes this the main queue's thread
+    // GTK ends a process with raised privileges.
+    if (!base.isDisabled() && !posix::hasRaisedRights() && gtk_init_check()) {
+      presenter.emplace(pageSettings(options));
+      if (options.followsWindows) {
+        foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });
+      }
+    }
+    // Last: if the constructor raises, the destructor does not remove the source.
     queueSource = g_unix_fd_add(
         base.mainQueueDescriptor(), G_IO_IN,
         +[](gint, GIOCondition, gpointer queue) -> gboolean {
@@ -63,12 +78,6 @@ struct DesktopPlatform::State {
           return G_SOURCE_CONTINUE;
         },
         &base);
-    // GTK ends a process with raised privileges.
-    if (base.isDisabled() || posix::hasRaisedRights() || !gtk_init_check()) return;
-    presenter.emplace(pageSettings(options));
-    if (options.followsWindows) {
-      foreground.emplace([this] { base.enterForeground(); }, [this] { base.enterBackground(); });
-    }
   }
   ~State() { g_source_remove(queueSource); }
   State(const State&) = delete;
@@ -76,7 +85,7 @@ struct DesktopPlatform::State {
 
   const Options::State options;
   posix::PosixPlatform& base;
-  SecretKeychain keychain;
+  std::optional<SecretKeychain> keychain;  ///< no value: the file of `posix`
   GioLinkOpener linkOpener;
   guint queueSource = 0;
   std::optional<GtkPresenter> presenter;  ///< no value without a display
@@ -90,7 +99,7 @@ DesktopPlatform::DesktopPlatform(Options options, const std::shared_ptr<posix::P
 DesktopPlatform::~DesktopPlatform() = default;
 
 platform::Keychain& DesktopPlatform::keychain() {
-  if (state_->options.usesSecretService) return state_->keychain;
+  if (state_->keychain) return *state_->keychain;
   return state_->base.keychain();
 }
 platform::LinkOpener& DesktopPlatform::linkOpener() {
@@ -110,23 +119,30 @@ void DesktopPlatform::enterBackground() { state_->base.enterBackground(); }
 
 DesktopPlatform* install(Options options) {
   const base::CancellationShield shield;
-  if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
-    std::fprintf(stderr, "Tidewell: not installed: %s\n", complaint.c_str());
-    return nullptr;
-  }
-  if (platform::Platform::isInstalled()) {
-    platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
-    return nullptr;
-  }
-  auto made = std::make_shared<DesktopPlatform>(std::move(options));
-  DesktopPlatform* const pointer = made.get();
-  if (made->isDisabled()) {
-    platform::Platform::keep(std::move(made));
+  // A plug-in may be closed while its completions are pending.
+  base::keepLoaded(__builtin_return_address(0));
+  try {
+    if (const std::string complaint = complaintAbout(options); !complaint.empty()) {
+      reportNotInstalled(complaint.c_str());
+      return nullptr;
+    }
+    if (platform::Platform::isInstalled()) {
+      platform::announce(platform::Trouble::secondPlatform, platform::kSecondPlatform);
+      return nullptr;
+    }
+    auto made = std::make_shared<DesktopPlatform>(std::move(options));
+    DesktopPlatform* const pointer = made.get();
+    if (made->isDisabled()) {
+      platform::Platform::keep(std::move(made));
+      return pointer;
+    }
+    if (!platform::Platform::install(std::move(made))) return nullptr;
+    makeKeyWindow();
     return pointer;
+  } catch (const std::bad_alloc&) {
+    reportNotInstalled("out of memory");
   }
-  if (!platform::Platform::install(std::move(made))) return nullptr;
-  makeKeyWindow();
-  return pointer;
+  return nullptr;
 }
 
 }  // namespace tidewell::desktop

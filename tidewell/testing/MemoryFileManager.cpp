@@ -92,7 +92,7 @@ struct MemoryFileManager::State {
     return found == nodes.end() ? nullptr : &found->second;
   }
 
-  /// Why nothing can be created at a path; no error if it can.
+  /// The reason why a path cannot be created; no error if it can.
   [[nodiscard]] std::error_code obstacle(const std::string& path) const TIDEWELL_REQUIRES(mutex) {
     if (path.find('\0') != std::string::npos) return error(std::errc::invalid_argument);
     const Node* const parent = find(parentOf(path));
@@ -108,13 +108,14 @@ struct MemoryFileManager::State {
 
   /// The nodes below a folder, which are contiguous.
   [[nodiscard]] auto below(const std::string& folder) TIDEWELL_REQUIRES(mutex) {
-    return std::pair(nodes.lower_bound(folder + "/"), nodes.lower_bound(folder + "0"));  // '0' follows '/'
+    const std::string stem = folder == "/" ? "" : folder;
+    return std::pair(nodes.upper_bound(stem + "/"), nodes.lower_bound(stem + "0"));  // '0' follows '/'
   }
 
   void remove(const std::string& path) TIDEWELL_REQUIRES(mutex) {
     const auto [begin, end] = below(path);
     nodes.erase(begin, end);
-    nodes.erase(path);
+    if (path != "/") nodes.erase(path);
   }
 
   void setStandardPath(std::optional<std::string>& place, std::optional<std::string> path)
@@ -238,7 +239,8 @@ platform::DirectoryContents MemoryFileManager::contentsOfDirectory(std::string_v
   platform::DirectoryContents result;
   const auto [begin, end] = state_->below(folder);
   for (auto each = begin; each != end; ++each) {
-    if (parentOf(each->first) == folder) result.names.push_back(each->first.substr(folder.size() + 1));
+    const std::string& place = each->first;
+    if (parentOf(place) == folder) result.names.push_back(place.substr(place.rfind('/') + 1));
   }
   return result;
 }

@@ -25,7 +25,7 @@ struct ShownItem {
   std::function<void()> didFinish;
 
   /// Notifies the application that the item disappeared without its involvement.
-  void tell(platform::Queue& queue, std::size_t choice) {
+  void notify(platform::Queue& queue, std::size_t choice) {
     if (chosen) queue.async([chosen = std::move(chosen), choice] { chosen(choice); });
     queue.async(std::move(didFinish));
   }
@@ -121,14 +121,14 @@ std::vector<ScriptedPresenter::Dismissal> ScriptedPresenter::dismissals() const 
 bool ScriptedPresenter::choose(Shown alert, std::size_t index) {
   std::vector<ShownItem> taken = state_->takeWhere(
       alert, [&](const OnScreen& what) { return what.alert && index < what.alert->actions.size(); });
-  for (ShownItem& each : taken) each.tell(state_->queue, each.what.shown == alert ? index : kNoAction);
+  for (ShownItem& each : taken) each.notify(state_->queue, each.what.shown == alert ? index : kNoAction);
   return !taken.empty();
 }
 
 bool ScriptedPresenter::close(Shown page) {
   std::vector<ShownItem> taken =
       state_->takeWhere(page, [](const OnScreen& what) { return what.page.has_value(); });
-  for (ShownItem& each : taken) each.tell(state_->queue, kNoAction);
+  for (ShownItem& each : taken) each.notify(state_->queue, kNoAction);
   return !taken.empty();
 }
 
@@ -138,7 +138,7 @@ void ScriptedPresenter::closeWindow() {
     const base::MutexLock lock(state_->mutex);
     taken.swap(state_->items);
   }
-  for (ShownItem& each : taken) each.tell(state_->queue, kNoAction);
+  for (ShownItem& each : taken) each.notify(state_->queue, kNoAction);
 }
 
 void ScriptedPresenter::setScreenSize(platform::ScreenSize size) {

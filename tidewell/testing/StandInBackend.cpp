@@ -278,6 +278,7 @@ class StandInBackend::Server {
     ::setsockopt(socket.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 
     std::list<Worker> finished;
+    std::string problem;
     {
       const base::MutexLock lock(mutex_);
       for (auto worker = workers_.begin(); worker != workers_.end();) {
@@ -285,22 +286,23 @@ class StandInBackend::Server {
         if (worker->done) finished.splice(finished.end(), workers_, worker);
         worker = next;
       }
-      if (workers_.size() < kMaximumConnections) {
-        startWorker(socket.release(), control);
-      }
+      if (workers_.size() < kMaximumConnections) problem = startWorker(socket.release(), control);
     }
     for (auto& worker : finished) worker.thread.join();
+    if (!problem.empty()) message("cannot serve a connection: " + problem);
   }
 
-  void startWorker(int socket, bool control) TIDEWELL_REQUIRES(mutex_) {
+  /// Returns "", or the reason why there is no thread for the connection.
+  std::string startWorker(int socket, bool control) TIDEWELL_REQUIRES(mutex_) {
     if (!control) ++connectionCount_;
     auto& worker = workers_.emplace_back(socket, stop_.first.number(), control, connectionCount_);
     try {
       worker.thread = std::thread([this, &worker] { run(worker); });
     } catch (const std::system_error& error) {
-      message(std::string("cannot serve a connection: ") + error.what());
       workers_.pop_back();
+      return error.what();
     }
+    return {};
   }
 
   void run(Worker& worker) {
@@ -583,7 +585,7 @@ class StandInBackend::Server {
   const Folder folder_;
   const Certificates certificates_;
   const std::string caFile_;
-  std::pair<Descriptor, Descriptor> stop_;  // the first is readable once everything is to stop
+  std::pair<Descriptor, Descriptor> stop_;  // the first becomes readable when the server stops
   Descriptor listener_;
   Descriptor controlListener_;
   std::uint16_t port_ = 0;

@@ -40,7 +40,8 @@ struct StandInBackendOptions {
   /// Called with the reply of the configuration service before it is sent for the first time, and when it
   /// has changed; on the connection's thread. Must not call the backend.
   std::function<void(std::string_view reply)> onConfiguration{};
-  /// Called with messages for the user of the backend; by default they are written to standard error.
+  /// Called with messages for the user of the backend, on any thread with no lock held. By default they are
+  /// written to standard error.
   std::function<void(std::string_view)> onMessage;
 };
 

@@ -8,7 +8,7 @@
 
 namespace tidewell::testing {
 
-/// A clock that only moves when told to. Any thread.
+/// A clock that moves only when a test sets or advances it. Any thread.
 class TIDEWELL_EXPORT VirtualClock final : public platform::Clock {
  public:
   VirtualClock();

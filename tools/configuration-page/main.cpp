@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Prints docs/configuration.md. Keys, defaults, limits and the order of the checks come from the rows of
-// kConfigFields and kGateRules; what a wrong type does is found out by merging one. The sentences about the
-// rows are here: a row without one does not compile.
+// kConfigFields and kGateRules; the effect of a wrong type is determined by merging one. The sentences about
+// the rows are here; a row without one does not compile.
 #include <array>
 #include <cstdio>
 #include <map>
@@ -24,8 +24,8 @@ using Restriction = TWConfigManager::Restriction;
 
 constexpr std::string_view kIntroduction = R"(# Configuration reference
 
-The backend answers the configuration request with one JSON object. This page lists its keys, what each one decides, what a value of a wrong
-type does, and how each gate comes to its answer.
+The backend answers the configuration request with one JSON object. This page lists its keys, what each one decides, the effect of
+a value of the wrong type, and how each gate decides.
 
 ```json
 {"a_s": "allowed", "b_e": ["spam"], "e_b_c": 50, "p_f_t": 120}
@@ -54,7 +54,7 @@ constexpr std::string_view kLimits = R"(
 than `isAccountActive` go on with their own checks. With a kept `le_tkn` that is not text, no log line is sent, and line 209 of TWLogger is
 logged. *Line 200* is logged by `printCurrentServicesStatus`, after each merge and at each start.
 
-An entry of a list that is not text does no harm until a search reaches it: a question about a name before it is answered, any other logs and
+A list entry that is not text matters only once a search reaches it: a question about a name that precedes it is answered, any other logs and
 answers false. The same holds for an invalid expression in `b_uid_r`, where `isUniqueIDRestricted` raises and `restrictionOfUniqueID` answers
 `invalidExpression`.
 
@@ -84,8 +84,8 @@ Opt-outs are set on the device. A reply never changes them.
 These questions do not look at the account or at opt-outs.
 
 - `isEventBlackListed`, `isEventInstantFlushEvent` and `isEventWhitelistedEvent` answer true if an entry of the list equals the name, byte for
-  byte. No name and the empty name are in no list.
-- `isUniqueIDRestricted` answers true if an expression matches the whole identifier, and for no identifier. An expression that is too costly
+  byte. A missing or empty name is in no list.
+- `isUniqueIDRestricted` answers true if an expression matches the whole identifier, and if there is none. An expression that is too costly
   to evaluate counts as no match and is logged.
 - The durations (whole seconds) answer their default if the record holds 0; `getEventBatchCount` answers 0 then.
 

@@ -22,10 +22,10 @@ for (const tidewell::LintFinding& finding : report.findings()) {
 }
 ```
 
-A finding has a severity, the rule's name, the key, its place (line, column, JSON pointer), a sentence that says what devices do, and an
+A finding has a severity, the rule's name, the key, its place (line, column, JSON pointer), a sentence that says what devices do, and
 advice. `LintReport::dictionary` gives the report for JSON. Names of rules and keys of the JSON do not change within a major version.
 
-`configurationChanges` compares the reply with a given record: the gates that flip, the values that change, and the entries that come and go.
+`configurationChanges` compares the reply with a given record: the gates whose answer changes, the values that change, and the entries that are added or removed.
 
 | severity | meaning |
 | --- | --- |
@@ -37,16 +37,16 @@ advice. `LintReport::dictionary` gives the report for JSON. Names of rules and k
 
 The bytes may be hostile. A reply of more than 3 MiB is one finding, because no device reads it; each rule has at most 50 findings, and the
 report counts the others. Expressions are compiled only within the limits of a question. They are then tried on some unique IDs and on texts
-built from their own characters, within a budget of steps that all share. So `expression-matches-nothing`,
+built from their own characters, within a budget of steps that all share. Therefore `expression-matches-nothing`,
 `expression-matches-everything` and `expression-slow` rest on trials, not on proofs: a fault may be missed.
 
 ## Rules
 
-An ellipsis stands for what the finding fills in.
+An ellipsis marks text that the finding fills in.
 
 )";
 
-/// The text of a cell, with an ellipsis for what a finding fills in.
+/// The text of a cell, with an ellipsis for text that a finding fills in.
 std::string cell(std::string_view text) {
   std::string shown;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -69,5 +69,6 @@ int main() {
     page += std::string(nameOf(rule.severity)) + " | ";
     page += cell(rule.sentence) + " | " + cell(rule.advice) + " |\n";
   }
+  page += "\n---\n\nWritten by `tools/linter-page`. `scripts/check-docs --fix` updates it.\n";
   std::fputs(page.c_str(), stdout);
 }

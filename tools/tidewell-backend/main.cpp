@@ -64,10 +64,10 @@ std::optional<int> readCommandLine(int count, char** arguments, Variables& varia
   StandInBackendOptions& backend = variables.backend;
   backend.directory = usualFolder();
   bool noControl = false;
-  line.option("--port", backend.port, "port of the HTTPS server; 0 takes a free one");
+  line.option("--port", backend.port, "port of the HTTPS server; 0 chooses a free one");
   line.option("--control-port", backend.controlPort,
-              "port of the control server (plain HTTP); 0 takes a free one");
-  line.flag("--no-control", noControl, "no control server");
+              "port of the control server (plain HTTP); 0 chooses a free one");
+  line.flag("--no-control", noControl, "do not start the control server");
   line.option("--config", backend.configurationFile,
               "JSON file with the reply of the configuration service; read at each request")
       .existingFile();
@@ -89,7 +89,7 @@ std::optional<int> readCommandLine(int count, char** arguments, Variables& varia
   line.option("--ready-file", variables.readyFile,
               "write the ready line to this file, which is removed at exit")
       .value("FILE");
-  line.flag("--quiet", variables.quiet, "print no line for each request");
+  line.flag("--quiet", variables.quiet, "do not print a line for each request");
   line.option(
           "--lint", variables.lint,
           "print what devices would do with the configuration, when it is first sent and when it has changed")
@@ -101,7 +101,7 @@ std::optional<int> readCommandLine(int count, char** arguments, Variables& varia
          "command line."},
         {"FILES",
          "The authority's certificate, ca.pem, and the keys are in the folder of --directory. Only "
-         "their owner can read the keys. Trust the authority for nothing else."},
+         "their owner can read the keys. Do not trust the authority for any other purpose."},
         {"PROXY",
          "An unchanged program reaches the simulated hosts with https_proxy=http://127.0.0.1:PORT and "
          "SSL_CERT_FILE=FILE in its environment, with PORT and FILE of the ready line."},

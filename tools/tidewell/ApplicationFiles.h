@@ -33,7 +33,7 @@ struct FileFacts {
 /// whole, so a reader sees the old or the new contents.
 class ApplicationFiles {
  public:
-  /// The chosen application. Raises `Failure` if there is no such container, or nothing was chosen.
+  /// The chosen application. Raises `Failure` if there is no such container, or none was chosen.
   explicit ApplicationFiles(const ApplicationChoice& choice);
 
   /// The names of the folders that hold a container of the SDK, sorted.

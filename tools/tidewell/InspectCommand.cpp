@@ -406,7 +406,7 @@ void addInspect(tools::Command program) {
                                  to.flag("--secrets", variables.secrets, "print tokens in full");
                                });
   addCommand<ExplainVariables>(
-      program, "explain", "Prints how the answer to a gate, an event's lists or a unique ID comes about.",
+      program, "explain", "Explains the answer of a gate, of the lists for an event, or about a unique ID.",
       &explain, [](tools::Command to, ExplainVariables& variables) {
         const tools::Option gate = to.option("GATE", variables.gate, "such as isAccountActive");
         const tools::Option event = to.option("--event", variables.event, "explain the lists for this event")

@@ -146,7 +146,7 @@ void start() {
   install();
   core().initializeWithAppID("A");
 }
-void nothing() {}
+void noPreparation() {}
 
 /// Waits until the functions on the queues have run.
 void drain() {
@@ -227,7 +227,7 @@ void warmUp() {
 }
 
 const std::vector<Scenario> scenarios{
-    {"start", false, nothing, {start}},
+    {"start", false, noPreparation, {start}},
     {"configuration",
      false,
      makeRecord,
@@ -262,7 +262,7 @@ const std::vector<Scenario> scenarios{
       [] { application().deliverRemoteNotification({}); },
       [] { require(Swizzler::interceptors().allKeys().size() == 1, "interceptors"); },
       Swizzler::clearInterceptors, guestOperation("interceptors"), guestOperation("proxy")}},
-    {"objects", false, nothing, {guestOperation("objects")}},
+    {"objects", false, noPreparation, {guestOperation("objects")}},
     {"links",
      false,
      makeDelegates,
@@ -340,7 +340,7 @@ void checkThatTheSdkWorks(const Scenario& scenario) {
 
 // Running the scenarios.
 
-void explainDeath(int number) {
+void reportCrash(int number) {
   allocationFails = nullptr;
   signal(SIGALRM, SIG_DFL);
   alarm(5);
@@ -422,7 +422,7 @@ bool torture(const std::string& folder, const Scenario& scenario, std::size_t mo
 
 }  // namespace
 
-/// The SDK's threads block all signals. Keeps crash signals unblocked, so that `explainDeath` runs.
+/// The SDK's threads block all signals. Keeps crash signals unblocked, so that `reportCrash` runs.
 extern "C" __attribute__((visibility("default"))) int pthread_sigmask(int how, const sigset_t* set,
                                                                       sigset_t* old) noexcept {
   sigset_t without;
@@ -444,7 +444,7 @@ int main(int argc, char** argv) {
   setrlimit(RLIMIT_CORE, &none);
   void* frame = nullptr;
   backtrace(&frame, 1);  // loads its libraries
-  for (const int each : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGALRM}) signal(each, explainDeath);
+  for (const int each : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGALRM}) signal(each, reportCrash);
   warmUpLibraries();
   const TemporaryFolder folder;
   if (!isOffline) startBackend();

@@ -78,16 +78,16 @@ class Shelf {
  public:
   T at(Random& random) {
     const std::lock_guard lock(mutex_);
-    return random.of(things_);
+    return random.of(items_);
   }
-  void put(Random& random, T thing) {
+  void put(Random& random, T item) {
     const std::lock_guard lock(mutex_);
-    std::swap(random.of(things_), thing);
+    std::swap(random.of(items_), item);
   }
 
  private:
   std::mutex mutex_;
-  T things_[12] = {};
+  T items_[12] = {};
 };
 
 struct HostsOwn {};
@@ -331,7 +331,7 @@ struct Worker {
 };
 std::array<Worker, kThreads> workers;
 
-void explainHang(int) {
+void reportHang(int) {
   dprintf(STDERR_FILENO, "storm: still running %d s after the time limit\n", kLongestEnd);
   for (const Worker& worker : workers)
     if (const char* const call = worker.call) dprintf(STDERR_FILENO, "storm: a thread is in \"%s\"\n", call);
@@ -363,7 +363,7 @@ int main(int argc, char** argv) {
   const std::size_t seconds = argc > 1 ? std::stoul(argv[1]) : 60;
   const std::size_t seed = argc > 2 ? std::stoul(argv[2]) : std::random_device()();
   std::printf("storm: %zu s, seed %zu\n", seconds, seed);
-  std::signal(SIGALRM, explainHang);
+  std::signal(SIGALRM, reportHang);
   alarm(static_cast<unsigned>(seconds) + kLongestEnd);
   attack::TemporaryFolder folder;
   testing::StandInBackend standIn;

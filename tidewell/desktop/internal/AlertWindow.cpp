@@ -118,7 +118,7 @@ void AlertWindow::choose(std::size_t index) {
   close();
 }
 
-std::function<void()> AlertWindow::farewell() {
+std::function<void()> AlertWindow::takeCloseHandler() {
   if (!chosen_) return nullptr;
   return [chosen = std::move(chosen_), choice = choice_] { chosen(choice); };
 }

@@ -18,7 +18,7 @@ class AlertWindow final : public ShownWindow {
   AlertWindow(const platform::AlertContent& content, std::function<void(std::size_t)> chosen);
 
   [[nodiscard]] bool staysAbove() const override { return true; }
-  [[nodiscard]] std::function<void()> farewell() override;
+  [[nodiscard]] std::function<void()> takeCloseHandler() override;
 
  private:
   void addButton(GtkBox* box, const platform::AlertAction& action, std::size_t index);

@@ -21,7 +21,7 @@ class BrowserWindow final : public ShownWindow, private WebPageClient {
   ~BrowserWindow() override;
 
   [[nodiscard]] bool staysAbove() const override { return false; }
-  [[nodiscard]] std::function<void()> farewell() override { return std::move(didFinish_); }
+  [[nodiscard]] std::function<void()> takeCloseHandler() override { return std::move(didFinish_); }
 
  private:
   void makeHeader();

@@ -9,7 +9,7 @@
 
 namespace tidewell::desktop {
 
-/// Tracks whether any GTK window of the process is active. Main thread only; never destroyed.
+/// Tracks whether any GTK window of the process is active. Main thread only.
 ///
 /// The first activation is the launch, not a return to the foreground, unless it comes late because the
 /// application started without a window. The application counts as in the background after
@@ -20,25 +20,25 @@ class ForegroundWatch final {
   static constexpr guint kSettleMilliseconds = 150;
   static constexpr gint64 kLaunchMicroseconds = 10 * G_USEC_PER_SEC;
 
-  ForegroundWatch(std::function<void()> entered, std::function<void()> left);
+  ForegroundWatch(std::function<void()> onEnter, std::function<void()> onLeave);
   ~ForegroundWatch();
   ForegroundWatch(const ForegroundWatch&) = delete;
   ForegroundWatch& operator=(const ForegroundWatch&) = delete;
 
  private:
   void followNewWindows();
-  void look();
-  void rise();
-  void settle();
+  void check();
+  void enter();
+  void leave();
 
-  const std::function<void()> entered_;
-  const std::function<void()> left_;
+  const std::function<void()> onEnter_;
+  const std::function<void()> onLeave_;
   const gint64 started_ = g_get_monotonic_time();
   const Owned<GListModel> windows_;
   gulong windowsHandler_ = 0;
   bool isForeground_ = false;
   bool wasForeground_ = false;  ///< at any time so far
-  guint settling_ = 0;          ///< the timer's source ID
+  guint leaving_ = 0;           ///< the timer's source ID
 };
 
 }  // namespace tidewell::desktop

@@ -31,7 +31,7 @@ struct ObjectDeleter {
 template <class T>
 using Owned = std::unique_ptr<T, ObjectDeleter>;
 
-/// Adds a reference to an object that has another owner, too.
+/// Adds a reference to an object that also has another owner.
 template <class T>
 [[nodiscard]] Owned<T> share(T* object) {
   return Owned<T>(object ? static_cast<T*>(g_object_ref(object)) : nullptr);

@@ -35,7 +35,7 @@ GtkWindow* hostWindow() {
   return found;
 }
 
-void later(std::function<void()> function) {
+void runLater(std::function<void()> function) {
   platform::Platform::current().mainQueue().async(std::move(function));
 }
 
@@ -57,7 +57,7 @@ Shown GtkPresenter::showBrowser(const base::Url& url, platform::BrowserEvents ev
 
 Shown GtkPresenter::show(std::unique_ptr<ShownWindow> window, Shown above) {
   const Shown shown{++last_};
-  window->setGone([this, shown] { wentAway(shown); });
+  window->setClosedHandler([this, shown] { handleClosed(shown); });
   const auto below = items_.find(above);
   if (below == items_.end()) above = Shown::nothing;
   GtkWindow* const host = below == items_.end() ? hostWindow() : below->second.host;
@@ -107,11 +107,11 @@ std::vector<std::unique_ptr<ShownWindow>> GtkPresenter::take(Shown shown) {
   return taken;
 }
 
-void GtkPresenter::wentAway(Shown shown) {
+void GtkPresenter::handleClosed(Shown shown) {
   for (auto& window : take(shown)) {
-    later(window->farewell());
+    runLater(window->takeCloseHandler());
     // This may run within a signal of the window, so its destruction is deferred.
-    later([gone = std::shared_ptr<ShownWindow>(std::move(window))] {});
+    runLater([gone = std::shared_ptr<ShownWindow>(std::move(window))] {});
   }
 }
 
@@ -119,24 +119,24 @@ void GtkPresenter::followHost(GtkWindow* host) {
   if (!host || g_object_get_data(G_OBJECT(host), kFollowed)) return;
   g_object_set_data(G_OBJECT(host), kFollowed, this);
   g_signal_connect(host, "destroy", G_CALLBACK(+[](GtkWindow* gone, gpointer self) {
-                     static_cast<GtkPresenter*>(self)->hostWentAway(gone);
+                     static_cast<GtkPresenter*>(self)->handleHostClosed(gone);
                    }),
                    this);
 }
 
-void GtkPresenter::hostWentAway(GtkWindow* host) {
+void GtkPresenter::handleHostClosed(GtkWindow* host) {
   std::vector<Shown> gone;
   for (auto& [shown, item] : items_) {
     if (item.host != host) continue;
     item.host = nullptr;
     if (item.above == Shown::nothing) gone.push_back(shown);
   }
-  for (const Shown shown : gone) wentAway(shown);
+  for (const Shown shown : gone) handleClosed(shown);
 }
 
 void GtkPresenter::dismiss(Shown shown, bool, std::function<void()> done) {
   take(shown).clear();
-  later(std::move(done));
+  runLater(std::move(done));
 }
 
 platform::ScreenSize GtkPresenter::screenSize() {

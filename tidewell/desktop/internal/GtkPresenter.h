@@ -38,8 +38,8 @@ class GtkPresenter final : public platform::Presenter {
   };
 
   platform::Shown show(std::unique_ptr<ShownWindow> window, platform::Shown above);
-  void wentAway(platform::Shown shown);
-  void hostWentAway(GtkWindow* host);
+  void handleClosed(platform::Shown shown);
+  void handleHostClosed(GtkWindow* host);
   void followHost(GtkWindow* host);
   /// Removes an item and everything above it from the map, topmost first.
   std::vector<std::unique_ptr<ShownWindow>> take(platform::Shown shown);

@@ -19,7 +19,7 @@ namespace tidewell::desktop {
 ///    readable while it is locked (`kSecAttrAccessibleAfterFirstUnlock`);
 ///  - they are read from the keyring, and from the file if not found there;
 ///  - the user is never asked to unlock anything, and no call waits for the keyring longer than
-///    `SecretService::kPatience`.
+///    `SecretService::kMaximumWait`.
 class SecretKeychain final : public platform::Keychain {
  public:
   /// `file` must outlive this object.

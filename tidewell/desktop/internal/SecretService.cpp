@@ -149,7 +149,7 @@ Status SecretService::remove(const Attributes& attributes) {
 }
 
 Status SecretService::ask(Request request, std::string* secret) {
-  if (!hasBus_ || isHopeless_) return Status::unusable;
+  if (!hasBus_ || hasTimedOut_) return Status::unusable;
   const base::CancellationShield shield;
   request.attributes["application"] = application_;
 
@@ -186,12 +186,12 @@ Status SecretService::ask(Request request, std::string* secret) {
   if (!isAsked) return Status::unusable;
 
   base::ReleasableMutexLock lock(answer->mutex);
-  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto end = std::chrono::steady_clock::now() + kMaximumWait;
   const auto isAnswered = [&]() TIDEWELL_REQUIRES(answer->mutex) { return answer->status.has_value(); };
   if (!lock.waitUntil(answer->changed, end, isAnswered)) {
     lock.unlock();
     g_cancellable_cancel(answer->cancellable.get());
-    isHopeless_ = true;
+    hasTimedOut_ = true;
     platform::report("The keyring does not answer and is not asked any more");
     return Status::unusable;
   }

@@ -14,14 +14,14 @@ namespace tidewell::desktop {
 /// by attributes. Any thread; never raises.
 ///
 /// Used only if the session has a bus; otherwise libsecret would start one and wait for it. Each operation
-/// runs on a temporary thread, so that its caller need not wait forever. After one time-out, the process does
-/// not use the keyring again.
+/// runs on a temporary thread, so that its caller never waits longer than `kMaximumWait`. After one time-out,
+/// the process does not use the keyring again.
 class SecretService final {
  public:
   using Attributes = std::map<std::string, std::string>;
 
   /// The longest time that a caller waits.
-  static constexpr std::chrono::milliseconds kPatience{1000};
+  static constexpr std::chrono::milliseconds kMaximumWait{1000};
 
   enum class Status {
     done,
@@ -45,7 +45,7 @@ class SecretService final {
 
   const std::string application_;
   const bool hasBus_;
-  std::atomic<bool> isHopeless_{false};
+  std::atomic<bool> hasTimedOut_{false};
 };
 
 }  // namespace tidewell::desktop

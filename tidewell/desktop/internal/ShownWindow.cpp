@@ -18,7 +18,8 @@ ShownWindow::ShownWindow() : window_(GTK_WINDOW(gtk_window_new())) {
   destroyed_ = g_signal_connect_swapped(window_, "destroy", G_CALLBACK(+[](ShownWindow* self) {
                                           self->window_ = nullptr;
                                           // The callback may destroy this object.
-                                          if (const auto gone = std::exchange(self->gone_, nullptr)) gone();
+                                          if (const auto closed = std::exchange(self->closed_, nullptr))
+                                            closed();
                                         }),
                                         this);
 }

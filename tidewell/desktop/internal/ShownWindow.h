@@ -10,8 +10,8 @@ namespace tidewell::desktop {
 
 /// A window shown by the presenter. Owns the GTK window. Main thread only.
 ///
-/// The user may close the window, or the host may destroy all its windows. Then `gone` is called, once, and
-/// the owner destroys this object.
+/// The user may close the window, or the host may destroy all its windows. Then the
+/// handler of `setClosedHandler` is called, once, and the owner destroys this object.
 class ShownWindow {
  public:
   virtual ~ShownWindow();
@@ -20,11 +20,12 @@ class ShownWindow {
 
   /// Null once the window is destroyed.
   [[nodiscard]] GtkWindow* window() const noexcept { return window_; }
-  void setGone(std::function<void()> gone) { gone_ = std::move(gone); }
+  void setClosedHandler(std::function<void()> closed) { closed_ = std::move(closed); }
   /// Whether the window stays above others that are shown above the same window.
   [[nodiscard]] virtual bool staysAbove() const = 0;
-  /// The function to call if the window disappears without being dismissed. Called once.
-  [[nodiscard]] virtual std::function<void()> farewell() = 0;
+  /// Takes the function that notifies the application if the window closes without being dismissed. Call it
+  /// once.
+  [[nodiscard]] virtual std::function<void()> takeCloseHandler() = 0;
 
  protected:
   ShownWindow();
@@ -34,7 +35,7 @@ class ShownWindow {
  private:
   GtkWindow* window_;
   gulong destroyed_ = 0;
-  std::function<void()> gone_;
+  std::function<void()> closed_;
 };
 
 /// Whether a window belongs to the presenter.
