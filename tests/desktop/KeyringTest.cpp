@@ -136,14 +136,31 @@ TEST_F(Keyring, ItemsAreStoredInTheFileWithoutAnUnlockedKeyring) {
   EXPECT_EQ(add(query("a"), "other"), errSecDuplicateItem);
 }
 
+TEST_F(Keyring, ChangesMadeWhileItIsLockedOutliveTheLock) {
+  startKeyring();
+  installWithKeyring();
+  for (const char* const account : {"replaced", "deleted", "kept"})
+    ASSERT_EQ(add(query(account), "old"), errSecSuccess);
+  lockKeyring();
+  for (const char* const account : {"replaced", "deleted"}) keychain_->itemDelete(query(account));
+  EXPECT_EQ(add(query("replaced"), "new"), errSecSuccess);
+  stopKeyring();
+  startKeyring();
+  EXPECT_EQ(find(query("kept")), "old");
+  EXPECT_EQ(find(query("replaced")), "new");
+  EXPECT_EQ(find(query("deleted")), std::to_string(errSecItemNotFound));
+  EXPECT_FALSE(inFile("removed: "));
+  EXPECT_EQ(add(query("deleted"), "again"), errSecSuccess);
+}
+
 TEST_F(Keyring, AHangingDaemonIsWaitedForOnce) {
   startKeyring();
   installWithKeyring();
-  ASSERT_EQ(add(readable_, secret_), errSecSuccess);
+  ASSERT_EQ(add(query("a"), secret_), errSecSuccess);
   static int reports = 0;
   platform::setReporter([](std::string_view) { ++reports; });
   g_subprocess_send_signal(daemon_, SIGSTOP);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(find(readable_), secret_);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(find(query("a")), std::to_string(errSecItemNotFound));
   EXPECT_EQ(reports, 1);
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "life/LifeTest.h"
+#include "tidewell/base/KeyPath.h"
 #include "tidewell/base/formats/Json.h"
 #include "tidewell/base/formats/PropertyList.h"
 

@@ -32,6 +32,23 @@ bool mustBeReadableWhileLocked(const base::Dictionary& attributes) {
          base::Value(platform::kSecAttrAccessibleAfterFirstUnlock);
 }
 
+/// The attributes that identify the item; a missing one counts as the empty string.
+SecretService::Attributes identityOf(const SecretService::Attributes& attributes) {
+  const auto of = [&attributes](const char* name) {
+    const auto found = attributes.find(name);
+    return found == attributes.end() ? std::string() : found->second;
+  };
+  return {{"service", of("service")}, {"account", of("account")}};
+}
+
+/// The file's item for a removal that the keyring has missed.
+base::Dictionary removalOf(const SecretService::Attributes& attributes) {
+  const SecretService::Attributes item = identityOf(attributes);
+  return {{platform::kSecClass, platform::kSecClassGenericPassword},
+          {platform::kSecAttrService, "removed: " + item.at("service")},
+          {platform::kSecAttrAccount, item.at("account")}};
+}
+
 bool wantsData(const base::Dictionary& query) {
   const base::Value* const wanted = query.find(platform::kSecReturnData);
   return wanted && wanted->isNumber() && wanted->boolValue();
@@ -50,8 +67,8 @@ std::int32_t SecretKeychain::itemAdd(const base::Dictionary& attributes) {
   known->emplace("service", "");
   known->emplace("account", "");
 
-  const SecretService::Attributes primaryKey{{"service", known->at("service")},
-                                             {"account", known->at("account")}};
+  const SecretService::Attributes primaryKey = identityOf(*known);
+  finishRemoval(primaryKey);
   base::Data ignored;
   if (file_.itemCopyMatching({{platform::kSecClass, platform::kSecClassGenericPassword},
                               {platform::kSecAttrService, primaryKey.at("service")},
@@ -75,8 +92,11 @@ std::int32_t SecretKeychain::itemAdd(const base::Dictionary& attributes) {
 std::int32_t SecretKeychain::itemCopyMatching(const base::Dictionary& query, base::Data& result) {
   const auto wanted = attributesOf(query);
   if (!wanted) return platform::errSecParam;
+  finishRemoval(*wanted);
+  // The file first: what it has is as new as the keyring's item, or newer.
+  const std::int32_t inFile = file_.itemCopyMatching(query, result);
   std::string secret;
-  if (service_->find(*wanted, secret) != Status::done) return file_.itemCopyMatching(query, result);
+  if (inFile == platform::errSecSuccess || service_->find(*wanted, secret) != Status::done) return inFile;
   if (wantsData(query)) result = base::Data(std::move(secret));
   return platform::errSecSuccess;
 }
@@ -85,8 +105,16 @@ std::int32_t SecretKeychain::itemDelete(const base::Dictionary& query) {
   const auto wanted = attributesOf(query);
   if (!wanted) return platform::errSecParam;
   const Status status = service_->remove(*wanted);
+  if (status == Status::unusable) static_cast<void>(file_.itemAdd(removalOf(*wanted)));
   const std::int32_t deleted = file_.itemDelete(query);
   return status == Status::done ? platform::errSecSuccess : deleted;
+}
+
+void SecretKeychain::finishRemoval(const SecretService::Attributes& item) {
+  const base::Dictionary removal = removalOf(item);
+  base::Data ignored;
+  if (file_.itemCopyMatching(removal, ignored) != platform::errSecSuccess) return;
+  if (service_->remove(identityOf(item)) != Status::unusable) static_cast<void>(file_.itemDelete(removal));
 }
 
 }  // namespace tidewell::desktop

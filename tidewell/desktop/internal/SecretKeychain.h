@@ -17,7 +17,10 @@ namespace tidewell::desktop {
 /// be created again, and the device would change its identity. So:
 ///  - items are written to the keyring, and also to the file if the keyring is unusable or they must be
 ///    readable while it is locked (`kSecAttrAccessibleAfterFirstUnlock`);
-///  - they are read from the keyring, and from the file if not found there;
+///  - they are read from the file, and from the keyring if not found there, because only the file gets new
+///    values while the keyring is unusable;
+///  - the file notes which items are deleted meanwhile; the next operation on such an item that finds the
+///    keyring usable deletes it there;
 ///  - the user is never asked to unlock anything, and no call waits for the keyring longer than
 ///    `SecretService::kMaximumWait`.
 class SecretKeychain final : public platform::Keychain {
@@ -30,6 +33,9 @@ class SecretKeychain final : public platform::Keychain {
   std::int32_t itemDelete(const base::Dictionary& query) override;
 
  private:
+  /// Deletes an item that the keyring still has because it was unusable when the item was deleted.
+  void finishRemoval(const SecretService::Attributes& item);
+
   const std::unique_ptr<SecretService> service_;
   platform::Keychain& file_;
 };
