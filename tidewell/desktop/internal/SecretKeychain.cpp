@@ -105,7 +105,8 @@ std::int32_t SecretKeychain::itemDelete(const base::Dictionary& query) {
   const auto wanted = attributesOf(query);
   if (!wanted) return platform::errSecParam;
   const Status status = service_->remove(*wanted);
-  if (status == Status::unusable) static_cast<void>(file_.itemAdd(removalOf(*wanted)));
+  const bool isOneItem = wanted->count("service") != 0 && wanted->count("account") != 0;
+  if (status == Status::unusable && isOneItem) static_cast<void>(file_.itemAdd(removalOf(*wanted)));
   const std::int32_t deleted = file_.itemDelete(query);
   return status == Status::done ? platform::errSecSuccess : deleted;
 }

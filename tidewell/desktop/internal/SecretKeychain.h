@@ -19,8 +19,8 @@ namespace tidewell::desktop {
 ///    readable while it is locked (`kSecAttrAccessibleAfterFirstUnlock`);
 ///  - they are read from the file, and from the keyring if not found there, because only the file gets new
 ///    values while the keyring is unusable;
-///  - the file notes which items are deleted meanwhile; the next operation on such an item that finds the
-///    keyring usable deletes it there;
+///  - the file notes which items are deleted meanwhile by service and account; the next operation on such an
+///    item that finds the keyring usable deletes it there;
 ///  - the user is never asked to unlock anything, and no call waits for the keyring longer than
 ///    `SecretService::kMaximumWait`.
 class SecretKeychain final : public platform::Keychain {
